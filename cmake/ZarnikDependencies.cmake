@@ -1,0 +1,21 @@
+# Third-party libraries: the installed package where there is one, else the released source from its home.
+include_guard(GLOBAL)
+include(FetchContent)
+
+function(zarnik_dependency name target repository tag)
+  find_package(${name} QUIET)
+  if(NOT TARGET ${target})
+    message(STATUS "${name} is not installed, fetching ${tag} from ${repository}")
+    FetchContent_Declare(${name} GIT_REPOSITORY ${repository} GIT_TAG ${tag} GIT_SHALLOW ON EXCLUDE_FROM_ALL)
+    FetchContent_MakeAvailable(${name})
+  endif()
+  set_property(TARGET ${target} PROPERTY IMPORTED_GLOBAL ON)
+endfunction()
+
+set(SPDLOG_FMT_EXTERNAL_HO ON)
+set(HWY_ENABLE_TESTS OFF)
+set(HWY_ENABLE_EXAMPLES OFF)
+set(HWY_ENABLE_CONTRIB OFF)
+zarnik_dependency(fmt fmt::fmt-header-only https://github.com/fmtlib/fmt 9.1.0)
+zarnik_dependency(spdlog spdlog::spdlog_header_only https://github.com/gabime/spdlog v1.11.0)
+zarnik_dependency(hwy hwy::hwy https://github.com/google/highway 1.0.7)
