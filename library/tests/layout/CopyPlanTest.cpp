@@ -1,0 +1,206 @@
+#include "zarnik/layout/CopyPlan.h"
+
+#include "layout/StridedCases.h"
+#include "zarnik/core/Error.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <numeric>
+
+namespace zarnik {
+
+namespace {
+
+using namespace test;
+
+std::vector<std::byte> const & pattern() {
+  static auto const bytes = noise(size_t{1} << 21, 7);
+  return bytes;
+}
+
+// Copies with the plan and with the reference, into buffers that end where the last element does, and compares all
+// bytes: those between the elements must keep what they held.
+bool copiesLikeReference(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination,
+                         size_t elementBytes) {
+  static std::vector<std::byte> from, expected, actual;
+  from.assign(pattern().begin(), pattern().begin() + static_cast<ptrdiff_t>(source.bytes));
+  expected.assign(destination.bytes, std::byte{0xa5});
+  actual = expected;
+  visitElements(size, source, destination, [&](uint64_t fromOffset, uint64_t toOffset) {
+    std::memcpy(&expected[toOffset], &from[fromOffset], elementBytes);
+  });
+  copyStrided(size, source.strides, destination.strides, elementBytes, from.data() + source.origin,
+              actual.data() + destination.origin);
+  return actual == expected;
+}
+
+std::string describe(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination,
+                     size_t elementBytes) {
+  auto const asSigned = [](std::vector<uint64_t> const & values) {
+    return std::vector<int64_t>(values.begin(), values.end());
+  };
+  return fmt::format("size {} source {} destination {} of {} bytes", size, asSigned(source.strides),
+                     asSigned(destination.strides), elementBytes);
+}
+
+std::vector<size_t> canonical(size_t rank) {
+  std::vector<size_t> order(rank);
+  std::iota(order.begin(), order.end(), size_t{0});
+  return order;
+}
+
+TEST(CopyPlan, AllSmallShapesOrdersAndSigns) {
+  constexpr size_t elementSizes[] = {1, 2, 3, 4, 5, 6, 8, 12, 16, 24, 40};
+  size_t round = 0;
+  for (size_t rank = 0; rank <= 4; ++rank) {
+    uint64_t shapes = 1;
+    for (size_t n = 0; n < rank; ++n) {
+      shapes *= 6;
+    }
+    for (uint64_t shape = 0; shape < shapes; ++shape) {
+      std::vector<uint64_t> size(rank);
+      for (uint64_t n = 0, rest = shape; n < rank; ++n, rest /= 6) {
+        size[n] = rest % 6;
+      }
+      auto order = canonical(rank);
+      do {
+        for (unsigned reversed = 0; reversed < 1U << rank; ++reversed) {
+          ++round;
+          size_t const elementBytes = elementSizes[round % std::size(elementSizes)];
+          auto const source = arrange(size, order, reversed, round / 3 % 4 == 0 ? round % 5 : 0, elementBytes);
+          auto const destination = arrange(size, canonical(rank), static_cast<unsigned>(round * 7 / 3),
+                                           round / 5 % 4 == 0 ? round % 7 : 0, elementBytes);
+          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
+              << describe(size, source, destination, elementBytes);
+        }
+      } while (std::next_permutation(order.begin(), order.end()));
+    }
+  }
+}
+
+// Extents around the widths of the vector kernels and of their tiles, where both sides are dense but for a few gaps.
+TEST(CopyPlan, EveryKernelWidthAndTail) {
+  for (size_t const elementBytes : {1, 2, 3, 4, 6, 8, 12, 16, 32, 1024}) {
+    for (uint64_t const rows : {1, 2, 3, 4, 5, 8, 15, 16, 17, 33, 64, 65, 130}) {
+      for (uint64_t columns = 1; columns * rows * elementBytes <= 70000 && columns <= 150;
+           columns += columns < 70 ? 1 : 29) {
+        std::vector<uint64_t> const size{columns, rows};
+        for (unsigned variant = 0; variant < 12; ++variant) {
+          auto const source = arrange(size, variant % 2 == 0 ? canonical(2) : std::vector<size_t>{1, 0},
+                                      variant / 2 % 4, variant == 10 ? 3 : 0, elementBytes);
+          auto const destination =
+              arrange(size, canonical(2), variant / 4 == 2 ? 2 : 0, variant == 11 ? 1 : 0, elementBytes);
+          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
+              << describe(size, source, destination, elementBytes);
+        }
+      }
+    }
+  }
+}
+
+TEST(CopyPlan, RandomLargeRegions) {
+  std::mt19937_64 random(testSeed());
+  for (int round = 0; round < 300; ++round) {
+    size_t const elementBytes = std::vector<size_t>{1, 1, 2, 2, 3, 4, 4, 6, 8, 12, 16, 40, 1000}[random() % 13];
+    size_t const rank = 1 + random() % 6;
+    std::vector<uint64_t> size(rank, 1);
+    for (uint64_t left = 400000 / elementBytes / (rank * rank); left > 1;) {
+      auto const factor = std::min<uint64_t>(left, 1 + random() % 60);
+      size[random() % rank] *= factor;
+      left /= std::max<uint64_t>(factor, 2);
+    }
+    auto order = canonical(rank);
+    std::shuffle(order.begin(), order.end(), random);
+    auto const source =
+        arrange(size, order, static_cast<unsigned>(random() & random()), random() % 4 == 0, elementBytes);
+    std::shuffle(order.begin(), order.end(), random);
+    auto const destination =
+        arrange(size, order, static_cast<unsigned>(random() & random()), random() % 4 == 0, elementBytes);
+    if (source.bytes > pattern().size()) {
+      continue;
+    }
+    ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
+        << describe(size, source, destination, elementBytes) << " seed " << testSeed();
+  }
+}
+
+TEST(CopyPlan, SourceStrideZeroRepeats) {
+  for (size_t const elementBytes : {1, 2, 3, 4, 8, 16, 40}) {
+    std::vector<uint64_t> const size{70, 3, 20};
+    for (unsigned zeros = 1; zeros < 8; ++zeros) {
+      auto source = arrange(size, {0, 1, 2}, 0, 0, elementBytes);
+      for (size_t axis = 0; axis < 3; ++axis) {
+        source.strides[axis] = (zeros >> axis & 1) != 0 ? 0 : source.strides[axis];
+      }
+      for (auto const & order : {std::vector<size_t>{0, 1, 2}, {2, 0, 1}}) {
+        auto const destination = arrange(size, order, zeros, 0, elementBytes);
+        EXPECT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
+            << describe(size, source, destination, elementBytes);
+      }
+    }
+  }
+}
+
+TEST(CopyPlan, OverlapIsAsIfTheSourceWereReadFirst) {
+  std::mt19937_64 random(testSeed());
+  for (int round = 0; round < 500; ++round) {
+    std::vector<uint64_t> const size{1 + random() % 20, 1 + random() % 20, 1 + random() % 3};
+    size_t const elementBytes = 1 + random() % 4;
+    auto source = arrange(size, random() % 2 == 0 ? std::vector<size_t>{0, 1, 2} : std::vector<size_t>{2, 1, 0},
+                          static_cast<unsigned>(random() % 8), random() % 3, elementBytes);
+    auto destination = arrange(size, {0, 1, 2}, static_cast<unsigned>(random() % 8), random() % 3, elementBytes);
+    source.origin += random() % 50;
+    destination.origin += random() % 50;
+    auto buffer = noise(std::max(source.bytes, destination.bytes) + 50, static_cast<uint64_t>(round));
+    auto expected = buffer;
+    visitElements(size, source, destination,
+                  [&](uint64_t from, uint64_t to) { std::memcpy(&expected[to], &buffer[from], elementBytes); });
+    copyStrided(size, source.strides, destination.strides, elementBytes, buffer.data() + source.origin,
+                buffer.data() + destination.origin);
+    ASSERT_EQ(buffer, expected) << describe(size, source, destination, elementBytes) << " seed " << testSeed();
+  }
+}
+
+TEST(CopyPlan, MergesWhatRunsOn) {
+  using Strides = std::vector<uint64_t>;
+  // A contiguous volume is one run, with its axes in any order and all turned around on both sides alike.
+  CopyPlan const dense(Strides{3, 5, 7}, Strides{70, 14, 2}, Strides{70, 14, 2}, 2);
+  EXPECT_EQ(dense.loopCount(), 0u);
+  EXPECT_EQ(dense.runBytes(), 210u);
+  uint64_t const back = uint64_t{0} - 2;
+  EXPECT_EQ(CopyPlan(Strides{5, 3}, Strides{back, back * 5}, Strides{back, back * 5}, 2).loopCount(), 0u);
+  // A crop is one loop over rows, whatever unit dimensions stand between.
+  CopyPlan const crop(Strides{4, 1, 6, 8}, Strides{1, 99, 10, 60}, Strides{1, 0, 4, 24}, 1);
+  EXPECT_EQ(crop.loopCount(), 1u);
+  EXPECT_EQ(crop.runBytes(), 4u);
+  EXPECT_EQ(crop.byteCount(), 192u);
+  std::vector<uint64_t> const ones(32, 1);
+  EXPECT_EQ(CopyPlan(ones, ones, ones, 4).byteCount(), 4u);
+}
+
+TEST(CopyPlan, RefusalsNameTheValues) {
+  using Strides = std::vector<uint64_t>;
+  auto const messageOf = [](Strides const & size, Strides const & source, Strides const & destination, size_t bytes) {
+    try {
+      CopyPlan(size, source, destination, bytes);
+    } catch (InvalidArgument const & error) {
+      return std::string(error.what());
+    }
+    return std::string("accepted");
+  };
+  Strides const many(33, 1);
+  EXPECT_THAT(messageOf(many, many, many, 1), testing::HasSubstr("33"));
+  EXPECT_THAT(messageOf({4, 2}, {1}, {1, 4}, 1), testing::HasSubstr("1 source strides"));
+  EXPECT_THAT(messageOf({4, 2}, {1, 4}, {1, 0}, 1), testing::HasSubstr("destination stride 0 on axis 1 of 2 elements"));
+  EXPECT_EQ(messageOf({4}, {1}, {1}, 0), "elements of 0 bytes cannot be copied");
+  uint64_t const huge = uint64_t{1} << 40;
+  EXPECT_THAT(messageOf({huge, huge}, {0, 0}, {1, huge}, 1), testing::HasSubstr("above 2^63 bytes"));
+  EXPECT_EQ(messageOf({0, 4}, {1, 1}, {0, 0}, 1), "accepted");
+}
+
+} // namespace
+
+} // namespace zarnik

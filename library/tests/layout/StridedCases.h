@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <vector>
+
+namespace zarnik::test {
+
+/// Where the elements of a region lie in a buffer of `bytes` bytes, of which the first element is at `origin`.
+struct Geometry {
+  std::vector<uint64_t> strides;
+  uint64_t origin = 0;
+  uint64_t bytes = 0;
+};
+
+/// Lays a region out with the axes in `order` (fastest first), bit n of `reversed` turning axis n around, and `gap`
+/// bytes after each run along each axis.
+inline Geometry arrange(std::vector<uint64_t> const & size, std::vector<size_t> const & order, unsigned reversed,
+                        uint64_t gap, size_t elementBytes) {
+  Geometry result;
+  result.strides.resize(size.size());
+  uint64_t step = elementBytes + gap;
+  for (size_t const axis : order) {
+    result.strides[axis] = step;
+    step = step * (size[axis] == 0 ? 1 : size[axis]) + gap;
+    if ((reversed >> axis & 1) != 0 && size[axis] > 0) {
+      result.origin += (size[axis] - 1) * result.strides[axis];
+      result.strides[axis] = uint64_t{0} - result.strides[axis];
+    }
+  }
+  result.bytes = step;
+  return result;
+}
+
+/// Calls `visit(sourceOffset, destinationOffset)` for every element, in index order: the reference.
+template <typename Visit> void visitElements(std::vector<uint64_t> const & size, Geometry const & source,
+                                             Geometry const & destination, Visit const & visit, size_t axis = 0,
+                                             uint64_t from = 0, uint64_t to = 0) {
+  if (axis == size.size()) {
+    visit(source.origin + from, destination.origin + to);
+    return;
+  }
+  for (uint64_t i = 0; i < size[axis]; ++i) {
+    visitElements(size, source, destination, visit, axis + 1, from + i * source.strides[axis],
+                  to + i * destination.strides[axis]);
+  }
+}
+
+inline std::vector<std::byte> noise(size_t bytes, uint64_t seed) {
+  std::mt19937_64 random(seed);
+  std::vector<std::byte> result(bytes);
+  for (auto & byte : result) {
+    byte = static_cast<std::byte>(random());
+  }
+  return result;
+}
+
+/// The seed of the random tests, printed with each failure; set ZARNIK_TEST_SEED to repeat one.
+inline uint64_t testSeed() {
+  static uint64_t const seed = [] {
+    char const * text = std::getenv("ZARNIK_TEST_SEED");
+    return text != nullptr ? std::strtoull(text, nullptr, 10) : std::random_device{}();
+  }();
+  return seed;
+}
+
+} // namespace zarnik::test
