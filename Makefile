@@ -1,0 +1,127 @@
+# Every target sets up what it needs on a Debian machine with git, python3 and make; a second run repeats nothing.
+
+SHELL := /bin/sh
+.DEFAULT_GOAL := help
+.DELETE_ON_ERROR:
+MAKEFLAGS += --no-builtin-rules
+
+PYTHON ?= python3
+JOBS ?= $(shell nproc)
+PYTEST_ARGS ?=
+export PYTHON
+export CMAKE_BUILD_PARALLEL_LEVEL := $(JOBS)
+# The tools of the environment come first, so that nothing depends on its being activated.
+export PATH := $(CURDIR)/.venv/bin:$(PATH)
+export PIP_DISABLE_PIP_VERSION_CHECK := 1
+
+BUILD := build
+RELEASE := $(BUILD)/release
+ASAN := $(BUILD)/asan
+PIP := .venv/bin/python -m pip --quiet
+
+# What the installed package is made of. Folders are listed too: their time tells that a file came or went.
+SOURCES := $(shell find cmake library/include library/src interface src python/zarnik tests/support/typetable \
+  -name __pycache__ -prune -o -print 2>/dev/null) CMakeLists.txt library/CMakeLists.txt pyproject.toml
+FORMATTED = $(shell find library src benchmarks tests examples \( -name '*.cpp' -o -name '*.h' \) -print 2>/dev/null)
+
+# One tree for everything that is built with one set of flags: package, tests and benchmarks.
+INSTALL = $(PIP) install --no-build-isolation --no-deps --force-reinstall . \
+  -C cmake.define.ZARNIK_BUILD_TESTS=ON -C cmake.define.ZARNIK_BUILD_TEST_MODULES=ON
+
+.PHONY: help demo build test bench lint format sanitize clean
+
+help:
+	@echo 'make demo      show a real 4-D scan as an image that shares its memory with NumPy'
+	@echo 'make test      build everything, run the C++ and the Python tests'
+	@echo 'make build     build the package into .venv'
+	@echo 'make bench     measure against NumPy and memcpy, results in $(BUILD)/bench'
+	@echo 'make lint      clang-format, clang-tidy, ruff, mypy'
+	@echo 'make format    rewrite the sources as make lint wants them'
+	@echo 'make sanitize  run the tests under AddressSanitizer and UndefinedBehaviorSanitizer'
+	@echo 'make clean     remove everything that was built'
+
+# ---- set-up ----------------------------------------------------------------------------------------------------------
+
+$(BUILD)/.system-%: tools/install-system-packages.sh
+	@mkdir -p $(@D)
+	@tools/install-system-packages.sh $*
+	@touch $@
+
+.venv/.made: | $(BUILD)/.system-build
+	@echo 'making .venv with' `$(PYTHON) --version`
+	@$(PYTHON) -m venv .venv
+	@$(PIP) install --upgrade 'pip>=25.1'
+	@touch $@
+
+.venv/.group-%: pyproject.toml .venv/.made
+	@$(PIP) install --group $*
+	@touch $@
+
+# ---- build -----------------------------------------------------------------------------------------------------------
+
+build: $(BUILD)/.built
+
+$(BUILD)/.built: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test $(BUILD)/.system-bench
+	@echo 'building the package'
+	@$(INSTALL) -C build-dir=$(RELEASE) -C cmake.define.ZARNIK_BUILD_BENCHMARKS=ON
+	@touch $@
+
+# ---- demo ------------------------------------------------------------------------------------------------------------
+
+demo: $(BUILD)/.built .venv/.group-demo
+	@.venv/bin/python -m zarnik.demo
+
+# ---- test ------------------------------------------------------------------------------------------------------------
+
+test: $(BUILD)/.built .venv/.group-test .venv/.group-demo
+	@cmake --build $(RELEASE) --target zarnik_tests test_modules
+	@ctest --test-dir $(RELEASE) --output-on-failure --no-tests=error
+	@.venv/bin/python tests/support/interpreters.py --cache $(BUILD)/interpreters
+	@.venv/bin/python -m pytest $(PYTEST_ARGS)
+
+# ---- bench -----------------------------------------------------------------------------------------------------------
+
+bench: $(BUILD)/.built
+	@cmake --build $(RELEASE) --target zarnik_benchmarks
+	@.venv/bin/python benchmarks/python/run.py --output $(BUILD)/bench \
+	  --library `find $(RELEASE) -name zarnik_benchmarks -type f`
+
+# ---- lint ------------------------------------------------------------------------------------------------------------
+
+lint: $(BUILD)/.built .venv/.group-lint | $(BUILD)/.system-lint
+	@clang-format --dry-run -Werror $(FORMATTED)
+	@.venv/bin/python tools/tidy.py $(RELEASE) --cache $(BUILD)/lint library/src src
+	@ruff check .
+	@ruff format --check .
+	@mypy
+
+format: .venv/.group-lint | $(BUILD)/.system-lint
+	@clang-format -i $(FORMATTED)
+	@ruff check --fix .
+	@ruff format .
+
+# ---- sanitize --------------------------------------------------------------------------------------------------------
+
+# The interpreter is not instrumented: the run-time library has to be loaded first, the C++ library before it asks for
+# __cxa_throw, and what the interpreter itself never frees is no finding. The C++ tests do look for leaks.
+PRELOAD = `g++ -print-file-name=libasan.so` `g++ -print-file-name=libstdc++.so`
+
+$(BUILD)/.built-asan: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test
+	@echo 'building the package with sanitizers'
+	@$(INSTALL) --upgrade --target $(ASAN)/site -C build-dir=$(ASAN) -C cmake.build-type=RelWithDebInfo \
+	  -C install.strip=false -C cmake.define.ZARNIK_SANITIZE=ON
+	@touch $@
+
+sanitize: $(BUILD)/.built-asan .venv/.group-test .venv/.group-demo
+	@cmake --build $(ASAN) --target zarnik_tests test_modules
+	@ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  ctest --test-dir $(ASAN) --output-on-failure --no-tests=error
+	@ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  PYTHONPATH=$(CURDIR)/$(ASAN)/site:$(CURDIR)/$(ASAN)/test_modules PYTHONMALLOC=malloc ZARNIK_SANITIZED=1 \
+	  LD_PRELOAD="$(PRELOAD)" .venv/bin/python -m pytest -o pythonpath=tests $(PYTEST_ARGS)
+
+# ---- clean -----------------------------------------------------------------------------------------------------------
+
+clean:
+	@rm -rf $(BUILD) dist .venv .pytest_cache .ruff_cache .mypy_cache .hypothesis
+	@find . -name __pycache__ -prune -exec rm -rf {} +

@@ -1,0 +1,49 @@
+#!/bin/sh
+# Makes sure that the Debian packages for the given purposes are installed: build, test, bench, lint, sanitize.
+# Installs what is missing when it may, else says what is missing and how to get it.
+set -eu
+
+wanted=""
+for purpose in "$@"; do
+  case $purpose in
+    build) wanted="$wanted g++ libfmt-dev libspdlog-dev libhwy-dev ccache" ;;
+    test) wanted="$wanted libgtest-dev libgmock-dev binutils" ;;
+    bench) wanted="$wanted libbenchmark-dev" ;;
+    lint) wanted="$wanted clang-format clang-tidy" ;;
+    *) echo "unknown purpose $purpose, known are build, test, bench, lint" >&2; exit 2 ;;
+  esac
+done
+
+# The headers and ensurepip belong to the interpreter that is used, which need not be the system's.
+python=${PYTHON:-python3}
+if ! command -v "$python" >/dev/null; then
+  wanted="$wanted python3 python3-venv python3-dev"
+else
+  "$python" -c 'import ensurepip, venv' 2>/dev/null || wanted="$wanted python3-venv"
+  "$python" -c 'import os, sysconfig; open(os.path.join(sysconfig.get_path("include"), "Python.h"))' 2>/dev/null ||
+    wanted="$wanted python3-dev"
+fi
+
+if ! command -v dpkg-query >/dev/null; then
+  echo "not a Debian system: make sure that the equivalents of these packages are installed:$wanted" >&2
+  exit 0
+fi
+
+missing=""
+for package in $wanted; do
+  dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+if [ "$(id -u)" = 0 ]; then
+  as_root=""
+elif command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
+  as_root="sudo"
+else
+  echo "these packages are missing and installing them needs root:$missing" >&2
+  echo "run: sudo apt-get install$missing" >&2
+  exit 1
+fi
+echo "installing:$missing"
+$as_root apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
