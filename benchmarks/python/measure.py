@@ -1,0 +1,77 @@
+"""Timing side by side: what is measured and what it is compared with take turns in one run."""
+
+from __future__ import annotations
+
+import timeit
+from dataclasses import asdict, dataclass
+from typing import Callable, Union
+
+ROUNDS = 15
+ROUND_SECONDS = 0.02
+
+
+@dataclass
+class Ratio:
+    """One measurement against its reference."""
+
+    name: str
+    """What was measured."""
+    reference: str
+    """What it is compared with."""
+    seconds: float
+    """Time of one run of what was measured: the best of the rounds, or a difference of such."""
+    reference_seconds: float
+    """Time of one run of the reference."""
+    aim: float | None = None
+    """Largest ratio that is good enough, if there is such an aim."""
+
+    @property
+    def ratio(self) -> float:
+        return self.seconds / self.reference_seconds
+
+    @property
+    def met(self) -> bool:
+        return self.aim is None or self.ratio <= self.aim
+
+    def as_dict(self) -> dict[str, object]:
+        return {**asdict(self), "ratio": self.ratio, "met": self.met}
+
+
+def runs_per_round(timer: timeit.Timer) -> int:
+    """How many runs fill a round."""
+    count = 1
+    while True:
+        elapsed = timer.timeit(count)
+        if elapsed > ROUND_SECONDS / 10:
+            return max(1, int(count * ROUND_SECONDS / elapsed))
+        count *= 10
+
+
+Work = Union[str, Callable[[], object]]
+
+
+def best_seconds(*works: Work, names: dict[str, object] | None = None) -> list[float]:
+    """Best time of one run of each work: a statement, with the names that it uses, or something to call.
+
+    The works take turns, so that a change of the machine's pace hits all alike.
+    """
+    timers = [timeit.Timer(work, globals=names) for work in works]
+    counts = [runs_per_round(timer) for timer in timers]
+    best = [float("inf")] * len(works)
+    for _ in range(ROUNDS):
+        for i, (timer, count) in enumerate(zip(timers, counts)):
+            best[i] = min(best[i], timer.timeit(count) / count)
+    return best
+
+
+def compare(
+    name: str,
+    work: Work,
+    reference: str,
+    reference_work: Work,
+    names: dict[str, object] | None = None,
+    aim: float | None = None,
+) -> Ratio:
+    """Measures a work against a reference that does the same, or the least, by other means."""
+    seconds, reference_seconds = best_seconds(work, reference_work, names=names)
+    return Ratio(name, reference, seconds, reference_seconds, aim)
