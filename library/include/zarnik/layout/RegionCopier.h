@@ -1,0 +1,40 @@
+#pragma once
+
+#include "zarnik/core/Export.h"
+#include "zarnik/layout/CopyPlan.h"
+#include "zarnik/values/DataType.h"
+#include "zarnik/values/Indexer.h"
+#include "zarnik/values/VectorX.h"
+
+namespace zarnik {
+
+/// Copies a region of one buffer to a region of another of the same size.
+///
+/// The element type is moved as it is; see `RegionConverter` for a copy that changes it. Any combination of strides is
+/// accepted: gaps, transposed axes, negative strides, and strides of 0 in the source.
+class ZARNIK_API RegionCopier {
+public:
+  /// Prepares the copy; no buffer is touched.
+  /// \param source Geometry of the buffer that is read.
+  /// \param destination Geometry of the buffer that is written.
+  /// \param sourceOrigin Index of the region's first element in the source.
+  /// \param destinationOrigin Index of the region's first element in the destination.
+  /// \param size Elements along each dimension; any 0 copies nothing.
+  /// \param type Type of the elements, of the byte count of the types of both indexers.
+  /// \throws InvalidArgument If the ranks or the element sizes differ, or if the region does not lie within both
+  /// shapes.
+  RegionCopier(Indexer const & source, Indexer const & destination, VectorXu64 const & sourceOrigin,
+               VectorXu64 const & destinationOrigin, VectorXu64 const & size, DataType type);
+
+  /// Copies the region. See `CopyPlan::run` for buffers that share memory.
+  /// \param source The source buffer: the element with index 0 along every dimension.
+  /// \param destination The destination buffer, likewise.
+  void copy(void const * source, void * destination) const;
+
+private:
+  CopyPlan plan_;
+  uint64_t sourceOffset_;
+  uint64_t destinationOffset_;
+};
+
+} // namespace zarnik
