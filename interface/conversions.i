@@ -1,0 +1,103 @@
+// Every conversion rule between Python and library values, once. Bodies longer than a few lines stand in src/module.
+
+// Fixed-width names stay opaque to the generator, so that messages print them as the headers write them; each is
+// bound here to the reader of its width. The 32-bit readers are those of int, whatever the platform's long.
+%define %integer_reader(NAME, READER)
+%apply READER { NAME };
+%apply READER const & { NAME const & };
+%typemap(doctype) NAME, NAME const & "int"
+%enddef
+%integer_reader(uint8_t, unsigned char)
+%integer_reader(int8_t, signed char)
+%integer_reader(uint16_t, unsigned short)
+%integer_reader(int16_t, short)
+%integer_reader(uint32_t, unsigned int)
+%integer_reader(int32_t, int)
+%integer_reader(uint64_t, unsigned long long)
+%integer_reader(int64_t, long long)
+%integer_reader(size_t, unsigned long long)
+%integer_reader(ptrdiff_t, long long)
+%integer_reader(std::size_t, unsigned long long)
+
+// Enumerators are plain ints in the module's dictionary; some of them need more than 32 bits.
+%typemap(constcode, noblock=1) int {
+  SWIG_Python_SetConstant(d, "$symname", PyLong_FromLongLong(static_cast<long long>($value)));
+}
+%typemap(doctype) enum SWIGTYPE "int"
+
+// None for self, or for a reference, is refused before it can be dereferenced; a destructor takes owned objects only
+// and leaves its argument empty, so that neither a second call nor the collector reaches freed memory.
+%typemap(in, noblock=1) SWIGTYPE *self (void *argp) {
+  argp = zarnik::python::readSelf($input, $descriptor, $disown, "$symname", "$type");
+  if (!argp) SWIG_fail;
+  $1 = %reinterpret_cast(argp, $ltype);
+}
+%typemap(check, noblock=1) SWIGTYPE *self, SWIGTYPE &, SWIGTYPE const & {
+  if (!$1) { %argument_nullref("$type", $symname, $argnum); }
+}
+%typemap(freearg, noblock=1) SWIGTYPE *self {
+  if constexpr (zarnik::python::isDestructor("$symname")) zarnik::python::forgetPointer(swig_obj[0]);
+}
+
+// Data types by value: a wrapped one or an int id.
+%typemap(in, noblock=1) zarnik::DataType, DataType {
+  $1 = zarnik::python::readDataType($input, $descriptor(zarnik::DataType *));
+}
+%typemap(typecheck, noblock=1, precedence=SWIG_TYPECHECK_POINTER) zarnik::DataType, DataType {
+  $1 = zarnik::python::isDataType($input, $descriptor(zarnik::DataType *));
+}
+
+// Vectors by value or const reference: a wrapped one or any sequence.
+%define %vector_argument(VECTOR...)
+%typemap(in, noblock=1) VECTOR const & (VECTOR temp) {
+  $1 = zarnik::python::readVector($input, temp, $descriptor(VECTOR *), "$symname");
+  if (!$1) SWIG_fail;
+}
+%typemap(in, noblock=1) VECTOR (VECTOR temp, VECTOR *argp) {
+  argp = zarnik::python::readVector($input, temp, $descriptor(VECTOR *), "$symname");
+  if (!argp) SWIG_fail;
+  $1 = *argp;
+}
+%typemap(typecheck, noblock=1, precedence=SWIG_TYPECHECK_POINTER) VECTOR const &, VECTOR {
+  $1 = zarnik::python::isVector($input, $descriptor(VECTOR *));
+}
+%typemap(freearg) VECTOR const &, VECTOR ""
+%typemap(check) VECTOR const &, VECTOR ""
+%enddef
+
+// Pairs of pointer and size: the whole of a buffer, for the time of the call.
+%define %buffer_argument(KIND, READER, TYPE, POINTER, SIZE)
+%typemap(in, noblock=1) (POINTER, SIZE) (zarnik::python::Buffer<TYPE> buffer) {
+  if (!zarnik::python::READER($input, buffer)) {
+    %argument_fail(SWIG_TypeError, KIND, $symname, $argnum);
+  }
+  $1 = ($1_ltype)buffer.data;
+  $2 = buffer.size;
+}
+%typemap(check) (POINTER, SIZE) ""
+%typemap(doctype) (POINTER, SIZE) "bytes-like"
+%enddef
+%buffer_argument("(uint8_t* dst, size_t size)", readWritableBuffer, void, uint8_t *dst, size_t size)
+%buffer_argument("(const uint8_t* src, size_t size)", readReadableBuffer, void const, uint8_t const *src, size_t size)
+%buffer_argument("(uint8_t* buffer, size_t size)", readWritableBuffer, void, uint8_t *buffer, size_t size)
+%buffer_argument("(uint8_t* buffer, size_t bufferSize)", readWritableBuffer, void, uint8_t *buffer, size_t bufferSize)
+
+// Lists of image dimensions. To be applied by name: a pointer to dimensions is otherwise a wrapped pointer.
+%typemap(in, noblock=1) (zarnik::ImageDimension const *dimensionList, size_t dimensionCount) (std::vector<zarnik::ImageDimension> dimensions) {
+  if (!zarnik::python::readImageDimensions($input, dimensions)) SWIG_fail;
+  $1 = dimensions.data();
+  $2 = dimensions.size();
+}
+%typemap(doctype) (zarnik::ImageDimension const *dimensionList, size_t dimensionCount) "list of int"
+
+// One net around every library call.
+%define %install_exception_net()
+%exception {
+  try {
+    $action
+  } catch (...) {
+    zarnik::python::translateException();
+    SWIG_fail;
+  }
+}
+%enddef

@@ -1,0 +1,27 @@
+%exceptionclass zarnik::Error;
+%exceptionclass zarnik::InvalidArgument;
+%exceptionclass zarnik::NotImplemented;
+%rename(__str__) zarnik::Error::what;
+%ignore zarnik::InvalidArgument::what;
+%ignore zarnik::NotImplemented::what;
+
+%header %{
+#include "zarnik/core/Error.h"
+#include "zarnik/core/Logger.h"
+#include "zarnik/core/Versioning.h"
+#include "module/Version.h"
+%}
+
+%include "zarnik/core/Logger.h"
+
+// The versions that the module was built for, as against the loaded library's.
+%immutable;
+namespace zarnik {
+struct VersionInfo;
+extern VersionInfo ZARNIK_VERSION;
+extern char const *ZARNIK_VERSION_STRING;
+}
+%mutable;
+
+%include "zarnik/core/Versioning.h"
+%include "zarnik/core/Error.h"

@@ -1,0 +1,5 @@
+%header %{
+#include "zarnik/core/UidGenerator.h"
+%}
+
+%include "zarnik/core/UidGenerator.h"

@@ -1,0 +1,53 @@
+// NumPy's C interface is imported here, after every constant but those that follow.
+%header %{
+#include "module/NumpyApi.h"
+#include "numpy/NumpyInterop.h"
+
+namespace zarnik::python {
+
+std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
+  void *held = nullptr;
+  int ownership = 0;
+  if (object == Py_None ||
+      !SWIG_IsOK(SWIG_ConvertPtrAndOwn(object, &held, $descriptor(std::shared_ptr<zarnik::ImageView> *), 0, &ownership)))
+    return nullptr;
+  auto *const shared = static_cast<std::shared_ptr<ImageView> *>(held);
+  if (!shared)
+    return nullptr;
+  auto view = *shared;
+  // Set when the wrapped object is of a derived class: the conversion then made a shared pointer of its own.
+  if (ownership & SWIG_CAST_NEW_MEMORY)
+    delete shared;
+  return view;
+}
+
+} // namespace zarnik::python
+%}
+
+%init %{
+  if (!zarnik::python::importNumpy()) {
+    return NULL;
+  }
+%}
+
+%rename(_from_numpy_array) zarnik::NumpyInterop::fromNumpyArray;
+%rename(_order_from_numpy_array) zarnik::NumpyInterop::orderFromNumpyArray;
+
+// These raise Python errors of their own: no result means that one is pending.
+%define %pending_error_check(METHOD)
+%exception METHOD {
+  try {
+    $action
+  } catch (...) {
+    zarnik::python::translateException();
+    SWIG_fail;
+  }
+  if (!result) SWIG_fail;
+}
+%enddef
+%pending_error_check(zarnik::NumpyInterop::toNumpyArray)
+%pending_error_check(zarnik::NumpyInterop::orderToNumpyArray)
+%pending_error_check(zarnik::NumpyInterop::fromNumpyArray)
+%pending_error_check(zarnik::NumpyInterop::orderFromNumpyArray)
+
+%include "numpy/NumpyInterop.h"

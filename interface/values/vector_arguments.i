@@ -1,0 +1,26 @@
+// The names of the vector types and the rule for arguments of them; the classes themselves come in vectors.i.
+%define %for_each_element_type(MACRO)
+MACRO(uint8_t, u8)
+MACRO(int8_t, i8)
+MACRO(uint16_t, u16)
+MACRO(int16_t, i16)
+MACRO(uint32_t, u32)
+MACRO(int32_t, i32)
+MACRO(uint64_t, u64)
+MACRO(int64_t, i64)
+MACRO(float, f)
+MACRO(double, d)
+%enddef
+
+%header %{
+#include "zarnik/values/Vector.h"
+#include "zarnik/values/VectorX.h"
+%}
+
+%define %declare_vectors(TYPE, SUFFIX)
+%vector_argument(zarnik::Vector<TYPE, 2>)
+%vector_argument(zarnik::Vector<TYPE, 3>)
+%vector_argument(zarnik::Vector<TYPE, 4>)
+%vector_argument(zarnik::VectorX<TYPE>)
+%enddef
+%for_each_element_type(%declare_vectors)

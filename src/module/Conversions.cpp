@@ -1,0 +1,129 @@
+#include "module/Conversions.h"
+
+#include "zarnik/values/DataType.h"
+#include "zarnik/values/ImageType.h"
+
+#include <limits>
+
+namespace zarnik::python {
+
+int32_t readLong32(PyObject *object) {
+  int overflow = 0;
+  auto const value = PyLong_AsLongLongAndOverflow(object, &overflow);
+  if (value == -1 && !overflow && PyErr_Occurred())
+    return -1;
+  if (overflow || value < std::numeric_limits<int32_t>::min() || value > std::numeric_limits<int32_t>::max()) {
+    PyErr_SetString(PyExc_OverflowError, "Python int too large to convert to C long");
+    return -1;
+  }
+  return static_cast<int32_t>(value);
+}
+
+DataType readDataType(PyObject *object, swig_type_info *dataTypeInfo) {
+  if (object != Py_None)
+    if (auto const *const wrapped = wrappedPointer(object, dataTypeInfo))
+      return *static_cast<DataType const *>(wrapped);
+  return DataType(static_cast<uint64_t>(int64_t{readLong32(object)}));
+}
+
+bool isDataType(PyObject *object, swig_type_info *dataTypeInfo) {
+  return PyLong_Check(object) || (object != Py_None && wrappedPointer(object, dataTypeInfo));
+}
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations" // the limited interface of Python 3.9 has no other way
+bool readWritableBuffer(PyObject *object, Buffer<void> &buffer) {
+  Py_ssize_t size = 0;
+  if (PyObject_AsWriteBuffer(object, &buffer.data, &size) != 0) {
+    PyErr_Clear();
+    return false;
+  }
+  buffer.size = static_cast<std::size_t>(size);
+  return true;
+}
+
+bool readReadableBuffer(PyObject *object, Buffer<void const> &buffer) {
+  Py_ssize_t size = 0;
+  if (PyObject_AsReadBuffer(object, &buffer.data, &size) != 0) {
+    PyErr_Clear();
+    return false;
+  }
+  buffer.size = static_cast<std::size_t>(size);
+  return true;
+}
+#pragma GCC diagnostic pop
+
+bool readImageDimensions(PyObject *object, std::vector<ImageDimension> &dimensions) {
+  if (!PySequence_Check(object)) {
+    PyErr_SetString(PyExc_TypeError, "not a list");
+    return false;
+  }
+  auto const size = PySequence_Size(object);
+  if (size < 0)
+    return false;
+  try {
+    for (Py_ssize_t i = 0; i < size; ++i) {
+      auto const item = Reference::steal(PySequence_GetItem(object, i));
+      if (!item)
+        return false;
+      if (!PyLong_Check(item.get())) {
+        PyErr_SetString(PyExc_TypeError, "list must contain ImageDimension");
+        return false;
+      }
+      auto const dimension = readLong32(item.get());
+      if (dimension == -1 && PyErr_Occurred())
+        return false;
+      dimensions.push_back(static_cast<ImageDimension>(dimension));
+    }
+  } catch (...) {
+    translateException();
+    return false;
+  }
+  return true;
+}
+
+bool isOperator(char const *wrapper) {
+  auto const length = std::strlen(wrapper);
+  return length > 4 && std::strcmp(wrapper + length - 2, "__") == 0 && std::strstr(wrapper, "__") != wrapper + length - 2;
+}
+
+bool isVector(PyObject *object, swig_type_info *vectorInfo) {
+  if (object == Py_None || PyUnicode_Check(object))
+    return false;
+  return wrappedPointer(object, vectorInfo) || PySequence_Check(object);
+}
+
+bool SequenceReader::open(PyObject *object, char const *wrapper) {
+  if (PyUnicode_Check(object) && isOperator(wrapper)) {
+    PyErr_SetString(PyExc_TypeError, "a str is no operand of vector arithmetic");
+    return false;
+  }
+  if (!PySequence_Check(object)) {
+    PyErr_SetString(PyExc_ValueError, "input must be a sequence");
+    return false;
+  }
+  auto const size = PySequence_Size(object);
+  if (size < 0) {
+    PyErr_Clear();
+    PyErr_SetString(PyExc_ValueError, "input sequence must be sized");
+    return false;
+  }
+  object_ = object;
+  size_ = static_cast<std::size_t>(size);
+  kind_ = PyTuple_Check(object) ? Kind::TUPLE : PyList_Check(object) ? Kind::LIST : Kind::OTHER;
+  return true;
+}
+
+Reference SequenceReader::item(std::size_t index) const {
+  auto const position = static_cast<Py_ssize_t>(index);
+  switch (kind_) {
+  case Kind::TUPLE:
+    return Reference::share(PyTuple_GetItem(object_, position));
+  case Kind::LIST:
+    return Reference::share(PyList_GetItem(object_, position));
+  default:
+    return Reference::steal(PySequence_GetItem(object_, position));
+  }
+}
+
+} // namespace zarnik::python

@@ -1,0 +1,223 @@
+#include "numpy/NumpyInterop.h"
+
+#include "module/NumpyApi.h"
+#include "module/Reference.h"
+#include "module/Runtime.h"
+#include "numpy/NumpyImageView.h"
+#include "numpy/NumpyTypes.h"
+#include "zarnik/core/Error.h"
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <iostream>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace zarnik {
+
+namespace {
+
+using python::Reference;
+
+// What keeps the memory of an array: the capsule holding this record is the array's base object.
+struct ViewHolder {
+  std::shared_ptr<ImageView> view;
+};
+
+constexpr char holderName[] = "ContainerView";
+
+void deleteHolder(PyObject *capsule) { delete static_cast<ViewHolder *>(PyCapsule_GetPointer(capsule, holderName)); }
+
+// Where the axes of a view stand among those of an array.
+struct AxisOrder {
+  std::vector<size_t> positions;         // of each dimension of the view
+  std::optional<size_t> componentsAxis;  // of the components of vector data
+};
+
+AxisOrder naturalOrder(ImageType axes, size_t rank, bool isVector) {
+  AxisOrder order;
+  order.componentsAxis = rank;
+  if (axes == ImageType()) {
+    for (size_t i = 0; i < rank; ++i)
+      order.positions.push_back(i);
+    return order;
+  }
+  if (isVector) {
+    for (size_t i = rank; i > 0; --i)
+      order.positions.push_back(i - 1);
+    return order;
+  }
+  // A list of axes is used as a list of positions: the two are the same thing unless CHANNEL and SEQUENCE are both
+  // there, and callers rely on the axes that come out then.
+  std::deque<size_t> positions;
+  for (size_t i = 0; i < rank; ++i) {
+    if (axes.has(ImageDimension::CHANNEL) && axes.indexDimension(ImageDimension::CHANNEL) == i)
+      positions.push_back(i);
+    else
+      positions.push_front(i);
+  }
+  order.positions.assign(positions.begin(), positions.end());
+  return order;
+}
+
+AxisOrder requestedOrder(ImageType axes, bool isVector, std::span<ImageDimension const> dimensions) {
+  if (axes == ImageType())
+    throw Error("ImageView has no axes interpretation - Dimensions are unknown");
+  auto extended = axes;
+  if (isVector) {
+    if (extended.has(ImageDimension::CHANNEL))
+      throw Error("CHANNEL dimension already exists - vectorial data cannot be converted");
+    extended.add(ImageDimension::CHANNEL);
+  }
+  if (dimensions.size() != extended.dimensionCount())
+    throw Error("Input dimensions list is not valid");
+
+  AxisOrder order;
+  order.positions.resize(dimensions.size());
+  for (auto const dimension : {ImageDimension::COLUMN, ImageDimension::ROW, ImageDimension::SLICE,
+                               ImageDimension::CHANNEL, ImageDimension::SEQUENCE}) {
+    if (!extended.has(dimension))
+      continue;
+    auto const found = std::find(dimensions.begin(), dimensions.end(), dimension);
+    if (found == dimensions.end())
+      throw Error("Input dimensions list is incomplete");
+    auto const position = static_cast<size_t>(found - dimensions.begin());
+    // Indexed by the extended type although read by dimension of the view: with components before a sequence the
+    // two differ by one, and callers rely on the axes that come out then.
+    if (axes.has(dimension))
+      order.positions[extended.indexDimension(dimension)] = position;
+    else
+      order.componentsAxis = position;
+  }
+  return order;
+}
+
+struct ArrayGeometry {
+  std::vector<npy_intp> extents;
+  std::vector<npy_intp> byteStrides;
+};
+
+ArrayGeometry arrayGeometry(ImageView &view, AxisOrder const &order) {
+  auto const &indexer = view.indexer();
+  auto const type = view.dataType();
+  auto const components = type.elementCount();
+  auto const rank = view.shape().size() + (components != 1 ? 1 : 0);
+  if (rank > NPY_MAXDIMS)
+    throw Error("a NumPy array cannot have that many dimensions");
+
+  // An axis that no dimension sets has one element, so that no array points outside the buffer.
+  ArrayGeometry geometry{std::vector<npy_intp>(rank, 1), std::vector<npy_intp>(rank, 0)};
+  size_t dimension = 0;
+  for (size_t axis = 0; axis < rank; ++axis) {
+    if (components != 1 && order.componentsAxis == axis) {
+      geometry.extents[axis] = static_cast<npy_intp>(components);
+      geometry.byteStrides[axis] = static_cast<npy_intp>(DataType::extractScalarType(type).byteCount());
+      continue;
+    }
+    if (dimension == indexer.dimensionCount())
+      break;
+    auto const position = order.positions[dimension];
+    geometry.extents[position] = static_cast<npy_intp>(indexer.shape(dimension));
+    geometry.byteStrides[position] = static_cast<npy_intp>(indexer.byteStride(dimension));
+    ++dimension;
+  }
+  return geometry;
+}
+
+PyObject *createArray(std::shared_ptr<ImageView> const &view, AxisOrder const &order, PyObject *image) {
+  auto geometry = arrayGeometry(*view, order);
+  auto const typeNumber = python::numpyTypeOf(DataType::extractScalarType(view->dataType()));
+  auto *const data = view->buffer();
+
+  auto holder = std::make_unique<ViewHolder>(ViewHolder{view});
+  auto capsule = Reference::steal(PyCapsule_New(holder.get(), holderName, deleteHolder));
+  if (!capsule)
+    throw Error("Error when linking Numpy array to Zarnik View");
+  holder.release();
+
+  auto array = Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(geometry.extents.size()),
+                                            geometry.extents.data(), typeNumber, geometry.byteStrides.data(), data, 0,
+                                            NPY_ARRAY_FARRAY, image));
+  if (!array) {
+    std::cout << "error when creating array" << std::endl;
+    return nullptr;
+  }
+  if (PyArray_SetBaseObject(reinterpret_cast<PyArrayObject *>(array.get()), capsule.release()) != 0) {
+    PyErr_Clear();
+    throw Error("Error when linking Numpy array to Zarnik View");
+  }
+  return array.release();
+}
+
+// The view behind an argument; null with a Python error pending when there is none with memory.
+std::shared_ptr<ImageView> readMemoryView(PyObject *image) {
+  constexpr char notAView[] = "Numpy array can only be built from ImageView instances";
+  if (!image) {
+    PyErr_SetString(PyExc_TypeError, notAView);
+    return nullptr;
+  }
+  if (image == Py_None) {
+    PyErr_SetString(PyExc_TypeError, "Input ImageView cannot be empty");
+    return nullptr;
+  }
+  auto view = python::wrappedImageView(image);
+  if (!view) {
+    PyErr_SetString(PyExc_TypeError, notAView);
+    return nullptr;
+  }
+  if (!view->support(ImageCapability::MEMORY_ACCESS)) {
+    PyErr_SetString(PyExc_ValueError, "Input ImageView must support MEMORY_ACCESS capability");
+    return nullptr;
+  }
+  return view;
+}
+
+bool checkArray(PyObject *np) {
+  if (PyArray_Check(np))
+    return true;
+  PyErr_SetString(PyExc_TypeError, "Input Numpy Array is not valid");
+  return false;
+}
+
+} // namespace
+
+PyObject *NumpyInterop::toNumpyArray(PyObject *image) {
+  auto const view = readMemoryView(image);
+  if (!view)
+    return nullptr;
+  auto const axes = view->properties()->imageInfo().axesInterpretation();
+  return createArray(view, naturalOrder(axes, view->shape().size(), view->dataType().elementCount() > 1), image);
+}
+
+PyObject *NumpyInterop::orderToNumpyArray(PyObject *image, ImageDimension const *dimensionList,
+                                          size_t dimensionCount) {
+  auto const view = readMemoryView(image);
+  if (!view)
+    return nullptr;
+  auto const axes = view->properties()->imageInfo().axesInterpretation();
+  auto const isVector = view->dataType().elementCount() > 1;
+  return createArray(view, requestedOrder(axes, isVector, {dimensionList, dimensionCount}), image);
+}
+
+std::shared_ptr<ImageView> NumpyInterop::fromNumpyArray(PyObject *np, ImageType axesInterpretation,
+                                                        ImageInterpretation interpretation, bool hasAlpha) {
+  if (!checkArray(np))
+    return nullptr;
+  return std::make_shared<NumpyImageView>(np, axesInterpretation, interpretation, hasAlpha);
+}
+
+std::shared_ptr<ImageView> NumpyInterop::orderFromNumpyArray(PyObject *np, ImageDimension const *dimensionList,
+                                                             size_t dimensionCount, ImageInterpretation interpretation,
+                                                             bool hasAlpha) {
+  if (dimensionCount == 0) {
+    PyErr_SetString(PyExc_TypeError, "List of dimensions cannot be empty");
+    return nullptr;
+  }
+  if (!checkArray(np))
+    return nullptr;
+  return std::make_shared<NumpyImageView>(np, dimensionList, dimensionCount, interpretation, hasAlpha);
+}
+
+} // namespace zarnik
