@@ -7,7 +7,7 @@
 
 namespace zarnik::python {
 
-int32_t readLong32(PyObject *object) {
+int32_t readLong32(PyObject * object) {
   int overflow = 0;
   auto const value = PyLong_AsLongLongAndOverflow(object, &overflow);
   if (value == -1 && !overflow && PyErr_Occurred())
@@ -19,20 +19,20 @@ int32_t readLong32(PyObject *object) {
   return static_cast<int32_t>(value);
 }
 
-DataType readDataType(PyObject *object, swig_type_info *dataTypeInfo) {
+DataType readDataType(PyObject * object, swig_type_info * dataTypeInfo) {
   if (object != Py_None)
-    if (auto const *const wrapped = wrappedPointer(object, dataTypeInfo))
+    if (auto const * const wrapped = wrappedPointer(object, dataTypeInfo))
       return *static_cast<DataType const *>(wrapped);
   return DataType(static_cast<uint64_t>(int64_t{readLong32(object)}));
 }
 
-bool isDataType(PyObject *object, swig_type_info *dataTypeInfo) {
+bool isDataType(PyObject * object, swig_type_info * dataTypeInfo) {
   return PyLong_Check(object) || (object != Py_None && wrappedPointer(object, dataTypeInfo));
 }
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations" // the limited interface of Python 3.9 has no other way
-bool readWritableBuffer(PyObject *object, Buffer<void> &buffer) {
+bool readWritableBuffer(PyObject * object, Buffer<void> & buffer) {
   Py_ssize_t size = 0;
   if (PyObject_AsWriteBuffer(object, &buffer.data, &size) != 0) {
     PyErr_Clear();
@@ -42,7 +42,7 @@ bool readWritableBuffer(PyObject *object, Buffer<void> &buffer) {
   return true;
 }
 
-bool readReadableBuffer(PyObject *object, Buffer<void const> &buffer) {
+bool readReadableBuffer(PyObject * object, Buffer<void const> & buffer) {
   Py_ssize_t size = 0;
   if (PyObject_AsReadBuffer(object, &buffer.data, &size) != 0) {
     PyErr_Clear();
@@ -53,7 +53,7 @@ bool readReadableBuffer(PyObject *object, Buffer<void const> &buffer) {
 }
 #pragma GCC diagnostic pop
 
-bool readImageDimensions(PyObject *object, std::vector<ImageDimension> &dimensions) {
+bool readImageDimensions(PyObject * object, std::vector<ImageDimension> & dimensions) {
   if (!PySequence_Check(object)) {
     PyErr_SetString(PyExc_TypeError, "not a list");
     return false;
@@ -82,18 +82,19 @@ bool readImageDimensions(PyObject *object, std::vector<ImageDimension> &dimensio
   return true;
 }
 
-bool isOperator(char const *wrapper) {
+bool isOperator(char const * wrapper) {
   auto const length = std::strlen(wrapper);
-  return length > 4 && std::strcmp(wrapper + length - 2, "__") == 0 && std::strstr(wrapper, "__") != wrapper + length - 2;
+  return length > 4 && std::strcmp(wrapper + length - 2, "__") == 0 &&
+         std::strstr(wrapper, "__") != wrapper + length - 2;
 }
 
-bool isVector(PyObject *object, swig_type_info *vectorInfo) {
+bool isVector(PyObject * object, swig_type_info * vectorInfo) {
   if (object == Py_None || PyUnicode_Check(object))
     return false;
   return wrappedPointer(object, vectorInfo) || PySequence_Check(object);
 }
 
-bool SequenceReader::open(PyObject *object, char const *wrapper) {
+bool SequenceReader::open(PyObject * object, char const * wrapper) {
   if (PyUnicode_Check(object) && isOperator(wrapper)) {
     PyErr_SetString(PyExc_TypeError, "a str is no operand of vector arithmetic");
     return false;

@@ -20,40 +20,40 @@ namespace zarnik::python {
 
 /// Reads an int as a signed 32-bit value, whatever the width of the platform's long.
 /// Another object, or an int out of range, gives -1 and leaves Python's error pending.
-int32_t readLong32(PyObject *object);
+int32_t readLong32(PyObject * object);
 
 /// A data type from a wrapped one or, read with readLong32 and sign-extended, from an id. As there, an object that
 /// is neither gives the id of all bits set with the error left pending: callers rely on both.
-DataType readDataType(PyObject *object, swig_type_info *dataTypeInfo);
+DataType readDataType(PyObject * object, swig_type_info * dataTypeInfo);
 
 /// Whether the object is a wrapped data type or an int, for the choice among overloads.
-bool isDataType(PyObject *object, swig_type_info *dataTypeInfo);
+bool isDataType(PyObject * object, swig_type_info * dataTypeInfo);
 
 /// The memory that an object offers through the classic buffer interface.
 template <typename Byte> struct Buffer {
-  Byte *data = nullptr;
+  Byte * data = nullptr;
   std::size_t size = 0;
 };
 /// Gives false, with no error pending, when the object offers no such memory.
-bool readWritableBuffer(PyObject *object, Buffer<void> &buffer);
-bool readReadableBuffer(PyObject *object, Buffer<void const> &buffer);
+bool readWritableBuffer(PyObject * object, Buffer<void> & buffer);
+bool readReadableBuffer(PyObject * object, Buffer<void const> & buffer);
 
 /// The dimensions in a sequence of ints; on failure raises TypeError "not a list" or "list must contain
 /// ImageDimension" and returns false.
-bool readImageDimensions(PyObject *object, std::vector<ImageDimension> &dimensions);
+bool readImageDimensions(PyObject * object, std::vector<ImageDimension> & dimensions);
 
 /// Whether the wrapper's name is that of an operator such as Vector3d___add__.
-bool isOperator(char const *wrapper);
+bool isOperator(char const * wrapper);
 
 /// Whether an object can stand for a vector argument: a wrapped vector of that type or any sequence but a str.
-bool isVector(PyObject *object, swig_type_info *vectorInfo);
+bool isVector(PyObject * object, swig_type_info * vectorInfo);
 
 /// Sequences that stand for vectors, item by item; errors as the vector arguments have them.
 class SequenceReader {
 public:
   /// Raises ValueError "input must be a sequence" or "input sequence must be sized"; a str given to an operator
   /// raises TypeError, so that Python may try the other operand.
-  bool open(PyObject *object, char const *wrapper);
+  bool open(PyObject * object, char const * wrapper);
   std::size_t size() const { return size_; }
   /// The item at a position; null with an error pending when the sequence fails to give it.
   Reference item(std::size_t index) const;
@@ -61,7 +61,7 @@ public:
 private:
   enum class Kind { LIST, TUPLE, OTHER };
 
-  PyObject *object_ = nullptr;
+  PyObject * object_ = nullptr;
   std::size_t size_ = 0;
   Kind kind_ = Kind::OTHER;
 };
@@ -69,7 +69,7 @@ private:
 /// One item of a sequence as a vector component.
 /// Ints are read as signed 32-bit values and narrowed without a range check, whatever the component's width.
 /// \throws Error if the item is of another type
-template <typename T> T readItem(PyObject *item) {
+template <typename T> T readItem(PyObject * item) {
   if constexpr (std::is_floating_point_v<T>) {
     if (PyFloat_Check(item))
       return static_cast<T>(PyFloat_AsDouble(item));
@@ -84,7 +84,7 @@ template <typename T> T readItem(PyObject *item) {
 }
 
 /// Makes room for a number of components; false when a vector of fixed size cannot hold that many.
-template <typename V> bool resizeVector(V &vector, std::size_t size) {
+template <typename V> bool resizeVector(V & vector, std::size_t size) {
   if constexpr (std::is_constructible_v<V, std::size_t>) {
     vector = V(size);
     return true;
@@ -96,9 +96,9 @@ template <typename V> bool resizeVector(V &vector, std::size_t size) {
 /// The vector that an argument stands for: a wrapped one itself, or `temporary` filled from a sequence.
 /// Null, with an error pending, when it is neither.
 template <typename V>
-V *readVector(PyObject *object, V &temporary, swig_type_info *vectorInfo, char const *wrapper) {
+V * readVector(PyObject * object, V & temporary, swig_type_info * vectorInfo, char const * wrapper) {
   if (object != Py_None)
-    if (auto *const wrapped = wrappedPointer(object, vectorInfo))
+    if (auto * const wrapped = wrappedPointer(object, vectorInfo))
       return static_cast<V *>(wrapped);
   try {
     SequenceReader sequence;
@@ -114,7 +114,7 @@ V *readVector(PyObject *object, V &temporary, swig_type_info *vectorInfo, char c
         return nullptr;
       try {
         temporary[i] = readItem<typename V::ValueType>(item.get());
-      } catch (Error const &error) {
+      } catch (Error const & error) {
         PyErr_SetString(PyExc_TypeError, error.what());
         return nullptr;
       }

@@ -10,9 +10,9 @@ namespace zarnik::python {
 
 namespace {
 
-void raiseLibraryError(Error const &error) {
+void raiseLibraryError(Error const & error) {
   auto copy = std::make_unique<Error>(error);
-  auto *const object = wrapOwned(copy.get(), errorType());
+  auto * const object = wrapOwned(copy.get(), errorType());
   if (!object)
     return;
   copy.release();
@@ -24,7 +24,7 @@ void raiseLibraryError(Error const &error) {
 void translateException() noexcept {
   try {
     throw;
-  } catch (Error const &error) {
+  } catch (Error const & error) {
     try {
       raiseLibraryError(error);
     } catch (...) {
@@ -32,7 +32,7 @@ void translateException() noexcept {
     }
   } catch (std::bad_alloc const &) {
     PyErr_NoMemory();
-  } catch (std::exception const &error) {
+  } catch (std::exception const & error) {
     PyErr_SetString(PyExc_RuntimeError, error.what());
   } catch (...) {
     PyErr_SetString(PyExc_RuntimeError, "unknown C++ exception");

@@ -7,7 +7,7 @@
 // The symbols that NumPy's headers declare for PY_ARRAY_UNIQUE_SYMBOL; import_array() would define them, but it
 // knows neither the messages nor the ABI rule of this module.
 extern "C" {
-void **PyArray_API = nullptr;
+void ** PyArray_API = nullptr;
 int PyArray_RUNTIME_VERSION = 0;
 }
 

@@ -10,8 +10,8 @@
 extern "C" {
 // Part of the stable ABI of every Python 3; the headers stopped declaring them in 3.13.
 #if PY_VERSION_HEX >= 0x030D0000
-PyAPI_FUNC(int) PyObject_AsReadBuffer(PyObject *object, void const **buffer, Py_ssize_t *length);
-PyAPI_FUNC(int) PyObject_AsWriteBuffer(PyObject *object, void **buffer, Py_ssize_t *length);
+PyAPI_FUNC(int) PyObject_AsReadBuffer(PyObject * object, void const ** buffer, Py_ssize_t * length);
+PyAPI_FUNC(int) PyObject_AsWriteBuffer(PyObject * object, void ** buffer, Py_ssize_t * length);
 #endif
 }
 

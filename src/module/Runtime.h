@@ -15,28 +15,28 @@ namespace zarnik::python {
 // hand-written code needs.
 
 /// The pointer held by a wrapped object of the given type or one derived from it; null when it is no such object.
-void *wrappedPointer(PyObject *object, swig_type_info *type);
+void * wrappedPointer(PyObject * object, swig_type_info * type);
 
 /// A wrapped object of the given type, owning its pointer, as an instance of the registered class if there is one.
-PyObject *wrapOwned(void *pointer, swig_type_info *type);
+PyObject * wrapOwned(void * pointer, swig_type_info * type);
 
 /// Raises a wrapped object, which is taken over, as the class registered for its type, or as RuntimeError.
-void raiseWrapped(PyObject *object, swig_type_info *type);
+void raiseWrapped(PyObject * object, swig_type_info * type);
 
 /// The type table's entry for zarnik::Error *.
-swig_type_info *errorType();
+swig_type_info * errorType();
 
 /// The view of a wrapped image view, or null when the object is none.
-std::shared_ptr<ImageView> wrappedImageView(PyObject *object);
+std::shared_ptr<ImageView> wrappedImageView(PyObject * object);
 
 /// The object of a method held by value, `self`; null with the method's error pending when it is none.
-void *readSelf(PyObject *object, swig_type_info *type, int disown, char const *method, char const *typeText);
+void * readSelf(PyObject * object, swig_type_info * type, int disown, char const * method, char const * typeText);
 
 /// Empties and disowns a wrapped object whose content was just destroyed, so that no later use can reach it.
-void forgetPointer(PyObject *object);
+void forgetPointer(PyObject * object);
 
 /// Whether a wrapper's name is that of a destructor.
-constexpr bool isDestructor(char const *name) {
+constexpr bool isDestructor(char const * name) {
   constexpr char prefix[] = "delete_";
   for (std::size_t i = 0; i + 1 < sizeof(prefix); ++i)
     if (name[i] != prefix[i])

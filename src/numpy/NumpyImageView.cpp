@@ -14,7 +14,9 @@ namespace zarnik {
 
 namespace {
 
-PyArrayObject *asArray(python::Reference const &reference) { return reinterpret_cast<PyArrayObject *>(reference.get()); }
+PyArrayObject * asArray(python::Reference const & reference) {
+  return reinterpret_cast<PyArrayObject *>(reference.get());
+}
 
 std::vector<ImageDimension> dimensionsInNumpyOrder(ImageType type) {
   std::vector<ImageDimension> dimensions;
@@ -27,8 +29,8 @@ std::vector<ImageDimension> dimensionsInNumpyOrder(ImageType type) {
 
 // The flags of the array that owns the memory decide, where there is one: an axis order chosen for the owner holds
 // for every array made from it.
-bool isRowMajor(PyArrayObject *array) {
-  auto *const base = PyArray_BASE(array);
+bool isRowMajor(PyArrayObject * array) {
+  auto * const base = PyArray_BASE(array);
   if (base && PyArray_Check(base))
     array = reinterpret_cast<PyArrayObject *>(base);
   return PyArray_FLAGS(array) & NPY_ARRAY_C_CONTIGUOUS;
@@ -36,13 +38,13 @@ bool isRowMajor(PyArrayObject *array) {
 
 } // namespace
 
-NumpyImageView::NumpyImageView(PyObject *array, ImageDimension const *dimensions, size_t dimensionCount,
+NumpyImageView::NumpyImageView(PyObject * array, ImageDimension const * dimensions, size_t dimensionCount,
                                ImageInterpretation interpretation, bool hasAlpha)
     : array_(python::Reference::share(array)) {
   setUp({dimensions, dimensionCount}, interpretation, hasAlpha);
 }
 
-NumpyImageView::NumpyImageView(PyObject *array, ImageType axesInterpretation, ImageInterpretation interpretation,
+NumpyImageView::NumpyImageView(PyObject * array, ImageType axesInterpretation, ImageInterpretation interpretation,
                                bool hasAlpha)
     : array_(python::Reference::share(array)) {
   setUp(dimensionsInNumpyOrder(axesInterpretation), interpretation, hasAlpha);
@@ -50,7 +52,7 @@ NumpyImageView::NumpyImageView(PyObject *array, ImageType axesInterpretation, Im
 
 void NumpyImageView::setUp(std::span<ImageDimension const> dimensions, ImageInterpretation interpretation,
                            bool hasAlpha) {
-  auto *const array = asArray(array_);
+  auto * const array = asArray(array_);
   auto const rank = static_cast<size_t>(PyArray_NDIM(array));
   // Compared before and after the type is made: a list of another length is refused first, and a dimension named
   // twice would leave an axis without a place.
@@ -73,7 +75,7 @@ void NumpyImageView::setUp(std::span<ImageDimension const> dimensions, ImageInte
   indexer_ = Indexer(shape_, dataType_, byteStrides, layout);
 
   properties_ = ImageProperties::fromDataType(dataType_);
-  auto &info = properties_->imageInfo();
+  auto & info = properties_->imageInfo();
   info.setAxesInterpretation(type);
   info.setInterpretation(interpretation);
   info.setAlpha(hasAlpha);
@@ -85,11 +87,11 @@ ImageCapabilitySet NumpyImageView::capabilities() const {
   return ImageCapability::READ | ImageCapability::WRITE | ImageCapability::MEMORY_ACCESS;
 }
 
-VectorXu64 const &NumpyImageView::shape() const { return shape_; }
+VectorXu64 const & NumpyImageView::shape() const { return shape_; }
 DataType NumpyImageView::dataType() const { return dataType_; }
 std::shared_ptr<ImageProperties const> NumpyImageView::properties() const { return properties_; }
 std::shared_ptr<MetadataNode const> NumpyImageView::metadata() const { return metadata_; }
-Indexer const &NumpyImageView::indexer() const { return indexer_; }
+Indexer const & NumpyImageView::indexer() const { return indexer_; }
 
 void NumpyImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
   if (!properties)
@@ -101,31 +103,31 @@ void NumpyImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
   metadata_ = metadata ? metadata->clone() : nullptr;
 }
 
-void *NumpyImageView::buffer() { return PyArray_DATA(asArray(array_)); }
-void const *NumpyImageView::buffer() const { return PyArray_DATA(asArray(array_)); }
+void * NumpyImageView::buffer() { return PyArray_DATA(asArray(array_)); }
+void const * NumpyImageView::buffer() const { return PyArray_DATA(asArray(array_)); }
 
 size_t NumpyImageView::bufferSize() const {
-  auto *const array = asArray(array_);
+  auto * const array = asArray(array_);
   return static_cast<size_t>(PyArray_MultiplyList(PyArray_DIMS(array), PyArray_NDIM(array))) *
          static_cast<size_t>(PyArray_ITEMSIZE(array));
 }
 
 // Offsets wrap modulo 2^64, which is how negative strides reach memory before the data pointer.
-void NumpyImageView::read(VectorXu64 const &index, void *destination) {
+void NumpyImageView::read(VectorXu64 const & index, void * destination) {
   std::memmove(destination, static_cast<char *>(buffer()) + indexer_.byteOffset(index), dataType_.byteCount());
 }
 
-void NumpyImageView::write(VectorXu64 const &index, void const *source) {
+void NumpyImageView::write(VectorXu64 const & index, void const * source) {
   std::memmove(static_cast<char *>(buffer()) + indexer_.byteOffset(index), source, dataType_.byteCount());
 }
 
-void NumpyImageView::readRegion(RegionXu64 const &region, void *destination) {
+void NumpyImageView::readRegion(RegionXu64 const & region, void * destination) {
   Indexer const dense(region.size(), dataType_);
   VectorXu64 const zeros(region.dimensionCount());
   RegionCopier(indexer_, dense, region.origin(), zeros, region.size(), dataType_).copy(buffer(), destination);
 }
 
-void NumpyImageView::writeRegion(RegionXu64 const &region, void const *source) {
+void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source) {
   Indexer const dense(region.size(), dataType_);
   VectorXu64 const zeros(region.dimensionCount());
   RegionCopier(dense, indexer_, zeros, region.origin(), region.size(), dataType_).copy(source, buffer());

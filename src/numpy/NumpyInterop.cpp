@@ -8,12 +8,11 @@
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
-#include <array>
-#include <deque>
+#include <fmt/format.h>
 #include <iostream>
-#include <optional>
+#include <limits>
+#include <numeric>
 #include <span>
-#include <vector>
 
 namespace zarnik {
 
@@ -28,37 +27,32 @@ struct ViewHolder {
 
 constexpr char holderName[] = "ContainerView";
 
-void deleteHolder(PyObject *capsule) { delete static_cast<ViewHolder *>(PyCapsule_GetPointer(capsule, holderName)); }
+void deleteHolder(PyObject * capsule) { delete static_cast<ViewHolder *>(PyCapsule_GetPointer(capsule, holderName)); }
+
+constexpr size_t noAxis = std::numeric_limits<size_t>::max();
 
 // Where the axes of a view stand among those of an array.
 struct AxisOrder {
-  std::vector<size_t> positions;         // of each dimension of the view
-  std::optional<size_t> componentsAxis;  // of the components of vector data
+  VectorXu64 positions;           // of each dimension of the view
+  size_t componentsAxis = noAxis; // of the components of vector data
 };
 
 AxisOrder naturalOrder(ImageType axes, size_t rank, bool isVector) {
-  AxisOrder order;
-  order.componentsAxis = rank;
+  AxisOrder order{VectorXu64(rank), rank};
   if (axes == ImageType()) {
-    for (size_t i = 0; i < rank; ++i)
-      order.positions.push_back(i);
+    std::iota(order.positions.begin(), order.positions.end(), 0);
     return order;
   }
-  if (isVector) {
-    for (size_t i = rank; i > 0; --i)
-      order.positions.push_back(i - 1);
-    return order;
-  }
+  auto const hasChannels = !isVector && axes.has(ImageDimension::CHANNEL);
+  auto const channels = hasChannels ? axes.indexDimension(ImageDimension::CHANNEL) : noAxis;
   // A list of axes is used as a list of positions: the two are the same thing unless CHANNEL and SEQUENCE are both
   // there, and callers rely on the axes that come out then.
-  std::deque<size_t> positions;
-  for (size_t i = 0; i < rank; ++i) {
-    if (axes.has(ImageDimension::CHANNEL) && axes.indexDimension(ImageDimension::CHANNEL) == i)
-      positions.push_back(i);
-    else
-      positions.push_front(i);
-  }
-  order.positions.assign(positions.begin(), positions.end());
+  auto * next = order.positions.begin();
+  for (size_t i = rank; i > 0; --i)
+    if (i - 1 != channels)
+      *next++ = i - 1;
+  if (channels < rank)
+    *next = channels;
   return order;
 }
 
@@ -74,8 +68,7 @@ AxisOrder requestedOrder(ImageType axes, bool isVector, std::span<ImageDimension
   if (dimensions.size() != extended.dimensionCount())
     throw Error("Input dimensions list is not valid");
 
-  AxisOrder order;
-  order.positions.resize(dimensions.size());
+  AxisOrder order{VectorXu64(dimensions.size())};
   for (auto const dimension : {ImageDimension::COLUMN, ImageDimension::ROW, ImageDimension::SLICE,
                                ImageDimension::CHANNEL, ImageDimension::SEQUENCE}) {
     if (!extended.has(dimension))
@@ -94,23 +87,30 @@ AxisOrder requestedOrder(ImageType axes, bool isVector, std::span<ImageDimension
   return order;
 }
 
+// No NumPy that the module accepts has arrays of fewer dimensions than this.
+constexpr size_t maximalRank = 32;
+
 struct ArrayGeometry {
-  std::vector<npy_intp> extents;
-  std::vector<npy_intp> byteStrides;
+  size_t rank;
+  npy_intp extents[maximalRank];
+  npy_intp byteStrides[maximalRank];
 };
 
-ArrayGeometry arrayGeometry(ImageView &view, AxisOrder const &order) {
-  auto const &indexer = view.indexer();
+ArrayGeometry arrayGeometry(ImageView const & view, AxisOrder const & order) {
+  auto const & indexer = view.indexer();
   auto const type = view.dataType();
   auto const components = type.elementCount();
-  auto const rank = view.shape().size() + (components != 1 ? 1 : 0);
-  if (rank > NPY_MAXDIMS)
-    throw Error("a NumPy array cannot have that many dimensions");
+  ArrayGeometry geometry;
+  geometry.rank = view.shape().size() + (components != 1 ? 1 : 0);
+  if (geometry.rank > maximalRank)
+    throw Error(fmt::format("an image of {} dimensions cannot be a NumPy array, which has {} at most", geometry.rank,
+                            maximalRank));
 
   // An axis that no dimension sets has one element, so that no array points outside the buffer.
-  ArrayGeometry geometry{std::vector<npy_intp>(rank, 1), std::vector<npy_intp>(rank, 0)};
+  std::fill_n(geometry.extents, geometry.rank, 1);
+  std::fill_n(geometry.byteStrides, geometry.rank, 0);
   size_t dimension = 0;
-  for (size_t axis = 0; axis < rank; ++axis) {
+  for (size_t axis = 0; axis < geometry.rank; ++axis) {
     if (components != 1 && order.componentsAxis == axis) {
       geometry.extents[axis] = static_cast<npy_intp>(components);
       geometry.byteStrides[axis] = static_cast<npy_intp>(DataType::extractScalarType(type).byteCount());
@@ -119,17 +119,17 @@ ArrayGeometry arrayGeometry(ImageView &view, AxisOrder const &order) {
     if (dimension == indexer.dimensionCount())
       break;
     auto const position = order.positions[dimension];
-    geometry.extents[position] = static_cast<npy_intp>(indexer.shape(dimension));
-    geometry.byteStrides[position] = static_cast<npy_intp>(indexer.byteStride(dimension));
+    geometry.extents[position] = static_cast<npy_intp>(indexer.shape()[dimension]);
+    geometry.byteStrides[position] = static_cast<npy_intp>(indexer.byteStride()[dimension]);
     ++dimension;
   }
   return geometry;
 }
 
-PyObject *createArray(std::shared_ptr<ImageView> const &view, AxisOrder const &order, PyObject *image) {
+PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const & order, PyObject * image) {
   auto geometry = arrayGeometry(*view, order);
   auto const typeNumber = python::numpyTypeOf(DataType::extractScalarType(view->dataType()));
-  auto *const data = view->buffer();
+  auto * const data = view->buffer();
 
   auto holder = std::make_unique<ViewHolder>(ViewHolder{view});
   auto capsule = Reference::steal(PyCapsule_New(holder.get(), holderName, deleteHolder));
@@ -137,9 +137,8 @@ PyObject *createArray(std::shared_ptr<ImageView> const &view, AxisOrder const &o
     throw Error("Error when linking Numpy array to Zarnik View");
   holder.release();
 
-  auto array = Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(geometry.extents.size()),
-                                            geometry.extents.data(), typeNumber, geometry.byteStrides.data(), data, 0,
-                                            NPY_ARRAY_FARRAY, image));
+  auto array = Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(geometry.rank), geometry.extents,
+                                            typeNumber, geometry.byteStrides, data, 0, NPY_ARRAY_FARRAY, image));
   if (!array) {
     std::cout << "error when creating array" << std::endl;
     return nullptr;
@@ -152,7 +151,7 @@ PyObject *createArray(std::shared_ptr<ImageView> const &view, AxisOrder const &o
 }
 
 // The view behind an argument; null with a Python error pending when there is none with memory.
-std::shared_ptr<ImageView> readMemoryView(PyObject *image) {
+std::shared_ptr<ImageView> readMemoryView(PyObject * image) {
   constexpr char notAView[] = "Numpy array can only be built from ImageView instances";
   if (!image) {
     PyErr_SetString(PyExc_TypeError, notAView);
@@ -174,7 +173,7 @@ std::shared_ptr<ImageView> readMemoryView(PyObject *image) {
   return view;
 }
 
-bool checkArray(PyObject *np) {
+bool checkArray(PyObject * np) {
   if (PyArray_Check(np))
     return true;
   PyErr_SetString(PyExc_TypeError, "Input Numpy Array is not valid");
@@ -183,7 +182,7 @@ bool checkArray(PyObject *np) {
 
 } // namespace
 
-PyObject *NumpyInterop::toNumpyArray(PyObject *image) {
+PyObject * NumpyInterop::toNumpyArray(PyObject * image) {
   auto const view = readMemoryView(image);
   if (!view)
     return nullptr;
@@ -191,8 +190,8 @@ PyObject *NumpyInterop::toNumpyArray(PyObject *image) {
   return createArray(view, naturalOrder(axes, view->shape().size(), view->dataType().elementCount() > 1), image);
 }
 
-PyObject *NumpyInterop::orderToNumpyArray(PyObject *image, ImageDimension const *dimensionList,
-                                          size_t dimensionCount) {
+PyObject * NumpyInterop::orderToNumpyArray(PyObject * image, ImageDimension const * dimensionList,
+                                           size_t dimensionCount) {
   auto const view = readMemoryView(image);
   if (!view)
     return nullptr;
@@ -201,14 +200,14 @@ PyObject *NumpyInterop::orderToNumpyArray(PyObject *image, ImageDimension const 
   return createArray(view, requestedOrder(axes, isVector, {dimensionList, dimensionCount}), image);
 }
 
-std::shared_ptr<ImageView> NumpyInterop::fromNumpyArray(PyObject *np, ImageType axesInterpretation,
+std::shared_ptr<ImageView> NumpyInterop::fromNumpyArray(PyObject * np, ImageType axesInterpretation,
                                                         ImageInterpretation interpretation, bool hasAlpha) {
   if (!checkArray(np))
     return nullptr;
   return std::make_shared<NumpyImageView>(np, axesInterpretation, interpretation, hasAlpha);
 }
 
-std::shared_ptr<ImageView> NumpyInterop::orderFromNumpyArray(PyObject *np, ImageDimension const *dimensionList,
+std::shared_ptr<ImageView> NumpyInterop::orderFromNumpyArray(PyObject * np, ImageDimension const * dimensionList,
                                                              size_t dimensionCount, ImageInterpretation interpretation,
                                                              bool hasAlpha) {
   if (dimensionCount == 0) {

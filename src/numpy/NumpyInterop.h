@@ -29,7 +29,7 @@ public:
   /// \return A numpy array over the memory of the view.
   /// \throws TypeError if image is no ImageView
   /// \throws ValueError if the view does not support MEMORY_ACCESS
-  static PyObject *toNumpyArray(PyObject *image);
+  static PyObject * toNumpyArray(PyObject * image);
 
   /// Creates a numpy array from an ImageView object by specifying axes order.
   ///
@@ -39,8 +39,8 @@ public:
   /// \param dimensionList The ImageDimension of each axis of the array.
   /// \return A numpy array over the memory of the view.
   /// \throws Error if the list does not name the dimensions of the view
-  static PyObject *orderToNumpyArray(PyObject *image, zarnik::ImageDimension const *dimensionList,
-                                     size_t dimensionCount);
+  static PyObject * orderToNumpyArray(PyObject * image, zarnik::ImageDimension const * dimensionList,
+                                      size_t dimensionCount);
 
   /// Creates an ImageView from a numpy array.
   ///
@@ -54,7 +54,7 @@ public:
   /// \param hasAlpha Whether the last channel is an alpha channel.
   /// \return An ImageView over the memory of the array.
   /// \throws Error if the array does not fit the other arguments
-  static std::shared_ptr<zarnik::ImageView> fromNumpyArray(PyObject *np, zarnik::ImageType axesInterpretation,
+  static std::shared_ptr<zarnik::ImageView> fromNumpyArray(PyObject * np, zarnik::ImageType axesInterpretation,
                                                            zarnik::ImageInterpretation interpretation, bool hasAlpha);
 
   /// Creates an ImageView from a numpy array by specifying axes order.
@@ -66,11 +66,9 @@ public:
   /// \param hasAlpha Whether the last channel is an alpha channel.
   /// \return An ImageView over the memory of the array, which it keeps alive.
   /// \throws Error if the array does not fit the other arguments
-  static std::shared_ptr<zarnik::ImageView> orderFromNumpyArray(PyObject *np,
-                                                                zarnik::ImageDimension const *dimensionList,
-                                                                size_t dimensionCount,
-                                                                zarnik::ImageInterpretation interpretation,
-                                                                bool hasAlpha);
+  static std::shared_ptr<zarnik::ImageView>
+  orderFromNumpyArray(PyObject * np, zarnik::ImageDimension const * dimensionList, size_t dimensionCount,
+                      zarnik::ImageInterpretation interpretation, bool hasAlpha);
 };
 
 } // namespace zarnik

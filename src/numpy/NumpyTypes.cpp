@@ -35,7 +35,7 @@ constexpr NumpyType table[] = {
 
 DataType dataTypeOfNumpy(int typeNumber) {
   auto const found =
-      std::find_if(std::begin(table), std::end(table), [&](auto const &row) { return row.number == typeNumber; });
+      std::find_if(std::begin(table), std::end(table), [&](auto const & row) { return row.number == typeNumber; });
   if (found == std::end(table))
     throw Error("Unsupported numpy data type");
   return DataType(found->id);
@@ -43,7 +43,7 @@ DataType dataTypeOfNumpy(int typeNumber) {
 
 int numpyTypeOf(DataType scalarType) {
   auto const found = std::find_if(std::begin(table), std::end(table),
-                                  [&](auto const &row) { return DataType(row.id) == scalarType; });
+                                  [&](auto const & row) { return DataType(row.id) == scalarType; });
   return found == std::end(table) ? NPY_BOOL : found->number;
 }
 
