@@ -9,7 +9,7 @@ std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
   void *held = nullptr;
   int ownership = 0;
   if (object == Py_None ||
-      !SWIG_IsOK(SWIG_ConvertPtrAndOwn(object, &held, $descriptor(std::shared_ptr<zarnik::ImageView> *), 0, &ownership)))
+      !SWIG_IsOK(SWIG_ConvertPtrAndOwn(object, &held, SWIGTYPE_p_std__shared_ptrT_zarnik__ImageView_t, 0, &ownership)))
     return nullptr;
   auto *const shared = static_cast<std::shared_ptr<ImageView> *>(held);
   if (!shared)
@@ -33,7 +33,7 @@ std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
 %rename(_from_numpy_array) zarnik::NumpyInterop::fromNumpyArray;
 %rename(_order_from_numpy_array) zarnik::NumpyInterop::orderFromNumpyArray;
 
-// These raise Python errors of their own: no result means that one is pending.
+// These raise Python errors of their own.
 %define %pending_error_check(METHOD)
 %exception METHOD {
   try {
@@ -42,7 +42,7 @@ std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
     zarnik::python::translateException();
     SWIG_fail;
   }
-  if (!result) SWIG_fail;
+  if (PyErr_Occurred()) SWIG_fail;
 }
 %enddef
 %pending_error_check(zarnik::NumpyInterop::toNumpyArray)
