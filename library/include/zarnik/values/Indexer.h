@@ -145,6 +145,8 @@ public:
   size_t byteOffset(VectorX<uint64_t> const & index) const {
     if (index.size() != shape_.size())
       detail::throwSizeMismatch("dimensions of index and shape", index.size(), shape_.size());
+    if (elementCount_ == 0)
+      throwOutside(index);
     uint64_t sum = 0;
     for (size_t axis = 0; axis != shape_.size(); ++axis) {
       if (index[axis] >= shape_[axis])
