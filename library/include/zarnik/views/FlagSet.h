@@ -79,6 +79,12 @@ public:
   /// Return the flags that are in one of the sets only.
   FlagSet<E> operator^(FlagSet<E> other) const { return FlagSet<E>(value_ ^ other.value_); }
 
+#ifndef SWIG
+  friend FlagSet operator|(E flag, FlagSet other) { return other | flag; }
+  friend FlagSet operator&(E flag, FlagSet other) { return other & flag; }
+  friend FlagSet operator^(E flag, FlagSet other) { return other ^ flag; }
+#endif
+
 private:
   uint64_t value_ = 0;
 };

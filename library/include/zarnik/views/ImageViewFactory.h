@@ -33,7 +33,8 @@ public:
 
   /// Create an image in memory with default properties and no metadata, all samples 0.
   ///
-  /// The dimensions are taken as COLUMN, ROW, SLICE, SEQUENCE for up to 4, and as all five for 5.
+  /// The dimensions are taken as COLUMN, ROW, SLICE, SEQUENCE for up to 4, as all five for 5, and as
+  /// unknown for more.
   /// \param shape The size along each dimension, the dimensions in canonical order.
   /// \param dataType The type of the samples, a numeric one.
   /// \return The new image.

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "zarnik/values/Indexer.h"
+#include "zarnik/views/ImageView.h"
+
+#include <atomic>
+#include <vector>
+
+namespace zarnik {
+
+/// An image that owns the memory of its samples, dense, the first dimension fastest.
+class MemoryImageView : public ImageView {
+public:
+  MemoryImageView(VectorXu64 const & shape, DataType dataType, std::shared_ptr<ImageProperties const> properties,
+                  std::shared_ptr<MetadataNode const> metadata);
+  ~MemoryImageView() override;
+
+  std::shared_ptr<Extension> extension(size_t id) const override;
+  ImageCapabilitySet capabilities() const override;
+  VectorXu64 const & shape() const override;
+  DataType dataType() const override;
+  std::shared_ptr<ImageProperties const> properties() const override;
+  std::shared_ptr<MetadataNode const> metadata() const override;
+  void read(VectorXu64 const & index, void * destination) override;
+  void readRegion(RegionXu64 const & region, void * destination) override;
+  void setProperties(std::shared_ptr<ImageProperties const> properties) override;
+  void setMetadata(std::shared_ptr<MetadataNode const> metadata) override;
+  void write(VectorXu64 const & index, void const * source) override;
+  void writeRegion(RegionXu64 const & region, void const * source) override;
+  void reshape(VectorXu64 const & shape, DataType dataType) override;
+  Indexer const & indexer() const override;
+  void * buffer() override;
+  void const * buffer() const override;
+  size_t bufferSize() const override;
+
+private:
+  struct FreeMemory {
+    void operator()(std::byte * memory) const noexcept;
+  };
+  using Memory = std::unique_ptr<std::byte[], FreeMemory>;
+
+  /// Samples and their geometry, which change together.
+  struct Samples {
+    Samples(VectorXu64 const & shape, DataType dataType);
+    Indexer indexer;
+    Memory memory;
+  };
+
+  Samples samples_;
+  std::shared_ptr<ImageProperties const> properties_;
+  std::shared_ptr<MetadataNode const> metadata_;
+  std::shared_ptr<Extension> origin_;
+  // Whoever asked for buffer() may still point into it after a reshape: such memory is kept as long as the image.
+  mutable std::atomic<bool> handedOut_ = false;
+  std::vector<Memory> retired_;
+};
+
+} // namespace zarnik

@@ -1,0 +1,186 @@
+#include "views/ImageViewContract.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/metadata/ImageProperties.h"
+#include "zarnik/metadata/MetadataNode.h"
+#include "zarnik/values/ArrayX.h"
+#include "zarnik/values/Indexer.h"
+#include "zarnik/views/ExtensionProvider.h"
+#include "zarnik/views/GridTiling.h"
+#include "zarnik/views/ImageViewFactory.h"
+#include "zarnik/views/ImageViewProvider.h"
+#include "zarnik/views/ParallelAccessExtension.h"
+#include "zarnik/views/ViewOriginExtension.h"
+
+#include <cstring>
+#include <gmock/gmock.h>
+
+// A request that cannot be met is an error of the library, also under the address sanitizer.
+extern "C" char const * __asan_default_options();
+extern "C" char const * __asan_default_options() { return "allocator_may_return_null=1"; }
+
+namespace zarnik::test {
+namespace {
+
+using enum ImageCapability;
+using testing::HasSubstr;
+
+std::shared_ptr<ImageView> memoryImage(VectorXu64 const & shape, DataType dataType,
+                                       std::vector<uint8_t> const & samples) {
+  auto image = ImageViewFactory::allocate(shape, dataType);
+  std::copy(samples.begin(), samples.end(), static_cast<uint8_t *>(image->buffer()));
+  return image;
+}
+
+auto samplesOf(std::shared_ptr<ImageView> const & image) {
+  return [image] {
+    auto const * const first = static_cast<uint8_t const *>(std::as_const(*image).buffer());
+    return std::vector<uint8_t>(first, first + image->bufferSize());
+  };
+}
+
+/// An image in memory that also has tiles.
+class TiledImage : public ImageView {
+public:
+  explicit TiledImage(std::shared_ptr<ImageView> image) : image_(std::move(image)) {}
+  std::shared_ptr<Extension> extension(size_t id) const override {
+    if (id != TilingInfoExtension::EXTENSION_ID)
+      return image_->extension(id);
+    VectorXu64 tileSize(dimensionCount());
+    std::fill(tileSize.begin(), tileSize.end(), 3);
+    return std::make_shared<GridTiling>(image_, tileSize);
+  }
+  ImageCapabilitySet capabilities() const override { return image_->capabilities() & (READ | WRITE); }
+  VectorXu64 const & shape() const override { return image_->shape(); }
+  DataType dataType() const override { return image_->dataType(); }
+  std::shared_ptr<ImageProperties const> properties() const override { return image_->properties(); }
+  std::shared_ptr<MetadataNode const> metadata() const override { return image_->metadata(); }
+  void read(VectorXu64 const & index, void * destination) override { image_->read(index, destination); }
+  void readRegion(RegionXu64 const & region, void * destination) override { image_->readRegion(region, destination); }
+  void setProperties(std::shared_ptr<ImageProperties const> properties) override { image_->setProperties(properties); }
+  void setMetadata(std::shared_ptr<MetadataNode const> metadata) override { image_->setMetadata(metadata); }
+  void write(VectorXu64 const & index, void const * source) override { image_->write(index, source); }
+  void writeRegion(RegionXu64 const & region, void const * source) override { image_->writeRegion(region, source); }
+
+private:
+  std::shared_ptr<ImageView> image_;
+};
+
+/// Puts an adapter around an image in memory.
+template <typename Adapt> auto over(Adapt adapt) {
+  return [adapt](VectorXu64 const & shape, DataType dataType, std::vector<uint8_t> const & samples) {
+    auto const image = memoryImage(shape, dataType, samples);
+    return ImageViewUnderTest{adapt(image), samplesOf(image)};
+  };
+}
+
+auto const itself = [](auto image) { return image; };
+auto const tiled = [](auto image) -> std::shared_ptr<ImageView> { return std::make_shared<TiledImage>(image); };
+
+INSTANTIATE_TEST_SUITE_P(
+    Basic, ImageViewContract,
+    testing::Values(ImageViewImplementation{"Memory", READ | WRITE | RESHAPE | MEMORY_ACCESS, over(itself)},
+                    ImageViewImplementation{"ReadOnly", READ, over(ImageViewProvider::toReadOnly)},
+                    ImageViewImplementation{"WriteOnly", WRITE, over(ImageViewProvider::toWriteOnly)},
+                    ImageViewImplementation{"Tiled", READ_WRITE, over(tiled)},
+                    ImageViewImplementation{"ReadOnlyTiled", READ, over([](auto image) {
+                                              return ImageViewProvider::toReadOnly(tiled(image));
+                                            })},
+                    ImageViewImplementation{"WriteOnlyTiled", WRITE, over([](auto image) {
+                                              return ImageViewProvider::toWriteOnly(tiled(image));
+                                            })}),
+    implementationName);
+
+TEST(MemoryImage, StartsZeroedWithCopiesOfWhatItIsGiven) {
+  auto const properties = ImageProperties::fromDataType(DataTypeId::UINT16);
+  properties->imageInfo().setAxesInterpretation(ImageTypeId::IMAGE);
+  properties->calibration().setUnit("um");
+  auto const metadata = std::make_shared<MetadataNode>("root", nullptr);
+  auto const image = ImageViewFactory::allocate({3, 2}, DataTypeId::UINT16, properties, metadata);
+  properties->calibration().setUnit("changed");
+  metadata->addChild(std::make_shared<MetadataNode>("late", nullptr));
+  EXPECT_EQ(image->spatialUnit(), "um");
+  EXPECT_EQ(image->metadata()->childCount(), 0u);
+  EXPECT_EQ(samplesOf(image)(), std::vector<uint8_t>(12, 0));
+  EXPECT_EQ(image->axesInterpretation(), ImageTypeId::IMAGE);
+  EXPECT_EQ(ImageViewFactory::allocate({2, 0, 5}, DataTypeId::UINT8)->bufferSize(), 0u);
+  EXPECT_EQ(ImageViewFactory::allocate({1, 2, 1, 2, 1, 2}, DataTypeId::UINT8)->axesInterpretation(), ImageType());
+}
+
+TEST(MemoryImage, RequestThatCannotBeMetIsAnErrorWithTheBytes) {
+  auto const message = [](VectorXu64 const & shape, DataType dataType) -> std::string {
+    try {
+      ImageViewFactory::allocate(shape, dataType);
+    } catch (Error const & error) {
+      return error.what();
+    }
+    return "(no error)";
+  };
+  EXPECT_THAT(message({1u << 30, 1u << 30}, DataTypeId::UINT16), HasSubstr("2305843009213693952 bytes"));
+  EXPECT_THAT(message({uint64_t{1} << 40, uint64_t{1} << 40}, DataTypeId::UINT8), HasSubstr("1099511627776"));
+  EXPECT_THAT(message({2, 2}, DataTypeId::UTF8_STRING), HasSubstr("not numeric"));
+}
+
+TEST(MemoryImage, MemoryHandedOutOutlivesReshape) {
+  auto const image = ImageViewFactory::allocate({1000, 1000}, DataTypeId::UINT8);
+  auto * const memory = static_cast<uint8_t *>(image->buffer());
+  image->reshape({10}, DataTypeId::UINT8);
+  std::memset(memory, 1, 1000 * 1000);
+  EXPECT_EQ(samplesOf(image)(), std::vector<uint8_t>(10, 0));
+}
+
+TEST(ReadOnlyImage, SharesMemoryForReadingOnly) {
+  auto const image = memoryImage({4, 3}, DataTypeId::UINT8, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12});
+  auto const readOnly = ImageViewProvider::toReadOnly(image);
+  EXPECT_EQ(std::as_const(*readOnly).buffer(), image->buffer());
+  EXPECT_EQ(readOnly->indexer(), image->indexer());
+  EXPECT_EQ(readOnly->bufferSize(), 12u);
+  EXPECT_THROW(readOnly->buffer(), NotImplemented);
+
+  auto const origin = readOnly->viewOrigin();
+  ASSERT_EQ(origin->parentCount(), 1u);
+  EXPECT_EQ(origin->parent(0)->uid(), image->viewOrigin()->uid());
+  EXPECT_EQ(origin->dataOrigin(), ViewDataOrigin::CPU_MEMORY);
+  EXPECT_EQ(origin->displayName(), "read-only view of image in memory");
+}
+
+TEST(ImageViewProvider, NullsAndStackedRestrictions) {
+  EXPECT_FALSE(ImageViewProvider::isImage(nullptr));
+  EXPECT_EQ(ImageViewProvider::toImage(nullptr), nullptr);
+  EXPECT_THROW(ImageViewProvider::toReadOnly(nullptr), InvalidArgument);
+  EXPECT_THROW(ImageViewProvider::toWriteOnly(nullptr), InvalidArgument);
+
+  auto const image = ImageViewFactory::allocate({2}, DataTypeId::UINT8);
+  auto const nothing = ImageViewProvider::toReadOnly(ImageViewProvider::toWriteOnly(image));
+  uint8_t sample = 0;
+  EXPECT_EQ(nothing->capabilities().value(), 0u);
+  EXPECT_THROW(nothing->read({0}, &sample), NotImplemented);
+  EXPECT_THROW(nothing->write({0}, &sample), NotImplemented);
+}
+
+TEST(GridTiling, NumbersTilesAlongTheFirstDimensionFirst) {
+  auto const image = ImageViewFactory::allocate({10, 7}, DataTypeId::UINT8);
+  GridTiling const tiling(image, {4, 16});
+  EXPECT_EQ(tiling.maxTileSize(), (VectorXu64{4, 7}));
+  EXPECT_EQ(tiling.tileCount(), 3u);
+  EXPECT_EQ(tiling.tileRegion(2), RegionXu64({8, 0}, {2, 7}));
+  auto const grid = GridTiling(image, {4, 3}).tilingGrid();
+  EXPECT_EQ(grid.shape(), (VectorXu64{3, 3}));
+  EXPECT_EQ(grid.at({2, 1}), 5u);
+  EXPECT_THROW(GridTiling(image, {4, 0}), InvalidArgument);
+  EXPECT_THROW(GridTiling(image, {4}), InvalidArgument);
+}
+
+TEST(Extensions, CastGivesTheSameObjectOrNull) {
+  auto image = ImageViewFactory::allocate({2}, DataTypeId::UINT8);
+  auto const extension = image->extension(ViewOriginExtension::EXTENSION_ID);
+  EXPECT_EQ(ViewOriginExtension::cast(extension), extension);
+  EXPECT_EQ(ExtensionProvider::toViewOrigin(extension), extension);
+  EXPECT_EQ(TilingInfoExtension::cast(extension), nullptr);
+  EXPECT_EQ(ExtensionProvider::toParallelAccess(extension), nullptr);
+  auto const origin = image->viewOrigin();
+  image.reset();
+  EXPECT_EQ(origin->displayName(), "image in memory");
+}
+
+} // namespace
+} // namespace zarnik::test
