@@ -1,0 +1,7 @@
+#include "zarnik/metadata/VariantDataValue.h"
+
+namespace zarnik {
+
+VariantDataValue::~VariantDataValue() = default;
+
+} // namespace zarnik

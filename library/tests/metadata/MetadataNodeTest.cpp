@@ -1,0 +1,291 @@
+#include "zarnik/metadata/MetadataNode.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/metadata/MetadataNodeFactory.h"
+#include "zarnik/metadata/MetadataNodeHelper.h"
+#include "zarnik/metadata/VariantDataValueFactory.h"
+
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <numeric>
+#include <random>
+
+using namespace zarnik;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+using Node = std::shared_ptr<MetadataNode>;
+
+namespace {
+
+Node node(std::string const & key, std::shared_ptr<VariantDataValue> value = nullptr) {
+  return MetadataNodeFactory::create(key, std::move(value));
+}
+
+Node nodeWith(std::initializer_list<char const *> children) {
+  auto result = node("root");
+  for (auto const * key : children)
+    result->addChild(node(key));
+  return result;
+}
+
+std::vector<std::string> keysBelow(MetadataNode const & parent) {
+  std::vector<std::string> keys;
+  for (auto const & child : parent)
+    keys.push_back(child->key());
+  return keys;
+}
+
+size_t depthOf(std::shared_ptr<MetadataNode const> walker) {
+  size_t depth = 0;
+  for (; walker->childCount() > 0; ++depth)
+    walker = *walker->begin();
+  return depth;
+}
+
+} // namespace
+
+// A list of pairs, searched from the front, is the reference for any mixture of changes.
+TEST(MetadataNode, ChildrenBehaveLikeAListOfPairsWhateverTheChanges) {
+  std::mt19937 random(20240607);
+  std::vector<std::pair<std::string, Node>> expected;
+  auto const parent = node("parent");
+  for (int step = 0; step < 20000; ++step) {
+    // Phases that mostly grow and phases that mostly shrink.
+    bool const isAdding = random() % 10 < (step / 2500 % 2 == 0 ? 7u : 3u);
+    auto const key = std::to_string(random() % 300);
+    auto const place = std::find_if(expected.begin(), expected.end(), [&](auto const & e) { return e.first == key; });
+    if (isAdding) {
+      auto const child = node(key);
+      parent->addChild(child);
+      if (place == expected.end())
+        expected.emplace_back(key, child);
+      else
+        place->second = child;
+    } else {
+      ASSERT_EQ(parent->hasChild(key), place != expected.end());
+      parent->removeChild(key);
+      if (place != expected.end())
+        expected.erase(place);
+    }
+    ASSERT_EQ(parent->childCount(), expected.size());
+    if (step % 100 != 0)
+      continue;
+    auto walker = parent->begin();
+    for (auto const & [expectedKey, child] : expected) {
+      ASSERT_EQ(walker.value(), child);
+      ASSERT_EQ(parent->child(expectedKey), child);
+      walker.next();
+    }
+    ASSERT_EQ(walker, parent->end());
+  }
+}
+
+TEST(MetadataNode, MissingAndEmptyChildrenAreNamed) {
+  auto const parent = nodeWith({"a"});
+  EXPECT_THAT([&] { parent->child("b"); }, ThrowsMessage<Error>("metadata node 'root' has no child 'b' among its 1"));
+  EXPECT_THAT([&] { parent->addChild(nullptr); }, ThrowsMessage<Error>(HasSubstr("empty child")));
+}
+
+TEST(MetadataNode, NeverBecomesItsOwnAncestor) {
+  auto const root = nodeWith({"a"});
+  auto const a = root->child("a");
+  auto const b = node("b");
+  a->addChild(b);
+  for (auto const & ancestor : {root, a, b})
+    EXPECT_THAT([&] { b->addChild(ancestor); }, ThrowsMessage<Error>(HasSubstr("cannot become a child of 'b'")));
+  EXPECT_EQ(b->childCount(), 0u);
+
+  // Being the child of two nodes is no cycle; having left the tree ends the ban.
+  auto const other = nodeWith({});
+  other->addChild(b);
+  root->addChild(other);
+  EXPECT_THROW(b->addChild(other), Error);
+  a->removeChild("b");
+  b->addChild(a);
+  EXPECT_EQ(depthOf(b), 1u);
+}
+
+TEST(MetadataNode, CopiesAreDeepAndKeepSharedNodesShared) {
+  auto const root = nodeWith({"left", "right"});
+  auto const shared = node("shared", VariantDataValueFactory::create(1));
+  root->child("left")->addChild(shared);
+  root->child("right")->addChild(shared);
+  auto const copy = root->clone();
+  EXPECT_EQ(copy->toString(), root->toString());
+  EXPECT_EQ(copy->child("left")->child("shared"), copy->child("right")->child("shared"));
+  copy->child("left")->child("shared")->addChild(node("new"));
+  EXPECT_EQ(shared->childCount(), 0u);
+}
+
+TEST(MetadataNode, MovingLeavesAnEmptyNodeInPlace) {
+  auto const root = nodeWith({"a"});
+  auto const a = root->child("a");
+  a->addChild(node("b", VariantDataValueFactory::create(2)));
+  MetadataNode moved(std::move(*a));
+  EXPECT_EQ(moved.key(), "a");
+  EXPECT_THAT(keysBelow(moved), ElementsAre("b"));
+  EXPECT_EQ(a->childCount(), 0u);
+  EXPECT_EQ(root->child("a"), a);
+  a->addChild(node("c"));
+  EXPECT_THAT(keysBelow(moved), ElementsAre("b"));
+}
+
+TEST(MetadataNodeIterator, StaysAtItsPlaceWhileChildrenChange) {
+  auto const parent = nodeWith({"a", "b", "c", "d"});
+  auto walker = parent->begin();
+  walker.next();
+  auto const held = walker.value();
+  parent->removeChild("a");
+  EXPECT_EQ(walker.value(), held);
+  auto const replacement = node("b");
+  parent->addChild(replacement);
+  EXPECT_EQ(walker.value(), replacement);
+  parent->removeChild("b");
+  parent->removeChild("c");
+  EXPECT_THAT([&] { walker.value(); }, ThrowsMessage<Error>(HasSubstr("was removed")));
+  parent->addChild(node("e"));
+  EXPECT_TRUE(walker.next());
+  EXPECT_EQ(walker.value()->key(), "d");
+  EXPECT_TRUE(walker.next());
+  EXPECT_EQ((*walker)->key(), "e");
+  EXPECT_FALSE(walker.next());
+  EXPECT_FALSE(walker.next());
+  EXPECT_EQ(walker, parent->end());
+  EXPECT_THROW(walker.value(), Error);
+  EXPECT_EQ(held->key(), "b");
+}
+
+TEST(MetadataNodeIterator, RemovesWhatItWalksOverAndOutlivesTheNode) {
+  auto parent = node("parent");
+  for (int i = 0; i < 1000; ++i)
+    parent->addChild(node(std::to_string(i)));
+  int odd = 0;
+  for (auto walker = parent->begin(); walker != parent->end(); walker.next())
+    if (auto const key = walker.value()->key(); std::stoi(key) % 2 == 0)
+      parent->removeChild(key);
+    else
+      ++odd;
+  EXPECT_EQ(odd, 500);
+  EXPECT_EQ(parent->childCount(), 500u);
+  EXPECT_EQ(keysBelow(*parent)[499], "999");
+
+  auto walker = parent->cbegin();
+  auto const copy = walker;
+  parent.reset();
+  EXPECT_TRUE(walker.next());
+  EXPECT_EQ(walker.value()->key(), "3");
+  EXPECT_EQ(copy.value()->key(), "1");
+  EXPECT_NE(copy, walker);
+  EXPECT_EQ(MetadataNodeIterator(), MetadataNodeIterator(nullptr));
+  EXPECT_THROW(MetadataNodeIterator().value(), Error);
+}
+
+TEST(MetadataNode, CountedDestruction) {
+  auto root = nodeWith({"a", "b"});
+  std::weak_ptr<MetadataNode> const a = root->child("a");
+  auto const b = root->child("b");
+  auto walker = root->begin();
+  root.reset();
+  EXPECT_FALSE(a.expired()) << "the iterator keeps the children";
+  walker = MetadataNodeIterator();
+  EXPECT_TRUE(a.expired());
+  EXPECT_EQ(b.use_count(), 1);
+  // The dead parent no longer counts: b is a root again.
+  auto const below = nodeWith({});
+  below->addChild(b);
+  EXPECT_THAT(keysBelow(*below), ElementsAre("b"));
+}
+
+class LargeMetadata : public testing::TestWithParam<bool> {};
+
+// Minutes if any step were quadratic, a crash if one recursed.
+TEST_P(LargeMetadata, ChainOfAHundredThousandLevels) {
+  constexpr size_t levels = 100000;
+  bool const isTopDown = GetParam();
+  auto top = node("0");
+  auto bottom = top;
+  for (size_t i = 1; i <= levels; ++i) {
+    auto next = node(std::to_string(i));
+    if (isTopDown) {
+      bottom->addChild(next);
+      bottom = std::move(next);
+    } else {
+      next->addChild(top);
+      top = std::move(next);
+    }
+  }
+  EXPECT_THROW(bottom->addChild(top), Error);
+  auto const copy = top->clone();
+  EXPECT_EQ(depthOf(copy), levels);
+  auto const text = copy->toString();
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), static_cast<long>(levels));
+  EXPECT_LT(text.size(), levels * 64);
+
+  std::string path;
+  for (size_t i = 0; i < levels; ++i)
+    path += "/x";
+  auto const root = node("root");
+  MetadataNodeHelper::createPath(root, path, VariantDataValueFactory::create(5));
+  EXPECT_EQ(depthOf(root), levels);
+  EXPECT_NE(MetadataNodeHelper::getNode(root, path)->value(), nullptr);
+}
+INSTANTIATE_TEST_SUITE_P(BothDirections, LargeMetadata, testing::Bool());
+
+TEST(LargeMetadata, FiftyThousandChildren) {
+  constexpr size_t count = 50000;
+  auto const parent = node("parent");
+  for (size_t i = 0; i < count; ++i)
+    parent->addChild(node(std::to_string(i)));
+  auto const copy = parent->clone();
+  for (size_t i = 0; i < count; ++i)
+    ASSERT_EQ(copy->child(std::to_string(i))->key(), std::to_string(i));
+  // Always taking the first one must not search through those already taken.
+  for (size_t i = 0; i < count; ++i) {
+    auto const first = copy->begin().value()->key();
+    ASSERT_EQ(first, std::to_string(i));
+    copy->removeChild(first);
+  }
+  EXPECT_EQ(copy->childCount(), 0u);
+  EXPECT_EQ(keysBelow(*parent).size(), count);
+}
+
+TEST(MetadataNode, PrintsATree) {
+  std::vector<int16_t> numbers(20);
+  std::iota(numbers.begin(), numbers.end(), int16_t{-1});
+  auto const root = node("root");
+  MetadataNodeHelper::createPath(root, "a/size", VariantDataValueFactory::create(numbers.data(), 3));
+  MetadataNodeHelper::createPath(root, "a/more", VariantDataValueFactory::create(numbers.data(), 20));
+  MetadataNodeHelper::createPath(root, "b\nc", VariantDataValueFactory::create("line\n\"two\""));
+  root->addChild(node("d", VariantDataValueFactory::create(0.5)));
+  EXPECT_EQ(root->toString(), "root\n"
+                              "  a\n"
+                              "    size = [-1, 0, 1]\n"
+                              "    more = [-1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, ... 20 elements of " +
+                                  DataType(DataTypeId::INT16).toString() +
+                                  "]\n"
+                                  "  \"b\\nc\" = \"line\\n\\\"two\\\"\"\n"
+                                  "  d = 0.5");
+}
+
+TEST(MetadataNodeHelper, PathsTakeBothSeparators) {
+  auto const root = node("root");
+  EXPECT_EQ(MetadataNodeHelper::createPath(root, "MRC/ext/pixelSize", VariantDataValueFactory::create(1)), root);
+  auto const ext = root->child("MRC")->child("ext");
+  auto const pixelSize = ext->child("pixelSize");
+  for (auto const * path : {"/MRC/ext/pixelSize", "MRC/ext/pixelSize", "\\MRC\\ext\\pixelSize", "MRC\\ext/pixelSize"})
+    EXPECT_EQ(MetadataNodeHelper::getNode(root, path), pixelSize) << path;
+  EXPECT_EQ(MetadataNodeHelper::getNode(root, ""), root);
+  EXPECT_FALSE(MetadataNodeHelper::exists(root, "MRC/ext/other/deep"));
+  EXPECT_FALSE(MetadataNodeHelper::exists(nullptr, "MRC"));
+
+  // Existing nodes in between stay, the last one is made anew.
+  pixelSize->addChild(node("old"));
+  MetadataNodeHelper::createPath(root, "/MRC/ext/pixelSize", VariantDataValueFactory::create(2));
+  EXPECT_EQ(root->child("MRC")->child("ext"), ext);
+  EXPECT_EQ(ext->childCount(), 1u);
+  EXPECT_NE(ext->child("pixelSize"), pixelSize);
+  EXPECT_EQ(ext->child("pixelSize")->childCount(), 0u);
+  EXPECT_THAT([&] { MetadataNodeHelper::createPath(root, "//", nullptr); }, ThrowsMessage<Error>(HasSubstr("'//'")));
+  EXPECT_THROW(MetadataNodeHelper::createPath(nullptr, "a", nullptr), Error);
+}

@@ -1,0 +1,83 @@
+#include "zarnik/metadata/VariantDataValue.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/metadata/VariantDataValueConverter.h"
+#include "zarnik/metadata/VariantDataValueFactory.h"
+
+#include <cmath>
+#include <gmock/gmock.h>
+#include <limits>
+#include <vector>
+
+using namespace zarnik;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+using Factory = VariantDataValueFactory;
+using Converter = VariantDataValueConverter;
+
+template <typename T> class NumericVariantValue : public testing::Test {};
+using Numbers = testing::Types<uint8_t, uint16_t, uint32_t, uint64_t, int8_t, int16_t, int32_t, int64_t, float, double>;
+TYPED_TEST_SUITE(NumericVariantValue, Numbers);
+
+TYPED_TEST(NumericVariantValue, OwnsAlignedCopiesOfTheElements) {
+  using Limits = std::numeric_limits<TypeParam>;
+  std::vector<TypeParam> const expected{Limits::lowest(), 0, 1, Limits::max()};
+  auto source = expected;
+  std::shared_ptr<VariantDataValue> copy;
+  {
+    auto const value = Factory::create(source.data(), source.size());
+    source.assign(4, TypeParam{7});
+    copy = value->clone();
+    EXPECT_NE(copy->raw(), value->raw());
+  }
+  EXPECT_EQ(copy->type(), DataType(dataTypeIdOf<TypeParam>));
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(copy->raw()) % alignof(TypeParam), 0u);
+  auto const * elements = static_cast<TypeParam const *>(copy->raw());
+  EXPECT_EQ(std::vector<TypeParam>(elements, elements + copy->count()), expected);
+  for (size_t i = 0; i < expected.size(); ++i)
+    EXPECT_EQ(Converter::toDouble(*copy, i), static_cast<double>(expected[i]));
+}
+
+TEST(VariantDataValue, StringsOfAllWidthsAreCopiedAndReadAsUtf8) {
+  char const * const expected = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+  auto const narrow = Factory::create(expected);
+  auto const wide = Factory::create(u"a\u00E9\u20AC\U0001F600");
+  auto const full = Factory::create(U"a\u00E9\u20AC\U0001F600");
+  EXPECT_EQ(narrow->type(), DataType(DataTypeId::UTF8_STRING));
+  EXPECT_EQ(wide->type(), DataType(DataTypeId::UTF16_STRING));
+  EXPECT_EQ(full->type(), DataType(DataTypeId::UTF32_STRING));
+  for (auto const & value : {narrow, wide, full, wide->clone()})
+    EXPECT_EQ(Converter::toText(*value), expected);
+
+  char16_t const unpaired[] = {0xDC00, u'x', 0xD83D, 0};
+  EXPECT_EQ(Converter::toText(*Factory::create(unpaired)), "\xEF\xBF\xBDx\xEF\xBF\xBD");
+
+  char const * texts[] = {"one", "", "three"};
+  auto const list = Factory::create(texts, 3)->clone();
+  EXPECT_EQ(list->count(), 3u);
+  EXPECT_STREQ(static_cast<char const * const *>(list->raw())[2], "three");
+  EXPECT_EQ(Converter::toText(*list, 1), "");
+}
+
+TEST(VariantDataValue, IntegersAreReadWholeOrRefused) {
+  uint64_t const big = std::numeric_limits<uint64_t>::max();
+  auto const value = Factory::create(&big, 1);
+  EXPECT_EQ(Converter::toUInt64(*value), big);
+  EXPECT_EQ(Converter::toText(*value), "18446744073709551615");
+  EXPECT_THAT([&] { Converter::toInt64(*value); }, ThrowsMessage<InvalidArgument>(HasSubstr("18446744073709551615")));
+  EXPECT_THROW(Converter::toUInt64(*Factory::create(-1)), InvalidArgument);
+  EXPECT_EQ(Converter::toInt64(*Factory::create(-0x1p63)), std::numeric_limits<int64_t>::min());
+  for (double number : {0x1p63, 0.5, std::nan(""), -HUGE_VAL})
+    EXPECT_THROW(Converter::toInt64(*Factory::create(number)), InvalidArgument) << number;
+  EXPECT_THROW(Converter::toDouble(*Factory::create("1")), InvalidArgument);
+  EXPECT_THROW(Converter::toInt64(*value, 1), InvalidArgument);
+}
+
+TEST(VariantDataValue, NothingToCopyIsRefused) {
+  uint8_t const byte = 1;
+  char const * texts[] = {"a", nullptr};
+  EXPECT_THROW(Factory::create(&byte, 0), InvalidArgument);
+  EXPECT_THROW(Factory::create(static_cast<double const *>(nullptr), 2), InvalidArgument);
+  EXPECT_THROW(Factory::create(static_cast<char const *>(nullptr)), InvalidArgument);
+  EXPECT_THAT([&] { Factory::create(texts, 2); }, ThrowsMessage<InvalidArgument>(HasSubstr("string 1 of 2")));
+}
