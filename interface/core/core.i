@@ -1,6 +1,8 @@
 %exceptionclass zarnik::Error;
 %exceptionclass zarnik::InvalidArgument;
 %exceptionclass zarnik::NotImplemented;
+// std::exception is no class of the module.
+%warnfilter(401) zarnik::Error;
 %rename(__str__) zarnik::Error::what;
 %ignore zarnik::InvalidArgument::what;
 %ignore zarnik::NotImplemented::what;
