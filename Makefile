@@ -5,7 +5,10 @@ SHELL := /bin/sh
 .DELETE_ON_ERROR:
 MAKEFLAGS += --no-builtin-rules
 
-PYTHON ?= python3
+# Found before the environment's own comes first in PATH.
+ifeq ($(origin PYTHON),undefined)
+PYTHON := $(or $(shell command -v python3),python3)
+endif
 JOBS ?= $(shell nproc)
 PYTEST_ARGS ?=
 export PYTHON
@@ -49,7 +52,7 @@ $(BUILD)/.system-%: tools/install-system-packages.sh
 
 .venv/.made: | $(BUILD)/.system-build
 	@echo 'making .venv with' `$(PYTHON) --version`
-	@$(PYTHON) -m venv .venv
+	@rm -rf .venv && $(PYTHON) -m venv .venv
 	@$(PIP) install --upgrade 'pip>=25.1'
 	@touch $@
 
