@@ -3,9 +3,8 @@
 %}
 
 %rename(_dimension) zarnik::ImageType::dimension;
-%immutable zarnik::ImageTypeId::UNKNOWN;
-%immutable zarnik::ImageTypeId;
 
+// The named types are references to the library's objects, which cannot be replaced.
 %immutable;
 %include "zarnik/values/ImageType.h"
 %mutable;

@@ -1,4 +1,4 @@
-// The names of the vector types and the rule for arguments of them; the classes themselves come in vectors.i.
+// The names of the vector types and the rules for arguments and results of them; the classes come in vectors.i.
 %define %for_each_element_type(MACRO)
 MACRO(uint8_t, u8)
 MACRO(int8_t, i8)
@@ -13,14 +13,26 @@ MACRO(double, d)
 %enddef
 
 %header %{
+#include "values/Results.h"
 #include "zarnik/values/Vector.h"
 #include "zarnik/values/VectorX.h"
 %}
+
+// A reference into a library object is handed out as a copy: the object may go before its reader.
+%define %copied_result(TYPE...)
+%typemap(out, noblock=1) TYPE const & {
+  $result = zarnik::python::wrapCopy(*$1, $descriptor(TYPE *));
+}
+%enddef
 
 %define %declare_vectors(TYPE, SUFFIX)
 %vector_argument(zarnik::Vector<TYPE, 2>)
 %vector_argument(zarnik::Vector<TYPE, 3>)
 %vector_argument(zarnik::Vector<TYPE, 4>)
 %vector_argument(zarnik::VectorX<TYPE>)
+%copied_result(zarnik::Vector<TYPE, 2>)
+%copied_result(zarnik::Vector<TYPE, 3>)
+%copied_result(zarnik::Vector<TYPE, 4>)
+%copied_result(zarnik::VectorX<TYPE>)
 %enddef
 %for_each_element_type(%declare_vectors)

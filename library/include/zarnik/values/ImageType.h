@@ -103,10 +103,10 @@ private:
   uint64_t value_ = 0;
 };
 
-/// Combine two dimensions into an image type.
+// Combine two dimensions into an image type.
 ZARNIK_API ImageType operator|(ImageDimension left, ImageDimension right);
 
-/// Combine a dimension and an image type.
+// Combine a dimension and an image type.
 ZARNIK_API ImageType operator|(ImageDimension left, ImageType const & right);
 
 /// The usual image types.

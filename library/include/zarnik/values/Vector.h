@@ -190,7 +190,7 @@ public:
   /// Check if the vector comes after another or is equal: the first components that differ decide.
   bool operator>=(Vector<T, N> const & other) const;
 
-  /// Return the product of a scalar and a vector.
+  // Return the product of a scalar and a vector.
   friend Vector<T, N> operator*(ValueType scalar, Vector<T, N> const & vector) { return vector * scalar; }
 
 private:

@@ -232,7 +232,7 @@ public:
   /// \throws InvalidArgument If the sizes differ.
   bool operator>=(VectorX<T> const & other) const;
 
-  /// Return the product of a scalar and a vector.
+  // Return the product of a scalar and a vector.
   friend VectorX<T> operator*(ValueType scalar, VectorX<T> const & vector) { return vector * scalar; }
 
 private:
