@@ -40,8 +40,11 @@
 }
 
 // Data types by value: a wrapped one or an int id.
-%typemap(in, noblock=1) zarnik::DataType, DataType {
-  $1 = zarnik::python::readDataType($input, $descriptor(zarnik::DataType *));
+%typemap(in, noblock=1) zarnik::DataType (zarnik::python::HeldError held), DataType (zarnik::python::HeldError held) {
+  $1 = zarnik::python::readDataType($input, $descriptor(zarnik::DataType *), held);
+}
+%typemap(freearg, noblock=1) zarnik::DataType, DataType {
+  held$argnum.settle(resultobj, "$symname");
 }
 %typemap(typecheck, noblock=1, precedence=SWIG_TYPECHECK_POINTER) zarnik::DataType, DataType {
   $1 = zarnik::python::isDataType($input, $descriptor(zarnik::DataType *));
@@ -49,19 +52,21 @@
 
 // Vectors by value or const reference: a wrapped one or any sequence.
 %define %vector_argument(VECTOR...)
-%typemap(in, noblock=1) VECTOR const & (VECTOR temp) {
-  $1 = zarnik::python::readVector($input, temp, $descriptor(VECTOR *), "$symname");
+%typemap(in, noblock=1) VECTOR const & (VECTOR temp, zarnik::python::HeldError held) {
+  $1 = zarnik::python::readVector($input, temp, $descriptor(VECTOR *), "$symname", held);
   if (!$1) SWIG_fail;
 }
-%typemap(in, noblock=1) VECTOR (VECTOR temp, VECTOR *argp) {
-  argp = zarnik::python::readVector($input, temp, $descriptor(VECTOR *), "$symname");
+%typemap(in, noblock=1) VECTOR (VECTOR temp, VECTOR *argp, zarnik::python::HeldError held) {
+  argp = zarnik::python::readVector($input, temp, $descriptor(VECTOR *), "$symname", held);
   if (!argp) SWIG_fail;
   $1 = *argp;
 }
 %typemap(typecheck, noblock=1, precedence=SWIG_TYPECHECK_POINTER) VECTOR const &, VECTOR {
   $1 = zarnik::python::isVector($input, $descriptor(VECTOR *));
 }
-%typemap(freearg) VECTOR const &, VECTOR ""
+%typemap(freearg, noblock=1) VECTOR const &, VECTOR {
+  held$argnum.settle(resultobj, "$symname");
+}
 %typemap(check) VECTOR const &, VECTOR ""
 %enddef
 

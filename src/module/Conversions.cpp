@@ -7,6 +7,41 @@
 
 namespace zarnik::python {
 
+void HeldError::take() {
+  if (value_ || !PyErr_Occurred())
+    return;
+  PyObject * type = nullptr;
+  PyObject * value = nullptr;
+  PyObject * traceback = nullptr;
+  PyErr_Fetch(&type, &value, &traceback);
+  PyErr_NormalizeException(&type, &value, &traceback);
+  Reference::steal(type);
+  Reference::steal(traceback);
+  value_ = Reference::steal(value);
+}
+
+void HeldError::settle(PyObject *& result, char const * wrapper) {
+  if (!value_ || PyErr_Occurred())
+    return;
+  // An operator such as __iadd__ has moved ownership from its object to the result: without the latter nobody owns it,
+  // as after any other failure, but the object stays valid.
+  if (result && isOperator(wrapper) && std::strstr(wrapper, "___i"))
+    forgetPointer(result);
+  Reference::steal(std::exchange(result, nullptr));
+  if (isOperator(wrapper) && PyErr_GivenExceptionMatches(value_.get(), PyExc_TypeError)) {
+    result = Reference::share(Py_NotImplemented).release();
+    return;
+  }
+  // What Python makes of a result with an error left pending, and callers know it so. Left to Python it would depend
+  // on the way of the call: some calls do not look for an error beside a result, which then strikes somewhere else.
+  PyErr_Format(PyExc_SystemError, "<built-in function %s> returned a result with an exception set", wrapper);
+  HeldError raised;
+  raised.take();
+  PyException_SetCause(raised.value_.get(), Reference(value_).release());
+  PyException_SetContext(raised.value_.get(), value_.release());
+  PyErr_SetObject(PyExc_SystemError, raised.value_.get());
+}
+
 int32_t readLong32(PyObject * object) {
   int overflow = 0;
   auto const value = PyLong_AsLongLongAndOverflow(object, &overflow);
@@ -19,11 +54,14 @@ int32_t readLong32(PyObject * object) {
   return static_cast<int32_t>(value);
 }
 
-DataType readDataType(PyObject * object, swig_type_info * dataTypeInfo) {
+DataType readDataType(PyObject * object, swig_type_info * dataTypeInfo, HeldError & held) {
   if (object != Py_None)
     if (auto const * const wrapped = wrappedPointer(object, dataTypeInfo))
       return *static_cast<DataType const *>(wrapped);
-  return DataType(static_cast<uint64_t>(int64_t{readLong32(object)}));
+  auto const id = readLong32(object);
+  if (id == -1)
+    held.take();
+  return DataType(static_cast<uint64_t>(int64_t{id}));
 }
 
 bool isDataType(PyObject * object, swig_type_info * dataTypeInfo) {

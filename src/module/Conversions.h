@@ -18,13 +18,28 @@ enum class ImageDimension;
 
 namespace zarnik::python {
 
+/// A Python error that a conversion left behind. It is put aside, so that the call can be made as if nothing had
+/// happened, and makes the call fail when it is over.
+class HeldError {
+public:
+  /// Puts the pending error aside, if there is one; the first one is kept.
+  void take();
+
+  /// Replaces a wrapper's result by a SystemError caused by the error, unless the wrapper failed anyway. An operator
+  /// gives NotImplemented for an error of type, as for all others of this kind.
+  void settle(PyObject *& result, char const * wrapper);
+
+private:
+  Reference value_;
+};
+
 /// Reads an int as a signed 32-bit value, whatever the width of the platform's long.
 /// Another object, or an int out of range, gives -1 and leaves Python's error pending.
 int32_t readLong32(PyObject * object);
 
 /// A data type from a wrapped one or, read with readLong32 and sign-extended, from an id. As there, an object that
-/// is neither gives the id of all bits set with the error left pending: callers rely on both.
-DataType readDataType(PyObject * object, swig_type_info * dataTypeInfo);
+/// is neither gives the id of all bits set and an error: callers rely on both.
+DataType readDataType(PyObject * object, swig_type_info * dataTypeInfo, HeldError & held);
 
 /// Whether the object is a wrapped data type or an int, for the choice among overloads.
 bool isDataType(PyObject * object, swig_type_info * dataTypeInfo);
@@ -69,16 +84,22 @@ private:
 /// One item of a sequence as a vector component.
 /// Ints are read as signed 32-bit values and narrowed without a range check, whatever the component's width.
 /// \throws Error if the item is of another type
-template <typename T> T readItem(PyObject * item) {
+template <typename T> T readItem(PyObject * item, HeldError & held) {
+  auto const readInt = [&] {
+    auto const value = readLong32(item);
+    if (value == -1)
+      held.take();
+    return static_cast<T>(value);
+  };
   if constexpr (std::is_floating_point_v<T>) {
     if (PyFloat_Check(item))
       return static_cast<T>(PyFloat_AsDouble(item));
     if (PyLong_Check(item))
-      return static_cast<T>(readLong32(item));
+      return readInt();
     throw Error("invalid item in sequence - expected long or float value");
   } else {
     if (PyLong_Check(item))
-      return static_cast<T>(readLong32(item));
+      return readInt();
     throw Error("invalid item in sequence - expected long value");
   }
 }
@@ -96,7 +117,7 @@ template <typename V> bool resizeVector(V & vector, std::size_t size) {
 /// The vector that an argument stands for: a wrapped one itself, or `temporary` filled from a sequence.
 /// Null, with an error pending, when it is neither.
 template <typename V>
-V * readVector(PyObject * object, V & temporary, swig_type_info * vectorInfo, char const * wrapper) {
+V * readVector(PyObject * object, V & temporary, swig_type_info * vectorInfo, char const * wrapper, HeldError & held) {
   if (object != Py_None)
     if (auto * const wrapped = wrappedPointer(object, vectorInfo))
       return static_cast<V *>(wrapped);
@@ -113,7 +134,7 @@ V * readVector(PyObject * object, V & temporary, swig_type_info * vectorInfo, ch
       if (!item)
         return nullptr;
       try {
-        temporary[i] = readItem<typename V::ValueType>(item.get());
+        temporary[i] = readItem<typename V::ValueType>(item.get(), held);
       } catch (Error const & error) {
         PyErr_SetString(PyExc_TypeError, error.what());
         return nullptr;
