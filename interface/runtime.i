@@ -37,9 +37,38 @@ void *readSelf(PyObject *object, swig_type_info *type, int disown, char const *m
 }
 
 void forgetPointer(PyObject *object) {
+  // After a failure nothing was destroyed, and looking into the object would lose the error.
+  if (PyErr_Occurred())
+    return;
   void *pointer = nullptr;
   SWIG_ConvertPtr(object, &pointer, nullptr, SWIG_POINTER_CLEAR | SWIG_POINTER_DISOWN);
 }
+
+PyObject *handOver(PyObject *self, void *pointer, swig_type_info *type) {
+  auto *const before = SWIG_Python_GetSwigThis(self);
+  auto *const successor = reinterpret_cast<SwigPyObject *>(before->next);
+  // With a successor that still holds the object, a second owner would free it again.
+  bool const isOwner = !successor || !successor->ptr;
+  auto result = Reference::steal(SWIG_NewPointerObj(pointer, type, isOwner ? SWIG_POINTER_OWN : 0));
+  if (!result)
+    return nullptr;
+  auto *const after = SWIG_Python_GetSwigThis(result.get());
+  auto *const keeper = isOwner ? before : after;
+  Reference::steal(keeper->next);
+  keeper->next = Reference::share(reinterpret_cast<PyObject *>(isOwner ? after : before)).release();
+  return result.release();
+}
+
+// The dispatcher of an overloaded operator gives NotImplemented for a wrong number of arguments, too, but forgets to
+// take back the error.
+inline Py_ssize_t unpackArguments(PyObject *arguments, char const *wrapper, Py_ssize_t least, Py_ssize_t most,
+                                  PyObject **unpacked) {
+  auto const count = SWIG_Python_UnpackTuple(arguments, wrapper, least, most, unpacked);
+  if (!count && isOperator(wrapper) && !isInPlaceOperator(wrapper) && PyErr_ExceptionMatches(PyExc_TypeError))
+    PyErr_Clear();
+  return count;
+}
+#define SWIG_Python_UnpackTuple zarnik::python::unpackArguments
 
 } // namespace zarnik::python
 %}

@@ -25,10 +25,11 @@ void HeldError::settle(PyObject *& result, char const * wrapper) {
     return;
   // An operator such as __iadd__ has moved ownership from its object to the result: without the latter nobody owns it,
   // as after any other failure, but the object stays valid.
-  if (result && isOperator(wrapper) && std::strstr(wrapper, "___i"))
+  if (result && isInPlaceOperator(wrapper))
     forgetPointer(result);
   Reference::steal(std::exchange(result, nullptr));
-  if (isOperator(wrapper) && PyErr_GivenExceptionMatches(value_.get(), PyExc_TypeError)) {
+  if (isOperator(wrapper) && !isInPlaceOperator(wrapper) &&
+      PyErr_GivenExceptionMatches(value_.get(), PyExc_TypeError)) {
     result = Reference::share(Py_NotImplemented).release();
     return;
   }
@@ -125,6 +126,8 @@ bool isOperator(char const * wrapper) {
   return length > 4 && std::strcmp(wrapper + length - 2, "__") == 0 &&
          std::strstr(wrapper, "__") != wrapper + length - 2;
 }
+
+bool isInPlaceOperator(char const * wrapper) { return isOperator(wrapper) && std::strstr(wrapper, "___i"); }
 
 bool isVector(PyObject * object, swig_type_info * vectorInfo) {
   if (object == Py_None || PyUnicode_Check(object))

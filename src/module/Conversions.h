@@ -60,6 +60,10 @@ bool readImageDimensions(PyObject * object, std::vector<ImageDimension> & dimens
 /// Whether the wrapper's name is that of an operator such as Vector3d___add__.
 bool isOperator(char const * wrapper);
 
+/// Whether the wrapper's name is that of an operator such as Vector3d___iadd__, which raises what others answer with
+/// NotImplemented.
+bool isInPlaceOperator(char const * wrapper);
+
 /// Whether an object can stand for a vector argument: a wrapped vector of that type or any sequence but a str.
 bool isVector(PyObject * object, swig_type_info * vectorInfo);
 
