@@ -44,6 +44,24 @@ template <size_t N> void transposeLoop(CopyBlock const & block, std::byte const 
   }
 }
 
+void fillLoop(CopyBlock const & block, std::byte const * source, std::byte * destination) {
+  size_t const element = block.elementBytes;
+  for (uint64_t j = 0; j < block.count1; ++j) {
+    auto * to = destination + static_cast<int64_t>(j) * block.destinationStride1;
+    std::memcpy(to, source + static_cast<int64_t>(j) * block.sourceStride1, element);
+    uint64_t const bytes = block.count0 * element;
+    size_t piece = element; // doubles as long as it stays in the first-level cache
+    for (uint64_t done = element; done < bytes;) {
+      size_t const next = static_cast<size_t>(std::min<uint64_t>(piece, bytes - done));
+      std::memcpy(to + done, to, next);
+      done += next;
+      if (piece < 4096) {
+        piece = static_cast<size_t>(done);
+      }
+    }
+  }
+}
+
 template <template <size_t> class Loop> CopyKernel forElementSize(size_t bytes) {
   switch (bytes) {
   case 1:
@@ -83,7 +101,55 @@ CopyKernel scalarStridedKernel(size_t elementBytes) { return forElementSize<Stri
 
 CopyKernel scalarTransposeKernel(size_t elementBytes) { return forElementSize<Transpose>(elementBytes); }
 
+CopyKernel fillKernel() { return &fillLoop; }
+
+namespace {
+
+bool isPixel(int64_t stride, int64_t element) {
+  return stride == 2 * element || stride == 3 * element || stride == 4 * element;
+}
+
+CopyKernel selectVectorKernel(CopyBlock const & block, bool transposed) {
+  auto const element = static_cast<int64_t>(block.elementBytes);
+  constexpr uint64_t worthwhile = 32; // elements in a row below which the portable loops are as fast
+  if (block.elementBytes > 32) {
+    return block.streaming && block.elementBytes >= 512 ? vectorStreamKernel() : nullptr;
+  }
+  if (block.destinationStride0 != element) {
+    return nullptr;
+  }
+  if (transposed) {
+    if (block.sourceStride1 != element) {
+      return nullptr;
+    }
+    if (isPixel(block.sourceStride0, element) &&
+        block.count1 * block.elementBytes <= static_cast<uint64_t>(block.sourceStride0)) {
+      return vectorDeinterleaveKernel(block.elementBytes, static_cast<size_t>(block.sourceStride0 / element));
+    }
+    if (isPixel(block.destinationStride1, element) &&
+        block.count0 * block.elementBytes == static_cast<uint64_t>(block.destinationStride1)) {
+      return vectorInterleaveKernel(block.elementBytes, block.count0);
+    }
+    return vectorTransposeKernel(block.elementBytes);
+  }
+  if (block.sourceStride0 == 0) {
+    return fillKernel();
+  }
+  if (block.sourceStride0 == -element && block.count0 >= worthwhile) {
+    return vectorReverseKernel(block.elementBytes);
+  }
+  if (isPixel(block.sourceStride0, element) && block.count0 >= worthwhile) {
+    return vectorDeinterleaveKernel(block.elementBytes, static_cast<size_t>(block.sourceStride0 / element));
+  }
+  return nullptr;
+}
+
+} // namespace
+
 CopyKernel selectKernel(CopyBlock const & block, bool transposed) {
+  if (CopyKernel const kernel = selectVectorKernel(block, transposed)) {
+    return kernel;
+  }
   if (block.elementBytes > 32) {
     return scalarRunKernel();
   }

@@ -20,10 +20,26 @@ struct CopyBlock {
 
 using CopyKernel = void (*)(CopyBlock const &, std::byte const *, std::byte *);
 
-/// Kernels in portable C++. They are what runs where no vector kernel fits, and what the tests compare those with.
+/// Kernels in portable C++. They are what runs where no vector kernel fits.
 CopyKernel scalarRunKernel();
 CopyKernel scalarStridedKernel(size_t elementBytes);
 CopyKernel scalarTransposeKernel(size_t elementBytes);
+/// One source element repeated over dense destination rows.
+CopyKernel fillKernel();
+
+/// Kernels for the vector unit at hand, nullptr where there is none for the element size.
+
+/// Rows of at least one cache line, contiguous on both sides and too many for the caches.
+CopyKernel vectorStreamKernel();
+/// Source contiguous along loop 1, destination along loop 0.
+CopyKernel vectorTransposeKernel(size_t elementBytes);
+/// Every nth source element, for n from 2 to 4, to dense destination rows. Loop 1 may be the channels of the same
+/// pixels.
+CopyKernel vectorDeinterleaveKernel(size_t elementBytes, size_t channels);
+/// Loop 0 gathers one element of each of 2 to 4 source rows into pixels that follow each other along loop 1.
+CopyKernel vectorInterleaveKernel(size_t elementBytes, size_t channels);
+/// Dense rows that run in opposite directions.
+CopyKernel vectorReverseKernel(size_t elementBytes);
 
 /// Picks the kernel for a block; `transposed` says that loop 1 is the source's fastest.
 CopyKernel selectKernel(CopyBlock const & block, bool transposed);

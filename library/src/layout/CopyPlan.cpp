@@ -198,7 +198,7 @@ CopyPlan::Overlap CopyPlan::overlap(std::byte const * source, std::byte const * 
   for (size_t n = 0; n < loopCount_; ++n) {
     step = std::gcd(step, std::gcd(magnitude(loops_[n].sourceStride), magnitude(loops_[n].destinationStride)));
   }
-  uint64_t const distance = (to - from) % step;
+  uint64_t const distance = (to > from ? to - from : from - to) % step;
   return distance < elementBytes_ || step - distance < elementBytes_ ? Overlap::Shared : Overlap::None;
 }
 
