@@ -113,7 +113,7 @@ CopyKernel selectVectorKernel(CopyBlock const & block, bool transposed) {
   auto const element = static_cast<int64_t>(block.elementBytes);
   constexpr uint64_t worthwhile = 32; // elements in a row below which the portable loops are as fast
   if (block.elementBytes > 32) {
-    return block.streaming && block.elementBytes >= 512 ? vectorStreamKernel() : nullptr;
+    return vectorRowKernel();
   }
   if (block.destinationStride0 != element) {
     return nullptr;

@@ -29,8 +29,8 @@ CopyKernel fillKernel();
 
 /// Kernels for the vector unit at hand, nullptr where there is none for the element size.
 
-/// Rows of at least one cache line, contiguous on both sides and too many for the caches.
-CopyKernel vectorStreamKernel();
+/// Rows of more bytes than the element sizes above, contiguous on both sides.
+CopyKernel vectorRowKernel();
 /// Source contiguous along loop 1, destination along loop 0.
 CopyKernel vectorTransposeKernel(size_t elementBytes);
 /// Every nth source element, for n from 2 to 4, to dense destination rows. Loop 1 may be the channels of the same

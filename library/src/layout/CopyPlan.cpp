@@ -2,6 +2,7 @@
 
 #include "layout/CacheSize.h"
 #include "layout/CopyKernels.h"
+#include "layout/ThreadPool.h"
 #include "zarnik/core/Error.h"
 
 #include <fmt/format.h>
@@ -224,6 +225,55 @@ void CopyPlan::runThroughTemporary(std::byte const * source, std::byte * destina
               temporary.get());
   copyStrided(size, {denseStrides.data(), loopCount_}, {destinationStrides.data(), loopCount_}, elementBytes_,
               temporary.get(), destination);
+}
+
+// Cuts the copy along the loop that is outermost in the destination, or the longest one if that has too few rounds.
+// Each part is a plan of its own, so that no part knows of the others.
+void CopyPlan::runParallel(std::byte const * source, std::byte * destination) const {
+  size_t const parts = layout::partsFor(byteCount_);
+  if (parts < 2) {
+    runSerial(source, destination);
+    return;
+  }
+  if (loopCount_ == 0) {
+    size_t const step = (elementBytes_ / parts + 4095) / 4096 * 4096;
+    auto const low = reinterpret_cast<uintptr_t>(source) < reinterpret_cast<uintptr_t>(destination)
+                         ? reinterpret_cast<uintptr_t>(source)
+                         : reinterpret_cast<uintptr_t>(destination);
+    auto const high = reinterpret_cast<uintptr_t>(source) + reinterpret_cast<uintptr_t>(destination) - low;
+    if (high - low < elementBytes_) {
+      runSerial(source, destination);
+      return;
+    }
+    layout::runParts(parts, [&](size_t part) {
+      size_t const begin = std::min(part * step, elementBytes_);
+      std::memcpy(destination + begin, source + begin, std::min(step, elementBytes_ - begin));
+    });
+    return;
+  }
+  auto const largest = [&](auto const & key) {
+    size_t best = 0;
+    for (size_t n = 1; n < loopCount_; ++n) {
+      best = key(loops_[n]) > key(loops_[best]) ? n : best;
+    }
+    return best;
+  };
+  size_t cut = largest([](Loop const & loop) { return magnitude(loop.destinationStride); });
+  if (loops_[cut].count < parts) {
+    cut = largest([](Loop const & loop) { return loop.count; });
+  }
+  Loop const & loop = loops_[cut];
+  uint64_t const step = std::max<uint64_t>((loop.count / parts + 63) / 64 * 64, 1);
+  uint64_t const count = loop.count < 64 * parts ? (loop.count + parts - 1) / parts : step;
+  layout::runParts(parts, [&](size_t part) {
+    uint64_t const begin = part * count;
+    if (begin < loop.count) {
+      CopyPlan piece(*this);
+      piece.loops_[cut].count = std::min(count, loop.count - begin);
+      piece.runSerial(moved(source, begin * static_cast<uint64_t>(loop.sourceStride)),
+                      moved(destination, begin * static_cast<uint64_t>(loop.destinationStride)));
+    }
+  });
 }
 
 void CopyPlan::runSerial(std::byte const * source, std::byte * destination) const {

@@ -20,7 +20,7 @@ namespace HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR
 
-CopyKernel streamKernel() { return nullptr; }
+CopyKernel rowKernel() { return nullptr; }
 CopyKernel deinterleaveKernel(size_t, size_t) { return nullptr; }
 CopyKernel interleaveKernel(size_t, size_t) { return nullptr; }
 CopyKernel reverseKernel(size_t) { return nullptr; }
@@ -30,17 +30,31 @@ CopyKernel reverseKernel(size_t) { return nullptr; }
 // Bytes that are prepared in the first-level cache before they are written around the caches.
 constexpr size_t chunkBytes = 4096;
 
-void streamRows(CopyBlock const & block, std::byte const * source, std::byte * destination) {
+// The processor's own prefetching starts anew with each row: without help the first lines of each would be waited for.
+constexpr size_t headBytes = 8 * lineBytes;
+
+void copyRows(CopyBlock const & block, std::byte const * source, std::byte * destination) {
+  bool const streaming = block.streaming && block.elementBytes >= 512;
+  size_t const head = std::min(block.elementBytes, headBytes);
   for (uint64_t j = 0; j < block.count1; ++j) {
+    auto const * from = source + static_cast<int64_t>(j) * block.sourceStride1;
+    auto * to = destination + static_cast<int64_t>(j) * block.destinationStride1;
     for (uint64_t i = 0; i < block.count0; ++i) {
-      streamBytes(destination + static_cast<int64_t>(j) * block.destinationStride1 +
-                      static_cast<int64_t>(i) * block.destinationStride0,
-                  source + static_cast<int64_t>(j) * block.sourceStride1 +
-                      static_cast<int64_t>(i) * block.sourceStride0,
-                  block.elementBytes);
+      for (size_t ahead = 0; ahead < head; ahead += lineBytes) {
+        hwy::Prefetch(from + block.sourceStride0 + ahead);
+      }
+      if (streaming) {
+        streamBytes(to, from, block.elementBytes);
+      } else {
+        std::memcpy(to, from, block.elementBytes);
+      }
+      from += block.sourceStride0;
+      to += block.destinationStride0;
     }
   }
-  hwy::FlushStream();
+  if (streaming) {
+    hwy::FlushStream();
+  }
 }
 
 // Writes `count` elements to `to` by calls of produce(first, count, where), directly or in chunks around the caches.
@@ -264,7 +278,7 @@ template <typename T> CopyKernel interleaveOf(size_t channels) {
   return channels == 2 ? &interleave<T, 2> : channels == 3 ? &interleave<T, 3> : &interleave<T, 4>;
 }
 
-CopyKernel streamKernel() { return &streamRows; }
+CopyKernel rowKernel() { return &copyRows; }
 
 CopyKernel deinterleaveKernel(size_t elementBytes, size_t channels) {
   switch (elementBytes) {
@@ -329,12 +343,12 @@ HWY_AFTER_NAMESPACE();
 
 namespace zarnik::layout {
 
-HWY_EXPORT(streamKernel);
+HWY_EXPORT(rowKernel);
 HWY_EXPORT(deinterleaveKernel);
 HWY_EXPORT(interleaveKernel);
 HWY_EXPORT(reverseKernel);
 
-CopyKernel vectorStreamKernel() { return HWY_DYNAMIC_DISPATCH(streamKernel)(); }
+CopyKernel vectorRowKernel() { return HWY_DYNAMIC_DISPATCH(rowKernel)(); }
 
 CopyKernel vectorDeinterleaveKernel(size_t elementBytes, size_t channels) {
   return HWY_DYNAMIC_DISPATCH(deinterleaveKernel)(elementBytes, channels);

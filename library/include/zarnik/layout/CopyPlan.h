@@ -68,6 +68,7 @@ private:
   void chooseKernel();
   Overlap overlap(std::byte const * source, std::byte const * destination) const;
   void runThroughTemporary(std::byte const * source, std::byte * destination) const;
+  void runParallel(std::byte const * source, std::byte * destination) const;
   void runSerial(std::byte const * source, std::byte * destination) const;
 
   std::array<Loop, maximumRank>

@@ -1,0 +1,189 @@
+#include "layout/ThreadPool.h"
+
+#include "zarnik/layout/Threads.h"
+
+#include <algorithm>
+#include <atomic>
+#include <charconv>
+#include <condition_variable>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#if __has_include(<pthread.h>)
+#include <pthread.h>
+#endif
+
+namespace zarnik {
+
+namespace {
+
+constexpr size_t maximumThreads = 256;
+
+size_t usableThreads(size_t count) {
+  if (count == 0) {
+    count = std::thread::hardware_concurrency();
+  }
+  return std::clamp<size_t>(count, 1, maximumThreads);
+}
+
+std::atomic<size_t> & configuredThreads() {
+  static std::atomic<size_t> count = [] {
+    char const * const text = std::getenv("ZARNIK_NUM_THREADS");
+    size_t value = 1;
+    if (text != nullptr) {
+      char const * const end = text + std::strlen(text);
+      if (auto const result = std::from_chars(text, end, value); result.ec != std::errc() || result.ptr != end) {
+        value = 1;
+      }
+    }
+    return usableThreads(value);
+  }();
+  return count;
+}
+
+struct Job {
+  void (*work)(void const *, size_t);
+  void const * context;
+  size_t parts;
+  std::atomic<size_t> next = 0;
+
+  void help() {
+    for (size_t part = next.fetch_add(1); part < parts; part = next.fetch_add(1)) {
+      work(context, part);
+    }
+  }
+};
+
+class Pool {
+public:
+  explicit Pool(size_t workers) {
+    try {
+      for (size_t n = 0; n < workers; ++n) {
+        threads_.emplace_back([this] { serve(); });
+      }
+    } catch (std::system_error const &) {
+      // The system has no more threads: those that started, or the caller alone, do the work.
+    }
+    requested_ = workers;
+  }
+
+  ~Pool() {
+    {
+      std::lock_guard const lock(mutex_);
+      stopped_ = true;
+    }
+    wake_.notify_all();
+    for (auto & thread : threads_) {
+      thread.join();
+    }
+  }
+
+  size_t requested() const { return requested_; }
+
+  void run(Job & job) {
+    {
+      std::lock_guard const lock(mutex_);
+      job_ = &job;
+    }
+    wake_.notify_all();
+    job.help();
+    std::unique_lock lock(mutex_);
+    job_ = nullptr;
+    idle_.wait(lock, [this] { return busy_ == 0; });
+  }
+
+private:
+  void serve() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+      wake_.wait(lock, [this] { return stopped_ || (job_ != nullptr && job_->next < job_->parts); });
+      if (stopped_) {
+        return;
+      }
+      Job & job = *job_;
+      ++busy_;
+      lock.unlock();
+      job.help();
+      lock.lock();
+      if (--busy_ == 0) {
+        idle_.notify_all();
+      }
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::condition_variable idle_;
+  Job * job_ = nullptr;
+  size_t busy_ = 0;
+  bool stopped_ = false;
+  size_t requested_ = 0;
+  std::vector<std::thread> threads_;
+};
+
+// The pool belongs to whoever set `inUse`. A forked process has no threads but the one that forked: it drops the pool
+// without waiting for threads that are not there, and makes a new one when it needs one.
+struct Shared {
+  std::atomic<bool> inUse = false;
+  std::unique_ptr<Pool> pool;
+
+  Shared() {
+#if __has_include(<pthread.h>)
+    pthread_atfork(nullptr, nullptr, [] {
+      static_cast<void>(instance().pool.release());
+      instance().inUse = false;
+    });
+#endif
+  }
+
+  static Shared & instance() {
+    static Shared shared;
+    return shared;
+  }
+};
+
+} // namespace
+
+size_t threadCount() { return configuredThreads(); }
+
+void setThreadCount(size_t count) { configuredThreads() = usableThreads(count); }
+
+namespace layout {
+
+size_t partsFor(uint64_t bytes) {
+  size_t const threads = threadCount();
+  if (threads == 1 || bytes < parallelBytes) {
+    return 1;
+  }
+  // A few parts per thread, so that a thread that is late does not hold up the others.
+  return static_cast<size_t>(std::min<uint64_t>(threads * 4, bytes / (parallelBytes / 4)));
+}
+
+void runParts(size_t parts, void (*work)(void const *, size_t), void const * context) {
+  Job job{.work = work, .context = context, .parts = parts};
+  size_t const threads = threadCount();
+  if (threads == 1 || parts < 2) {
+    job.help();
+    return;
+  }
+  Shared & shared = Shared::instance();
+  if (shared.inUse.exchange(true)) {
+    job.help();
+    return;
+  }
+  if (!shared.pool || shared.pool->requested() != threads - 1) {
+    shared.pool = nullptr;
+    shared.pool = std::make_unique<Pool>(threads - 1);
+  }
+  shared.pool->run(job);
+  shared.inUse = false;
+}
+
+} // namespace layout
+
+} // namespace zarnik
