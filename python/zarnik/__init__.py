@@ -1,0 +1,41 @@
+"""Images of many dimensions that share their memory with NumPy.
+
+An image knows what its axes mean, how large its elements are, in which unit, and what its values stand for. The axes of
+arrays stand in the order T, Z, Y, X, C; those of the library in the order X, Y, Z, C, T::
+
+    array.shape         (20, 30, 64, 48)
+    axes "TZYX"           T   Z   Y   X
+                          |   |   |   +-- COLUMN     along a row of the picture, 48
+                          |   |   +------ ROW        down the picture, 64
+                          |   +---------- SLICE      from picture to picture, 30
+                          +-------------- SEQUENCE   from moment to moment, 20
+    image.shape         (20, 30, 64, 48)             what every array of the image has, and what `image[...]` takes
+    image.get_shape()   (48, 64, 30, 20)             X, Y, Z, T; also the order of regions, and of `read` and `write`
+
+The colours or components of a pixel are the axis C (CHANNEL), the last of an array.
+
+    >>> import numpy, zarnik
+    >>> scan = numpy.zeros((20, 30, 64, 48), numpy.uint16)
+    >>> image = zarnik.from_numpy(scan, axes="TZYX")    # no copy
+    >>> image.set_spatial_spacing([0.8, 0.8, 2.5])      # along X, Y, Z
+    >>> image[0, 10, 5, 5] = 7
+    >>> int(scan[0, 10, 5, 5]), image[0, 10].shape, image.to_numpy().shape
+    (7, (64, 48), (20, 30, 64, 48))
+"""
+
+from __future__ import annotations
+
+# Each of these adds to the generated classes.
+from zarnik import _capabilities, _classes, _metadata, _properties, _types, _values, _views  # noqa: F401
+from zarnik._classes import *  # noqa: F403
+from zarnik._enumerations import *  # noqa: F403
+from zarnik._extension import publish as _publish
+from zarnik._interop import from_numpy as from_numpy
+from zarnik._metadata import variant as variant
+
+_publish(vars(_classes).values())
+
+__version__: str = _classes.cvar.ZARNIK_VERSION_STRING
+
+# NotImplemented is left out, an asterisk import would hide Python's own.
+__all__ = [name for name in globals() if not name.startswith("_") and name not in ("NotImplemented", "annotations")]

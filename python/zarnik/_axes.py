@@ -1,0 +1,79 @@
+"""Axes of arrays: strings such as "TZYX", which read like a NumPy shape, slowest axis first.
+
+::
+
+    array.shape     (20, 30, 64, 48)
+    axes "TZYX"       T   Z   Y   X
+                      |   |   |   +-- COLUMN     along a row of the picture
+                      |   |   +------ ROW        down the picture
+                      |   +---------- SLICE      from picture to picture
+                      +-------------- SEQUENCE   from moment to moment
+    and "C":                          CHANNEL    the colours or components of a pixel, last of all
+"""
+
+from __future__ import annotations
+
+from collections.abc import Iterable
+from typing import Union
+
+from zarnik import _classes
+from zarnik._classes import ImageType
+from zarnik._enumerations import ImageDimension
+
+#: What names the axes of an array: a string of letters, dimensions in the order of the axes, or an image type.
+Axes = Union[str, Iterable[int], ImageType]
+
+#: The order in which the axes of an image stand in an array.
+NUMPY_ORDER = (
+    ImageDimension.SEQUENCE,
+    ImageDimension.SLICE,
+    ImageDimension.ROW,
+    ImageDimension.COLUMN,
+    ImageDimension.CHANNEL,
+)
+
+BY_LETTER = {dimension.letter: dimension for dimension in ImageDimension}
+
+_BY_RANK = {1: "X", 2: "YX", 3: "ZYX", 4: "TZYX", 5: "TZYXC"}
+
+
+def letters(dimensions: Iterable[ImageDimension]) -> str:
+    """Return the string of axes, e.g. "ZYX"."""
+    return "".join(dimension.letter for dimension in dimensions)
+
+
+def dimensions_of(axes: Axes) -> list[ImageDimension]:
+    """Return the dimension of each axis, in the order of the array's axes.
+
+    An image type has no order of its own: its dimensions come in the order T, Z, Y, X, C.
+    """
+    if isinstance(axes, str):
+        unknown = [letter for letter in axes if letter not in BY_LETTER]
+        if unknown:
+            raise ValueError(f"unknown axis {unknown[0]!r} in {axes!r}: the axes are T, Z, Y, X and C")
+        dimensions = [BY_LETTER[letter] for letter in axes]
+    elif isinstance(axes, _classes.ImageType):
+        dimensions = [dimension for dimension in NUMPY_ORDER if axes.has(dimension)]
+    else:
+        try:
+            dimensions = [ImageDimension(dimension) for dimension in axes]
+        except TypeError:
+            raise TypeError(f"axes must be a string, image dimensions or an ImageType, got {axes!r}") from None
+    if len(set(dimensions)) != len(dimensions):
+        raise ValueError(f"axes {letters(dimensions)!r} name an axis twice")
+    return dimensions
+
+
+def dimensions_of_array(axes: Axes | None, shape: tuple[int, ...]) -> list[ImageDimension]:
+    """Return the dimension of each axis of an array; by its rank X, YX, ZYX, TZYX or TZYXC when axes is None."""
+    if axes is None:
+        if len(shape) not in _BY_RANK:
+            raise ValueError(f"an image has 1 to 5 axes, the array has {len(shape)}: its shape is {shape}")
+        return dimensions_of(_BY_RANK[len(shape)])
+    dimensions = dimensions_of(axes)
+    if not dimensions or len(dimensions) != len(shape):
+        raise ValueError(
+            f"axes {letters(dimensions)!r} name {len(dimensions)} axes, the array has {len(shape)}: its shape is "
+            f"{shape}"
+        )
+    return dimensions

@@ -1,0 +1,53 @@
+"""How the generated classes get their Python manners."""
+
+from __future__ import annotations
+
+from collections.abc import Iterable
+from typing import Any, Callable, TypeVar
+
+from zarnik import _classes
+
+Addition = TypeVar("Addition", bound=type)
+
+
+class _Empty:
+    pass
+
+
+# What every class statement brings by itself; the generated class keeps its own.
+_BROUGHT_BY_ANY_CLASS = frozenset(vars(_Empty)) | {"__annotations__", "__annotate_func__", "__annotations_cache__"}
+
+
+def extends(*generated: Any) -> Callable[[Addition], Addition]:
+    """Add everything that the decorated class defines to generated classes.
+
+    Results of the flat functions come back as instances of the registered, generated classes: a subclass would never
+    be seen. What the additions rely on is declared in them under TYPE_CHECKING.
+    """
+
+    def add(addition: Addition) -> Addition:
+        for target in generated:
+            for name, attribute in vars(addition).items():
+                if name not in _BROUGHT_BY_ANY_CLASS:
+                    setattr(target, name, attribute)
+        return addition
+
+    return add
+
+
+def publish(names: Iterable[Any]) -> None:
+    """Let the generated classes be known, to pickle and to readers, by the package's name, and describe themselves."""
+    for generated in names:
+        if not isinstance(generated, type) or generated.__module__ != _classes.__name__:
+            continue
+        generated.__module__ = "zarnik"
+        attributes = vars(generated)
+        if "to_string" in attributes:
+            if "__str__" not in attributes:
+                generated.__str__ = attributes["to_string"]
+            if attributes.get("__repr__") is _classes._swig_repr:
+                generated.__repr__ = _described  # type: ignore[method-assign, assignment]
+
+
+def _described(self: Any) -> str:
+    return f"<zarnik.{type(self).__name__} {self.to_string()}>"

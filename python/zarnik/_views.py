@@ -1,0 +1,347 @@
+"""Image views: shape, type and axes as arrays have them, safe reading and writing, indexing."""
+
+from __future__ import annotations
+
+import operator
+from typing import TYPE_CHECKING, Any
+
+import numpy
+
+import _zarnik
+from zarnik import _axes, _classes
+from zarnik._enumerations import ImageInterpretation
+from zarnik._extension import extends
+from zarnik._geometry import Geometry, region_bounds, region_of
+from zarnik._interop import shared_array
+from zarnik._types import as_data_type, as_image_type
+from zarnik._values import as_vector
+
+if TYPE_CHECKING:
+    from zarnik._classes import ImageProperties, MetadataNode, ReadonlyImageProperties, ReadonlyMetadataNode
+
+
+@extends(_classes.ImageView)
+class _ImageView:
+    """Two orders of axes meet here.
+
+    `shape`, `ndim`, `axes`, indexing and every array are in NumPy's order T, Z, Y, X, C. `get_shape()`, the index of
+    `read` and `write`, and regions are in the library's order X, Y, Z, C, T. An image whose axes are unknown has one
+    order only, that of `get_shape()`.
+    """
+
+    if TYPE_CHECKING:
+
+        def set_properties(self, properties: Any) -> None: ...
+        def set_metadata(self, metadata: Any) -> None: ...
+        def get_spatial_spacing(self) -> Any: ...
+        def get_spatial_unit(self) -> str: ...
+
+    # ---- what an array would tell ------------------------------------------------------------------------------------
+
+    @property
+    def shape(self) -> tuple[int, ...]:
+        """The shape of an array of this image, in the order T, Z, Y, X, C; `get_shape()` is in the library's order."""
+        return Geometry(self).shape
+
+    @property
+    def ndim(self) -> int:
+        """The number of axes of an array of this image."""
+        return len(Geometry(self).shape)
+
+    @property
+    def dtype(self) -> numpy.dtype[Any]:
+        """The type of the elements of an array of this image; the components of vector data have an axis."""
+        return Geometry(self).scalar
+
+    @property
+    def axes(self) -> str | None:
+        """The axes of an array of this image, such as "TZYX", or None if they are not known."""
+        return Geometry(self).axes
+
+    # ---- arrays ------------------------------------------------------------------------------------------------------
+
+    def to_numpy(self, order: _axes.Axes | None = None, *, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
+        """Return the image as an array, in the order T, Z, Y, X, C or the one asked for.
+
+        :param order: The axes in the order wanted, such as "XYZ"; "C" names the components of vector data.
+        :param copy: None shares the memory where there is one to share and else reads the image; False shares or
+            fails; True always makes a copy.
+        :return: The array. One that shares memory keeps the image alive, and is read-only if the image is.
+        :raises ValueError: if the order does not fit, or a copy is needed but not allowed.
+        """
+        geometry = Geometry(self)
+        axes = None if order is None else geometry.axes_permutation(order)
+        array = shared_array(self, geometry)
+        if array is None:
+            if copy is False:
+                raise ValueError("this image is not in memory that can be shared: an array of it is a copy")
+            array = _read(self, geometry, *geometry.whole())
+        elif copy:
+            array = array.copy()
+        return array if axes is None else array.transpose(axes)
+
+    def __array__(self, dtype: Any = None, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
+        array = _ImageView.to_numpy(self, copy=copy)
+        if dtype is None or array.dtype == dtype:
+            return array
+        if copy is False:
+            raise ValueError(f"an array of dtype {numpy.dtype(dtype)} of an image of dtype {array.dtype} is a copy")
+        return array.astype(dtype)
+
+    # ---- reading and writing -----------------------------------------------------------------------------------------
+
+    def read(self, index: Any = None) -> Any:
+        """Return one element, at an index in the library's order X, Y, Z, C, T; without an index the whole image.
+
+        :return: A NumPy scalar, or an array of its components.
+        :raises IndexError: if the index is outside of the image.
+        """
+        geometry = Geometry(self)
+        if index is None:
+            return _read(self, geometry, *geometry.whole())
+        element = numpy.empty(geometry.components, geometry.scalar)
+        _zarnik.ImageView___read(self, _checked_index(index, geometry), element)
+        return element if geometry.components else element[()]
+
+    def read_region(self, region: Any = None, out: numpy.ndarray[Any, Any] | None = None) -> numpy.ndarray[Any, Any]:
+        """Return the elements of a region as a new array, in the order of axes of `to_numpy`.
+
+        :param region: A region, or a pair of origin and size, in the library's order X, Y, Z, C, T; the whole image by
+            default. No dimension is dropped, so a row of a volume is an array of shape (1, 1, columns).
+        :param out: An array to fill instead, of the right shape and dtype, of any strides.
+        :return: The array.
+        """
+        geometry = Geometry(self)
+        bounds = geometry.whole() if region is None else region_bounds(region)
+        return _read(self, geometry, *bounds, out=out)
+
+    def write(self, index: Any, value: Any) -> None:
+        """Change one element, at an index in the library's order X, Y, Z, C, T.
+
+        The value is converted as in an assignment to an element of an array.
+        :raises IndexError: if the index is outside of the image.
+        """
+        geometry = Geometry(self)
+        element = numpy.empty(geometry.components, geometry.scalar)
+        element[...] = value
+        _zarnik.ImageView___write(self, _checked_index(index, geometry), element)
+
+    def write_region(self, region: Any, values: Any) -> None:
+        """Change the elements of a region.
+
+        :param region: A region, or a pair of origin and size, in the library's order X, Y, Z, C, T; None is all.
+        :param values: What could be assigned to the array of the region: an array in its order of axes, or anything
+            that NumPy broadcasts and converts to it.
+        """
+        geometry = Geometry(self)
+        origin, size = geometry.whole() if region is None else region_bounds(region)
+        _write(self, geometry, origin, size, values)
+
+    # ---- indexing ----------------------------------------------------------------------------------------------------
+
+    def __getitem__(self, key: Any) -> Any:
+        """Read a part of the image into a new array: `view[time, slice, 10:20, ::2]`, in the order of `shape`.
+
+        Only the part asked for is read, rounded up to whole steps of slices.
+        """
+        geometry = Geometry(self)
+        part = _Part(key, geometry)
+        return _read(self, geometry, part.origin, part.size)[part.within]
+
+    def __setitem__(self, key: Any, values: Any) -> None:
+        """Write a part of the image, with the conversions of an assignment to an array."""
+        geometry = Geometry(self)
+        part = _Part(key, geometry)
+        if part.is_dense:
+            block = geometry.to_array_axes(geometry.buffer(part.size))
+        else:
+            block = _read(self, geometry, part.origin, part.size)
+        block[part.within] = values
+        _write(self, geometry, part.origin, part.size, block)
+
+    # ---- properties and metadata -------------------------------------------------------------------------------------
+
+    @property
+    def properties(self) -> ReadonlyImageProperties:
+        """The image's properties. Assign changed ones, or use the setters of the image, to change them."""
+        return _classes.ReadonlyImageProperties(_zarnik.ImageView___get_properties(self))
+
+    @properties.setter
+    def properties(self, properties: ImageProperties) -> None:
+        self.set_properties(properties)
+
+    @property
+    def metadata(self) -> ReadonlyMetadataNode | None:
+        """The root of the image's metadata, or None. Assign a node, or a dict of them, to change it."""
+        node = _zarnik.ImageView___get_metadata(self)
+        return None if node is None else _classes.ReadonlyMetadataNode(node)
+
+    @metadata.setter
+    def metadata(self, metadata: MetadataNode | dict[str, Any] | None) -> None:
+        if isinstance(metadata, dict):
+            metadata = _classes.MetadataNode.from_dict(metadata)
+        self.set_metadata(metadata)
+
+    def set_spatial_origin(self, origin: Any) -> None:
+        """Change the position of the first element, along X, Y, Z in spatial units."""
+        _zarnik.ImageView_set_spatial_origin(self, as_vector(_classes.Vector3d, origin))
+
+    def set_spatial_spacing(self, spacing: Any) -> None:
+        """Change the distances between elements along X, Y, Z, in spatial units; they are finite and not 0."""
+        _zarnik.ImageView_set_spatial_spacing(self, as_vector(_classes.Vector3d, spacing))
+
+    def set_value_range(self, value_range: Any) -> None:
+        """Change the smallest and the largest value that the elements may take."""
+        _zarnik.ImageView_set_value_range(self, as_vector(_classes.Vector2d, value_range))
+
+    def set_axes_interpretation(self, axes: Any) -> None:
+        """Change what the axes mean, to an `ImageType` or the dimensions of a string such as "ZYX"."""
+        _zarnik.ImageView_set_axes_interpretation(self, as_image_type(axes))
+
+    def get_image_interpretation(self) -> ImageInterpretation:
+        """Shortcut to access Image interpretation from image properties"""
+        return ImageInterpretation(_zarnik.ImageView__get_image_interpretation(self))
+
+    def reshape(self, shape: Any, data_type: Any) -> None:
+        """Change the shape and sample data type of the image.
+
+        All the image's data is invalidated after this operation.
+
+        :param shape: The new size along each dimension, in the library's order X, Y, Z, C, T.
+        :param data_type: The new type of the samples, a `DataType` or what NumPy takes for a dtype.
+        :raises NotImplemented: if the image does not support RESHAPE.
+        """
+        _zarnik.ImageView_reshape(self, as_vector(_classes.VectorXu64, shape), as_data_type(data_type))
+
+    def __repr__(self) -> str:
+        try:
+            geometry = Geometry(self)
+        except TypeError:  # elements that NumPy has no type for
+            return f"<zarnik.ImageView {_zarnik.ImageView_to_string(self)}>"
+        spacing = ", ".join(f"{distance:g}" for distance in self.get_spatial_spacing())
+        unit = self.get_spatial_unit()
+        return (
+            f"<zarnik.ImageView {geometry.axes or 'unknown axes'} {geometry.shape} {geometry.scalar}, "
+            f"spacing ({spacing}){' ' + unit if unit else ''}>"
+        )
+
+
+def _checked_index(index: Any, geometry: Geometry) -> list[int]:
+    checked = [operator.index(component) for component in index]
+    sizes = geometry.sizes
+    if len(checked) != len(sizes) or any(not 0 <= place < size for place, size in zip(checked, sizes)):
+        raise IndexError(f"index {tuple(checked)} is outside of an image of shape {tuple(sizes)} (X, Y, Z, C, T)")
+    return checked
+
+
+def _checked_region(origin: list[int], size: list[int], geometry: Geometry) -> Any:
+    sizes = geometry.sizes
+    if not len(origin) == len(size) == len(sizes) or any(
+        not 0 <= first <= first + count <= limit for first, count, limit in zip(origin, size, sizes)
+    ):
+        raise _classes.InvalidArgument(
+            f"region origin {tuple(origin)} + size {tuple(size)} exceeds image shape {tuple(sizes)} (X, Y, Z, C, T)"
+        )
+    return region_of(origin, size)
+
+
+def _read(
+    view: Any, geometry: Geometry, origin: list[int], size: list[int], out: numpy.ndarray[Any, Any] | None = None
+) -> numpy.ndarray[Any, Any]:
+    region = _checked_region(origin, size, geometry)
+    if out is not None:
+        dense = geometry.to_buffer_axes(_checked_out(out, geometry, size))
+        if dense.flags.c_contiguous:
+            _zarnik.ImageView___read_region(view, region, dense)
+            return out
+    buffer = geometry.buffer(size)
+    _zarnik.ImageView___read_region(view, region, buffer)
+    array = geometry.to_array_axes(buffer)
+    if out is None:
+        return array
+    out[...] = array
+    return out
+
+
+def _write(view: Any, geometry: Geometry, origin: list[int], size: list[int], values: Any) -> None:
+    region = _checked_region(origin, size, geometry)
+    shape = tuple([size[position] for position in geometry.order.positions]) + geometry.components
+    if isinstance(values, numpy.ndarray) and values.shape == shape and values.dtype == geometry.scalar:
+        buffer = numpy.ascontiguousarray(geometry.to_buffer_axes(values))
+    else:
+        buffer = geometry.buffer(size)
+        geometry.to_array_axes(buffer)[...] = values
+    _zarnik.ImageView___write_region(view, region, buffer)
+
+
+def _checked_out(out: Any, geometry: Geometry, size: list[int]) -> numpy.ndarray[Any, Any]:
+    shape = tuple([size[position] for position in geometry.order.positions]) + geometry.components
+    if not isinstance(out, numpy.ndarray):
+        raise TypeError(f"out must be a numpy.ndarray, got {type(out).__name__}")
+    if out.shape != shape or out.dtype != geometry.scalar:
+        raise ValueError(
+            f"out has shape {out.shape} and dtype {out.dtype}, the region has {shape} and {geometry.scalar}"
+        )
+    if not out.flags.writeable:
+        raise ValueError("out is read-only")
+    return out
+
+
+class _Part:
+    """What a key in square brackets selects: the region around it, and the key within the array of that region."""
+
+    __slots__ = ("is_dense", "origin", "size", "within")
+
+    def __init__(self, key: Any, geometry: Geometry) -> None:
+        shape = geometry.shape
+        keys = _keys_of_all_axes(key, shape)
+        rank = len(geometry.sizes)
+        self.origin, self.size = geometry.whole()
+        self.size = list(self.size)
+        self.is_dense = True
+        within: list[Any] = []
+        for axis, (entry, extent) in enumerate(zip(keys, shape)):
+            first, count, inside = _selection(entry, extent, axis)
+            if axis < rank:
+                position = geometry.order.positions[axis]
+                self.origin[position], self.size[position] = first, count
+                dense = not isinstance(inside, slice) or inside.step in (1, -1)
+            else:  # the components of a pixel are read together
+                inside, dense = entry, entry == slice(None)
+            self.is_dense &= dense
+            within.append(inside)
+        self.within = tuple(within)
+
+
+def _keys_of_all_axes(key: Any, shape: tuple[int, ...]) -> list[Any]:
+    entries = list(key) if isinstance(key, tuple) else [key]
+    dots = [place for place, entry in enumerate(entries) if entry is Ellipsis]
+    given = len(entries) - len(dots)
+    if given > len(shape) or len(dots) > 1:
+        raise IndexError(f"too many indices for an image of {len(shape)} axes: {given} and {len(dots)} ellipses")
+    place = dots[0] if dots else len(entries)
+    entries[place : place + len(dots)] = [slice(None)] * (len(shape) - given)
+    return entries
+
+
+def _selection(entry: Any, extent: int, axis: int) -> tuple[int, int, Any]:
+    """Return the first element and the number of elements of the range around an entry, and the entry within it."""
+    if isinstance(entry, slice):
+        chosen = range(*entry.indices(extent))
+        if not chosen:
+            return 0, 0, slice(None, None, 1)
+        first, last = min(chosen[0], chosen[-1]), max(chosen[0], chosen[-1])
+        # The range begins and ends with a chosen element, so a step in either direction meets all of them.
+        return first, last - first + 1, slice(None, None, chosen.step)
+    try:
+        if isinstance(entry, (bool, numpy.bool_)):
+            raise TypeError
+        place = operator.index(entry)
+    except TypeError:
+        raise TypeError(
+            f"an image is indexed with integers, slices and '...', got {entry!r}: to_numpy() gives an array, which "
+            "takes more"
+        ) from None
+    if not -extent <= place < extent:
+        raise IndexError(f"index {place} is out of bounds for axis {axis} with size {extent}")
+    return place % extent, 1, 0
