@@ -92,11 +92,13 @@ bench: $(BUILD)/.built
 # ---- lint ------------------------------------------------------------------------------------------------------------
 
 lint: $(BUILD)/.built .venv/.group-lint | $(BUILD)/.system-lint
-	@clang-format --dry-run -Werror $(FORMATTED)
-	@.venv/bin/python tools/tidy.py $(RELEASE) --cache $(BUILD)/lint library/src src
-	@ruff check .
-	@ruff format --check .
-	@mypy
+	@failed=; \
+	clang-format --dry-run -Werror $(FORMATTED) || failed=1; \
+	.venv/bin/python tools/tidy.py $(RELEASE) --cache $(BUILD)/lint library/src src || failed=1; \
+	ruff check --quiet . || failed=1; \
+	ruff format --quiet --check . || failed=1; \
+	mypy --no-error-summary || failed=1; \
+	test -z "$$failed"
 
 format: .venv/.group-lint | $(BUILD)/.system-lint
 	@clang-format -i $(FORMATTED)
