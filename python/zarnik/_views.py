@@ -8,7 +8,8 @@ from typing import TYPE_CHECKING, Any
 import numpy
 
 import _zarnik
-from zarnik import _axes, _classes
+import zarnik._classes as _classes
+from zarnik import _axes
 from zarnik._enumerations import ImageInterpretation
 from zarnik._extension import extends
 from zarnik._geometry import Geometry, region_bounds, region_of
@@ -164,7 +165,7 @@ class _ImageView:
     @property
     def properties(self) -> ReadonlyImageProperties:
         """The image's properties. Assign changed ones, or use the setters of the image, to change them."""
-        return _classes.ReadonlyImageProperties(_zarnik.ImageView___get_properties(self))
+        return _zarnik.ImageView___get_properties(self)
 
     @properties.setter
     def properties(self, properties: ImageProperties) -> None:

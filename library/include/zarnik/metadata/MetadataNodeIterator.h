@@ -60,12 +60,9 @@ public:
   /// \throws Error if the iterator is at the end, or if the child was removed.
   std::shared_ptr<MetadataNode> operator*() const;
 
-  /// Return the child that the iterator stands on.
-  /// \return The child itself, not a copy.
-  /// \throws Error if the iterator is at the end, or if the child was removed.
+#ifndef SWIG
   std::shared_ptr<MetadataNode> operator->() const;
 
-#ifndef SWIG
   MetadataNodeIterator & operator++();
 #endif
 
@@ -123,12 +120,9 @@ public:
   /// \throws Error if the iterator is at the end, or if the child was removed.
   std::shared_ptr<MetadataNode const> operator*() const;
 
-  /// Return the child that the iterator stands on.
-  /// \return The child itself, not a copy.
-  /// \throws Error if the iterator is at the end, or if the child was removed.
+#ifndef SWIG
   std::shared_ptr<MetadataNode const> operator->() const;
 
-#ifndef SWIG
   ConstMetadataNodeIterator & operator++();
 #endif
 

@@ -1,0 +1,229 @@
+"""Image properties: calibration, image information, what an image can have, and the read-only views of them."""
+
+import gc
+import math
+
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, no_overload, null_reference
+from support.shared_types import CountingView
+from zarnik import _classes
+
+UINT8, UINT16 = _zarnik.DataTypeId_UINT8, _zarnik.DataTypeId_UINT16
+RGB, GRAYSCALE, CMYK = (getattr(_zarnik, f"ImageInterpretation_{name}") for name in ("RGB", "GRAYSCALE", "CMYK"))
+IMAGE, VOLUME = _zarnik.cvar.ImageTypeId_IMAGE, _zarnik.cvar.ImageTypeId_VOLUME
+COLOURS = _zarnik.cvar.ImageTypeId_MULTISPECTRAL_IMAGE
+
+# The flat functions themselves: the package gives some of the classes richer constructors.
+new_calibration, new_info = _zarnik.new_SpatialCalibrationProperty, _zarnik.new_ImageInfoProperty
+new_directions, new_properties = _zarnik.new_SpatialDirections, _zarnik.new_ImageProperties
+from_data_type = _zarnik.ImageProperties_from_data_type
+
+
+def numbers(vector):
+    return tuple(vector)
+
+
+def get(thing, kind, name):
+    return getattr(_zarnik, f"{kind}_get_{name}")(thing)
+
+
+def set_(thing, kind, **changes):
+    for name, value in changes.items():
+        getattr(_zarnik, f"{kind}_set_{name}")(thing, value)
+    return thing
+
+
+def parts(directions):
+    return [numbers(get(directions, "SpatialDirections", f"{axis}_direction")) for axis in ("column", "row", "slice")]
+
+
+def test_directions():
+    straight = new_directions()
+    assert parts(straight) == [(1, 0, 0), (0, 1, 0), (0, 0, 1)]
+    turned = new_directions((0, 1, 0), [1, 0, 0])
+    assert parts(turned) == [(0, 1, 0), (1, 0, 0), (0, 0, -1)]
+    assert parts(new_directions(turned)) == parts(turned)
+    assert _zarnik.SpatialDirections___ne__(straight, turned)
+    assert _zarnik.SpatialDirections___eq__(straight, new_directions())
+    assert _zarnik.SpatialDirections___eq__(straight, 5) is NotImplemented
+    assert "column (0, 1, 0)" in _zarnik.SpatialDirections_to_string(turned)
+    assert "Return a string decription of the spatial directions." in _zarnik.SpatialDirections_to_string.__doc__
+
+
+@pytest.mark.parametrize("count", range(5))
+def test_calibration_defaults_and_setters_agree_with_constructors(count):
+    turned = new_directions((0, 1, 0), (1, 0, 0))
+    given = [(1, 2, 3), (0.5, 0.25, 2), turned, "µm"][:count]
+    made = new_calibration(*given)
+    same = set_(
+        new_calibration(), "SpatialCalibrationProperty", **dict(zip(("origin", "spacing", "directions", "unit"), given))
+    )
+    assert _zarnik.SpatialCalibrationProperty___eq__(made, same)
+    assert _zarnik.SpatialCalibrationProperty___ne__(made, new_calibration()) == (count > 0)
+    assert _zarnik.SpatialCalibrationProperty___eq__(new_calibration(made), made)
+    assert numbers(get(made, "SpatialCalibrationProperty", "origin")) == ((1, 2, 3) if count > 0 else (0, 0, 0))
+    assert numbers(get(made, "SpatialCalibrationProperty", "spacing")) == ((0.5, 0.25, 2) if count > 1 else (1, 1, 1))
+    assert get(made, "SpatialCalibrationProperty", "unit") == ("µm" if count > 3 else "")
+    assert parts(get(made, "SpatialCalibrationProperty", "directions")) == parts(
+        turned if count > 2 else new_directions()
+    )
+    assert "origin" in _zarnik.SpatialCalibrationProperty_to_string(made)
+
+
+def test_image_information():
+    full = new_info(VOLUME, CMYK, True, 12, (0, 4095))
+    assert get(full, "ImageInfoProperty", "axes_interpretation") == VOLUME
+    assert _zarnik.ImageInfoProperty__get_interpretation(full) == CMYK
+    assert get(full, "ImageInfoProperty", "alpha") is True
+    assert get(full, "ImageInfoProperty", "bit_depth") == 12
+    assert numbers(get(full, "ImageInfoProperty", "value_range")) == (0, 4095)
+
+    unknown, typed = new_info(UINT16), new_info(VOLUME, _classes.DataType(UINT16))
+    assert get(unknown, "ImageInfoProperty", "axes_interpretation") == _zarnik.cvar.ImageTypeId_UNKNOWN
+    assert _zarnik.ImageInfoProperty__get_interpretation(unknown) == _zarnik.ImageInterpretation_UNKNOWN
+    assert numbers(get(unknown, "ImageInfoProperty", "value_range")) == (0, 65535)
+    assert get(unknown, "ImageInfoProperty", "alpha") is False
+    changed = set_(typed, "ImageInfoProperty", interpretation=CMYK, alpha=True, bit_depth=12, value_range=(0, 4095))
+    assert _zarnik.ImageInfoProperty___eq__(changed, full)
+    assert not _zarnik.ImageInfoProperty___eq__(new_info(VOLUME, CMYK, True, UINT16), full)
+    assert "interpretation CMYK, alpha, bit depth 12" in _zarnik.ImageInfoProperty_to_string(full)
+    assert [_zarnik.ImageInfoProperty_channel_count(i) for i in (GRAYSCALE, RGB, CMYK)] == [1, 3, 4]
+    with pytest.raises(_classes.Error, match="19 is no image interpretation"):
+        _zarnik.ImageInfoProperty_channel_count(19)
+
+
+def test_properties_are_copied_part_by_part():
+    properties = from_data_type(UINT8)
+    calibration, info = new_calibration((1, 2, 3)), new_info(VOLUME, UINT16)
+    make = _zarnik.ImageProperties_from_properties
+    made = [make(calibration, info), make(make(properties, calibration), info), new_properties(calibration, info)]
+    made += [set_(from_data_type(UINT8), "ImageProperties", calibration=calibration, image_info=info)]
+    made += [new_properties(made[0]), _zarnik.ImageProperties_clone(made[0])]
+    for each in made:
+        assert _zarnik.ImageProperties___eq__(each, made[0])
+        assert _zarnik.ImageProperties_to_string(each) == _zarnik.ImageProperties_to_string(made[0])
+    # What a getter returns is a copy.
+    set_(get(properties, "ImageProperties", "calibration"), "SpatialCalibrationProperty", unit="mm")
+    assert _zarnik.ImageProperties___eq__(properties, from_data_type(UINT8))
+    with pytest.raises(TypeError, match="Wrong number or type of arguments"):
+        make(calibration, calibration)
+
+
+SHAPE = (4, 5)
+NAN, INFINITY = math.nan, math.inf
+
+
+@pytest.mark.parametrize(
+    ("shape", "info", "calibration", "compatible"),
+    [
+        (SHAPE, {}, {}, True),
+        (SHAPE, {"axes_interpretation": IMAGE, "bit_depth": 5}, {"spacing": (-1, 0.5, 1)}, True),
+        (SHAPE, {"axes_interpretation": VOLUME}, {}, False),
+        (SHAPE, {"bit_depth": 9}, {}, False),
+        (SHAPE, {"bit_depth": 0}, {}, False),
+        ((4, 5, 4), {"axes_interpretation": COLOURS, "interpretation": RGB, "alpha": True}, {}, True),
+        ((4, 5, 3), {"axes_interpretation": COLOURS, "interpretation": RGB, "alpha": True}, {}, False),
+        ((4, 5, 2), {"axes_interpretation": COLOURS, "interpretation": GRAYSCALE, "alpha": True}, {}, False),
+        (SHAPE, {"alpha": True}, {}, False),
+        (SHAPE, {"interpretation": 19}, {}, False),
+        (SHAPE, {"value_range": (NAN, 1)}, {}, False),
+        (SHAPE, {}, {"spacing": (1, 0, 1)}, False),
+        (SHAPE, {}, {"spacing": (1, INFINITY, 1)}, False),
+        (SHAPE, {}, {"origin": (NAN, 0, 0)}, False),
+        (SHAPE, {}, {"directions": new_directions((1, 0, 0), (2, 0, 0))}, False),
+    ],
+)
+def test_compatibility(shape, info, calibration, compatible):
+    properties = from_data_type(UINT8)
+    changed = set_(get(properties, "ImageProperties", "image_info"), "ImageInfoProperty", **info)
+    placed = set_(get(properties, "ImageProperties", "calibration"), "SpatialCalibrationProperty", **calibration)
+    set_(properties, "ImageProperties", image_info=changed, calibration=placed)
+    assert _zarnik.ImageProperties_is_compatible_with(properties, shape, UINT8) is compatible
+    assert _zarnik.ImageProperties_is_compatible_with(properties, shape, _classes.DataType(UINT8)) is compatible
+
+
+def readonly_properties(view):
+    properties = _zarnik.ImageView___get_properties(view)
+    assert type(properties) is _classes.ReadonlyImageProperties
+    return properties
+
+
+def test_read_only_properties_show_what_they_were_made_from():
+    view = CountingView(SHAPE, UINT16)
+    original = from_data_type(UINT16)
+    seen = readonly_properties(view)
+    assert _zarnik.ReadonlyImageProperties___eq__(seen, original)
+    assert _zarnik.ReadonlyImageProperties___eq__(seen, readonly_properties(view))
+    assert _zarnik.ImageProperties___eq__(original, seen)
+    assert not _zarnik.ReadonlyImageProperties___eq__(seen, from_data_type(UINT8))
+    assert _zarnik.ReadonlyImageProperties___eq__(seen, 5) is NotImplemented
+    assert _zarnik.ImageProperties___eq__(_zarnik.ReadonlyImageProperties_clone(seen), original)
+
+    whole, calibration, info = (
+        (seen, "ImageProperties"),
+        (get(seen, "ReadonlyImageProperties", "calibration"), "SpatialCalibrationProperty"),
+        (get(seen, "ReadonlyImageProperties", "image_info"), "ImageInfoProperty"),
+    )
+    sources = original, get(original, "ImageProperties", "calibration"), get(original, "ImageProperties", "image_info")
+    for (view_of, kind), source in zip((whole, calibration, info), sources):
+        text = getattr(_zarnik, f"Readonly{kind}_to_string")(view_of)
+        assert text == getattr(_zarnik, f"{kind}_to_string")(source)
+    for name in ("origin", "spacing", "directions", "unit"):
+        source = get(sources[1], "SpatialCalibrationProperty", name)
+        assert get(calibration[0], "ReadonlySpatialCalibrationProperty", name) == source
+    for name in ("axes_interpretation", "alpha", "bit_depth", "value_range"):
+        assert get(info[0], "ReadonlyImageInfoProperty", name) == get(sources[2], "ImageInfoProperty", name)
+    assert _zarnik.ReadonlyImageInfoProperty__get_interpretation(info[0]) == 0
+
+
+def test_read_only_properties_are_read_everywhere_and_changed_nowhere():
+    seen = readonly_properties(CountingView(SHAPE, UINT16))
+    assert _zarnik.ImageProperties___eq__(new_properties(seen), from_data_type(UINT16))
+    assert get(get(seen, "ImageProperties", "image_info"), "ImageInfoProperty", "bit_depth") == 16
+    self_type = "zarnik::ImageProperties *"
+    bad_argument(TypeError, _zarnik.ImageProperties_set_calibration, 1, self_type, seen, new_calibration())
+    bad_argument(TypeError, _zarnik.ImageProperties_set_image_info, 1, self_type, seen, new_info(UINT8))
+    for kind in ("SpatialCalibrationProperty", "ImageInfoProperty", "ImageProperties"):
+        names = [name for name in dir(_zarnik) if name.startswith((f"Readonly{kind}_set", f"new_Readonly{kind}"))]
+        assert names == []
+
+
+def test_read_only_parts_outlive_the_view():
+    seen = readonly_properties(CountingView(SHAPE, UINT16))
+    calibration = get(seen, "ReadonlyImageProperties", "calibration")
+    origin = get(calibration, "ReadonlySpatialCalibrationProperty", "origin")
+    del seen
+    gc.collect()
+    assert CountingView.alive() == 0
+    assert numbers(get(calibration, "ReadonlySpatialCalibrationProperty", "spacing")) == (1, 1, 1)
+    del calibration
+    assert numbers(origin) == (0, 0, 0)
+
+
+def test_arguments_are_named():
+    calibration, info, properties = new_calibration(), new_info(UINT8), from_data_type(UINT8)
+    null_reference(_zarnik.SpatialCalibrationProperty_set_unit, 2, "std::string const &", calibration, None)
+    null_reference(
+        _zarnik.SpatialCalibrationProperty_set_directions, 2, "zarnik::SpatialDirections const &", calibration, None
+    )
+    bad_argument(TypeError, _zarnik.ImageInfoProperty_set_alpha, 2, "bool", info, 1)
+    bad_argument(OverflowError, _zarnik.ImageInfoProperty_set_bit_depth, 2, "size_t", info, -1)
+    bad_argument(TypeError, _zarnik.ImageInfoProperty_set_interpretation, 2, "zarnik::ImageInterpretation", info, "RGB")
+    null_reference(
+        _zarnik.ImageProperties_set_calibration, 2, "zarnik::SpatialCalibrationProperty const &", properties, None
+    )
+    null_reference(_zarnik.ImageProperties_get_calibration, 1, "zarnik::ImageProperties const *", None)
+    fails(
+        ValueError,
+        "input sequence has invalid length",
+        _zarnik.SpatialCalibrationProperty_set_origin,
+        calibration,
+        (1, 2),
+    )
+    name = "zarnik::SpatialDirections"
+    vector = "zarnik::Vector3d const &"
+    prototypes = ("", f"{vector},{vector}", f"{name} const &", f"{name} &&")
+    text = no_overload("new_SpatialDirections", *(f"{name}::SpatialDirections({p})" for p in prototypes))
+    fails(TypeError, text, new_directions, 5)

@@ -1,0 +1,255 @@
+"""The metadata tree, its iterators, its read-only view and its paths."""
+
+import gc
+
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, no_overload, null_reference
+from support.variant_types import CountingValue
+from zarnik import _classes
+
+Node = _classes.MetadataNode
+Readonly = _classes.ReadonlyMetadataNode
+Helper = _classes.MetadataNodeHelper
+
+
+def begin(node):
+    return getattr(_zarnik, f"{type(node).__name__}___begin")(node)
+
+
+def end(node):
+    return getattr(_zarnik, f"{type(node).__name__}___end")(node)
+
+
+def walk(node):
+    iterator, stop = begin(node), end(node)
+    while iterator != stop:
+        yield iterator.value()
+        iterator.next()
+
+
+def keys(node):
+    return [child.get_key() for child in walk(node)]
+
+
+def tree(*children):
+    node = Node("root", None)
+    for key in children:
+        node.add_child(Node(key, None))
+    return node
+
+
+@pytest.mark.parametrize("view", [lambda node: node, Readonly], ids=["node", "readonly"])
+def test_reading(view):
+    value = _classes.VariantDataValueFactory.create(5)
+    node = Node("clé", value)
+    node.add_child(Node("b", None))
+    node.add_child(Node("a", None))
+    seen = view(node)
+    assert seen.get_key() == "clé"
+    assert int(seen.get_value().raw()) == int(value.raw())
+    assert seen.get_child_count() == 2
+    assert keys(seen) == ["b", "a"]
+    assert [seen.has_child(key) for key in ("a", "b", "c")] == [True, True, False]
+    assert seen.child("a").get_value() is None
+    assert seen.to_string() == "clé = 5\n  b\n  a"
+    copy = seen.clone()
+    copy.child("a").add_child(Node("new", None))
+    assert type(copy) is Node
+    assert node.child("a").get_child_count() == 0
+
+
+@pytest.mark.parametrize("make", [Node, _classes.MetadataNodeFactory.create], ids=["constructor", "factory"])
+def test_adding_replaces_and_removing_frees(make):
+    node = make("root", None)
+    for key in "abc":
+        node.add_child(make(key, None))
+    replacement = make("b", _classes.VariantDataValueFactory.create("new"))
+    node.add_child(replacement)
+    assert node.get_child_count() == 3
+    assert keys(node) == ["a", "b", "c"]
+    assert node.child("b").get_value() is not None
+    held = node.child("a")
+    node.remove_child("a")
+    node.remove_child("a")
+    assert keys(node) == ["b", "c"]
+    assert held.get_key() == "a"
+
+
+def test_errors_of_the_tree():
+    node = tree("a")
+    for view in (node, Readonly(node)):
+        with pytest.raises(_classes.Error, match="metadata node 'root' has no child 'b' among its 1"):
+            view.child("b")
+    with pytest.raises(_classes.Error, match="cannot become a child of 'a'"):
+        node.child("a").add_child(node)
+    with pytest.raises(_classes.Error, match="empty child"):
+        node.add_child(None)
+    with pytest.raises(_classes.Error, match="needs a node"):
+        Readonly(None)
+    assert not hasattr(Readonly, "add_child") and not hasattr(Readonly, "remove_child")
+
+
+def test_arguments_are_named():
+    node = tree()
+    text = "std::string const &"
+    for name in ("has_child", "child", "remove_child"):
+        null_reference(getattr(_zarnik, f"MetadataNode_{name}"), 2, text, node, None)
+        bad_argument(TypeError, getattr(_zarnik, f"MetadataNode_{name}"), 2, text, node, b"a")
+    null_reference(_zarnik.ReadonlyMetadataNode_child, 2, text, Readonly(node), None)
+    null_reference(_zarnik.MetadataNodeFactory_create, 1, text, None, None)
+    null_reference(_zarnik.MetadataNodeHelper_get_node, 2, text, node, None)
+    null_reference(_zarnik.MetadataNode_get_key, 1, "zarnik::MetadataNode const *", None)
+    bad_argument(TypeError, _zarnik.MetadataNode_add_child, 2, "std::shared_ptr< zarnik::MetadataNode >", node, "a")
+    null_reference(_zarnik.MetadataNodeIterator_next, 1, "zarnik::MetadataNodeIterator *", None)
+    prototypes = (
+        "std::string const &,std::shared_ptr< zarnik::VariantDataValue >",
+        "zarnik::MetadataNode const &",
+        "zarnik::MetadataNode &&",
+    )
+    expected = no_overload("new_MetadataNode", *(f"zarnik::MetadataNode::MetadataNode({p})" for p in prototypes))
+    for arguments in [(), ("a",), (1, None), ("a", 5)]:
+        fails(TypeError, expected, _zarnik.new_MetadataNode, *arguments)
+
+
+def test_a_copy_has_nodes_of_its_own():
+    node = tree("a")
+    copy = Node(node)
+    copy.child("a").add_child(Node("b", None))
+    assert node.child("a").get_child_count() == 0
+    assert node.get_child_count() == 1
+
+
+@pytest.mark.parametrize("kind", [_classes.MetadataNodeIterator, _classes.ConstMetadataNodeIterator])
+def test_iterators(kind):
+    node = tree("a", "b")
+    view = node if kind is _classes.MetadataNodeIterator else Readonly(node)
+    first = begin(view)
+    assert type(first) is kind
+    second = kind(first)
+    assert first == second
+    assert (first != second) is False
+    assert second.next() is True
+    assert first != second
+    assert (first == second) is False
+    assert (first == 5) is False
+    assert [it.get_key() for it in (second.value(), second.__ref__(), second.__deref__())] == ["b", "b", "b"]
+    assert second.next() is False
+    assert second == end(view) == kind() == kind(None)
+    with pytest.raises(_classes.Error, match="at the end"):
+        second.value()
+    node.remove_child("a")
+    with pytest.raises(_classes.Error, match="removed"):
+        first.value()
+    del node, view
+    gc.collect()
+    assert first.next() is True
+    assert first.value().get_key() == "b"
+    assert begin(tree()) == end(tree())
+
+
+def test_children_may_change_during_a_walk():
+    node = tree(*map(str, range(200)))
+    seen = []
+    for child in walk(node):
+        seen.append(int(child.get_key()))
+        node.remove_child(child.get_key())
+        if seen[-1] < 100:
+            node.add_child(Node(str(seen[-1] + 1000), None))
+    assert seen == [*range(200), *range(1000, 1100)]
+    assert node.get_child_count() == 0
+
+
+def test_held_nodes_outlive_their_trees():
+    gc.collect()
+    before = CountingValue.alive()
+    root = tree("a")
+    root.child("a").add_child(Node("b", CountingValue(_zarnik.DataTypeId_DOUBLE)))
+    root.child("a").add_child(Node("c", CountingValue(_zarnik.DataTypeId_DOUBLE)))
+    child = root.child("a").child("b")
+    view = Readonly(root.child("a"))
+    del root
+    gc.collect()
+    assert CountingValue.alive() == before + 2
+    assert view.get_child_count() == 2
+    del view
+    assert CountingValue.alive() == before + 1
+    assert child.get_key() == "b"
+    del child
+    assert CountingValue.alive() == before
+
+
+PATHS = ["/MRC/ext/pixelSize", "MRC/ext/pixelSize", "\\MRC\\ext\\pixelSize", "MRC\\ext\\pixelSize"]
+
+
+@pytest.mark.parametrize("path", PATHS)
+def test_paths(path):
+    root = tree()
+    value = _classes.VariantDataValueFactory.create([1.5, 2.5])
+    assert Helper.create_path(root, path, value).get_key() == "root"
+    for same in PATHS:
+        assert Helper.get_node(root, same).get_key() == "pixelSize"
+        assert Helper.exists(root, same)
+    assert root.child("MRC").get_value() is None
+    assert Helper.get_node(root, "missing/path") is None
+    assert not Helper.exists(root, "missing/path")
+    assert Helper.get_node(None, path) is None
+
+    # An existing node is made anew and holds the later value.
+    old = Helper.get_node(root, path)
+    Helper.create_path(root, path, None)
+    assert root.child("MRC").child("ext").get_child_count() == 1
+    assert Helper.get_node(root, path).get_value() is None
+    assert old.get_value() is not None
+    with pytest.raises(_classes.Error, match="names no node"):
+        Helper.create_path(root, "", None)
+
+
+def test_large_trees():
+    levels = 100_000
+    root = Node("0", None)
+    bottom = root
+    for level in range(1, levels + 1):
+        below = Node(str(level), None)
+        bottom.add_child(below)
+        bottom = below
+    copy = root.clone()
+    assert copy.to_string().count("\n") == levels
+    walker, depth = copy, 0
+    while walker.get_child_count():
+        walker, depth = begin(walker).value(), depth + 1
+    assert depth == levels
+    with pytest.raises(_classes.Error, match="stands below it"):
+        bottom.add_child(root)
+    del copy, walker, root, bottom, below
+
+    wide = tree(*map(str, range(50_000)))
+    assert all(wide.has_child(key) for key in keys(wide))
+    assert wide.get_child_count() == 50_000
+
+
+@pytest.mark.parametrize(
+    ("name", "line"),
+    [
+        ("MetadataNode_clone", "Method to clone the current node"),
+        ("MetadataNode_get_child_count", "Return the children's count of this node."),
+        ("MetadataNode_child", ":raises: Error If the key is not found in the children of the current node"),
+        ("MetadataNode_add_child", "existing child is replaced by new one"),
+        ("MetadataNode___begin", "Return iterator on first child"),
+        ("MetadataNode___end", "Return iterator which indicates the end of children list"),
+        ("MetadataNodeFactory_create", "can be null if no value"),
+        ("MetadataNodeHelper_get_node", " - /MRC/ext/pixelSize"),
+        ("MetadataNodeHelper_get_node", " - \\MRC\\ext\\pixelSize"),
+        ("MetadataNodeHelper_get_node", "Warning: Doesn't support wildcards or regexp."),
+        ("ReadonlyMetadataNode_clone", "Proxy for MetadataNode::clone."),
+        ("ReadonlyMetadataNode_get_key", "Proxy for MetadataNode::key."),
+        ("ReadonlyMetadataNode_get_value", "Proxy for MetadataNode::value."),
+        ("ReadonlyMetadataNode_get_child_count", "Proxy for MetadataNode::childCount."),
+        ("ReadonlyMetadataNode_has_child", "Proxy for MetadataNode::hasChild."),
+        ("ReadonlyMetadataNode_child", "Proxy for MetadataNode::child."),
+        ("ReadonlyMetadataNode_to_string", "Proxy for MetadataNode::toString."),
+    ],
+)
+def test_docstrings_name_what_they_are_known_by(name, line):
+    assert line in getattr(_zarnik, name).__doc__

@@ -1,0 +1,209 @@
+"""Variant values: made from Python objects and from pointers, read element by element."""
+
+import gc
+import math
+import struct
+
+import _variants
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, no_overload, null_reference
+from support.variant_types import CountingValue
+from zarnik import _classes
+
+create = _zarnik.VariantDataValueFactory_create
+element = _zarnik.VariantDataValue___getitem
+TYPES = ("uint8_t", "uint16_t", "uint32_t", "uint64_t", "int8_t", "int16_t", "int32_t", "int64_t", "float", "double")
+SUFFIXES = ("u8", "u16", "u32", "u64", "i8", "i16", "i32", "i64", "f", "d")
+GREATEST_FLOAT = struct.unpack("<f", bytes.fromhex("ffff7f7f"))[0]
+
+
+def content(value):
+    return [element(value, i) for i in range(_zarnik.VariantDataValue_get_count(value))]
+
+
+def type_of(value):
+    return _zarnik.DataType_get_id(_zarnik.VariantDataValue_get_type(value))
+
+
+class Scalar(float):
+    """A float by inheritance."""
+
+
+class Counted:
+    """A sequence by protocol."""
+
+    def __init__(self, *items):
+        self.items = items
+
+    def __len__(self):
+        return len(self.items)
+
+    def __getitem__(self, index):
+        return self.items[index]
+
+
+@pytest.mark.parametrize(
+    ("given", "type_id", "expected"),
+    [
+        ("abc", _zarnik.DataTypeId_UTF8_STRING, ["abc"]),
+        ("", _zarnik.DataTypeId_UTF8_STRING, [""]),
+        ("中文 \U0001f600", _zarnik.DataTypeId_UTF8_STRING, ["中文 \U0001f600"]),
+        (["a", "b"], _zarnik.DataTypeId_UTF8_STRING, ["a", "b"]),
+        (5, _zarnik.DataTypeId_INT32, [5]),
+        (True, _zarnik.DataTypeId_INT32, [1]),
+        (-(2**31), _zarnik.DataTypeId_INT32, [-(2**31)]),
+        (2.5, _zarnik.DataTypeId_DOUBLE, [2.5]),
+        (Scalar(2.5), _zarnik.DataTypeId_DOUBLE, [2.5]),
+        ([True, 7], _zarnik.DataTypeId_INT64, [1, 7]),
+        (b"ab", _zarnik.DataTypeId_INT64, [97, 98]),
+        (range(3), _zarnik.DataTypeId_INT64, [0, 1, 2]),
+        (Counted(1, 2), _zarnik.DataTypeId_INT64, [1, 2]),
+        # The first item decides, the others are made to fit; what does not becomes -1.
+        ([1, 2.5], _zarnik.DataTypeId_INT64, [1, -1]),
+        ([2.5, 1], _zarnik.DataTypeId_DOUBLE, [2.5, 1.0]),
+        ([2.5, "x"], _zarnik.DataTypeId_DOUBLE, [2.5, -1.0]),
+        ((2**31, -(2**31) - 1, 3), _zarnik.DataTypeId_INT64, [-1, -1, 3]),
+    ],
+)
+def test_one_object_decides_the_type(given, type_id, expected):
+    value = create(given)
+    assert (type_of(value), content(value)) == (type_id, expected)
+    copy = _zarnik.VariantDataValue_clone(value)
+    assert (type_of(copy), content(copy)) == (type_id, expected)
+    assert int(_zarnik.VariantDataValue_raw(copy)) != int(_zarnik.VariantDataValue_raw(value))
+
+
+@pytest.mark.parametrize(
+    ("given", "kind", "text"),
+    [
+        ([], ValueError, "Cannot create metadata value from an empty sequence"),
+        (b"", ValueError, "Cannot create metadata value from an empty sequence"),
+        ([None], ValueError, "Cannot create metadata value from this sequence"),
+        ([[1]], ValueError, "Cannot create metadata value from this sequence"),
+        (None, ValueError, "Cannot create metadata value from this value"),
+        ({}, ValueError, "Cannot create metadata value from this value"),
+        (1j, ValueError, "Cannot create metadata value from this value"),
+        (2**31, OverflowError, "Python int too large to convert to C long"),
+        (["a", 1], TypeError, "bad argument type for built-in operation"),
+    ],
+)
+def test_objects_that_make_no_value(given, kind, text):
+    fails(kind, text, create, given)
+
+
+def test_lone_surrogates_and_failing_sequences_keep_their_errors():
+    with pytest.raises(UnicodeEncodeError):
+        create("\ud800")
+    broken = Counted(1, 2)
+    broken.items = type("Fails", (tuple,), {"__getitem__": lambda _, i: 1 if i == 0 else 1 // 0})((1, 2))
+    with pytest.raises(ZeroDivisionError):
+        create(broken)
+
+
+# Integers come out as the signed number of their lower 32 bits, floats as they are.
+@pytest.mark.parametrize(
+    ("suffix", "expected"),
+    [
+        ("u8", [0, 255]),
+        ("u16", [0, 65535]),
+        ("u32", [0, -1]),
+        ("u64", [0, -1]),
+        ("i8", [-128, 127]),
+        ("i16", [-(2**15), 2**15 - 1]),
+        ("i32", [-(2**31), 2**31 - 1]),
+        ("i64", [0, -1]),
+        ("f", [-GREATEST_FLOAT, GREATEST_FLOAT]),
+        ("d", [-1.7976931348623157e308, 1.7976931348623157e308]),
+    ],
+)
+def test_arrays_of_every_element_type(suffix, expected):
+    names = {"f": "FLOAT", "d": "DOUBLE"}
+    name = names.get(suffix, f"{'UINT' if suffix[0] == 'u' else 'INT'}{suffix[1:]}")
+    value = create(getattr(_variants, f"limits_{suffix}")(), 2)
+    assert type_of(value) == getattr(_zarnik, f"DataTypeId_{name}")
+    assert content(value) == expected
+
+
+def test_the_lower_half_of_64_bits_is_read():
+    pointer = _variants.limits_u32()  # 0 and 2**32 - 1 make 64 bits with the lower half 0
+    assert content(create(pointer, 2)) == [0, -1]
+    assert content(create([2**31 - 1])) == [2**31 - 1]
+
+
+@pytest.mark.parametrize("index", [-1, 1, 2**31 - 1, -(2**31)])
+def test_indices_beyond_the_count(index):
+    fails(IndexError, "Index out of range", element, create(5), index)
+
+
+def test_arguments_are_named():
+    bad_argument(TypeError, element, 2, "int", create(5), "0")
+    bad_argument(OverflowError, element, 2, "int", create(5), 2**31)
+    bad_argument(TypeError, element, 1, "zarnik::VariantDataValue *", 5, 0)
+    null_reference(_zarnik.VariantDataValue_get_count, 1, "zarnik::VariantDataValue const *", None)
+
+
+# Text ends at the first zero byte, whatever the width: of 16 bits only text without zero bytes comes out whole.
+def test_wide_text_ends_at_the_first_zero_byte():
+    assert content(_variants.utf16Value()) == ["\ufffd", "中文"]
+    assert content(_variants.utf32Value()) == ["\ufffd", "\ufffd"]
+
+
+def test_types_without_elements_are_refused():
+    for type_id in (0, 0x10118, 0x40118):
+        value = CountingValue(type_id)
+        text = f"Incompatible type {_zarnik.DataType_to_string(_zarnik.new_DataType(type_id))}"
+        fails(ValueError, text, element, value, 0)
+
+
+def test_values_live_as_long_as_somebody_holds_them():
+    gc.collect()
+    before = CountingValue.alive()
+    value = CountingValue(_zarnik.DataTypeId_DOUBLE)
+    node = _classes.MetadataNode("key", value)
+    del value
+    same = node.get_value()
+    copy = same.clone()
+    assert CountingValue.alive() == before + 2
+    del node
+    gc.collect()
+    assert math.isclose(element(same, 0), 0.0)
+    del same, copy
+    assert CountingValue.alive() == before
+
+
+def test_no_overload_lists_all_prototypes():
+    factory = "zarnik::VariantDataValueFactory::"
+    prototypes = [f"{factory}create({name} const *,size_t)" for name in TYPES]
+    prototypes += [f"{factory}create(char const **,size_t)"]
+    prototypes += [f"{factory}zarnik_VariantDataValueFactory_create__SWIG_11(PyObject *)"]
+    text = no_overload("VariantDataValueFactory_create", *prototypes)
+    for arguments in [(), ("ab", 2), ([1], 1), (["a", 1], 2), (_variants.limits_u8(), -1), (5, 1)]:
+        fails(TypeError, text, create, *arguments)
+
+
+def test_nothing_to_copy_is_an_error():
+    with pytest.raises(_classes.Error, match="at least one element, got 2 at a null pointer"):
+        create(None, 2)
+    with pytest.raises(_classes.Error, match="at least one element, got 0"):
+        create(_variants.limits_u8(), 0)
+    with pytest.raises(_classes.Error, match="cannot take 3 strings from a sequence of 0"):
+        create([], 3)
+
+
+# The characters are looked for where a str has none.
+def test_strings_with_a_count_of_their_own_fail():
+    for count in (0, 1, 2, 2**40):
+        with pytest.raises(SystemError, match="returned a result with an exception set") as caught:
+            create(["a", "b"], count)
+        assert type(caught.value.__cause__) is TypeError
+
+
+def test_docstrings_name_what_they_are_known_by():
+    assert "Copies this value." in _zarnik.VariantDataValue_clone.__doc__
+    assert "Returns the type of the values stored." in _zarnik.VariantDataValue_get_type.__doc__
+    assert "Returns the number of values of the specified type stored." in _zarnik.VariantDataValue_get_count.__doc__
+    raw = _zarnik.VariantDataValue_raw.__doc__
+    assert "Returns a pointer to the location where all the values are stored continuously." in raw
+    assert "VariantDataValueConverter" in raw
