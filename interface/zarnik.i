@@ -4,6 +4,8 @@
 %begin %{
 // First of all includes: chooses the stable ABI.
 #include "module/Python.h"
+
+#include "module/TypeCreation.h"
 %}
 
 %include <std_common.i>

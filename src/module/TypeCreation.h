@@ -1,0 +1,15 @@
+#pragma once
+
+#include "module/Python.h"
+
+namespace zarnik::python {
+
+/// Creates a type like PyType_FromSpec, but without the warning that its name lacks a module: the names of the
+/// generator's types are known to every module that it makes. An interpreter that turns warnings into errors would
+/// otherwise get no type.
+PyObject * createType(PyType_Spec * spec);
+
+} // namespace zarnik::python
+
+// The generated code asks for its types by this name.
+#define PyType_FromSpec zarnik::python::createType

@@ -1,0 +1,270 @@
+"""How Python values become library values and back, through functions that do little else."""
+
+import math
+import struct
+
+import pytest
+
+import _typetable
+import _zarnik
+from support.expect import bad_argument, fails, null_reference
+from zarnik import _classes
+
+INTEGERS = {
+    "u8": ("uint8_t", 0, 2**8 - 1),
+    "i8": ("int8_t", -(2**7), 2**7 - 1),
+    "u16": ("uint16_t", 0, 2**16 - 1),
+    "i16": ("int16_t", -(2**15), 2**15 - 1),
+    "u32": ("uint32_t", 0, 2**32 - 1),
+    "i32": ("int32_t", -(2**31), 2**31 - 1),
+    "u64": ("uint64_t", 0, 2**64 - 1),
+    "i64": ("int64_t", -(2**63), 2**63 - 1),
+}
+GREATEST_FLOAT = struct.unpack("<f", bytes.fromhex("ffff7f7f"))[0]
+
+
+def fails_late(cause, function, *arguments):
+    """A call is made and fails then, for an error that the conversion of an argument left behind."""
+    text = f"<built-in function {function.__name__}> returned a result with an exception set"
+    with pytest.raises(SystemError, match=text) as caught:
+        function(*arguments)
+    assert type(caught.value.__cause__) is cause
+
+
+class Index(int):
+    """An int by inheritance."""
+
+
+class HasIndex:
+    """Counts like an int, but is none."""
+
+    def __index__(self):
+        return 1
+
+
+class HasFloat:
+    def __float__(self):
+        return 1.0
+
+
+def setter(suffix):
+    """A function storing its third argument as an element, and one reading it back."""
+    vector = getattr(_classes, f"VectorX{suffix}")([0])
+    return vector, getattr(_zarnik, f"VectorX{suffix}_set_at"), lambda: vector.at(0)
+
+
+@pytest.mark.parametrize("suffix", INTEGERS)
+def test_integers(suffix):
+    element, least, greatest = INTEGERS[suffix]
+    vector, set_at, stored = setter(suffix)
+    type_name = f"zarnik::VectorX< {element} >::ValueType"
+    for value in (0, 1, least, greatest, True, Index(7)):
+        assert set_at(vector, 0, value) is None
+        assert stored() == value
+        assert type(stored()) is int
+    for value in (least - 1, greatest + 1, 2**64, -(2**63) - 1, 10**30, -(10**30)):
+        bad_argument(OverflowError, set_at, 3, type_name, vector, 0, value)
+    for value in ("1", 1.0, None, b"1", [1], HasIndex()):
+        bad_argument(TypeError, set_at, 3, type_name, vector, 0, value)
+    assert stored() == 7
+
+
+@pytest.mark.parametrize("suffix, element", [("f", "float"), ("d", "double")])
+def test_floats(suffix, element):
+    vector, set_at, stored = setter(suffix)
+    type_name = f"zarnik::VectorX< {element} >::ValueType"
+    for value in (0.5, 3, True, -2.25, math.inf, -math.inf, 2**31, -(2**53), GREATEST_FLOAT, -GREATEST_FLOAT):
+        set_at(vector, 0, value)
+        assert stored() == (value if suffix == "d" else struct.unpack("f", struct.pack("f", value))[0])
+        assert type(stored()) is float
+    set_at(vector, 0, math.nan)
+    assert math.isnan(stored())
+    for value in ("1", None, 1j, [1.0], HasFloat(), HasIndex(), 10**400, -(10**400)):
+        bad_argument(TypeError, set_at, 3, type_name, vector, 0, value)
+
+
+def test_only_floats_have_a_range():
+    singles, set_single, _ = setter("f")
+    doubles, set_double, stored = setter("d")
+    for value in (1e39, -1e39, math.nextafter(GREATEST_FLOAT, math.inf)):
+        bad_argument(OverflowError, set_single, 3, "zarnik::VectorX< float >::ValueType", singles, 0, value)
+        set_double(doubles, 0, value)
+        assert stored() == value
+
+
+@pytest.mark.parametrize("suffix", [*INTEGERS, "f", "d"])
+def test_items_of_sequences_are_32_bits_wide(suffix):
+    """Ints are narrowed without a range check; one beyond 32 bits is -1 and the call, once made, fails."""
+    add = getattr(_zarnik, f"Vector2{suffix}___add__")
+    zeros = getattr(_classes, f"Vector2{suffix}")()
+
+    for value in (0, 1, -1, 300, 70000, -70000, 2**31 - 1, -(2**31)):
+        if suffix in INTEGERS:
+            _, least, greatest = INTEGERS[suffix]
+            assert add(zeros, [value, 0]).at(0) == (value - least) % (greatest - least + 1) + least
+        else:
+            assert add(zeros, [value, 0]).at(0) == struct.unpack(suffix, struct.pack(suffix, value))[0]
+    for value in (2**31, -(2**31) - 1, 2**64):
+        fails_late(OverflowError, add, zeros, [value, 0])
+
+
+def test_calls_with_an_item_beyond_32_bits_are_made_nevertheless():
+    vector = _classes.Vector2i64([10, 20])
+    for _ in range(1000):  # nothing is freed that is still in use
+        fails_late(OverflowError, _zarnik.Vector2i64___iadd__, vector, [2**40, 1])
+        assert not vector.thisown
+    assert (vector.at(0), vector.at(1)) == (10 - 1000, 20 + 1000)
+
+
+class Unsized:
+    def __getitem__(self, index):
+        raise AssertionError("the length comes first")
+
+
+class Failing:
+    """A sequence that fails in the middle."""
+
+    def __len__(self):
+        return 2
+
+    def __getitem__(self, index):
+        if index:
+            raise KeyError("item 1")
+        return 0
+
+
+class Shrinking(list):
+    """A list that has lost its items when they are asked for."""
+
+    def __len__(self):
+        return 2
+
+
+@pytest.mark.parametrize(
+    "kind, text, argument",
+    [
+        (ValueError, "input must be a sequence", 5),
+        (ValueError, "input must be a sequence", None),
+        (ValueError, "input must be a sequence", {1, 2}),
+        (ValueError, "input sequence must be sized", Unsized()),
+        (ValueError, "input sequence has invalid length", [1, 2, 3]),
+        (ValueError, "input sequence has invalid length", ()),
+        (ValueError, "input sequence has invalid length", "abc"),
+        (TypeError, "invalid item in sequence - expected long value", [1, "a"]),
+        (TypeError, "invalid item in sequence - expected long value", "ab"),
+        (TypeError, "invalid item in sequence - expected long value", (1, 2.0)),
+        (TypeError, "invalid item in sequence - expected long value", [None, 2]),
+        (TypeError, "invalid item in sequence - expected long value", [HasIndex(), 2]),
+        (KeyError, "'item 1'", Failing()),
+        (IndexError, "list index out of range", Shrinking([])),
+    ],
+)
+def test_sequences_that_are_no_vector(kind, text, argument):
+    fails(kind, text, _zarnik.Vector2u16_dot, _classes.Vector2u16(), argument)
+
+
+def test_items_that_are_no_numbers():
+    text = "invalid item in sequence - expected long or float value"
+    for argument in ([1.0, "a"], [None, 1.0], [1j, 0], ["1", 2]):
+        fails(TypeError, text, _zarnik.Vector2d_dot, _classes.Vector2d(), argument)
+    assert _zarnik.Vector2d_dot(_classes.Vector2d([1.5, 2]), (2, True)) == 5.0
+
+
+@pytest.mark.parametrize(
+    "sequence", [[3, 4], (3, 4), range(3, 5), bytes([3, 4]), bytearray([3, 4]), memoryview(bytes([3, 4]))]
+)
+def test_any_sequence_is_a_vector(sequence):
+    assert _zarnik.Vector2u16_dot(_classes.Vector2u16([1, 10]), sequence) == 43
+
+
+def test_wrapped_vectors_keep_their_64_bits():
+    wide = _classes.VectorXu64([0, 1])
+    wide.set_at(0, 2**63 + 5)
+    for operand in (wide, wide.this):
+        result = _zarnik.VectorXu64___add__(_classes.VectorXu64([0, 0]), operand)
+        assert [result.at(i) for i in range(2)] == [2**63 + 5, 1]
+
+
+def test_enumerations_are_unchecked_32_bit_ints():
+    image_type = _classes.ImageType()
+    name = "zarnik::ImageDimension"
+    for value in (2**31, -(2**31) - 1, 2**40):
+        bad_argument(OverflowError, _zarnik.ImageType_has, 2, name, image_type, value)
+    for value in ("a", None, 1.0):
+        bad_argument(TypeError, _zarnik.ImageType_has, 2, name, image_type, value)
+    assert [_zarnik.ImageType_has(image_type, value) for value in (-1, 5, 2**31 - 1, True)] == [False] * 4
+
+
+def test_data_types_by_value():
+    """A plain int stands for a data type, 32 bits of it; anything else leaves the reader's error."""
+    scalar_type = _zarnik.DataType_extract_scalar_type
+    assert scalar_type(_zarnik.DataTypeId_VEC3_UINT16).get_id() == _zarnik.DataTypeId_UINT16
+    complex_type = _classes.DataType(_zarnik.DataTypeId_COMPLEX_FLOAT)
+    assert complex_type.get_id() == _zarnik.DataTypeId_COMPLEX_FLOAT
+    assert scalar_type(complex_type).get_id() == _zarnik.DataTypeId_FLOAT
+    assert scalar_type(complex_type.this).get_id() == _zarnik.DataTypeId_FLOAT
+    for _ in range(100):  # also when the interpreter has learnt to call the function without a check of its own
+        for value in (_zarnik.DataTypeId_COMPLEX_FLOAT, 2**31, -(2**31) - 1):
+            fails_late(OverflowError, scalar_type, value)
+        for value in ("u8", None, 1.0):
+            fails_late(TypeError, scalar_type, value)
+    for value in ("u8", None, 1.0, _classes.ImageType()):
+        assert _zarnik.DataType___eq__(complex_type, value) is NotImplemented
+    assert complex_type != "u8"
+    fails_late(OverflowError, _zarnik.DataType___ne__, complex_type, 2**40)
+
+
+STRING = "std::string const &"
+
+
+@pytest.mark.parametrize("text", ["", "abc", "grüße 图像 \U0001f5bc", "a\0b"])
+def test_strings(text):
+    # what() is a C string: it ends at the first zero.
+    assert _zarnik.Error___str__(_zarnik.new_InvalidArgument(text)) == text.split("\0")[0]
+
+
+def test_strings_from_wrapped_texts():
+    for wrapped, text in (
+        (_typetable.wrappedString(), "wrapped string"),
+        (_typetable.wrappedCharacters(), "wrapped characters"),
+    ):
+        for _ in range(2):  # used as they are, not freed
+            assert _zarnik.Error___str__(_zarnik.new_NotImplemented(wrapped)) == text
+
+
+def test_arguments_that_are_no_strings():
+    for value in (b"abc", bytearray(b"abc"), 1, ["a"], "lone \udce9", _classes.VersionInfo()):
+        bad_argument(TypeError, _zarnik.new_InvalidArgument, 1, STRING, value)
+    null_reference(_zarnik.new_InvalidArgument, 1, STRING, None)
+
+
+def test_texts_that_are_no_utf8_come_back_with_surrogates_and_are_not_taken_again():
+    text = _zarnik.Error___str__(_typetable.undecodableError())
+    assert text == "caf\udce9"
+    bad_argument(TypeError, _zarnik.new_NotImplemented, 1, STRING, text)
+
+
+@pytest.mark.parametrize("field", ["major", "minor", "patch"])
+def test_fields_of_a_version(field):
+    record = _classes.VersionInfo()
+    assert (record.major, record.minor, record.patch) == (0, 0, 0)
+    store, read = (getattr(_zarnik, f"VersionInfo_{field}_{verb}") for verb in ("set", "get"))
+    for value in (5, -(2**31), 2**31 - 1, True):
+        assert store(record, value) is None
+        assert read(record) == value
+    for value in (2**31, -(2**31) - 1, 2**80):
+        bad_argument(OverflowError, store, 2, "int", record, value)
+    for value in ("1", 1.5, None):
+        bad_argument(TypeError, store, 2, "int", record, value)
+    assert read(record) == 1
+    for wrong in (5, "record", _classes.Vector2d(), _classes.Logger()):
+        bad_argument(TypeError, store, 1, "zarnik::VersionInfo *", wrong, 1)
+        bad_argument(TypeError, read, 1, "zarnik::VersionInfo *", wrong)
+    null_reference(store, 1, "zarnik::VersionInfo *", None, 1)
+    null_reference(read, 1, "zarnik::VersionInfo *", None)
+
+
+def test_bools_are_bools():
+    function = _zarnik.NumpyInterop__from_numpy_array
+    for value in (1, 0, None, "True", 1.0):
+        bad_argument(TypeError, function, 4, "bool", None, _zarnik.cvar.ImageTypeId_IMAGE, 1, value)

@@ -1,0 +1,165 @@
+"""Unpacking of arguments, choice among overloads, and the texts of what does not fit."""
+
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, no_overload, null_reference
+from zarnik import _classes
+
+
+@pytest.mark.parametrize(
+    "function, count, text",
+    [
+        ("VersionInfo_major_set", 0, "VersionInfo_major_set expected 2 arguments, got 0"),
+        ("VersionInfo_major_set", 1, "VersionInfo_major_set expected 2 arguments, got 1"),
+        ("VersionInfo_major_set", 3, "VersionInfo_major_set expected 2 arguments, got 3"),
+        ("VectorXu8_set_at", 4, "VectorXu8_set_at expected 3 arguments, got 4"),
+        ("NumpyInterop_order_to_numpy_array", 1, "NumpyInterop_order_to_numpy_array expected 2 arguments, got 1"),
+        ("NumpyInterop__from_numpy_array", 3, "NumpyInterop__from_numpy_array expected 4 arguments, got 3"),
+        ("NumpyInterop__order_from_numpy_array", 5, "NumpyInterop__order_from_numpy_array expected 4 arguments, got 5"),
+        ("Logger_swiginit", 1, "swiginit expected 2 arguments, got 1"),
+        ("Logger_swiginit", 3, "swiginit expected 2 arguments, got 3"),
+    ],
+)
+def test_number_of_arguments(function, count, text):
+    fails(TypeError, text, getattr(_zarnik, function), *[None] * count)
+
+
+def test_number_of_arguments_of_functions_without_or_with_one():
+    for name in ("Logger_log_level", "new_VersionInfo", "UidGenerator_generate", "new_Logger"):
+        fails(TypeError, f"_zarnik.{name}() takes no arguments (1 given)", getattr(_zarnik, name), 1)
+    for name in ("Logger_init", "VersionInfo_major_get", "delete_VersionInfo", "NumpyInterop_to_numpy_array"):
+        fails(TypeError, f"_zarnik.{name}() takes exactly one argument (2 given)", getattr(_zarnik, name), 1, 2)
+
+
+@pytest.mark.parametrize("count", [(), (1, 2)])
+def test_registration_takes_one_class(count):
+    with pytest.raises(TypeError, match="takes exactly one argument"):
+        _zarnik.Logger_swigregister(*count)
+    for arguments in ((), (1, 2)):
+        text = f"swigregister expected 1 arguments, got {len(arguments)}"
+        fails(TypeError, text, _zarnik.Logger_swigregister, arguments)
+
+
+@pytest.mark.parametrize(
+    "name, most, prototypes",
+    [
+        (
+            "Versioning_check_compatibility",
+            1,
+            [
+                "zarnik::Versioning::checkCompatibility(zarnik::VersionInfo const &)",
+                "zarnik::Versioning::checkCompatibility()",
+            ],
+        ),
+        (
+            "new_DataType",
+            4,
+            [
+                "zarnik::DataType::DataType()",
+                "zarnik::DataType::DataType(uint64_t)",
+                "zarnik::DataType::DataType(zarnik::DataTypeId)",
+                "zarnik::DataType::DataType(zarnik::PrimitiveTypeId,size_t,size_t,zarnik::DataTypeInterpretation)",
+                "zarnik::DataType::DataType(zarnik::PrimitiveTypeId,size_t,size_t)",
+            ],
+        ),
+        (
+            "Vector3u16___imul__",
+            2,
+            [
+                "zarnik::Vector< uint16_t,3 >::operator *=(zarnik::Vector< uint16_t,3 >::ValueType)",
+                "zarnik::Vector< uint16_t,3 >::operator *=(zarnik::Vector< uint16_t,3 > const &)",
+            ],
+        ),
+    ],
+)
+def test_too_many_arguments_for_every_overload(name, most, prototypes):
+    """The error of the count is pending when no overload is found, and is told first."""
+    text = f"{name} expected at most {most} arguments, got {most + 1}"
+    text += "\nAdditional information:\n" + no_overload(name, *prototypes)
+    fails(TypeError, text, getattr(_zarnik, name), *[None] * (most + 1))
+
+
+def test_a_call_is_refused_for_the_first_of_its_bad_arguments():
+    bad_argument(TypeError, _zarnik.VectorXu8_set_at, 1, "zarnik::VectorX< uint8_t > *", 1, "a", "b")
+    vector = _classes.VectorXu8([0])
+    bad_argument(TypeError, _zarnik.VectorXu8_set_at, 2, "size_t", vector, "a", "b")
+    bad_argument(OverflowError, _zarnik.VectorXu8_set_at, 2, "size_t", vector, -1, "b")
+    bad_argument(TypeError, _zarnik.VectorXu8_set_at, 3, "zarnik::VectorX< uint8_t >::ValueType", vector, 0, "b")
+    null_reference(_zarnik.VectorXu8_set_at, 1, "zarnik::VectorX< uint8_t > *", None, 0, 0)
+
+
+def test_self_of_a_method_that_changes_nothing_is_const_in_messages():
+    bad_argument(TypeError, _zarnik.Vector3u16_dot, 1, "zarnik::Vector< uint16_t,3 > const *", 3, [1, 2, 3])
+    bad_argument(TypeError, _zarnik.Vector3u16_normalize, 1, "zarnik::Vector< uint16_t,3 > *", 3)
+
+
+def test_the_copying_overload_comes_before_the_others():
+    """A wrapped object is copied, not taken over; its being a sequence too does not matter."""
+    source = _classes.Vector3u16([1, 2, 3])
+    copy = _zarnik.new_Vector3u16(source)
+    source.set_at(0, 9)
+    assert source.thisown
+    assert _zarnik.Vector3u16_at(copy, 0) == 1
+
+
+def test_a_value_out_of_range_fits_no_overload():
+    vector = _classes.Vector3u16([1, 2, 3])
+    text = no_overload(
+        "Vector3u16___imul__",
+        "zarnik::Vector< uint16_t,3 >::operator *=(zarnik::Vector< uint16_t,3 >::ValueType)",
+        "zarnik::Vector< uint16_t,3 >::operator *=(zarnik::Vector< uint16_t,3 > const &)",
+    )
+    for factor in (65536, -1, 2**40, 1.5):
+        assert _zarnik.Vector3u16___mul__(vector, factor) is NotImplemented
+        fails(TypeError, text, _zarnik.Vector3u16___imul__, _classes.Vector3u16(), factor)
+
+
+OPERATORS = ["__add__", "__sub__", "__eq__", "__ne__", "__lt__", "__le__", "__gt__", "__ge__", "__mul__", "__truediv__"]
+
+
+@pytest.mark.parametrize("name", OPERATORS)
+def test_operators_leave_what_they_do_not_know_to_the_other_operand(name):
+    operator = getattr(_zarnik, f"Vector3u16_{name}")
+    vector = _classes.Vector3u16([1, 2, 3])
+    for operand in ("abc", [1, "a", 3], "", [1, 2, 3.5]):
+        assert operator(vector, operand) is NotImplemented
+    for first, second in ((5, vector), ("a", "b"), (_classes.Vector2u16(), vector)):
+        assert operator(first, second) is NotImplemented
+    null_reference(operator, 1, "zarnik::Vector< uint16_t,3 > const *", None, vector)
+    assert operator() is operator(vector) is operator(vector, vector, vector) is NotImplemented
+
+
+@pytest.mark.parametrize("name", OPERATORS[:8])
+def test_operators_refuse_sequences_of_another_size_by_value(name):
+    operator = getattr(_zarnik, f"Vector3u16_{name}")
+    vector = _classes.Vector3u16([1, 2, 3])
+    fails(ValueError, "input sequence has invalid length", operator, vector, [1, 2])
+    fails(ValueError, "input must be a sequence", operator, vector, 5)
+
+
+class Reflecting:
+    """Takes part in any operation, from the right."""
+
+    def __radd__(self, other):
+        return "added"
+
+    def __rmul__(self, other):
+        return "multiplied"
+
+
+def test_python_tries_the_reflected_operation():
+    vector = _classes.Vector3u16([1, 2, 3])
+    assert vector * Reflecting() == "multiplied"
+    with pytest.raises(TypeError, match="unsupported operand"):
+        vector - "abc"
+    assert (vector == "abc") is False
+    assert (vector != "abc") is True
+
+
+@pytest.mark.parametrize("function", ["__mul__", "__or__", "__and__", "__xor__"])
+def test_module_level_operators(function):
+    operator = getattr(_zarnik, function)
+    assert operator.__doc__ is None
+    assert operator("a", "b") is NotImplemented
+    assert operator() is operator(1) is operator(1, 2, 3) is NotImplemented

@@ -1,0 +1,136 @@
+"""What C++ exceptions become in Python, whatever call lets them through."""
+
+import pytest
+
+import _typetable
+import _zarnik
+from support.expect import fails, run_python
+from support.shared_types import CountingView, ThrowingView
+from zarnik import _classes
+
+KINDS = {
+    "Error": (_classes.Error, "thrown as Error"),
+    "InvalidArgument": (_classes.Error, "thrown as InvalidArgument"),
+    "NotImplemented": (_classes.Error, "thrown as NotImplemented"),
+    "bad_alloc": (MemoryError, ""),
+    "runtime_error": (RuntimeError, "thrown as runtime_error"),
+    "foreign": (RuntimeError, "unknown C++ exception"),
+}
+GETTERS = [name for name in dir(_zarnik) if name.startswith(("ImageView_get_", "ImageView_spatial"))]
+CALLS = ["ImageView_capabilities", "ImageView_get_shape", "ImageView_get_data_type", "NumpyInterop_to_numpy_array"]
+
+
+@pytest.mark.parametrize("kind", KINDS)
+@pytest.mark.parametrize("name", sorted({*GETTERS, *CALLS} & set(dir(_zarnik))))
+def test_every_kind_of_exception_comes_back_as_an_error(name, kind):
+    function = getattr(_zarnik, name)
+    view = ThrowingView(kind)
+    expected, text = KINDS[kind]
+    for _ in range(3):
+        fails(expected, text, function, view)
+
+
+def test_errors_are_copies_of_the_base_class():
+    """The kind is lost, the message is kept, and what is caught outlives the call."""
+    kept = []
+    for kind in ("Error", "InvalidArgument", "NotImplemented"):
+        with pytest.raises(_classes.Error) as caught:
+            _zarnik.ImageView_get_shape(ThrowingView(kind))
+        assert type(caught.value) is _classes.Error
+        assert not isinstance(caught.value, _classes.InvalidArgument)
+        kept.append(caught.value)
+    assert [_zarnik.Error___str__(error) for error in kept] == [KINDS[k][1] for k in list(KINDS)[:3]]
+    assert all(error.thisown for error in kept)
+
+
+def test_a_failed_operation_leaves_its_object():
+    vector = _classes.Vector3u16([1, 2, 3])
+    with pytest.raises(_classes.Error):
+        vector.at(3)
+    with pytest.raises(_classes.Error):
+        vector.set_at(3, 9)
+    with pytest.raises(_classes.Error):
+        _zarnik.Vector3u16___truediv__(vector, 0)
+    assert [vector.at(i) for i in range(3)] == [1, 2, 3]
+    fails(_classes.Error, "component index 3 is out of range, allowed are 0 to 2", _zarnik.Vector3u16_at, vector, 3)
+
+
+def test_memory_that_cannot_be_had_is_an_error_with_its_size():
+    with pytest.raises(_classes.Error, match=str(8 * 2**46)):
+        _zarnik.new_VectorXu64(2**46)
+    with pytest.raises(_classes.Error, match=str(2**62)):
+        _zarnik.new_VectorXu64(2**62)
+
+
+def test_without_a_registered_class_errors_are_runtime_errors():
+    run = run_python(
+        """
+import _zarnik
+vector = _zarnik.Vector2u8_create_uniform(7)
+try:
+    _zarnik.Vector2u8_at(vector, 2)
+except RuntimeError as error:
+    (wrapped,) = error.args
+    assert type(error) is RuntimeError
+    assert type(wrapped).__name__ == "SwigPyObject", type(wrapped)
+    assert wrapped.own()
+    print(_zarnik.Error___str__(wrapped))
+    _zarnik.delete_Error(wrapped)
+_zarnik.delete_Vector2u8(vector)
+"""
+    )
+    assert (run.returncode, run.stdout, run.stderr) == (0, "component index 2 is out of range, allowed are 0 to 1\n", "")
+
+
+def test_errors_are_raised_as_whatever_class_is_registered():
+    run = run_python(
+        """
+import _zarnik
+
+class Mine(Exception):
+    __swig_destroy__ = _zarnik.delete_Error
+
+    def __str__(self):
+        return _zarnik.Error___str__(self)
+
+assert _zarnik.Error_swigregister(Mine) is None
+vector = _zarnik.Vector2u8_create_uniform(7)
+try:
+    _zarnik.Vector2u8_at(vector, 2)
+except Mine as error:
+    print(type(error).__name__, error)
+_zarnik.delete_Vector2u8(vector)
+"""
+    )
+    assert run.stderr == ""
+    assert run.stdout == "Mine component index 2 is out of range, allowed are 0 to 1\n"
+
+
+def test_ownership_is_taken_from_owners_only():
+    with pytest.raises(RuntimeError, match="cannot release ownership as memory is not owned for argument 1"):
+        _zarnik.delete_VersionInfo(_typetable.lentVersion())
+
+
+@pytest.mark.parametrize("first", [None, 5, "view", _classes.Vector2d(), object()])
+def test_every_function_of_views_refuses_another_object(first):
+    """No crash whatever stands for the object, in any function of image views."""
+    for name in [name for name in dir(_zarnik) if name.startswith(("ImageView_", "delete_ImageView"))]:
+        function = getattr(_zarnik, name)
+        if name.endswith(("_swigregister", "_swiginit", "_create_from_pointer")):
+            continue
+        for others in ((), (1,), (None,), (1, 2), (1, 2, 3)):
+            with pytest.raises((TypeError, ValueError, OverflowError, _classes.Error)):
+                function(first, *others)
+
+
+def test_nothing_is_left_of_failed_calls():
+    before = CountingView.alive()
+    view = CountingView((2, 3))
+    for _ in range(100):
+        with pytest.raises(_classes.Error):
+            _zarnik.NumpyInterop_order_to_numpy_array(view, [0, 1, 2])
+        with pytest.raises(TypeError):
+            _zarnik.NumpyInterop_order_to_numpy_array(view, ["a"])
+    assert CountingView.alive() == before + 1
+    del view
+    assert CountingView.alive() == before

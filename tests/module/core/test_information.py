@@ -1,0 +1,102 @@
+"""Version, logging, identifiers and errors."""
+
+import _zarnik
+from support.expect import bad_argument, fails, no_overload, null_reference, run_python
+from zarnik import _classes
+
+
+def test_logger_is_initialised_once_by_whatever_comes_first():
+    # Whatever the first call is, the first level stays; a process of its own for each.
+    for calls, level in (
+        ("Logger_init(LogLevel_LOG_TRACE); Logger_init(LogLevel_LOG_OFF)", 6),
+        ("Logger_log_level(); Logger_init(LogLevel_LOG_OFF)", 3),
+        ("Logger_init(True)", 1),
+        ("Logger_init(99)", 6),
+        ("Logger_init(-99)", 0),
+    ):
+        run = run_python(f"from _zarnik import *\n{calls}\nprint(Logger_log_level())")
+        assert (run.stdout, run.stderr) == (f"{level}\n", "")
+
+
+def test_level_of_the_logger():
+    for value, kind in (("a", TypeError), (1.0, TypeError), (None, TypeError), (2**40, OverflowError)):
+        bad_argument(kind, _zarnik.Logger_init, 1, "zarnik::LogLevel", value)
+    bad_argument(OverflowError, _zarnik.Logger_init, 1, "zarnik::LogLevel", 2**31)
+    bad_argument(OverflowError, _zarnik.Logger_init, 1, "zarnik::LogLevel", -(2**31) - 1)
+
+
+def version(major, minor, patch):
+    record = _classes.VersionInfo()
+    record.major, record.minor, record.patch = major, minor, patch
+    return record
+
+
+def test_versions_agree():
+    loaded = _zarnik.Versioning_version()
+    assert type(loaded) is _classes.VersionInfo
+    assert loaded.thisown
+    assert f"{loaded.major}.{loaded.minor}.{loaded.patch}" == _zarnik.Versioning_version_string()
+    assert _zarnik.Versioning_version_string() == _zarnik.cvar.ZARNIK_VERSION_STRING
+
+
+def test_compatibility_is_of_the_major_and_at_least_the_minor_version():
+    check = _zarnik.Versioning_check_compatibility
+    assert check() is True
+    for wanted, compatible in (
+        ((1, 11, 0), True),
+        ((1, 0, 99), True),
+        ((1, 11, 99), True),
+        ((1, 12, 0), False),
+        ((2, 0, 0), False),
+        ((0, 11, 0), False),
+    ):
+        assert check(version(*wanted)) is compatible
+
+
+def test_compatibility_of_what_is_no_version():
+    check = _zarnik.Versioning_check_compatibility
+    text = no_overload(
+        "Versioning_check_compatibility",
+        "zarnik::Versioning::checkCompatibility(zarnik::VersionInfo const &)",
+        "zarnik::Versioning::checkCompatibility()",
+    )
+    for wrong in ("x", None, 1, _classes.Logger()):
+        fails(TypeError, text, check, wrong)
+    deleted = _zarnik.new_VersionInfo()
+    _zarnik.delete_VersionInfo(deleted)
+    null_reference(check, 1, "zarnik::VersionInfo const &", deleted)
+
+
+def test_identifiers_are_random():
+    identifiers = {_zarnik.UidGenerator_generate() for _ in range(2000)}
+    assert len(identifiers) == 2000
+    assert all(type(uid) is int and 0 < uid < 2**64 for uid in identifiers)
+    # Every bit takes both values.
+    assert sum(1 << bit for bit in range(64) if len({uid >> bit & 1 for uid in identifiers}) == 2) == 2**64 - 1
+
+
+def test_errors_carry_their_message():
+    for kind in ("Error", "InvalidArgument", "NotImplemented"):
+        error = getattr(_classes, kind)("abc")
+        assert str(error) == _zarnik.Error___str__(error) == "abc"
+    assert issubclass(_classes.InvalidArgument, _classes.Error)
+    assert issubclass(_classes.NotImplemented, _classes.Error)
+
+
+def test_copying_an_error_leaves_it_as_it_was():
+    error = _zarnik.new_InvalidArgument("message")
+    copy = _zarnik.new_Error(error)
+    assert (error.own(), copy.own()) == (True, True)
+    assert _zarnik.Error___str__(error) == _zarnik.Error___str__(copy) == "message"
+
+
+def test_arguments_of_a_new_error():
+    text = no_overload(
+        "new_Error",
+        "zarnik::Error::Error(std::string const &)",
+        "zarnik::Error::Error(zarnik::Error const &)",
+        "zarnik::Error::Error(zarnik::Error &&)",
+    )
+    for wrong in (b"abc", 1, "\udce9", _classes.Logger()):
+        fails(TypeError, text, _zarnik.new_Error, wrong)
+    null_reference(_zarnik.new_Error, 1, "std::string const &", None)

@@ -1,0 +1,43 @@
+"""Assertions on errors whose class and text are part of the interface."""
+
+from __future__ import annotations
+
+import subprocess
+import sys
+from collections.abc import Callable
+
+import pytest
+
+
+def fails(kind: type[BaseException], text: str, function: Callable[..., object], *arguments: object) -> None:
+    """A call raises exactly this class with exactly this text."""
+    with pytest.raises(kind) as caught:
+        function(*arguments)
+    assert type(caught.value) is kind
+    assert str(caught.value) == text
+
+
+def bad_argument(kind: type[BaseException], function: Callable[..., object], position: int, type_name: str, *arguments):
+    """A call is refused for one of its arguments."""
+    text = f"in method '{function.__name__}', argument {position} of type '{type_name}'"
+    fails(kind, text, function, *arguments)
+
+
+def null_reference(function: Callable[..., object], position: int, type_name: str, *arguments: object) -> None:
+    """A call is refused for one of its arguments being null."""
+    text = f"invalid null reference in method '{function.__name__}', argument {position} of type '{type_name}'"
+    fails(ValueError, text, function, *arguments)
+
+
+def no_overload(name: str, *prototypes: str) -> str:
+    """The text of a call that fits none of the overloads."""
+    lines = "".join(f"    {prototype}\n" for prototype in prototypes)
+    return (
+        f"Wrong number or type of arguments for overloaded function '{name}'.\n  Possible C/C++ prototypes are:\n{lines}"
+    )
+
+
+def run_python(program: str, *arguments: str) -> subprocess.CompletedProcess[str]:
+    """Runs a program in a new interpreter that finds the same modules as this one."""
+    start = f"import sys; sys.path[:] = {sys.path!r}; sys.argv[1:] = {arguments!r}\n"
+    return subprocess.run([sys.executable, "-c", start + program], capture_output=True, text=True, check=False)

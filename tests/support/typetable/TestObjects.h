@@ -1,0 +1,126 @@
+#pragma once
+
+#include "zarnik/core/Error.h"
+#include "zarnik/core/Versioning.h"
+#include "zarnik/metadata/ImageProperties.h"
+#include "zarnik/metadata/MetadataNode.h"
+#include "zarnik/values/DataType.h"
+#include "zarnik/values/Indexer.h"
+#include "zarnik/views/ImageView.h"
+
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// Objects that the library does not have, for the tests to hand to _zarnik through the shared type table.
+namespace zarnik::testing {
+
+/// An image in memory of any type and capabilities, which counts how many of its kind are alive.
+class CountingView : public ImageView {
+public:
+  static int alive() { return count(); }
+
+  /// \param axes the value of an image type, 0 for unknown axes
+  CountingView(zarnik::VectorX<uint64_t> const & shape, uint64_t dataType, uint64_t axes, uint64_t capabilities)
+      : shape_(shape), dataType_(dataType), properties_(ImageProperties::fromDataType(dataType_)),
+        capabilities_(capabilities), indexer_(shape_, dataType_), memory_(indexer_.byteCount()) {
+    properties_->imageInfo().setAxesInterpretation(ImageType(axes));
+    ++count();
+  }
+  ~CountingView() override { --count(); }
+
+#ifndef SWIG
+  ImageCapabilitySet capabilities() const override { return ImageCapabilitySet(capabilities_); }
+  VectorXu64 const & shape() const override { return shape_; }
+  DataType dataType() const override { return dataType_; }
+  std::shared_ptr<ImageProperties const> properties() const override { return properties_; }
+  std::shared_ptr<MetadataNode const> metadata() const override { return nullptr; }
+  Indexer const & indexer() const override { return indexer_; }
+  void * buffer() override { return memory_.data(); }
+  void const * buffer() const override { return memory_.data(); }
+  size_t bufferSize() const override { return memory_.size(); }
+#endif
+
+private:
+  static int & count() {
+    static int number = 0;
+    return number;
+  }
+
+  VectorXu64 shape_;
+  DataType dataType_;
+  std::shared_ptr<ImageProperties> properties_;
+  uint64_t capabilities_;
+  Indexer indexer_;
+  std::vector<uint8_t> memory_;
+};
+
+#ifndef SWIG
+/// Throws what the kind names: "foreign" is no exception class at all.
+[[noreturn]] inline void throwKind(std::string const & kind) {
+  if (kind == "Error")
+    throw Error("thrown as Error");
+  if (kind == "InvalidArgument")
+    throw InvalidArgument("thrown as InvalidArgument");
+  if (kind == "NotImplemented")
+    throw NotImplemented("thrown as NotImplemented");
+  if (kind == "bad_alloc")
+    throw std::bad_alloc();
+  if (kind == "runtime_error")
+    throw std::runtime_error("thrown as runtime_error");
+  throw 42;
+}
+#endif
+
+/// A view that throws whatever it is asked.
+class ThrowingView : public ImageView {
+public:
+  explicit ThrowingView(std::string const & kind) : kind_(kind) {}
+
+#ifndef SWIG
+  ImageCapabilitySet capabilities() const override { throwKind(kind_); }
+  VectorXu64 const & shape() const override { throwKind(kind_); }
+  DataType dataType() const override { throwKind(kind_); }
+  std::shared_ptr<ImageProperties const> properties() const override { throwKind(kind_); }
+  std::shared_ptr<MetadataNode const> metadata() const override { throwKind(kind_); }
+#endif
+
+private:
+  std::string kind_;
+};
+
+/// A version that Python never owns.
+inline VersionInfo * lentVersion() {
+  static VersionInfo version{7, 8, 9};
+  return &version;
+}
+
+inline VersionInfo copyVersion(VersionInfo const & version) { return version; }
+
+/// An error whose text is no UTF-8.
+inline Error * undecodableError() { return new Error("caf\xe9"); }
+
+/// Texts as wrapped pointers instead of str.
+inline std::string * wrappedString() {
+  static std::string text = "wrapped string";
+  return &text;
+}
+inline char * wrappedCharacters() {
+  static char text[] = "wrapped characters";
+  return text;
+}
+
+inline std::shared_ptr<ImageView> sameView(std::shared_ptr<ImageView> view) { return view; }
+inline std::shared_ptr<ImageView> emptyView() { return nullptr; }
+/// How many share the view, besides this call's own copy.
+inline long useCount(std::shared_ptr<ImageView> view) { return view.use_count() - 1; }
+
+/// The address of a shared pointer on the heap, which whoever takes the address owns.
+inline uint64_t pointerAddress(std::shared_ptr<ImageView> view) {
+  return reinterpret_cast<uintptr_t>(new std::shared_ptr<ImageView>(std::move(view)));
+}
+
+} // namespace zarnik::testing

@@ -1,0 +1,38 @@
+// A module of the tests: shares types and objects with _zarnik through the process-wide type table.
+%module typetable
+
+%begin %{
+#include "module/Python.h"
+
+#include "module/TypeCreation.h"
+%}
+
+%include <std_common.i>
+%include <std_string.i>
+%include <std_shared_ptr.i>
+
+%header %{
+#include "TestObjects.h"
+%}
+
+%apply unsigned long long { uint64_t };
+
+// Known by name only: the functions of these classes, and their Python classes, are _zarnik's.
+%nodefaultctor;
+%nodefaultdtor;
+%shared_ptr(zarnik::View)
+%shared_ptr(zarnik::ImageView)
+%shared_ptr(zarnik::testing::CountingView)
+%shared_ptr(zarnik::testing::ThrowingView)
+namespace zarnik {
+class Error {};
+struct VersionInfo {};
+class View {};
+class ImageView : public View {};
+} // namespace zarnik
+%clearnodefaultctor;
+%clearnodefaultdtor;
+
+%typemap(out) char *wrappedCharacters "$result = SWIG_NewPointerObj($1, $descriptor(char *), 0);"
+%newobject zarnik::testing::undecodableError;
+%include "TestObjects.h"
