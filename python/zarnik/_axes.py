@@ -16,7 +16,7 @@ from __future__ import annotations
 from collections.abc import Iterable
 from typing import Union
 
-from zarnik import _classes
+import zarnik._classes as _classes
 from zarnik._classes import ImageType
 from zarnik._enumerations import ImageDimension
 

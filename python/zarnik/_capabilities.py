@@ -6,7 +6,8 @@ from collections.abc import Iterator
 from enum import IntFlag
 from typing import TYPE_CHECKING, Any
 
-from zarnik import _classes, _enumerations
+import zarnik._classes as _classes
+from zarnik import _enumerations
 from zarnik._extension import extends
 
 _FLAGS: dict[str, type[IntFlag]] = {

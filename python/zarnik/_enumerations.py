@@ -8,7 +8,7 @@ from __future__ import annotations
 from enum import IntEnum, IntFlag
 from typing import TYPE_CHECKING, Any
 
-from zarnik import _classes
+import zarnik._classes as _classes
 
 if TYPE_CHECKING:
     from zarnik._classes import ImageType

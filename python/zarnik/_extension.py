@@ -5,7 +5,7 @@ from __future__ import annotations
 from collections.abc import Iterable
 from typing import Any, Callable, TypeVar
 
-from zarnik import _classes
+import zarnik._classes as _classes
 
 Addition = TypeVar("Addition", bound=type)
 
@@ -37,16 +37,17 @@ def extends(*generated: Any) -> Callable[[Addition], Addition]:
 
 def publish(names: Iterable[Any]) -> None:
     """Let the generated classes be known, to pickle and to readers, by the package's name, and describe themselves."""
-    for generated in names:
-        if not isinstance(generated, type) or generated.__module__ != _classes.__name__:
+    for name in names:
+        if not isinstance(name, type) or name.__module__ != _classes.__name__:
             continue
+        generated: Any = name
         generated.__module__ = "zarnik"
         attributes = vars(generated)
         if "to_string" in attributes:
             if "__str__" not in attributes:
                 generated.__str__ = attributes["to_string"]
             if attributes.get("__repr__") is _classes._swig_repr:
-                generated.__repr__ = _described  # type: ignore[method-assign, assignment]
+                generated.__repr__ = _described
 
 
 def _described(self: Any) -> str:

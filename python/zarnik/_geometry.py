@@ -7,7 +7,8 @@ from typing import Any
 import numpy
 
 import _zarnik
-from zarnik import _axes, _classes, _types
+import zarnik._classes as _classes
+from zarnik import _axes, _types
 from zarnik._enumerations import ImageDimension
 
 
@@ -99,7 +100,8 @@ class Geometry:
         rank = len(axes)
         if axes == list(range(rank)):
             return array
-        return array.transpose([*axes, rank] if self.components else axes)
+        transposed: numpy.ndarray[Any, Any] = array.transpose([*axes, rank] if self.components else axes)
+        return transposed
 
     def axes_permutation(self, requested: _axes.Axes) -> list[int]:
         """Return, for each axis requested, the axis of an array in the usual order."""

@@ -68,7 +68,7 @@ def shared_array(view: Any, geometry: Geometry) -> numpy.ndarray[Any, Any] | Non
             array = _as_complex(array, geometry.dtype)
     if not capabilities & ImageCapability.WRITE:
         array.flags.writeable = False
-    return array  # type: ignore[no-any-return]
+    return array
 
 
 class _Memory:

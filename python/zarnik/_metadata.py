@@ -8,7 +8,7 @@ from typing import TYPE_CHECKING, Any
 import numpy
 
 import _zarnik
-from zarnik import _classes
+import zarnik._classes as _classes
 from zarnik._enumerations import DataTypeId
 from zarnik._extension import extends
 from zarnik._interop import array_over
@@ -69,7 +69,7 @@ def _integers(items: list[int]) -> VariantDataValue:
             raise OverflowError(f"metadata integers have 64 signed bits, got {item}")
     made = _zarnik.VariantDataValueFactory_create([0] * len(items))
     _elements(made, numpy.dtype("i8"))[:] = items
-    return made  # type: ignore[no-any-return]
+    return made
 
 
 def _elements(value: Any, dtype: numpy.dtype[Any]) -> numpy.ndarray[Any, Any]:
@@ -116,7 +116,7 @@ class _VariantDataValue:
             return [wide_string(pointer, unit, encoding) for pointer in pointers]
         if number == DataTypeId.UTF8_STRING:
             return [_zarnik.VariantDataValue___getitem(self, index) for index in range(self.get_count())]
-        return self.__array__().tolist()
+        return list(self.__array__().tolist())
 
     def to_python(self) -> Any:
         """Return the element, or the list of elements if there are several."""

@@ -5,7 +5,7 @@ from __future__ import annotations
 from typing import TYPE_CHECKING, Any
 
 import _zarnik
-from zarnik import _classes
+import zarnik._classes as _classes
 from zarnik._enumerations import ImageInterpretation
 from zarnik._extension import extends
 from zarnik._types import as_data_type, as_image_type

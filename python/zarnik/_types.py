@@ -8,7 +8,8 @@ from typing import TYPE_CHECKING, Any
 import numpy
 
 import _zarnik
-from zarnik import _axes, _classes
+import zarnik._classes as _classes
+from zarnik import _axes
 from zarnik._enumerations import DataTypeId, DataTypeInterpretation, ImageDimension, PrimitiveTypeId
 from zarnik._extension import extends
 
@@ -16,7 +17,7 @@ if TYPE_CHECKING:
     from zarnik._classes import ImageType
 
 #: Suffixes of the typed families, such as Vector3u16, with the element type of NumPy.
-ELEMENT_TYPES = {
+ELEMENT_TYPES: dict[str, numpy.dtype[Any]] = {
     "u8": numpy.dtype("u1"),
     "i8": numpy.dtype("i1"),
     "u16": numpy.dtype("u2"),
@@ -135,7 +136,7 @@ class _DataType:
             return self.get_id() == other
         if isinstance(other, numpy.dtype) or (isinstance(other, type) and issubclass(other, numpy.generic)):
             try:
-                return dtype_of(self.get_id()) == other
+                return bool(dtype_of(self.get_id()) == other)
             except TypeError:
                 return False
         return NotImplemented

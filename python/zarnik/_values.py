@@ -10,13 +10,17 @@ from typing import TYPE_CHECKING, Any, Callable
 import numpy
 
 import _zarnik
-from zarnik import _classes
+import zarnik._classes as _classes
 from zarnik._extension import extends
 from zarnik._types import ELEMENT_TYPES, scalar_dtype
 
-_VECTORS = {f"Vector{size}{suffix}": (dtype, size) for size in "234X" for suffix, dtype in ELEMENT_TYPES.items()}
-_MATRICES = {f"Matrix{size}{suffix}": (ELEMENT_TYPES[suffix], size) for size in (3, 4) for suffix in "fd"}
-_ARRAYS = {f"ArrayX{suffix}": dtype for suffix, dtype in ELEMENT_TYPES.items()}
+_VECTORS: dict[str, tuple[numpy.dtype[Any], str]] = {
+    f"Vector{size}{suffix}": (dtype, size) for size in "234X" for suffix, dtype in ELEMENT_TYPES.items()
+}
+_MATRICES: dict[str, tuple[numpy.dtype[Any], int]] = {
+    f"Matrix{size}{suffix}": (ELEMENT_TYPES[suffix], size) for size in (3, 4) for suffix in "fd"
+}
+_ARRAYS: dict[str, numpy.dtype[Any]] = {f"ArrayX{suffix}": dtype for suffix, dtype in ELEMENT_TYPES.items()}
 
 
 def _items(values: Any) -> list[Any] | None:
@@ -378,7 +382,7 @@ class _Matrix(_Value):
 
     def __matmul__(self, other: Any) -> Any:
         """Multiply with a matrix, or a vector of as many components."""
-        return NotImplemented if isinstance(other, (int, float)) else self * other  # type: ignore[operator]
+        return NotImplemented if isinstance(other, (int, float)) else self * other
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
         return _as_array(list(self), dtype, _MATRICES[type(self).__name__][0], copy)
@@ -426,7 +430,7 @@ class _Array(_Value):
 
     def to_numpy(self) -> numpy.ndarray[Any, Any]:
         """Return a NumPy array over the memory of this one, which it keeps alive."""
-        return getattr(_zarnik, f"{type(self).__name__}__to_numpy")(self, self)  # type: ignore[no-any-return]
+        return getattr(_zarnik, f"{type(self).__name__}__to_numpy")(self, self)
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
         array = self.to_numpy()

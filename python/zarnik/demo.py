@@ -57,11 +57,12 @@ def calibrate(image: Any, scan: Any) -> None:
     image.set_spatial_unit(scan.header.get_xyzt_units()[0])
     image.set_spatial_origin(affine[:3, 3])
     column, row = (affine[:3, axis] / spacing[axis] for axis in (0, 1))
-    image.set_spatial_directions(zarnik.SpatialDirections(column=column, row=row))
+    directions = zarnik.SpatialDirections(column=column, row=row)  # type: ignore[attr-defined]
+    image.set_spatial_directions(directions)
 
 
 def side(direction: Any) -> tuple[str, str]:
-    """Return the letters of the sides of the body where an axis begins and ends: Left, Posterior, Inferior and so on."""
+    """Return the letters of the sides of the body where an axis begins and ends: Left, Posterior, Inferior ..."""
     axis = max(range(3), key=lambda place: abs(direction[place]))
     letters = ("L", "R"), ("P", "A"), ("I", "S")
     begin, end = letters[axis]
@@ -73,9 +74,8 @@ def draw(image: Any, path: Path, title: str, tiles: int = 12) -> None:
     require("matplotlib")
     figure_module = importlib.import_module("matplotlib.figure")
     slices = image.shape[-3]
-    volume_of = (lambda z: image[0, z]) if image.ndim == 4 else (lambda z: image[z])
     chosen = numpy.unique(numpy.linspace(0, slices - 1, tiles).round().astype(int)).tolist()
-    pictures = [volume_of(z) for z in chosen]
+    pictures = [image[0, z] if image.ndim == 4 else image[z] for z in chosen]
     spacing = image.get_spatial_spacing()
     unit = image.get_spatial_unit()
     height, width = pictures[0].shape
@@ -97,7 +97,8 @@ def draw(image: Any, path: Path, title: str, tiles: int = 12) -> None:
         tile = axes.flat[place]
         tile.imshow(picture, cmap="gray", vmin=darkest, vmax=brightest, origin="lower", extent=extent)
         tile.set_title(f"slice {z}, z = {z * spacing[2]:.1f} {unit}", fontsize=11)
-        letters = {"color": "gold", "fontsize": 11, "fontweight": "bold", "transform": tile.transAxes}
+        letters: dict[str, Any] = {"color": "gold", "fontsize": 11, "fontweight": "bold", "transform": tile.transAxes}
+        letters["bbox"] = {"facecolor": "black", "edgecolor": "none", "alpha": 0.6, "pad": 1.5}
         tile.text(0.03, 0.5, left, ha="left", va="center", **letters)
         tile.text(0.97, 0.5, right, ha="right", va="center", **letters)
         tile.text(0.5, 0.97, top, ha="center", va="top", **letters)

@@ -1,0 +1,246 @@
+"""Arrays as images and back, over one memory."""
+
+from __future__ import annotations
+
+import gc
+import pickle
+import sys
+
+import numpy
+import psutil
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+from numpy.testing import assert_array_equal
+from support.strided import DEFAULT_AXES, SHARED_DTYPES, axes_for, strided_arrays
+
+import zarnik
+from zarnik import DataTypeId, ImageDimension, ImageType, VectorXu64
+
+NUMPY_ORDER = "TZYXC"
+LIBRARY_ORDER = "XYZCT"
+
+
+def same_memory(left: numpy.ndarray, right: numpy.ndarray) -> bool:
+    interfaces = [array.__array_interface__ for array in (left, right)]
+    return interfaces[0]["data"] == interfaces[1]["data"] and left.strides == right.strides
+
+
+@given(array=strided_arrays(), data=st.data())
+def test_an_array_comes_back_with_its_memory_whatever_its_strides_and_axes(array, data):
+    axes = data.draw(axes_for(array.ndim))
+    image = zarnik.from_numpy(array, axes=axes)
+
+    sizes = dict(zip(axes, array.shape))
+    assert tuple(image.get_shape()) == tuple(sizes[letter] for letter in LIBRARY_ORDER if letter in axes)
+    assert image.shape == tuple(sizes[letter] for letter in NUMPY_ORDER if letter in axes)
+    assert image.axes == "".join(letter for letter in NUMPY_ORDER if letter in axes)
+    assert (image.ndim, image.dtype) == (array.ndim, array.dtype)
+
+    back = image.to_numpy(axes)
+    assert_array_equal(back, array)
+    assert back.dtype == array.dtype
+    if array.size:
+        assert same_memory(back, array)
+    expected = array.transpose([axes.index(letter) for letter in image.axes])
+    assert_array_equal(image.to_numpy(), expected)
+    assert_array_equal(numpy.asarray(image), expected)
+
+
+@pytest.mark.parametrize(
+    ("axes", "expected"),
+    [
+        ("ZYX", "ZYX"),
+        ([ImageDimension.CHANNEL, ImageDimension.ROW, ImageDimension.COLUMN], "YXC"),
+        (ImageType("XYZ"), "ZYX"),
+        ((zarnik.ImageDimension_SEQUENCE, 1, 0), "TYX"),
+        (None, "ZYX"),
+    ],
+)
+def test_axes_can_be_given_in_each_way(axes, expected):
+    image = zarnik.from_numpy(numpy.zeros((2, 3, 4)), axes=axes)
+    assert image.axes == expected
+    assert image.get_axes_interpretation() == ImageType(expected)
+
+
+def test_default_axes_follow_the_rank():
+    for ndim, axes in DEFAULT_AXES.items():
+        assert zarnik.from_numpy(numpy.zeros((1,) * ndim)).axes == axes
+
+
+@pytest.mark.parametrize(
+    ("array", "axes", "error", "text"),
+    [
+        ([1, 2], None, TypeError, "from_numpy takes a numpy.ndarray, got list"),
+        (numpy.zeros(3, bool), None, TypeError, "dtype bool: allowed are uint8, int8, .* view\\(numpy.uint8\\)"),
+        (numpy.zeros(3, "c8"), None, TypeError, "dtype complex64"),
+        (numpy.zeros(3, "f2"), None, TypeError, "dtype float16"),
+        (numpy.zeros(3, ">i4"), None, TypeError, "dtype >i4: .*native byte order; astype"),
+        (numpy.zeros(3, "U2"), None, TypeError, "dtype <U2"),
+        (numpy.ma.zeros(3), None, TypeError, "masked"),
+        (numpy.zeros(()), None, ValueError, "1 to 5 axes, the array has 0"),
+        (numpy.zeros((1,) * 6), None, ValueError, "1 to 5 axes, the array has 6"),
+        (numpy.zeros((2, 3)), "ZYX", ValueError, r"'ZYX' name 3 axes, the array has 2: its shape is \(2, 3\)"),
+        (numpy.zeros((2, 3)), "XX", ValueError, "name an axis twice"),
+        (numpy.zeros((2, 3)), "AB", ValueError, "unknown axis 'A' in 'AB': the axes are T, Z, Y, X and C"),
+        (numpy.zeros((2, 3)), 5, TypeError, "axes must be"),
+    ],
+)
+def test_what_cannot_be_shared_is_refused_with_a_reason(array, axes, error, text):
+    with pytest.raises(error, match=text):
+        zarnik.from_numpy(array, axes=axes)
+
+
+@pytest.mark.parametrize("dtype", [*SHARED_DTYPES, "l", "L", "q", "Q", "i", "I"], ids=str)
+def test_every_number_of_an_element_type_is_shared(dtype):
+    array = numpy.ones((2, 3), dtype)
+    back = zarnik.from_numpy(array).to_numpy()
+    assert back.dtype == array.dtype
+    back[1, 2] = 5
+    assert array[1, 2] == 5
+
+
+ALL_KNOWN_AXES = [
+    "".join(letter for letter in LIBRARY_ORDER if bits >> LIBRARY_ORDER.index(letter) & 1) for bits in range(1, 32)
+]
+
+
+@pytest.mark.parametrize("data_type", [DataTypeId.UINT16, DataTypeId.VEC3_FLOAT, DataTypeId.COMPLEX_DOUBLE])
+@pytest.mark.parametrize("axes", ALL_KNOWN_AXES)
+def test_order_is_right_for_every_image(axes, data_type):
+    """A number is written to each element through the library's index and found at its place in the array."""
+    sizes = dict(zip(LIBRARY_ORDER, (2, 3, 4, 5, 2)))
+    image = zarnik.ImageViewFactory.allocate([sizes[letter] for letter in axes], zarnik.DataType(data_type))
+    image.set_axes_interpretation(axes)
+    image.write_region(None, 0)
+    element = zarnik.DataType(data_type).dtype
+    places = list(numpy.ndindex(*(sizes[letter] for letter in axes)))
+    for number, place in enumerate(places):
+        value = numpy.array([number, 1, 2]) if element.shape else number
+        image.write(place, value)
+
+    order = [letter for letter in NUMPY_ORDER if letter in axes]
+    array = image.to_numpy()
+    assert array.shape == tuple(sizes[letter] for letter in order) + element.shape == image.shape
+    assert array.dtype == element.base
+    shuffled = "".join(reversed(image.axes))
+    assert_array_equal(image.to_numpy(shuffled[::-1]), array)
+    for number, place in enumerate(places):
+        by_letter = dict(zip(axes, place))
+        found = array[tuple(by_letter[letter] for letter in order)]
+        assert (found[0] if element.shape else found) == number
+    assert_array_equal(image.read(), array)
+    assert numpy.shares_memory(image.to_numpy(), array)
+    array[...] = 9
+    assert numpy.all(image.read_region() == 9)
+
+
+def test_unknown_axes_keep_the_order_of_the_image():
+    image = zarnik.ImageViewFactory.allocate([12, 4, 6], zarnik.DataType("u1"))
+    image.set_axes_interpretation(ImageType())
+    assert image.axes is None
+    assert image.shape == image.to_numpy().shape == image.read().shape == (12, 4, 6)
+    image.write((11, 3, 5), 7)
+    assert image[11, 3, 5] == image.to_numpy()[11, 3, 5] == 7
+    with pytest.raises(ValueError, match="axes of this image are unknown"):
+        image.to_numpy("XYZ")
+
+
+def test_copies_are_made_when_asked_for_and_never_in_secret():
+    array = numpy.arange(6, dtype="u2").reshape(2, 3)
+    image = zarnik.from_numpy(array)
+    assert numpy.shares_memory(image.to_numpy(copy=False), array)
+    assert not numpy.shares_memory(image.to_numpy(copy=True), array)
+    assert numpy.shares_memory(numpy.asarray(image), array)
+    assert not numpy.shares_memory(numpy.array(image), array)
+    assert numpy.asarray(image, dtype=float).dtype == float
+    with pytest.raises(ValueError, match="is a copy"):
+        image.__array__(numpy.float64, copy=False)
+    with pytest.raises(ValueError, match="order 'ZY' does not fit an image with axes 'YX'"):
+        image.to_numpy("ZY")
+
+
+def test_a_read_only_array_is_protected():
+    array = numpy.arange(6, dtype="u2").reshape(2, 3)
+    array.flags.writeable = False
+    image = zarnik.from_numpy(array)
+    with pytest.raises(zarnik.Error, match="WRITE"):
+        image.write((0, 0), 1)
+    with pytest.raises(ValueError, match="not in memory that can be shared"):
+        image.to_numpy(copy=False)
+    assert_array_equal(image.to_numpy(), array)
+    assert not numpy.shares_memory(image.to_numpy(), array)
+    assert_array_equal(image[1, ::-1], array[1, ::-1])
+
+
+def test_a_million_round_trips_leave_nothing_behind():
+    array = numpy.zeros((3, 4, 5), "u2")
+    process = psutil.Process()
+    interop, dimensions = zarnik.NumpyInterop, [ImageDimension.SLICE, ImageDimension.ROW, ImageDimension.COLUMN]
+
+    def rounds(count: int) -> None:
+        to_numpy, from_numpy = interop.to_numpy_array, interop._order_from_numpy_array
+        for _ in range(count):
+            to_numpy(from_numpy(array, dimensions, 0, False))
+
+    for _ in range(1000):
+        zarnik.from_numpy(array).to_numpy()
+    rounds(10_000)
+    gc.collect()
+    references, memory = sys.getrefcount(array), process.memory_info().rss
+    rounds(900_000)
+    for _ in range(20_000):
+        zarnik.from_numpy(array).to_numpy()
+    gc.collect()
+    assert sys.getrefcount(array) == references
+    # One lost byte a round would be a mebibyte.
+    assert process.memory_info().rss - memory < 800_000
+
+
+def test_whoever_is_left_keeps_the_memory():
+    array = numpy.arange(1000.0).reshape(10, 100)
+    expected = array.copy()
+    image = zarnik.from_numpy(array)
+    second = zarnik.from_numpy(image.to_numpy())
+    del array, image
+    gc.collect()
+    last = second.to_numpy()[3:]
+    del second
+    gc.collect()
+    assert_array_equal(last, expected[3:])
+
+
+def test_data_types_and_dtypes_convert_and_compare():
+    for name in ("u1", "i8", "f4", "f8", "c8", "c16"):
+        data_type = zarnik.DataType(numpy.dtype(name))
+        assert data_type == numpy.dtype(name)
+        assert numpy.dtype(data_type) == numpy.dtype(name)
+        assert pickle.loads(pickle.dumps(data_type)) == data_type
+        assert eval(repr(data_type), vars(zarnik)) == data_type
+    assert zarnik.DataType(("u2", (3,))) == DataTypeId.VEC3_UINT16
+    assert zarnik.DataType(DataTypeId.VEC3_UINT16).dtype == numpy.dtype(("u2", (3,)))
+    assert zarnik.DataType("u2") == numpy.uint16 != zarnik.DataType("u4")
+    assert zarnik.DataType(DataTypeId.MATRIX3_FLOAT).dtype.shape == (9,)
+    assert {zarnik.DataType("u2"): 1}[zarnik.DataType(numpy.uint16)] == 1
+    assert zarnik.DataType("u2") != "uint16"
+    assert zarnik.DataType("f8").get_primitive_type() is zarnik.PrimitiveTypeId.FLOATING_POINT
+    for unshared in (DataTypeId.UTF8_STRING, DataTypeId.UNKNOWN, 0x1010C):
+        with pytest.raises(TypeError, match="NumPy has no type for"):
+            numpy.dtype(zarnik.DataType(unshared).dtype)
+        assert zarnik.DataType(unshared) != numpy.dtype("u1")
+    with pytest.raises(TypeError, match="dtype object"):
+        zarnik.DataType(object)
+
+
+def test_image_types_are_sets_of_dimensions():
+    volume = ImageType("ZYX")
+    assert list(volume) == [ImageDimension.COLUMN, ImageDimension.ROW, ImageDimension.SLICE]
+    assert ImageDimension.COLUMN | ImageDimension.ROW | ImageDimension.SLICE == volume == zarnik.ImageTypeId.VOLUME
+    assert volume | ImageDimension.SEQUENCE == volume | ImageType("T") == ImageType("TZYX")
+    assert ImageDimension.SLICE in volume
+    assert ImageDimension.CHANNEL not in volume
+    assert (volume[0], volume[-1], len(volume), volume.dimension(1)) == (0, ImageDimension.SLICE, 3, 1)
+    assert eval(repr(volume), vars(zarnik)) == pickle.loads(pickle.dumps(volume)) == volume
+    zarnik.ImageTypeId.VOLUME.add(ImageDimension.CHANNEL)
+    assert zarnik.ImageTypeId.VOLUME == volume
+    assert isinstance(VectorXu64([1]), VectorXu64)
