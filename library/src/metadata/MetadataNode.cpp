@@ -50,6 +50,7 @@ MetadataNode::MetadataNode(MetadataNode const & other) : MetadataNode(other.key_
 }
 
 MetadataNode::MetadataNode(MetadataNode && other)
+    // NOLINTNEXTLINE(performance-move-constructor-init): the key stays with the other node
     : key_(other.key_), value_(std::move(other.value_)), children_(std::move(other.children_)) {}
 
 MetadataNode::~MetadataNode() {

@@ -53,15 +53,15 @@ template <typename Visitor> auto visitElement(VariantDataValue const & value, si
   throw InvalidArgument(fmt::format("metadata value is text where {} is wanted", wanted));
 }
 
+template <typename Number> [[noreturn]] void refuseNumber(Number number, bool toSigned) {
+  throw InvalidArgument(
+      fmt::format("metadata value {} is not {} 64-bit integer", number, toSigned ? "a signed" : "an unsigned"));
+}
+
 template <typename Integer> Integer toInteger(VariantDataValue const & value, size_t index) {
   return visitElement(value, index, [](auto element) -> Integer {
     using Element = decltype(element);
     constexpr bool toSigned = std::is_signed_v<Integer>;
-    auto const refuse = [&] [[noreturn]] {
-      if constexpr (std::is_arithmetic_v<Element>)
-        throw InvalidArgument(
-            fmt::format("metadata value {} is not {} 64-bit integer", element, toSigned ? "a signed" : "an unsigned"));
-    };
     if constexpr (std::is_pointer_v<Element>) {
       refuseText("an integer");
     } else if constexpr (std::is_floating_point_v<Element>) {
@@ -69,14 +69,14 @@ template <typename Integer> Integer toInteger(VariantDataValue const & value, si
       double const number = element;
       double const limit = toSigned ? 0x1p63 : 0x1p64;
       if (!(number >= (toSigned ? -limit : 0.0) && number < limit))
-        refuse();
+        refuseNumber(element, toSigned);
       auto const integer = static_cast<Integer>(number);
       if (static_cast<double>(integer) != number)
-        refuse();
+        refuseNumber(element, toSigned);
       return integer;
     } else {
       if (!std::in_range<Integer>(element))
-        refuse();
+        refuseNumber(element, toSigned);
       return static_cast<Integer>(element);
     }
   });

@@ -59,7 +59,7 @@ constexpr Composite COMPOSITES[] = {
 std::string idName(DataType type) {
   if (type.id() == 0)
     return "UNKNOWN";
-  auto const scalar = scalarName(type.primitiveType(), type.bitDepth());
+  auto scalar = scalarName(type.primitiveType(), type.bitDepth());
   if (scalar.empty())
     return "";
   auto const count = type.elementCount();
@@ -135,7 +135,7 @@ bool DataType::isConvertibleTo(DataType other) const {
 }
 
 std::string DataType::toString() const {
-  if (auto const name = idName(*this); !name.empty())
+  if (auto name = idName(*this); !name.empty())
     return name;
   return fmt::format("({}, {} bits, {} elements, {})", nameOrNumber(PRIMITIVES, static_cast<uint64_t>(primitiveType())),
                      bitDepth(), elementCount(), nameOrNumber(INTERPRETATIONS, id_ >> 32));
