@@ -1,8 +1,8 @@
 #pragma once
 
 #include "zarnik/core/Export.h"
+#include "zarnik/layout/LoopNest.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -24,7 +24,7 @@ struct CopyBlock;
 class ZARNIK_API CopyPlan {
 public:
   /// The highest number of dimensions of a plan.
-  static constexpr size_t maximumRank = 32;
+  static constexpr size_t maximumRank = layout::LoopNest::capacity;
 
   /// Prepares the copy of `size[0]` x `size[1]` x ... elements.
   /// \param size Elements along each dimension, in any order of dimensions; any 0 copies nothing.
@@ -49,35 +49,23 @@ public:
   uint64_t byteCount() const { return byteCount_; }
 
   /// Returns the number of loops that are left around the contiguous run, 0 for a copy that is one memcpy.
-  size_t loopCount() const { return loopCount_; }
+  size_t loopCount() const { return nest_.count; }
 
   /// Returns the bytes that are contiguous on both sides, the element bytes at least.
   size_t runBytes() const { return elementBytes_; }
 
 private:
-  struct Loop {
-    uint64_t count;
-    int64_t sourceStride;
-    int64_t destinationStride;
-  };
-  enum class Overlap { None, Shared, Same };
   using Kernel = void (*)(layout::CopyBlock const &, std::byte const *, std::byte *);
 
-  void addLoop(uint64_t count, uint64_t sourceStride, uint64_t destinationStride, size_t axis);
-  void mergeLoops();
   void chooseKernel();
-  Overlap overlap(std::byte const * source, std::byte const * destination) const;
+  layout::CopyBlock innerBlock() const;
   void runThroughTemporary(std::byte const * source, std::byte * destination) const;
   void runParallel(std::byte const * source, std::byte * destination) const;
   void runSerial(std::byte const * source, std::byte * destination) const;
 
-  std::array<Loop, maximumRank>
-      loops_; // only the first loopCount_ are set: clearing 768 bytes would cost more than planning
-  size_t loopCount_ = 0;
-  size_t elementBytes_ = 0;
+  layout::LoopNest nest_;
+  size_t elementBytes_;
   uint64_t byteCount_ = 0;
-  uint64_t sourceOffset_ = 0;
-  uint64_t destinationOffset_ = 0;
   Kernel kernel_ = nullptr;
   bool streaming_ = false;
 };
