@@ -1,0 +1,5 @@
+%header %{
+#include "zarnik/views/CommonAncestorStatus.h"
+%}
+
+%include "zarnik/views/CommonAncestorStatus.h"

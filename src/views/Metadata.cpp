@@ -1,0 +1,13 @@
+#include "views/Metadata.h"
+
+#include "zarnik/metadata/MetadataNode.h"
+#include "zarnik/views/ImageView.h"
+
+namespace zarnik::python {
+
+std::shared_ptr<MetadataNode const> metadataOf(ImageView const & image) {
+  auto metadata = image.metadata();
+  return metadata && !image.support(ImageCapability::WRITE) ? metadata->clone() : metadata;
+}
+
+} // namespace zarnik::python

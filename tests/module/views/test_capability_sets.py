@@ -1,0 +1,130 @@
+"""The six capability sets: one family over a 64-bit mask."""
+
+import operator
+
+import _zarnik
+import pytest
+from support.expect import bad_argument, fails, no_overload
+from zarnik import _classes
+
+FLAGS = {
+    "ImageCapability": {"READ": 1, "WRITE": 2, "RESHAPE": 4, "MEMORY_ACCESS": 8, "READ_WRITE": 3},
+    "MultiImageCapability": {"READ": 1, "WRITE": 2, "READ_WRITE": 3},
+    "DataFrameCapability": {"READ": 1, "WRITE": 2, "RESHAPE": 4},
+    "StreamAccessCapability": {
+        **{"READ": 1, "WRITE": 2, "SEEK": 4, "MEMORY_ACCESS": 8},
+        **{"READ_WRITE": 3, "READ_SEEK": 5, "WRITE_SEEK": 6},
+    },
+    "RandomAccessCapability": {
+        **{"READ": 1, "WRITE": 2, "RESIZE": 4, "MEMORY_ACCESS": 8},
+        **{"READ_WRITE": 3, "WRITE_RESIZE": 6},
+    },
+    "ParallelAccessCapability": {
+        **{"THREAD_SAFE": 1, "PARALLEL_TILE_READ": 2, "PARALLEL_TILE_WRITE": 4},
+        **{"PARALLEL_READ": 8, "PARALLEL_WRITE": 16},
+    },
+}
+each_family = pytest.mark.parametrize("flag", FLAGS)
+
+
+class Family:
+    """The flat functions of one class, by method name."""
+
+    def __init__(self, flag):
+        self.name = f"{flag}Set"
+        self.cls = getattr(_classes, self.name)
+
+    def __getitem__(self, method):
+        return getattr(_zarnik, f"{self.name}_{method}")
+
+
+@each_family
+def test_flags_are_ints(flag):
+    installed = {name: value for name, value in vars(_zarnik).items() if name.startswith(f"{flag}_")}
+    assert installed == {f"{flag}_{name}": value for name, value in FLAGS[flag].items()}
+
+
+@each_family
+def test_sets_work_like_their_masks(flag):
+    family = Family(flag)
+    masks = [0, 1, 2, 3, 6, 12, 21, 2**31 - 1]
+    for left in masks:
+        for right in masks:
+            for operand in (right, family.cls(right)):
+                a = family.cls(left)
+                assert family["has"](a, operand) is ((left & right) == right)
+                assert family["__eq__"](a, operand) is (left == right)
+                assert family["__ne__"](a, operand) is (left != right)
+                for name in ("or", "and", "xor"):
+                    combined = family[f"__{name}__"](a, operand)
+                    assert type(combined) is family.cls
+                    assert combined.value() == getattr(operator, f"__{name}__")(left, right)
+                    assert a.value() == left
+                family["add"](a, operand)
+                assert a.value() == left | right
+                family["remove"](a, operand)
+                assert a.value() == left & ~right
+
+
+@each_family
+def test_in_place_operators_hand_over_the_set(flag):
+    family = Family(flag)
+    for name, expected in (("__ior__", 7), ("__iand__", 2), ("__ixor__", 5)):
+        first = family.cls(3)
+        second = family[name](first, 6)
+        assert int(second.this) == int(first.this)
+        assert (first.this.own(), second.this.own()) == (False, True)
+        assert second.value() == expected
+        del first
+        assert second.value() == expected
+
+
+@each_family
+def test_construction(flag):
+    family = Family(flag)
+    assert family.cls().value() == 0
+    assert family.cls(2**64 - 1).value() == 2**64 - 1
+    assert family.cls(-1).value() == 2**64 - 1  # no mask, so it is taken as a flag
+    original = family.cls(5)
+    copy = family.cls(original)
+    original.add(2)
+    assert copy.value() == 5
+    cls, new = f"zarnik::FlagSet< {flag} >::FlagSet", f"new_{family.name}"
+    text = no_overload(
+        new,
+        f"{cls}()",
+        f"{cls}(uint64_t)",
+        f"{cls}(zarnik::{flag})",
+        f"{cls}(zarnik::FlagSet< zarnik::{flag} > const &)",
+        f"{cls}(zarnik::FlagSet< zarnik::{flag} > &&)",
+    )
+    for bad in ("x", 1.0, None, 2**64, _classes.DataType()):
+        fails(TypeError, text, getattr(_zarnik, new), bad)
+    counted = f"{new} expected at most 1 arguments, got 2\nAdditional information:\n{text}"
+    fails(TypeError, counted, getattr(_zarnik, new), 1, 2)
+
+
+@each_family
+def test_operands_that_are_no_flags(flag):
+    family = Family(flag)
+    wanted = f"zarnik::FlagSet< zarnik::{flag} >"
+    other = _classes.DataType()
+    for method in ("has", "add", "remove", "__ior__", "__iand__", "__ixor__"):
+        for bad in ("x", 1.0, None, other, [1]):
+            bad_argument(TypeError, family[method], 2, wanted, family.cls(1), bad)
+        bad_argument(OverflowError, family[method], 2, wanted, family.cls(1), 2**31)
+    for method in ("__eq__", "__ne__", "__or__", "__and__", "__xor__"):
+        for bad in ("x", None, other):
+            assert family[method](family.cls(1), bad) is NotImplemented
+    assert family["has"](family.cls(2**64 - 1), -1) is True
+
+
+def test_free_operators_take_the_first_enumerations_for_ints():
+    assert type(getattr(_zarnik, "__or__")(0, 1)) is _classes.ImageType
+    for name, expected in (("__and__", 2), ("__xor__", 5)):
+        combined = getattr(_zarnik, name)(3, 6)
+        assert type(combined) is _classes.StreamAccessCapabilitySet
+        assert (combined.value(), combined.thisown) == (expected, True)
+    for name in ("__or__", "__and__", "__xor__"):
+        assert getattr(_zarnik, name)(1, "x") is NotImplemented
+        assert getattr(_zarnik, name).__doc__ is None
