@@ -12,9 +12,9 @@ import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 from numpy.testing import assert_array_equal
-from support.strided import DEFAULT_AXES, SHARED_DTYPES, axes_for, strided_arrays
 
 import zarnik
+from support.strided import DEFAULT_AXES, SHARED_DTYPES, axes_for, strided_arrays
 from zarnik import DataTypeId, ImageDimension, ImageType, VectorXu64
 
 NUMPY_ORDER = "TZYXC"
@@ -242,5 +242,5 @@ def test_image_types_are_sets_of_dimensions():
     assert (volume[0], volume[-1], len(volume), volume.dimension(1)) == (0, ImageDimension.SLICE, 3, 1)
     assert eval(repr(volume), vars(zarnik)) == pickle.loads(pickle.dumps(volume)) == volume
     zarnik.ImageTypeId.VOLUME.add(ImageDimension.CHANNEL)
-    assert zarnik.ImageTypeId.VOLUME == volume
+    assert volume == zarnik.ImageTypeId.VOLUME
     assert isinstance(VectorXu64([1]), VectorXu64)

@@ -1,0 +1,112 @@
+"""Image properties with keywords, and the enumerations."""
+
+from __future__ import annotations
+
+import copy
+import enum
+import pickle
+
+import numpy
+import pytest
+
+import _zarnik
+import zarnik
+from zarnik import (
+    ImageInfoProperty,
+    ImageInterpretation,
+    ImageProperties,
+    SpatialCalibrationProperty,
+    SpatialDirections,
+)
+
+
+def evaluated(value):
+    return eval(repr(value), dict(vars(zarnik)))
+
+
+DIRECTIONS = SpatialDirections(column=numpy.array([0, 1, 0], "f4"), row=(-1, 0, 0))
+CALIBRATION = SpatialCalibrationProperty(
+    origin=(1, 2, 3), spacing=numpy.full(3, 0.5, "f4"), directions=DIRECTIONS, unit="mm"
+)
+INFO = ImageInfoProperty(
+    axes="ZYX", dtype="u2", bit_depth=12, interpretation=ImageInterpretation.LABEL, value_range=(0, 9)
+)
+PROPERTIES = ImageProperties(calibration=CALIBRATION, image_info=INFO)
+
+
+def test_keywords_set_what_they_name_and_leave_the_rest():
+    assert DIRECTIONS.slice_direction() == (0, 0, 1)
+    assert (CALIBRATION.origin(), CALIBRATION.spacing(), CALIBRATION.unit()) == ((1, 2, 3), (0.5, 0.5, 0.5), "mm")
+    assert SpatialCalibrationProperty(unit="mm").spacing() == (1, 1, 1)
+    assert (INFO.bit_depth(), INFO.value_range(), INFO.alpha()) == (12, (0, 9), False)
+    assert INFO.interpretation() is ImageInterpretation.LABEL
+    assert INFO.axes_interpretation() == zarnik.ImageTypeId.VOLUME
+    assert ImageInfoProperty(dtype="u2").value_range() == (0, 65535)
+    assert ImageProperties(dtype="u2").calibration() == SpatialCalibrationProperty()
+    assert PROPERTIES.is_compatible_with((2, 3, 4), "u2")
+    assert not PROPERTIES.is_compatible_with((2, 3), "u2")
+    with pytest.raises(TypeError, match="needs dtype, or both bit_depth and value_range"):
+        ImageInfoProperty(bit_depth=3)
+    with pytest.raises(TypeError, match="needs image_info or dtype"):
+        ImageProperties()
+
+
+@pytest.mark.parametrize("value", [DIRECTIONS, CALIBRATION, INFO, PROPERTIES], ids=lambda value: type(value).__name__)
+def test_properties_are_values(value):
+    for twin in (evaluated(value), pickle.loads(pickle.dumps(value)), copy.copy(value), type(value)(value)):
+        assert type(twin) is type(value)
+        assert twin == value
+    with pytest.raises(TypeError, match="unhashable"):
+        hash(value)
+
+
+def test_parts_of_properties_are_copies():
+    properties = ImageProperties(PROPERTIES)
+    properties.calibration().set_unit("km")
+    assert properties.calibration().unit() == "mm"
+    changed = SpatialCalibrationProperty(properties.calibration(), unit="km")
+    properties.set_calibration(changed)
+    assert (properties.calibration().unit(), PROPERTIES.calibration().unit()) == ("km", "mm")
+    assert properties != PROPERTIES
+
+
+ENUMERATIONS = [value for value in vars(zarnik).values() if isinstance(value, type) and issubclass(value, enum.Enum)]
+
+
+def test_enumerations_are_those_of_the_module():
+    assert len(ENUMERATIONS) == 17
+    members = {
+        f"{family.__name__}_{name}": member for family in ENUMERATIONS for name, member in family.__members__.items()
+    }
+    families = tuple(f"{family.__name__}_" for family in ENUMERATIONS)
+    constants = {
+        name: value for name, value in vars(_zarnik).items() if name.startswith(families) and isinstance(value, int)
+    }
+    assert members == constants
+    assert all(isinstance(member, int) for member in members.values())
+
+
+def test_flags_combine_to_flags_and_dimensions_to_image_types():
+    capability = zarnik.ImageCapability
+    assert capability.READ | capability.WRITE is capability.READ_WRITE
+    assert zarnik.ImageCapabilitySet(capability.READ | capability.WRITE).value() == 3
+    assert pickle.loads(pickle.dumps(capability.READ)) is capability.READ
+    assert isinstance(zarnik.ImageDimension.COLUMN | zarnik.ImageDimension.ROW, zarnik.ImageType)
+
+
+def test_errors_are_exceptions():
+    assert issubclass(zarnik.InvalidArgument, zarnik.Error)
+    assert issubclass(zarnik.NotImplemented, zarnik.Error)
+    assert issubclass(zarnik.Error, Exception)
+    assert str(zarnik.Error("abc")) == "abc"
+    assert "NotImplemented" not in zarnik.__all__
+    with pytest.raises(zarnik.Error):
+        zarnik.VectorXu64([1]).at(5)
+
+
+def test_every_generated_class_and_constant_is_exported():
+    from zarnik import _classes
+
+    generated = {name for name, value in vars(_classes).items() if isinstance(value, (type, int)) and name[0] != "_"}
+    assert generated - {"NotImplemented"} <= set(zarnik.__all__)
+    assert zarnik.__version__ == _zarnik.Versioning_version_string()

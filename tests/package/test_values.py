@@ -1,0 +1,179 @@
+"""Vectors, regions, matrices and arrays as Python values, all instances of each family."""
+
+from __future__ import annotations
+
+import copy
+import operator
+import pickle
+
+import numpy
+import pytest
+from numpy.testing import assert_array_equal
+
+import zarnik
+from zarnik import ArrayXd, ArrayXu16, Matrix3d, Region3u64, RegionXu64, Vector2d, Vector3u8, VectorXi64, VectorXu64
+
+DTYPES = dict(
+    zip(("u8", "i8", "u16", "i16", "u32", "i32", "u64", "i64", "f", "d"), "u1 i1 u2 i2 u4 i4 u8 i8 f4 f8".split())
+)
+VECTORS = [(f"Vector{size}{suffix}", size, dtype) for size in "234X" for suffix, dtype in DTYPES.items()]
+
+
+def evaluated(value):
+    return eval(repr(value), dict(vars(zarnik)))
+
+
+def numbers(dtype: str, count: int) -> list:
+    if dtype[0] == "f":
+        return [float("inf"), -0.1, float(numpy.finfo(dtype).max), 2.0][:count]
+    limits = numpy.iinfo(dtype)
+    return [int(limits.max), int(limits.min), 1, 2][:count]
+
+
+@pytest.mark.parametrize(("name", "size", "dtype"), VECTORS)
+def test_vectors_are_sequences_of_their_components(name, size, dtype):
+    cls = getattr(zarnik, name)
+    values = numpy.array(numbers(dtype, 3 if size == "X" else int(size)), dtype)
+    components = values.tolist()
+    vector = cls(components)
+    assert list(vector) == components
+    assert [vector[i] for i in range(-len(vector), len(vector))] == components * 2
+    assert vector[1:] == tuple(components[1:])
+    for same in (components, tuple(components), values, cls(values), cls(vector)):
+        assert vector == same
+        assert (vector != same) is False
+    for other in (components[:-1], [*components[:-1], 3], "abc", None, 5, {}):
+        assert vector != other
+    array = numpy.asarray(vector)
+    assert array.dtype == values.dtype
+    assert_array_equal(array, values)
+    for twin in (evaluated(vector), pickle.loads(pickle.dumps(vector)), copy.copy(vector), copy.deepcopy(vector)):
+        assert type(twin) is cls
+        assert twin == vector
+        twin[0] = 1
+        assert twin[0] == 1 != vector[0]
+    with pytest.raises(TypeError, match="unhashable"):
+        hash(vector)
+    with pytest.raises(IndexError, match=f"index {len(vector)} is out of range for {name}"):
+        vector[len(vector)]
+    with pytest.raises(TypeError, match=f"{name} is made of"):
+        cls(["1"] * len(vector))
+    if size != "X":
+        with pytest.raises(ValueError, match=f"{name} has {size} components, got 1"):
+            cls([1])
+    if dtype[0] != "f":
+        with pytest.raises(OverflowError, match=f"out of the range of {values.dtype}"):
+            cls([*components[:-1], int(numpy.iinfo(dtype).max) + 1])
+
+
+@pytest.mark.parametrize(("cls", "dtype"), [(VectorXu64, "u8"), (VectorXi64, "i8")])
+def test_wide_integers_come_through_operators_whole(cls, dtype):
+    left, right = [2**40 + 1, 2**62, 7], [2**41, 3, 2**33]
+    vector, arrays = cls(left), (numpy.array(left, dtype), numpy.array(right, dtype))
+    for operation in (operator.add, operator.sub, operator.mul):
+        expected = operation(*arrays).tolist()
+        assert operation(vector, right) == operation(vector, cls(right)) == operation(vector, arrays[1]) == expected
+    assert vector.dot(right) == int(numpy.dot(*arrays))
+    assert (vector < right) is (left < right)
+    vector += right
+    assert vector == (arrays[0] + arrays[1]).tolist()
+    # What wraps around in narrow vectors does so in wide ones.
+    assert operator.add(cls([5]), [-1]) == [4]
+    assert vector != left
+
+
+def test_regions_are_pairs_of_origin_and_size():
+    for cls in (Region3u64, RegionXu64):
+        region = cls((1, 2, 2**40), numpy.array([3, 4, 5]))
+        origin, size = region
+        assert (origin, size) == ((1, 2, 2**40), (3, 4, 5)) == (region.origin, region.size)
+        assert region == ((1, 2, 2**40), (3, 4, 5)) == (region[0], region[-1])
+        assert region != ((1, 2, 0), (3, 4, 5))
+        assert region != ((1, 2), (3, 4))
+        assert region != 5
+        assert region.contains((3, 5, 2**40 + 4))
+        assert (0, 0, 0) not in region
+        assert cls(region) == region
+        assert_array_equal(numpy.asarray(region), [[1, 2, 2**40], [3, 4, 5]])
+        for twin in (evaluated(region), pickle.loads(pickle.dumps(region)), copy.copy(region)):
+            assert type(twin) is cls
+            assert twin == region
+        with pytest.raises(TypeError, match="unhashable"):
+            hash(region)
+    assert RegionXu64.create_full_region((2**40, 2)) == ((0, 0), (2**40, 2))
+    assert RegionXu64.from_index((2**40, 2)).get_origin() == (2**40, 2)
+
+
+@pytest.mark.parametrize("name", ["Matrix3f", "Matrix3d", "Matrix4f", "Matrix4d"])
+def test_matrices_have_rows_first_as_arrays_have(name):
+    cls, size = getattr(zarnik, name), int(name[6])
+    array = numpy.random.default_rng(1).normal(size=(size, size)).astype(DTYPES[name[7]])
+    matrix = cls(array)
+    assert_array_equal(numpy.asarray(matrix), array)
+    assert (len(matrix), matrix[1, 2], matrix.at(2, 1), matrix[-1]) == (
+        size,
+        array[1, 2],
+        array[1, 2],
+        tuple(array[-1]),
+    )
+    assert_array_equal(matrix[:, 1], array[:, 1])
+    assert matrix == array.tolist() == cls(array.tolist())
+    assert matrix != array.T
+    assert matrix != 5
+    numpy.testing.assert_allclose(numpy.asarray(matrix @ matrix), array @ array, rtol=1e-4, atol=1e-6)
+    vector = array[0].tolist()
+    numpy.testing.assert_allclose(list(matrix @ vector), array @ array[0], rtol=1e-4, atol=1e-6)
+    for twin in (evaluated(matrix), pickle.loads(pickle.dumps(matrix)), copy.copy(matrix)):
+        assert type(twin) is cls
+        assert twin == matrix
+        twin[0, 1] = 9
+        assert twin != matrix
+    with pytest.raises(ValueError, match=f"{name} has {size} rows"):
+        cls([[1, 2], [3, 4]])
+    with pytest.raises(TypeError, match="unhashable"):
+        hash(matrix)
+    with pytest.raises(IndexError):
+        matrix[0, size]
+
+
+@pytest.mark.parametrize("suffix", DTYPES)
+def test_arrays_share_their_memory_with_numpy(suffix):
+    cls = getattr(zarnik, f"ArrayX{suffix}")
+    source = numpy.arange(24).astype(DTYPES[suffix]).reshape(2, 3, 4)
+    for given in (source, source.T, source[:, ::2], source[::-1], numpy.asfortranarray(source)):
+        array = cls.from_numpy(given)
+        assert_array_equal(numpy.asarray(array), given)
+        assert numpy.asarray(array).dtype == given.dtype
+        assert array == given.tolist() == cls.from_sequence(given.tolist())
+        for twin in (evaluated(array), pickle.loads(pickle.dumps(array)), copy.copy(array)):
+            assert type(twin) is cls
+            assert twin == array
+            twin[0, -1, 0] = 99
+            assert twin != array
+        shared = array.to_numpy()
+        shared[1, 1, 1] = 77
+        assert array[1, 1, 1] == array.at((1, 1, 1)) == 77
+        assert (len(array), [row.shape for row in array]) == (given.shape[0], [given.shape[1:]] * given.shape[0])
+        assert not numpy.shares_memory(numpy.array(array, copy=True), shared)
+    with pytest.raises(TypeError, match="unhashable"):
+        hash(array)
+
+
+def test_arrays_refuse_what_they_cannot_hold():
+    with pytest.raises(TypeError, match="ArrayXu16 cannot hold elements of dtype int16: its own is uint16"):
+        ArrayXu16.from_numpy(numpy.zeros(3, "i2"))
+    with pytest.raises(TypeError, match="dtype bool: allowed are"):
+        ArrayXu16.from_numpy(numpy.zeros(3, bool))
+    with pytest.raises(TypeError, match="got list"):
+        ArrayXu16.from_numpy([1])
+    empty = ArrayXd.from_sequence([], (0, 3))
+    assert numpy.asarray(evaluated(empty)).shape == (0, 3)
+    assert repr(ArrayXd.from_numpy(numpy.zeros((40, 40)))) == "<zarnik.ArrayXd of shape (40, 40)>"
+
+
+def test_reprs_stay_readable():
+    assert repr(Vector3u8((1, 2, 3))) == "Vector3u8((1, 2, 3))"
+    assert repr(Vector2d((float("nan"), -float("inf")))) == "Vector2d((float('nan'), float('-inf')))"
+    assert repr(RegionXu64((0, 1), (2, 3))) == "RegionXu64((0, 1), (2, 3))"
+    assert repr(Matrix3d.identity()) == "Matrix3d(((1.0, 0.0, 0.0), (0.0, 1.0, 0.0), (0.0, 0.0, 1.0)))"
+    assert repr(ArrayXu16.from_sequence([[1, 2]])) == "ArrayXu16.from_sequence(((1, 2),))"

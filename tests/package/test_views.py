@@ -1,0 +1,215 @@
+"""Image views: reading and writing by index, region and key, against the same on an array."""
+
+from __future__ import annotations
+
+import warnings
+
+import numpy
+import pytest
+from hypothesis import assume, given
+from hypothesis import strategies as st
+from numpy.testing import assert_array_equal
+
+import zarnik
+from support.strided import axes_for, strided_arrays
+from zarnik import DataTypeId, ImageCapability, ImageCapabilitySet, ImageInterpretation, RegionXu64
+
+LIBRARY_ORDER = "XYZCT"
+
+
+def canonical(array: numpy.ndarray, axes: str) -> numpy.ndarray:
+    """Show an array with the axes of the library's shapes."""
+    return array.transpose([axes.index(letter) for letter in LIBRARY_ORDER if letter in axes])
+
+
+@st.composite
+def regions_within(draw, shape):
+    origin = [draw(st.integers(0, size)) for size in shape]
+    return origin, [draw(st.integers(0, size - start)) for size, start in zip(shape, origin)]
+
+
+@st.composite
+def keys_for(draw, shape):
+    """Draw integers, slices with any steps and an ellipsis."""
+    key = []
+    for size in shape[: draw(st.integers(0, len(shape)))]:
+        bounds = st.none() | st.integers(-size - 1, size + 1)
+        step = st.none() | st.integers(-3, 3).filter(bool)
+        one = st.builds(slice, bounds, bounds, step)
+        key.append(draw(one | st.integers(-size, size - 1) if size else one))
+    if len(key) == len(shape) and draw(st.booleans()):
+        key.insert(draw(st.integers(0, len(key))), ...)
+    elif draw(st.booleans()):
+        key.append(...)
+    return key[0] if len(key) == 1 and draw(st.booleans()) else tuple(key)
+
+
+@given(array=strided_arrays(), data=st.data())
+def test_a_region_is_the_same_part_of_the_array(array, data):
+    axes = data.draw(axes_for(array.ndim))
+    image = zarnik.from_numpy(array, axes=axes)
+    in_library_order = canonical(array, axes)
+    origin, size = data.draw(regions_within(in_library_order.shape))
+    part = in_library_order[tuple(slice(first, first + count) for first, count in zip(origin, size))]
+    letters = [letter for letter in LIBRARY_ORDER if letter in axes]
+    expected = part.transpose([letters.index(letter) for letter in image.axes])
+
+    assert_array_equal(image.read_region(RegionXu64(origin, size)), expected)
+    out = data.draw(st.sampled_from([numpy.empty, numpy.zeros]))(expected.shape[::-1], array.dtype).T
+    assert image.read_region((origin, size), out=out) is out
+    assert_array_equal(out, expected)
+
+    if 0 not in array.strides:
+        replacement = (numpy.arange(expected.size) % 100 + 1).reshape(expected.shape).astype(array.dtype)
+        before = array.copy()
+        image.write_region((origin, size), replacement)
+        assert_array_equal(image.read_region((origin, size)), replacement)
+        image.write_region((origin, size), expected * 0 + out)
+        assert_array_equal(array, before)
+
+
+@given(array=strided_arrays(), data=st.data())
+def test_a_key_selects_what_it_selects_of_an_array(array, data):
+    image = zarnik.from_numpy(array)
+    key = data.draw(keys_for(array.shape))
+    expected = array[key]
+    found = image[key]
+    assert_array_equal(found, expected)
+    assert numpy.shape(found) == numpy.shape(expected)
+    assert found.dtype == array.dtype
+    assert not numpy.shares_memory(found, array)
+
+    assume(0 not in array.strides)
+    changed = array.copy()
+    changed[key] = 3
+    image[key] = 3
+    assert_array_equal(array, changed)
+    values = (numpy.arange(numpy.size(expected)) % 90).reshape(numpy.shape(expected)).astype("u1")
+    changed[key] = values
+    image[key] = values
+    assert_array_equal(array, changed)
+
+
+@given(data=st.data())
+def test_vector_pixels_are_selected_with_their_components(data):
+    image = zarnik.ImageViewFactory.allocate([4, 3, 2], zarnik.DataType(DataTypeId.VEC3_UINT16))
+    image.set_axes_interpretation("YXT")
+    array = numpy.arange(72, dtype="u2").reshape(2, 3, 4, 3)
+    image.write_region(None, array)
+    assert (image.axes, image.shape, image.dtype) == ("TYXC", array.shape, array.dtype)
+    assert_array_equal(image.read((3, 2, 1)), array[1, 2, 3])
+    key = data.draw(keys_for(array.shape))
+    assert_array_equal(image[key], array[key])
+    array[key] = 7
+    image[key] = 7
+    assert_array_equal(image.to_numpy(), array)
+
+
+def test_single_elements_convert_as_in_an_array():
+    array = numpy.zeros((2, 3), "u2")
+    image = zarnik.from_numpy(array)
+    for value in (5, 5.0, numpy.int64(5), numpy.float32(5), numpy.array(5)):
+        array[...] = 0
+        image.write((2, 1), value)
+        assert array[1, 2] == 5 == image.read([2, 1]) == image.read(numpy.array([2, 1]))
+    assert isinstance(image.read((0, 0)), numpy.uint16)
+    assert image[1, 2].dtype == numpy.uint16
+    image[0] = [1, 2, 3]
+    assert array[0].tolist() == [1, 2, 3]
+    image.write_region(((0, 0), (3, 2)), numpy.array([[1], [2]]))
+    assert array.tolist() == [[1, 1, 1], [2, 2, 2]]
+    with pytest.raises(ValueError, match="broadcast"):
+        image.write_region(((0, 0), (2, 2)), [1, 2, 3])
+    with pytest.raises(ValueError, match=r"invalid literal|could not convert"):
+        image.write((0, 0), "x")
+
+
+@pytest.mark.parametrize(
+    ("use", "error", "text"),
+    [
+        (lambda image: image.read((4, 0)), IndexError, r"index \(4, 0\) is outside of an image of shape \(4, 3\)"),
+        (lambda image: image.read((-1, 0)), IndexError, r"index \(-1, 0\)"),
+        (lambda image: image.read((1,)), IndexError, r"index \(1,\)"),
+        (lambda image: image.write((0, 3), 1), IndexError, r"index \(0, 3\)"),
+        (lambda image: image.read_region(((3, 0), (2, 1))), zarnik.InvalidArgument, r"\(3, 0\) \+ size \(2, 1\)"),
+        (lambda image: image.read_region(((2**63, 0), (2**63, 1))), zarnik.Error, "exceeds image shape"),
+        (lambda image: image.write_region(((0,), (1,)), 0), zarnik.Error, "exceeds image shape"),
+        (lambda image: image[3], IndexError, "index 3 is out of bounds for axis 0 with size 3"),
+        (lambda image: image[0, 0, 0], IndexError, "too many indices for an image of 2 axes"),
+        (lambda image: image[..., ...], IndexError, "2 ellipses"),
+        (lambda image: image[[0, 1]], TypeError, r"integers, slices and '...', got \[0, 1\]: to_numpy"),
+        (lambda image: image[True], TypeError, "got True"),
+        (lambda image: image[None], TypeError, "got None"),
+        (lambda image: image["a"], TypeError, "got 'a'"),
+        (lambda image: image.read_region(out=numpy.zeros((3, 3), "u1")), ValueError, r"out has shape \(3, 3\)"),
+        (lambda image: image.read_region(out=numpy.zeros((3, 4), "i1")), ValueError, "dtype int8"),
+        (lambda image: image.read_region(out=bytearray(12)), TypeError, "got bytearray"),
+    ],
+)
+def test_what_does_not_fit_is_refused_and_changes_nothing(use, error, text):
+    array = numpy.ones((3, 4), "u1")
+    with pytest.raises(error, match=text):
+        use(zarnik.from_numpy(array))
+    assert numpy.all(array == 1)
+
+
+def test_calibration_takes_numbers_of_every_kind():
+    image = zarnik.from_numpy(numpy.zeros((2, 3, 4), "i2"))
+    for spacing in ((2, 2, 2.5), numpy.array([2, 2, 2.5], "f4"), [numpy.float32(2), numpy.int64(2), 2.5]):
+        image.set_spatial_spacing((1, 1, 1))
+        image.set_spatial_spacing(spacing)
+        assert image.get_spatial_spacing() == (2, 2, 2.5)
+    image.set_spatial_unit("mm")
+    assert repr(image) == "<zarnik.ImageView ZYX (2, 3, 4) int16, spacing (2, 2, 2.5) mm>"
+    image.set_image_interpretation(ImageInterpretation.LABEL)
+    assert image.get_image_interpretation() is ImageInterpretation.LABEL
+    assert image.properties.image_info().interpretation() is ImageInterpretation.LABEL
+    properties = zarnik.ImageProperties(image.properties)
+    properties.set_calibration(zarnik.SpatialCalibrationProperty(properties.calibration(), unit="um"))
+    assert image.get_spatial_unit() == "mm"
+    image.properties = properties
+    assert image.get_spatial_unit() == "um"
+
+
+def test_metadata_of_an_image_is_shown_but_not_lent():
+    image = zarnik.from_numpy(numpy.zeros((2, 3)))
+    assert image.metadata is None
+    tree = {"scanner": {"name": "Z1", "field": 3.0}}
+    image.metadata = tree
+    assert image.metadata.to_dict() == tree
+    assert not hasattr(image.metadata, "add_child")
+    assert not hasattr(image.metadata["scanner"], "add_child")
+    image.metadata = None
+    assert image.metadata is None
+
+
+def test_capabilities_are_printed_and_enforced():
+    image = zarnik.from_numpy(numpy.zeros((2, 3)))
+    capabilities = image.get_capabilities()
+    assert str(capabilities) == "READ | WRITE | MEMORY_ACCESS"
+    assert list(capabilities) == [ImageCapability.READ, ImageCapability.WRITE, ImageCapability.MEMORY_ACCESS]
+    assert eval(repr(capabilities), vars(zarnik)) == capabilities
+    assert ImageCapability.READ_WRITE in capabilities
+    assert ImageCapability.RESHAPE not in capabilities
+    assert str(ImageCapabilitySet(0x44)) == "RESHAPE | 0x40"
+    assert (str(ImageCapabilitySet()), len(ImageCapabilitySet()), bool(ImageCapabilitySet())) == ("none", 0, False)
+    assert eval(repr(ImageCapabilitySet(0x44)), vars(zarnik)) == ImageCapabilitySet(0x44)
+    with pytest.raises(zarnik.Error, match="RESHAPE"):
+        image.reshape((3, 3), "u1")
+    write_only = zarnik.ImageViewProvider.to_write_only(image)
+    with pytest.raises(zarnik.Error, match="READ"):
+        write_only.read((0, 0))
+    write_only[:, :] = 4
+    assert numpy.all(image.read() == 4)
+
+    memory = zarnik.ImageViewFactory.allocate([2, 2], zarnik.DataType("u1"))
+    memory.reshape([2**33, 0], "f4")
+    assert (tuple(memory.get_shape()), memory.dtype) == ((2**33, 0), numpy.float32)
+
+
+def test_no_warnings_and_no_surprises_in_use():
+    with warnings.catch_warnings():
+        warnings.simplefilter("error")
+        image = zarnik.from_numpy(numpy.zeros((2, 3)))
+        assert [row.shape for row in image] == [(3,), (3,)]
+        assert str(image)
