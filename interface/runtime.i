@@ -15,6 +15,8 @@ void *wrappedPointer(PyObject *object, swig_type_info *type) {
   return SWIG_IsOK(SWIG_ConvertPtr(object, &pointer, type, 0)) ? pointer : nullptr;
 }
 
+bool isWrapped(PyObject *object) { return SWIG_Python_GetSwigThis(object) != nullptr; }
+
 PyObject *wrapOwned(void *pointer, swig_type_info *type) { return SWIG_NewPointerObj(pointer, type, SWIG_POINTER_OWN); }
 
 void raiseWrapped(PyObject *object, swig_type_info *type) { SWIG_Python_Raise(object, "", type); }

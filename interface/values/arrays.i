@@ -21,6 +21,22 @@
   $1 = zarnik::python::isVector($input, $descriptor(zarnik::VectorXu64 *));
 }
 
+// The second argument, for the message, is the wrapper's own name.
+%typemap(in, noblock=1) (PyObject *array, char const *wrapper) {
+  $1 = $input;
+  $2 = const_cast<char *>("$symname");
+}
+%typemap(doctype) (PyObject *array, char const *wrapper) "numpy.ndarray"
+// It may raise Python errors of its own.
+%exception zarnik::ArrayX::fromNumpy {
+  try {
+    $action
+  } catch (...) {
+    zarnik::python::translateException();
+    SWIG_fail;
+  }
+  if (!result) SWIG_fail;
+}
 %newobject zarnik::ArrayX::fromNumpy;
 %extend zarnik::ArrayX {
   %rename(_to_numpy) toNumpy;
@@ -39,7 +55,9 @@
   /// \throws TypeError If the argument is no Numpy array.
   /// \throws ValueError If the array has another element type, or is not contiguous.
   /// \throws Error If the element type is none of those of the ArrayX classes.
-  static zarnik::ArrayX<T> *fromNumpy(PyObject *array) { return zarnik::python::fromNumpy<T>(array); }
+  static zarnik::ArrayX<T> *fromNumpy(PyObject *array, char const *wrapper) {
+    return zarnik::python::fromNumpy<T>(array, wrapper);
+  }
 }
 
 %include "zarnik/values/ArrayX.h"

@@ -3,9 +3,13 @@
 %}
 
 %include "zarnik/values/Matrix.h"
-%template(Matrix3f) zarnik::Matrix<float, 3>;
-%template(Matrix3d) zarnik::Matrix<double, 3>;
-%template(Matrix4f) zarnik::Matrix<float, 4>;
-%template(Matrix4d) zarnik::Matrix<double, 4>;
+%define %matrix(NAME, TYPE, SIZE)
+%handed_over_result(zarnik::Matrix<TYPE, SIZE>)
+%template(NAME) zarnik::Matrix<TYPE, SIZE>;
+%enddef
+%matrix(Matrix3f, float, 3)
+%matrix(Matrix3d, double, 3)
+%matrix(Matrix4f, float, 4)
+%matrix(Matrix4d, double, 4)
 
 %include "zarnik/values/TransformMatrixFactory.h"

@@ -25,14 +25,25 @@ MACRO(double, d)
 }
 %enddef
 
+// In-place operators return their object itself.
+%define %handed_over_result(TYPE...)
+%typemap(out, noblock=1) TYPE & {
+  $result = zarnik::python::handOver(swig_obj[0], $1, $descriptor(TYPE *));
+}
+%enddef
+
 %define %declare_vectors(TYPE, SUFFIX)
 %vector_argument(zarnik::Vector<TYPE, 2>)
 %vector_argument(zarnik::Vector<TYPE, 3>)
 %vector_argument(zarnik::Vector<TYPE, 4>)
 %vector_argument(zarnik::VectorX<TYPE>)
 %copied_result(zarnik::Vector<TYPE, 2>)
+%handed_over_result(zarnik::Vector<TYPE, 2>)
 %copied_result(zarnik::Vector<TYPE, 3>)
+%handed_over_result(zarnik::Vector<TYPE, 3>)
 %copied_result(zarnik::Vector<TYPE, 4>)
+%handed_over_result(zarnik::Vector<TYPE, 4>)
 %copied_result(zarnik::VectorX<TYPE>)
+%handed_over_result(zarnik::VectorX<TYPE>)
 %enddef
 %for_each_element_type(%declare_vectors)

@@ -4,6 +4,14 @@
 %feature("noautodoc", "1") zarnik::operator&;
 %feature("noautodoc", "1") zarnik::operator^;
 
+// Vectors may be sequences, too: one of another class is left to the overload of its own.
+%define %operand_of_own_class(VECTOR...)
+%typemap(typecheck, noblock=1, precedence=SWIG_TYPECHECK_POINTER) VECTOR const & operand {
+  $1 = zarnik::python::wrappedPointer($input, $descriptor(VECTOR *)) ||
+       (!zarnik::python::isWrapped($input) && zarnik::python::isVector($input, $descriptor(VECTOR *)));
+}
+%enddef
+
 // The header writes the name of the run-time sized vector before the generator knows it. Only a vector of that class
 // is meant here, so that a sequence is taken by the copying constructor, which looks at its length.
 %define %run_time_vector_argument(TYPE, COUNT)
@@ -18,17 +26,21 @@
 
 %define %vector2(TYPE, SUFFIX)
 %run_time_vector_argument(TYPE, 2)
+%operand_of_own_class(zarnik::Vector<TYPE, 2>)
 %template(Vector2 ## SUFFIX) zarnik::Vector<TYPE, 2>;
 %enddef
 %define %vector3(TYPE, SUFFIX)
 %run_time_vector_argument(TYPE, 3)
+%operand_of_own_class(zarnik::Vector<TYPE, 3>)
 %template(Vector3 ## SUFFIX) zarnik::Vector<TYPE, 3>;
 %enddef
 %define %vector4(TYPE, SUFFIX)
 %run_time_vector_argument(TYPE, 4)
+%operand_of_own_class(zarnik::Vector<TYPE, 4>)
 %template(Vector4 ## SUFFIX) zarnik::Vector<TYPE, 4>;
 %enddef
 %define %vectorX(TYPE, SUFFIX)
+%operand_of_own_class(zarnik::VectorX<TYPE>)
 %template(VectorX ## SUFFIX) zarnik::VectorX<TYPE>;
 %enddef
 

@@ -17,6 +17,9 @@ namespace zarnik::python {
 /// The pointer held by a wrapped object of the given type or one derived from it; null when it is no such object.
 void * wrappedPointer(PyObject * object, swig_type_info * type);
 
+/// Whether the object is a wrapped one, of any type.
+bool isWrapped(PyObject * object);
+
 /// A wrapped object of the given type, owning its pointer, as an instance of the registered class if there is one.
 PyObject * wrapOwned(void * pointer, swig_type_info * type);
 

@@ -1,5 +1,6 @@
 #include "values/ArrayConversions.h"
 
+#include "module/Conversions.h"
 #include "module/NumpyApi.h"
 #include "module/Reference.h"
 #include "numpy/NumpyTypes.h"
@@ -31,7 +32,17 @@ template <typename T> PyObject * toNumpy(ArrayX<T> & array, PyObject * owner) {
   return result.release();
 }
 
-template <typename T> ArrayX<T> * fromNumpy(PyObject * object) {
+namespace {
+void failLate(char const * text, char const * wrapper) {
+  PyErr_SetString(PyExc_ValueError, text);
+  HeldError held;
+  held.take();
+  PyObject * noResult = nullptr;
+  held.settle(noResult, wrapper);
+}
+} // namespace
+
+template <typename T> ArrayX<T> * fromNumpy(PyObject * object, char const * wrapper) {
   if (!PyArray_Check(object)) {
     PyErr_Format(PyExc_TypeError, "a numpy array is needed, not %R", Py_TYPE(object));
     return nullptr;
@@ -46,13 +57,13 @@ template <typename T> ArrayX<T> * fromNumpy(PyObject * object) {
   if (PyArray_ISBYTESWAPPED(source))
     throw Error("Unsupported numpy data type");
   if (type != DataType(dataTypeIdOf<T>)) {
-    PyErr_SetString(PyExc_ValueError, "numpy array data type do not match");
-    return new ArrayX<T>(shape);
+    failLate("numpy array data type do not match", wrapper);
+    return nullptr;
   }
   auto const isC = PyArray_IS_C_CONTIGUOUS(source);
   if (!isC && !PyArray_IS_F_CONTIGUOUS(source)) {
-    PyErr_SetString(PyExc_ValueError, "numpy array has unsupported flags");
-    return new ArrayX<T>(shape);
+    failLate("numpy array has unsupported flags", wrapper);
+    return nullptr;
   }
   auto result = std::make_unique<ArrayX<T>>(Indexer(shape, type, isC ? MemoryLayout::C : MemoryLayout::FORTRAN));
   if (auto const count = result->indexer().elementCount(); count != 0)
@@ -62,7 +73,7 @@ template <typename T> ArrayX<T> * fromNumpy(PyObject * object) {
 
 #define ZARNIK_ARRAYS(type, suffix)                                                                                    \
   template PyObject * toNumpy(ArrayX<type> &, PyObject *);                                                             \
-  template ArrayX<type> * fromNumpy(PyObject *);
+  template ArrayX<type> * fromNumpy(PyObject *, char const *);
 ZARNIK_FOR_EACH_ELEMENT_TYPE(ZARNIK_ARRAYS)
 
 } // namespace zarnik::python

@@ -10,16 +10,15 @@ namespace zarnik::python {
 /// Null with an error pending when NumPy refuses, such as for too many dimensions.
 template <typename T> PyObject * toNumpy(ArrayX<T> & array, PyObject * owner);
 
-/// A copy of a contiguous NumPy array.
-/// An array of another element type or without contiguity sets ValueError and still gives an array of its shape:
-/// the interpreter reports the pending error when the call returns.
+/// A copy of a contiguous NumPy array. Null with an error pending: TypeError when the object is no NumPy array, and
+/// SystemError caused by ValueError, as callers know it, for an array of another element type or not contiguous.
+/// \param wrapper name of the Python function, for the message
 /// \throws Error "Unsupported numpy data type" for element types that no array class has
-/// Null with TypeError pending when the object is no NumPy array.
-template <typename T> ArrayX<T> * fromNumpy(PyObject * object);
+template <typename T> ArrayX<T> * fromNumpy(PyObject * object, char const * wrapper);
 
 #define ZARNIK_ARRAYS(type, suffix)                                                                                    \
   extern template PyObject * toNumpy(ArrayX<type> &, PyObject *);                                                      \
-  extern template ArrayX<type> * fromNumpy(PyObject *);
+  extern template ArrayX<type> * fromNumpy(PyObject *, char const *);
 ZARNIK_FOR_EACH_ELEMENT_TYPE(ZARNIK_ARRAYS)
 #undef ZARNIK_ARRAYS
 

@@ -13,17 +13,14 @@
 namespace zarnik {
 namespace {
 
-__extension__ typedef __int128 Wide;
+__extension__ typedef unsigned __int128 Wide;
 
-// What the element type has room for: exact integer arithmetic, reduced modulo 2^bits afterwards.
+// What the element type has room for: arithmetic in 128 bits, of which the lowest are kept.
 template <typename T, typename Operation> T expected(T a, T b, Operation operation) {
-  if constexpr (std::is_floating_point_v<T>) {
+  if constexpr (std::is_floating_point_v<T>)
     return operation(a, b);
-  } else {
-    auto const range = Wide{1} << (8 * sizeof(T));
-    auto rest = ((operation(Wide{a}, Wide{b}) % range) + range) % range;
-    return static_cast<T>(std::is_signed_v<T> && rest >= range / 2 ? rest - range : rest);
-  }
+  else
+    return static_cast<T>(operation(static_cast<Wide>(a), static_cast<Wide>(b)));
 }
 
 auto const ADD = [](auto a, auto b) { return a + b; };

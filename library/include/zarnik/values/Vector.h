@@ -191,7 +191,7 @@ public:
   bool operator>=(Vector<T, N> const & other) const;
 
   // Return the product of a scalar and a vector.
-  friend Vector<T, N> operator*(ValueType scalar, Vector<T, N> const & vector) { return vector * scalar; }
+  friend Vector<T, N> operator*(ValueType scalar, Vector<T, N> const & operand) { return operand * scalar; }
 
 private:
   T components_[N] = {};

@@ -233,7 +233,7 @@ public:
   bool operator>=(VectorX<T> const & other) const;
 
   // Return the product of a scalar and a vector.
-  friend VectorX<T> operator*(ValueType scalar, VectorX<T> const & vector) { return vector * scalar; }
+  friend VectorX<T> operator*(ValueType scalar, VectorX<T> const & operand) { return operand * scalar; }
 
 private:
 #ifndef SWIG

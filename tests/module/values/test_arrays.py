@@ -1,0 +1,200 @@
+"""The ten array classes and their two ways to NumPy."""
+
+import gc
+import sys
+
+import numpy
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, no_overload, null_reference
+from support.values import ELEMENTS, components, vector
+from zarnik import _classes
+
+NAMES = {f"ArrayX{suffix}": (*element, suffix) for suffix, element in ELEMENTS.items()}
+ENTRIES = (
+    "new_{0} {0}_dimension_count {0}_shape {0}_indexer {0}_at {0}_set_at {0}_reshape {0}_to_string {0}___eq__ "
+    "{0}___ne__ {0}__to_numpy {0}_from_numpy delete_{0} {0}_swigregister {0}_swiginit"
+).split()
+ALL = pytest.mark.parametrize("name", NAMES)
+
+
+def test_entries_in_order():
+    expected = [entry.format(name) for name in NAMES for entry in ENTRIES]
+    ours = set(expected)
+    assert [name for name in vars(_zarnik) if name in ours] == expected
+
+
+def call(name, method, *arguments):
+    return getattr(_zarnik, f"{name}_{method}")(*arguments)
+
+
+def shape_of(name, array):
+    return components("VectorXu64", call(name, "shape", array))
+
+
+def layout_of(name, array):
+    return components("VectorXu64", _zarnik.Indexer_layout(call(name, "indexer", array)))
+
+
+def numbers(name, shape, order="C"):
+    """Values of the element type, its limits among them."""
+    dtype = NAMES[name][1]
+    values = numpy.arange(numpy.prod(shape, dtype=int)).astype(dtype).reshape(shape)
+    if values.size > 1:
+        limits = numpy.iinfo(dtype) if numpy.issubdtype(dtype, numpy.integer) else numpy.finfo(dtype)
+        values.flat[0], values.flat[-1] = limits.min, limits.max
+    return numpy.asarray(values, order=order)
+
+
+@ALL
+@pytest.mark.parametrize("order", "CF")
+@pytest.mark.parametrize("shape", [(2, 3), (4,), (2, 3, 4), (1, 5, 1), (0, 3), (), (2, 1, 2, 1, 2, 1, 2)])
+def test_round_trip_keeps_values_and_layout(name, order, shape):
+    source = numbers(name, shape, order)
+    array = call(name, "from_numpy", source)
+    assert tuple(shape_of(name, array)) == shape
+    assert call(name, "dimension_count", array) == len(shape)
+    expected = list(range(len(shape)))
+    assert layout_of(name, array) == (expected[::-1] if source.flags.c_contiguous else expected)
+    for index in numpy.ndindex(shape):
+        assert call(name, "at", array, index) == source[index]
+    back = call(name, "_to_numpy", array, array)
+    assert back.dtype == source.dtype
+    assert numpy.array_equal(back, source)
+    if source.size:
+        assert back.strides == source.strides or 1 in shape
+    source.fill(1)
+    assert numpy.array_equal(back, numbers(name, shape, order)), "from_numpy copies"
+
+
+@ALL
+def test_to_numpy_shares_and_keeps_its_owner(name):
+    array = getattr(_zarnik, f"new_{name}")([2, 3])
+    owner = [array]
+    references = sys.getrefcount(owner)
+    first = call(name, "_to_numpy", array, owner)
+    second = call(name, "_to_numpy", array, owner)
+    added = sys.getrefcount(owner) - references
+    assert added == 2
+    assert first.base is owner
+    assert first.flags.f_contiguous and first.flags.aligned and first.flags.writeable
+    first[1, 2] = 7
+    assert call(name, "at", array, [1, 2]) == 7 == second[1, 2]
+    call(name, "set_at", array, [0, 1], 5)
+    assert second[0, 1] == 5
+    del second
+    added = sys.getrefcount(owner) - references
+    assert added == 1
+    del owner, array
+    gc.collect()
+    assert first[1, 2] == 7, "the owner keeps the memory"
+
+
+@ALL
+def test_from_numpy_refuses(name):
+    dtype = NAMES[name][1]
+    from_numpy = getattr(_zarnik, f"{name}_from_numpy")
+    other = numpy.zeros(3, numpy.float32 if dtype is not numpy.float32 else numpy.float64)
+    for array, text in (
+        (other, "numpy array data type do not match"),
+        (numbers(name, (4, 4))[:, ::2], "numpy array has unsupported flags"),
+        (numbers(name, (4,))[::-1], "numpy array has unsupported flags"),
+    ):
+        with pytest.raises(SystemError, match=f"{name}_from_numpy> returned a result with an exception set") as caught:
+            from_numpy(array)
+        assert type(caught.value.__cause__) is ValueError
+        assert str(caught.value.__cause__) == text
+    # Each kind and size has one type number: on this platform those of long long stand for nothing.
+    swapped = numpy.zeros(3, numpy.dtype(dtype).newbyteorder()) if numpy.dtype(dtype).itemsize > 1 else numpy.zeros(3, "?")
+    for array in (numpy.zeros(3, bool), numpy.zeros(3, complex), numpy.zeros(3, "U1"), numpy.zeros(3, "q"), swapped):
+        with pytest.raises(_classes.Error, match="^Unsupported numpy data type$"):
+            from_numpy(array)
+    for value in ([1, 2], None, 5, b"ab"):
+        with pytest.raises(TypeError, match="a numpy array is needed, not <class"):
+            from_numpy(value)
+
+
+def test_a_strided_layout_is_shown_as_it_is():
+    indexer = _zarnik.new_Indexer([2, 3], _zarnik.DataTypeId_INT32, [4, 16])
+    array = _zarnik.new_ArrayXi32(indexer)
+    for index in numpy.ndindex(2, 3):
+        _zarnik.ArrayXi32_set_at(array, index, sum(index))
+    shown = _zarnik.ArrayXi32__to_numpy(array, array)
+    assert shown.strides == (4, 16)
+    assert shown.tolist() == [[0, 1, 2], [1, 2, 3]]
+    plain = _zarnik.ArrayXi32_from_numpy(numpy.array(shown))
+    assert _zarnik.ArrayXi32___eq__(array, plain) is True
+    _zarnik.ArrayXi32_set_at(plain, [0, 0], 9)
+    assert _zarnik.ArrayXi32___ne__(array, plain) is True
+    with pytest.raises(_classes.Error, match="cannot be reshaped"):
+        _zarnik.ArrayXi32_reshape(array, [6])
+    for strides, dtype in (([-4, 16], "INT32"), ([4, 16], "UINT32"), ([2, 16], "INT32")):
+        with pytest.raises(_classes.Error):
+            wrapped = vector("VectorXu64", numpy.array(strides, numpy.int64).view(numpy.uint64))
+            dtype = getattr(_zarnik, f"DataTypeId_{dtype}")
+            _zarnik.new_ArrayXi32(_zarnik.new_Indexer([2, 3], dtype, wrapped))
+
+
+@ALL
+def test_construction(name):
+    new = getattr(_zarnik, f"new_{name}")
+    array = new([2, 3])
+    assert numpy.array_equal(call(name, "_to_numpy", array, array), numpy.zeros((2, 3)))
+    assert layout_of(name, array) == [0, 1]
+    call(name, "set_at", array, [1, 1], 1)
+    for same in (new(array), getattr(_classes, name)(array)):
+        assert call(name, "__eq__", array, same) is True
+    copy = new(array)
+    call(name, "set_at", array, [1, 1], 0)
+    assert call(name, "at", copy, [1, 1]) == 1
+    assert array.own() and copy.own()
+    call(name, "reshape", array, [3, 2])
+    assert shape_of(name, array) == [3, 2]
+    assert call(name, "to_string", new([2, 2])) == "((0, 0), (0, 0))"
+
+
+@ALL
+def test_what_cannot_be(name):
+    new = getattr(_zarnik, f"new_{name}")
+    array = new([2, 3])
+    for index in ([2, 0], [0, 3], [0], [0, 0, 0], []):
+        for arguments in (("at", array, index), ("set_at", array, index, 1)):
+            with pytest.raises(_classes.Error, match="is outside of shape|differ in number"):
+                call(name, *arguments)
+    with pytest.raises(_classes.Error, match="an array of 6 elements cannot take shape"):
+        call(name, "reshape", array, [4])
+    big = vector("VectorXu64", [2**33, 2**32])
+    with pytest.raises(_classes.Error, match="do not fit 64 bits|allowed are up to"):
+        new(big)
+    with pytest.raises(_classes.Error, match="cannot allocate [0-9]+ bytes for an array"):
+        new(vector("VectorXu64", [2**40, 2**18]))
+
+
+@ALL
+def test_messages(name):
+    element = NAMES[name][0]
+    cpp = f"zarnik::ArrayX< {element} >"
+    operands = "zarnik::VectorXu64 const &", "Indexer const &", f"{cpp} const &", f"{cpp} &&"
+    text = no_overload(f"new_{name}", *(f"{cpp}::ArrayX({operand})" for operand in operands))
+    new = getattr(_zarnik, f"new_{name}")
+    fails(TypeError, text, new, 5)
+    fails(TypeError, text, new)
+    null_reference(new, 1, f"{cpp} &&", None)
+    array = new([2])
+    bad_argument(TypeError, getattr(_zarnik, f"{name}_set_at"), 3, element, array, [0], "1")
+    bad_argument(TypeError, getattr(_zarnik, f"{name}__to_numpy"), 1, f"{cpp} *", 5, 5)
+    fails(TypeError, f"{name}__to_numpy expected 2 arguments, got 1", getattr(_zarnik, f"{name}__to_numpy"), array)
+    fails(ValueError, "input must be a sequence", getattr(_zarnik, f"{name}_at"), array, 0)
+    assert call(name, "__eq__", array, 5) is NotImplemented
+    quoted = {
+        "dimension_count": "The number of dimensions of the array.",
+        "shape": "Return the shape of the array.",
+        "indexer": "Return the indexer instance used by the array.",
+        "at": "Get an element of the array.",
+        "set_at": "Set a value to an element of the array.",
+        "reshape": "Change the shape of the array.",
+        "from_numpy": "Allows to convert a Numpy array into an ArrayX.",
+    }
+    for method, line in quoted.items():
+        assert getattr(_zarnik, f"{name}_{method}").__doc__.strip().startswith(line)

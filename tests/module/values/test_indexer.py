@@ -1,0 +1,167 @@
+"""Indexers, against the strides and addresses of NumPy's arrays."""
+
+import numpy
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+
+import _zarnik
+from support.expect import fails, no_overload
+from support.values import components, vector
+from zarnik import _classes
+
+ENTRIES = (
+    "new_Indexer Indexer_dimension_count Indexer_dtype Indexer_shape Indexer_stride Indexer_byte_stride Indexer_layout "
+    "Indexer_element_count Indexer_byte_count Indexer_offset Indexer_byte_offset Indexer_is_continuous Indexer___eq__ "
+    "Indexer___ne__ delete_Indexer Indexer_swigregister Indexer_swiginit"
+).split()
+TYPES = {"u1": "UINT8", "i2": "INT16", "f4": "FLOAT", "f8": "DOUBLE"}
+shapes = st.lists(st.integers(1, 5), max_size=5)
+
+
+def test_entries_in_order():
+    ours = set(ENTRIES)
+    assert [name for name in vars(_zarnik) if name in ours] == ENTRIES
+
+
+def whole(method, indexer):
+    return components("VectorXu64", getattr(_zarnik, f"Indexer_{method}")(indexer))
+
+
+def wrapping(strides):
+    return vector("VectorXu64", numpy.array(strides, numpy.int64).view(numpy.uint64))
+
+
+def data_type(dtype):
+    return getattr(_zarnik, f"DataTypeId_{TYPES[dtype]}")
+
+
+@given(shapes, st.sampled_from(sorted(TYPES)), st.sampled_from("CF"))
+def test_layouts_have_the_strides_of_numpy(shape, dtype, order):
+    array = numpy.zeros(shape, dtype, order)
+    layout = _zarnik.MemoryLayout_C if order == "C" else _zarnik.MemoryLayout_FORTRAN
+    indexer = _zarnik.new_Indexer(shape, data_type(dtype), layout)
+    strides = numpy.lib.stride_tricks.as_strided(array).strides
+    for axis, extent in enumerate(shape):
+        assert whole("byte_stride", indexer)[axis] == strides[axis] or extent == 1
+        assert _zarnik.Indexer_stride(indexer, axis) * array.itemsize == _zarnik.Indexer_byte_stride(indexer, axis)
+        assert _zarnik.Indexer_shape(indexer, axis) == extent
+    axes = list(range(len(shape)))
+    assert whole("layout", indexer) == (axes if order == "F" else axes[::-1])
+    assert whole("shape", indexer) == shape
+    assert (_zarnik.Indexer_element_count(indexer), _zarnik.Indexer_byte_count(indexer)) == (array.size, array.nbytes)
+    assert _zarnik.Indexer_is_continuous(indexer) is True
+    assert _zarnik.Indexer_dtype(indexer).get_id() == data_type(dtype)
+    if order == "F":
+        assert _zarnik.Indexer___eq__(indexer, _zarnik.new_Indexer(shape, data_type(dtype))) is True
+
+
+@given(shapes, st.sampled_from(sorted(TYPES)), st.data())
+def test_any_strides_address_what_numpy_addresses(shape, dtype, data):
+    base = numpy.zeros(shape, dtype)
+    axes = data.draw(st.permutations(range(len(shape))))
+    steps = [slice(None, None, data.draw(st.sampled_from([1, 2, 3, -1, -2]))) for _ in shape]
+    array = base.transpose(axes)[tuple(steps)]
+    indexer = _zarnik.new_Indexer(list(array.shape), data_type(dtype), wrapping(array.strides))
+    start = array.__array_interface__["data"][0]
+    low, high = numpy.lib.array_utils.byte_bounds(array)
+    assert _zarnik.Indexer_element_count(indexer) == array.size
+    assert _zarnik.Indexer_byte_count(indexer) == high - low
+    for index in numpy.ndindex(array.shape):
+        offset = (array[(*index, ...)].__array_interface__["data"][0] - start) % 2**64
+        assert _zarnik.Indexer_byte_offset(indexer, index) == offset
+        elements = (offset - 2**64 if offset >= 2**63 else offset) // array.itemsize
+        assert _zarnik.Indexer_offset(indexer, index) == elements % 2**64
+    dense = array.size * array.itemsize == high - low and all(
+        stride > 0 or extent == 1 for stride, extent in zip(array.strides, array.shape)
+    )
+    assert _zarnik.Indexer_is_continuous(indexer) is dense
+    # The memory order found from the strides is that of the axes, given again it changes nothing.
+    again = _zarnik.new_Indexer(list(array.shape), data_type(dtype), wrapping(array.strides), whole("layout", indexer))
+    assert _zarnik.Indexer___eq__(indexer, again) is True
+    assert _zarnik.Indexer___ne__(indexer, _zarnik.new_Indexer()) is True
+
+
+def test_construction():
+    empty = _zarnik.new_Indexer()
+    assert (_zarnik.Indexer_dimension_count(empty), _zarnik.Indexer_element_count(empty)) == (0, 0)
+    four_by_three = _zarnik.new_Indexer([4, 3], _classes.DataType(_zarnik.DataTypeId_UINT16), _zarnik.MemoryLayout_C)
+    assert _zarnik.Indexer_element_count(four_by_three) == 12
+    assert _zarnik.Indexer_is_continuous(four_by_three) is True
+    copy = _zarnik.new_Indexer(four_by_three)
+    assert four_by_three.own() and _zarnik.Indexer___eq__(copy, four_by_three)
+    layout = _zarnik.new_Indexer([4, 3], _zarnik.DataTypeId_UINT16, [2, 8], (1, 0))
+    assert whole("layout", layout) == [1, 0] and _zarnik.Indexer_layout(layout, 0) == 1
+    shape = _zarnik.Indexer_shape(layout)
+    _zarnik.VectorXu64_set_at(shape, 0, 9)
+    assert whole("shape", layout) == [4, 3], "a copy is handed out"
+
+
+@pytest.mark.parametrize(
+    "text, arguments",
+    [
+        ("byte strides given for 1 dimensions, the shape has 2", ([4, 3], 0x10110, [2])),
+        ("layout given for 3 dimensions, the shape has 2", ([4, 3], 0x10110, [2, 8], [0, 1, 2])),
+        ("layout (0, 0) is no order of 2 dimensions", ([4, 3], 0x10110, [2, 8], [0, 0])),
+        ("memory layout 7 is unknown, allowed are 0 (UNKNOWN), 1 (C) and 2 (FORTRAN)", ([4], 0x10110, 7)),
+        ("bytes of the shape do not fit 64 bits: 4294967296 * 8589934592", ([2**30, 2**31 - 1, 2**30], 0x10120)),
+    ],
+)
+def test_layouts_that_cannot_be(text, arguments):
+    with pytest.raises(_classes.Error) as caught:
+        _zarnik.new_Indexer(*arguments)
+    if "64 bits" not in text:
+        assert str(caught.value) == text
+    else:
+        assert "do not fit 64 bits" in str(caught.value)
+
+
+def test_positions_that_are_not_there():
+    indexer = _zarnik.new_Indexer([4, 3], _zarnik.DataTypeId_UINT16)
+    for method in ("offset", "byte_offset"):
+        for index, text in (
+            ([4, 0], "index (4, 0) is outside of shape (4, 3)"),
+            ([0], "dimensions of index and shape differ in number: 1 and 2"),
+        ):
+            with pytest.raises(_classes.Error) as caught:
+                getattr(_zarnik, f"Indexer_{method}")(indexer, index)
+            assert str(caught.value) == text
+    for method in ("shape", "stride", "byte_stride", "layout"):
+        function = getattr(_zarnik, f"Indexer_{method}")
+        with pytest.raises(_classes.Error, match="index 2 is out of range, allowed are 0 to 1"):
+            function(indexer, 2)
+        name = "byteStride" if method == "byte_stride" else method
+        prototypes = (f"zarnik::Indexer::{name}() const", f"zarnik::Indexer::{name}(size_t) const")
+        fails(TypeError, no_overload(f"Indexer_{method}", *prototypes), function, indexer, "a")
+
+
+def test_messages():
+    shape, dtype = "zarnik::VectorXu64 const &", "zarnik::DataType"
+    arguments = [
+        "",
+        f"{shape},{dtype}",
+        f"{shape},{dtype},zarnik::MemoryLayout",
+        f"{shape},{dtype},{shape}",
+        f"{shape},{dtype},{shape},{shape}",
+        "zarnik::Indexer const &",
+        "zarnik::Indexer &&",
+    ]
+    text = no_overload("new_Indexer", *(f"zarnik::Indexer::Indexer({argument})" for argument in arguments))
+    for wrong in ((5,), (None,), ([1], "a"), ([1], 1, "a")):
+        fails(TypeError, text, _zarnik.new_Indexer, *wrong)
+    deprecated = (
+        "Deprecated: Deprecated in 1.8, will be dropped in 2.0, you should use the\nbyteStride method instead."
+    )
+    assert _zarnik.Indexer_stride.__doc__.count(deprecated) == 2
+    assert ":raises: InvalidArgument If the index is invalid." in _zarnik.Indexer_byte_offset.__doc__
+    quoted = {
+        "dimension_count": "The number of dimensions managed by this indexer.",
+        "shape": "Return the current size for given dimension.",
+        "byte_stride": "the stride in bytes of this Indexer.",
+        "layout": "Return the dimension index of the nth one in order.",
+        "element_count": "Returns the number of elements managed by this Indexer.",
+        "byte_offset": "Computes the offset in bytes to the given index.",
+        "is_continuous": "Elements are considered contiguous if they follow each other without any padding.",
+    }
+    for method, line in quoted.items():
+        assert line in getattr(_zarnik, f"Indexer_{method}").__doc__

@@ -1,0 +1,189 @@
+"""Matrices and transforms, against numpy.linalg and rotations composed by hand."""
+
+import itertools
+
+import numpy
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, null_reference
+from support.values import components, vector
+from zarnik import _classes
+
+MATRICES = {
+    "Matrix3f": (3, numpy.float32, "float"),
+    "Matrix3d": (3, numpy.float64, "double"),
+    "Matrix4f": (4, numpy.float32, "float"),
+    "Matrix4d": (4, numpy.float64, "double"),
+}
+ENTRIES = (
+    "{0}_identity {0}_uniform new_{0} {0}___eq__ {0}___ne__ {0}_at {0}___call__ {0}_set_at {0}_transpose_in_place "
+    "{0}_transpose {0}_inverse {0}_to_string {0}___neg__ {0}___iadd__ {0}___isub__ {0}___add__ {0}___sub__ "
+    "{0}___imul__ {0}___itruediv__ {0}___mul__ {0}___truediv__ delete_{0} {0}_swigregister {0}_swiginit"
+).split()
+ALL = pytest.mark.parametrize("name", MATRICES)
+
+
+def test_entries_in_order():
+    expected = [entry.format(name) for name in MATRICES for entry in ENTRIES]
+    ours = set(expected)
+    assert len(expected) == 4 * 24
+    assert [name for name in vars(_zarnik) if name in ours] == expected
+
+
+def call(name, method, *arguments):
+    return getattr(_zarnik, f"{name}_{method}")(*arguments)
+
+
+def make(name, rows):
+    matrix = getattr(_zarnik, f"new_{name}")()
+    for (row, column), value in numpy.ndenumerate(rows):
+        call(name, "set_at", matrix, column, row, float(value))
+    return matrix
+
+
+def array(name, matrix):
+    size, dtype, _ = MATRICES[name]
+    return numpy.array([[call(name, "at", matrix, column, row) for column in range(size)] for row in range(size)], dtype)
+
+
+def samples(name):
+    size, dtype, _ = MATRICES[name]
+    random = numpy.random.default_rng(3)
+    return [random.normal(size=(size, size)).astype(dtype) for _ in range(20)]
+
+
+@ALL
+def test_algebra_is_that_of_numpy(name):
+    size, dtype, _ = MATRICES[name]
+    close = {"rtol": 1e-3, "atol": 1e-3} if dtype is numpy.float32 else {"rtol": 1e-9, "atol": 1e-9}
+    rows = samples(name)
+    for left, right in zip(rows, rows[1:]):
+        a, b = make(name, left), make(name, right)
+        assert numpy.array_equal(array(name, call(name, "__add__", a, b)), left + right)
+        assert numpy.array_equal(array(name, call(name, "__sub__", a, b)), left - right)
+        assert numpy.array_equal(array(name, call(name, "__neg__", a)), -left)
+        assert numpy.array_equal(array(name, call(name, "__mul__", a, 2.5)), left * dtype(2.5))
+        assert numpy.array_equal(array(name, call(name, "__truediv__", a, 3)), left / dtype(3))
+        assert numpy.allclose(array(name, call(name, "__mul__", a, b)), left @ right, **close)
+        assert numpy.allclose(array(name, call(name, "inverse", a)), numpy.linalg.inv(left.astype(float)), **close)
+        product = call(name, "__mul__", a, right[0].tolist())
+        of_vector = f"Vector{size}{name[-1]}"
+        assert type(product) is getattr(_classes, of_vector)
+        assert numpy.allclose(components(of_vector, product), left @ right[0], **close)
+        wrapped = call(name, "__mul__", a, vector(of_vector, right[0]))
+        assert components(of_vector, wrapped) == components(of_vector, product)
+        assert numpy.array_equal(array(name, call(name, "transpose", a)), left.T)
+        assert call(name, "transpose_in_place", a) is None
+        assert numpy.array_equal(array(name, a), left.T)
+
+
+@ALL
+def test_construction_comparison_and_access(name):
+    size, dtype, element = MATRICES[name]
+    identity = call(name, "identity")
+    assert numpy.array_equal(array(name, identity), numpy.eye(size))
+    assert numpy.array_equal(array(name, call(name, "uniform", 1.5)), numpy.full((size, size), 1.5))
+    assert numpy.array_equal(array(name, getattr(_zarnik, f"new_{name}")()), numpy.zeros((size, size)))
+    assert call(name, "__eq__", identity, call(name, "identity")) is True
+    assert call(name, "__ne__", identity, call(name, "uniform", 1)) is True
+    assert call(name, "__call__", identity, 1, 1) == 1.0
+    matrix = make(name, numpy.arange(size * size).reshape(size, size) + 0.5)
+    assert call(name, "at", matrix, 2, 0) == 2.5
+    text = call(name, "to_string", matrix)
+    assert numpy.array_equal(numpy.array(eval(text)), array(name, matrix))
+    for position in ((size, 0), (0, size), (2**64 - 1, 0)):
+        for arguments in (("at", matrix, *position), ("__call__", matrix, *position), ("set_at", matrix, *position, 1)):
+            with pytest.raises(_classes.Error, match="index [0-9]+ is out of range, allowed are 0 to"):
+                call(name, *arguments)
+    bad_argument(TypeError, getattr(_zarnik, f"{name}_set_at"), 4, element, matrix, 0, 0, "1")
+    for operand in ("x", None, 1j, [1] * 20 + ["a"], ["a"] * size):
+        if isinstance(operand, list) and len(operand) > size:
+            fails(ValueError, "input sequence has invalid length", getattr(_zarnik, f"{name}___mul__"), matrix, operand)
+        else:
+            assert call(name, "__mul__", matrix, operand) is NotImplemented
+        if operand is not None:
+            assert call(name, "__add__", matrix, operand) is NotImplemented
+    cpp = f"zarnik::Matrix< {element},{size} > const &"
+    null_reference(getattr(_zarnik, f"{name}___add__"), 2, cpp, matrix, None)
+
+
+@ALL
+def test_in_place_operators_hand_the_matrix_over(name):
+    rows = samples(name)[0]
+    operands = {"iadd": rows + rows, "isub": rows - rows, "imul": rows * 2, "itruediv": rows / 2}
+    for method, expected in operands.items():
+        matrix = make(name, rows)
+        result = call(name, f"__{method}__", matrix, 2 if method in ("imul", "itruediv") else make(name, rows))
+        assert numpy.array_equal(array(name, result), expected)
+        assert (matrix.own(), result.this.own(), int(matrix) == int(result.this)) == (False, True, True)
+        del result
+        assert numpy.array_equal(array(name, matrix), expected)
+
+
+@ALL
+def test_singular_matrices(name):
+    size = MATRICES[name][0]
+    for rows in (numpy.ones((size, size)), numpy.zeros((size, size)), numpy.diag([1.0] * (size - 1) + [0.0])):
+        assert not numpy.isfinite(array(name, call(name, "inverse", make(name, rows)))).all()
+    warning = "Warning: Calling this method on a non-invertable matrix will cause\nundefined behaviour."
+    assert warning in getattr(_zarnik, f"{name}_inverse").__doc__
+
+
+def turn(axis, angle):
+    """A rotation around one axis as a product with (x, y, z), written down from its effect on the other two axes."""
+    matrix = numpy.eye(4)
+    one, two = (axis + 1) % 3, (axis + 2) % 3
+    matrix[one, one] = matrix[two, two] = numpy.cos(angle)
+    matrix[two, one] = numpy.sin(angle)
+    matrix[one, two] = -numpy.sin(angle)
+    return matrix
+
+
+def euler(angles, convention):
+    return array("Matrix4d", _zarnik.TransformMatrix4Factory_rotation_euler(angles, convention))
+
+
+def test_euler_conventions():
+    angles = [0.3, -1.1, 2.2]
+    conventions = ["".join(axes) for axes in itertools.permutations("xyz")] + ["zxz", "xyx", "yzy", "xxy"]
+    for convention in conventions:
+        first, second, third = (turn("xyz".index(axis), angle) for axis, angle in zip(convention, angles))
+        assert numpy.allclose(euler(angles, convention), third @ second @ first)
+        assert numpy.allclose(euler(angles, convention.upper()), first @ second @ third)
+        # The same rotation: intrinsic is extrinsic with axes and angles in reverse order.
+        assert numpy.allclose(euler(angles[::-1], convention[::-1].upper()), euler(angles, convention))
+        inverse = euler([-angle for angle in angles[::-1]], convention[::-1])
+        assert numpy.allclose(inverse @ euler(angles, convention), numpy.eye(4))
+    for convention in ("ZyX", "zYX", "", "xy", "xyzx", "xyw", "\xe4yz"):
+        with pytest.raises(_classes.Error, match="Euler convention .* is invalid"):
+            euler(angles, convention)
+    function = _zarnik.TransformMatrix4Factory_rotation_euler
+    bad_argument(TypeError, function, 2, "std::string const &", angles, 5)
+    assert ":raises: InvalidArgument If the convention is invalid." in function.__doc__
+
+
+def test_transforms():
+    factory = "TransformMatrix{}Factory_{}"
+    for size, values in ((3, [2.0, 3.0]), (4, [2.0, 3.0, 4.0])):
+        expected = numpy.eye(size)
+        expected[:-1, -1] = values
+        translation = getattr(_zarnik, factory.format(size, "translation"))(values)
+        assert numpy.array_equal(array(f"Matrix{size}d", translation), expected)
+        scaling = getattr(_zarnik, factory.format(size, "scaling"))(values)
+        assert numpy.array_equal(array(f"Matrix{size}d", scaling), numpy.diag([*values, 1.0]))
+        assert isinstance(getattr(_classes, f"TransformMatrix{size}Factory")(), object)
+    plane = array("Matrix3d", _zarnik.TransformMatrix3Factory_rotation(0.5))
+    assert numpy.allclose(plane[:2, :2], turn(2, 0.5)[:2, :2])
+    on_axis = _zarnik.TransformMatrix4Factory_rotation_on_axis
+    for axis in range(3):
+        assert numpy.allclose(array("Matrix4d", on_axis(0.7, numpy.eye(3)[axis].tolist())), turn(axis, 0.7))
+    direction = numpy.array([1.0, 2.0, 2.0]) / 3
+    rotation = array("Matrix4d", on_axis(0.7, direction.tolist()))[:3, :3]
+    assert numpy.allclose(rotation @ direction, direction)
+    assert numpy.allclose(rotation @ rotation.T, numpy.eye(3))
+    assert numpy.trace(rotation) == pytest.approx(1 + 2 * numpy.cos(0.7))
+    with pytest.raises(_classes.Error, match="must be normalized"):
+        on_axis(0.7, [0, 0, 0])
+    bad_argument(TypeError, _zarnik.TransformMatrix3Factory_rotation, 1, "double", "x")
+    fails(ValueError, "input sequence has invalid length", _zarnik.TransformMatrix3Factory_translation, [1, 2, 3])

@@ -1,0 +1,192 @@
+"""The four region classes, against sets of points."""
+
+import itertools
+
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, no_overload
+from support.values import components, vector
+from zarnik import _classes
+
+NAMES = {"Region2u64": 2, "Region3u64": 3, "Region4u64": 4, "RegionXu64": None}
+FIXED = (
+    "{0}_get_dimension_count {0}_get_origin {0}_get_size {0}_get_element_count {0}_get_min {0}_get_max "
+    "{0}_get_is_empty {0}_contains {0}_intersect {0}_intersection {0}_extract_slice_from_axis {0}___eq__ "
+    "{0}_to_string new_{0} delete_{0} {0}_swigregister {0}_swiginit"
+).split()
+RUN_TIME = (
+    "{0}_from_index new_{0} {0}_create_full_region {0}_get_dimension_count {0}_get_origin {0}_get_size {0}_get_min "
+    "{0}_get_max {0}_get_element_count {0}_get_is_empty {0}_contains {0}_intersect {0}_intersection "
+    "{0}_extract_slice_from_axis {0}___eq__ {0}___ne__ {0}_to_string delete_{0} {0}_swigregister {0}_swiginit"
+).split()
+ALL = pytest.mark.parametrize("name", NAMES)
+DISJOINT_COUNTS = "differ in number: 2 and 3"
+
+
+def test_entries_in_order():
+    expected = [entry.format(name) for name in NAMES for entry in (FIXED if NAMES[name] else RUN_TIME)]
+    ours = set(expected)
+    assert [name for name in vars(_zarnik) if name in ours] == expected
+
+
+def call(name, method, *arguments):
+    return getattr(_zarnik, f"{name}_{method}")(*arguments)
+
+
+def make(name, origin, size):
+    return getattr(_zarnik, f"new_{name}")(origin, size)
+
+
+def corners(name, region):
+    of_vector = name.replace("Region", "Vector")
+    return tuple(components(of_vector, call(name, f"get_{which}", region)) for which in ("origin", "size"))
+
+
+def points(origin, size):
+    return set(itertools.product(*(range(start, start + extent) for start, extent in zip(origin, size))))
+
+
+@ALL
+def test_agreement_with_sets_of_points(name):
+    rank = NAMES[name] or 2
+    rows = [
+        ([start, 2] + [0] * (rank - 2), [width, height] + [2] * (rank - 2))
+        for start in (0, 1, 3)
+        for width in (0, 1, 2, 4)
+        for height in (0, 3)
+    ]
+    for left, right in itertools.product(rows, rows):
+        regions = make(name, *left), make(name, *right)
+        both = points(*left) & points(*right)
+        common = call(name, "intersection", *regions)
+        assert points(*corners(name, common)) == both
+        assert call(name, "get_is_empty", common) is (not both)
+        assert call(name, "intersect", *regions) is bool(both)
+        if points(*right):
+            assert call(name, "contains", *regions) is (both == points(*right))
+        assert call(name, "contains", regions[0], right[0]) is (tuple(right[0]) in points(*left))
+        assert call(name, "get_element_count", regions[0]) == len(points(*left))
+        same = left == right or (left[0] == right[0] and not points(*left) and not points(*right))
+        assert call(name, "__eq__", *regions) is same
+        if points(*left):
+            last = components(name.replace("Region", "Vector"), call(name, "get_max", regions[0]))
+            assert tuple(last) == max(points(*left))
+    assert call(name, "get_dimension_count", regions[0]) == rank
+
+
+@ALL
+def test_slices(name):
+    rank = NAMES[name] or 3
+    origin, size = [2, 3, 4, 5][:rank], [5, 6, 7, 8][:rank]
+    region = make(name, origin, size)
+    for axis in range(rank):
+        expected = origin.copy(), size.copy()
+        expected[0][axis] += 3
+        expected[1][axis] = 1
+        assert corners(name, call(name, "extract_slice_from_axis", region, axis, 3)) == expected
+    for axis, position in ((rank, 0), (0, 5), (1, 2**64 - 1)):
+        with pytest.raises(_classes.Error, match="is out of range"):
+            call(name, "extract_slice_from_axis", region, axis, position)
+    assert call(name, "to_string", region) == f"(origin {tuple(origin)}, size {tuple(size)})"
+    slicing = getattr(_zarnik, f"{name}_extract_slice_from_axis")
+    bad_argument(OverflowError, slicing, 3, "uint64_t", region, 0, -1)
+    text = (
+        "e.g. a 3D region {{0, 0, 0}, {5, 6, 7}}\n"
+        "- extractSliceFromAxis(0, 3) returns 3D region {{3, 0, 0}, {1, 6, 7}}\n"
+        "- extractSliceFromAxis(1, 4) returns 3D region {{0, 4, 0}, {5, 1, 7}}\n"
+        "- extractSliceFromAxis(2, 5) returns 3D region {{0, 0, 5}, {5, 6, 1}}"
+    )
+    assert text in slicing.__doc__
+
+
+@ALL
+def test_vectors_handed_out_are_copies(name):
+    rank = NAMES[name] or 3
+    region = make(name, [1] * rank, [2] * rank)
+    origin = call(name, "get_origin", region)
+    assert origin.thisown
+    call(name.replace("Region", "Vector"), "set_at", origin, 0, 9)
+    assert corners(name, region) == ([1] * rank, [2] * rank)
+    del region
+    assert components(name.replace("Region", "Vector"), origin)[0] == 9
+
+
+@ALL
+def test_the_largest_coordinates(name):
+    rank = NAMES[name] or 2
+    largest = 2**64 - 1
+    of_vector = name.replace("Region", "Vector")
+    far = vector(of_vector, [largest] * rank)
+    last = make(name, far, [1] * rank)
+    assert components(of_vector, call(name, "get_max", last)) == [largest] * rank
+    assert call(name, "contains", last, last) and call(name, "intersect", last, last)
+    with pytest.raises(_classes.Error, match=f"region origin {largest} \\+ size 2 on axis 0 exceeds"):
+        make(name, far, [2] * rank)
+    with pytest.raises(_classes.Error, match="elements of the region do not fit 64 bits"):
+        call(name, "get_element_count", make(name, [0] * rank, far))
+
+
+def test_construction():
+    run_time = make("RegionXu64", [1, 2, 3], [4, 5, 6])
+    fixed = _zarnik.new_Region3u64(run_time)
+    assert corners("Region3u64", fixed) == ([1, 2, 3], [4, 5, 6])
+    assert corners("Region3u64", _zarnik.new_Region3u64(fixed)) == corners("Region3u64", fixed)
+    assert corners("Region2u64", _zarnik.new_Region2u64()) == ([0, 0], [0, 0])
+    assert corners("RegionXu64", _zarnik.new_RegionXu64(2)) == ([0, 0], [0, 0])
+    assert corners("RegionXu64", _zarnik.new_RegionXu64(run_time)) == corners("Region3u64", fixed)
+    assert corners("RegionXu64", _zarnik.RegionXu64_from_index([3, 4])) == ([3, 4], [1, 1])
+    full = _zarnik.RegionXu64_create_full_region([5, 6, 7])
+    assert corners("RegionXu64", full) == ([0, 0, 0], [5, 6, 7])
+    assert _zarnik.RegionXu64_get_element_count(full) == 210
+    with pytest.raises(_classes.Error):
+        _zarnik.new_Region2u64(run_time)
+    fails(ValueError, "input sequence has invalid length", make, "Region3u64", [1, 2], [1, 2, 3])
+    with pytest.raises(_classes.Error, match=f"origin and size {DISJOINT_COUNTS}"):
+        make("RegionXu64", [1, 2], [1, 2, 3])
+
+
+def test_counts_of_dimensions_must_agree():
+    two, three = _zarnik.new_RegionXu64(2), _zarnik.new_RegionXu64(3)
+    for method in ("contains", "intersect", "intersection"):
+        with pytest.raises(_classes.Error, match=DISJOINT_COUNTS):
+            call("RegionXu64", method, two, three)
+    with pytest.raises(_classes.Error, match=DISJOINT_COUNTS):
+        _zarnik.RegionXu64_contains(two, [1, 2, 3])
+    assert _zarnik.RegionXu64___eq__(two, three) is False
+    assert _zarnik.RegionXu64___ne__(two, three) is True
+
+
+def test_messages():
+    r3 = "zarnik::Region< uint64_t,3 >"
+    region = _zarnik.new_Region3u64()
+    vectors = f"Region({r3}::VectorType const &,{r3}::SizeType const &)"
+    prototypes = ["Region()", vectors, "Region(RegionX< uint64_t > const &)", f"Region({r3} const &)"]
+    text = no_overload("new_Region3u64", *(f"{r3}::{prototype}" for prototype in prototypes))
+    for argument in (5, None, [1, 2, 3], _zarnik.new_Region2u64()):
+        fails(TypeError, text, _zarnik.new_Region3u64, argument)
+    operands = f"{r3} const &", f"{r3}::VectorType const &"
+    text = no_overload("Region3u64_contains", *(f"{r3}::contains({operand}) const" for operand in operands))
+    fails(TypeError, text, _zarnik.Region3u64_contains, region, 5)
+    rx = "zarnik::RegionX< uint64_t > const &"
+    bad_argument(TypeError, _zarnik.RegionXu64_intersection, 2, rx, _zarnik.new_RegionXu64(1), [1])
+    assert _zarnik.Region3u64___eq__(region, 5) is NotImplemented
+    assert not hasattr(_zarnik, "Region3u64___ne__")
+
+
+def test_docstrings():
+    equality = _zarnik.Region3u64___eq__.__doc__.strip()
+    assert equality.startswith("Returns the intersection region between current and given one\n")
+    assert "same origin if both null size, same origin and size otherwise" in equality
+    quoted = {
+        "get_dimension_count": "Return number of dimension of this region",
+        "get_element_count": "Return number of elements (pixel, voxel, samples) contained in the region.",
+        "get_is_empty": "Indicates if region is empty",
+        "get_max": "return max region coordinates",
+        "get_origin": "Return region's origin",
+        "get_size": "return size of region",
+    }
+    for method, text in quoted.items():
+        for name in NAMES:
+            assert getattr(_zarnik, f"{name}_{method}").__doc__.strip().startswith(text)
+    assert "It will return 0 for floating point regions." in _zarnik.RegionXu64_get_element_count.__doc__

@@ -1,0 +1,293 @@
+"""All forty vector classes against NumPy: the same operation on the same element type."""
+
+import math
+import operator
+
+import numpy
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, no_overload
+from support.values import VECTORS, vector
+from zarnik import _classes
+
+FAMILIES = pytest.mark.parametrize("family", VECTORS, ids=lambda family: family.name)
+V3 = "zarnik::Vector< uint16_t,3 >"
+VX = "zarnik::VectorX< uint64_t >"
+BINARY = "add sub mul truediv lt le gt ge eq ne".split()
+IN_PLACE = "iadd isub imul itruediv".split()
+
+START = "{0}_create_uniform new_{0} {0}_size {0}_at {0}_set_at".split()
+EQUALITY = "{0}___eq__ {0}___ne__".split()
+LENGTHS = "{0}_squared_length {0}_length {0}_normalize".split()
+END = (
+    "{0}_to_string {0}___neg__ {0}___iadd__ {0}___isub__ {0}___add__ {0}___sub__ {0}_dot {0}_cross {0}___imul__ "
+    "{0}___itruediv__ {0}___mul__ {0}___truediv__ {0}___lt__ {0}___le__ {0}___gt__ {0}___ge__ delete_{0} "
+    "{0}_swigregister {0}_swiginit"
+).split()
+
+
+def test_entries_in_order():
+    expected = []
+    for family in VECTORS:
+        middle = EQUALITY + LENGTHS if family.size is None else LENGTHS + EQUALITY
+        expected += [entry.format(family.name) for entry in START + middle + END]
+    assert len(expected) == 40 * 29
+    ours = set(expected)
+    assert [name for name in vars(_zarnik) if name in ours] == expected
+
+
+def pairs(family):
+    rows = family.samples()
+    return [(left, right) for left in rows for right in rows]
+
+
+@FAMILIES
+@pytest.mark.parametrize("operation", ["add", "sub", "mul"])
+def test_arithmetic_wraps_like_numpy(family, operation):
+    on_arrays = getattr(operator, operation)
+    for left, right in pairs(family):
+        expected = on_arrays(left, right)
+        operands = family.make(left), family.make(right)
+        assert numpy.array_equal(family.array(family.call(f"__{operation}__", *operands)), expected)
+        assert numpy.array_equal(family.array(operands[0]), left)
+        changed = family.call(f"__i{operation}__", *operands)
+        assert numpy.array_equal(family.array(changed), expected)
+
+
+@FAMILIES
+def test_scalars_and_negation_wrap_like_numpy(family):
+    for left, right in pairs(family):
+        scalar = right[0]
+        vector = family.make(left)
+        instance = getattr(_classes, family.name)(vector)
+        for result in (
+            family.call("__mul__", vector, scalar.item()),
+            _zarnik.__mul__(scalar.item(), vector),
+            _zarnik.__mul__(scalar.item(), instance),
+        ):
+            assert type(result) is type(instance)
+            assert numpy.array_equal(family.array(result), left * scalar)
+        assert numpy.array_equal(family.array(family.call("__neg__", vector)), -left)
+        uniform = (3, scalar.item()) if family.size is None else (scalar.item(),)
+        assert set(family.array(family.call("create_uniform", *uniform)).tolist()) == {scalar.item()}
+
+
+def quotient(left, right):
+    """As C divides: integers toward zero."""
+    if isinstance(left, float):
+        return left / right
+    whole = abs(left) // abs(right)
+    return whole if (left < 0) == (right < 0) else -whole
+
+
+@FAMILIES
+def test_division_is_toward_zero_and_never_ends_the_process(family):
+    for left, right in pairs(family):
+        operands = family.make(left), family.make(right)
+        undefined = not family.is_float and any(
+            b == 0 or (b == -1 and a == numpy.iinfo(family.dtype).min) for a, b in zip(left.tolist(), right.tolist())
+        )
+        if undefined:
+            for method in ("__truediv__", "__itruediv__"):
+                with pytest.raises(_classes.Error, match="integer division of -?[0-9]+ by (zero|-1 exceeds)"):
+                    family.call(method, *operands)
+            assert numpy.array_equal(family.array(operands[0]), left)
+        elif numpy.all(right):
+            expected = [quotient(a, b) for a, b in zip(left.tolist(), right.tolist())]
+            result = family.array(family.call("__truediv__", *operands))
+            assert numpy.array_equal(result, numpy.array(expected, family.dtype))
+            scaled = family.array(family.call("__truediv__", operands[0], 3))
+            assert numpy.array_equal(scaled, numpy.array([quotient(a, 3) for a in left.tolist()], family.dtype))
+    if family.is_float:
+        by_zero = family.call("__truediv__", family.make([1, -1, 0][: family.size]), 0)
+        assert family.array(by_zero)[:2].tolist() == [math.inf, -math.inf]
+    else:
+        zero = _zarnik.__dict__[f"{family.name}___truediv__"]
+        with pytest.raises(_classes.Error):
+            zero(family.make(left), 0)
+
+
+@FAMILIES
+def test_comparisons_are_those_of_tuples(family):
+    rows = family.samples()
+    rows.append(rows[0].copy())
+    for left, right in ((left, right) for left in rows for right in rows):
+        for operation in "lt le gt ge eq ne".split():
+            result = family.call(f"__{operation}__", family.make(left), family.make(right))
+            assert result is getattr(operator, operation)(tuple(left.tolist()), tuple(right.tolist()))
+
+
+@FAMILIES
+def test_products_and_lengths(family):
+    for left, right in pairs(family):
+        operands = family.make(left), family.make(right)
+        dot = family.call("dot", *operands)
+        assert type(dot) is (float if family.is_float else int)
+        squared = sum(component * component for component in map(float, left))
+        if family.is_float:
+            assert dot == pytest.approx(float(numpy.dot(left, right)), rel=1e-5, abs=1e-2)
+        else:
+            assert dot == numpy.sum(left * right, dtype=family.dtype)
+        assert family.call("squared_length", operands[0]) == pytest.approx(squared)
+        assert family.call("length", operands[0]) == pytest.approx(math.sqrt(squared))
+        if left.size == 3:
+            with numpy.errstate(over="ignore"):
+                a, b = left, right
+                expected = [a[i - 2] * b[i - 1] - a[i - 1] * b[i - 2] for i in range(3)]
+            assert family.array(family.call("cross", *operands)) == pytest.approx(numpy.array(expected), rel=1e-5)
+        else:
+            with pytest.raises(_classes.Error, match=f"cross product needs vectors of size 3, not {left.size}"):
+                family.call("cross", *operands)
+
+
+@FAMILIES
+def test_normalize(family):
+    vector = family.make([0, 4, 0, 0][: family.size])
+    assert family.call("normalize", vector) is None
+    assert family.array(vector).tolist() == [0, 1, 0, 0][: family.size]
+    with pytest.raises(_classes.Error, match="cannot normalize a vector of length 0"):
+        family.call("normalize", family.make([0, 0, 0, 0][: family.size]))
+
+
+@FAMILIES
+def test_text_reads_back(family):
+    for row in family.samples():
+        text = family.call("to_string", family.make(row))
+        assert text[0] + text[-1] == "()"
+        assert numpy.array_equal(numpy.array([family.dtype(part) for part in text[1:-1].split(", ")]), row)
+
+
+@FAMILIES
+def test_construction(family):
+    new = getattr(_zarnik, f"new_{family.name}")
+    values = family.samples()[0]
+    original = family.make(values)
+    copy = new(original)
+    family.call("set_at", original, 0, 1)
+    assert numpy.array_equal(family.array(copy), values)
+    assert family.array(new([1, 2, 3, 4][: family.size])).tolist() == [1, 2, 3, 4][: family.size]
+    if family.size is None:
+        assert family.array(new(3)).tolist() == [0, 0, 0]
+        assert family.array(new()).tolist() == []
+    else:
+        assert family.array(new()).tolist() == [0] * family.size
+        run_time = vector(f"VectorX{family.name[7:]}", values)
+        assert numpy.array_equal(family.array(new(run_time)), values)
+        fails(ValueError, "input sequence has invalid length", new, [1])
+        with pytest.raises(_classes.Error, match=f"a vector of {family.size} components cannot be made from 5"):
+            new(vector(f"VectorX{family.name[7:]}", [0] * 5))
+
+
+@FAMILIES
+def test_access(family):
+    vector = family.make([1, 2, 3, 4][: family.size])
+    beyond = family.call("size", vector)
+    for call in (lambda: family.call("at", vector, beyond), lambda: family.call("set_at", vector, beyond, 1)):
+        with pytest.raises(_classes.Error, match=f"component index {beyond} is out of range, allowed are 0 to"):
+            call()
+    at, set_at = (getattr(_zarnik, f"{family.name}_{method}") for method in ("at", "set_at"))
+    bad_argument(OverflowError, at, 2, "size_t", vector, -1)
+    bad_argument(TypeError, at, 1, f"{family.cpp} const *", 5, 0)
+    bad_argument(TypeError, set_at, 1, f"{family.cpp} *", [1], 0, 0)
+    bad_argument(TypeError, set_at, 3, f"{family.cpp}::ValueType", vector, 0, "1")
+    fails(TypeError, f"{family.name}_at expected 2 arguments, got 1", at, vector)
+
+
+@FAMILIES
+def test_operands_that_are_none(family):
+    vector = family.make([1, 2, 3, 4][: family.size])
+    length = 2 if family.size is None else family.size
+    for name in BINARY:
+        for operand in ("x" * length, ["a"] * length, [None] * length):
+            assert family.call(f"__{name}__", vector, operand) is NotImplemented
+        assert family.call(f"__{name}__", 5, vector) is NotImplemented
+        assert family.call(f"__{name}__", vector) is NotImplemented
+    fails(ValueError, "input must be a sequence", getattr(_zarnik, f"{family.name}___add__"), vector, 5)
+    fails(ValueError, "input must be a sequence", getattr(_zarnik, f"{family.name}___eq__"), vector, None)
+    assert family.call("__mul__", vector, None) is NotImplemented
+    assert family.call("__mul__", vector, 1.5 if not family.is_float else 1j) is NotImplemented
+    if family.size is None:
+        with pytest.raises(_classes.Error, match="differ in number: 4 and 1"):
+            family.call("__add__", vector, [1])
+        assert family.call("__eq__", vector, [1]) is False
+    else:
+        fails(ValueError, "input sequence has invalid length", getattr(_zarnik, f"{family.name}___add__"), vector, [1])
+
+
+@FAMILIES
+@pytest.mark.parametrize("name", IN_PLACE)
+def test_in_place_operators_hand_the_vector_over(family, name):
+    vector = family.make([8, 6, 4, 2][: family.size])
+    result = family.call(f"__{name}__", vector, [2] * family.call("size", vector))
+    # A new wrapper of the same vector, which owns it now.
+    assert vector.own() is False
+    assert result.this.own() is True
+    assert int(vector) == int(result.this)
+    again = family.call(f"__{name}__", vector, [1] * family.call("size", vector))
+    values = family.array(result).tolist()
+    assert family.array(again).tolist() == values
+    # No order of dying frees the vector twice, or under the hands of another wrapper.
+    del result
+    assert family.array(vector).tolist() == values
+    del vector
+    assert family.array(again).tolist() == values
+
+
+@FAMILIES
+def test_a_failed_in_place_operation_leaves_the_vector_without_owner(family):
+    for operand, kind in ((5, ValueError), (["a"] * (family.size or 2), TypeError)):
+        vector = family.make([8, 6, 4, 2][: family.size])
+        with pytest.raises(kind):
+            result = family.call("__iadd__", vector, operand)
+            raise TypeError(result)  # NotImplemented for an operand of a wrong type
+        assert vector.own() is False
+        assert family.array(vector).tolist() == [8, 6, 4, 2][: family.size]
+        vector.acquire()
+
+
+def test_prototypes():
+    new = "VectorX< zarnik::Vector< uint16_t,3 >::ValueType > const &"
+    texts = {
+        "new_Vector3u16": ["Vector()", f"Vector({new})", f"Vector({V3} const &)", f"Vector({V3} &&)"],
+        "Vector3u16___imul__": [f"operator *=({V3}::ValueType)", f"operator *=({V3} const &)"],
+        "Vector3u16___itruediv__": [f"operator /=({V3}::ValueType)", f"operator /=({V3} const &)"],
+    }
+    for name, prototypes in texts.items():
+        arguments = (vector("Vector3u16", [1, 2, 3]), "x") if "__" in name else (object(),)
+        text = no_overload(name, *(f"{V3}::{prototype}" for prototype in prototypes))
+        fails(TypeError, text, getattr(_zarnik, name), *arguments)
+    prototypes = ["VectorX()", "VectorX(size_t)", f"VectorX({VX} const &)", f"VectorX({VX} &&)"]
+    text = no_overload("new_VectorXu64", *(f"{VX}::{prototype}" for prototype in prototypes))
+    for argument in (-1, 2**64, 1.5, None, "12"):
+        fails(TypeError, text, _zarnik.new_VectorXu64, argument)
+
+
+def test_sizes_that_cannot_be_are_errors():
+    with pytest.raises(_classes.Error, match="cannot allocate 1152921504606846976 bytes for a vector"):
+        _zarnik.new_VectorXu64(2**57)
+    with pytest.raises(_classes.Error, match="bytes to allocate do not fit 64 bits"):
+        _zarnik.VectorXd_create_uniform(2**64 - 1, 0.0)
+
+
+def test_module_level_product():
+    assert _zarnik.__mul__.__doc__ is None
+    for left, right in ((2, 3), (2, "x"), ("x", vector("Vector2d", [1, 2])), (1.5, vector("Vector2u8", [1, 2]))):
+        assert _zarnik.__mul__(left, right) is NotImplemented
+    assert _zarnik.__mul__(256, vector("Vector2u8", [1, 2])) is NotImplemented
+    assert _zarnik.__mul__(1) is NotImplemented
+
+
+@pytest.mark.parametrize("name", ["Vector3u16", "VectorXd"])
+def test_docstrings(name):
+    uniform = "with the given value for all components." if name[6] == "3" else "filled with one value."
+    quoted = {
+        "create_uniform": uniform,
+        "size": "Returns the size of the vector, which also correspond to vector number of dimension.",
+        "length": "Specifically, it is the L1 norm that's computed here.",
+        "squared_length": "Specifically, it is the L1 norm that's computed here.",
+        "dot": "Dot product of two vectors.",
+        "cross": "Cross product of two vectors.\nWork only for vectors of size 3.",
+    }
+    for method, text in quoted.items():
+        assert text in getattr(_zarnik, f"{name}_{method}").__doc__
