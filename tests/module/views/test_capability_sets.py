@@ -2,8 +2,9 @@
 
 import operator
 
-import _zarnik
 import pytest
+
+import _zarnik
 from support.expect import bad_argument, fails, no_overload
 from zarnik import _classes
 
@@ -12,16 +13,28 @@ FLAGS = {
     "MultiImageCapability": {"READ": 1, "WRITE": 2, "READ_WRITE": 3},
     "DataFrameCapability": {"READ": 1, "WRITE": 2, "RESHAPE": 4},
     "StreamAccessCapability": {
-        **{"READ": 1, "WRITE": 2, "SEEK": 4, "MEMORY_ACCESS": 8},
-        **{"READ_WRITE": 3, "READ_SEEK": 5, "WRITE_SEEK": 6},
+        "READ": 1,
+        "WRITE": 2,
+        "SEEK": 4,
+        "MEMORY_ACCESS": 8,
+        "READ_WRITE": 3,
+        "READ_SEEK": 5,
+        "WRITE_SEEK": 6,
     },
     "RandomAccessCapability": {
-        **{"READ": 1, "WRITE": 2, "RESIZE": 4, "MEMORY_ACCESS": 8},
-        **{"READ_WRITE": 3, "WRITE_RESIZE": 6},
+        "READ": 1,
+        "WRITE": 2,
+        "RESIZE": 4,
+        "MEMORY_ACCESS": 8,
+        "READ_WRITE": 3,
+        "WRITE_RESIZE": 6,
     },
     "ParallelAccessCapability": {
-        **{"THREAD_SAFE": 1, "PARALLEL_TILE_READ": 2, "PARALLEL_TILE_WRITE": 4},
-        **{"PARALLEL_READ": 8, "PARALLEL_WRITE": 16},
+        "THREAD_SAFE": 1,
+        "PARALLEL_TILE_READ": 2,
+        "PARALLEL_TILE_WRITE": 4,
+        "PARALLEL_READ": 8,
+        "PARALLEL_WRITE": 16,
     },
 }
 each_family = pytest.mark.parametrize("flag", FLAGS)
@@ -120,7 +133,7 @@ def test_operands_that_are_no_flags(flag):
 
 
 def test_free_operators_take_the_first_enumerations_for_ints():
-    assert type(getattr(_zarnik, "__or__")(0, 1)) is _classes.ImageType
+    assert type(_zarnik.__or__(0, 1)) is _classes.ImageType
     for name, expected in (("__and__", 2), ("__xor__", 5)):
         combined = getattr(_zarnik, name)(3, 6)
         assert type(combined) is _classes.StreamAccessCapabilitySet

@@ -1,11 +1,17 @@
 """Extensions of views: found by identifier, usable after their view is gone."""
 
-import _zarnik
 import pytest
+
+import _zarnik
 from support.expect import bad_argument, null_reference
 from zarnik import _classes
 
 KINDS = {"TilingInfo": 1, "ParallelAccess": 2, "ViewOrigin": 3, "ColumnUnit": 4}
+PROVIDERS = {
+    "TilingInfo": _zarnik.ExtensionProvider_to_tiling_info,
+    "ParallelAccess": _zarnik.ExtensionProvider_to_parallel_access,
+    "ViewOrigin": _zarnik.ExtensionProvider_to_view_origin,
+}
 
 
 def image():
@@ -35,15 +41,9 @@ def test_cast_gives_the_same_object_or_none(kind):
     assert cast(None) is None
     bad_argument(TypeError, cast, 1, "std::shared_ptr< zarnik::Extension >", image())
     assert "This will be null if no upcasting is possible." in cast.__doc__
-    if kind != "ColumnUnit":
-        provide = getattr(
-            _zarnik,
-            {"TilingInfo": "ExtensionProvider_to_tiling_info", "ParallelAccess": "ExtensionProvider_to_parallel_access"}.get(
-                kind, "ExtensionProvider_to_view_origin"
-            ),
-        )
+    if kind in PROVIDERS:
         extension = _zarnik.View__extension(image(), KINDS[kind])
-        assert type(provide(extension)) is type(cast(extension))
+        assert type(PROVIDERS[kind](extension)) is type(cast(extension))
 
 
 def test_origin_tells_how_a_view_was_made():
@@ -72,7 +72,9 @@ def test_parallel_access():
     assert _zarnik.ParallelAccessExtension_get_capabilities(parallel).value() == expected
     assert _zarnik.ParallelAccessExtension_support(parallel, expected) is True
     assert _zarnik.ParallelAccessExtension_support(parallel, _zarnik.ParallelAccessCapability_THREAD_SAFE) is False
-    assert _zarnik.ParallelAccessExtension_to_string(parallel) == "ParallelAccessExtension(PARALLEL_READ | PARALLEL_WRITE)"
+    assert (
+        _zarnik.ParallelAccessExtension_to_string(parallel) == "ParallelAccessExtension(PARALLEL_READ | PARALLEL_WRITE)"
+    )
     shown = _zarnik.ImageViewProvider_to_read_only(view)
     assert _zarnik.ImageView_parallel_access(shown).get_capabilities().value() == 8
     assert _zarnik.ImageView_tiling_info(view) is None
@@ -89,3 +91,24 @@ def test_self_of_another_kind():
         bad_argument(TypeError, method, 1, "zarnik::TilingInfoExtension *", origin, 0, bytearray(1))
     bad_argument(TypeError, _zarnik.ViewOriginExtension_parent, 2, "size_t", origin, "x")
     bad_argument(OverflowError, _zarnik.ViewOriginExtension_parent, 2, "size_t", origin, -1)
+
+
+def test_docstrings():
+    for name, line in (
+        ("TilingInfoExtension_cast", "Upcast a generic extension to this specific type."),
+        ("TilingInfoExtension_max_tile_size", "Return the maximum tile size used for the image."),
+        ("TilingInfoExtension_tile_count", "Get the number of tiles in the image."),
+        ("TilingInfoExtension_tile_region", "Return the region of the chosen tile."),
+        ("TilingInfoExtension_tiling_grid", "Return A N-dimensional array, with each element being a tile index."),
+        ("TilingInfoExtension_read_tile", "Read data from a tile into a memory buffer."),
+        ("TilingInfoExtension_write_tile", "Write data from a memory buffer into a tile."),
+        ("ParallelAccessExtension_get_capabilities", "Return the parallel-access capabilities of this view."),
+        ("ParallelAccessExtension_support", "Checks if the view supports the given capabilities."),
+        ("ViewOriginExtension_uid", "Returns an unique identifier for current view"),
+        ("ViewOriginExtension_parent_count", "Returns the count of parents used to create"),
+        ("ViewOriginExtension_data_origin", "Returns the data origin of current view"),
+        ("ViewOriginExtension_display_name", "Returns the name of the current view to display"),
+        ("ColumnUnitExtension_unit", "Return the unit of the column."),
+        ("ColumnUnitExtension_set_unit", "Set the unit of the column."),
+    ):
+        assert line in getattr(_zarnik, name).__doc__.splitlines()

@@ -1,8 +1,9 @@
 """Image views through the flat functions, with NumPy arrays as the oracle of what they hold."""
 
-import _zarnik
 import numpy
 import pytest
+
+import _zarnik
 from support.expect import bad_argument, fails, no_overload, null_reference
 from zarnik import _classes
 
@@ -193,7 +194,7 @@ def test_property_shortcuts(image):
         ("spatial_directions", directions),
         ("bit_depth", 7),
         ("value_range", (0, 100)),
-        ("axes_interpretation", getattr(_zarnik, "__or__")(0, 2)),
+        ("axes_interpretation", _zarnik.__or__(0, 2)),
     ):
         getattr(_zarnik, f"ImageView_set_{name}")(image, value)
         got = getattr(_zarnik, f"ImageView_get_{name}")(image)
