@@ -1,0 +1,74 @@
+#pragma once
+
+#include "zarnik/core/Export.h"
+#include "zarnik/layout/LoopNest.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace zarnik {
+
+/// The ten scalar types whose values can be converted into each other.
+enum class ScalarType : uint8_t { U8, I8, U16, I16, U32, I32, U64, I64, F32, F64 };
+
+/// The map value * scale + offset, computed in double precision: a product, then a sum, each rounded.
+struct LinearMap {
+  double scale = 1;
+  double offset = 0;
+};
+
+/// A strided conversion between two buffers, prepared once and run any number of times: `CopyPlan` for elements that
+/// change their type.
+///
+/// How a value changes its type:
+/// - integer to integer: a value out of range becomes the nearest limit;
+/// - floating point to integer: to the nearest integer, ties to the even one, a value out of range becomes the nearest
+///   limit; NaN becomes 0;
+/// - integer to floating point: to the nearest value of the type, ties to even;
+/// - double to float: to the nearest value, ties to even, beyond the largest one infinity; NaN stays NaN;
+/// - with a linear map: the value as a double (rounded to nearest for integers above 2^53), mapped, and then from
+///   double to the type as above.
+class ZARNIK_API ConversionPlan {
+public:
+  /// Prepares the conversion of `size[0]` x `size[1]` x ... values. The arguments are those of `CopyPlan`.
+  /// \throws InvalidArgument If the ranks differ or are too high, or if a destination stride is 0.
+  ConversionPlan(std::span<uint64_t const> size, std::span<uint64_t const> sourceStrides,
+                 std::span<uint64_t const> destinationStrides, ScalarType sourceType, ScalarType destinationType,
+                 std::optional<LinearMap> map = std::nullopt);
+
+  /// Converts the values. When the two regions share memory, the result is as if the whole source had been read before
+  /// the first value was written; unless they are the same elements, this takes a temporary copy of the result.
+  /// \param source The value with index 0 along every dimension of the source region.
+  /// \param destination The same of the destination region, whose elements must not overlap each other.
+  /// \throws Error If the temporary copy for regions that share memory cannot be allocated.
+  void run(void const * source, void * destination) const;
+
+private:
+  void runParallel(std::byte const * source, std::byte * destination) const;
+  void runSerial(std::byte const * source, std::byte * destination) const;
+  void runRows(std::byte const * source, std::byte * destination) const;
+  void runBlocks(std::byte const * source, std::byte * destination) const;
+  void runThroughTemporary(std::byte const * source, std::byte * destination) const;
+  void convertRow(std::byte const * source, std::byte * destination, size_t count, bool streaming) const;
+
+  layout::LoopNest nest_;
+  ScalarType sourceType_;
+  ScalarType destinationType_;
+  std::optional<LinearMap> map_;
+  size_t sourceBytes_;
+  size_t destinationBytes_;
+  size_t transposed_ = 0; // the loop along which the source is fastest, if that is not loop 0
+  bool streaming_ = false;
+};
+
+/// Converts a strided region once; the same as making a `ConversionPlan` and running it.
+inline void convertStrided(std::span<uint64_t const> size, std::span<uint64_t const> sourceStrides,
+                           std::span<uint64_t const> destinationStrides, ScalarType sourceType,
+                           ScalarType destinationType, void const * source, void * destination,
+                           std::optional<LinearMap> map = std::nullopt) {
+  ConversionPlan(size, sourceStrides, destinationStrides, sourceType, destinationType, map).run(source, destination);
+}
+
+} // namespace zarnik

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "zarnik/core/Export.h"
+#include "zarnik/layout/ConversionPlan.h"
+#include "zarnik/values/DataType.h"
+#include "zarnik/values/Indexer.h"
+#include "zarnik/values/VectorX.h"
+
+#include <optional>
+
+namespace zarnik {
+
+/// Returns the scalar type of the components of a data type.
+/// \throws InvalidArgument If they are none of the ten scalar types.
+ZARNIK_API ScalarType scalarTypeOf(DataType type);
+
+/// Copies a region of one buffer to a region of another of the same size, converting the values from the element type
+/// of the one to that of the other: `RegionCopier` for elements that change their type.
+///
+/// Elements of several components are converted component by component. See `ConversionPlan` for the rules.
+class ZARNIK_API RegionConverter {
+public:
+  /// Prepares the conversion; no buffer is touched.
+  /// \param source Geometry and element type of the buffer that is read.
+  /// \param destination Geometry and element type of the buffer that is written.
+  /// \param sourceOrigin Index of the region's first element in the source.
+  /// \param destinationOrigin Index of the region's first element in the destination.
+  /// \param size Elements along each dimension; any 0 converts nothing.
+  /// \param map Applied to each value between the two types.
+  /// \throws InvalidArgument If the ranks or the numbers of components differ, if the region does not lie within both
+  /// shapes, or if a type has components that are none of the ten scalar types.
+  RegionConverter(Indexer const & source, Indexer const & destination, VectorXu64 const & sourceOrigin,
+                  VectorXu64 const & destinationOrigin, VectorXu64 const & size,
+                  std::optional<LinearMap> map = std::nullopt);
+
+  /// Converts the region. See `ConversionPlan::run` for buffers that share memory.
+  /// \param source The source buffer: the element with index 0 along every dimension.
+  /// \param destination The destination buffer, likewise.
+  void convert(void const * source, void * destination) const;
+
+private:
+  ConversionPlan plan_;
+  uint64_t sourceOffset_;
+  uint64_t destinationOffset_;
+};
+
+} // namespace zarnik

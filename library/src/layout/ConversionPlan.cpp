@@ -1,0 +1,241 @@
+#include "zarnik/layout/ConversionPlan.h"
+
+#include "layout/CacheSize.h"
+#include "layout/ConvertKernels.h"
+#include "layout/Offsets.h"
+#include "layout/ThreadPool.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/layout/CopyPlan.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+namespace zarnik {
+
+using layout::LoopNest;
+using layout::Overlap;
+
+namespace {
+
+// Values of a block that is gathered, converted and scattered: three such blocks stay in the caches next to the core.
+constexpr uint64_t blockValues = 4096;
+// Rows shorter than this are not worth a call each.
+constexpr uint64_t shortestRow = 32;
+
+size_t bytesOf(ScalarType type) {
+  constexpr size_t bytes[] = {1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
+  return bytes[static_cast<size_t>(type)];
+}
+
+} // namespace
+
+ConversionPlan::ConversionPlan(std::span<uint64_t const> size, std::span<uint64_t const> sourceStrides,
+                               std::span<uint64_t const> destinationStrides, ScalarType sourceType,
+                               ScalarType destinationType, std::optional<LinearMap> map)
+    : nest_(size, sourceStrides, destinationStrides), sourceType_(sourceType), destinationType_(destinationType),
+      map_(map), sourceBytes_(bytesOf(sourceType)), destinationBytes_(bytesOf(destinationType)) {
+  if (nest_.elements == 0) {
+    return;
+  }
+  if (nest_.count == 0) {
+    nest_.loops[nest_.count++] = {1, static_cast<int64_t>(sourceBytes_), static_cast<int64_t>(destinationBytes_)};
+  }
+  streaming_ = nest_.elements >= layout::streamingThresholdBytes() / destinationBytes_;
+  for (size_t n = 1; n < nest_.count; ++n) {
+    if (nest_[n].sourceStride != 0 &&
+        layout::magnitude(nest_[n].sourceStride) < layout::magnitude(nest_[transposed_].sourceStride)) {
+      transposed_ = n;
+    }
+  }
+}
+
+void ConversionPlan::run(void const * source, void * destination) const {
+  if (nest_.elements == 0) {
+    return;
+  }
+  auto const * from = layout::moved(static_cast<std::byte const *>(source), nest_.sourceOffset);
+  auto * to = layout::moved(static_cast<std::byte *>(destination), nest_.destinationOffset);
+  switch (nest_.overlap(from, sourceBytes_, to, destinationBytes_)) {
+  case Overlap::None:
+    runParallel(from, to);
+    break;
+  case Overlap::Shared:
+    runThroughTemporary(from, to);
+    break;
+  case Overlap::Same:
+    runBlocks(from, to);
+    break; // a block is read whole before it is written
+  }
+}
+
+void ConversionPlan::runThroughTemporary(std::byte const * source, std::byte * destination) const {
+  uint64_t const bytes = nest_.elements * destinationBytes_;
+  std::unique_ptr<std::byte[]> const temporary(new (std::nothrow) std::byte[bytes]);
+  if (!temporary) {
+    throw Error(fmt::format("cannot allocate {} bytes to convert between regions that share memory", bytes));
+  }
+  ConversionPlan toTemporary(*this);
+  std::array<uint64_t, LoopNest::capacity> counts;
+  std::array<uint64_t, LoopNest::capacity> denseStrides;
+  std::array<uint64_t, LoopNest::capacity> strides;
+  uint64_t dense = destinationBytes_;
+  for (size_t n = 0; n < nest_.count; ++n) {
+    counts[n] = nest_[n].count;
+    denseStrides[n] = dense;
+    strides[n] = static_cast<uint64_t>(nest_[n].destinationStride);
+    toTemporary.nest_.loops[n].destinationStride = static_cast<int64_t>(dense);
+    dense *= nest_[n].count;
+  }
+  toTemporary.runParallel(source, temporary.get());
+  copyStrided({counts.data(), nest_.count}, {denseStrides.data(), nest_.count}, {strides.data(), nest_.count},
+              destinationBytes_, temporary.get(), destination);
+}
+
+void ConversionPlan::runParallel(std::byte const * source, std::byte * destination) const {
+  size_t const parts = layout::partsFor(nest_.elements * std::max(sourceBytes_, destinationBytes_));
+  if (parts < 2) {
+    runSerial(source, destination);
+    return;
+  }
+  size_t const cut = nest_.loopToCut(parts);
+  LoopNest::Loop const & loop = nest_[cut];
+  uint64_t const unit = loop.count < parts * 64 ? 1 : 64;
+  uint64_t const step = (loop.count / unit / parts + 1) * unit;
+  layout::runParts(parts, [&](size_t part) {
+    uint64_t const begin = part * step;
+    if (begin < loop.count) {
+      ConversionPlan piece(*this);
+      piece.nest_.loops[cut].count = std::min(step, loop.count - begin);
+      piece.runSerial(layout::moved(source, begin * static_cast<uint64_t>(loop.sourceStride)),
+                      layout::moved(destination, begin * static_cast<uint64_t>(loop.destinationStride)));
+    }
+  });
+}
+
+void ConversionPlan::runSerial(std::byte const * source, std::byte * destination) const {
+  LoopNest::Loop const & row = nest_[0];
+  bool const dense = row.sourceStride == static_cast<int64_t>(sourceBytes_) &&
+                     row.destinationStride == static_cast<int64_t>(destinationBytes_);
+  if (dense && (nest_.count == 1 || row.count >= shortestRow)) {
+    runRows(source, destination);
+  } else {
+    runBlocks(source, destination);
+  }
+}
+
+void ConversionPlan::convertRow(std::byte const * source, std::byte * destination, size_t count, bool streaming) const {
+  auto const convert = [&](std::byte const * from, std::byte * to, size_t values) {
+    if (map_) {
+      layout::mapValues(sourceType_, destinationType_, *map_, from, to, values);
+    } else {
+      layout::convertValues(sourceType_, destinationType_, from, to, values);
+    }
+  };
+  if (!streaming) {
+    convert(source, destination, count);
+    return;
+  }
+  alignas(64) std::byte buffer[layout::convertedAtOnce * 8];
+  size_t const chunk = sizeof buffer / destinationBytes_;
+  size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % 64 / destinationBytes_;
+  for (size_t first = 0; first < count;) {
+    size_t const now = std::min(first == 0 ? chunk - misaligned : chunk, count - first);
+    convert(source + first * sourceBytes_, buffer, now);
+    layout::streamValues(destination + first * destinationBytes_, buffer, now * destinationBytes_);
+    first += now;
+  }
+}
+
+namespace {
+
+// Calls visit(source, destination, index) for each round of the loops from `first` on, which advance by `steps`.
+template <typename Visit> void walk(LoopNest const & nest, size_t first,
+                                    std::array<uint64_t, LoopNest::capacity> const & steps, std::byte const * source,
+                                    std::byte * destination, Visit const & visit) {
+  std::array<uint64_t, LoopNest::capacity> index;
+  std::fill_n(index.begin(), nest.count, 0);
+  for (;;) {
+    auto const * from = source;
+    auto * to = destination;
+    for (size_t n = first; n < nest.count; ++n) {
+      from = layout::moved(from, index[n] * static_cast<uint64_t>(nest[n].sourceStride));
+      to = layout::moved(to, index[n] * static_cast<uint64_t>(nest[n].destinationStride));
+    }
+    visit(from, to, index);
+    size_t n = first;
+    for (; n < nest.count; ++n) {
+      index[n] += steps[n];
+      if (index[n] < nest[n].count) {
+        break;
+      }
+      index[n] = 0;
+    }
+    if (n == nest.count) {
+      return;
+    }
+  }
+}
+
+} // namespace
+
+void ConversionPlan::runRows(std::byte const * source, std::byte * destination) const {
+  std::array<uint64_t, LoopNest::capacity> steps;
+  std::fill_n(steps.begin(), nest_.count, 1);
+  bool const streaming = streaming_ && nest_[0].count * destinationBytes_ >= 512;
+  walk(nest_, 1, steps, source, destination,
+       [&](std::byte const * from, std::byte * to, auto const &) { convertRow(from, to, nest_[0].count, streaming); });
+  if (streaming) {
+    layout::flushStreams();
+  }
+}
+
+// Blocks of a few thousand values are brought together, converted, and taken to their places: both ways are strided
+// copies, which know how to move through transposed and interleaved memory.
+void ConversionPlan::runBlocks(std::byte const * source, std::byte * destination) const {
+  std::array<uint64_t, LoopNest::capacity> extents;
+  std::fill_n(extents.begin(), nest_.count, 1);
+  uint64_t room = blockValues;
+  auto const extend = [&](size_t n, uint64_t most) {
+    extents[n] = std::min({nest_[n].count, std::max<uint64_t>(room, 1), most});
+    room /= extents[n];
+  };
+  if (transposed_ != 0) {
+    extend(0, 64);
+    extend(transposed_, blockValues);
+  }
+  for (size_t n = 0; n < nest_.count && room > 1; ++n) {
+    if (extents[n] == 1) {
+      extend(n, blockValues);
+    }
+  }
+  alignas(64) std::byte gathered[blockValues * 8];
+  alignas(64) std::byte converted[blockValues * 8];
+  walk(nest_, 0, extents, source, destination, [&](std::byte const * from, std::byte * to, auto const & index) {
+    std::array<uint64_t, LoopNest::capacity> counts;
+    std::array<uint64_t, LoopNest::capacity> sourceStrides, sourceDense, destinationDense, destinationStrides;
+    uint64_t values = 1;
+    size_t rank = 0;
+    for (size_t n = 0; n < nest_.count; ++n) {
+      uint64_t const extent = std::min(extents[n], nest_[n].count - index[n]);
+      if (extent > 1) {
+        counts[rank] = extent;
+        sourceStrides[rank] = static_cast<uint64_t>(nest_[n].sourceStride);
+        sourceDense[rank] = values * sourceBytes_;
+        destinationDense[rank] = values * destinationBytes_;
+        destinationStrides[rank] = static_cast<uint64_t>(nest_[n].destinationStride);
+        values *= extent;
+        ++rank;
+      }
+    }
+    std::span const size(counts.data(), rank);
+    copyStrided(size, {sourceStrides.data(), rank}, {sourceDense.data(), rank}, sourceBytes_, from, gathered);
+    convertRow(gathered, converted, values, false);
+    copyStrided(size, {destinationDense.data(), rank}, {destinationStrides.data(), rank}, destinationBytes_, converted,
+                to);
+  });
+}
+
+} // namespace zarnik

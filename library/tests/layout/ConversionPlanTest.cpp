@@ -1,0 +1,216 @@
+#include "zarnik/layout/ConversionPlan.h"
+
+#include "layout/StridedCases.h"
+#include "zarnik/layout/Threads.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <tuple>
+
+namespace zarnik {
+
+namespace {
+
+using namespace test;
+using Scalars = std::tuple<uint8_t, int8_t, uint16_t, int16_t, uint32_t, int32_t, uint64_t, int64_t, float, double>;
+constexpr size_t scalarCount = std::tuple_size_v<Scalars>;
+static_assert(std::numeric_limits<long double>::digits >= 64, "the reference holds every value of every type");
+
+// Every value of the ten types is a long double, so that each rounding of the reference is the only one.
+template <typename To> To reference(long double value) {
+  if constexpr (std::is_floating_point_v<To>) {
+    return static_cast<To>(value);
+  } else if (std::isnan(value)) {
+    return 0;
+  } else {
+    long double const rounded = std::nearbyint(value);
+    if (rounded <= static_cast<long double>(std::numeric_limits<To>::min())) {
+      return std::numeric_limits<To>::min();
+    }
+    if (rounded >= static_cast<long double>(std::numeric_limits<To>::max())) {
+      return std::numeric_limits<To>::max();
+    }
+    return static_cast<To>(rounded);
+  }
+}
+
+// Values around everything that matters to any pair: limits, powers of two, ties, what is not finite; then noise.
+template <typename T> std::vector<T> interestingValues() {
+  std::vector<T> values;
+  if constexpr (std::is_floating_point_v<T>) {
+    for (int power = -3; power <= 66; ++power) {
+      T const base = std::ldexp(T(1), power);
+      for (T const near : {base, std::nextafter(base, T(0)), std::nextafter(base, base * 2), base - T(0.5),
+                           base + T(0.5), base - 1, base + 1, base - T(1.5), base + T(1.5)}) {
+        values.push_back(near);
+        values.push_back(-near);
+      }
+    }
+    using Limits = std::numeric_limits<T>;
+    for (T const special :
+         {T(0), T(-0.0), Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN(), -Limits::quiet_NaN(),
+          Limits::max(), Limits::lowest(), Limits::min(), Limits::denorm_min()}) {
+      values.push_back(special);
+    }
+    if constexpr (sizeof(T) == 8) {
+      // Around float's largest value, and ties between two floats.
+      for (double const value : {3.4028234663852886e38, 3.4028235677973366e38, 3.4028235677973362e38, 1.0 + 0x1p-24,
+                                 1.0 + 0x3p-24, 0x1p-149, 0x1p-150, 0x1.8p-149}) {
+        values.push_back(value);
+        values.push_back(-value);
+      }
+    }
+  } else {
+    for (int power = 0; power < 64; ++power) {
+      for (int near = -3; near <= 3; ++near) {
+        uint64_t const value = (uint64_t{1} << power) + static_cast<uint64_t>(static_cast<int64_t>(near));
+        values.push_back(static_cast<T>(value));
+        values.push_back(static_cast<T>(uint64_t{0} - value));
+        values.push_back(static_cast<T>(value * 0x1000003)); // ties and near ties of conversions to float
+      }
+    }
+  }
+  std::mt19937_64 random(testSeed());
+  for (int n = 0; n < 3000; ++n) {
+    uint64_t const bits = random() >> random() % 64;
+    T value;
+    std::memcpy(&value, &bits, sizeof value);
+    values.push_back(value);
+  }
+  return values;
+}
+
+template <typename T> bool sameValue(T a, T b) {
+  if constexpr (std::is_floating_point_v<T>) {
+    return (std::isnan(a) && std::isnan(b)) || (a == b && std::signbit(a) == std::signbit(b));
+  } else {
+    return a == b;
+  }
+}
+
+template <typename From, typename To> void checkPair(ScalarType fromType, ScalarType toType) {
+  auto const values = interestingValues<From>();
+  std::vector<To> results(values.size());
+  convertStrided(std::array{uint64_t{values.size()}}, std::array{uint64_t{sizeof(From)}},
+                 std::array{uint64_t{sizeof(To)}}, fromType, toType, values.data(), results.data());
+  for (size_t n = 0; n < values.size(); ++n) {
+    ASSERT_TRUE(sameValue(results[n], reference<To>(values[n])))
+        << fmt::format("from type {} to {}: {} became {}, not {}", static_cast<int>(fromType), static_cast<int>(toType),
+                       values[n], results[n], reference<To>(values[n]));
+  }
+  // The loops over what is left of a vector, at any alignment, must agree with those above and keep to their row.
+  for (size_t count = 0; count <= 67; ++count) {
+    std::vector<To> few(count + 2, To(77));
+    convertStrided(std::array{uint64_t{count}}, std::array{uint64_t{sizeof(From)}}, std::array{uint64_t{sizeof(To)}},
+                   fromType, toType, values.data() + count, few.data() + 1);
+    ASSERT_TRUE(
+        std::equal(few.begin() + 1, few.end() - 1, results.begin() + static_cast<ptrdiff_t>(count), sameValue<To>));
+    ASSERT_TRUE(few.front() == To(77) && few.back() == To(77));
+  }
+}
+
+template <size_t... n> void checkAllPairs(std::index_sequence<n...>) {
+  (checkPair<std::tuple_element_t<n / scalarCount, Scalars>, std::tuple_element_t<n % scalarCount, Scalars>>(
+       static_cast<ScalarType>(n / scalarCount), static_cast<ScalarType>(n % scalarCount)),
+   ...);
+}
+
+TEST(ConversionPlan, AllPairsMatchExactArithmetic) {
+  checkAllPairs(std::make_index_sequence<scalarCount * scalarCount>());
+}
+
+TEST(ConversionPlan, LinearMapIsComputedInDoubleAndThenRounded) {
+  auto const mapped = [](auto from, auto to, ScalarType fromType, ScalarType toType, LinearMap map) {
+    convertStrided(std::array<uint64_t, 0>{}, std::array<uint64_t, 0>{}, std::array<uint64_t, 0>{}, fromType, toType,
+                   &from, &to, map);
+    return to;
+  };
+  EXPECT_EQ(mapped(uint8_t{255}, uint16_t{}, ScalarType::U8, ScalarType::U16, {257, 0}), 65535);
+  EXPECT_EQ(mapped(uint8_t{3}, uint8_t{}, ScalarType::U8, ScalarType::U8, {0.5, 0}), 2); // 1.5, ties to even
+  EXPECT_EQ(mapped(uint8_t{5}, uint8_t{}, ScalarType::U8, ScalarType::U8, {0.5, 0}), 2); // 2.5
+  EXPECT_EQ(mapped(uint8_t{200}, int8_t{}, ScalarType::U8, ScalarType::I8, {-1, 10}), -128);
+  EXPECT_EQ(mapped(1.0F, double{}, ScalarType::F32, ScalarType::F64, {2, -3.5}), -1.5);
+  EXPECT_EQ(mapped(std::nan(""), uint32_t{}, ScalarType::F64, ScalarType::U32, {2, 1}), 0u);
+  // The product is rounded before the sum: a fused one would leave 2^-54 here.
+  double const third = 1 + 0x1p-27;
+  EXPECT_EQ(mapped(third, double{}, ScalarType::F64, ScalarType::F64, {third, -(1 + 0x1p-26)}), 0.0);
+}
+
+// Any geometry gives what the conversion of the single values gives, and touches nothing else.
+bool convertsLikeReference(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination) {
+  auto const from = noise(source.bytes, 11);
+  std::vector<std::byte> expected(destination.bytes, std::byte{0xa5});
+  auto actual = expected;
+  visitElements(size, source, destination, [&](uint64_t fromOffset, uint64_t toOffset) {
+    int16_t value;
+    std::memcpy(&value, &from[fromOffset], sizeof value);
+    auto const result = static_cast<float>(value);
+    std::memcpy(&expected[toOffset], &result, sizeof result);
+  });
+  convertStrided(size, source.strides, destination.strides, ScalarType::I16, ScalarType::F32,
+                 from.data() + source.origin, actual.data() + destination.origin);
+  return actual == expected;
+}
+
+TEST(ConversionPlan, AllOrdersAndSigns) {
+  std::vector<std::vector<uint64_t>> const sizes{{},           {0, 3},      {1, 1, 1}, {7, 5, 3},
+                                                 {100, 2, 70}, {3, 90, 80}, {5000, 3}};
+  for (auto const & size : sizes) {
+    std::vector<size_t> order(size.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    auto const straight = order;
+    do {
+      for (unsigned signs = 0; signs < 1U << (2 * size.size()); ++signs) {
+        auto const source = arrange(size, order, signs, signs % 3 * 2, 2);
+        auto const destination = arrange(size, straight, signs >> size.size(), signs % 2 * 5, 4);
+        ASSERT_TRUE(convertsLikeReference(size, source, destination)) << signs;
+      }
+    } while (std::next_permutation(order.begin(), order.end()));
+  }
+}
+
+TEST(ConversionPlan, LargeOnesStreamAndUseThreadsWithTheSameResult) {
+  size_t const before = threadCount();
+  std::vector<uint64_t> const size{4001, 3003}; // 48 MB of floats
+  auto const source = arrange(size, {0, 1}, 2, 2, 2);
+  auto const destination = arrange(size, {0, 1}, 0, 0, 4);
+  EXPECT_TRUE(convertsLikeReference(size, source, destination));
+  setThreadCount(3);
+  EXPECT_TRUE(convertsLikeReference(size, source, destination));
+  EXPECT_TRUE(convertsLikeReference(size, source, arrange(size, {1, 0}, 1, 0, 4)));
+  setThreadCount(before);
+}
+
+TEST(ConversionPlan, InPlaceAndOverlapping) {
+  std::vector<int32_t> values(10000);
+  std::iota(values.begin(), values.end(), -5000);
+  std::array const size{uint64_t{values.size()}};
+  std::array const four{uint64_t{4}};
+  auto * const bytes = reinterpret_cast<std::byte *>(values.data());
+  convertStrided(size, four, four, ScalarType::I32, ScalarType::F32, bytes, bytes);
+  for (size_t n = 0; n < values.size(); n += 97) {
+    float value;
+    std::memcpy(&value, bytes + 4 * n, 4);
+    ASSERT_EQ(value, static_cast<float>(n) - 5000);
+  }
+  std::vector<uint8_t> narrow(3000);
+  std::iota(narrow.begin(), narrow.begin() + 1000, uint8_t{0});
+  auto const expected = std::vector<uint8_t>(narrow.begin(), narrow.begin() + 1000);
+  convertStrided(std::array<uint64_t, 1>{1000}, std::array<uint64_t, 1>{1}, std::array<uint64_t, 1>{2}, ScalarType::U8,
+                 ScalarType::U16, narrow.data(), narrow.data() + 1);
+  for (size_t n = 0; n < 1000; ++n) {
+    uint16_t value;
+    std::memcpy(&value, narrow.data() + 1 + 2 * n, 2);
+    ASSERT_EQ(value, expected[n]);
+  }
+}
+
+} // namespace
+
+} // namespace zarnik
