@@ -12,17 +12,7 @@ from support.values import ELEMENTS, components, vector
 from zarnik import _classes
 
 NAMES = {f"ArrayX{suffix}": (*element, suffix) for suffix, element in ELEMENTS.items()}
-ENTRIES = (
-    "new_{0} {0}_dimension_count {0}_shape {0}_indexer {0}_at {0}_set_at {0}_reshape {0}_to_string {0}___eq__ "
-    "{0}___ne__ {0}__to_numpy {0}_from_numpy delete_{0} {0}_swigregister {0}_swiginit"
-).split()
 ALL = pytest.mark.parametrize("name", NAMES)
-
-
-def test_entries_in_order():
-    expected = [entry.format(name) for name in NAMES for entry in ENTRIES]
-    ours = set(expected)
-    assert [name for name in vars(_zarnik) if name in ours] == expected
 
 
 def call(name, method, *arguments):
@@ -106,9 +96,9 @@ def test_from_numpy_refuses(name):
         assert type(caught.value.__cause__) is ValueError
         assert str(caught.value.__cause__) == text
     # Each kind and size has one type number: on this platform those of long long stand for nothing.
-    swapped = numpy.zeros(3, numpy.dtype(dtype).newbyteorder()) if numpy.dtype(dtype).itemsize > 1 else numpy.zeros(3, "?")
+    swapped = numpy.zeros(3, numpy.dtype(dtype).newbyteorder() if numpy.dtype(dtype).itemsize > 1 else bool)
     for array in (numpy.zeros(3, bool), numpy.zeros(3, complex), numpy.zeros(3, "U1"), numpy.zeros(3, "q"), swapped):
-        with pytest.raises(_classes.Error, match="^Unsupported numpy data type$"):
+        with pytest.raises(_classes.Error, match=r"^Unsupported numpy data type$"):
             from_numpy(array)
     for value in ([1, 2], None, 5, b"ab"):
         with pytest.raises(TypeError, match="a numpy array is needed, not <class"):
@@ -160,14 +150,14 @@ def test_what_cannot_be(name):
     array = new([2, 3])
     for index in ([2, 0], [0, 3], [0], [0, 0, 0], []):
         for arguments in (("at", array, index), ("set_at", array, index, 1)):
-            with pytest.raises(_classes.Error, match="is outside of shape|differ in number"):
+            with pytest.raises(_classes.Error, match=r"is outside of shape|differ in number"):
                 call(name, *arguments)
     with pytest.raises(_classes.Error, match="an array of 6 elements cannot take shape"):
         call(name, "reshape", array, [4])
     big = vector("VectorXu64", [2**33, 2**32])
-    with pytest.raises(_classes.Error, match="do not fit 64 bits|allowed are up to"):
+    with pytest.raises(_classes.Error, match=r"do not fit 64 bits|allowed are up to"):
         new(big)
-    with pytest.raises(_classes.Error, match="cannot allocate [0-9]+ bytes for an array"):
+    with pytest.raises(_classes.Error, match=r"cannot allocate [0-9]+ bytes for an array"):
         new(vector("VectorXu64", [2**40, 2**18]))
 
 

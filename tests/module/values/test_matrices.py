@@ -16,19 +16,7 @@ MATRICES = {
     "Matrix4f": (4, numpy.float32, "float"),
     "Matrix4d": (4, numpy.float64, "double"),
 }
-ENTRIES = (
-    "{0}_identity {0}_uniform new_{0} {0}___eq__ {0}___ne__ {0}_at {0}___call__ {0}_set_at {0}_transpose_in_place "
-    "{0}_transpose {0}_inverse {0}_to_string {0}___neg__ {0}___iadd__ {0}___isub__ {0}___add__ {0}___sub__ "
-    "{0}___imul__ {0}___itruediv__ {0}___mul__ {0}___truediv__ delete_{0} {0}_swigregister {0}_swiginit"
-).split()
 ALL = pytest.mark.parametrize("name", MATRICES)
-
-
-def test_entries_in_order():
-    expected = [entry.format(name) for name in MATRICES for entry in ENTRIES]
-    ours = set(expected)
-    assert len(expected) == 4 * 24
-    assert [name for name in vars(_zarnik) if name in ours] == expected
 
 
 def call(name, method, *arguments):
@@ -44,7 +32,9 @@ def make(name, rows):
 
 def array(name, matrix):
     size, dtype, _ = MATRICES[name]
-    return numpy.array([[call(name, "at", matrix, column, row) for column in range(size)] for row in range(size)], dtype)
+    return numpy.array(
+        [[call(name, "at", matrix, column, row) for column in range(size)] for row in range(size)], dtype
+    )
 
 
 def samples(name):
@@ -80,7 +70,7 @@ def test_algebra_is_that_of_numpy(name):
 
 @ALL
 def test_construction_comparison_and_access(name):
-    size, dtype, element = MATRICES[name]
+    size, _, element = MATRICES[name]
     identity = call(name, "identity")
     assert numpy.array_equal(array(name, identity), numpy.eye(size))
     assert numpy.array_equal(array(name, call(name, "uniform", 1.5)), numpy.full((size, size), 1.5))
@@ -94,7 +84,7 @@ def test_construction_comparison_and_access(name):
     assert numpy.array_equal(numpy.array(eval(text)), array(name, matrix))
     for position in ((size, 0), (0, size), (2**64 - 1, 0)):
         for arguments in (("at", matrix, *position), ("__call__", matrix, *position), ("set_at", matrix, *position, 1)):
-            with pytest.raises(_classes.Error, match="index [0-9]+ is out of range, allowed are 0 to"):
+            with pytest.raises(_classes.Error, match=r"index [0-9]+ is out of range, allowed are 0 to"):
                 call(name, *arguments)
     bad_argument(TypeError, getattr(_zarnik, f"{name}_set_at"), 4, element, matrix, 0, 0, "1")
     for operand in ("x", None, 1j, [1] * 20 + ["a"], ["a"] * size):
@@ -156,7 +146,7 @@ def test_euler_conventions():
         inverse = euler([-angle for angle in angles[::-1]], convention[::-1])
         assert numpy.allclose(inverse @ euler(angles, convention), numpy.eye(4))
     for convention in ("ZyX", "zYX", "", "xy", "xyzx", "xyw", "\xe4yz"):
-        with pytest.raises(_classes.Error, match="Euler convention .* is invalid"):
+        with pytest.raises(_classes.Error, match=r"Euler convention .* is invalid"):
             euler(angles, convention)
     function = _zarnik.TransformMatrix4Factory_rotation_euler
     bad_argument(TypeError, function, 2, "std::string const &", angles, 5)

@@ -10,24 +10,8 @@ from support.values import components, vector
 from zarnik import _classes
 
 NAMES = {"Region2u64": 2, "Region3u64": 3, "Region4u64": 4, "RegionXu64": None}
-FIXED = (
-    "{0}_get_dimension_count {0}_get_origin {0}_get_size {0}_get_element_count {0}_get_min {0}_get_max "
-    "{0}_get_is_empty {0}_contains {0}_intersect {0}_intersection {0}_extract_slice_from_axis {0}___eq__ "
-    "{0}_to_string new_{0} delete_{0} {0}_swigregister {0}_swiginit"
-).split()
-RUN_TIME = (
-    "{0}_from_index new_{0} {0}_create_full_region {0}_get_dimension_count {0}_get_origin {0}_get_size {0}_get_min "
-    "{0}_get_max {0}_get_element_count {0}_get_is_empty {0}_contains {0}_intersect {0}_intersection "
-    "{0}_extract_slice_from_axis {0}___eq__ {0}___ne__ {0}_to_string delete_{0} {0}_swigregister {0}_swiginit"
-).split()
 ALL = pytest.mark.parametrize("name", NAMES)
 DISJOINT_COUNTS = "differ in number: 2 and 3"
-
-
-def test_entries_in_order():
-    expected = [entry.format(name) for name in NAMES for entry in (FIXED if NAMES[name] else RUN_TIME)]
-    ours = set(expected)
-    assert [name for name in vars(_zarnik) if name in ours] == expected
 
 
 def call(name, method, *arguments):

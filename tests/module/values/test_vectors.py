@@ -14,27 +14,9 @@ from zarnik import _classes
 FAMILIES = pytest.mark.parametrize("family", VECTORS, ids=lambda family: family.name)
 V3 = "zarnik::Vector< uint16_t,3 >"
 VX = "zarnik::VectorX< uint64_t >"
-BINARY = "add sub mul truediv lt le gt ge eq ne".split()
-IN_PLACE = "iadd isub imul itruediv".split()
-
-START = "{0}_create_uniform new_{0} {0}_size {0}_at {0}_set_at".split()
-EQUALITY = "{0}___eq__ {0}___ne__".split()
-LENGTHS = "{0}_squared_length {0}_length {0}_normalize".split()
-END = (
-    "{0}_to_string {0}___neg__ {0}___iadd__ {0}___isub__ {0}___add__ {0}___sub__ {0}_dot {0}_cross {0}___imul__ "
-    "{0}___itruediv__ {0}___mul__ {0}___truediv__ {0}___lt__ {0}___le__ {0}___gt__ {0}___ge__ delete_{0} "
-    "{0}_swigregister {0}_swiginit"
-).split()
-
-
-def test_entries_in_order():
-    expected = []
-    for family in VECTORS:
-        middle = EQUALITY + LENGTHS if family.size is None else LENGTHS + EQUALITY
-        expected += [entry.format(family.name) for entry in START + middle + END]
-    assert len(expected) == 40 * 29
-    ours = set(expected)
-    assert [name for name in vars(_zarnik) if name in ours] == expected
+COMPARISONS = ["lt", "le", "gt", "ge", "eq", "ne"]
+BINARY = ["add", "sub", "mul", "truediv", *COMPARISONS]
+IN_PLACE = ["iadd", "isub", "imul", "itruediv"]
 
 
 def pairs(family):
@@ -90,7 +72,7 @@ def test_division_is_toward_zero_and_never_ends_the_process(family):
         )
         if undefined:
             for method in ("__truediv__", "__itruediv__"):
-                with pytest.raises(_classes.Error, match="integer division of -?[0-9]+ by (zero|-1 exceeds)"):
+                with pytest.raises(_classes.Error, match=r"integer division of -?[0-9]+ by (zero|-1 exceeds)"):
                     family.call(method, *operands)
             assert numpy.array_equal(family.array(operands[0]), left)
         elif numpy.all(right):
@@ -113,7 +95,7 @@ def test_comparisons_are_those_of_tuples(family):
     rows = family.samples()
     rows.append(rows[0].copy())
     for left, right in ((left, right) for left in rows for right in rows):
-        for operation in "lt le gt ge eq ne".split():
+        for operation in COMPARISONS:
             result = family.call(f"__{operation}__", family.make(left), family.make(right))
             assert result is getattr(operator, operation)(tuple(left.tolist()), tuple(right.tolist()))
 
