@@ -1,4 +1,8 @@
-"""Where the axes and elements of an image stand in an array."""
+"""Where the axes and elements of an image stand in an array.
+
+Reading a row of an image takes less time than finding out how to: what depends on types only is worked out once for
+each combination, and the flat functions are called directly.
+"""
 
 from __future__ import annotations
 
@@ -9,121 +13,127 @@ import numpy
 import _zarnik
 import zarnik._classes as _classes
 from zarnik import _axes, _types
-from zarnik._enumerations import ImageDimension
+
+_get_shape = _zarnik.ImageView_get_shape
+_get_axes = _zarnik.ImageView_get_axes_interpretation
+_get_data_type = _zarnik.ImageView_get_data_type
+_axes_value = _zarnik.ImageType_value
+_data_type_id = _zarnik.DataType_get_id
+_size = _zarnik.VectorXu64_size
+_at = _zarnik.VectorXu64_at
+_set_at = _zarnik.VectorXu64_set_at
+_uniform = _zarnik.VectorXu64_create_uniform
+_new_region = _zarnik.new_RegionXu64
+_region_origin = _zarnik.RegionXu64_get_origin
+_region_size = _zarnik.RegionXu64_get_size
+
+Array = numpy.ndarray[Any, Any]
 
 
-class AxisOrder:
-    """How the dimensions of an image type become the axes of an array: T, Z, Y, X, C, those that there are.
+class Layout:
+    """How the dimensions and elements of an image become the axes of an array: T, Z, Y, X, C, those that there are.
 
-    An unknown type keeps the order of the image, first dimension first, since nothing says what they are.
+    Unknown axes keep the order of the image, first dimension first, since nothing says what they are.
     """
 
-    __slots__ = ("buffer_axes", "dimensions", "inverse", "known", "positions")
+    __slots__ = ("axes", "buffer_axes", "components", "dimensions", "dtype", "inverse", "positions", "rank", "scalar")
 
-    def __init__(self, dimensions: list[ImageDimension], rank: int) -> None:
-        self.known = len(dimensions) == rank
-        self.dimensions = [dimension for dimension in _axes.NUMPY_ORDER if dimension in dimensions]
+    def __init__(self, image_type: Any, rank: int, data_type_id: int) -> None:
+        self.dtype = _types.dtype_of(data_type_id)
+        #: the type of the elements of an array, and the shape of one element of the image: () or that of the last axis
+        self.scalar, self.components = self.dtype.base, self.dtype.shape
+        self.rank = rank
+        canonical = list(image_type)
+        known = len(canonical) == rank
+        self.dimensions = [dimension for dimension in _axes.NUMPY_ORDER if dimension in canonical] if known else []
         #: positions[axis] is the place of the axis among the dimensions of the image
-        self.positions = [dimensions.index(dimension) for dimension in self.dimensions]
-        if not self.known:
-            self.dimensions = []
-            self.positions = list(range(rank))
+        self.positions = [canonical.index(dimension) for dimension in self.dimensions] or list(range(rank))
         # A buffer of the library, first dimension fastest, is a C ordered array of the dimensions from last to first:
         # buffer_axes reorders its axes into those of the array, inverse does the contrary.
-        self.buffer_axes = [rank - 1 - position for position in self.positions]
-        self.inverse = [self.buffer_axes.index(axis) for axis in range(rank)]
+        buffer_axes = [rank - 1 - position for position in self.positions]
+        inverse = [buffer_axes.index(axis) for axis in range(rank)]
+        within = [rank] * len(self.components)
+        natural = list(range(rank))
+        self.buffer_axes = None if buffer_axes == natural else buffer_axes + within
+        self.inverse = None if inverse == natural else inverse + within
+        #: the axes of an array, components of pixels as "C"; None if they are not known
+        self.axes: str | None = None
+        if known:
+            letters = _axes.letters(self.dimensions)
+            self.axes = letters + "C" if self.components and "C" not in letters else letters
 
+    def shape(self, sizes: list[int]) -> tuple[int, ...]:
+        """Return the shape of an array of so many elements along each dimension of the image."""
+        return (*[sizes[position] for position in self.positions], *self.components)
 
-_orders: dict[tuple[int, int], AxisOrder] = {}
-
-
-class Geometry:
-    """Shape, axes and element type of an image view at one moment."""
-
-    __slots__ = ("data_type_id", "dtype", "order", "sizes")
-
-    def __init__(self, view: Any) -> None:
-        shape = _zarnik.ImageView_get_shape(view)
-        at = _zarnik.VectorXu64_at
-        #: of the dimensions in the image's own order
-        self.sizes = [at(shape, index) for index in range(_zarnik.VectorXu64_size(shape))]
-        image_type = _zarnik.ImageView_get_axes_interpretation(view)
-        rank = len(self.sizes)
-        key = (_zarnik.ImageType_value(image_type), rank)
-        order = _orders.get(key)
-        if order is None:
-            order = _orders[key] = AxisOrder(list(image_type), rank)
-        self.order = order
-        self.data_type_id = _zarnik.DataType_get_id(_zarnik.ImageView_get_data_type(view))
-        self.dtype = _types.dtype_of(self.data_type_id)
-
-    @property
-    def scalar(self) -> numpy.dtype[Any]:
-        """The type of the elements of an array."""
-        return self.dtype.base
-
-    @property
-    def components(self) -> tuple[int, ...]:
-        """The shape of one element: one axis, the last of an array, for types of several components."""
-        return self.dtype.shape
-
-    @property
-    def shape(self) -> tuple[int, ...]:
-        """The shape of an array of the whole image."""
-        return tuple([self.sizes[position] for position in self.order.positions]) + self.components
-
-    @property
-    def axes(self) -> str | None:
-        """The axes of an array, components of pixels as "C"; None if they are not known."""
-        if not self.order.known:
-            return None
-        letters = _axes.letters(self.order.dimensions)
-        return letters + "C" if self.components and "C" not in letters else letters
-
-    def whole(self) -> tuple[list[int], list[int]]:
-        """Return origin and size of the whole image."""
-        return [0] * len(self.sizes), self.sizes
-
-    def buffer(self, size: list[int]) -> numpy.ndarray[Any, Any]:
+    def buffer(self, sizes: list[int]) -> Array:
         """Return an uninitialized buffer for a region, as a C ordered array with the dimensions from last to first."""
-        return numpy.empty(tuple(size[::-1]) + self.components, self.scalar)
+        return numpy.empty((*sizes[::-1], *self.components), self.scalar)
 
-    def to_array_axes(self, buffer: numpy.ndarray[Any, Any]) -> numpy.ndarray[Any, Any]:
+    def to_array_axes(self, buffer: Array) -> Array:
         """Show a buffer, or an array in its order of axes, with the axes of an array."""
-        return self._transposed(buffer, self.order.buffer_axes)
+        return buffer if self.buffer_axes is None else buffer.transpose(self.buffer_axes)
 
-    def to_buffer_axes(self, array: numpy.ndarray[Any, Any]) -> numpy.ndarray[Any, Any]:
+    def to_buffer_axes(self, array: Array) -> Array:
         """The contrary of to_array_axes."""
-        return self._transposed(array, self.order.inverse)
+        return array if self.inverse is None else array.transpose(self.inverse)
 
-    def _transposed(self, array: numpy.ndarray[Any, Any], axes: list[int]) -> numpy.ndarray[Any, Any]:
-        rank = len(axes)
-        if axes == list(range(rank)):
-            return array
-        transposed: numpy.ndarray[Any, Any] = array.transpose([*axes, rank] if self.components else axes)
-        return transposed
-
-    def axes_permutation(self, requested: _axes.Axes) -> list[int]:
+    def permutation(self, requested: _axes.Axes) -> list[int]:
         """Return, for each axis requested, the axis of an array in the usual order."""
-        axes = self.axes
-        if axes is None:
+        if self.axes is None:
             raise ValueError("the axes of this image are unknown: set_axes_interpretation names them")
         # Where pixels have components besides a channel axis, those stay last and have no name.
         wanted = _axes.letters(_axes.dimensions_of(requested))
-        if sorted(wanted) != sorted(axes):
-            raise ValueError(f"order {wanted!r} does not fit an image with axes {axes!r}")
-        permutation = [axes.index(letter) for letter in wanted]
-        return permutation + ([len(axes)] if len(axes) < len(self.shape) else [])
+        if sorted(wanted) != sorted(self.axes):
+            raise ValueError(f"order {wanted!r} does not fit an image with axes {self.axes!r}")
+        permutation = [self.axes.index(letter) for letter in wanted]
+        return permutation + [self.rank] * (self.rank + len(self.components) - len(permutation))
 
 
-def region_bounds(region: Any) -> tuple[list[int], list[int]]:
-    """Return origin and size of a region, or of a pair of sequences, in the image's own order of dimensions."""
-    if isinstance(region, (_classes.RegionXu64, _classes.Region2u64, _classes.Region3u64, _classes.Region4u64)):
-        return list(region.get_origin()), list(region.get_size())
-    origin, size = region
-    return list(origin), list(size)
+_layouts: dict[tuple[int, int, int], Layout] = {}
 
 
-def region_of(origin: list[int], size: list[int]) -> Any:
-    """Return a region whose components may be of any 64-bit size."""
-    return _zarnik.new_RegionXu64(_classes.VectorXu64(origin), _classes.VectorXu64(size))
+def geometry_of(view: Any) -> tuple[Layout, list[int]]:
+    """Return the layout of an image, and its size along each of its own dimensions."""
+    shape = _get_shape(view)
+    rank = _size(shape)
+    image_type = _get_axes(view)
+    key = (_axes_value(image_type), rank, _data_type_id(_get_data_type(view)))
+    layout = _layouts.get(key)
+    if layout is None:
+        layout = _layouts[key] = Layout(image_type, rank, key[2])
+    return layout, [_at(shape, index) for index in range(rank)]
+
+
+def region_of(region: Any, sizes: list[int]) -> tuple[Any, list[int]]:
+    """Return a region, or a pair of sequences, as the region class that images take, and its size.
+
+    :param sizes: Those of the image, which the region must not exceed.
+    """
+    if type(region) is _classes.RegionXu64:
+        size = _region_size(region)
+        count = [_at(size, index) for index in range(_size(size))]
+        first = _region_origin(region)
+        origin = [_at(first, index) for index in range(_size(first))]
+    else:
+        origin, count = (list(corner) for corner in region)
+        region = None
+    fits = len(origin) == len(count) == len(sizes)
+    if fits:
+        for start, extent, limit in zip(origin, count, sizes):
+            fits = fits and 0 <= start <= start + extent <= limit and extent >= 0
+    if not fits:
+        raise _classes.InvalidArgument(
+            f"region origin {tuple(origin)} + size {tuple(count)} exceeds image shape {tuple(sizes)} (X, Y, Z, C, T)"
+        )
+    if region is None:
+        region = _new_region(_vector(origin), _vector(count))
+    return region, count
+
+
+def _vector(components: list[int]) -> Any:
+    vector = _uniform(len(components), 0)
+    for index, component in enumerate(components):
+        if component:
+            _set_at(vector, index, int(component))
+    return vector

@@ -9,7 +9,7 @@ import numpy
 import _zarnik
 from zarnik import _axes, _types
 from zarnik._enumerations import ImageCapability, ImageInterpretation
-from zarnik._geometry import Geometry
+from zarnik._geometry import Layout
 
 if TYPE_CHECKING:
     from zarnik._classes import ImageView
@@ -49,23 +49,22 @@ def from_numpy(
     return view if writeable else _zarnik.ImageViewProvider_to_read_only(view)
 
 
-def shared_array(view: Any, geometry: Geometry) -> numpy.ndarray[Any, Any] | None:
+def shared_array(view: Any, layout: Layout) -> numpy.ndarray[Any, Any] | None:
     """Return an array over the memory of a view, in the order T, Z, Y, X, C; None if it has no memory to share."""
     capabilities = _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view))
     if not capabilities & ImageCapability.MEMORY_ACCESS:
         return None
     # The axes that the flat functions choose by themselves are those of a buffer in all cases but one, and those that
     # they can be told are right for scalars only: so scalars are told, and the others reordered here.
-    if geometry.order.known and geometry.dtype.kind != "c" and not geometry.components:
-        array = _zarnik.NumpyInterop_order_to_numpy_array(view, geometry.order.dimensions)
+    is_complex = layout.scalar.kind == "c"
+    if layout.dimensions and not is_complex and not layout.components:
+        array = _zarnik.NumpyInterop_order_to_numpy_array(view, layout.dimensions)
     else:
         array = _zarnik.NumpyInterop_to_numpy_array(view)
-        if geometry.order.known:
-            # A complex number counts as two components here.
-            rank = len(geometry.sizes)
-            array = array.transpose(geometry.order.buffer_axes + list(range(rank, array.ndim)))
-        if geometry.dtype.kind == "c":
-            array = _as_complex(array, geometry.dtype)
+        if is_complex:
+            array = _as_complex(array, layout.dtype)
+        if layout.dimensions:
+            array = layout.to_array_axes(array)
     if not capabilities & ImageCapability.WRITE:
         array.flags.writeable = False
     return array

@@ -12,7 +12,7 @@ import zarnik._classes as _classes
 from zarnik import _axes
 from zarnik._enumerations import ImageInterpretation
 from zarnik._extension import extends
-from zarnik._geometry import Geometry, region_bounds, region_of
+from zarnik._geometry import Array, Layout, geometry_of, region_of
 from zarnik._interop import shared_array
 from zarnik._types import as_data_type, as_image_type
 from zarnik._values import as_vector
@@ -42,26 +42,28 @@ class _ImageView:
     @property
     def shape(self) -> tuple[int, ...]:
         """The shape of an array of this image, in the order T, Z, Y, X, C; `get_shape()` is in the library's order."""
-        return Geometry(self).shape
+        layout, sizes = geometry_of(self)
+        return layout.shape(sizes)
 
     @property
     def ndim(self) -> int:
         """The number of axes of an array of this image."""
-        return len(Geometry(self).shape)
+        layout, _ = geometry_of(self)
+        return layout.rank + len(layout.components)
 
     @property
     def dtype(self) -> numpy.dtype[Any]:
         """The type of the elements of an array of this image; the components of vector data have an axis."""
-        return Geometry(self).scalar
+        return geometry_of(self)[0].scalar
 
     @property
     def axes(self) -> str | None:
         """The axes of an array of this image, such as "TZYX", or None if they are not known."""
-        return Geometry(self).axes
+        return geometry_of(self)[0].axes
 
     # ---- arrays ------------------------------------------------------------------------------------------------------
 
-    def to_numpy(self, order: _axes.Axes | None = None, *, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
+    def to_numpy(self, order: _axes.Axes | None = None, *, copy: bool | None = None) -> Array:
         """Return the image as an array, in the order T, Z, Y, X, C or the one asked for.
 
         :param order: The axes in the order wanted, such as "XYZ"; "C" names the components of vector data.
@@ -70,18 +72,18 @@ class _ImageView:
         :return: The array. One that shares memory keeps the image alive, and is read-only if the image is.
         :raises ValueError: if the order does not fit, or a copy is needed but not allowed.
         """
-        geometry = Geometry(self)
-        axes = None if order is None else geometry.axes_permutation(order)
-        array = shared_array(self, geometry)
+        layout, sizes = geometry_of(self)
+        axes = None if order is None else layout.permutation(order)
+        array = shared_array(self, layout)
         if array is None:
             if copy is False:
                 raise ValueError("this image is not in memory that can be shared: an array of it is a copy")
-            array = _read(self, geometry, *geometry.whole())
+            array = _read(self, layout, *_whole(sizes))
         elif copy:
             array = array.copy()
         return array if axes is None else array.transpose(axes)
 
-    def __array__(self, dtype: Any = None, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
+    def __array__(self, dtype: Any = None, copy: bool | None = None) -> Array:
         array = _ImageView.to_numpy(self, copy=copy)
         if dtype is None or array.dtype == dtype:
             return array
@@ -97,14 +99,14 @@ class _ImageView:
         :return: A NumPy scalar, or an array of its components.
         :raises IndexError: if the index is outside of the image.
         """
-        geometry = Geometry(self)
+        layout, sizes = geometry_of(self)
         if index is None:
-            return _read(self, geometry, *geometry.whole())
-        element = numpy.empty(geometry.components, geometry.scalar)
-        _zarnik.ImageView___read(self, _checked_index(index, geometry), element)
-        return element if geometry.components else element[()]
+            return _read(self, layout, *_whole(sizes))
+        element = numpy.empty(layout.components, layout.scalar)
+        _zarnik.ImageView___read(self, _checked_index(index, sizes), element)
+        return element if layout.components else element[()]
 
-    def read_region(self, region: Any = None, out: numpy.ndarray[Any, Any] | None = None) -> numpy.ndarray[Any, Any]:
+    def read_region(self, region: Any = None, out: Array | None = None) -> Array:
         """Return the elements of a region as a new array, in the order of axes of `to_numpy`.
 
         :param region: A region, or a pair of origin and size, in the library's order X, Y, Z, C, T; the whole image by
@@ -112,20 +114,20 @@ class _ImageView:
         :param out: An array to fill instead, of the right shape and dtype, of any strides.
         :return: The array.
         """
-        geometry = Geometry(self)
-        bounds = geometry.whole() if region is None else region_bounds(region)
-        return _read(self, geometry, *bounds, out=out)
+        layout, sizes = geometry_of(self)
+        return _read(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), out=out)
 
     def write(self, index: Any, value: Any) -> None:
         """Change one element, at an index in the library's order X, Y, Z, C, T.
 
         The value is converted as in an assignment to an element of an array.
+
         :raises IndexError: if the index is outside of the image.
         """
-        geometry = Geometry(self)
-        element = numpy.empty(geometry.components, geometry.scalar)
+        layout, sizes = geometry_of(self)
+        element = numpy.empty(layout.components, layout.scalar)
         element[...] = value
-        _zarnik.ImageView___write(self, _checked_index(index, geometry), element)
+        _zarnik.ImageView___write(self, _checked_index(index, sizes), element)
 
     def write_region(self, region: Any, values: Any) -> None:
         """Change the elements of a region.
@@ -134,9 +136,8 @@ class _ImageView:
         :param values: What could be assigned to the array of the region: an array in its order of axes, or anything
             that NumPy broadcasts and converts to it.
         """
-        geometry = Geometry(self)
-        origin, size = geometry.whole() if region is None else region_bounds(region)
-        _write(self, geometry, origin, size, values)
+        layout, sizes = geometry_of(self)
+        _write(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), values)
 
     # ---- indexing ----------------------------------------------------------------------------------------------------
 
@@ -145,20 +146,20 @@ class _ImageView:
 
         Only the part asked for is read, rounded up to whole steps of slices.
         """
-        geometry = Geometry(self)
-        part = _Part(key, geometry)
-        return _read(self, geometry, part.origin, part.size)[part.within]
+        layout, sizes = geometry_of(self)
+        part = _Part(key, layout, sizes)
+        return _read(self, layout, part.region, part.size)[part.within]
 
     def __setitem__(self, key: Any, values: Any) -> None:
         """Write a part of the image, with the conversions of an assignment to an array."""
-        geometry = Geometry(self)
-        part = _Part(key, geometry)
+        layout, sizes = geometry_of(self)
+        part = _Part(key, layout, sizes)
         if part.is_dense:
-            block = geometry.to_array_axes(geometry.buffer(part.size))
+            block = layout.to_array_axes(layout.buffer(part.size))
         else:
-            block = _read(self, geometry, part.origin, part.size)
+            block = _read(self, layout, part.region, part.size)
         block[part.within] = values
-        _write(self, geometry, part.origin, part.size, block)
+        _write(self, layout, part.region, part.size, block)
 
     # ---- properties and metadata -------------------------------------------------------------------------------------
 
@@ -216,72 +217,58 @@ class _ImageView:
 
     def __repr__(self) -> str:
         try:
-            geometry = Geometry(self)
+            layout, sizes = geometry_of(self)
         except TypeError:  # elements that NumPy has no type for
             return f"<zarnik.ImageView {_zarnik.ImageView_to_string(self)}>"
         spacing = ", ".join(f"{distance:g}" for distance in self.get_spatial_spacing())
         unit = self.get_spatial_unit()
         return (
-            f"<zarnik.ImageView {geometry.axes or 'unknown axes'} {geometry.shape} {geometry.scalar}, "
+            f"<zarnik.ImageView {layout.axes or 'unknown axes'} {layout.shape(sizes)} {layout.scalar}, "
             f"spacing ({spacing}){' ' + unit if unit else ''}>"
         )
 
 
-def _checked_index(index: Any, geometry: Geometry) -> list[int]:
+def _checked_index(index: Any, sizes: list[int]) -> list[int]:
     checked = [operator.index(component) for component in index]
-    sizes = geometry.sizes
     if len(checked) != len(sizes) or any(not 0 <= place < size for place, size in zip(checked, sizes)):
         raise IndexError(f"index {tuple(checked)} is outside of an image of shape {tuple(sizes)} (X, Y, Z, C, T)")
     return checked
 
 
-def _checked_region(origin: list[int], size: list[int], geometry: Geometry) -> Any:
-    sizes = geometry.sizes
-    if not len(origin) == len(size) == len(sizes) or any(
-        not 0 <= first <= first + count <= limit for first, count, limit in zip(origin, size, sizes)
-    ):
-        raise _classes.InvalidArgument(
-            f"region origin {tuple(origin)} + size {tuple(size)} exceeds image shape {tuple(sizes)} (X, Y, Z, C, T)"
-        )
-    return region_of(origin, size)
+def _whole(sizes: list[int]) -> tuple[Any, list[int]]:
+    return region_of(([0] * len(sizes), sizes), sizes)
 
 
-def _read(
-    view: Any, geometry: Geometry, origin: list[int], size: list[int], out: numpy.ndarray[Any, Any] | None = None
-) -> numpy.ndarray[Any, Any]:
-    region = _checked_region(origin, size, geometry)
+def _read(view: Any, layout: Layout, region: Any, size: list[int], out: Array | None = None) -> Array:
     if out is not None:
-        dense = geometry.to_buffer_axes(_checked_out(out, geometry, size))
+        dense = layout.to_buffer_axes(_checked_out(out, layout, size))
         if dense.flags.c_contiguous:
             _zarnik.ImageView___read_region(view, region, dense)
             return out
-    buffer = geometry.buffer(size)
+    buffer = layout.buffer(size)
     _zarnik.ImageView___read_region(view, region, buffer)
-    array = geometry.to_array_axes(buffer)
+    array = layout.to_array_axes(buffer)
     if out is None:
         return array
     out[...] = array
     return out
 
 
-def _write(view: Any, geometry: Geometry, origin: list[int], size: list[int], values: Any) -> None:
-    region = _checked_region(origin, size, geometry)
-    shape = tuple([size[position] for position in geometry.order.positions]) + geometry.components
-    if isinstance(values, numpy.ndarray) and values.shape == shape and values.dtype == geometry.scalar:
-        buffer = numpy.ascontiguousarray(geometry.to_buffer_axes(values))
+def _write(view: Any, layout: Layout, region: Any, size: list[int], values: Any) -> None:
+    if isinstance(values, numpy.ndarray) and values.shape == layout.shape(size) and values.dtype == layout.scalar:
+        buffer = numpy.ascontiguousarray(layout.to_buffer_axes(values))
     else:
-        buffer = geometry.buffer(size)
-        geometry.to_array_axes(buffer)[...] = values
+        buffer = layout.buffer(size)
+        layout.to_array_axes(buffer)[...] = values
     _zarnik.ImageView___write_region(view, region, buffer)
 
 
-def _checked_out(out: Any, geometry: Geometry, size: list[int]) -> numpy.ndarray[Any, Any]:
-    shape = tuple([size[position] for position in geometry.order.positions]) + geometry.components
+def _checked_out(out: Any, layout: Layout, size: list[int]) -> Array:
     if not isinstance(out, numpy.ndarray):
         raise TypeError(f"out must be a numpy.ndarray, got {type(out).__name__}")
-    if out.shape != shape or out.dtype != geometry.scalar:
+    if out.shape != layout.shape(size) or out.dtype != layout.scalar:
         raise ValueError(
-            f"out has shape {out.shape} and dtype {out.dtype}, the region has {shape} and {geometry.scalar}"
+            f"out has shape {out.shape} and dtype {out.dtype}, the region has {layout.shape(size)} and {layout.scalar}"
         )
     if not out.flags.writeable:
         raise ValueError("out is read-only")
@@ -291,27 +278,25 @@ def _checked_out(out: Any, geometry: Geometry, size: list[int]) -> numpy.ndarray
 class _Part:
     """What a key in square brackets selects: the region around it, and the key within the array of that region."""
 
-    __slots__ = ("is_dense", "origin", "size", "within")
+    __slots__ = ("is_dense", "region", "size", "within")
 
-    def __init__(self, key: Any, geometry: Geometry) -> None:
-        shape = geometry.shape
-        keys = _keys_of_all_axes(key, shape)
-        rank = len(geometry.sizes)
-        self.origin, self.size = geometry.whole()
-        self.size = list(self.size)
+    def __init__(self, key: Any, layout: Layout, sizes: list[int]) -> None:
+        shape = layout.shape(sizes)
+        origin, self.size = [0] * layout.rank, list(sizes)
         self.is_dense = True
         within: list[Any] = []
-        for axis, (entry, extent) in enumerate(zip(keys, shape)):
-            first, count, inside = _selection(entry, extent, axis)
-            if axis < rank:
-                position = geometry.order.positions[axis]
-                self.origin[position], self.size[position] = first, count
+        for axis, entry in enumerate(_keys_of_all_axes(key, shape)):
+            first, count, inside = _selection(entry, shape[axis], axis)
+            if axis < layout.rank:
+                position = layout.positions[axis]
+                origin[position], self.size[position] = first, count
                 dense = not isinstance(inside, slice) or inside.step in (1, -1)
             else:  # the components of a pixel are read together
                 inside, dense = entry, entry == slice(None)
             self.is_dense &= dense
             within.append(inside)
         self.within = tuple(within)
+        self.region, self.size = region_of((origin, self.size), sizes)
 
 
 def _keys_of_all_axes(key: Any, shape: tuple[int, ...]) -> list[Any]:
