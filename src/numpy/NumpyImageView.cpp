@@ -70,6 +70,8 @@ void NumpyImageView::setUp(std::span<ImageDimension const> dimensions, ImageInte
     byteStrides[place] = static_cast<uint64_t>(PyArray_STRIDES(array)[axis]);
   }
   dataType_ = python::dataTypeOfNumpy(PyArray_TYPE(array));
+  if (PyArray_ISBYTESWAPPED(array))
+    throw Error("Unsupported numpy data type");
   if (isRowMajor(array))
     std::reverse(layout.begin(), layout.end());
   indexer_ = Indexer(shape_, dataType_, byteStrides, layout);
@@ -129,8 +131,15 @@ void NumpyImageView::readRegion(RegionXu64 const & region, void * destination) {
 
 void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source) {
   Indexer const dense(region.size(), dataType_);
-  VectorXu64 const zeros(region.dimensionCount());
-  RegionCopier(dense, indexer_, zeros, region.origin(), region.size(), dataType_).copy(source, buffer());
+  VectorXu64 sourceOrigin(region.dimensionCount());
+  auto size = region.size();
+  // Along an axis of stride 0 every element is the same one: the last one written stays.
+  for (size_t axis = 0; axis < size.size() && axis < indexer_.dimensionCount(); ++axis)
+    if (indexer_.byteStride(axis) == 0 && size[axis] > 1) {
+      sourceOrigin[axis] = size[axis] - 1;
+      size[axis] = 1;
+    }
+  RegionCopier(dense, indexer_, sourceOrigin, region.origin(), size, dataType_).copy(source, buffer());
 }
 
 } // namespace zarnik

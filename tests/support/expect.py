@@ -31,10 +31,8 @@ def null_reference(function: Callable[..., object], position: int, type_name: st
 
 def no_overload(name: str, *prototypes: str) -> str:
     """The text of a call that fits none of the overloads."""
-    lines = "".join(f"    {prototype}\n" for prototype in prototypes)
-    return (
-        f"Wrong number or type of arguments for overloaded function '{name}'.\n  Possible C/C++ prototypes are:\n{lines}"
-    )
+    lines = ["  Possible C/C++ prototypes are:", *(f"    {prototype}" for prototype in prototypes), ""]
+    return f"Wrong number or type of arguments for overloaded function '{name}'.\n" + "\n".join(lines)
 
 
 def run_python(program: str, *arguments: str) -> subprocess.CompletedProcess[str]:

@@ -16,7 +16,9 @@ class CountingView(_classes.ImageView):
     alive = staticmethod(_typetable.CountingView_alive)
 
     def __init__(self, shape, dtype=_zarnik.DataTypeId_UINT8, axes=None, capabilities=READ | WRITE | MEMORY_ACCESS):
-        sizes = _classes.VectorXu64([*shape])
+        sizes = _classes.VectorXu64([0] * len(shape))
+        for i, size in enumerate(shape):
+            sizes.set_at(i, size)
         axes = 0 if axes is None else axes.value()
         _typetable.CountingView_swiginit(self, _typetable.new_CountingView(sizes, dtype, axes, capabilities))
 

@@ -16,7 +16,9 @@ def numbered(name, members, start=0):
 
 
 def data_type_ids():
-    scalars = [(f"UINT{bits}", 1, bits) for bits in (8, 16, 32, 64)] + [(f"INT{bits}", 2, bits) for bits in (8, 16, 32, 64)]
+    scalars = [(f"UINT{bits}", 1, bits) for bits in (8, 16, 32, 64)] + [
+        (f"INT{bits}", 2, bits) for bits in (8, 16, 32, 64)
+    ]
     scalars += [("FLOAT", 3, 32), ("DOUBLE", 3, 64)]
     # Vectors follow the order of the element suffixes: u8, i8, u16, ...
     in_suffix_order = [scalars[i] for i in (0, 4, 1, 5, 2, 6, 3, 7, 8, 9)]
@@ -63,10 +65,17 @@ CONSTANTS = [
     *family("DataFrameCapability", READ=1, WRITE=2, RESHAPE=4),
     *numbered("CommonAncestorStatus", "SHARE_NO_ANCESTOR SHARE_ANCESTOR UNDETERMINED"),
 ]
-IMAGE_TYPES = (
-    "UNKNOWN IMAGE VOLUME MULTISPECTRAL_IMAGE MULTISPECTRAL_VOLUME IMAGE_SEQUENCE VOLUME_SEQUENCE "
-    "MULTISPECTRAL_IMAGE_SEQUENCE MULTISPECTRAL_VOLUME_SEQUENCE"
-).split()
+IMAGE_TYPES = [
+    "UNKNOWN",
+    "IMAGE",
+    "VOLUME",
+    "MULTISPECTRAL_IMAGE",
+    "MULTISPECTRAL_VOLUME",
+    "IMAGE_SEQUENCE",
+    "VOLUME_SEQUENCE",
+    "MULTISPECTRAL_IMAGE_SEQUENCE",
+    "MULTISPECTRAL_VOLUME_SEQUENCE",
+]
 VARIABLES = ["ZARNIK_VERSION", "ZARNIK_VERSION_STRING", "UidGenerator_UNDEFINED_UID"]
 VARIABLES += [f"ImageTypeId_{name}" for name in IMAGE_TYPES]
 

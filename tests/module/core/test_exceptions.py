@@ -79,7 +79,11 @@ except RuntimeError as error:
 _zarnik.delete_Vector2u8(vector)
 """
     )
-    assert (run.returncode, run.stdout, run.stderr) == (0, "component index 2 is out of range, allowed are 0 to 1\n", "")
+    assert (run.returncode, run.stdout, run.stderr) == (
+        0,
+        "component index 2 is out of range, allowed are 0 to 1\n",
+        "",
+    )
 
 
 def test_errors_are_raised_as_whatever_class_is_registered():

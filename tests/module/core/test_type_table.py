@@ -49,6 +49,12 @@ def test_the_order_of_imports_does_not_matter():
         assert (run.stdout, run.stderr) == ("2 (3, 3)\n", "")
 
 
+def test_each_module_comes_down_cleanly():
+    for modules in ("_typetable", "_zarnik", "_typetable, _zarnik", "zarnik"):
+        run = run_python(f"import {modules}")
+        assert (run.returncode, run.stdout, run.stderr) == (0, "", "")
+
+
 def test_classes_derived_elsewhere_are_taken_for_their_base():
     """A shared pointer to the derived class becomes one to the base for the time of the call."""
     view = CountingView((4, 5))

@@ -4,26 +4,9 @@ import pytest
 
 import _zarnik
 from support.expect import run_python
+from support.fake_numpy import ABI, ABI_OF_NUMPY_2, API, BIG, UNKNOWN, run_with_numpy, table
 
-ABI, ABI_OF_NUMPY_2, API = 0x1000009, 0x2000000, 0xD
-LITTLE, BIG, UNKNOWN = 1, 2, 0
-
-# A function table of NumPy, as far as start-up looks at it, in a capsule. Slots: 0 the ABI version, 210 the byte order
-# of the machine, 211 the API version.
-FAKE_TABLE = """
-import ctypes
-answers = {{0: {abi}, 210: {endianness}, 211: {api}}}
-functions = {{slot: ctypes.CFUNCTYPE(ctypes.c_uint)(lambda value=value: value) for slot, value in answers.items()}}
-table = (ctypes.c_void_p * 400)(*[ctypes.cast(functions[i], ctypes.c_void_p) if i in functions else None
-                                   for i in range(400)])
-ctypes.pythonapi.PyCapsule_New.restype = ctypes.py_object
-ctypes.pythonapi.PyCapsule_New.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_void_p]
-name = {name!r}
-_ARRAY_API = ctypes.pythonapi.PyCapsule_New(ctypes.addressof(table), name, None)
-"""
 IMPORT = """
-import sys
-sys.path.insert(0, sys.argv[1])
 try:
     import _zarnik
 except ImportError as error:
@@ -33,20 +16,6 @@ else:
     print("imported", _zarnik.CommonAncestorStatus_UNDETERMINED)
 """
 FAILED = "ImportError numpy.core.multiarray failed to import\n"
-
-
-def fake_numpy(folder, core, body):
-    """A package numpy whose C module has this body."""
-    package = folder / "numpy" / core
-    package.mkdir(parents=True)
-    (folder / "numpy" / "__init__.py").write_text("")
-    (package / "__init__.py").write_text("")
-    (package / "_multiarray_umath.py").write_text(body)
-    return run_python(IMPORT, str(folder))
-
-
-def table(abi=ABI, api=API, endianness=LITTLE, name=None):
-    return FAKE_TABLE.format(abi=abi, api=api, endianness=endianness, name=name)
 
 
 @pytest.mark.parametrize("core", ["core", "_core"])
@@ -82,14 +51,14 @@ def table(abi=ABI, api=API, endianness=LITTLE, name=None):
 def test_the_reason_is_printed_and_the_import_fails(tmp_path, core, body, printed):
     if core == "_core" and "libblas" in body:
         printed = "No module named 'numpy.core'"  # the older place is tried, too
-    run = fake_numpy(tmp_path, core, body)
+    run = run_with_numpy(tmp_path, core, body, IMPORT)
     assert run.stdout == FAILED
     assert printed in run.stderr.splitlines()[-1]
 
 
 @pytest.mark.parametrize("core, abi, api", [("core", ABI, API), ("core", ABI, 0x10), ("_core", ABI_OF_NUMPY_2, 0x12)])
 def test_compatible_numpys(tmp_path, core, abi, api):
-    run = fake_numpy(tmp_path, core, table(abi=abi, api=api))
+    run = run_with_numpy(tmp_path, core, table(abi=abi, api=api), IMPORT)
     assert (run.stdout, run.stderr) == ("imported 2\n", "")
 
 

@@ -18,7 +18,8 @@
 // Objects that the library does not have, for the tests to hand to _zarnik through the shared type table.
 namespace zarnik::testing {
 
-/// An image in memory of any type and capabilities, which counts how many of its kind are alive.
+/// An image in memory of any type and capabilities, which counts how many of its kind are alive. One of more than
+/// 1 GiB has no memory, only its geometry.
 class CountingView : public ImageView {
 public:
   static int alive() { return count(); }
@@ -26,8 +27,10 @@ public:
   /// \param axes the value of an image type, 0 for unknown axes
   CountingView(zarnik::VectorX<uint64_t> const & shape, uint64_t dataType, uint64_t axes, uint64_t capabilities)
       : shape_(shape), dataType_(dataType), properties_(ImageProperties::fromDataType(dataType_)),
-        capabilities_(capabilities), indexer_(shape_, dataType_), memory_(indexer_.byteCount()) {
+        capabilities_(capabilities), indexer_(shape_, dataType_) {
     properties_->imageInfo().setAxesInterpretation(ImageType(axes));
+    if (indexer_.byteCount() <= 1u << 30)
+      memory_.resize(indexer_.byteCount());
     ++count();
   }
   ~CountingView() override { --count(); }
@@ -117,6 +120,11 @@ inline std::shared_ptr<ImageView> sameView(std::shared_ptr<ImageView> view) { re
 inline std::shared_ptr<ImageView> emptyView() { return nullptr; }
 /// How many share the view, besides this call's own copy.
 inline long useCount(std::shared_ptr<ImageView> view) { return view.use_count() - 1; }
+
+/// What views offer to C++ only.
+inline Indexer indexerOf(std::shared_ptr<ImageView> view) { return view->indexer(); }
+inline uint64_t bufferAddress(std::shared_ptr<ImageView> view) { return reinterpret_cast<uintptr_t>(view->buffer()); }
+inline uint64_t bufferSize(std::shared_ptr<ImageView> view) { return view->bufferSize(); }
 
 /// The address of a shared pointer on the heap, which whoever takes the address owns.
 inline uint64_t pointerAddress(std::shared_ptr<ImageView> view) {

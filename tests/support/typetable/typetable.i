@@ -27,6 +27,7 @@
 namespace zarnik {
 class Error {};
 struct VersionInfo {};
+class Indexer {};
 class View {};
 class ImageView : public View {};
 } // namespace zarnik

@@ -1,0 +1,292 @@
+"""NumPy arrays over the memory of image views."""
+
+import gc
+import itertools
+import weakref
+
+import numpy
+import pytest
+
+import _typetable
+import _zarnik
+from support.expect import fails, run_python
+from support.fake_numpy import run_with_numpy, table
+from support.shared_types import READ, CountingView
+from zarnik import _classes
+
+COLUMN, ROW, SLICE, CHANNEL, SEQUENCE = range(5)
+NOT_A_VIEW = "Numpy array can only be built from ImageView instances"
+to_array = _zarnik.NumpyInterop_to_numpy_array
+to_ordered = _zarnik.NumpyInterop_order_to_numpy_array
+
+
+def image_type(name):
+    return getattr(_zarnik.cvar, f"ImageTypeId_{name}")
+
+
+def dense(sizes, itemsize):
+    """Byte strides of dense memory, the first dimension fastest."""
+    return [int(numpy.prod(sizes[:i], dtype=int)) * itemsize for i in range(len(sizes))]
+
+
+def check_axes(array, view_shape, itemsize, positions):
+    """Axis positions[j] of an array is dimension j of the view."""
+    expected = [None] * array.ndim
+    for j, position in enumerate(positions):
+        expected[position] = (view_shape[j], dense(view_shape, itemsize)[j])
+    assert [*zip(array.shape, array.strides)] == expected
+
+
+# The position among the axes of the array of every dimension of the view, in canonical order.
+POSITIONS = {
+    "UNKNOWN": (0, 1, 2),
+    "IMAGE": (1, 0),
+    "VOLUME": (2, 1, 0),
+    "MULTISPECTRAL_IMAGE": (1, 0, 2),
+    "MULTISPECTRAL_VOLUME": (2, 1, 0, 3),
+    "IMAGE_SEQUENCE": (2, 1, 0),
+    "VOLUME_SEQUENCE": (3, 2, 1, 0),
+    # With CHANNEL and SEQUENCE, a list of axes serves as the list of positions.
+    "MULTISPECTRAL_IMAGE_SEQUENCE": (3, 1, 0, 2),
+    "MULTISPECTRAL_VOLUME_SEQUENCE": (4, 2, 1, 0, 3),
+}
+
+
+@pytest.mark.parametrize("name", POSITIONS)
+def test_axes_of_scalar_data(name):
+    positions = POSITIONS[name]
+    sizes = [12, 4, 6, 5, 3][: len(positions)]
+    array = to_array(CountingView(sizes, _zarnik.DataTypeId_UINT16, image_type(name)))
+    check_axes(array, sizes, 2, positions)
+
+
+@pytest.mark.parametrize(
+    "name, shape", [("UNKNOWN", (12, 4, 6, 3)), ("VOLUME", (6, 4, 12, 3)), ("IMAGE_SEQUENCE", (6, 4, 12, 3))]
+)
+def test_components_of_vector_data_come_last(name, shape):
+    view = CountingView((12, 4, 6), _zarnik.DataTypeId_VEC3_UINT16, image_type(name))
+    array = to_array(view)
+    assert (array.shape, array.dtype) == (shape, numpy.uint16)
+    order = (6, 72, 288) if name == "UNKNOWN" else (288, 72, 6)
+    assert array.strides == (*order, 2)
+
+
+SCALARS = ["UINT8", "UINT16", "UINT32", "UINT64", "INT8", "INT16", "INT32", "INT64", "FLOAT", "DOUBLE"]
+
+
+@pytest.mark.parametrize("name", SCALARS)
+def test_data_types(name):
+    expected = numpy.dtype({"FLOAT": "float32", "DOUBLE": "float64"}.get(name, name.lower()))
+    for components in ("", "VEC2_", "VEC4_"):
+        view = CountingView((2, 3), getattr(_zarnik, f"DataTypeId_{components}{name}"))
+        dtype = to_array(view).dtype
+        assert (dtype.num, dtype) == (expected.num, expected)
+
+
+@pytest.mark.parametrize(
+    "name, shape, dtype",
+    [
+        ("COMPLEX_DOUBLE", (2, 3, 2), "float64"),
+        ("SYM_MATRIX3_FLOAT", (2, 3, 6), "float32"),
+        ("MATRIX4_DOUBLE", (2, 3, 16), "float64"),
+        ("UTF8_STRING", (2, 3), "bool"),  # what NumPy has no number for comes as its first type
+    ],
+)
+def test_unusual_data_types(name, shape, dtype):
+    array = to_array(CountingView((2, 3), _classes.DataType(getattr(_zarnik, f"DataTypeId_{name}")).get_id()))
+    assert (array.shape, array.dtype) == (shape, dtype)
+
+
+def test_memory_is_shared():
+    view = CountingView((12, 4, 6), _zarnik.DataTypeId_UINT16, image_type("VOLUME"))
+    first, second = to_array(view), to_ordered(view, [COLUMN, ROW, SLICE])
+    assert first.ctypes.data == second.ctypes.data == _typetable.bufferAddress(view)
+    assert first.flags.writeable
+    assert first.flags.aligned
+    assert not first.flags.owndata
+    first[5, 3, 11] = 777
+    assert second[11, 3, 5] == 777
+
+
+def test_the_array_keeps_the_view():
+    alive = CountingView.alive()
+    view = CountingView((2, 3))
+    array = to_array(view)
+    assert type(array.base).__name__ == "PyCapsule"
+    assert '"ContainerView"' in repr(array.base)
+    assert _typetable.useCount(view) == 2
+    wrapper = weakref.ref(view)
+    del view
+    assert wrapper() is None
+    part = array[1:, ::2].T
+    array[1, 2] = 9
+    del array
+    assert CountingView.alive() == alive + 1
+    assert part[1, 0] == 9
+    del part
+    assert CountingView.alive() == alive
+
+
+def test_conversions_there_and_back_chain():
+    array = numpy.arange(24, dtype=numpy.int32).reshape(2, 3, 4)
+    gone = weakref.ref(array)
+    view = _zarnik.NumpyInterop__from_numpy_array(array, image_type("VOLUME"), 0, False)
+    back = to_array(view)
+    assert numpy.shares_memory(array, back)
+    numpy.testing.assert_array_equal(array, back)
+    del array, view
+    gc.collect()
+    assert back.sum() == 276
+    assert gone() is not None
+    del back
+    assert gone() is None
+
+
+def test_objects_that_are_no_views_with_memory():
+    for function, others in ((to_array, ()), (to_ordered, ([COLUMN, ROW],))):
+        fails(TypeError, "Input ImageView cannot be empty", function, None, *others)
+        for wrong in (5, "view", numpy.zeros((2, 3)), _classes.VersionInfo(), _classes.DataType()):
+            fails(TypeError, NOT_A_VIEW, function, wrong, *others)
+        without = CountingView((2, 3), capabilities=READ)
+        fails(ValueError, "Input ImageView must support MEMORY_ACCESS capability", function, without, *others)
+
+
+@pytest.mark.parametrize("order", itertools.permutations([COLUMN, ROW, SLICE, CHANNEL]))
+def test_any_order_of_axes(order):
+    sizes = [12, 4, 6, 5]
+    scalar = CountingView(sizes, _zarnik.DataTypeId_FLOAT, image_type("MULTISPECTRAL_VOLUME"))
+    check_axes(to_ordered(scalar, order), sizes, 4, [order.index(d) for d in range(4)])
+
+    vector = CountingView(sizes[:3], _zarnik.DataTypeId_VEC2_FLOAT, image_type("VOLUME"))
+    array = to_ordered(vector, [*order])
+    expected = {d: (size, stride) for d, size, stride in zip(range(3), sizes, dense(sizes, 8))}
+    expected[CHANNEL] = (2, 4)
+    assert [*zip(array.shape, array.strides)] == [expected[d] for d in order]
+
+
+@pytest.mark.parametrize(
+    "order, shape, strides",
+    [
+        # X and Y are found, T is taken for the first axis wherever it was asked for.
+        ((SEQUENCE, ROW, COLUMN, CHANNEL), (6, 4, 12, 3), (288, 72, 6, 2)),
+        ((CHANNEL, SEQUENCE, ROW, COLUMN), (6, 1, 4, 12), (288, 0, 72, 6)),
+        ((ROW, COLUMN, CHANNEL, SEQUENCE), (6, 12, 3, 1), (288, 6, 2, 0)),
+    ],
+)
+def test_components_and_a_sequence_shift_the_axes(order, shape, strides):
+    """An axis that is left over has one element, so that nothing outside of the buffer is reached."""
+    view = CountingView((12, 4, 6), _zarnik.DataTypeId_VEC3_UINT16, image_type("IMAGE_SEQUENCE"))
+    array = to_ordered(view, order)
+    assert (array.shape, array.strides) == (shape, strides)
+    low, high = numpy.lib.array_utils.byte_bounds(array)
+    address = _typetable.bufferAddress(view)
+    assert address <= low <= high <= address + _typetable.bufferSize(view)
+
+
+@pytest.mark.parametrize(
+    "axes, dtype, order, text",
+    [
+        ("UNKNOWN", "UINT8", [0, 1, 2], "ImageView has no axes interpretation - Dimensions are unknown"),
+        (
+            "MULTISPECTRAL_IMAGE",
+            "VEC2_UINT8",
+            [0, 1, 3],
+            "CHANNEL dimension already exists - vectorial data cannot be converted",
+        ),
+        ("VOLUME", "UINT8", [0, 1], "Input dimensions list is not valid"),
+        ("VOLUME", "UINT8", [], "Input dimensions list is not valid"),
+        ("VOLUME", "UINT8", [0, 1, 2, 3], "Input dimensions list is not valid"),
+        ("VOLUME", "VEC3_UINT8", [0, 1, 2], "Input dimensions list is not valid"),
+        ("VOLUME", "UINT8", [0, 1, 3], "Input dimensions list is incomplete"),
+        ("VOLUME", "UINT8", [0, 1, 1], "Input dimensions list is incomplete"),
+        ("VOLUME", "UINT8", [0, 1, 7], "Input dimensions list is incomplete"),
+        ("VOLUME", "VEC3_UINT8", [0, 1, 2, 4], "Input dimensions list is incomplete"),
+    ],
+)
+def test_orders_that_do_not_fit(axes, dtype, order, text):
+    view = CountingView((2, 3, 4), getattr(_zarnik, f"DataTypeId_{dtype}"), image_type(axes))
+    fails(_classes.Error, text, to_ordered, view, order)
+    assert _typetable.useCount(view) == 1
+
+
+def test_orders_that_are_no_list_of_dimensions():
+    view = CountingView((2, 3), axes=image_type("IMAGE"))
+    for wrong in (None, 5, {0, 1}, object()):
+        fails(TypeError, "not a list", to_ordered, view, wrong)
+    for wrong in ("01", [0, "1"], [0, None], [0.0, 1]):
+        fails(TypeError, "list must contain ImageDimension", to_ordered, view, wrong)
+    assert to_ordered(view, (ROW, COLUMN)).shape == (3, 2)
+
+
+CONVERT = """
+import _typetable, _zarnik
+shape = _zarnik.VectorXu64_create_uniform(2, 3)
+view = _typetable.new_CountingView(shape, _zarnik.DataTypeId_UINT8, 0, 11)
+try:
+    _zarnik.NumpyInterop_to_numpy_array(view)
+except MemoryError:
+    print("MemoryError")
+except RuntimeError as error:
+    print(_zarnik.Error___str__(error.args[0]))
+print(_typetable.useCount(view))
+"""
+# Slots: 2 the array type, 93 the function that makes an array, 282 the one that sets its base.
+OUT_OF_MEMORY = "{2: 1, 93: ctypes.pythonapi.PyErr_NoMemory}"
+REFUSED_BASE = "{2: 1, 93: ctypes.pythonapi.PyDict_New, 282: ctypes.CFUNCTYPE(ctypes.c_int)(lambda: -1)}"
+
+
+def test_an_array_that_numpy_refuses(tmp_path):
+    """Its error, and a line on standard output; nothing holds the view any longer."""
+    run = run_with_numpy(tmp_path, "core", table(others=OUT_OF_MEMORY), CONVERT)
+    assert run.stderr == ""
+    assert run.stdout.splitlines()[:3] == ["error when creating array", "MemoryError", "1"]
+
+
+def test_an_array_that_takes_no_base(tmp_path):
+    run = run_with_numpy(tmp_path, "core", table(others=REFUSED_BASE), CONVERT)
+    assert run.stderr == ""
+    assert run.stdout.splitlines()[0] == "Error when linking Numpy array to Zarnik View"
+
+
+def test_more_dimensions_than_numpy_knows():
+    text = "an image of 33 dimensions cannot be a NumPy array, which has 32 at most"
+    fails(_classes.Error, text, to_array, CountingView([1] * 33))
+    assert to_array(CountingView([1] * 32)).ndim == 32
+
+
+@pytest.mark.parametrize("shape", [(0, 3, 4), (2, 0, 4), (0, 0, 0), (1, 1, 1)])
+def test_empty_and_unit_images(shape):
+    array = to_array(CountingView(shape, axes=image_type("VOLUME")))
+    assert array.shape == shape[::-1]
+    back = to_array(_zarnik.NumpyInterop__from_numpy_array(array, image_type("VOLUME"), 0, False))
+    assert (back.shape, back.ctypes.data) == (array.shape, array.ctypes.data)
+
+
+def test_a_million_round_trips_leave_nothing():
+    run = run_python(
+        """
+import os, resource, sys
+import numpy
+import _zarnik
+from zarnik import _classes
+
+array = numpy.zeros((4, 5, 6), numpy.uint16)
+axes = _zarnik.cvar.ImageTypeId_VOLUME
+there, back = _zarnik.NumpyInterop__from_numpy_array, _zarnik.NumpyInterop_to_numpy_array
+
+def trips(count):
+    for _ in range(count):
+        back(there(array, axes, 1, False))
+
+def state():
+    return sys.getrefcount(array), sys.getrefcount(axes), sys.getrefcount(_classes.ImageView)
+
+trips(10000)
+before, memory = state(), resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+trips(20000 if os.environ.get("ZARNIK_SANITIZED") else 1000000)
+assert state() == before
+print(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - memory)
+"""
+    )
+    assert run.stderr == ""
+    assert int(run.stdout) < 2000, "KiB more"

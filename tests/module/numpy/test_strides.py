@@ -1,0 +1,176 @@
+"""Elements and regions of arrays of any strides, with NumPy itself as the measure."""
+
+import itertools
+
+import numpy
+from hypothesis import given, settings
+from hypothesis import strategies as st
+from numpy.lib.stride_tricks import as_strided
+
+import _zarnik
+from zarnik import _classes
+
+TYPES = ["uint8", "int16", "uint32", "float32", "int64", "float64"]
+
+
+@st.composite
+def strided_arrays(draw):
+    """Sliced, reversed, transposed, broadcast, column-major, empty and unaligned arrays of rank 1 to 5."""
+    rank = draw(st.integers(1, 5))
+    sizes = draw(st.lists(st.integers(1, 7), min_size=rank, max_size=rank))
+    dtype = numpy.dtype(draw(st.sampled_from(TYPES)))
+    array = numpy.arange(numpy.prod(sizes)).astype(dtype).reshape(sizes, order=draw(st.sampled_from("CF")))
+    if draw(st.booleans()):  # each element one byte further on
+        record = numpy.zeros(sizes, numpy.dtype([("pad", "u1"), ("value", dtype)]))
+        record["value"] = array
+        array = record["value"]
+    slices = [slice(None, None, draw(st.sampled_from([1, 1, 2, 3, -1, -2]))) for _ in sizes]
+    for axis in range(rank):
+        if draw(st.integers(0, 9)) == 0:
+            slices[axis] = slice(0, draw(st.integers(0, 1)))
+    array = array[tuple(slices)].transpose(draw(st.permutations(range(rank))))
+    if 1 in array.shape and draw(st.booleans()):
+        axis = array.shape.index(1)
+        shape = [*array.shape]
+        shape[axis] = draw(st.integers(2, 5))
+        # Writable, unlike what numpy.broadcast_to makes.
+        array = as_strided(array, shape, [0 if i == axis else s for i, s in enumerate(array.strides)])
+    return array
+
+
+@st.composite
+def arrays_with_axes(draw):
+    array = draw(strided_arrays())
+    dimensions = draw(st.permutations(range(5)))[: array.ndim]
+    return array, dimensions
+
+
+def canonical(array, dimensions):
+    """The array with its axes as a dense region of the view has them: the last dimension of the view first."""
+    return array.transpose(sorted(range(array.ndim), key=lambda axis: -dimensions[axis]))
+
+
+def vector(values):
+    wrapped = _classes.VectorXu64([0] * len(values))
+    for i, value in enumerate(values):
+        wrapped.set_at(i, value)
+    return wrapped
+
+
+def region(slices):
+    """The region of a view for the slices of a canonical array."""
+    bounds = slices[::-1]
+    return _classes.RegionXu64(vector([s.start for s in bounds]), vector([s.stop - s.start for s in bounds]))
+
+
+def draw_slices(data, shape):
+    starts = [data.draw(st.integers(0, size)) for size in shape]
+    return tuple(slice(start, data.draw(st.integers(start, size))) for start, size in zip(starts, shape))
+
+
+def view_of(array, dimensions):
+    return _zarnik.NumpyInterop__order_from_numpy_array(array, dimensions, 0, False)
+
+
+@settings(deadline=None, max_examples=300)
+@given(arrays_with_axes(), st.data())
+def test_regions_are_read_and_written_like_slices(case, data):
+    array, dimensions = case
+    view, mirror = view_of(array, dimensions), canonical(array, dimensions)
+    slices = draw_slices(data, mirror.shape)
+
+    buffer = numpy.zeros_like(mirror[slices], order="C", subok=False)
+    _zarnik.ImageView___read_region(view, region(slices), buffer)
+    numpy.testing.assert_array_equal(buffer, mirror[slices])
+
+    expected = mirror.copy()
+    written = numpy.arange(1, buffer.size + 1).astype(array.dtype).reshape(buffer.shape)
+    _zarnik.ImageView___write_region(view, region(slices), written)
+    # Where one element stands for several, the last one written stays, and shows outside of the region, too.
+    repeated = [stride == 0 and size > 1 for stride, size in zip(mirror.strides, mirror.shape)]
+    last = tuple(slice(-1, None) if again else slice(None) for again in repeated)
+    if written.size:
+        everywhere = tuple(slice(None) if again else s for again, s in zip(repeated, slices))
+        expected[everywhere] = written[last]
+    numpy.testing.assert_array_equal(mirror, expected)
+
+
+@settings(deadline=None, max_examples=200)
+@given(arrays_with_axes(), st.data())
+def test_elements_are_read_and_written_like_items(case, data):
+    array, dimensions = case
+    if array.size == 0:
+        return
+    view, mirror = view_of(array, dimensions), canonical(array, dimensions)
+    index = tuple(data.draw(st.integers(0, size - 1)) for size in mirror.shape)
+    element = numpy.zeros((), array.dtype)
+    _zarnik.ImageView___read(view, index[::-1], element)
+    assert element == mirror[index]
+    element += 100
+    _zarnik.ImageView___write(view, index[::-1], element)
+    assert mirror[index] == element
+
+
+@settings(deadline=None, max_examples=200)
+@given(arrays_with_axes())
+def test_arrays_of_views_of_arrays(case):
+    """The same memory in the same places, whatever the axes were."""
+    array, dimensions = case
+    view = view_of(array, dimensions)
+    back = _zarnik.NumpyInterop_order_to_numpy_array(view, dimensions)
+    assert back.dtype == array.dtype
+    assert back.shape == array.shape
+    assert back.ctypes.data == array.ctypes.data
+    if array.size:
+        assert [s for s, n in zip(back.strides, back.shape) if n > 1] == [
+            s for s, n in zip(array.strides, array.shape) if n > 1
+        ]
+    numpy.testing.assert_array_equal(back, array)
+
+
+def test_every_element_of_a_reversed_array():
+    array = numpy.arange(24, dtype=numpy.uint16).reshape(2, 3, 4)[::-1, ::-1, ::-1]
+    view = view_of(array, [2, 1, 0])
+    element = numpy.zeros((), numpy.uint16)
+    for index in itertools.product(*map(range, array.shape)):
+        _zarnik.ImageView___read(view, index[::-1], element)
+        assert element == array[index]
+
+
+def test_four_gibibytes_of_addresses_in_one_element():
+    base = numpy.array([7], numpy.uint8)
+    array = as_strided(base, (1 << 16, 1 << 17), (0, 0))
+    view = view_of(array, [1, 0])
+    buffer = numpy.zeros((3, 5), numpy.uint8)
+    _zarnik.ImageView___read_region(view, region((slice(65533, 65536), slice((1 << 17) - 5, 1 << 17))), buffer)
+    assert (buffer == 7).all()
+    back = _zarnik.NumpyInterop_to_numpy_array(view)
+    assert (back.shape, back.strides) == (array.shape, (0, 0))
+    back[12345, 54321] = 9
+    assert base[0] == 9
+
+
+def test_offsets_beyond_four_gibibytes():
+    """Address space is taken, memory only for the few pages that are touched."""
+    array = numpy.zeros((5, 1 << 30), numpy.uint8)
+    array[4, -3:] = 1, 2, 3
+    view = view_of(array, [1, 0])
+    buffer = numpy.zeros((1, 3), numpy.uint8)
+    where = region((slice(4, 5), slice((1 << 30) - 3, 1 << 30)))
+    _zarnik.ImageView___read_region(view, where, buffer)
+    assert buffer.tolist() == [[1, 2, 3]]
+    _zarnik.ImageView___write_region(view, where, buffer + 10)
+    assert array[4, -3:].tolist() == [11, 12, 13]
+    turned = view_of(array[::-1, ::-1], [1, 0])
+    _zarnik.ImageView___read_region(turned, region((slice(0, 1), slice(0, 3))), buffer)
+    assert buffer.tolist() == [[13, 12, 11]]
+
+
+def test_a_view_of_a_view_of_part_of_an_array():
+    array = numpy.arange(1000, dtype=numpy.int32).reshape(10, 10, 10)
+    part = array[2:9:3, ::-2, 1:].transpose(1, 2, 0)
+    for _ in range(5):
+        part = _zarnik.NumpyInterop_order_to_numpy_array(view_of(part, [0, 4, 2]), [0, 4, 2])
+    numpy.testing.assert_array_equal(part, array[2:9:3, ::-2, 1:].transpose(1, 2, 0))
+    part[0, 0, 0] = -1
+    assert array[2, 9, 1] == -1

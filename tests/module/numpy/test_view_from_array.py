@@ -1,0 +1,235 @@
+"""Image views over the memory of NumPy arrays."""
+
+import itertools
+import sys
+import weakref
+
+import numpy
+import pytest
+
+import _typetable
+import _zarnik
+from support.expect import bad_argument, fails, null_reference
+from zarnik import _classes
+
+COLUMN, ROW, SLICE, CHANNEL, SEQUENCE = range(5)
+UNKNOWN, GRAYSCALE, RGB = 0, 1, 33
+TYPES = {
+    "IMAGE": [ROW, COLUMN],
+    "VOLUME": [SLICE, ROW, COLUMN],
+    "MULTISPECTRAL_IMAGE": [ROW, COLUMN, CHANNEL],
+    "MULTISPECTRAL_VOLUME": [SLICE, ROW, COLUMN, CHANNEL],
+    "IMAGE_SEQUENCE": [SEQUENCE, ROW, COLUMN],
+    "VOLUME_SEQUENCE": [SEQUENCE, SLICE, ROW, COLUMN],
+    "MULTISPECTRAL_IMAGE_SEQUENCE": [SEQUENCE, ROW, COLUMN, CHANNEL],
+    "MULTISPECTRAL_VOLUME_SEQUENCE": [SEQUENCE, SLICE, ROW, COLUMN, CHANNEL],
+}
+WRONG_DIMENSIONS = "Given dimensions list is not compatible with array shape"
+
+
+def image_type(name):
+    return getattr(_zarnik.cvar, f"ImageTypeId_{name}")
+
+
+def from_array(array, axes="VOLUME", interpretation=UNKNOWN, alpha=False):
+    return _zarnik.NumpyInterop__from_numpy_array(array, image_type(axes), interpretation, alpha)
+
+
+def from_ordered(array, dimensions, interpretation=UNKNOWN, alpha=False):
+    return _zarnik.NumpyInterop__order_from_numpy_array(array, dimensions, interpretation, alpha)
+
+
+def items(vector):
+    return [vector.at(i) for i in range(vector.size())]
+
+
+def shape(view):
+    return items(_zarnik.ImageView_get_shape(view))
+
+
+def layout(view):
+    return items(_typetable.indexerOf(view).layout())
+
+
+def byte_strides(view):
+    return items(_typetable.indexerOf(view).byte_stride())
+
+
+@pytest.mark.parametrize("name", TYPES)
+def test_axes_in_numpy_order(name):
+    dimensions = TYPES[name]
+    array = numpy.zeros([dimension + 2 for dimension in dimensions], numpy.float32)
+    for view in (from_array(array, name), from_ordered(array, dimensions)):
+        canonical = sorted(dimensions)
+        assert shape(view) == [dimension + 2 for dimension in canonical]
+        assert byte_strides(view) == [array.strides[dimensions.index(d)] for d in canonical]
+        assert _zarnik.ImageView_get_axes_interpretation(view).value() == image_type(name).value()
+        assert _zarnik.ImageView_get_dimension_count(view) == len(dimensions)
+
+
+@pytest.mark.parametrize("order", itertools.permutations([COLUMN, ROW, SLICE, SEQUENCE]))
+def test_axes_in_any_order(order):
+    array = numpy.zeros([dimension + 2 for dimension in order], numpy.int16)
+    view = from_ordered(array, order)
+    assert shape(view) == [2, 3, 4, 6]
+    assert byte_strides(view) == [array.strides[order.index(d)] for d in (COLUMN, ROW, SLICE, SEQUENCE)]
+
+
+def test_layout_follows_the_flags_of_the_base():
+    """Fastest first for row-major memory, else as the axes of the array come; a base array's flags decide."""
+    rows = numpy.zeros((6, 4, 12), numpy.uint8)
+    columns = numpy.asfortranarray(rows)
+    owned = bytes(6 * 4 * 12)
+    cases = [
+        (rows, [0, 1, 2]),
+        (columns, [2, 1, 0]),
+        (rows[::2], [0, 1, 2]),
+        (rows[:, :, ::-1], [0, 1, 2]),
+        (numpy.ndarray((6, 4, 12), numpy.uint8, rows, strides=(1, 6, 24)), [0, 1, 2]),
+        (columns[::2], [2, 1, 0]),
+        # No base array: the array's own flags.
+        (numpy.frombuffer(owned, numpy.uint8).reshape(6, 4, 12), [0, 1, 2]),
+        (numpy.ndarray((6, 4, 12), numpy.uint8, owned), [0, 1, 2]),
+        (numpy.ndarray((6, 4, 12), numpy.uint8, owned, strides=(1, 6, 24)), [2, 1, 0]),
+    ]
+    for array, expected in cases:
+        view = from_array(array)
+        assert layout(view) == expected
+        assert shape(view) == list(array.shape[::-1])
+        assert byte_strides(view) == [stride % 2**64 for stride in array.strides[::-1]]
+
+
+def type_numbers():
+    """One type number for each kind and size, the one that the named types have."""
+    accepted = {}
+    for name in ["uint8", "int8", "uint16", "int16", "uint32", "int32", "uint64", "int64", "float32", "float64"]:
+        accepted[numpy.dtype(name).num] = {"float32": "FLOAT", "float64": "DOUBLE"}.get(name, name.upper())
+    return accepted
+
+
+@pytest.mark.parametrize("code", "?bBhHiIlLqQefdgFDGSUVOMm")
+def test_data_types(code):
+    array = numpy.zeros((2, 3), numpy.dtype("V3" if code == "V" else code + ("1" if code in "SU" else "")))
+    name = type_numbers().get(array.dtype.num)
+    if name is None:
+        fails(_classes.Error, "Unsupported numpy data type", from_array, array, "IMAGE")
+    else:
+        view = from_array(array, "IMAGE")
+        assert _zarnik.ImageView_get_data_type(view).get_id() == getattr(_zarnik, f"DataTypeId_{name}")
+
+
+def test_ten_data_types_and_no_foreign_byte_order():
+    assert len(type_numbers()) == 10
+    for code in ("i2", "u4", "f8"):
+        swapped = numpy.zeros((2, 3), numpy.dtype(code).newbyteorder())
+        fails(_classes.Error, "Unsupported numpy data type", from_array, swapped, "IMAGE")
+
+
+@pytest.mark.parametrize("array", [numpy.zeros((2, 3)), numpy.zeros((2, 3), bool)])
+def test_dimensions_that_do_not_fit_are_refused_first(array):
+    fails(_classes.Error, WRONG_DIMENSIONS, from_array, array, "VOLUME")
+    fails(_classes.Error, WRONG_DIMENSIONS, from_array, array, "UNKNOWN")
+    for dimensions in ([COLUMN], [COLUMN, ROW, SLICE], [ROW] * 3, [ROW, ROW]):
+        fails(_classes.Error, WRONG_DIMENSIONS, from_ordered, array, dimensions)
+
+
+def test_arguments():
+    array, axes = numpy.zeros((2, 3)), image_type("IMAGE")
+    function = _zarnik.NumpyInterop__from_numpy_array
+    for wrong in (None, [[1, 2], [3, 4]], b"12", numpy.float64(1), memoryview(array)):
+        fails(TypeError, "Input Numpy Array is not valid", function, wrong, axes, 0, False)
+    null_reference(function, 2, "zarnik::ImageType", array, None, 0, False)
+    bad_argument(TypeError, function, 2, "zarnik::ImageType", array, 3, 0, False)
+    bad_argument(TypeError, function, 3, "zarnik::ImageInterpretation", array, axes, "RGB", False)
+    bad_argument(OverflowError, function, 3, "zarnik::ImageInterpretation", array, axes, 2**31, False)
+    bad_argument(TypeError, function, 4, "bool", array, axes, 0, 1)
+
+
+def test_arguments_with_an_order():
+    array = numpy.zeros((2, 3))
+    function = _zarnik.NumpyInterop__order_from_numpy_array
+    for wrong in (None, 5, {0, 1}):
+        fails(TypeError, "not a list", function, array, wrong, 0, False)
+    for wrong in ([0, "1"], [None, 1], "01", [0, 1.0]):
+        fails(TypeError, "list must contain ImageDimension", function, array, wrong, 0, False)
+    fails(TypeError, "List of dimensions cannot be empty", function, array, [], 0, False)
+    fails(TypeError, "Input Numpy Array is not valid", function, [1], [0], 0, False)
+    bad_argument(TypeError, function, 4, "zarnik::ImageInterpretation", array, [1, 0], "RGB", False)
+    bad_argument(OverflowError, function, 4, "zarnik::ImageInterpretation", array, [1, 0], -(2**40), False)
+    bad_argument(TypeError, function, 5, "bool", array, [1, 0], 0, None)
+    for wrong in ([0, 5], [0, -1], [0, 2**31 - 1]):
+        with pytest.raises(_classes.Error):
+            function(array, wrong, 0, False)
+    assert shape(function(array, (ROW, True - 1), 0, False)) == [3, 2]
+
+
+def test_properties():
+    array = numpy.zeros((4, 5, 4), numpy.uint8)
+    view = from_array(array, "MULTISPECTRAL_IMAGE", RGB, True)
+    assert _zarnik.ImageView_get_has_alpha(view) is True
+    assert _zarnik.ImageView__get_image_interpretation(view) == RGB
+    assert _zarnik.ImageView_get_bit_depth(view) == 8
+    assert items(_zarnik.ImageView_get_value_range(view)) == [0, 255]
+    capabilities = _zarnik.ImageView_get_capabilities(view)
+    flags = [getattr(_zarnik, f"ImageCapability_{name}") for name in ("READ", "WRITE", "RESHAPE", "MEMORY_ACCESS")]
+    assert [_zarnik.ImageCapabilitySet_has(capabilities, flag) for flag in flags] == [True, True, False, True]
+    with pytest.raises(_classes.Error):
+        _zarnik.ImageView_reshape(view, [1, 2, 3], _zarnik.DataTypeId_UINT8)
+    assert _typetable.bufferSize(view) == array.nbytes
+    assert _typetable.bufferAddress(view) == array.ctypes.data
+
+
+def test_size_of_the_buffer_is_of_the_elements_not_of_the_memory_that_they_span():
+    array = numpy.zeros((10, 10), numpy.float64)[::3, ::2]
+    assert _typetable.bufferSize(from_array(array, "IMAGE")) == array.size * 8
+    address = numpy.arange(10, dtype=numpy.uint16)[::-1]
+    view = from_ordered(address, [COLUMN])
+    assert _typetable.bufferAddress(view) == address.ctypes.data
+
+
+class Kept(numpy.ndarray):
+    """Arrays whose end can be seen; a subclass is an array like any other."""
+
+
+def test_the_view_keeps_the_array_and_nothing_more():
+    array = numpy.zeros((2, 3, 4)).view(Kept)
+    gone = weakref.ref(array)
+    before = sys.getrefcount(array)
+    view = from_array(array)
+    assert sys.getrefcount(array) == before + 1
+    second = _typetable.sameView(view)
+    assert sys.getrefcount(array) == before + 1
+    del array, view
+    assert gone() is not None
+    assert shape(second) == [4, 3, 2]
+    del second
+    assert gone() is None
+
+
+@pytest.mark.parametrize("attempt", [("IMAGE", float), ("VOLUME", bool)])
+def test_a_refused_array_is_released(attempt):
+    axes, dtype = attempt
+    array = numpy.zeros((2, 3, 4), dtype)
+    before = sys.getrefcount(array)
+    for _ in range(10):
+        with pytest.raises(_classes.Error):
+            from_array(array, axes)
+    assert sys.getrefcount(array) == before
+
+
+def test_properties_and_metadata_are_copies():
+    view = from_array(numpy.zeros((2, 3, 4), numpy.uint8), "VOLUME", GRAYSCALE)
+    assert _zarnik.ImageView___get_metadata(view) is None
+    node = _zarnik.new_MetadataNode("patient", None)
+    _zarnik.ImageView_set_metadata(view, node)
+    _zarnik.MetadataNode_add_child(node, _zarnik.new_MetadataNode("age", None))
+    kept = _zarnik.ImageView___get_metadata(view)
+    assert _zarnik.MetadataNode_get_key(kept) == "patient"
+    assert _zarnik.MetadataNode_get_child_count(kept) == 0
+    _zarnik.ImageView_set_metadata(view, None)
+    assert _zarnik.ImageView___get_metadata(view) is None
+    other = from_array(numpy.zeros((2, 3, 4), numpy.uint8), "VOLUME", GRAYSCALE)
+    _zarnik.ImageView_set_spatial_spacing(other, [1, 2, 3])
+    _zarnik.ImageView_set_properties(view, _zarnik.ImageView___get_properties(other))
+    _zarnik.ImageView_set_spatial_spacing(other, [4, 5, 6])
+    assert items(_zarnik.ImageView_get_spatial_spacing(view)) == [1, 2, 3]
