@@ -113,7 +113,7 @@ PRELOAD = `g++ -print-file-name=libasan.so` `g++ -print-file-name=libstdc++.so`
 
 $(BUILD)/.built-asan: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test
 	@echo 'building the package with sanitizers'
-	@$(INSTALL) --upgrade --target $(ASAN)/site -C build-dir=$(ASAN) -C cmake.build-type=RelWithDebInfo \
+	@$(INSTALL) --upgrade --target $(ASAN)/site -C build-dir=$(ASAN) -C cmake.build-type=Debug \
 	  -C install.strip=false -C cmake.define.ZARNIK_SANITIZE=ON
 	@touch $@
 
