@@ -284,6 +284,8 @@ class _Node:
     def __repr__(self) -> str:
         return "\n".join(_drawn(self))
 
+    __str__ = __repr__
+
     def _repr_html_(self) -> str:
         return _html(self)
 

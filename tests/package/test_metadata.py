@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import ctypes
-import json
 import sys
 
 import numpy

@@ -13,9 +13,18 @@ from numpy.testing import assert_array_equal
 import zarnik
 from zarnik import ArrayXd, ArrayXu16, Matrix3d, Region3u64, RegionXu64, Vector2d, Vector3u8, VectorXi64, VectorXu64
 
-DTYPES = dict(
-    zip(("u8", "i8", "u16", "i16", "u32", "i32", "u64", "i64", "f", "d"), "u1 i1 u2 i2 u4 i4 u8 i8 f4 f8".split())
-)
+DTYPES = {
+    "u8": "u1",
+    "i8": "i1",
+    "u16": "u2",
+    "i16": "i2",
+    "u32": "u4",
+    "i32": "i4",
+    "u64": "u8",
+    "i64": "i8",
+    "f": "f4",
+    "d": "f8",
+}
 VECTORS = [(f"Vector{size}{suffix}", size, dtype) for size in "234X" for suffix, dtype in DTYPES.items()]
 
 

@@ -1,0 +1,82 @@
+"""The demonstration and the examples run as a newcomer would run them."""
+
+from __future__ import annotations
+
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+import numpy
+import pytest
+
+import zarnik
+
+ROOT = Path(__file__).resolve().parents[2]
+
+
+def run(*arguments: str, cwd: Path, **environment: str) -> subprocess.CompletedProcess[str]:
+    paths = [path for path in sys.path if path]
+    environment = {**os.environ, "PYTHONPATH": os.pathsep.join(paths), **environment}
+    return subprocess.run(
+        [sys.executable, *arguments], cwd=cwd, env=environment, capture_output=True, text=True, timeout=120
+    )
+
+
+def test_the_demonstration_tells_its_story_and_draws_a_picture(tmp_path):
+    pytest.importorskip("nibabel")
+    image = pytest.importorskip("matplotlib.image")
+    done = run("-m", "zarnik.demo", "--output", "picture.png", cwd=tmp_path)
+    assert done.returncode == 0, done.stderr
+    assert "the same memory" in done.stdout
+    assert "NOT the same" not in done.stdout
+    assert "now has 1000 to 1000 there" in done.stdout
+    assert len(done.stdout.splitlines()) <= 14
+    picture = image.imread(tmp_path / "picture.png")
+    # Black around gray slices on white paper, not an empty page.
+    assert min(picture.shape[:2]) > 400
+    assert 0.1 < (picture[..., :3].max(axis=-1) < 0.1).mean() < 0.8
+
+
+@pytest.mark.parametrize("missing", ["nibabel", "matplotlib"])
+def test_a_missing_extra_is_named_with_what_installs_it(tmp_path, missing):
+    if missing != "nibabel":
+        pytest.importorskip("nibabel")
+    (tmp_path / f"{missing}.py").write_text(f"raise ModuleNotFoundError('no', name='{missing}')")
+    paths = os.pathsep.join([str(tmp_path), *filter(None, sys.path)])
+    done = run("-m", "zarnik.demo", cwd=tmp_path, PYTHONPATH=paths)
+    assert done.returncode != 0
+    assert f"needs {missing}, which is not installed: pip install 'zarnik[demo]'" in done.stderr
+    assert "Traceback" not in done.stderr
+
+
+@pytest.mark.parametrize("example", sorted((ROOT / "examples").glob("*.py")), ids=lambda path: path.stem)
+def test_examples_run(example, tmp_path):
+    done = run(str(example), cwd=tmp_path)
+    assert done.returncode == 0, done.stderr
+    assert done.stdout
+
+
+def test_the_first_lines_of_the_readme_are_true():
+    text = (ROOT / "README.md").read_text()
+    namespace: dict = {}
+    exec(text.split("```python\n")[1].split("```")[0], namespace)
+    assert numpy.shares_memory(namespace["scan"], namespace["same"])
+
+
+def test_the_example_of_the_package_is_true():
+    import doctest
+
+    failed, tried = doctest.testmod(zarnik)
+    assert (failed, tried > 3) == (0, True)
+
+
+def test_importing_costs_little():
+    program = (
+        "import time, numpy, sys\nbefore = set(sys.modules)\nstart = time.process_time()\nimport zarnik\n"
+        "print(time.process_time() - start, *sorted(m for m in set(sys.modules) - before if 'zarnik' not in m))"
+    )
+    runs = [run("-c", program, cwd=ROOT / "tests", PYTHONDONTWRITEBYTECODE="").stdout.split() for _ in range(5)]
+    assert min(float(seconds) for seconds, *_ in runs) < 0.050
+    # Nothing but what NumPy has imported already.
+    assert not set(runs[0][1:]) & {"ctypes", "html", "asyncio", "typing_extensions", "matplotlib", "dataclasses"}
