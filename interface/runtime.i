@@ -48,16 +48,28 @@ void forgetPointer(PyObject *object) {
 
 PyObject *handOver(PyObject *self, void *pointer, swig_type_info *type) {
   auto *const before = SWIG_Python_GetSwigThis(self);
-  auto *const successor = reinterpret_cast<SwigPyObject *>(before->next);
-  // With a successor that still holds the object, a second owner would free it again.
-  bool const isOwner = !successor || !successor->ptr;
-  auto result = Reference::steal(SWIG_NewPointerObj(pointer, type, isOwner ? SWIG_POINTER_OWN : 0));
+  if (auto *const owner = reinterpret_cast<SwigPyObject *>(before->next); owner && !owner->ptr)
+    Reference::steal(std::exchange(before->next, nullptr));
+  bool const isFirst = !before->next;
+  auto result = Reference::steal(SWIG_NewPointerObj(pointer, type, isFirst ? SWIG_POINTER_OWN : 0));
   if (!result)
     return nullptr;
   auto *const after = SWIG_Python_GetSwigThis(result.get());
-  auto *const keeper = isOwner ? before : after;
-  Reference::steal(keeper->next);
-  keeper->next = Reference::share(reinterpret_cast<PyObject *>(isOwner ? after : before)).release();
+  if (!isFirst) {
+    // A second owner would free the object again.
+    after->next = Reference::share(before->next).release();
+  } else if (reinterpret_cast<PyObject *>(before) == self || reinterpret_cast<PyObject *>(after) == result.get()) {
+    before->next = Reference::share(reinterpret_cast<PyObject *>(after)).release();
+  } else {
+    // Both are instances of classes: they exchange what they wrap, so that the owner is the same all the time. A
+    // chain of former owners would grow with each operation, and be freed by a recursion as deep.
+    auto const owner = Reference::share(reinterpret_cast<PyObject *>(before));
+    auto const former = Reference::share(reinterpret_cast<PyObject *>(after));
+    std::swap(before->own, after->own);
+    after->next = Reference(owner).release();
+    if (SWIG_Python_SetSwigThis(self, former.get()) != 0 || SWIG_Python_SetSwigThis(result.get(), owner.get()) != 0)
+      return nullptr;
+  }
   return result.release();
 }
 

@@ -216,6 +216,18 @@ def test_in_place_operators_hand_the_vector_over(family, name):
     assert family.array(again).tolist() == values
 
 
+@pytest.mark.parametrize("start", [_zarnik.new_Vector2d, _classes.Vector2d])
+def test_an_alias_of_the_first_vector_costs_nothing(start):
+    """Former owners held by the alias would pile up, and take the stack with them when it goes."""
+    alias = vector = start()
+    for _ in range(200_000):
+        vector = _zarnik.Vector2d___iadd__(vector, (1, 2))
+    assert _zarnik.Vector2d_at(alias, 1) == 400_000
+    del alias
+    assert _zarnik.Vector2d_at(vector, 0) == 200_000
+    assert vector.thisown
+
+
 @FAMILIES
 def test_a_failed_in_place_operation_leaves_the_vector_without_owner(family):
     for operand, kind in ((5, ValueError), (["a"] * (family.size or 2), TypeError)):
