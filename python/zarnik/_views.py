@@ -228,6 +228,23 @@ class _ImageView:
         )
 
 
+@extends(_classes.ImageViewFactory)
+class _ImageViewFactory:
+    @staticmethod
+    def allocate(shape: Any, data_type: Any, *attachments: Any) -> Any:
+        """Create an image in memory, with all elements 0.
+
+        :param shape: The size along each dimension, in the library's order X, Y, Z, C, T.
+        :param data_type: The type of the elements, a `DataType`, the id of one, or what NumPy takes for a dtype.
+        :param attachments: Properties and metadata, both or neither; None for either.
+        :return: An image whose dimensions are X, Y, Z, T for up to 4 of them and all for 5, unless its properties tell
+            otherwise.
+        :raises Error: if the memory cannot be had, or the properties do not fit.
+        """
+        shape = as_vector(_classes.VectorXu64, shape)
+        return _zarnik.ImageViewFactory_allocate(shape, as_data_type(data_type), *attachments)
+
+
 def _checked_index(index: Any, sizes: list[int]) -> list[int]:
     checked = [operator.index(component) for component in index]
     if len(checked) != len(sizes) or any(not 0 <= place < size for place, size in zip(checked, sizes)):

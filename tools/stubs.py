@@ -1,0 +1,186 @@
+"""Writes _classes.pyi and _zarnik.pyi, from which editors and type checkers know the generated classes.
+
+usage: stubs.py <generated _classes.py> <folder of the package's sources> <folder for the stubs>
+
+Signatures come from the generated module, types from its docstrings, and what the package adds to a class from the
+sources of the package: the class of additions becomes a base class.
+"""
+
+from __future__ import annotations
+
+import ast
+import re
+import sys
+from collections.abc import Iterable, Iterator
+from pathlib import Path
+
+# Which class of additions each generated class has; the first that matches its name counts.
+ADDITIONS = [
+    (r"Vector[234X]\w+", "_values._Vector"),
+    (r"RegionXu64", "_values._WideRegion, _values._Region"),
+    (r"Region[234]u64", "_values._Region"),
+    (r"Matrix[34][fd]", "_values._Matrix"),
+    (r"ArrayX\w+", "_values._Array"),
+    (r"DataType", "_types._DataType"),
+    (r"ImageType", "_types._ImageType"),
+    (r"VariantDataValue", "_metadata._VariantDataValue"),
+    (r"MetadataNode", "_metadata._MetadataNode, _metadata._Node"),
+    (r"ReadonlyMetadataNode", "_metadata._ReadonlyMetadataNode, _metadata._Node"),
+    (r"SpatialDirections", "_properties._SpatialDirections, _properties._Changeable"),
+    (
+        r"SpatialCalibrationProperty",
+        "_properties._SpatialCalibrationProperty, _properties._Calibration, _properties._Changeable",
+    ),
+    (r"ReadonlySpatialCalibrationProperty", "_properties._Calibration"),
+    (r"ImageInfoProperty", "_properties._ImageInfoProperty, _properties._Info, _properties._Changeable"),
+    (r"ReadonlyImageInfoProperty", "_properties._Info"),
+    (r"ImageProperties", "_properties._ImageProperties, _properties._Properties, _properties._Changeable"),
+    (r"ReadonlyImageProperties", "_properties._Properties"),
+    (r"ImageView", "_views._ImageView"),
+    (r"ImageViewFactory", "_views._ImageViewFactory"),
+    (r"\w+CapabilitySet", "_capabilities._CapabilitySet"),
+]
+MODULES = ("_capabilities", "_metadata", "_properties", "_types", "_values", "_views")
+
+# Results that the docstrings leave to the reader, by the name of the method. "Self" is the class itself.
+RESULTS = [
+    (r"to_string|get_(spatial_)?unit|get_key|display_name|unit", "str"),
+    (r"size|\w*count|get_bit_depth|get_id|value_count|uid|dimension_count|index_dimension", "int"),
+    (r"has\w*|is_\w+|get_is_empty|get_has_alpha|get_alpha|support|contains|intersect|exists|next", "bool"),
+    (r"(squared_)?length|__float__", "float"),
+    (r"get_shape|max_tile_size", "VectorXu64"),
+    (r"get_data_type|get_type|dtype", "DataType"),
+    (r"get_axes_interpretation", "ImageType"),
+    (r"get_(spatial_)?(origin|spacing)|get_(column|row|slice)_direction", "Vector3d"),
+    (r"get_value_range", "Vector2d"),
+    (r"get_(spatial_)?directions", "SpatialDirections"),
+    (r"__(i?add|i?sub|i?truediv|imul|neg)__|cross|transpose|inverse|clone|create_uniform|identity|uniform", "Self"),
+]
+
+SIMPLE_TYPES = {"int": "int", "float": "float", "string": "str", "boolean": "bool", "bytes-like": "Any"}
+
+
+class Types:
+    """Turns the types of docstrings into annotations."""
+
+    def __init__(self, classes: Iterable[str]) -> None:
+        self._classes = frozenset(classes)
+
+    def annotation(self, described: str | None, is_parameter: bool) -> str:
+        if described is None:
+            return "Any"
+        described = described.split(", optional")[0].strip()
+        if described in SIMPLE_TYPES:
+            return SIMPLE_TYPES[described]
+        named = re.fullmatch(r":py:class:`(\w+)`", described)
+        name = named.group(1) if named else described
+        if name not in self._classes:
+            return "Any"
+        if is_parameter and name == "DataType":
+            return "DataType | int"
+        return f"{name} | Sequence[Any]" if is_parameter and name.startswith("Vector") else name
+
+
+def described_types(function: ast.FunctionDef) -> dict[str, str]:
+    """Return the types that a docstring gives to parameters, and to "return"."""
+    docstring = ast.get_docstring(function) or ""
+    found = dict(re.findall(r"^:type (\w+): (.+)$", docstring, re.MULTILINE))
+    result = re.search(r"^:rtype: (.+)$", docstring, re.MULTILINE)
+    return {**found, "return": result.group(1)} if result else found
+
+
+def method_lines(function: ast.FunctionDef, class_name: str, types: Types) -> Iterator[str]:
+    described = {} if function.args.vararg else described_types(function)
+    # The docstring of overloads has the types of all of them.
+    is_static = any(isinstance(mark, ast.Name) and mark.id == "staticmethod" for mark in function.decorator_list)
+    names = [argument.arg for argument in function.args.args]
+    optional = len(names) - len(function.args.defaults)
+    parameters = []
+    for place, name in enumerate(names):
+        if place == 0 and not is_static:
+            parameters.append(name)
+            continue
+        default = " = ..." if place >= optional else ""
+        parameters.append(f"{name}: {types.annotation(described.get(name), True)}{default}")
+    if function.args.vararg:
+        parameters.append(f"*{function.args.vararg.arg}: Any")
+    result = "None" if function.name == "__init__" else types.annotation(described.get("return"), False)
+    if result == "Any":
+        result = next((known for pattern, known in RESULTS if re.fullmatch(pattern, function.name)), "Any")
+    if result == "Self":
+        result = class_name
+    elif class_name.startswith("Region") and function.name in ("get_origin", "get_size"):
+        result = class_name.replace("Region", "Vector")
+    if is_static:
+        yield "    @staticmethod"
+    yield f"    def {function.name}({', '.join(parameters)}) -> {result}: ..."
+
+
+def added_names(sources: Path) -> dict[str, set[str]]:
+    """Return the names that each class of additions defines, by module and class."""
+    added = {}
+    for module in MODULES:
+        for node in ast.parse((sources / f"{module}.py").read_text()).body:
+            if isinstance(node, ast.ClassDef):
+                names = {entry.name for entry in node.body if isinstance(entry, ast.FunctionDef)}
+                added[f"{module}.{node.name}"] = names
+    return added
+
+
+def class_lines(node: ast.ClassDef, types: Types, added: dict[str, set[str]]) -> Iterator[str]:
+    additions = next((bases for pattern, bases in ADDITIONS if re.fullmatch(pattern, node.name)), "")
+    own = [base.id for base in node.bases if isinstance(base, ast.Name) and base.id != "object"]
+    bases = [*filter(None, additions.split(", ")), *own]
+    hidden = set().union(*(added[base] for base in bases if base in added))
+    yield f"class {node.name}({', '.join(bases)}):" if bases else f"class {node.name}:"
+    yield "    thisown: bool"
+    for entry in node.body:
+        if isinstance(entry, ast.FunctionDef) and entry.name not in hidden:
+            yield from method_lines(entry, node.name, types)
+        elif isinstance(entry, ast.Assign) and isinstance(entry.value, ast.Call):
+            for target in entry.targets:
+                if isinstance(target, ast.Name) and target.id != "thisown":
+                    yield f"    {target.id}: {'ImageType' if node.name == 'ImageTypeId' else 'int'}"
+    yield ""
+
+
+def main(generated: Path, sources: Path, output: Path) -> None:
+    tree = ast.parse(generated.read_text())
+    classes = [node for node in tree.body if isinstance(node, ast.ClassDef) and not node.name.startswith("_")]
+    types = Types(node.name for node in classes)
+    added = added_names(sources)
+    heading = ["from collections.abc import Sequence", "from typing import Any", ""]
+    lines = [
+        "# Written by tools/stubs.py.",
+        "# mypy: ignore-errors",
+        *heading,
+        f"from zarnik import {', '.join(MODULES)}",
+        "",
+    ]
+    lines.append("def _swig_repr(self: Any) -> str: ...")
+    lines += ["cvar: Any", ""]
+    for node in tree.body:
+        if isinstance(node, ast.Assign) and isinstance(node.targets[0], ast.Name):
+            name = node.targets[0].id
+            if not name.startswith("_") and name != "cvar":
+                lines.append(f"{name}: int")
+    for node in classes:
+        lines += class_lines(node, types, added)
+    (output / "_classes.pyi").write_text("\n".join(lines))
+
+    flat = sorted(set(re.findall(r"\b_zarnik\.(\w+)", generated.read_text())))
+    text = generated.read_text()
+    flat = set(re.findall(r"\b_zarnik\.(\w+)", text)) - {"cvar"}
+    constants = set(re.findall(r"^(\w+) = _zarnik\.\1$", text, re.MULTILINE)) - {"cvar"}
+    lines = [
+        "# Written by tools/stubs.py: the flat functions behind the classes of zarnik.",
+        "from typing import Any",
+        "",
+    ]
+    lines += ["cvar: Any", *(f"{name}: int" for name in sorted(constants))]
+    lines += [f"def {name}(*arguments: Any) -> Any: ..." for name in sorted(flat - constants)]
+    (output / "_zarnik.pyi").write_text("\n".join(lines) + "\n")
+
+
+if __name__ == "__main__":
+    main(*map(Path, sys.argv[1:]))
