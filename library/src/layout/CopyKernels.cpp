@@ -146,8 +146,10 @@ CopyKernel selectVectorKernel(CopyBlock const & block, bool transposed) {
 
 } // namespace
 
+bool portableOnly = false;
+
 CopyKernel selectKernel(CopyBlock const & block, bool transposed) {
-  if (CopyKernel const kernel = selectVectorKernel(block, transposed)) {
+  if (CopyKernel const kernel = portableOnly ? nullptr : selectVectorKernel(block, transposed)) {
     return kernel;
   }
   if (block.elementBytes > 32) {

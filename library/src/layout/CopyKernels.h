@@ -41,6 +41,9 @@ CopyKernel vectorInterleaveKernel(size_t elementBytes, size_t channels);
 /// Dense rows that run in opposite directions.
 CopyKernel vectorReverseKernel(size_t elementBytes);
 
+/// Set while the kernels of the vector unit are not to be used.
+extern bool portableOnly;
+
 /// Picks the kernel for a block; `transposed` says that loop 1 is the source's fastest.
 CopyKernel selectKernel(CopyBlock const & block, bool transposed);
 

@@ -121,7 +121,11 @@ template <size_t... n> void checkAllPairs(std::index_sequence<n...>) {
    ...);
 }
 
-TEST(ConversionPlan, AllPairsMatchExactArithmetic) {
+struct ConversionLoops : EachVectorUnit {};
+INSTANTIATE_TEST_SUITE_P(Units, ConversionLoops, testing::ValuesIn(EachVectorUnit::all()),
+                         [](auto const & unit) { return unit.param; });
+
+TEST_P(ConversionLoops, AllPairsMatchExactArithmetic) {
   checkAllPairs(std::make_index_sequence<scalarCount * scalarCount>());
 }
 

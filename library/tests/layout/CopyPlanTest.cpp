@@ -82,7 +82,11 @@ TEST(CopyPlan, AllSmallShapesOrdersAndSigns) {
 }
 
 // Extents around the widths of the vector kernels and of their tiles, where both sides are dense but for a few gaps.
-TEST(CopyPlan, EveryKernelWidthAndTail) {
+struct CopyKernels : EachVectorUnit {};
+INSTANTIATE_TEST_SUITE_P(Units, CopyKernels, testing::ValuesIn(EachVectorUnit::all()),
+                         [](auto const & unit) { return unit.param; });
+
+TEST_P(CopyKernels, EveryKernelWidthAndTail) {
   for (size_t const elementBytes : {1, 2, 3, 4, 6, 8, 12, 16, 32, 1024}) {
     for (uint64_t const rows : {1, 2, 3, 4, 5, 8, 15, 16, 17, 33, 64, 65, 130}) {
       for (uint64_t columns = 1; columns * rows * elementBytes <= 70000 && columns <= 150;
@@ -101,7 +105,7 @@ TEST(CopyPlan, EveryKernelWidthAndTail) {
   }
 }
 
-TEST(CopyPlan, RandomLargeRegions) {
+TEST_P(CopyKernels, RandomLargeRegions) {
   std::mt19937_64 random(testSeed());
   for (int round = 0; round < 300; ++round) {
     size_t const elementBytes = std::vector<size_t>{1, 1, 2, 2, 3, 4, 4, 6, 8, 12, 16, 40, 1000}[random() % 13];
@@ -124,6 +128,40 @@ TEST(CopyPlan, RandomLargeRegions) {
     }
     ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
         << describe(size, source, destination, elementBytes) << " seed " << testSeed();
+  }
+}
+
+// Large enough to be written around the caches, with rows that begin anywhere in a cache line.
+TEST_P(CopyKernels, StreamingWritesTheSame) {
+  uint64_t const bytes = uint64_t{40} << 20;
+  static auto const from = noise(bytes, 1);
+  std::vector<std::byte> to(bytes + 2);
+  for (uint64_t const e : {1, 2, 3, 4, 8, 12}) {
+    uint64_t const columns = 3000;
+    uint64_t const rows = bytes / (e * columns);
+    uint64_t const third = rows * columns / 3;
+    struct {
+      std::vector<uint64_t> size, source, destination;
+      uint64_t origin;
+    } const cases[] = {
+        {{columns, rows}, {e * rows, e}, {e, e * columns}, 0},                                  // transpose
+        {{columns, rows}, {uint64_t{0} - e, e * columns}, {e, e * columns}, e * (columns - 1)}, // flip
+        {{columns - 7, rows}, {e, e * columns}, {e, e * (columns - 7)}, 7 * e},                 // crop
+        {{3, third}, {e, 3 * e}, {e * third, e}, 0},                                            // channels apart
+        {{3, third}, {e * third, e}, {e, 3 * e}, 0},                                            // and together
+    };
+    for (auto const & c : cases) {
+      to.front() = to.back() = std::byte{0x11};
+      copyStrided(c.size, c.source, c.destination, e, from.data() + c.origin, to.data() + 1);
+      bool same = to.front() == std::byte{0x11} && to.back() == std::byte{0x11};
+      for (uint64_t n = 0; n < c.size[0] * c.size[1] && same; n += 1 + n % 89) {
+        uint64_t const i = n % c.size[0];
+        uint64_t const j = n / c.size[0];
+        same = std::memcmp(&to[1 + i * c.destination[0] + j * c.destination[1]],
+                           &from[c.origin + i * c.source[0] + j * c.source[1]], e) == 0;
+      }
+      ASSERT_TRUE(same) << "case " << &c - cases << " of " << e << " bytes";
+    }
   }
 }
 

@@ -1,10 +1,15 @@
 #pragma once
 
+#include "zarnik/layout/VectorUnit.h"
+
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace zarnik::test {
@@ -57,6 +62,18 @@ inline std::vector<std::byte> noise(size_t bytes, uint64_t seed) {
   }
   return result;
 }
+
+/// Runs a test once per vector unit of this machine, and once with the plain loops.
+struct EachVectorUnit : testing::TestWithParam<std::string> {
+  void SetUp() override { useVectorUnit(GetParam()); }
+  void TearDown() override { useVectorUnit(""); }
+
+  static std::vector<std::string> all() {
+    auto names = vectorUnits();
+    names.emplace_back("portable");
+    return names;
+  }
+};
 
 /// The seed of the random tests, printed with each failure; set ZARNIK_TEST_SEED to repeat one.
 inline uint64_t testSeed() {
