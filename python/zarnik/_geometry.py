@@ -6,7 +6,7 @@ each combination, and the flat functions are called directly.
 
 from __future__ import annotations
 
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import numpy
 
@@ -27,7 +27,9 @@ _new_region = _zarnik.new_RegionXu64
 _region_origin = _zarnik.RegionXu64_get_origin
 _region_size = _zarnik.RegionXu64_get_size
 
-Array = numpy.ndarray[Any, Any]
+if TYPE_CHECKING:
+    # Not before 1.22 can the class itself be subscribed.
+    Array = numpy.ndarray[Any, Any]
 
 
 class Layout:

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 from collections.abc import Iterator
 from typing import TYPE_CHECKING, Any
 
@@ -62,7 +63,7 @@ def data_type_id_of(dtype: numpy.dtype[Any]) -> int:
     """Return the id of the data type for a dtype: scalars, complex numbers, subarrays such as ('u2', (3,))."""
     if dtype.subdtype:
         scalar, shape = dtype.subdtype
-        count = int(numpy.prod(shape, dtype=object))
+        count = math.prod(shape)
         if scalar.kind == "c" or not 1 <= count <= 255:
             raise TypeError(f"there is no data type for dtype {dtype}")
         return data_type_id_of(scalar) & ~0xFF00 | count << 8

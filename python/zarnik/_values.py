@@ -150,6 +150,8 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
     dtype, size = _VECTORS[name]
     convert = _VECTOR_CONVERSIONS[name]
     fixed = None if size == "X" else int(size)
+    # Unlike the constructor, this has no overloads to choose from.
+    zeros = getattr(_zarnik, f"{name}_create_uniform")
 
     def __init__(self: Any, *arguments: Any) -> None:
         items = None
@@ -160,7 +162,7 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
             return
         if fixed is not None and len(items) != fixed:
             raise ValueError(f"{name} has {fixed} components, got {len(items)}: {items!r}")
-        vector = new() if fixed is not None else new(len(items))
+        vector = new() if fixed is not None else zeros(len(items), 0).this
         try:
             for index, item in enumerate(items):
                 set_at(vector, index, item)
@@ -301,8 +303,10 @@ def _region_constructor(generated: Any, vector: Any) -> Callable[..., None]:
     attach = getattr(_zarnik, f"{generated.__name__}_swiginit")
 
     def __init__(self: Any, *arguments: Any) -> None:
-        if len(arguments) == 2 and all(_items(argument) is not None for argument in arguments):
-            arguments = tuple(as_vector(vector, argument) for argument in arguments)
+        if len(arguments) == 2:
+            arguments = tuple(
+                corner if type(corner) is vector or _items(corner) is None else vector(corner) for corner in arguments
+            )
         attach(self, new(*arguments))
 
     __init__.__doc__ = generated.__init__.__doc__

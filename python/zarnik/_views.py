@@ -12,13 +12,14 @@ import zarnik._classes as _classes
 from zarnik import _axes
 from zarnik._enumerations import ImageInterpretation
 from zarnik._extension import extends
-from zarnik._geometry import Array, Layout, geometry_of, region_of
+from zarnik._geometry import Layout, geometry_of, region_of
 from zarnik._interop import shared_array
 from zarnik._types import as_data_type, as_image_type
 from zarnik._values import as_vector
 
 if TYPE_CHECKING:
     from zarnik._classes import ImageProperties, MetadataNode, ReadonlyImageProperties, ReadonlyMetadataNode
+    from zarnik._geometry import Array
 
 
 @extends(_classes.ImageView)
