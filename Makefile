@@ -78,9 +78,11 @@ demo: $(BUILD)/.built .venv/.group-demo
 
 test: $(BUILD)/.built .venv/.group-test .venv/.group-demo
 	@cmake --build $(RELEASE) --target zarnik_tests test_modules
-	@ctest --test-dir $(RELEASE) --output-on-failure --no-tests=error
-	@.venv/bin/python tests/support/interpreters.py --cache $(BUILD)/interpreters
-	@.venv/bin/python -m pytest $(PYTEST_ARGS)
+	@failed=; \
+	ctest --test-dir $(RELEASE) --output-on-failure --no-tests=error || failed=1; \
+	.venv/bin/python tests/support/interpreters.py --cache $(BUILD)/interpreters || failed=1; \
+	.venv/bin/python -m pytest $(PYTEST_ARGS) || failed=1; \
+	test -z "$$failed"
 
 # ---- bench -----------------------------------------------------------------------------------------------------------
 
@@ -119,11 +121,13 @@ $(BUILD)/.built-asan: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build $(B
 
 sanitize: $(BUILD)/.built-asan .venv/.group-test .venv/.group-demo
 	@cmake --build $(ASAN) --target zarnik_tests test_modules
-	@ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-	  ctest --test-dir $(ASAN) --output-on-failure --no-tests=error
-	@ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	@failed=; \
+	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  ctest --test-dir $(ASAN) --output-on-failure --no-tests=error || failed=1; \
+	ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  PYTHONPATH=$(CURDIR)/$(ASAN)/site:$(CURDIR)/$(ASAN)/test_modules PYTHONMALLOC=malloc ZARNIK_SANITIZED=1 \
-	  LD_PRELOAD="$(PRELOAD)" .venv/bin/python -m pytest -o pythonpath=tests $(PYTEST_ARGS)
+	  LD_PRELOAD="$(PRELOAD)" .venv/bin/python -m pytest -o pythonpath=tests $(PYTEST_ARGS) || failed=1; \
+	test -z "$$failed"
 
 # ---- clean -----------------------------------------------------------------------------------------------------------
 
