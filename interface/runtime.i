@@ -10,7 +10,31 @@
 
 namespace zarnik::python {
 
+// The pointer of an object that wraps exactly this type, null for all others. The general conversion, which comes next,
+// compares the names of classes first, which takes longer than many a library call.
+static void *heldPointer(PyObject *object, swig_type_info *type) {
+  auto const wrapper = reinterpret_cast<PyTypeObject *>(SwigPyObject_type());
+  auto held = Reference::share(object);
+  if (Py_TYPE(object) != wrapper) {
+    held = Reference::steal(PyObject_GetAttr(object, SWIG_This()));
+    if (!held) {
+      PyErr_Clear();
+      return nullptr;
+    }
+    if (Py_TYPE(held.get()) != wrapper)
+      return nullptr;
+  }
+  auto const *const wrapped = reinterpret_cast<SwigPyObject *>(held.get());
+  return wrapped->ty == type ? wrapped->ptr : nullptr;
+}
+
 void *wrappedPointer(PyObject *object, swig_type_info *type) {
+  // The usual plain objects need no search for an attribute, which costs an exception.
+  if (PyList_CheckExact(object) || PyTuple_CheckExact(object) || PyLong_CheckExact(object) ||
+      PyFloat_CheckExact(object))
+    return nullptr;
+  if (auto *const pointer = heldPointer(object, type))
+    return pointer;
   void *pointer = nullptr;
   return SWIG_IsOK(SWIG_ConvertPtr(object, &pointer, type, 0)) ? pointer : nullptr;
 }
@@ -24,6 +48,9 @@ void raiseWrapped(PyObject *object, swig_type_info *type) { SWIG_Python_Raise(ob
 swig_type_info *errorType() { return SWIGTYPE_p_zarnik__Error; }
 
 void *readSelf(PyObject *object, swig_type_info *type, int disown, char const *method, char const *typeText) {
+  if (!disown && !isDestructor(method))
+    if (auto *const pointer = heldPointer(object, type))
+      return pointer;
   void *pointer = nullptr;
   auto const status = SWIG_ConvertPtr(object, &pointer, type, isDestructor(method) ? SWIG_POINTER_RELEASE : disown);
   if (status == SWIG_ERROR_RELEASE_NOT_OWNED)
