@@ -152,6 +152,8 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
     fixed = None if size == "X" else int(size)
     # Unlike the constructor, this has no overloads to choose from.
     zeros = getattr(_zarnik, f"{name}_create_uniform")
+    is_float = dtype.kind == "f"
+    low, high = (0, 0) if is_float else (max(numpy.iinfo(dtype).min, -(2**31)), min(numpy.iinfo(dtype).max, 2**31 - 1))
 
     def __init__(self: Any, *arguments: Any) -> None:
         items = None
@@ -162,6 +164,13 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
             return
         if fixed is not None and len(items) != fixed:
             raise ValueError(f"{name} has {fixed} components, got {len(items)}: {items!r}")
+        # The flat constructor reads 32 bits of each integer and narrows them without a word: it is for what fits.
+        try:
+            if items and (is_float or (low <= min(items) and max(items) <= high)):
+                attach(self, new(items))
+                return
+        except (TypeError, OverflowError):
+            pass
         vector = new() if fixed is not None else zeros(len(items), 0).this
         try:
             for index, item in enumerate(items):
