@@ -10,7 +10,7 @@ import numpy
 import _zarnik
 import zarnik._classes as _classes
 from zarnik import _axes
-from zarnik._enumerations import ImageInterpretation
+from zarnik._enumerations import ImageInterpretation, ViewDataOrigin
 from zarnik._extension import extends
 from zarnik._geometry import Layout, geometry_of, region_of
 from zarnik._interop import shared_array
@@ -227,6 +227,13 @@ class _ImageView:
             f"<zarnik.ImageView {layout.axes or 'unknown axes'} {layout.shape(sizes)} {layout.scalar}, "
             f"spacing ({spacing}){' ' + unit if unit else ''}>"
         )
+
+
+@extends(_classes.ViewOriginExtension)
+class _ViewOriginExtension:
+    def data_origin(self) -> ViewDataOrigin:
+        """Returns the data origin of current view"""
+        return ViewDataOrigin(_zarnik.ViewOriginExtension_data_origin(self))
 
 
 @extends(_classes.ImageViewFactory)

@@ -100,8 +100,12 @@ def test_errors_are_exceptions():
     assert issubclass(zarnik.Error, Exception)
     assert str(zarnik.Error("abc")) == "abc"
     assert "NotImplemented" not in zarnik.__all__
-    with pytest.raises(zarnik.Error):
+    with pytest.raises(zarnik.Error) as caught:
         zarnik.VectorXu64([1]).at(5)
+    for error in (caught.value, zarnik.NotImplemented("a"), zarnik.InvalidArgument("b")):
+        twin = pickle.loads(pickle.dumps(error))
+        assert (type(twin), str(twin)) == (type(error), str(error))
+        assert repr(error) == f"{type(error).__name__}({str(error)!r})"
 
 
 def test_every_generated_class_and_constant_is_exported():

@@ -203,6 +203,7 @@ def test_capabilities_are_printed_and_enforced():
     assert numpy.all(image.read() == 4)
 
     memory = zarnik.ImageViewFactory.allocate([2, 2], zarnik.DataType("u1"))
+    assert memory.view_origin().data_origin() is zarnik.ViewDataOrigin.CPU_MEMORY
     memory.reshape([2**33, 0], "f4")
     assert (tuple(memory.get_shape()), memory.dtype) == ((2**33, 0), numpy.float32)
 

@@ -1,0 +1,17 @@
+"""Errors as other Python errors: a repr with the message, and pickling, which brings them home from other processes."""
+
+from __future__ import annotations
+
+from typing import Any
+
+import zarnik._classes as _classes
+from zarnik._extension import extends
+
+
+@extends(_classes.Error, _classes.InvalidArgument, _classes.NotImplemented)
+class _Error:
+    def __repr__(self) -> str:
+        return f"{type(self).__name__}({str(self)!r})"
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return type(self), (str(self),)
