@@ -118,7 +118,10 @@ def region_of(region: Any, sizes: list[int]) -> tuple[Any, list[int]]:
         first = _region_origin(region)
         origin = [_at(first, index) for index in range(_size(first))]
     else:
-        origin, count = (list(corner) for corner in region)
+        try:
+            origin, count = (list(corner) for corner in region)
+        except (TypeError, ValueError):
+            raise TypeError(f"a region is a RegionXu64 or a pair of origin and size, got {region!r}") from None
         region = None
     fits = len(origin) == len(count) == len(sizes)
     if fits:

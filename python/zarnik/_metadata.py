@@ -19,6 +19,11 @@ if TYPE_CHECKING:
 # ---- values ----------------------------------------------------------------------------------------------------------
 
 _STRING_UNITS = {DataTypeId.UTF16_STRING: (2, "utf-16"), DataTypeId.UTF32_STRING: (4, "utf-32")}
+# What the flat reader, which has 32 bits, reads whole.
+_READ_WHOLE = {
+    *(DataTypeId.INT8, DataTypeId.INT16, DataTypeId.INT32),
+    *(DataTypeId.UINT8, DataTypeId.UINT16, DataTypeId.FLOAT, DataTypeId.DOUBLE),
+}
 _INT32 = range(-(2**31), 2**31)
 
 
@@ -114,7 +119,7 @@ class _VariantDataValue:
             unit, encoding = _STRING_UNITS[DataTypeId(number)]
             pointers = _elements(self, numpy.dtype(numpy.uintp)).tolist()
             return [wide_string(pointer, unit, encoding) for pointer in pointers]
-        if number == DataTypeId.UTF8_STRING:
+        if number == DataTypeId.UTF8_STRING or (number in _READ_WHOLE and self.get_count() < 8):
             return [_zarnik.VariantDataValue___getitem(self, index) for index in range(self.get_count())]
         return list(self.__array__().tolist())
 
@@ -235,14 +240,21 @@ class _Node:
         return isinstance(path, str) and self.get(path) is not None
 
     def __iter__(self) -> Iterator[Any]:
-        kind = type(self).__name__
-        place = getattr(_zarnik, f"{kind}___begin")(self)
-        end = getattr(_zarnik, f"{kind}___end")(self)
-        wrap = _classes.ReadonlyMetadataNode if kind.startswith("Readonly") else None
-        while place != end:
-            child = place.value()
-            yield wrap(child) if wrap else child
-            place.next()
+        if not self.get_child_count():
+            return
+        if type(self) is _classes.ReadonlyMetadataNode:
+            place = _zarnik.ReadonlyMetadataNode___begin(self)
+            wrap: Any = _classes.ReadonlyMetadataNode
+            value, advance = place.value, place.next
+            yield wrap(value())
+            while advance():
+                yield wrap(value())
+            return
+        place = _zarnik.MetadataNode___begin(self)
+        value, advance = place.value, place.next
+        yield value()
+        while advance():
+            yield value()
 
     def __len__(self) -> int:
         return self.get_child_count()

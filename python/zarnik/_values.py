@@ -228,7 +228,11 @@ extends(*(getattr(_classes, name) for name in _VECTORS))(_Vector)
 
 def as_vector(vector: Any, values: Any) -> Any:
     """Return a vector of a class from one, or from a sequence of numbers of any kind and width."""
-    return values if type(values) is vector else vector(values)
+    if type(values) is vector:
+        return values
+    if _items(values) is None:
+        raise TypeError(f"{vector.__name__} is made of a sequence of numbers, got {values!r}")
+    return vector(values)
 
 
 # ---- regions ---------------------------------------------------------------------------------------------------------

@@ -254,7 +254,10 @@ class _ImageViewFactory:
 
 
 def _checked_index(index: Any, sizes: list[int]) -> list[int]:
-    checked = [operator.index(component) for component in index]
+    try:
+        checked = [operator.index(component) for component in index]
+    except TypeError:
+        raise TypeError(f"an index is a sequence of {len(sizes)} integers, got {index!r}") from None
     if len(checked) != len(sizes) or any(not 0 <= place < size for place, size in zip(checked, sizes)):
         raise IndexError(f"index {tuple(checked)} is outside of an image of shape {tuple(sizes)} (X, Y, Z, C, T)")
     return checked
