@@ -25,6 +25,14 @@
 }
 %typemap(doctype) enum SWIGTYPE "int"
 
+// Types as Python readers know them, where the generator would show those of the headers. The name comes in two parts:
+// quoted as a whole it would be taken for a string to be made.
+%define %documented_as(FAMILY, MEMBER, TYPE...)
+%typemap(doctype, noblock=1) TYPE, TYPE const, TYPE &, TYPE const &, TYPE * {:py:class:`FAMILY ## MEMBER`}
+%enddef
+%typemap(doctype) PyObject * "object"
+%typemap(doctype) PyObject *array, PyObject *np, PyObject *toNumpy "numpy.ndarray"
+
 // None for self, or for a reference, is refused before it can be dereferenced; a destructor takes owned objects only
 // and leaves its argument empty, so that neither a second call nor the collector reaches freed memory.
 %typemap(in, noblock=1) SWIGTYPE *self (void *argp) {
@@ -93,7 +101,7 @@
   $1 = dimensions.data();
   $2 = dimensions.size();
 }
-%typemap(doctype) (zarnik::ImageDimension const *dimensionList, size_t dimensionCount) "list of int"
+%typemap(doctype) zarnik::ImageDimension const *dimensionList "list of int"
 
 // One net around every library call.
 %define %install_exception_net()

@@ -14,17 +14,17 @@ namespace zarnik::python {
 // compares the names of classes first, which takes longer than many a library call.
 static void *heldPointer(PyObject *object, swig_type_info *type) {
   auto const wrapper = reinterpret_cast<PyTypeObject *>(SwigPyObject_type());
-  auto held = Reference::share(object);
+  Reference attribute;
+  // A wrapper that is being freed has no references left: none must be added to it.
   if (Py_TYPE(object) != wrapper) {
-    held = Reference::steal(PyObject_GetAttr(object, SWIG_This()));
-    if (!held) {
+    attribute = Reference::steal(PyObject_GetAttr(object, SWIG_This()));
+    if (!attribute)
       PyErr_Clear();
-      return nullptr;
-    }
-    if (Py_TYPE(held.get()) != wrapper)
+    object = attribute.get();
+    if (!object || Py_TYPE(object) != wrapper)
       return nullptr;
   }
-  auto const *const wrapped = reinterpret_cast<SwigPyObject *>(held.get());
+  auto const *const wrapped = reinterpret_cast<SwigPyObject *>(object);
   return wrapped->ty == type ? wrapped->ptr : nullptr;
 }
 

@@ -30,6 +30,9 @@ std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
   }
 %}
 
+%typemap(doctype) PyObject *image ":py:class:`ImageView`"
+%typemap(doctype) PyObject *toNumpyArray, PyObject *orderToNumpyArray "numpy.ndarray"
+
 %rename(_from_numpy_array) zarnik::NumpyInterop::fromNumpyArray;
 %rename(_order_from_numpy_array) zarnik::NumpyInterop::orderFromNumpyArray;
 

@@ -4,7 +4,25 @@
 
 %rename(_dimension) zarnik::ImageType::dimension;
 
-// The named types are references to the library's objects, which cannot be replaced.
-%immutable;
 %include "zarnik/values/ImageType.h"
+
+// The named types are variables of the module, references to the library's objects, which cannot be replaced. As
+// members of the class they would have functions, too.
+%header %{
+#define NAMED_IMAGE_TYPE(NAME) static zarnik::ImageType &ImageTypeId_##NAME = zarnik::ImageTypeId::NAME;
+%}
+%immutable;
+%define %named_image_type(NAME)
+%insert("header") { NAMED_IMAGE_TYPE(NAME) }
+extern zarnik::ImageType ImageTypeId_ ## NAME;
+%enddef
+%named_image_type(UNKNOWN)
+%named_image_type(IMAGE)
+%named_image_type(VOLUME)
+%named_image_type(MULTISPECTRAL_IMAGE)
+%named_image_type(MULTISPECTRAL_VOLUME)
+%named_image_type(IMAGE_SEQUENCE)
+%named_image_type(VOLUME_SEQUENCE)
+%named_image_type(MULTISPECTRAL_IMAGE_SEQUENCE)
+%named_image_type(MULTISPECTRAL_VOLUME_SEQUENCE)
 %mutable;

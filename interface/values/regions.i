@@ -15,6 +15,12 @@
 %rename_region_getters(Region)
 %rename_region_getters(RegionX)
 
+%documented_as(Region, 2u64, zarnik::Region<uint64_t, 2>)
+%documented_as(Region, 3u64, zarnik::Region<uint64_t, 3>)
+%documented_as(Region, 4u64, zarnik::Region<uint64_t, 4>)
+%documented_as(Region, Xu64, zarnik::RegionX<uint64_t>)
+%documented_as(Region, Xu64, RegionX<uint64_t>)
+
 // As for vectors: the header writes the name before the generator knows it.
 %typemap(in, noblock=1) RegionX<uint64_t> const & {
   $1 = static_cast<zarnik::RegionX<uint64_t> *>(zarnik::python::wrappedPointer($input, $descriptor(zarnik::RegionX<uint64_t> *)));

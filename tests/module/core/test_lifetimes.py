@@ -40,6 +40,18 @@ def test_what_was_destroyed_is_not_reached_again(name):
             getattr(_zarnik, method)(wrapped)
 
 
+@pytest.mark.parametrize("name", [*CLASSES, "ImageProperties"])
+def test_bare_objects_are_freed_when_dropped(name):
+    for _ in range(1000):
+        if name == "ImageProperties":
+            _zarnik.ImageProperties_from_data_type(_zarnik.DataTypeId_UINT8).this.own()
+            _zarnik.new_ImageProperties(_classes.SpatialCalibrationProperty(), _classes.ImageInfoProperty(0x10108))
+        else:
+            new(name)
+    gc.collect()
+    assert new("VersionInfo").own()
+
+
 def test_destructors_of_foreign_objects():
     for name in [name for name in dir(_zarnik) if name.startswith("delete_") and name != "delete_SwigPyIterator"]:
         for wrong in (None, 5, "object", object(), _classes.Logger()):
@@ -62,9 +74,13 @@ def test_destroying_lent_objects_does_nothing():
 def test_disowned_objects_are_left_alone():
     view = CountingView((1,))
     alive = CountingView.alive()
-    view.this.disown()
+    wrapped = view.this
+    wrapped.disown()
     del view
-    assert CountingView.alive() == alive  # forgotten on purpose: nothing freed it
+    assert CountingView.alive() == alive
+    wrapped.acquire()
+    del wrapped
+    assert CountingView.alive() == alive - 1
     lent = _typetable.lentVersion()
     lent.this.acquire()
     lent.this.disown()

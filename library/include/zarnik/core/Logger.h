@@ -31,6 +31,7 @@ public:
   /// Return the log level of the logging system.
   ///
   /// The first call without a preceding initialization initializes it to warnings.
+  /// \return The level, one of the LogLevel constants.
   static LogLevel logLevel();
 };
 

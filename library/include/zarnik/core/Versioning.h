@@ -25,9 +25,11 @@ inline constexpr VersionInfo HEADER_VERSION{1, 11, 0};
 class ZARNIK_API Versioning {
 public:
   /// Return the version of the currently loaded Zarnik library.
+  /// \return Its numbers.
   static VersionInfo version();
 
   /// Return a description string of the currently loaded Zarnik library.
+  /// \return The numbers of its version, joined by dots.
   static std::string versionString();
 
   /// Check if the loaded library'version is compatible with the given one.

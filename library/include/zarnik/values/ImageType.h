@@ -113,6 +113,7 @@ ZARNIK_API ImageType operator|(ImageDimension left, ImageType const & right);
 // Objects, not constants: the Python module hands out references to them, through which they can be changed.
 class ZARNIK_API ImageTypeId {
 public:
+#ifndef SWIG
   /// No known dimensions.
   static ImageType UNKNOWN;
   /// COLUMN and ROW.
@@ -131,6 +132,7 @@ public:
   static ImageType MULTISPECTRAL_IMAGE_SEQUENCE;
   /// All five dimensions.
   static ImageType MULTISPECTRAL_VOLUME_SEQUENCE;
+#endif
 };
 
 } // namespace zarnik

@@ -1,0 +1,66 @@
+"""The functions of the module are exactly those of its interface."""
+
+import _zarnik
+from support.flat_names import all_functions, class_names, functions_of
+from zarnik import _classes
+
+# What the module does not have yet: whole classes, and single functions of classes that it has.
+CLASSES_TO_COME = {
+    "Serialization",
+    "Uri",
+    "HTTPHeaders",
+    "DataStorage",
+    "DataAccess",
+    "StreamAccess",
+    "RandomAccess",
+    "StreamAccessProvider",
+    "RandomAccessProvider",
+    "StreamAccessFactory",
+    "RandomAccessFactory",
+    "MultiImageView",
+    "MultiImageViewProvider",
+    "MultiImageViewFactory",
+    "LodImageView",
+    "LodImageViewProvider",
+    "DataFrameView",
+    "DataFrameViewProvider",
+    "DataFrameViewFactory",
+    "Writer",
+    "DependencyGraph",
+}
+FACTORY = {f"{name}ImageViewFactory{rest}" for name, rest in (("new_", ""), ("delete_", ""), ("", "_allocate"))}
+FUNCTIONS_TO_COME = {"__lshift__", *functions_of("ImageViewFactory")} - FACTORY
+FUNCTIONS_TO_COME -= {"ImageViewFactory_swigregister", "ImageViewFactory_swiginit"}
+
+
+def exported():
+    module_attributes = {"__loader__", "__spec__"}
+    return [name for name, value in vars(_zarnik).items() if callable(value) and name not in module_attributes]
+
+
+def test_the_interface_has_2269_functions_of_125_classes():
+    assert len(class_names()) == len(set(class_names())) == 125
+    assert len(all_functions()) == len(set(all_functions())) == 2269
+
+
+def test_every_function_is_of_the_interface():
+    to_come = {function for name in CLASSES_TO_COME for function in functions_of(name)} | FUNCTIONS_TO_COME
+    names = set(exported())
+    assert names - set(all_functions()) == set()
+    assert set(all_functions()) - names == to_come
+
+
+def test_every_function_has_a_documentation_but_operators_and_registration():
+    registration = ("_swigregister", "_swiginit")
+    missing = [
+        name
+        for name in exported()
+        if not getattr(_zarnik, name).__doc__ and not name.endswith(registration) and not name.startswith("__")
+    ]
+    assert [name for name in missing if not name.startswith(("SwigPyIterator_", "delete_SwigPyIterator"))] == []
+    assert [name for name in exported() if name.startswith("__") and getattr(_zarnik, name).__doc__] == []
+
+
+def test_every_class_is_registered_under_its_name():
+    for name in sorted(set(class_names()) - CLASSES_TO_COME):
+        assert getattr(_classes, name).__name__ == name
