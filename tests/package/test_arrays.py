@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import gc
+import os
 import pickle
 import sys
 
@@ -188,13 +189,15 @@ def test_a_million_round_trips_leave_nothing_behind():
     rounds(10_000)
     gc.collect()
     references, memory = sys.getrefcount(array), process.memory_info().rss
-    rounds(900_000)
+    # Sanitizers hold freed memory back for a while, and take their time.
+    sanitized = "ZARNIK_SANITIZED" in os.environ
+    rounds(9_000 if sanitized else 980_000)
     for _ in range(20_000):
         zarnik.from_numpy(array).to_numpy()
     gc.collect()
     assert sys.getrefcount(array) == references
     # One lost byte a round would be a mebibyte.
-    assert process.memory_info().rss - memory < 800_000
+    assert sanitized or process.memory_info().rss - memory < 800_000
 
 
 def test_whoever_is_left_keeps_the_memory():

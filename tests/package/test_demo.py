@@ -71,6 +71,7 @@ def test_the_example_of_the_package_is_true():
     assert (failed, tried > 3) == (0, True)
 
 
+@pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers take their time")
 def test_importing_costs_little():
     program = (
         "import time, numpy, sys\nbefore = set(sys.modules)\nstart = time.process_time()\nimport zarnik\n"
