@@ -97,14 +97,23 @@ _layouts: dict[tuple[int, int, int], Layout] = {}
 
 def geometry_of(view: Any) -> tuple[Layout, list[int]]:
     """Return the layout of an image, and its size along each of its own dimensions."""
-    shape = _get_shape(view)
-    rank = _size(shape)
+    sizes = components_of(_get_shape(view))
+    return layout_of(view, len(sizes)), sizes
+
+
+def layout_of(view: Any, rank: int) -> Layout:
+    """Return the layout of an image of so many dimensions."""
     image_type = _get_axes(view)
     key = (_axes_value(image_type), rank, _data_type_id(_get_data_type(view)))
     layout = _layouts.get(key)
     if layout is None:
         layout = _layouts[key] = Layout(image_type, rank, key[2])
-    return layout, [_at(shape, index) for index in range(rank)]
+    return layout
+
+
+def components_of(vector: Any) -> list[int]:
+    """Return the components of a VectorXu64."""
+    return [_at(vector, index) for index in range(_size(vector))]
 
 
 def region_of(region: Any, sizes: list[int]) -> tuple[Any, list[int]]:
@@ -113,10 +122,7 @@ def region_of(region: Any, sizes: list[int]) -> tuple[Any, list[int]]:
     :param sizes: Those of the image, which the region must not exceed.
     """
     if type(region) is _classes.RegionXu64:
-        size = _region_size(region)
-        count = [_at(size, index) for index in range(_size(size))]
-        first = _region_origin(region)
-        origin = [_at(first, index) for index in range(_size(first))]
+        origin, count = components_of(_region_origin(region)), components_of(_region_size(region))
     else:
         try:
             origin, count = (list(corner) for corner in region)

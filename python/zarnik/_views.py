@@ -12,7 +12,7 @@ import zarnik._classes as _classes
 from zarnik import _axes
 from zarnik._enumerations import ImageInterpretation, ViewDataOrigin
 from zarnik._extension import extends
-from zarnik._geometry import Layout, geometry_of, region_of
+from zarnik._geometry import Layout, components_of, geometry_of, layout_of, region_of
 from zarnik._interop import shared_array
 from zarnik._types import as_data_type, as_image_type
 from zarnik._values import as_vector
@@ -20,6 +20,9 @@ from zarnik._values import as_vector
 if TYPE_CHECKING:
     from zarnik._classes import ImageProperties, MetadataNode, ReadonlyImageProperties, ReadonlyMetadataNode
     from zarnik._geometry import Array
+
+_read_region = _zarnik.ImageView___read_region
+_region_size = _zarnik.RegionXu64_get_size
 
 
 @extends(_classes.ImageView)
@@ -115,6 +118,17 @@ class _ImageView:
         :param out: An array to fill instead, of the right shape and dtype, of any strides.
         :return: The array.
         """
+        if out is None and type(region) is _classes.RegionXu64:
+            # The short way: the library refuses a region that leaves the image, and all others are right.
+            size = components_of(_region_size(region))
+            layout = layout_of(self, len(size))
+            try:
+                buffer = layout.buffer(size)
+            except (MemoryError, ValueError):
+                pass  # no such array can be made: told below, with the shape of the image
+            else:
+                _read_region(self, region, buffer)
+                return layout.to_array_axes(buffer)
         layout, sizes = geometry_of(self)
         return _read(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), out=out)
 
@@ -271,10 +285,10 @@ def _read(view: Any, layout: Layout, region: Any, size: list[int], out: Array | 
     if out is not None:
         dense = layout.to_buffer_axes(_checked_out(out, layout, size))
         if dense.flags.c_contiguous:
-            _zarnik.ImageView___read_region(view, region, dense)
+            _read_region(view, region, dense)
             return out
     buffer = layout.buffer(size)
-    _zarnik.ImageView___read_region(view, region, buffer)
+    _read_region(view, region, buffer)
     array = layout.to_array_axes(buffer)
     if out is None:
         return array
