@@ -6,6 +6,11 @@
 #include "module/Python.h"
 
 #include "module/TypeCreation.h"
+
+// The runtime sets one attribute, `this` of a new instance. It does so by way of the class's own method, which is
+// Python code that guards against misspelt attributes, and has the interpreter forget what it knows of the class.
+#define PyObject_SetAttr PyObject_GenericSetAttr
+#define PyType_Modified(type) static_cast<void>(type)
 %}
 
 %include <std_common.i>
