@@ -106,6 +106,11 @@ ArrayGeometry arrayGeometry(ImageView const & view, AxisOrder const & order) {
     throw Error(fmt::format("an image of {} dimensions cannot be a NumPy array, which has {} at most", geometry.rank,
                             maximalRank));
 
+  // Views of others may carry axes that do not fit their shape.
+  if (order.positions.size() < indexer.dimensionCount())
+    throw Error(
+        fmt::format("the axes interpretation has not the {} dimensions of the image", indexer.dimensionCount()));
+
   // An axis that no dimension sets has one element, so that no array points outside the buffer.
   std::fill_n(geometry.extents, geometry.rank, 1);
   std::fill_n(geometry.byteStrides, geometry.rank, 0);
@@ -119,6 +124,9 @@ ArrayGeometry arrayGeometry(ImageView const & view, AxisOrder const & order) {
     if (dimension == indexer.dimensionCount())
       break;
     auto const position = order.positions[dimension];
+    if (position >= geometry.rank)
+      throw Error(fmt::format("the axes interpretation has more than the {} dimensions of the image",
+                              indexer.dimensionCount()));
     geometry.extents[position] = static_cast<npy_intp>(indexer.shape()[dimension]);
     geometry.byteStrides[position] = static_cast<npy_intp>(indexer.byteStride()[dimension]);
     ++dimension;

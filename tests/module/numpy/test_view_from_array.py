@@ -233,3 +233,9 @@ def test_properties_and_metadata_are_copies():
     _zarnik.ImageView_set_properties(view, _zarnik.ImageView___get_properties(other))
     _zarnik.ImageView_set_spatial_spacing(other, [4, 5, 6])
     assert items(_zarnik.ImageView_get_spatial_spacing(view)) == [1, 2, 3]
+    flat = from_array(numpy.zeros((2, 3), numpy.uint8), "IMAGE", GRAYSCALE)
+    with pytest.raises(_classes.Error, match="3"):
+        _zarnik.ImageView_set_properties(view, _zarnik.ImageView___get_properties(flat))
+    with pytest.raises(_classes.Error):
+        _zarnik.ImageView_set_axes_interpretation(view, _zarnik.cvar.ImageTypeId_VOLUME_SEQUENCE)
+    assert _zarnik.ImageType_dimension_count(_zarnik.ImageView_get_axes_interpretation(view)) == 3
