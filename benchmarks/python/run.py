@@ -8,6 +8,7 @@ from __future__ import annotations
 import argparse
 import importlib
 import json
+import os
 import platform
 import subprocess
 import sys
@@ -54,6 +55,8 @@ def main() -> int:
     arguments.output.mkdir(parents=True, exist_ok=True)
 
     sys.path.insert(0, str(FOLDER))
+    if arguments.library:
+        os.environ["ZARNIK_BENCHMARKS"] = str(arguments.library.parent)
     for path in sorted(FOLDER.glob("bench_*.py")):
         if arguments.only in path.stem:
             run_module(path.stem, arguments.output)
