@@ -327,7 +327,7 @@ def _region_constructor(generated: Any, vector: Any) -> Callable[..., None]:
 
 
 for _generated, _vector in _REGIONS.items():
-    _generated.__init__ = _region_constructor(_generated, _vector)
+    _generated.__init__ = _region_constructor(_generated, _vector)  # type: ignore[method-assign]
 extends(*_REGIONS)(_Value)
 extends(*_REGIONS)(_Region)
 

@@ -57,7 +57,7 @@ def calibrate(image: Any, scan: Any) -> None:
     image.set_spatial_unit(scan.header.get_xyzt_units()[0])
     image.set_spatial_origin(affine[:3, 3])
     column, row = (affine[:3, axis] / spacing[axis] for axis in (0, 1))
-    directions = zarnik.SpatialDirections(column=column, row=row)  # type: ignore[attr-defined]
+    directions = zarnik.SpatialDirections(column=column, row=row)
     image.set_spatial_directions(directions)
 
 
