@@ -87,7 +87,7 @@ test: $(BUILD)/.built .venv/.group-test .venv/.group-demo
 # ---- bench -----------------------------------------------------------------------------------------------------------
 
 bench: $(BUILD)/.built
-	@cmake --build $(RELEASE) --target zarnik_benchmarks
+	@cmake --build $(RELEASE) --target zarnik_benchmarks zarnik_benchmark_pixels
 	@.venv/bin/python benchmarks/python/run.py --output $(BUILD)/bench \
 	  --library `find $(RELEASE) -name zarnik_benchmarks -type f`
 
