@@ -8,7 +8,9 @@
 namespace zarnik::python {
 
 void HeldError::take() {
-  if (value_ || !PyErr_Occurred())
+  if (value_)
+    PyErr_Clear();
+  if (!PyErr_Occurred())
     return;
   PyObject * type = nullptr;
   PyObject * value = nullptr;
