@@ -28,7 +28,7 @@ CopyKernel reverseKernel(size_t) { return nullptr; }
 #else
 
 // Bytes that are prepared in the first-level cache before they are written around the caches.
-constexpr size_t chunkBytes = 4096;
+constexpr size_t chunkBytes = 1024;
 
 // The processor's own prefetching starts anew with each row: without help the first lines of each would be waited for.
 constexpr size_t headBytes = 8 * lineBytes;
@@ -136,20 +136,21 @@ HWY_INLINE void extractAllChannels(std::byte const * from, uint64_t count, std::
 
 template <typename T, size_t K>
 void deinterleave(CopyBlock const & block, std::byte const * source, std::byte * destination) {
-  constexpr uint64_t chunk = chunkBytes / sizeof(T);
+  constexpr size_t planeBytes = 1024; // source and destination of all channels share the first-level cache
+  constexpr uint64_t chunk = planeBytes / sizeof(T);
   bool const samePixels = block.sourceStride1 > 0 && block.sourceStride1 < block.sourceStride0;
   if (samePixels && block.count1 == K) {
     // The planes are usually a large and round distance apart, so whole runs go to each in turn.
-    HWY_ALIGN std::byte buffer[K * chunkBytes];
+    HWY_ALIGN std::byte buffer[K * planeBytes];
     size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % lineBytes / sizeof(T);
     for (uint64_t i = 0; i < block.count0;) {
       uint64_t const now = std::min(i == 0 ? chunk - misaligned : chunk, block.count0 - i);
       auto const * from = source + i * K * sizeof(T);
       auto * to = destination + i * sizeof(T);
       if (block.streaming) {
-        extractAllChannels<T, K>(from, now, buffer, chunkBytes);
+        extractAllChannels<T, K>(from, now, buffer, planeBytes);
         for (size_t c = 0; c < K; ++c) {
-          streamBytes(to + static_cast<int64_t>(c) * block.destinationStride1, buffer + c * chunkBytes,
+          streamBytes(to + static_cast<int64_t>(c) * block.destinationStride1, buffer + c * planeBytes,
                       static_cast<size_t>(now * sizeof(T)));
         }
       } else {
