@@ -11,6 +11,7 @@ PYTHON := $(or $(shell command -v python3),python3)
 endif
 JOBS ?= $(shell nproc)
 PYTEST_ARGS ?=
+BENCH_ARGS ?=
 export PYTHON
 export CMAKE_BUILD_PARALLEL_LEVEL := $(JOBS)
 # The tools of the environment come first, so that nothing depends on its being activated.
@@ -88,7 +89,7 @@ test: $(BUILD)/.built .venv/.group-test .venv/.group-demo
 
 bench: $(BUILD)/.built
 	@cmake --build $(RELEASE) --target zarnik_benchmarks zarnik_benchmark_pixels
-	@.venv/bin/python benchmarks/python/run.py --output $(BUILD)/bench \
+	@.venv/bin/python benchmarks/python/run.py --output $(BUILD)/bench $(BENCH_ARGS) \
 	  --library `find $(RELEASE) -name zarnik_benchmarks -type f`
 
 # ---- lint ------------------------------------------------------------------------------------------------------------
