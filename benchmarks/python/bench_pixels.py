@@ -64,7 +64,7 @@ def geometries(nbytes: int, dtype: str) -> Iterator[tuple[str, numpy.ndarray, fl
     itemsize = numpy.dtype(dtype).itemsize
     far = nbytes > 64 << 20
     side = int((nbytes / itemsize) ** 0.5) - 5
-    edge = int(round((nbytes / itemsize) ** (1 / 3))) - 1
+    edge = round((nbytes / itemsize) ** (1 / 3)) - 1
     moved = 5.0 if itemsize < 4 else 3.0
     yield "transpose", filled((side, side), dtype).T, moved if far else 0
     yield "axes (2, 1, 0)", filled((edge, edge, edge), dtype).T, moved if far else 0
@@ -98,7 +98,9 @@ def conversions(pixels: Pixels) -> Iterator[Ratio]:
     for size, nbytes in SIZES.items():
         for source_type in SCALARS:
             for destination_type in SCALARS:
-                if source_type == destination_type or (nbytes > 64 << 20 and source_type not in ("u1", "u2", "f4", "f8")):
+                if source_type == destination_type or (
+                    nbytes > 64 << 20 and source_type not in ("u1", "u2", "f4", "f8")
+                ):
                     continue
                 widest = max(numpy.dtype(source_type).itemsize, numpy.dtype(destination_type).itemsize)
                 source = filled((nbytes // widest,), source_type)

@@ -25,5 +25,11 @@ def run() -> Iterator[Ratio]:
         slices = tuple(slice(start, start + extent) for start, extent in zip(reversed(origin), reversed(size)))
         names = {"view": view, "region": region, "array": array, "slices": slices}
         assert numpy.array_equal(view.read_region(region).reshape(array[slices].shape), array[slices])
-        yield compare(f"read_region, {name}", "view.read_region(region)", "NumPy slice and copy",
-                      "array[slices].copy()", names, aim=aim)
+        yield compare(
+            f"read_region, {name}",
+            "view.read_region(region)",
+            "NumPy slice and copy",
+            "array[slices].copy()",
+            names,
+            aim=aim,
+        )
