@@ -111,6 +111,7 @@ class _Vector(_Value):
         def size(self) -> int: ...
         def at(self, index: int) -> Any: ...
         def set_at(self, index: int, value: Any) -> None: ...
+        def __mul__(self, other: Any) -> Any: ...
 
     def __len__(self) -> int:
         return self.size()
@@ -133,6 +134,9 @@ class _Vector(_Value):
         if items is None:
             return NotImplemented
         return list(self) == items
+
+    def __rmul__(self, scalar: Any) -> Any:
+        return self.__mul__(scalar)
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
         return _as_array(list(self), dtype, _VECTORS[type(self).__name__][0], copy)

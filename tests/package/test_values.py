@@ -61,6 +61,8 @@ def test_vectors_are_sequences_of_their_components(name, size, dtype):
         assert twin == vector
         twin[0] = 1
         assert twin[0] == 1 != vector[0]
+    with numpy.errstate(over="ignore"):
+        assert_array_equal(2 * vector, values * values.dtype.type(2))
     with pytest.raises(TypeError, match="unhashable"):
         hash(vector)
     with pytest.raises(IndexError, match=f"index {len(vector)} is out of range for {name}"):

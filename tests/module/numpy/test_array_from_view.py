@@ -151,7 +151,7 @@ def test_objects_that_are_no_views_with_memory():
         fails(ValueError, "Input ImageView must support MEMORY_ACCESS capability", function, without, *others)
 
 
-@pytest.mark.parametrize("order", itertools.permutations([COLUMN, ROW, SLICE, CHANNEL]))
+@pytest.mark.parametrize("order", list(itertools.permutations([COLUMN, ROW, SLICE, CHANNEL])))
 def test_any_order_of_axes(order):
     sizes = [12, 4, 6, 5]
     scalar = CountingView(sizes, _zarnik.DataTypeId_FLOAT, image_type("MULTISPECTRAL_VOLUME"))

@@ -67,7 +67,7 @@ def test_axes_in_numpy_order(name):
         assert _zarnik.ImageView_get_dimension_count(view) == len(dimensions)
 
 
-@pytest.mark.parametrize("order", itertools.permutations([COLUMN, ROW, SLICE, SEQUENCE]))
+@pytest.mark.parametrize("order", list(itertools.permutations([COLUMN, ROW, SLICE, SEQUENCE])))
 def test_axes_in_any_order(order):
     array = numpy.zeros([dimension + 2 for dimension in order], numpy.int16)
     view = from_ordered(array, order)
