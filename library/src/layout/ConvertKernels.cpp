@@ -18,6 +18,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -35,24 +36,58 @@ using Convert = void (*)(std::byte const *, std::byte *, size_t);
 
 #if HWY_TARGET != HWY_SCALAR
 
-// Narrows 32-bit integers with limits, also where the unit takes the intermediate 16 bits of a narrowing to uint8_t for
-// signed ones.
-template <class D, class V> HWY_INLINE auto narrowed(D results, V whole) {
-  if constexpr (std::is_same_v<hn::TFromD<D>, uint8_t>) {
-    return hn::DemoteTo(results, hn::Min(whole, hn::Set(hn::DFromV<V>(), 255)));
+// Two loops over the same number of bytes whose addresses agree in their lowest bits by less than this: the loads of
+// one seem to the processor to depend on the stores just before, if the destination is ahead.
+constexpr uintptr_t pageBytes = 4096;
+constexpr uintptr_t falseDependence = 1024;
+
+// Calls convert(n) for each whole vector of `lanes` values at n, and returns how many values these are. Goes downwards
+// where going upwards would wait for false dependences.
+template <typename From, typename To, class ConvertVector>
+HWY_INLINE size_t eachVector(From const * source, To const * destination, size_t lanes, size_t count,
+                             ConvertVector const & convert) {
+  size_t const whole = count / lanes * lanes;
+  uintptr_t const ahead = (reinterpret_cast<uintptr_t>(destination) - reinterpret_cast<uintptr_t>(source)) % pageBytes;
+  if (ahead != 0 && ahead < falseDependence) {
+    for (size_t n = whole; n != 0; n -= lanes) {
+      convert(n - lanes);
+    }
   } else {
-    return hn::DemoteTo(results, whole);
+    for (size_t n = 0; n < whole; n += lanes) {
+      convert(n);
+    }
   }
+  return whole;
 }
 
-// The units have instructions that round and limit at once, which the compiler does not find by itself. Returns how
-// many values it converted; the loop over single values does the rest.
-template <typename To> size_t vectorsToInteger(float const * source, To * destination, size_t count) {
+template <typename From, typename To>
+constexpr bool bySingleVectors = sizeof(From) == sizeof(To) && !std::is_same_v<From, To> && std::is_integral_v<From> &&
+                                 (std::is_integral_v<To> || std::is_same_v<From, int32_t>);
+
+// Values of the same size, one vector of them becomes one. The compiler finds the same instructions, but the direction
+// has to be ours.
+template <typename From, typename To> size_t vectorsOfSameSize(From const * source, To * destination, size_t count) {
+  LineTag<From> const d;
+  hn::Rebind<To, decltype(d)> const results;
+  return eachVector(source, destination, hn::Lanes(d), count, [&](size_t n) {
+    auto const value = hn::LoadU(d, source + n);
+    if constexpr (std::is_floating_point_v<To>) {
+      hn::StoreU(hn::ConvertTo(results, value), results, destination + n);
+    } else if constexpr (std::is_signed_v<From>) {
+      hn::StoreU(hn::BitCast(results, hn::Max(value, hn::Zero(d))), results, destination + n);
+    } else {
+      auto const most = hn::Set(d, static_cast<From>(std::numeric_limits<To>::max()));
+      hn::StoreU(hn::BitCast(results, hn::Min(value, most)), results, destination + n);
+    }
+  });
+}
+
+// The units have instructions that round and limit at once, which the compiler does not find by itself.
+template <typename To> size_t vectorsToWords(float const * source, To * destination, size_t count) {
   LineTag<float> const d;
   hn::RebindToSigned<decltype(d)> const words;
   hn::Rebind<To, decltype(d)> const results;
-  size_t n = 0;
-  for (; n + hn::Lanes(d) <= count; n += hn::Lanes(d)) {
+  return eachVector(source, destination, hn::Lanes(d), count, [&](size_t n) {
     auto const value = hn::LoadU(d, source + n);
     if constexpr (std::is_same_v<To, uint32_t>) {
       // The upper half of the range is moved down for the conversion, and the result back up.
@@ -63,32 +98,109 @@ template <typename To> size_t vectorsToInteger(float const * source, To * destin
       auto const top = hn::IfThenElseZero(hn::RebindMask(words, upper), hn::Set(words, INT32_MIN));
       hn::StoreU(hn::BitCast(results, hn::Xor(low, top)), results, destination + n);
     } else {
-      auto const whole = hn::IfThenElseZero(hn::RebindMask(words, hn::Eq(value, value)), hn::NearestInt(value));
-      if constexpr (std::is_same_v<To, int32_t>) {
-        hn::StoreU(whole, results, destination + n);
-      } else {
-        hn::StoreU(narrowed(results, whole), results, destination + n);
-      }
+      hn::StoreU(hn::IfThenElseZero(hn::RebindMask(words, hn::Eq(value, value)), hn::NearestInt(value)), results,
+                 destination + n);
     }
-  }
-  return n;
+  });
 }
 
-template <typename To> size_t vectorsToInteger(double const * source, To * destination, size_t count) {
+template <typename To> size_t vectorsToWords(double const * source, To * destination, size_t count) {
   LineTag<double> const d;
   hn::Rebind<int32_t, decltype(d)> const words;
-  hn::Rebind<To, decltype(d)> const results;
-  size_t n = 0;
-  for (; n + hn::Lanes(d) <= count; n += hn::Lanes(d)) {
+  return eachVector(source, destination, hn::Lanes(d), count, [&](size_t n) {
     auto const value = hn::LoadU(d, source + n);
-    auto const whole = hn::DemoteTo(words, hn::Round(hn::IfThenElseZero(hn::Eq(value, value), value)));
-    if constexpr (std::is_same_v<To, int32_t>) {
-      hn::StoreU(whole, results, destination + n);
-    } else {
-      hn::StoreU(narrowed(results, whole), results, destination + n);
-    }
+    hn::StoreU(hn::DemoteTo(words, hn::Round(hn::IfThenElseZero(hn::Eq(value, value), value))), words, destination + n);
+  });
+}
+
+// Nearest integers of values below 2^31, without Highway's care for those from there on. What is below -2^31 becomes
+// -2^31, and on x86 so does NaN.
+#if HWY_ARCH_X86
+HWY_INLINE hn::Vec128<int32_t> nearestWords(hn::Vec128<float> v) { return {_mm_cvtps_epi32(v.raw)}; }
+HWY_INLINE hn::Vec128<int32_t, 2> nearestWords(hn::Vec128<double> v) {
+  return hn::Vec128<int32_t, 2>{_mm_cvtpd_epi32(v.raw)};
+}
+#if HWY_TARGET <= HWY_AVX2
+HWY_INLINE hn::Vec256<int32_t> nearestWords(hn::Vec256<float> v) { return {_mm256_cvtps_epi32(v.raw)}; }
+HWY_INLINE hn::Vec128<int32_t> nearestWords(hn::Vec256<double> v) { return {_mm256_cvtpd_epi32(v.raw)}; }
+#endif
+#if HWY_TARGET <= HWY_AVX3
+HWY_INLINE hn::Vec512<int32_t> nearestWords(hn::Vec512<float> v) { return {_mm512_cvtps_epi32(v.raw)}; }
+HWY_INLINE hn::Vec256<int32_t> nearestWords(hn::Vec512<double> v) { return {_mm512_cvtpd_epi32(v.raw)}; }
+#endif
+#else
+template <class V> HWY_INLINE auto nearestWords(V v) {
+  hn::DFromV<V> const d;
+  if constexpr (sizeof(hn::TFromD<decltype(d)>) == 4) {
+    return hn::NearestInt(v);
+  } else {
+    return hn::DemoteTo(hn::Rebind<int32_t, decltype(d)>(), hn::Round(v));
   }
-  return n;
+}
+#endif
+
+// Nearest integers, limited to the largest value of To; demoting them limits the others.
+template <typename To, class D> HWY_INLINE auto limitedWords(D d, hn::TFromD<D> const * source) {
+  auto const most = hn::Set(d, static_cast<hn::TFromD<D>>(std::numeric_limits<To>::max()));
+  auto const value = hn::LoadU(d, source);
+  if constexpr (HWY_ARCH_X86 && !std::is_signed_v<To>) {
+    return nearestWords(hn::Min(most, value)); // the minimum instructions hand on a second operand that is NaN
+  } else {
+    return nearestWords(hn::Min(hn::IfThenElseZero(hn::Eq(value, value), value), most));
+  }
+}
+
+template <typename To, class DW> HWY_INLINE auto fullWords(DW, float const * source) {
+  return limitedWords<To>(hn::Rebind<float, DW>(), source);
+}
+
+template <typename To, class DW> HWY_INLINE auto fullWords(DW words, double const * source) {
+  hn::Rebind<double, hn::Half<DW>> const d;
+  auto const low = limitedWords<To>(d, source);
+  return hn::Combine(words, limitedWords<To>(d, source + hn::Lanes(d)), low);
+}
+
+template <typename From, typename To> size_t vectorsToNarrow(From const * source, To * destination, size_t count) {
+  LineTag<int32_t> const words;
+  size_t const lanes = hn::Lanes(words);
+#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX3_DL || HWY_TARGET == HWY_AVX2
+  if constexpr (sizeof(To) == 1) {
+    // Two vectors are narrowed to 16 bits within their blocks of 16 bytes, these to 8 bits in order, and then the
+    // groups of four values that came from the one vector or the other are told apart.
+    hn::Repartition<int16_t, decltype(words)> const shorts;
+    hn::Rebind<To, decltype(shorts)> const results;
+    hn::Repartition<uint32_t, decltype(results)> const groups;
+    HWY_ALIGN static constexpr int32_t order512[] = {0, 2, 4, 6, 1, 3, 5, 7};
+    HWY_ALIGN static constexpr int32_t order256[] = {0, 2, 1, 3};
+    auto const order = hn::SetTableIndices(groups, HWY_TARGET == HWY_AVX2 ? order256 : order512);
+    return eachVector(source, destination, 2 * lanes, count, [&](size_t n) {
+      auto const mixed =
+          hn::ReorderDemote2To(shorts, fullWords<To>(words, source + n), fullWords<To>(words, source + n + lanes));
+      auto const narrow = hn::BitCast(groups, hn::DemoteTo(results, mixed));
+      hn::StoreU(hn::BitCast(results, hn::TableLookupLanes(narrow, order)), results, destination + n);
+    });
+  }
+#endif
+  hn::Rebind<To, decltype(words)> const results;
+  return eachVector(source, destination, lanes, count, [&](size_t n) {
+    hn::StoreU(hn::DemoteTo(results, fullWords<To>(words, source + n)), results, destination + n);
+  });
+}
+
+// Converts whole vectors where there is a better way than the compiler's, and returns how many values that were; the
+// loop over single values does the rest.
+template <typename From, typename To> size_t convertVectors(From const * source, To * destination, size_t count) {
+  if constexpr (bySingleVectors<From, To>) {
+    return vectorsOfSameSize(source, destination, count);
+  } else if constexpr (std::is_floating_point_v<From> && std::is_integral_v<To> && sizeof(To) <= 2) {
+    return vectorsToNarrow(source, destination, count);
+  } else if constexpr (std::is_same_v<To, int32_t> && std::is_floating_point_v<From>) {
+    return vectorsToWords(source, destination, count);
+  } else if constexpr (std::is_same_v<To, uint32_t> && std::is_same_v<From, float>) {
+    return vectorsToWords(source, destination, count);
+  } else {
+    return 0;
+  }
 }
 
 #endif
@@ -116,14 +228,11 @@ void convertLoop(std::byte const * source, std::byte * destination, size_t count
     count -= head;
   }
 #if HWY_TARGET != HWY_SCALAR
-  if constexpr (std::is_floating_point_v<From> && std::is_integral_v<To> && sizeof(To) <= 4 &&
-                !(std::is_same_v<From, double> && std::is_same_v<To, uint32_t>)) {
-    size_t const done =
-        vectorsToInteger(reinterpret_cast<From const *>(source), reinterpret_cast<To *>(destination), count);
-    source += done * sizeof(From);
-    destination += done * sizeof(To);
-    count -= done;
-  }
+  size_t const done =
+      convertVectors(reinterpret_cast<From const *>(source), reinterpret_cast<To *>(destination), count);
+  source += done * sizeof(From);
+  destination += done * sizeof(To);
+  count -= done;
 #endif
   convertEach<From, To>(source, destination, count);
 }
