@@ -104,15 +104,6 @@ template <typename To> size_t vectorsToWords(float const * source, To * destinat
   });
 }
 
-template <typename To> size_t vectorsToWords(double const * source, To * destination, size_t count) {
-  LineTag<double> const d;
-  hn::Rebind<int32_t, decltype(d)> const words;
-  return eachVector(source, destination, hn::Lanes(d), count, [&](size_t n) {
-    auto const value = hn::LoadU(d, source + n);
-    hn::StoreU(hn::DemoteTo(words, hn::Round(hn::IfThenElseZero(hn::Eq(value, value), value))), words, destination + n);
-  });
-}
-
 // Nearest integers of values below 2^31, without Highway's care for those from there on. What is below -2^31 becomes
 // -2^31, and on x86 so does NaN.
 #if HWY_ARCH_X86
@@ -183,7 +174,11 @@ template <typename From, typename To> size_t vectorsToNarrow(From const * source
 #endif
   hn::Rebind<To, decltype(words)> const results;
   return eachVector(source, destination, lanes, count, [&](size_t n) {
-    hn::StoreU(hn::DemoteTo(results, fullWords<To>(words, source + n)), results, destination + n);
+    if constexpr (std::is_same_v<To, int32_t>) {
+      hn::StoreU(fullWords<To>(words, source + n), results, destination + n);
+    } else {
+      hn::StoreU(hn::DemoteTo(results, fullWords<To>(words, source + n)), results, destination + n);
+    }
   });
 }
 
@@ -192,11 +187,10 @@ template <typename From, typename To> size_t vectorsToNarrow(From const * source
 template <typename From, typename To> size_t convertVectors(From const * source, To * destination, size_t count) {
   if constexpr (bySingleVectors<From, To>) {
     return vectorsOfSameSize(source, destination, count);
-  } else if constexpr (std::is_floating_point_v<From> && std::is_integral_v<To> && sizeof(To) <= 2) {
+  } else if constexpr ((std::is_floating_point_v<From> && std::is_integral_v<To> && sizeof(To) <= 2) ||
+                       (std::is_same_v<From, double> && std::is_same_v<To, int32_t>)) {
     return vectorsToNarrow(source, destination, count);
-  } else if constexpr (std::is_same_v<To, int32_t> && std::is_floating_point_v<From>) {
-    return vectorsToWords(source, destination, count);
-  } else if constexpr (std::is_same_v<To, uint32_t> && std::is_same_v<From, float>) {
+  } else if constexpr (std::is_same_v<From, float> && std::is_integral_v<To> && sizeof(To) == 4) {
     return vectorsToWords(source, destination, count);
   } else {
     return 0;
