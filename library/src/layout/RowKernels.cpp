@@ -32,10 +32,36 @@ constexpr size_t chunkBytes = 1024;
 
 // The processor's own prefetching starts anew with each row: without help the first lines of each would be waited for.
 constexpr size_t headBytes = 8 * lineBytes;
+// Regions up to this size are taken to be in the caches next to the core, where fetching ahead only costs instructions.
+constexpr uint64_t nearBytes = 512 << 10;
+// Rows from here on are worth a call of memcpy.
+constexpr size_t longRow = 65536;
+
+// Copies one row without a call: whole lines of the destination, and vectors over both ends.
+HWY_INLINE void copyRow(std::byte * to, std::byte const * from, size_t bytes) {
+  if (bytes < lineBytes) {
+    copySmall(to, from, bytes);
+    return;
+  }
+  LineTag<uint8_t> const d;
+  size_t const lanes = hn::Lanes(d);
+  auto const line = [&](size_t at) {
+    for (size_t part = 0; part < lineBytes; part += lanes) {
+      hn::StoreU(hn::LoadU(d, reinterpret_cast<uint8_t const *>(from) + at + part), d,
+                 reinterpret_cast<uint8_t *>(to) + at + part);
+    }
+  };
+  line(0);
+  for (size_t at = lineBytes - reinterpret_cast<uintptr_t>(to) % lineBytes; at + lineBytes <= bytes; at += lineBytes) {
+    line(at);
+  }
+  line(bytes - lineBytes);
+}
 
 void copyRows(CopyBlock const & block, std::byte const * source, std::byte * destination) {
   bool const streaming = block.streaming && block.elementBytes >= 512;
-  size_t const head = std::min(block.elementBytes, headBytes);
+  bool const near = block.count0 * block.count1 * block.elementBytes <= nearBytes;
+  size_t const head = near ? 0 : std::min(block.elementBytes, headBytes);
   for (uint64_t j = 0; j < block.count1; ++j) {
     auto const * from = source + static_cast<int64_t>(j) * block.sourceStride1;
     auto * to = destination + static_cast<int64_t>(j) * block.destinationStride1;
@@ -45,6 +71,8 @@ void copyRows(CopyBlock const & block, std::byte const * source, std::byte * des
       }
       if (streaming) {
         streamBytes(to, from, block.elementBytes);
+      } else if (block.elementBytes < longRow) {
+        copyRow(to, from, block.elementBytes);
       } else {
         std::memcpy(to, from, block.elementBytes);
       }
@@ -207,9 +235,8 @@ void interleave(CopyBlock const & block, std::byte const * source, std::byte * d
 
 template <class D, class V> HWY_INLINE V reversed(D d, V v) {
   if constexpr (sizeof(hn::TFromD<D>) == 1) {
-    hn::Repartition<uint16_t, D> const pairs;
-    auto const swapped = hn::Reverse(pairs, hn::BitCast(pairs, v));
-    return hn::BitCast(d, hn::Or(hn::ShiftLeft<8>(swapped), hn::ShiftRight<8>(swapped)));
+    HWY_ALIGN static constexpr uint8_t downwards[16] = {15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0};
+    return hn::ReverseBlocks(d, hn::TableLookupBytes(v, hn::LoadDup128(d, downwards)));
   } else {
     return hn::Reverse(d, v);
   }
@@ -237,9 +264,9 @@ HWY_INLINE void reverseRow(std::byte const * last, uint64_t count, std::byte * t
   } else {
     LineTag<T> const d;
     size_t const lanes = hn::Lanes(d);
-    for (; i + lanes <= count; i += lanes) {
-      auto const * from = reinterpret_cast<T const *>(last - (i + lanes - 1) * bytes);
-      auto * target = reinterpret_cast<T *>(to + i * bytes);
+    auto const vectorAt = [&](uint64_t first) {
+      auto const * from = reinterpret_cast<T const *>(last - (first + lanes - 1) * bytes);
+      auto * target = reinterpret_cast<T *>(to + first * bytes);
       if constexpr (channels == 1) {
         hn::StoreU(reversed(d, hn::LoadU(d, from)), d, target);
       } else {
@@ -250,6 +277,16 @@ HWY_INLINE void reverseRow(std::byte const * last, uint64_t count, std::byte * t
         }
         storePixels<channels>(d, v, target);
       }
+    };
+    // Whole lines of the destination, and vectors over both ends.
+    if (count >= lanes) {
+      vectorAt(0);
+      i = channels == 1 ? lanes - reinterpret_cast<uintptr_t>(to) % (lanes * bytes) / bytes : lanes;
+      for (; i + lanes <= count; i += lanes) {
+        vectorAt(i);
+      }
+      vectorAt(count - lanes);
+      return;
     }
   }
   for (; i < count; ++i) {
