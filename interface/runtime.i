@@ -100,6 +100,23 @@ PyObject *handOver(PyObject *self, void *pointer, swig_type_info *type) {
   return result.release();
 }
 
+// Gives a new instance what it wraps. The runtime asks the instance first whether it wraps something already, by an
+// exception in all cases but a second call of __init__; here its dictionary is asked.
+inline PyObject *initShadowInstance(PyObject *arguments) {
+  if (!PyTuple_Check(arguments) || PyTuple_Size(arguments) != 2)
+    return SWIG_Python_InitShadowInstance(arguments);
+  auto *const self = PyTuple_GetItem(arguments, 0);
+  auto const attributes = Reference::steal(PyObject_GetAttrString(self, "__dict__"));
+  if (!attributes || !PyDict_Check(attributes.get()) || PyDict_GetItemWithError(attributes.get(), SWIG_This())) {
+    PyErr_Clear();
+    return SWIG_Python_InitShadowInstance(arguments);
+  }
+  if (SWIG_Python_SetSwigThis(self, PyTuple_GetItem(arguments, 1)) != 0)
+    return nullptr;
+  return SWIG_Py_Void();
+}
+#define SWIG_Python_InitShadowInstance zarnik::python::initShadowInstance
+
 // The dispatcher of an overloaded operator gives NotImplemented for a wrong number of arguments, too, but forgets to
 // take back the error.
 inline Py_ssize_t unpackArguments(PyObject *arguments, char const *wrapper, Py_ssize_t least, Py_ssize_t most,
