@@ -104,6 +104,19 @@ template <typename To> size_t vectorsToWords(float const * source, To * destinat
   });
 }
 
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
+// Other units have no instructions for this.
+HWY_INLINE size_t vectorsToLongs(double const * source, int64_t * destination, size_t count) {
+  LineTag<double> const d;
+  LineTag<int64_t> const results;
+  return eachVector(source, destination, hn::Lanes(d), count, [&](size_t n) {
+    auto const value = hn::LoadU(d, source + n);
+    auto const whole = hn::Round(hn::IfThenElseZero(hn::Eq(value, value), value));
+    hn::StoreU(hn::ConvertTo(results, whole), results, destination + n);
+  });
+}
+#endif
+
 // Nearest integers of values below 2^31, without Highway's care for those from there on. What is below -2^31 becomes
 // -2^31, and on x86 so does NaN.
 #if HWY_ARCH_X86
@@ -154,7 +167,7 @@ template <typename To, class DW> HWY_INLINE auto fullWords(DW words, double cons
 template <typename From, typename To> size_t vectorsToNarrow(From const * source, To * destination, size_t count) {
   LineTag<int32_t> const words;
   size_t const lanes = hn::Lanes(words);
-#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX3_DL || HWY_TARGET == HWY_AVX2
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX2
   if constexpr (sizeof(To) == 1) {
     // Two vectors are narrowed to 16 bits within their blocks of 16 bytes, these to 8 bits in order, and then the
     // groups of four values that came from the one vector or the other are told apart.
@@ -192,6 +205,10 @@ template <typename From, typename To> size_t convertVectors(From const * source,
     return vectorsToNarrow(source, destination, count);
   } else if constexpr (std::is_same_v<From, float> && std::is_integral_v<To> && sizeof(To) == 4) {
     return vectorsToWords(source, destination, count);
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX3
+  } else if constexpr (std::is_same_v<From, double> && std::is_same_v<To, int64_t>) {
+    return vectorsToLongs(source, destination, count);
+#endif
   } else {
     return 0;
   }
