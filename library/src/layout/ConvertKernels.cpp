@@ -119,7 +119,7 @@ HWY_INLINE size_t vectorsToLongs(double const * source, int64_t * destination, s
 
 // Nearest integers of values below 2^31, without Highway's care for those from there on. What is below -2^31 becomes
 // -2^31, and on x86 so does NaN.
-#if HWY_ARCH_X86
+#if HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128
 HWY_INLINE hn::Vec128<int32_t> nearestWords(hn::Vec128<float> v) { return {_mm_cvtps_epi32(v.raw)}; }
 HWY_INLINE hn::Vec128<int32_t, 2> nearestWords(hn::Vec128<double> v) {
   return hn::Vec128<int32_t, 2>{_mm_cvtpd_epi32(v.raw)};
