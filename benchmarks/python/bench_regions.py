@@ -6,6 +6,7 @@ from collections.abc import Iterator
 
 import numpy
 
+import _zarnik
 import zarnik
 from measure import Ratio, compare
 
@@ -24,10 +25,19 @@ def run() -> Iterator[Ratio]:
         region = zarnik.RegionXu64(origin, size)
         slices = tuple(slice(start, start + extent) for start, extent in zip(reversed(origin), reversed(size)))
         names = {"view": view, "region": region, "array": array, "slices": slices}
+        names |= {"flat": _zarnik.ImageView___read_region, "buffer": numpy.empty_like(array[slices])}
         assert numpy.array_equal(view.read_region(region).reshape(array[slices].shape), array[slices])
         yield compare(
             f"read_region, {name}",
             "view.read_region(region)",
+            "NumPy slice and copy",
+            "array[slices].copy()",
+            names,
+            aim=aim,
+        )
+        yield compare(
+            f"flat read into a buffer, {name}",
+            "flat(view, region, buffer)",
             "NumPy slice and copy",
             "array[slices].copy()",
             names,
