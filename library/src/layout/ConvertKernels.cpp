@@ -147,7 +147,7 @@ template <class V> HWY_INLINE auto nearestWords(V v) {
 template <typename To, class D> HWY_INLINE auto limitedWords(D d, hn::TFromD<D> const * source) {
   auto const most = hn::Set(d, static_cast<hn::TFromD<D>>(std::numeric_limits<To>::max()));
   auto const value = hn::LoadU(d, source);
-  if constexpr (HWY_ARCH_X86 && !std::is_signed_v<To>) {
+  if constexpr (HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128 && !std::is_signed_v<To>) {
     return nearestWords(hn::Min(most, value)); // the minimum instructions hand on a second operand that is NaN
   } else {
     return nearestWords(hn::Min(hn::IfThenElseZero(hn::Eq(value, value), value), most));
