@@ -99,7 +99,7 @@ def conversions(pixels: Pixels) -> Iterator[Ratio]:
         for source_type in SCALARS:
             for destination_type in SCALARS:
                 if source_type == destination_type or (
-                    nbytes > 64 << 20 and source_type not in ("u1", "u2", "f4", "f8")
+                    nbytes > 1 << 20 and source_type not in ("u1", "u2", "f4", "f8")
                 ):
                     continue
                 widest = max(numpy.dtype(source_type).itemsize, numpy.dtype(destination_type).itemsize)
