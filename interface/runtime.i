@@ -10,31 +10,57 @@
 
 namespace zarnik::python {
 
-// The pointer of an object that wraps exactly this type, null for all others. The general conversion, which comes next,
-// compares the names of classes first, which takes longer than many a library call.
-static void *heldPointer(PyObject *object, swig_type_info *type) {
-  auto const wrapper = reinterpret_cast<PyTypeObject *>(SwigPyObject_type());
-  Reference attribute;
-  // A wrapper that is being freed has no references left: none must be added to it.
-  if (Py_TYPE(object) != wrapper) {
-    attribute = Reference::steal(PyObject_GetAttr(object, SWIG_This()));
-    if (!attribute)
-      PyErr_Clear();
-    object = attribute.get();
-    if (!object || Py_TYPE(object) != wrapper)
-      return nullptr;
+// The runtime compares the names of classes before it looks for the pointer of an object, and declares a class changed
+// each time it makes an instance, so that the next use of any of its methods searches all of its bases. Either takes
+// longer than many a library call: the wrappers use the functions below instead, which fall back to the runtime's.
+
+static int convertPointer(PyObject *object, void **pointer, swig_type_info *type, int flags, int *owned) {
+  bool const mayFail = !(flags & SWIG_POINTER_IMPLICIT_CONV);
+  // The usual plain objects need no search for an attribute, which costs an exception. It would also clear the error
+  // of a conversion tried before.
+  if (object && mayFail && (PyList_CheckExact(object) || PyTuple_CheckExact(object) || PyLong_CheckExact(object) ||
+                            PyFloat_CheckExact(object) || PyUnicode_CheckExact(object))) {
+    PyErr_Clear();
+    return SWIG_ERROR;
   }
-  auto const *const wrapped = reinterpret_cast<SwigPyObject *>(object);
-  return wrapped->ty == type ? wrapped->ptr : nullptr;
+  // A holder that is being freed has no references left: none must be added to it. Other modules have their own type
+  // of holders, which only the name tells.
+  if (object && mayFail && object != Py_None && Py_TYPE(object) != SwigPyObject_type() && Py_REFCNT(object) > 0) {
+    auto const holder = Reference::steal(PyObject_GetAttr(object, SWIG_This()));
+    if (!holder)
+      PyErr_Clear();
+    else if (Py_TYPE(holder.get()) == SwigPyObject_type())
+      object = holder.get(); // which the instance keeps
+  }
+  return SWIG_Python_ConvertPtrAndOwn(object, pointer, type, flags, owned);
 }
+#undef SWIG_ConvertPtr
+#define SWIG_ConvertPtr(object, pointer, type, flags)                                                                  \
+  zarnik::python::convertPointer(object, pointer, type, flags, nullptr)
+#undef SWIG_ConvertPtrAndOwn
+#define SWIG_ConvertPtrAndOwn(object, pointer, type, flags, owned)                                                     \
+  zarnik::python::convertPointer(object, pointer, type, flags, owned)
+
+// An instance of the class registered for a type.
+static PyObject *newWrapper(void *pointer, swig_type_info *type, int flags) {
+  auto const *const client = type ? static_cast<SwigPyClientData *>(type->clientdata) : nullptr;
+  if (!pointer || !client || client->pytype || client->newraw || (flags & SWIG_POINTER_NOSHADOW))
+    return SWIG_Python_NewPointerObj(nullptr, pointer, type, flags);
+  static PyObject *const noArguments = PyTuple_New(0);
+  auto const holder = Reference::steal(SwigPyObject_New(pointer, type, flags & SWIG_POINTER_OWN));
+  if (!holder || !noArguments)
+    return nullptr;
+  auto *const registered = reinterpret_cast<PyTypeObject *>(client->klass);
+  auto instance =
+      Reference::steal(reinterpret_cast<newfunc>(PyType_GetSlot(registered, Py_tp_new))(registered, noArguments, nullptr));
+  if (!instance || PyObject_SetAttr(instance.get(), SWIG_This(), holder.get()) != 0)
+    return nullptr;
+  return instance.release();
+}
+#undef SWIG_NewPointerObj
+#define SWIG_NewPointerObj(pointer, type, flags) zarnik::python::newWrapper(pointer, type, flags)
 
 void *wrappedPointer(PyObject *object, swig_type_info *type) {
-  // The usual plain objects need no search for an attribute, which costs an exception.
-  if (PyList_CheckExact(object) || PyTuple_CheckExact(object) || PyLong_CheckExact(object) ||
-      PyFloat_CheckExact(object))
-    return nullptr;
-  if (auto *const pointer = heldPointer(object, type))
-    return pointer;
   void *pointer = nullptr;
   return SWIG_IsOK(SWIG_ConvertPtr(object, &pointer, type, 0)) ? pointer : nullptr;
 }
@@ -48,9 +74,6 @@ void raiseWrapped(PyObject *object, swig_type_info *type) { SWIG_Python_Raise(ob
 swig_type_info *errorType() { return SWIGTYPE_p_zarnik__Error; }
 
 void *readSelf(PyObject *object, swig_type_info *type, int disown, char const *method, char const *typeText) {
-  if (!disown && !isDestructor(method))
-    if (auto *const pointer = heldPointer(object, type))
-      return pointer;
   void *pointer = nullptr;
   auto const status = SWIG_ConvertPtr(object, &pointer, type, isDestructor(method) ? SWIG_POINTER_RELEASE : disown);
   if (status == SWIG_ERROR_RELEASE_NOT_OWNED)
