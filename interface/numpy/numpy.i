@@ -21,6 +21,10 @@ std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
   return view;
 }
 
+RegionXu64 const *wrappedRegion(PyObject *object) {
+  return static_cast<RegionXu64 const *>(wrappedPointer(object, SWIGTYPE_p_zarnik__RegionXT_uint64_t_t));
+}
+
 } // namespace zarnik::python
 %}
 

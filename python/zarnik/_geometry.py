@@ -1,31 +1,18 @@
 """Where the axes and elements of an image stand in an array.
 
 Reading a row of an image takes less time than finding out how to: what depends on types only is worked out once for
-each combination, and the flat functions are called directly.
+each combination.
 """
 
 from __future__ import annotations
 
+from collections.abc import Sequence
 from typing import TYPE_CHECKING, Any
 
 import numpy
 
-import _zarnik
 import zarnik._classes as _classes
-from zarnik import _axes, _types
-
-_get_shape = _zarnik.ImageView_get_shape
-_get_axes = _zarnik.ImageView_get_axes_interpretation
-_get_data_type = _zarnik.ImageView_get_data_type
-_axes_value = _zarnik.ImageType_value
-_data_type_id = _zarnik.DataType_get_id
-_size = _zarnik.VectorXu64_size
-_at = _zarnik.VectorXu64_at
-_set_at = _zarnik.VectorXu64_set_at
-_uniform = _zarnik.VectorXu64_create_uniform
-_new_region = _zarnik.new_RegionXu64
-_region_origin = _zarnik.RegionXu64_get_origin
-_region_size = _zarnik.RegionXu64_get_size
+from zarnik import _axes, _direct, _types
 
 if TYPE_CHECKING:
     # Not before 1.22 can the class itself be subscribed.
@@ -64,11 +51,11 @@ class Layout:
             letters = _axes.letters(self.dimensions)
             self.axes = letters + "C" if self.components and "C" not in letters else letters
 
-    def shape(self, sizes: list[int]) -> tuple[int, ...]:
+    def shape(self, sizes: Sequence[int]) -> tuple[int, ...]:
         """Return the shape of an array of so many elements along each dimension of the image."""
         return (*[sizes[position] for position in self.positions], *self.components)
 
-    def buffer(self, sizes: list[int]) -> Array:
+    def buffer(self, sizes: Sequence[int]) -> Array:
         """Return an uninitialized buffer for a region, as a C ordered array with the dimensions from last to first."""
         return numpy.empty((*sizes[::-1], *self.components), self.scalar)
 
@@ -95,34 +82,27 @@ class Layout:
 _layouts: dict[tuple[int, int, int], Layout] = {}
 
 
-def geometry_of(view: Any) -> tuple[Layout, list[int]]:
+def geometry_of(view: Any) -> tuple[Layout, tuple[int, ...]]:
     """Return the layout of an image, and its size along each of its own dimensions."""
-    sizes = components_of(_get_shape(view))
-    return layout_of(view, len(sizes)), sizes
-
-
-def layout_of(view: Any, rank: int) -> Layout:
-    """Return the layout of an image of so many dimensions."""
-    image_type = _get_axes(view)
-    key = (_axes_value(image_type), rank, _data_type_id(_get_data_type(view)))
+    axes, data_type, sizes = _direct.geometry(view)
+    key = (axes, data_type, len(sizes))
     layout = _layouts.get(key)
     if layout is None:
-        layout = _layouts[key] = Layout(image_type, rank, key[2])
-    return layout
+        layout = _layouts[key] = Layout(view.get_axes_interpretation(), len(sizes), data_type)
+        order = layout.buffer_axes or range(layout.rank + len(layout.components))
+        _direct.add_layout(*key, layout.scalar, layout.components, tuple(order))
+    return layout, sizes
 
 
-def components_of(vector: Any) -> list[int]:
-    """Return the components of a VectorXu64."""
-    return [_at(vector, index) for index in range(_size(vector))]
-
-
-def region_of(region: Any, sizes: list[int]) -> tuple[Any, list[int]]:
+def region_of(region: Any, sizes: Sequence[int]) -> tuple[Any, Sequence[int]]:
     """Return a region, or a pair of sequences, as the region class that images take, and its size.
 
     :param sizes: Those of the image, which the region must not exceed.
     """
+    origin: Sequence[int]
+    count: Sequence[int]
     if type(region) is _classes.RegionXu64:
-        origin, count = components_of(_region_origin(region)), components_of(_region_size(region))
+        origin, count = _direct.corners(region)
     else:
         try:
             origin, count = (list(corner) for corner in region)
@@ -137,14 +117,4 @@ def region_of(region: Any, sizes: list[int]) -> tuple[Any, list[int]]:
         raise _classes.InvalidArgument(
             f"region origin {tuple(origin)} + size {tuple(count)} exceeds image shape {tuple(sizes)} (X, Y, Z, C, T)"
         )
-    if region is None:
-        region = _new_region(_vector(origin), _vector(count))
-    return region, count
-
-
-def _vector(components: list[int]) -> Any:
-    vector = _uniform(len(components), 0)
-    for index, component in enumerate(components):
-        if component:
-            _set_at(vector, index, int(component))
-    return vector
+    return (_classes.RegionXu64(origin, count) if region is None else region), count

@@ -315,12 +315,28 @@ class _Region(_Value):
         return _as_array(self._state(), dtype, ELEMENT_TYPES["u64"], copy)
 
 
+_PLAIN = (tuple, list)
+_NARROW = 2**31 - 1
+
+
 def _region_constructor(generated: Any, vector: Any) -> Callable[..., None]:
     new = getattr(_zarnik, f"new_{generated.__name__}")
     attach = getattr(_zarnik, f"{generated.__name__}_swiginit")
 
     def __init__(self: Any, *arguments: Any) -> None:
         if len(arguments) == 2:
+            made = None
+            origin, size = arguments
+            # The flat constructor reads 32 bits of each integer: it is for what fits.
+            if type(origin) in _PLAIN and type(size) in _PLAIN:
+                try:
+                    if min(*origin, *size) >= 0 and max(*origin, *size) <= _NARROW:
+                        made = new(origin, size)
+                except (TypeError, ValueError, OverflowError, SystemError):
+                    pass  # told below, with the item at fault
+            if made is not None:
+                attach(self, made)
+                return
             arguments = tuple(
                 corner if type(corner) is vector or _items(corner) is None else vector(corner) for corner in arguments
             )

@@ -3,16 +3,17 @@
 from __future__ import annotations
 
 import operator
+from collections.abc import Sequence
 from typing import TYPE_CHECKING, Any
 
 import numpy
 
 import _zarnik
 import zarnik._classes as _classes
-from zarnik import _axes
+from zarnik import _axes, _direct
 from zarnik._enumerations import ImageInterpretation, ViewDataOrigin
 from zarnik._extension import extends
-from zarnik._geometry import Layout, components_of, geometry_of, layout_of, region_of
+from zarnik._geometry import Layout, geometry_of, region_of
 from zarnik._interop import shared_array
 from zarnik._types import as_data_type, as_image_type
 from zarnik._values import as_vector
@@ -20,9 +21,6 @@ from zarnik._values import as_vector
 if TYPE_CHECKING:
     from zarnik._classes import ImageProperties, MetadataNode, ReadonlyImageProperties, ReadonlyMetadataNode
     from zarnik._geometry import Array
-
-_read_region = _zarnik.ImageView___read_region
-_region_size = _zarnik.RegionXu64_get_size
 
 
 @extends(_classes.ImageView)
@@ -119,16 +117,10 @@ class _ImageView:
         :return: The array.
         """
         if out is None and type(region) is _classes.RegionXu64:
-            # The short way: the library refuses a region that leaves the image, and all others are right.
-            size = components_of(_region_size(region))
-            layout = layout_of(self, len(size))
-            try:
-                buffer = layout.buffer(size)
-            except (MemoryError, ValueError):
-                pass  # no such array can be made: told below, with the shape of the image
-            else:
-                _read_region(self, region, buffer)
-                return layout.to_array_axes(buffer)
+            # The library refuses a region that leaves the image.
+            array = _direct.read_region(self, region)
+            if array is not None:
+                return array
         layout, sizes = geometry_of(self)
         return _read(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), out=out)
 
@@ -267,7 +259,7 @@ class _ImageViewFactory:
         return _zarnik.ImageViewFactory_allocate(shape, as_data_type(data_type), *attachments)
 
 
-def _checked_index(index: Any, sizes: list[int]) -> list[int]:
+def _checked_index(index: Any, sizes: Sequence[int]) -> list[int]:
     try:
         checked = [operator.index(component) for component in index]
     except TypeError:
@@ -277,18 +269,22 @@ def _checked_index(index: Any, sizes: list[int]) -> list[int]:
     return checked
 
 
-def _whole(sizes: list[int]) -> tuple[Any, list[int]]:
+def _whole(sizes: Sequence[int]) -> tuple[Any, Sequence[int]]:
     return region_of(([0] * len(sizes), sizes), sizes)
 
 
-def _read(view: Any, layout: Layout, region: Any, size: list[int], out: Array | None = None) -> Array:
-    if out is not None:
+def _read(view: Any, layout: Layout, region: Any, size: Sequence[int], out: Array | None = None) -> Array:
+    if out is None:
+        array = _direct.read_region(view, region)
+        if array is not None:
+            return array
+    else:
         dense = layout.to_buffer_axes(_checked_out(out, layout, size))
         if dense.flags.c_contiguous:
-            _read_region(view, region, dense)
+            _zarnik.ImageView___read_region(view, region, dense)
             return out
     buffer = layout.buffer(size)
-    _read_region(view, region, buffer)
+    _zarnik.ImageView___read_region(view, region, buffer)
     array = layout.to_array_axes(buffer)
     if out is None:
         return array
@@ -296,7 +292,7 @@ def _read(view: Any, layout: Layout, region: Any, size: list[int], out: Array | 
     return out
 
 
-def _write(view: Any, layout: Layout, region: Any, size: list[int], values: Any) -> None:
+def _write(view: Any, layout: Layout, region: Any, size: Sequence[int], values: Any) -> None:
     if isinstance(values, numpy.ndarray) and values.shape == layout.shape(size) and values.dtype == layout.scalar:
         buffer = numpy.ascontiguousarray(layout.to_buffer_axes(values))
     else:
@@ -305,7 +301,7 @@ def _write(view: Any, layout: Layout, region: Any, size: list[int], values: Any)
     _zarnik.ImageView___write_region(view, region, buffer)
 
 
-def _checked_out(out: Any, layout: Layout, size: list[int]) -> Array:
+def _checked_out(out: Any, layout: Layout, size: Sequence[int]) -> Array:
     if not isinstance(out, numpy.ndarray):
         raise TypeError(f"out must be a numpy.ndarray, got {type(out).__name__}")
     if out.shape != layout.shape(size) or out.dtype != layout.scalar:
@@ -322,23 +318,23 @@ class _Part:
 
     __slots__ = ("is_dense", "region", "size", "within")
 
-    def __init__(self, key: Any, layout: Layout, sizes: list[int]) -> None:
+    def __init__(self, key: Any, layout: Layout, sizes: Sequence[int]) -> None:
         shape = layout.shape(sizes)
-        origin, self.size = [0] * layout.rank, list(sizes)
+        origin, size = [0] * layout.rank, list(sizes)
         self.is_dense = True
         within: list[Any] = []
         for axis, entry in enumerate(_keys_of_all_axes(key, shape)):
             first, count, inside = _selection(entry, shape[axis], axis)
             if axis < layout.rank:
                 position = layout.positions[axis]
-                origin[position], self.size[position] = first, count
+                origin[position], size[position] = first, count
                 dense = not isinstance(inside, slice) or inside.step in (1, -1)
             else:  # the components of a pixel are read together
                 inside, dense = entry, entry == slice(None)
             self.is_dense &= dense
             within.append(inside)
         self.within = tuple(within)
-        self.region, self.size = region_of((origin, self.size), sizes)
+        self.region, self.size = region_of((origin, size), sizes)
 
 
 def _keys_of_all_axes(key: Any, shape: tuple[int, ...]) -> list[Any]:

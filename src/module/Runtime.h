@@ -2,6 +2,8 @@
 
 #include "module/Python.h"
 
+#include "zarnik/values/RegionX.h"
+
 #include <cstddef>
 #include <memory>
 
@@ -31,6 +33,9 @@ swig_type_info * errorType();
 
 /// The view of a wrapped image view, or null when the object is none.
 std::shared_ptr<ImageView> wrappedImageView(PyObject * object);
+
+/// The region of a wrapped RegionXu64, or null when the object is none.
+RegionXu64 const * wrappedRegion(PyObject * object);
 
 /// The object of a method held by value, `self`; null with the method's error pending when it is none.
 void * readSelf(PyObject * object, swig_type_info * type, int disown, char const * method, char const * typeText);

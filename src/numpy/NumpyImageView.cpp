@@ -125,18 +125,21 @@ void NumpyImageView::write(VectorXu64 const & index, void const * source) {
 }
 
 void NumpyImageView::readRegion(RegionXu64 const & region, void * destination) {
-  Indexer const dense(region.size(), dataType_);
-  VectorXu64 const zeros(region.dimensionCount());
-  RegionCopier(indexer_, dense, region.origin(), zeros, region.size(), dataType_).copy(buffer(), destination);
+  readDense(indexer_, buffer(), region, destination);
 }
 
 void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source) {
+  auto const & strides = indexer_.byteStride();
+  if (std::find(strides.begin(), strides.end(), uint64_t{0}) == strides.end()) {
+    writeDense(indexer_, buffer(), region, source);
+    return;
+  }
   Indexer const dense(region.size(), dataType_);
   VectorXu64 sourceOrigin(region.dimensionCount());
   auto size = region.size();
   // Along an axis of stride 0 every element is the same one: the last one written stays.
-  for (size_t axis = 0; axis < size.size() && axis < indexer_.dimensionCount(); ++axis)
-    if (indexer_.byteStride(axis) == 0 && size[axis] > 1) {
+  for (size_t axis = 0; axis < size.size() && axis < strides.size(); ++axis)
+    if (strides[axis] == 0 && size[axis] > 1) {
       sourceOrigin[axis] = size[axis] - 1;
       size[axis] = 1;
     }

@@ -1,6 +1,5 @@
 #include "views/MemoryImageView.h"
 
-#include "layout/RegionChecks.h"
 #include "views/ImageViewProperties.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionCopier.h"
@@ -76,17 +75,11 @@ void MemoryImageView::write(VectorXu64 const & index, void const * source) {
 }
 
 void MemoryImageView::readRegion(RegionXu64 const & region, void * destination) {
-  layout::checkRegion("image", samples_.indexer, region.origin(), region.size());
-  RegionCopier(samples_.indexer, Indexer(region.size(), dataType()), region.origin(),
-               VectorXu64(region.dimensionCount()), region.size(), dataType())
-      .copy(samples_.memory.get(), destination);
+  readDense(samples_.indexer, samples_.memory.get(), region, destination);
 }
 
 void MemoryImageView::writeRegion(RegionXu64 const & region, void const * source) {
-  layout::checkRegion("image", samples_.indexer, region.origin(), region.size());
-  RegionCopier(Indexer(region.size(), dataType()), samples_.indexer, VectorXu64(region.dimensionCount()),
-               region.origin(), region.size(), dataType())
-      .copy(source, samples_.memory.get());
+  writeDense(samples_.indexer, samples_.memory.get(), region, source);
 }
 
 void MemoryImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {

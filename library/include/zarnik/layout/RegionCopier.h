@@ -4,6 +4,7 @@
 #include "zarnik/layout/CopyPlan.h"
 #include "zarnik/values/DataType.h"
 #include "zarnik/values/Indexer.h"
+#include "zarnik/values/RegionX.h"
 #include "zarnik/values/VectorX.h"
 
 namespace zarnik {
@@ -36,5 +37,17 @@ private:
   uint64_t sourceOffset_;
   uint64_t destinationOffset_;
 };
+
+/// Copies a region of an image's buffer into a dense buffer, the first dimension fastest.
+/// \param indexer Geometry of the image's buffer.
+/// \param image The image's buffer: the element with index 0 along every dimension.
+/// \param region The region; an empty one copies nothing.
+/// \param dense Receives region.elementCount() * indexer.dtype().byteCount() bytes.
+/// \throws InvalidArgument If the region leaves the image.
+ZARNIK_API void readDense(Indexer const & indexer, void const * image, RegionXu64 const & region, void * dense);
+
+/// Copies a dense buffer, the first dimension fastest, into a region of an image's buffer: the contrary of readDense.
+/// \throws InvalidArgument If the region leaves the image, or has several elements along an axis of stride 0.
+ZARNIK_API void writeDense(Indexer const & indexer, void * image, RegionXu64 const & region, void const * dense);
 
 } // namespace zarnik

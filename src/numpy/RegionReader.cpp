@@ -1,0 +1,87 @@
+#include "numpy/RegionReader.h"
+
+#include "module/NumpyApi.h"
+#include "zarnik/values/ImageType.h"
+#include "zarnik/views/ImageView.h"
+
+#include <limits>
+#include <map>
+#include <utility>
+
+namespace zarnik::python {
+
+namespace {
+
+// Never destroyed: it holds Python objects, and the interpreter ends before the static objects do.
+std::map<ImageKind, ArrayLayout> & layouts() {
+  static auto & all = *new std::map<ImageKind, ArrayLayout>;
+  return all;
+}
+
+// No NumPy that the module accepts has arrays of fewer dimensions than this.
+constexpr size_t maximalRank = 32;
+
+struct Geometry {
+  npy_intp extents[maximalRank];
+  npy_intp byteStrides[maximalRank];
+};
+
+// False when the array is too large for NumPy.
+bool arrange(ArrayLayout const & layout, VectorXu64 const & size, size_t elementBytes, Geometry & geometry) {
+  auto const rank = size.size();
+  auto const axisCount = layout.axes.size();
+  size_t extents[maximalRank];
+  for (size_t i = 0; i < axisCount; ++i)
+    extents[i] = i < rank ? size[rank - 1 - i] : layout.components[i - rank];
+
+  npy_intp strides[maximalRank];
+  auto bytes = elementBytes;
+  for (size_t i = axisCount; i-- > 0;) {
+    strides[i] = static_cast<npy_intp>(bytes);
+    // As in NumPy, an empty array has the strides that it would have with one element along the axes without any.
+    if (__builtin_mul_overflow(bytes, extents[i] ? extents[i] : 1, &bytes) ||
+        bytes > static_cast<size_t>(std::numeric_limits<npy_intp>::max()))
+      return false;
+  }
+  for (size_t i = 0; i < axisCount; ++i) {
+    geometry.extents[i] = static_cast<npy_intp>(extents[layout.axes[i]]);
+    geometry.byteStrides[i] = strides[layout.axes[i]];
+  }
+  return true;
+}
+
+} // namespace
+
+ImageKind kindOf(ImageView & view) {
+  return {view.axesInterpretation().value(), view.dataType().id(), view.shape().size()};
+}
+
+void addLayout(ImageKind const & kind, ArrayLayout layout) {
+  if (layout.axes.size() <= maximalRank)
+    layouts().insert_or_assign(kind, std::move(layout));
+}
+
+PyObject * readRegion(ImageView & view, RegionXu64 const & region) {
+  auto const kind = kindOf(view);
+  auto const found = layouts().find(kind);
+  if (found == layouts().end() || region.size().size() != kind.rank)
+    return nullptr;
+
+  auto const & layout = found->second;
+  auto * const elementType = reinterpret_cast<PyArray_Descr *>(layout.elementType.get());
+  Geometry geometry;
+  if (!arrange(layout, region.size(), static_cast<size_t>(PyDataType_ELSIZE(elementType)), geometry))
+    return nullptr;
+  // The array takes over a reference to its type.
+  auto array = Reference::steal(PyArray_NewFromDescr(
+      &PyArray_Type, reinterpret_cast<PyArray_Descr *>(Reference(layout.elementType).release()),
+      static_cast<int>(layout.axes.size()), geometry.extents, geometry.byteStrides, nullptr, 0, nullptr));
+  if (!array) {
+    PyErr_Clear();
+    return nullptr;
+  }
+  view.readRegion(region, PyArray_DATA(reinterpret_cast<PyArrayObject *>(array.get())));
+  return array.release();
+}
+
+} // namespace zarnik::python

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "module/Reference.h"
+#include "zarnik/values/RegionX.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace zarnik {
+class ImageView;
+} // namespace zarnik
+
+namespace zarnik::python {
+
+/// What decides how the dimensions and elements of an image become the axes of an array.
+struct ImageKind {
+  uint64_t axes;     ///< of ImageType::value()
+  uint64_t dataType; ///< of DataType::id()
+  size_t rank;
+
+  friend auto operator<=>(ImageKind const &, ImageKind const &) = default; // NOLINT(modernize-use-nullptr)
+};
+
+ImageKind kindOf(ImageView & view);
+
+/// How regions of one kind of image are read: into a C ordered buffer whose axes are the dimensions of the image from
+/// last to first and then those of the components, which is shown with its axes in another order.
+struct ArrayLayout {
+  Reference elementType;          ///< a numpy.dtype without a shape of its own
+  std::vector<size_t> components; ///< shape of one element of the image
+  std::vector<size_t> axes;       ///< axes[i] is the axis of the buffer that is axis i of the array
+};
+
+/// Remembers the layout of a kind of image, for good.
+void addLayout(ImageKind const & kind, ArrayLayout layout);
+
+/// The elements of a region as a new array.
+/// Returns null without a Python error when this kind of image has no layout yet or no array can be made; otherwise
+/// null tells that an error is pending.
+/// \throws InvalidArgument if the region leaves the image
+PyObject * readRegion(ImageView & view, RegionXu64 const & region);
+
+} // namespace zarnik::python
