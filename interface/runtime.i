@@ -10,10 +10,8 @@
 
 namespace zarnik::python {
 
-// The runtime compares the names of classes before it looks for the pointer of an object, and declares a class changed
-// each time it makes an instance, so that the next use of any of its methods searches all of its bases. Either takes
-// longer than many a library call: the wrappers use the functions below instead, which fall back to the runtime's.
-
+// The runtime compares the names of classes before it looks for the pointer of an object, which takes longer than many
+// a library call. The wrappers use this function instead, which falls back to the runtime's.
 static int convertPointer(PyObject *object, void **pointer, swig_type_info *type, int flags, int *owned) {
   bool const mayFail = !(flags & SWIG_POINTER_IMPLICIT_CONV);
   // The usual plain objects need no search for an attribute, which costs an exception. It would also clear the error
@@ -40,25 +38,6 @@ static int convertPointer(PyObject *object, void **pointer, swig_type_info *type
 #undef SWIG_ConvertPtrAndOwn
 #define SWIG_ConvertPtrAndOwn(object, pointer, type, flags, owned)                                                     \
   zarnik::python::convertPointer(object, pointer, type, flags, owned)
-
-// An instance of the class registered for a type.
-static PyObject *newWrapper(void *pointer, swig_type_info *type, int flags) {
-  auto const *const client = type ? static_cast<SwigPyClientData *>(type->clientdata) : nullptr;
-  if (!pointer || !client || client->pytype || client->newraw || (flags & SWIG_POINTER_NOSHADOW))
-    return SWIG_Python_NewPointerObj(nullptr, pointer, type, flags);
-  static PyObject *const noArguments = PyTuple_New(0);
-  auto const holder = Reference::steal(SwigPyObject_New(pointer, type, flags & SWIG_POINTER_OWN));
-  if (!holder || !noArguments)
-    return nullptr;
-  auto *const registered = reinterpret_cast<PyTypeObject *>(client->klass);
-  auto instance =
-      Reference::steal(reinterpret_cast<newfunc>(PyType_GetSlot(registered, Py_tp_new))(registered, noArguments, nullptr));
-  if (!instance || PyObject_SetAttr(instance.get(), SWIG_This(), holder.get()) != 0)
-    return nullptr;
-  return instance.release();
-}
-#undef SWIG_NewPointerObj
-#define SWIG_NewPointerObj(pointer, type, flags) zarnik::python::newWrapper(pointer, type, flags)
 
 void *wrappedPointer(PyObject *object, swig_type_info *type) {
   void *pointer = nullptr;

@@ -54,13 +54,16 @@ def runs_per_round(timer: timeit.Timer) -> int:
 Work = Union[str, Callable[[], object]]
 
 
-def best_seconds(*works: Work, names: dict[str, object] | None = None) -> list[float]:
+Clock = Callable[[], float]
+
+
+def best_seconds(*works: Work, names: dict[str, object] | None = None, clock: Clock = time.thread_time) -> list[float]:
     """Best time of one run of each work: a statement, with the names that it uses, or something to call.
 
     The works take turns, so that a change of the machine's pace hits all alike. What counts is the processor time of
-    this thread: not the time in which other programs had the processor.
+    this thread, not the time in which other programs had the processor, unless the clock is another one.
     """
-    timers = [timeit.Timer(work, timer=time.thread_time, globals=names) for work in works]
+    timers = [timeit.Timer(work, timer=clock, globals=names) for work in works]
     counts = [runs_per_round(timer) for timer in timers]
     best = [float("inf")] * len(works)
     deadline = time.monotonic() + COMPARISON_SECONDS
@@ -79,7 +82,8 @@ def compare(
     reference_work: Work,
     names: dict[str, object] | None = None,
     aim: float | None = None,
+    clock: Clock = time.thread_time,
 ) -> Ratio:
     """Measures a work against a reference that does the same, or the least, by other means."""
-    seconds, reference_seconds = best_seconds(work, reference_work, names=names)
+    seconds, reference_seconds = best_seconds(work, reference_work, names=names, clock=clock)
     return Ratio(name, reference, seconds, reference_seconds, aim)

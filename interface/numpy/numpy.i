@@ -1,5 +1,6 @@
 // NumPy's C interface is imported here, after every constant but those that follow.
 %header %{
+#include "module/Direct.h"
 #include "module/NumpyApi.h"
 #include "numpy/NumpyInterop.h"
 
@@ -29,7 +30,7 @@ RegionXu64 const *wrappedRegion(PyObject *object) {
 %}
 
 %init %{
-  if (!zarnik::python::importNumpy()) {
+  if (!zarnik::python::importNumpy() || !zarnik::python::addDirectModule()) {
     return NULL;
   }
 %}

@@ -32,6 +32,8 @@ from zarnik._enumerations import *  # noqa: F403
 from zarnik._extension import publish as _publish
 from zarnik._interop import from_numpy as from_numpy
 from zarnik._metadata import variant as variant
+from zarnik._threads import set_thread_count as set_thread_count
+from zarnik._threads import thread_count as thread_count
 
 _publish(vars(_classes).values())
 

@@ -1,29 +1,16 @@
-"""What every access to an image needs, in one call of the extension module instead of ten flat ones.
-
-The functions are a module of their own within the file of `_zarnik`.
-"""
+"""What every access to an image needs, in one call of the extension module instead of ten flat ones."""
 
 from __future__ import annotations
 
-from importlib.machinery import ExtensionFileLoader
-from importlib.util import module_from_spec, spec_from_file_location
+from importlib import import_module
 from typing import Any, Callable
 
 import numpy
 
 import _zarnik
 
-
-def _load() -> Any:
-    name = "zarnik_direct"
-    spec = spec_from_file_location(name, loader=ExtensionFileLoader(name, _zarnik.__file__))
-    assert spec is not None and spec.loader is not None
-    module = module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
-
-
-_module = _load()
+# Not a file of its own: the extension module brings it along.
+_module: Any = import_module(f"{_zarnik.__name__}.direct")
 
 #: the axes (the value of an ImageType), the data type (the id) and the size of an image along each dimension
 geometry: Callable[[Any], tuple[int, int, tuple[int, ...]]] = _module.geometry
@@ -33,3 +20,6 @@ corners: Callable[[Any], tuple[tuple[int, ...], tuple[int, ...]]] = _module.corn
 read_region: Callable[[Any, Any], numpy.ndarray[Any, Any] | None] = _module.read_region
 #: the layout that read_region uses: axes, data type, rank, dtype of elements, shape of a pixel, order of axes
 add_layout: Callable[[int, int, int, numpy.dtype[Any], tuple[int, ...], tuple[int, ...]], None] = _module.add_layout
+#: how many threads a large copy or conversion may use
+thread_count: Callable[[], int] = _module.thread_count
+set_thread_count: Callable[[int], None] = _module.set_thread_count

@@ -1,10 +1,10 @@
-// The module zarnik_direct: what the package does for every access to an image, in one call instead of ten flat ones.
-// It lives in the file of _zarnik, whose flat functions stay what they are.
+#include "module/Direct.h"
 
 #include "module/Errors.h"
 #include "module/NumpyApi.h"
 #include "module/Runtime.h"
 #include "numpy/RegionReader.h"
+#include "zarnik/layout/Threads.h"
 #include "zarnik/views/ImageView.h"
 
 #include <memory>
@@ -111,20 +111,39 @@ PyObject * addLayoutOf(PyObject *, PyObject * arguments) {
   });
 }
 
+PyObject * threadCountOf(PyObject *, PyObject *) {
+  return guarded([] { return PyLong_FromSize_t(threadCount()); });
+}
+
+PyObject * setThreadCountOf(PyObject *, PyObject * count) {
+  return guarded([&]() -> PyObject * {
+    auto const value = PyLong_AsSize_t(count);
+    if (PyErr_Occurred())
+      return nullptr;
+    setThreadCount(value);
+    return Reference::share(Py_None).release();
+  });
+}
+
 PyMethodDef methods[] = {
     {"geometry", geometry, METH_O, "The axes, data type and size of an image: (int, int, (int, ...))."},
     {"corners", corners, METH_O, "The origin and the size of a region, as two tuples."},
     {"read_region", readRegionOf, METH_VARARGS, "A region of an image as a new array; None if it needs a layout."},
     {"add_layout", addLayoutOf, METH_VARARGS,
      "Tell how to read images: add_layout(axes, data type, rank, dtype, shape of a pixel, order of axes)."},
+    {"thread_count", threadCountOf, METH_NOARGS, "How many threads a large copy or conversion may use."},
+    {"set_thread_count", setThreadCountOf, METH_O, "Set how many threads a large copy or conversion may use."},
     {nullptr, nullptr, 0, nullptr},
 };
 
 PyModuleDef definition = {
-    PyModuleDef_HEAD_INIT, "zarnik_direct", nullptr, 0, methods, nullptr, nullptr, nullptr, nullptr};
+    PyModuleDef_HEAD_INIT, "_zarnik.direct", nullptr, -1, methods, nullptr, nullptr, nullptr, nullptr};
 
 } // namespace
 
-} // namespace zarnik::python
+bool addDirectModule() {
+  auto const module = Reference::steal(PyModule_Create(&definition));
+  return module && PyDict_SetItemString(PyImport_GetModuleDict(), definition.m_name, module.get()) == 0;
+}
 
-PyMODINIT_FUNC PyInit_zarnik_direct() { return PyModuleDef_Init(&zarnik::python::definition); }
+} // namespace zarnik::python

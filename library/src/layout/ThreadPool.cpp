@@ -7,9 +7,9 @@
 #include <charconv>
 #include <condition_variable>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <mutex>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -23,6 +23,7 @@ namespace zarnik {
 namespace {
 
 constexpr size_t maximumThreads = 256;
+constexpr size_t usualThreads = 4;
 
 size_t usableThreads(size_t count) {
   if (count == 0) {
@@ -33,15 +34,13 @@ size_t usableThreads(size_t count) {
 
 std::atomic<size_t> & configuredThreads() {
   static std::atomic<size_t> count = [] {
-    char const * const text = std::getenv("ZARNIK_NUM_THREADS");
-    size_t value = 1;
-    if (text != nullptr) {
-      char const * const end = text + std::strlen(text);
-      if (auto const result = std::from_chars(text, end, value); result.ec != std::errc() || result.ptr != end) {
-        value = 1;
-      }
-    }
-    return usableThreads(value);
+    auto const * const variable = std::getenv("ZARNIK_NUM_THREADS");
+    std::string_view const text(variable == nullptr ? "" : variable);
+    auto const * const end = text.data() + text.size();
+    size_t value = 0;
+    auto const result = std::from_chars(text.data(), end, value);
+    bool const isNumber = result.ec == std::errc() && result.ptr == end;
+    return isNumber ? usableThreads(value) : std::min(usualThreads, usableThreads(0));
   }();
   return count;
 }
