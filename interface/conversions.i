@@ -47,6 +47,23 @@
   if constexpr (zarnik::python::isDestructor("$symname")) zarnik::python::forgetPointer(swig_obj[0]);
 }
 
+// Classes whose wrapped objects hold a shared pointer. Self is shared for the time of the call: a sequence among the
+// arguments is asked for its items, which may be code that destroys the object.
+%define %held_by_shared_pointer(TYPE...)
+%shared_ptr(TYPE)
+%typemap(in, noblock=1) TYPE *self (std::shared_ptr<TYPE> tempshared, std::shared_ptr<TYPE> *smartarg = 0), TYPE const *self (std::shared_ptr<TYPE> tempshared, std::shared_ptr<TYPE> *smartarg = 0) {
+  if constexpr (zarnik::python::isDestructor("$symname")) {
+    smartarg = static_cast<std::shared_ptr<TYPE> *>(zarnik::python::releaseSelf($input, $descriptor(std::shared_ptr<TYPE> *), "$symname", "$type"));
+    if (!smartarg) SWIG_fail;
+  } else {
+    if (!zarnik::python::shareSelf($input, $descriptor(std::shared_ptr<TYPE> *), "$symname", "$type", tempshared)) SWIG_fail;
+    $1 = tempshared.get();
+  }
+}
+%typemap(check) TYPE *self, TYPE const *self ""
+%typemap(freearg) TYPE *self, TYPE const *self ""
+%enddef
+
 // Data types by value: a wrapped one or an int id.
 %typemap(in, noblock=1) zarnik::DataType (zarnik::python::HeldError held), DataType (zarnik::python::HeldError held) {
   $1 = zarnik::python::readDataType($input, $descriptor(zarnik::DataType *), held);

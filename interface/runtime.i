@@ -4,6 +4,8 @@
 #undef SWIG_NullReferenceError
 #define SWIG_NullReferenceError SWIG_ValueError
 
+#include <string_view>
+
 #include "module/Conversions.h"
 #include "module/Errors.h"
 #include "module/Runtime.h"
@@ -30,6 +32,15 @@ static int convertPointer(PyObject *object, void **pointer, swig_type_info *type
     else if (Py_TYPE(holder.get()) == SwigPyObject_type())
       object = holder.get(); // which the instance keeps
   }
+  // What was destroyed has no pointer left, which a conversion to another class would follow.
+  auto const *const holder = object && object != Py_None ? SWIG_Python_GetSwigThis(object) : nullptr;
+  if (holder && !holder->ptr && type && holder->ty != type && SWIG_TypeCheck(holder->ty->name, type)) {
+    if ((flags & SWIG_POINTER_RELEASE) == SWIG_POINTER_RELEASE)
+      return SWIG_ERROR_RELEASE_NOT_OWNED;
+    if (pointer)
+      *pointer = nullptr;
+    return SWIG_OK;
+  }
   return SWIG_Python_ConvertPtrAndOwn(object, pointer, type, flags, owned);
 }
 #undef SWIG_ConvertPtr
@@ -52,9 +63,7 @@ void raiseWrapped(PyObject *object, swig_type_info *type) { SWIG_Python_Raise(ob
 
 swig_type_info *errorType() { return SWIGTYPE_p_zarnik__Error; }
 
-void *readSelf(PyObject *object, swig_type_info *type, int disown, char const *method, char const *typeText) {
-  void *pointer = nullptr;
-  auto const status = SWIG_ConvertPtr(object, &pointer, type, isDestructor(method) ? SWIG_POINTER_RELEASE : disown);
+static void raiseForSelf(int status, char const *method, char const *typeText) {
   if (status == SWIG_ERROR_RELEASE_NOT_OWNED)
     PyErr_Format(SWIG_Python_ErrorType(status),
                  "in method '%s', cannot release ownership as memory is not owned for argument 1 of type '%s'", method,
@@ -62,9 +71,48 @@ void *readSelf(PyObject *object, swig_type_info *type, int disown, char const *m
   else if (!SWIG_IsOK(status))
     PyErr_Format(SWIG_Python_ErrorType(SWIG_ArgError(status)), "in method '%s', argument 1 of type '%s'", method,
                  typeText);
-  else if (!pointer)
+  else
     PyErr_Format(PyExc_ValueError, "invalid null reference in method '%s', argument 1 of type '%s'", method, typeText);
-  return SWIG_IsOK(status) ? pointer : nullptr;
+}
+
+void *readSelf(PyObject *object, swig_type_info *type, int disown, char const *method, char const *typeText) {
+  void *pointer = nullptr;
+  auto const status = SWIG_ConvertPtr(object, &pointer, type, isDestructor(method) ? SWIG_POINTER_RELEASE : disown);
+  if (SWIG_IsOK(status) && pointer)
+    return pointer;
+  raiseForSelf(status, method, typeText);
+  return nullptr;
+}
+
+// The shared pointer that an object holds, as one of the given type or one derived from it.
+template <typename T>
+bool shareSelf(PyObject *object, swig_type_info *type, char const *method, char const *typeText,
+               std::shared_ptr<T> &shared) {
+  void *pointer = nullptr;
+  int ownership = 0;
+  auto const status = SWIG_ConvertPtrAndOwn(object, &pointer, type, 0, &ownership);
+  if (auto *const held = static_cast<std::shared_ptr<T> *>(pointer); SWIG_IsOK(status) && held) {
+    shared = *held;
+    if (ownership & SWIG_CAST_NEW_MEMORY)
+      delete held;
+  }
+  if (!shared)
+    raiseForSelf(status, method, typeText);
+  return shared != nullptr;
+}
+
+// Takes the shared pointer from an object that a destructor gets. That of a derived type is destroyed like one of the
+// type itself: what it points to knows how to be destroyed. An object that merely converts to the type is none.
+static void *releaseSelf(PyObject *object, swig_type_info *type, char const *method, char const *typeText) {
+  auto const *const holder = SWIG_Python_GetSwigThis(object);
+  if (holder && holder->ty != type && SWIG_TypeCheck(holder->ty->name, type)) {
+    if (!std::string_view(holder->ty->name).starts_with("_p_std__shared_ptrT_")) {
+      raiseForSelf(SWIG_TypeError, method, typeText);
+      return nullptr;
+    }
+    type = holder->ty;
+  }
+  return readSelf(object, type, 0, method, typeText);
 }
 
 void forgetPointer(PyObject *object) {

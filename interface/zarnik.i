@@ -14,7 +14,6 @@
 %}
 
 %include <std_common.i>
-%include <pyiterators.swg>
 %include <std_string.i>
 %include <std_shared_ptr.i>
 %include <exception.i>
@@ -29,12 +28,14 @@
 using namespace zarnik;
 %}
 
+%include "runtime.i"
+%include "conversions.i"
+// Comes with a net of its own, which lets StopIteration through.
+%include <pyiterators.swg>
+
 // Functions without a comment of their own show their signature.
 %feature("autodoc", "0");
 %rename("%(undercase)s", %$isfunction, %$not %$isconstructor, %$not %$isdestructor) "";
-
-%include "runtime.i"
-%include "conversions.i"
 %install_exception_net()
 %include "zarnik/core/Export.h"
 

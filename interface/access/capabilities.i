@@ -19,6 +19,7 @@
   $1 = PyLong_Check($input) || zarnik::python::wrappedPointer($input, $descriptor(zarnik::FlagSet<zarnik::FLAG> *));
 }
 %typemap(doctype) zarnik::FlagSet<zarnik::FLAG> "capability set or int"
+%handed_over_result(zarnik::FlagSet<zarnik::FLAG>)
 %include "zarnik/FOLDER/FLAG.h"
 // Outside of the namespace: the constructors' prototypes then show the enumeration as it stands here.
 %template(FLAG ## Set) zarnik::FlagSet<FLAG>;

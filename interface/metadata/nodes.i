@@ -20,7 +20,7 @@
 }
 %enddef
 
-%shared_ptr(zarnik::MetadataNode)
+%held_by_shared_pointer(zarnik::MetadataNode)
 %moving_constructor(zarnik::MetadataNode)
 
 %rename(get_key) zarnik::MetadataNode::key;

@@ -3,7 +3,7 @@
 #include "zarnik/metadata/ImageProperties.h"
 %}
 
-%shared_ptr(zarnik::ImageProperties)
+%held_by_shared_pointer(zarnik::ImageProperties)
 %moving_constructor(zarnik::ImageProperties)
 %copied_result(zarnik::SpatialDirections)
 %copied_result(zarnik::SpatialCalibrationProperty)
@@ -53,13 +53,9 @@
   return new std::shared_ptr<zarnik::ImageProperties>(((zarnik::ReadonlyImageProperties *)$from)->clone());
 %}
 %typemap(check, noblock=1) zarnik::ImageProperties *self {
-  if (!$1) { %argument_nullref("$type", $symname, $argnum); }
   if (zarnik::python::wrappedPointer(swig_obj[0], $descriptor(zarnik::ReadonlyImageProperties *))) {
     %argument_fail(SWIG_TypeError, "$type", $symname, $argnum);
   }
-}
-%typemap(check, noblock=1) zarnik::ImageProperties const *self {
-  if (!$1) { %argument_nullref("$type", $symname, $argnum); }
 }
 
 %include "zarnik/metadata/SpatialDirections.h"

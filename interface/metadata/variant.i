@@ -4,7 +4,7 @@
 #include "zarnik/metadata/VariantDataValueFactory.h"
 %}
 
-%shared_ptr(zarnik::VariantDataValue)
+%held_by_shared_pointer(zarnik::VariantDataValue)
 
 %rename(get_type) zarnik::VariantDataValue::type;
 %rename(get_count) zarnik::VariantDataValue::count;

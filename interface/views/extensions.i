@@ -7,11 +7,11 @@
 #include "zarnik/views/ViewOriginExtension.h"
 %}
 
-%shared_ptr(zarnik::Extension)
-%shared_ptr(zarnik::TilingInfoExtension)
-%shared_ptr(zarnik::ParallelAccessExtension)
-%shared_ptr(zarnik::ViewOriginExtension)
-%shared_ptr(zarnik::ColumnUnitExtension)
+%held_by_shared_pointer(zarnik::Extension)
+%held_by_shared_pointer(zarnik::TilingInfoExtension)
+%held_by_shared_pointer(zarnik::ParallelAccessExtension)
+%held_by_shared_pointer(zarnik::ViewOriginExtension)
+%held_by_shared_pointer(zarnik::ColumnUnitExtension)
 
 %rename(get_capabilities) zarnik::ParallelAccessExtension::capabilities;
 

@@ -4,8 +4,8 @@
 #include "zarnik/views/ImageViewProvider.h"
 %}
 
-%shared_ptr(zarnik::View)
-%shared_ptr(zarnik::ImageView)
+%held_by_shared_pointer(zarnik::View)
+%held_by_shared_pointer(zarnik::ImageView)
 
 %rename(_extension) zarnik::View::extension;
 %rename(get_dimension_count) zarnik::ImageView::dimensionCount;

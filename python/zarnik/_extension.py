@@ -43,11 +43,24 @@ def publish(names: Iterable[Any]) -> None:
         generated: Any = name
         generated.__module__ = "zarnik"
         attributes = vars(generated)
+        for operator in ("__eq__", "__ne__"):
+            if getattr(attributes.get(operator), "__module__", None) == _classes.__name__:
+                setattr(generated, operator, _unless_none(attributes[operator]))
         if "to_string" in attributes:
             if "__str__" not in attributes:
                 generated.__str__ = attributes["to_string"]
             if attributes.get("__repr__") is _classes._swig_repr:
                 generated.__repr__ = _described
+
+
+def _unless_none(compare: Callable[[Any, Any], Any]) -> Callable[[Any, Any], Any]:
+    # The flat functions raise for None, since it stands for a null reference.
+    def compare_objects(self: Any, other: Any) -> Any:
+        return NotImplemented if other is None else compare(self, other)
+
+    compare_objects.__name__ = compare.__name__
+    compare_objects.__doc__ = compare.__doc__
+    return compare_objects
 
 
 def _described(self: Any) -> str:

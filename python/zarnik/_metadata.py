@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import operator
 from collections.abc import Iterator, Mapping
 from typing import TYPE_CHECKING, Any
 
@@ -146,7 +147,13 @@ class _VariantDataValue:
         return iter(self.tolist())
 
     def __getitem__(self, index: Any) -> Any:
-        return self.tolist()[index]
+        if isinstance(index, slice):
+            return self.tolist()[index]
+        place = operator.index(index)
+        if not 0 <= place < self.get_count():
+            raise IndexError("Index out of range")
+        array = self.__array__()
+        return str(array[place]) if array.dtype.kind == "U" else array[place].item()
 
     def __eq__(self, other: object) -> Any:
         if isinstance(other, _classes.VariantDataValue):

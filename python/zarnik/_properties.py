@@ -175,9 +175,12 @@ class _Info:
         """Return the meaning of the image's axes."""
         return self.get_axes_interpretation()
 
-    def interpretation(self) -> ImageInterpretation:
-        """Return the meaning of the channels."""
-        return ImageInterpretation(self._get_interpretation())
+    def interpretation(self) -> ImageInterpretation | int:
+        """Return the meaning of the channels; a plain int if it is none of those known."""
+        return _member(self._get_interpretation())
+
+    def _interpretation(self) -> int:
+        return self._get_interpretation()
 
     def alpha(self) -> bool:
         """Return whether the last channel is an alpha channel."""
@@ -201,11 +204,19 @@ class _Info:
         }
 
 
+def _member(interpretation: int) -> ImageInterpretation | int:
+    try:
+        return ImageInterpretation(interpretation)
+    except ValueError:
+        return interpretation
+
+
 class _InterpretationText(int):
     """An interpretation whose repr evaluates back."""
 
     def __repr__(self) -> str:
-        return f"ImageInterpretation.{ImageInterpretation(self).name}"
+        member = _member(int(self))
+        return f"ImageInterpretation.{member.name}" if isinstance(member, ImageInterpretation) else repr(member)
 
     def __reduce__(self) -> tuple[Any, ...]:
         return int, (int(self),)

@@ -35,7 +35,6 @@ class _ImageView:
     if TYPE_CHECKING:
 
         def set_properties(self, properties: Any) -> None: ...
-        def set_metadata(self, metadata: Any) -> None: ...
         def get_spatial_spacing(self) -> Any: ...
         def get_spatial_unit(self) -> str: ...
 
@@ -186,10 +185,16 @@ class _ImageView:
         return None if node is None else _classes.ReadonlyMetadataNode(node)
 
     @metadata.setter
-    def metadata(self, metadata: MetadataNode | dict[str, Any] | None) -> None:
+    def metadata(self, metadata: MetadataNode | ReadonlyMetadataNode | dict[str, Any] | None) -> None:
+        _ImageView.set_metadata(self, metadata)
+
+    def set_metadata(self, metadata: Any) -> None:
+        """Attach a copy of a tree of metadata to the image: a node, a dict of them, or None."""
         if isinstance(metadata, dict):
             metadata = _classes.MetadataNode.from_dict(metadata)
-        self.set_metadata(metadata)
+        elif isinstance(metadata, _classes.ReadonlyMetadataNode):
+            metadata = metadata.clone()
+        _zarnik.ImageView_set_metadata(self, metadata)
 
     def set_spatial_origin(self, origin: Any) -> None:
         """Change the position of the first element, along X, Y, Z in spatial units."""

@@ -4,6 +4,7 @@
 #include "zarnik/values/ImageType.h"
 
 #include <limits>
+#include <string_view>
 
 namespace zarnik::python {
 
@@ -124,9 +125,9 @@ bool readImageDimensions(PyObject * object, std::vector<ImageDimension> & dimens
 }
 
 bool isOperator(char const * wrapper) {
-  auto const length = std::strlen(wrapper);
-  return length > 4 && std::strcmp(wrapper + length - 2, "__") == 0 &&
-         std::strstr(wrapper, "__") != wrapper + length - 2;
+  std::string_view const name(wrapper);
+  return name.length() > 4 && name.ends_with("__") && name.find("__") != name.length() - 2 &&
+         !name.ends_with("__call__");
 }
 
 bool isInPlaceOperator(char const * wrapper) { return isOperator(wrapper) && std::strstr(wrapper, "___i"); }
@@ -154,7 +155,7 @@ bool SequenceReader::open(PyObject * object, char const * wrapper) {
   }
   object_ = object;
   size_ = static_cast<std::size_t>(size);
-  kind_ = PyTuple_Check(object) ? Kind::TUPLE : PyList_Check(object) ? Kind::LIST : Kind::OTHER;
+  kind_ = PyTuple_CheckExact(object) ? Kind::TUPLE : PyList_CheckExact(object) ? Kind::LIST : Kind::OTHER;
   return true;
 }
 

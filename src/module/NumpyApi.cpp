@@ -19,14 +19,16 @@ constexpr unsigned compiledAbi = 0x1000009;
 constexpr unsigned secondAbi = 0x2000000;
 constexpr unsigned compiledApi = 0xD;
 
-// NumPy 2 moved the module and warns under the old name; before 1.26 only the old name exists.
+// NumPy 2 moved the module and warns when it is imported under the old name; before 1.26 only the old name exists.
 Reference importCore() {
-  auto core = Reference::steal(PyImport_ImportModule("numpy._core._multiarray_umath"));
-  if (!core && PyErr_ExceptionMatches(PyExc_ImportError)) {
+  constexpr char name[] = "numpy.core._multiarray_umath";
+  if (!PyDict_GetItemString(PyImport_GetModuleDict(), name)) {
+    auto core = Reference::steal(PyImport_ImportModule("numpy._core._multiarray_umath"));
+    if (core || !PyErr_ExceptionMatches(PyExc_ImportError))
+      return core;
     PyErr_Clear();
-    core = Reference::steal(PyImport_ImportModule("numpy.core._multiarray_umath"));
   }
-  return core;
+  return Reference::steal(PyImport_ImportModule(name));
 }
 
 bool checkVersions() {

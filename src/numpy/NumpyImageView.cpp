@@ -98,7 +98,7 @@ Indexer const & NumpyImageView::indexer() const { return indexer_; }
 void NumpyImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
   if (!properties)
     throw InvalidArgument("image properties must not be null");
-  properties->requireCompatibleWith(shape_, dataType_);
+  properties->requireSettableOn(shape_, dataType_);
   properties_ = std::make_shared<ImageProperties>(*properties);
 }
 

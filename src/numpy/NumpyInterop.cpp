@@ -87,24 +87,16 @@ AxisOrder requestedOrder(ImageType axes, bool isVector, std::span<ImageDimension
   return order;
 }
 
-// No NumPy that the module accepts has arrays of fewer dimensions than this.
-constexpr size_t maximalRank = 32;
-
 struct ArrayGeometry {
-  size_t rank;
-  npy_intp extents[maximalRank];
-  npy_intp byteStrides[maximalRank];
+  VectorX<npy_intp> extents;
+  VectorX<npy_intp> byteStrides; // all 0 at first, as of axes that no dimension sets
 };
 
 ArrayGeometry arrayGeometry(ImageView const & view, AxisOrder const & order) {
   auto const & indexer = view.indexer();
   auto const type = view.dataType();
   auto const components = type.elementCount();
-  ArrayGeometry geometry;
-  geometry.rank = view.shape().size() + (components != 1 ? 1 : 0);
-  if (geometry.rank > maximalRank)
-    throw Error(fmt::format("an image of {} dimensions cannot be a NumPy array, which has {} at most", geometry.rank,
-                            maximalRank));
+  auto const rank = view.shape().size() + (components != 1 ? 1 : 0);
 
   // Views of others may carry axes that do not fit their shape.
   if (order.positions.size() < indexer.dimensionCount())
@@ -112,10 +104,10 @@ ArrayGeometry arrayGeometry(ImageView const & view, AxisOrder const & order) {
         fmt::format("the axes interpretation has not the {} dimensions of the image", indexer.dimensionCount()));
 
   // An axis that no dimension sets has one element, so that no array points outside the buffer.
-  std::fill_n(geometry.extents, geometry.rank, 1);
-  std::fill_n(geometry.byteStrides, geometry.rank, 0);
+  ArrayGeometry geometry{VectorX<npy_intp>(rank), VectorX<npy_intp>(rank)};
+  std::fill(geometry.extents.begin(), geometry.extents.end(), 1);
   size_t dimension = 0;
-  for (size_t axis = 0; axis < geometry.rank; ++axis) {
+  for (size_t axis = 0; axis < rank; ++axis) {
     if (components != 1 && order.componentsAxis == axis) {
       geometry.extents[axis] = static_cast<npy_intp>(components);
       geometry.byteStrides[axis] = static_cast<npy_intp>(DataType::extractScalarType(type).byteCount());
@@ -124,7 +116,7 @@ ArrayGeometry arrayGeometry(ImageView const & view, AxisOrder const & order) {
     if (dimension == indexer.dimensionCount())
       break;
     auto const position = order.positions[dimension];
-    if (position >= geometry.rank)
+    if (position >= rank)
       throw Error(fmt::format("the axes interpretation has more than the {} dimensions of the image",
                               indexer.dimensionCount()));
     geometry.extents[position] = static_cast<npy_intp>(indexer.shape()[dimension]);
@@ -145,8 +137,9 @@ PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const 
     throw Error("Error when linking Numpy array to Zarnik View");
   holder.release();
 
-  auto array = Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(geometry.rank), geometry.extents,
-                                            typeNumber, geometry.byteStrides, data, 0, NPY_ARRAY_FARRAY, image));
+  auto array =
+      Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(geometry.extents.size()), geometry.extents.data(),
+                                   typeNumber, geometry.byteStrides.data(), data, 0, NPY_ARRAY_FARRAY, image));
   if (!array) {
     std::cout << "error when creating array" << std::endl;
     return nullptr;

@@ -38,7 +38,10 @@ def test_values_come_back_whole(value):
 
 def test_values_convert_and_compare():
     value = variant([1, 2**40, -3])
-    assert (value[0], value[-1], value[1:], value.count()) == (1, -3, [2**40, -3], 3)
+    assert (value[0], value[2], value[1:], value.count()) == (1, -3, [2**40, -3], 3)
+    for index in (-1, 3):
+        with pytest.raises(IndexError, match="Index out of range"):
+            value[index]
     array = numpy.asarray(value)
     assert (array.dtype, array.tolist(), array.flags.writeable) == (numpy.int64, [1, 2**40, -3], False)
     del value

@@ -43,18 +43,22 @@ std::string objectionTo(ImageInfoProperty const & info, VectorXu64 const & shape
   if (info.bitDepth() > type.bitDepth() || (info.bitDepth() == 0 && type.bitDepth() > 0))
     return fmt::format("bit depth {} is not within 1 to {} of type {}", info.bitDepth(), type.bitDepth(),
                        type.toString());
-  auto const * const interpretation = findImageInterpretation(info.interpretation());
-  if (interpretation == nullptr)
+  if (!findImageInterpretation(info.interpretation()))
     return fmt::format("{} is no image interpretation", static_cast<int>(info.interpretation()));
-  if (info.alpha() && !interpretation->isColour)
-    return fmt::format("interpretation {} is no colour model, it has no alpha channel", interpretation->name);
-  uint64_t const channels = channelsOf(axes, shape, type);
-  uint64_t const needed = interpretation->channelCount + (info.alpha() ? 1 : 0);
-  if (interpretation->isColour && channels > 1 && channels != needed)
-    return fmt::format("interpretation {} needs {} channels{}, the image has {}", interpretation->name, needed,
-                       info.alpha() ? " with alpha" : "", channels);
   if (std::isnan(info.valueRange()[0]) || std::isnan(info.valueRange()[1]))
     return fmt::format("value range {} is not a number", info.valueRange().toString());
+  return {};
+}
+
+std::string objectionToColours(ImageInfoProperty const & info, VectorXu64 const & shape, DataType type) {
+  auto const & interpretation = *findImageInterpretation(info.interpretation());
+  if (info.alpha() && !interpretation.isColour)
+    return fmt::format("interpretation {} is no colour model, it has no alpha channel", interpretation.name);
+  uint64_t const channels = channelsOf(info.axesInterpretation(), shape, type);
+  uint64_t const needed = interpretation.channelCount + (info.alpha() ? 1 : 0);
+  if (interpretation.isColour && channels > 1 && channels != needed)
+    return fmt::format("interpretation {} needs {} channels{}, the image has {}", interpretation.name, needed,
+                       info.alpha() ? " with alpha" : "", channels);
   return {};
 }
 
@@ -98,6 +102,8 @@ void ImageProperties::setImageInfo(ImageInfoProperty const & imageInfo) { imageI
 
 std::string ImageProperties::incompatibilityWith(VectorXu64 const & shape, DataType dtype) const {
   auto objection = objectionTo(imageInfo_, shape, dtype);
+  if (objection.empty())
+    objection = objectionToColours(imageInfo_, shape, dtype);
   return objection.empty() ? objectionTo(calibration_) : objection;
 }
 
@@ -107,6 +113,14 @@ bool ImageProperties::isCompatibleWith(VectorXu64 const & shape, DataType dtype)
 
 void ImageProperties::requireCompatibleWith(VectorXu64 const & shape, DataType dtype) const {
   if (auto const objection = incompatibilityWith(shape, dtype); !objection.empty())
+    throw InvalidArgument(objection);
+}
+
+void ImageProperties::requireSettableOn(VectorXu64 const & shape, DataType dtype) const {
+  auto objection = objectionTo(imageInfo_, shape, dtype);
+  if (objection.empty())
+    objection = objectionTo(calibration_);
+  if (!objection.empty())
     throw InvalidArgument(objection);
 }
 

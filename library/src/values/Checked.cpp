@@ -37,7 +37,7 @@ void * allocateZeroed(uint64_t count, uint64_t bytesEach, char const * what) {
   // malloc(0) may be null, which is no failure.
   auto * const memory = bytes > std::numeric_limits<size_t>::max() ? nullptr : std::calloc(bytes == 0 ? 1 : bytes, 1);
   if (memory == nullptr)
-    throw Error(fmt::format("cannot allocate {} bytes for {} of {} elements", bytes, what, count));
+    throw Error(fmt::format("cannot allocate {} bytes for {}", bytes, what));
   return memory;
 }
 

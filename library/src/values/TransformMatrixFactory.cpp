@@ -67,10 +67,12 @@ Matrix<double, 4> TransformMatrix4Factory::rotationEuler(Vector<double, 3> const
 }
 
 // The formula of Rodrigues.
-Matrix<double, 4> TransformMatrix4Factory::rotationOnAxis(double angle, Vector<double, 3> const & axis) {
-  if (constexpr double TOLERANCE = 1e-6; !(std::fabs(axis.length() - 1) <= TOLERANCE))
+Matrix<double, 4> TransformMatrix4Factory::rotationOnAxis(double angle, Vector<double, 3> const & direction) {
+  auto const length = direction.length();
+  if (constexpr double TOLERANCE = 1e-3; !(std::fabs(length - 1) <= TOLERANCE))
     throw InvalidArgument(
-        fmt::format("rotation axis {} has length {}, it must be normalized to 1", axis.toString(), axis.length()));
+        fmt::format("rotation axis {} has length {}, it must be normalized to 1", direction.toString(), length));
+  auto const axis = direction / length;
   auto const sine = std::sin(angle);
   auto const cosine = std::cos(angle);
   auto result = Matrix<double, 4>::identity();

@@ -34,9 +34,15 @@ std::shared_ptr<ImageProperties> defaultProperties(VectorXu64 const & shape, Dat
 
 std::shared_ptr<ImageProperties> fittingProperties(std::shared_ptr<ImageProperties const> const & properties,
                                                    VectorXu64 const & shape, DataType dataType) {
+  properties->requireCompatibleWith(shape, dataType);
+  return properties->clone();
+}
+
+std::shared_ptr<ImageProperties> changedProperties(std::shared_ptr<ImageProperties const> const & properties,
+                                                   VectorXu64 const & shape, DataType dataType) {
   if (!properties)
     throw InvalidArgument("the properties of an image cannot be null");
-  properties->requireCompatibleWith(shape, dataType);
+  properties->requireSettableOn(shape, dataType);
   return properties->clone();
 }
 

@@ -12,9 +12,14 @@ namespace zarnik {
 /// unknown for more than the five that have a name.
 std::shared_ptr<ImageProperties> defaultProperties(VectorXu64 const & shape, DataType dataType);
 
-/// A copy of the properties for an image to keep.
-/// \throws InvalidArgument when they are null or do not fit
+/// A copy of the properties for a new image to keep.
+/// \throws InvalidArgument when they do not fit
 std::shared_ptr<ImageProperties> fittingProperties(std::shared_ptr<ImageProperties const> const & properties,
+                                                   VectorXu64 const & shape, DataType dataType);
+
+/// A copy of the properties for an image that exists to keep.
+/// \throws InvalidArgument when they are null or cannot be set on the image
+std::shared_ptr<ImageProperties> changedProperties(std::shared_ptr<ImageProperties const> const & properties,
                                                    VectorXu64 const & shape, DataType dataType);
 
 } // namespace zarnik

@@ -83,7 +83,7 @@ void MemoryImageView::writeRegion(RegionXu64 const & region, void const * source
 }
 
 void MemoryImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
-  properties_ = fittingProperties(properties, shape(), dataType());
+  properties_ = changedProperties(properties, shape(), dataType());
 }
 
 void MemoryImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {

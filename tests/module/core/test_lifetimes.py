@@ -88,6 +88,50 @@ def test_disowned_objects_are_left_alone():
     assert _typetable.lentVersion().major == 7
 
 
+def test_disowned_objects_are_not_destroyed():
+    node = _zarnik.new_MetadataNode("key", None)
+    node.disown()
+    for _ in range(2):
+        with pytest.raises(RuntimeError, match="cannot release ownership as memory is not owned"):
+            _zarnik.delete_MetadataNode(node)
+    assert _zarnik.MetadataNode_get_key(node) == "key"
+    node.acquire()
+
+
+def test_destroying_by_the_class_of_the_base():
+    alive = CountingView.alive()
+    view = CountingView((1,))
+    _zarnik.delete_View(view)
+    assert CountingView.alive() == alive
+    null_reference(_zarnik.ImageView_get_shape, 1, "zarnik::ImageView *", view)
+    read_only = _zarnik.ImageView___get_properties(CountingView((1,)))
+    with pytest.raises(TypeError, match="in method 'delete_ImageProperties', argument 1"):
+        _zarnik.delete_ImageProperties(read_only)
+
+
+def test_an_object_outlives_the_call_that_destroys_it():
+    """A sequence is asked for its items, and asks back."""
+    image = _zarnik.ImageViewFactory_allocate([2, 2], _zarnik.DataTypeId_UINT8)
+
+    class Destroying(list):
+        def __getitem__(self, index):
+            if image.this.own():
+                _zarnik.delete_ImageView(image)
+            return super().__getitem__(index)
+
+    _zarnik.ImageView___write(image, Destroying([1, 1]), b"x")
+    null_reference(_zarnik.ImageView_get_shape, 1, "zarnik::ImageView *", image)
+
+
+def test_an_iterator_that_is_none():
+    for name in [name for name in dir(_zarnik) if name.startswith("SwigPyIterator_") and "swig" not in name[1:]]:
+        for arguments in ((None,), (None, 1)):
+            try:
+                assert getattr(_zarnik, name)(*arguments) is NotImplemented
+            except (TypeError, ValueError) as error:
+                assert "invalid null reference" in str(error) or "argument" in str(error)
+
+
 def test_shared_objects_live_as_long_as_either_side_needs_them():
     alive = CountingView.alive()
     view = CountingView((2, 3))

@@ -248,9 +248,10 @@ def test_an_array_that_takes_no_base(tmp_path):
     assert run.stdout.splitlines()[0] == "Error when linking Numpy array to Zarnik View"
 
 
-def test_more_dimensions_than_numpy_knows():
-    text = "an image of 33 dimensions cannot be a NumPy array, which has 32 at most"
-    fails(_classes.Error, text, to_array, CountingView([1] * 33))
+def test_more_dimensions_than_numpy_knows(capfd):
+    with pytest.raises(ValueError, match="dimension"):
+        to_array(CountingView([1] * 65))
+    assert capfd.readouterr().out == "error when creating array\n"
     assert to_array(CountingView([1] * 32)).ndim == 32
 
 

@@ -88,8 +88,11 @@ def test_in_place_operators_hand_over_the_set(flag):
         assert int(second.this) == int(first.this)
         assert (first.this.own(), second.this.own()) == (False, True)
         assert second.value() == expected
+        third = family["__ior__"](first, 16)
         del first
-        assert second.value() == expected
+        assert second.value() == third.value() == expected | 16
+        del second
+        assert third.value() == expected | 16
 
 
 @each_family

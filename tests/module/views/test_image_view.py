@@ -202,13 +202,17 @@ def test_property_shortcuts(image):
     _zarnik.ImageView_set_image_interpretation(image, _zarnik.ImageInterpretation_LABEL)
     assert _zarnik.ImageView__get_image_interpretation(image) == _zarnik.ImageInterpretation_LABEL
     assert _zarnik.ImageView_get_has_alpha(image) is False
-    for name, value in (("bit_depth", 9), ("spatial_spacing", (0, 1, 1)), ("alpha", True)):
+    for name, value in (("bit_depth", 9), ("spatial_spacing", (0, 1, 1)), ("image_interpretation", 99)):
         assert message_of(getattr(_zarnik, f"ImageView_set_{name}"), image, value)
+    # Alpha and interpretation go together, in either order.
+    _zarnik.ImageView_set_alpha(image, True)
+    _zarnik.ImageView_set_image_interpretation(image, _zarnik.ImageInterpretation_RGB)
+    assert _zarnik.ImageView_get_has_alpha(image) is True
     bad_argument(TypeError, _zarnik.ImageView_set_alpha, 2, "bool", image, 1)
     bad_argument(TypeError, _zarnik.ImageView_set_axes_interpretation, 2, "zarnik::ImageType", image, 1)
     wanted = "std::shared_ptr< zarnik::ImageProperties const >"
     bad_argument(TypeError, _zarnik.ImageView_set_properties, 2, wanted, image, 5)
-    wanted = "std::shared_ptr< zarnik::MetadataNode const >"
+    wanted = "std::shared_ptr< zarnik::MetadataNode >"
     bad_argument(TypeError, _zarnik.ImageView_set_metadata, 2, wanted, image, 5)
 
 

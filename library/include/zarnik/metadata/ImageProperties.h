@@ -110,6 +110,10 @@ public:
 
   /// \throws InvalidArgument with the text of incompatibilityWith, if there is one
   void requireCompatibleWith(VectorXu64 const & shape, DataType dtype) const;
+
+  /// Likewise, but interpretation, alpha and the number of channels need not agree: on an image that exists, they are
+  /// set one after the other.
+  void requireSettableOn(VectorXu64 const & shape, DataType dtype) const;
 #endif
 
   /// Check if calibration and image information are equal.

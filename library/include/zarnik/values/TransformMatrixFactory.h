@@ -59,10 +59,10 @@ public:
 
   /// Create a rotation matrix around an axis.
   ///
-  /// Rotation is done counter-clockwise, around the given axis.
+  /// Rotation is done counter-clockwise, around the given axis. A length that is 1 to three digits is made exact.
   /// \param angle The angle in radians.
   /// \param axis The axis of rotation, must be normalized
-  /// \throws InvalidArgument If the length of the axis is not 1.
+  /// \throws InvalidArgument If the length of the axis is not within 0.001 of 1.
   static Matrix<double, 4> rotationOnAxis(double angle, Vector<double, 3> const & axis);
 
   /// Create a scaling matrix.

@@ -111,7 +111,8 @@ public:
   /// Update the image's properties.
   ///
   /// Needs the capability WRITE. The image keeps a copy.
-  /// \param properties The properties, which fit the shape and the data type.
+  /// \param properties The properties, which fit the shape and the data type; interpretation, alpha and the number of
+  /// channels, which are set one after the other, need not agree.
   /// \throws Error if the properties do not fit.
   /// \throws NotImplemented If the implementation does not support writing.
   virtual void setProperties(std::shared_ptr<ImageProperties const> properties);
@@ -121,7 +122,11 @@ public:
   /// Needs the capability WRITE. The image keeps a copy of the whole tree.
   /// \param metadata The root node, null for no metadata.
   /// \throws NotImplemented If the implementation does not support writing.
+#ifdef SWIG // Python has no const: readers of its messages know one kind of node
+  virtual void setMetadata(std::shared_ptr<MetadataNode> metadata);
+#else
   virtual void setMetadata(std::shared_ptr<MetadataNode const> metadata);
+#endif
 
   /// Shortcut to set Image interpretation into image properties
   /// \param interpretation The meaning of the components of a sample.
