@@ -13,14 +13,16 @@ import zarnik._classes as _classes
 from zarnik import _axes, _direct
 from zarnik._enumerations import ImageInterpretation, ViewDataOrigin
 from zarnik._extension import extends
-from zarnik._geometry import Layout, geometry_of, region_of
+from zarnik._geometry import geometry_of, region_of
+from zarnik._indexing import read_part, write_part
 from zarnik._interop import shared_array
+from zarnik._transfer import dense, filled, read, write
 from zarnik._types import as_data_type, as_image_type
 from zarnik._values import as_vector
 
 if TYPE_CHECKING:
     from zarnik._classes import ImageProperties, MetadataNode, ReadonlyImageProperties, ReadonlyMetadataNode
-    from zarnik._geometry import Array
+    from zarnik._geometry import Array, Layout
 
 
 @extends(_classes.ImageView)
@@ -79,7 +81,7 @@ class _ImageView:
         if array is None:
             if copy is False:
                 raise ValueError("this image is not in memory that can be shared: an array of it is a copy")
-            array = _read(self, layout, *_whole(sizes))
+            array = read(self, layout, *_whole(sizes))
         elif copy:
             array = array.copy()
         return array if axes is None else array.transpose(axes)
@@ -102,7 +104,7 @@ class _ImageView:
         """
         layout, sizes = geometry_of(self)
         if index is None:
-            return _read(self, layout, *_whole(sizes))
+            return read(self, layout, *_whole(sizes))
         element = numpy.empty(layout.components, layout.scalar)
         _zarnik.ImageView___read(self, _checked_index(index, sizes), element)
         return element if layout.components else element[()]
@@ -121,7 +123,7 @@ class _ImageView:
             if array is not None:
                 return array
         layout, sizes = geometry_of(self)
-        return _read(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), out=out)
+        return read(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), out=out)
 
     def write(self, index: Any, value: Any) -> None:
         """Change one element, at an index in the library's order X, Y, Z, C, T.
@@ -143,29 +145,20 @@ class _ImageView:
             that NumPy broadcasts and converts to it.
         """
         layout, sizes = geometry_of(self)
-        _write(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), values)
+        write(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), values)
 
     # ---- indexing ----------------------------------------------------------------------------------------------------
 
     def __getitem__(self, key: Any) -> Any:
         """Read a part of the image into a new array: `view[time, slice, 10:20, ::2]`, in the order of `shape`.
 
-        Only the part asked for is read, rounded up to whole steps of slices.
+        Only the part asked for is read; of a row that is stepped along, what lies between as well.
         """
-        layout, sizes = geometry_of(self)
-        part = _Part(key, layout, sizes)
-        return _read(self, layout, part.region, part.size)[part.within]
+        return read_part(self, key)
 
     def __setitem__(self, key: Any, values: Any) -> None:
         """Write a part of the image, with the conversions of an assignment to an array."""
-        layout, sizes = geometry_of(self)
-        part = _Part(key, layout, sizes)
-        if part.is_dense:
-            block = layout.to_array_axes(layout.buffer(part.size))
-        else:
-            block = _read(self, layout, part.region, part.size)
-        block[part.within] = values
-        _write(self, layout, part.region, part.size, block)
+        write_part(self, key, values)
 
     # ---- properties and metadata -------------------------------------------------------------------------------------
 
@@ -240,6 +233,51 @@ class _ImageView:
         )
 
 
+    def tiling_info(self) -> Any:
+        """Shortcut to retrieve TilingInfo extension.
+
+        :return: The tiling of the image, or None if it has no tiles.
+        """
+        tiling = _zarnik.ImageView_tiling_info(self)
+        if tiling is not None:
+            tiling._image = self
+        return tiling
+
+
+@extends(_classes.TilingInfoExtension)
+class _TilingInfoExtension:
+    """The tiling of an image as `image.tiling_info()` returns it, which keeps the image."""
+
+    if TYPE_CHECKING:
+
+        def tile_region(self, tile_index: int) -> Any: ...
+
+    def read_tile(self, tile_index: int, out: Array | None = None) -> Array:
+        """Return a tile as a new array, in the order of axes of the image's `to_numpy`.
+
+        :param tile_index: Index of the tile, below the tile count.
+        :param out: An array to fill instead, of the right shape and dtype, of any strides.
+        :return: The array.
+        """
+        layout, size = self._geometry(tile_index)
+        return filled(layout, size, out, lambda tile: _zarnik.TilingInfoExtension_read_tile(self, tile_index, tile))
+
+    def write_tile(self, tile_index: int, values: Any) -> None:
+        """Change the elements of a tile.
+
+        :param tile_index: Index of the tile, below the tile count.
+        :param values: What could be assigned to the array of the tile.
+        """
+        layout, size = self._geometry(tile_index)
+        _zarnik.TilingInfoExtension_write_tile(self, tile_index, dense(layout, size, values))
+
+    def _geometry(self, tile_index: int) -> tuple[Layout, Sequence[int]]:
+        image = getattr(self, "_image", None)
+        if image is None:
+            raise TypeError("this tiling does not know the type of the image: take it from image.tiling_info()")
+        return geometry_of(image)[0], _direct.corners(self.tile_region(tile_index))[1]
+
+
 @extends(_classes.ViewOriginExtension)
 class _ViewOriginExtension:
     def data_origin(self) -> ViewDataOrigin:
@@ -276,101 +314,3 @@ def _checked_index(index: Any, sizes: Sequence[int]) -> list[int]:
 
 def _whole(sizes: Sequence[int]) -> tuple[Any, Sequence[int]]:
     return region_of(([0] * len(sizes), sizes), sizes)
-
-
-def _read(view: Any, layout: Layout, region: Any, size: Sequence[int], out: Array | None = None) -> Array:
-    if out is None:
-        array = _direct.read_region(view, region)
-        if array is not None:
-            return array
-    else:
-        dense = layout.to_buffer_axes(_checked_out(out, layout, size))
-        if dense.flags.c_contiguous:
-            _zarnik.ImageView___read_region(view, region, dense)
-            return out
-    buffer = layout.buffer(size)
-    _zarnik.ImageView___read_region(view, region, buffer)
-    array = layout.to_array_axes(buffer)
-    if out is None:
-        return array
-    out[...] = array
-    return out
-
-
-def _write(view: Any, layout: Layout, region: Any, size: Sequence[int], values: Any) -> None:
-    if isinstance(values, numpy.ndarray) and values.shape == layout.shape(size) and values.dtype == layout.scalar:
-        buffer = numpy.ascontiguousarray(layout.to_buffer_axes(values))
-    else:
-        buffer = layout.buffer(size)
-        layout.to_array_axes(buffer)[...] = values
-    _zarnik.ImageView___write_region(view, region, buffer)
-
-
-def _checked_out(out: Any, layout: Layout, size: Sequence[int]) -> Array:
-    if not isinstance(out, numpy.ndarray):
-        raise TypeError(f"out must be a numpy.ndarray, got {type(out).__name__}")
-    if out.shape != layout.shape(size) or out.dtype != layout.scalar:
-        raise ValueError(
-            f"out has shape {out.shape} and dtype {out.dtype}, the region has {layout.shape(size)} and {layout.scalar}"
-        )
-    if not out.flags.writeable:
-        raise ValueError("out is read-only")
-    return out
-
-
-class _Part:
-    """What a key in square brackets selects: the region around it, and the key within the array of that region."""
-
-    __slots__ = ("is_dense", "region", "size", "within")
-
-    def __init__(self, key: Any, layout: Layout, sizes: Sequence[int]) -> None:
-        shape = layout.shape(sizes)
-        origin, size = [0] * layout.rank, list(sizes)
-        self.is_dense = True
-        within: list[Any] = []
-        for axis, entry in enumerate(_keys_of_all_axes(key, shape)):
-            first, count, inside = _selection(entry, shape[axis], axis)
-            if axis < layout.rank:
-                position = layout.positions[axis]
-                origin[position], size[position] = first, count
-                dense = not isinstance(inside, slice) or inside.step in (1, -1)
-            else:  # the components of a pixel are read together
-                inside, dense = entry, entry == slice(None)
-            self.is_dense &= dense
-            within.append(inside)
-        self.within = tuple(within)
-        self.region, self.size = region_of((origin, size), sizes)
-
-
-def _keys_of_all_axes(key: Any, shape: tuple[int, ...]) -> list[Any]:
-    entries = list(key) if isinstance(key, tuple) else [key]
-    dots = [place for place, entry in enumerate(entries) if entry is Ellipsis]
-    given = len(entries) - len(dots)
-    if given > len(shape) or len(dots) > 1:
-        raise IndexError(f"too many indices for an image of {len(shape)} axes: {given} and {len(dots)} ellipses")
-    place = dots[0] if dots else len(entries)
-    entries[place : place + len(dots)] = [slice(None)] * (len(shape) - given)
-    return entries
-
-
-def _selection(entry: Any, extent: int, axis: int) -> tuple[int, int, Any]:
-    """Return the first element and the number of elements of the range around an entry, and the entry within it."""
-    if isinstance(entry, slice):
-        chosen = range(*entry.indices(extent))
-        if not chosen:
-            return 0, 0, slice(None, None, 1)
-        first, last = min(chosen[0], chosen[-1]), max(chosen[0], chosen[-1])
-        # The range begins and ends with a chosen element, so a step in either direction meets all of them.
-        return first, last - first + 1, slice(None, None, chosen.step)
-    try:
-        if isinstance(entry, (bool, numpy.bool_)):
-            raise TypeError
-        place = operator.index(entry)
-    except TypeError:
-        raise TypeError(
-            f"an image is indexed with integers, slices and '...', got {entry!r}: to_numpy() gives an array, which "
-            "takes more"
-        ) from None
-    if not -extent <= place < extent:
-        raise IndexError(f"index {place} is out of bounds for axis {axis} with size {extent}")
-    return place % extent, 1, 0

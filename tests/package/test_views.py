@@ -11,6 +11,7 @@ from hypothesis import strategies as st
 from numpy.testing import assert_array_equal
 
 import zarnik
+from support.shared_types import TiledView
 from support.strided import axes_for, strided_arrays
 from zarnik import DataTypeId, ImageCapability, ImageCapabilitySet, ImageInterpretation, RegionXu64
 
@@ -88,6 +89,48 @@ def test_a_key_selects_what_it_selects_of_an_array(array, data):
     changed[key] = values
     image[key] = values
     assert_array_equal(array, changed)
+
+
+@given(data=st.data())
+def test_a_key_touches_no_more_than_rows_of_what_it_selects(data):
+    array = numpy.arange(240, dtype="u2").reshape(2, 3, 4, 10)
+    image = TiledView([10, 4, 3, 2], DataTypeId.UINT16, [4, 4, 1, 1])
+    image[...] = array
+    key = data.draw(keys_for(array.shape))
+    before = TiledView.touched()
+    assert_array_equal(image[key], array[key])
+    steps = key[-1].step if isinstance(key, tuple) and len(key) == 4 and isinstance(key[-1], slice) else None
+    assert TiledView.touched() - before <= numpy.size(array[key]) * abs(steps or 1)
+    values = numpy.arange(numpy.size(array[key])).reshape(numpy.shape(array[key])) + 500
+    array[key] = values
+    image[key] = values
+    assert_array_equal(image.read(), array)
+
+
+def test_tiles_are_arrays_of_their_regions():
+    image = TiledView([3, 5, 7], DataTypeId.VEC2_UINT16, [2, 5, 3])
+    image.set_axes_interpretation("YXC")
+    array = numpy.arange(3 * 5 * 7 * 2, dtype="u2").reshape(5, 3, 7, 2)
+    image.write_region(None, array)
+    tiling = image.tiling_info()
+    assert (tiling.tile_count(), tiling.max_tile_size()) == (6, (2, 5, 3))
+    tile = tiling.read_tile(5)
+    assert_array_equal(tile, array[:, 2:, 6:])
+    assert_array_equal(tile, image.read_region(tiling.tile_region(5)))
+    out = numpy.empty((2, 1, 1, 5), "u2").transpose(3, 1, 2, 0)
+    assert tiling.read_tile(5, out=out) is out
+    assert_array_equal(out, tile)
+    tiling.write_tile(0, 7)
+    array[:, :2, :3] = 7
+    assert_array_equal(image.read(), array)
+    with pytest.raises(ValueError, match="out has shape"):
+        tiling.read_tile(0, out=out)
+    with pytest.raises(zarnik.Error, match="tile"):
+        tiling.read_tile(6)
+    del image
+    assert tiling.read_tile(5).shape == (5, 1, 1, 2)
+    with pytest.raises(TypeError, match="take it from"):
+        zarnik.TilingInfoExtension.cast(tiling._image._extension(1)).read_tile(0)
 
 
 @given(data=st.data())

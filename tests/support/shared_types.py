@@ -16,11 +16,20 @@ class CountingView(_classes.ImageView):
     alive = staticmethod(_typetable.CountingView_alive)
 
     def __init__(self, shape, dtype=_zarnik.DataTypeId_UINT8, axes=None, capabilities=READ | WRITE | MEMORY_ACCESS):
-        sizes = _classes.VectorXu64([0] * len(shape))
-        for i, size in enumerate(shape):
-            sizes.set_at(i, size)
+        sizes = _classes.VectorXu64(shape)
         axes = 0 if axes is None else axes.value()
         _typetable.CountingView_swiginit(self, _typetable.new_CountingView(sizes, dtype, axes, capabilities))
+
+
+class TiledView(_classes.ImageView):
+    """An image in tiles, without shared memory; TiledView.touched() tells how many elements were read and written."""
+
+    __swig_destroy__ = _typetable.delete_TiledView
+    touched = staticmethod(_typetable.TiledView_touched)
+
+    def __init__(self, shape, dtype, tile_size):
+        sizes = _classes.VectorXu64(shape), _classes.VectorXu64(tile_size)
+        _typetable.TiledView_swiginit(self, _typetable.new_TiledView(sizes[0], dtype, sizes[1]))
 
 
 class ThrowingView(_classes.ImageView):
@@ -34,3 +43,4 @@ class ThrowingView(_classes.ImageView):
 
 _typetable.CountingView_swigregister(CountingView)
 _typetable.ThrowingView_swigregister(ThrowingView)
+_typetable.TiledView_swigregister(TiledView)

@@ -6,7 +6,9 @@
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/values/DataType.h"
 #include "zarnik/values/Indexer.h"
+#include "zarnik/views/GridTiling.h"
 #include "zarnik/views/ImageView.h"
+#include "zarnik/views/ImageViewFactory.h"
 
 #include <cstdint>
 #include <memory>
@@ -59,6 +61,45 @@ private:
   uint64_t capabilities_;
   Indexer indexer_;
   std::vector<uint8_t> memory_;
+};
+
+/// An image in tiles whose memory nobody sees. It counts the elements that are read and written.
+class TiledView : public ImageView {
+public:
+  static uint64_t touched() { return count(); }
+
+  TiledView(zarnik::VectorX<uint64_t> const & shape, uint64_t dataType, zarnik::VectorX<uint64_t> const & tileSize)
+      : image_(ImageViewFactory::allocate(shape, DataType(dataType))),
+        tiling_(std::make_shared<GridTiling>(image_, tileSize)) {}
+
+#ifndef SWIG
+  ImageCapabilitySet capabilities() const override { return ImageCapability::READ_WRITE; }
+  VectorXu64 const & shape() const override { return image_->shape(); }
+  DataType dataType() const override { return image_->dataType(); }
+  std::shared_ptr<ImageProperties const> properties() const override { return image_->properties(); }
+  std::shared_ptr<MetadataNode const> metadata() const override { return nullptr; }
+  std::shared_ptr<Extension> extension(size_t id) const override {
+    return id == TilingInfoExtension::EXTENSION_ID ? tiling_ : nullptr;
+  }
+  void setProperties(std::shared_ptr<ImageProperties const> properties) override { image_->setProperties(properties); }
+  void readRegion(RegionXu64 const & region, void * destination) override {
+    count() += region.elementCount();
+    image_->readRegion(region, destination);
+  }
+  void writeRegion(RegionXu64 const & region, void const * source) override {
+    count() += region.elementCount();
+    image_->writeRegion(region, source);
+  }
+#endif
+
+private:
+  static uint64_t & count() {
+    static uint64_t number = 0;
+    return number;
+  }
+
+  std::shared_ptr<ImageView> image_;
+  std::shared_ptr<GridTiling> tiling_;
 };
 
 #ifndef SWIG

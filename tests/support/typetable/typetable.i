@@ -24,6 +24,7 @@
 %shared_ptr(zarnik::ImageView)
 %shared_ptr(zarnik::testing::CountingView)
 %shared_ptr(zarnik::testing::ThrowingView)
+%shared_ptr(zarnik::testing::TiledView)
 namespace zarnik {
 class Error {};
 struct VersionInfo {};
