@@ -44,10 +44,7 @@ def write_part(view: Any, key: Any, values: Any) -> None:
             return
         values = numpy.broadcast_to(values, part.shape())
     for region, size, within, place in part.pieces():
-        if part.is_dense:
-            block = layout.to_array_axes(layout.buffer(size))
-        else:
-            block = read(view, layout, region, size)
+        block = layout.to_array_axes(layout.buffer(size)) if part.is_dense else read(view, layout, region, size)
         block[within] = values[place] if part.steps else values
         write(view, layout, region, size, block)
 
@@ -92,7 +89,7 @@ class _Part:
         return numpy.broadcast_to(0, self._image_shape)[self.key].shape
 
     def pieces(self) -> Iterator[tuple[Any, Sequence[int], tuple[Any, ...], tuple[Any, ...]]]:
-        """Return regions of the image with their sizes, what is selected of each, and where that stands in the whole."""
+        """Return regions of the image and their sizes, what is selected of each, and where that stands in the whole."""
         within = tuple(self._within)
         for indices in product(*(enumerate(chosen) for chosen in self.steps.values())):
             origin, size = list(self._origin), list(self._size)

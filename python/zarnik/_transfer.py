@@ -34,14 +34,14 @@ def filled(layout: Layout, size: Sequence[int], out: Any, fill: Callable[[Array]
         given = layout.to_buffer_axes(_checked_out(out, layout, size))
         if given.flags.c_contiguous:
             fill(given)
-            return out  # type: ignore[no-any-return]
+            return out
     buffer = layout.buffer(size)
     fill(buffer)
     array = layout.to_array_axes(buffer)
     if out is None:
         return array
     out[...] = array
-    return out  # type: ignore[no-any-return]
+    return out
 
 
 def dense(layout: Layout, size: Sequence[int], values: Any) -> Array:

@@ -232,7 +232,6 @@ class _ImageView:
             f"spacing ({spacing}){' ' + unit if unit else ''}>"
         )
 
-
     def tiling_info(self) -> Any:
         """Shortcut to retrieve TilingInfo extension.
 
