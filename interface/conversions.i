@@ -6,7 +6,9 @@
 %apply READER { NAME };
 %apply READER const & { NAME const & };
 %typemap(doctype) NAME, NAME const & "int"
+%typemap(doctype) NAME *, NAME const * "pointer to int"
 %enddef
+%typemap(doctype) float const *, double const * "pointer to float"
 %integer_reader(uint8_t, unsigned char)
 %integer_reader(int8_t, signed char)
 %integer_reader(uint16_t, unsigned short)
@@ -31,6 +33,7 @@
 %typemap(doctype, noblock=1) TYPE, TYPE const, TYPE &, TYPE const &, TYPE * {:py:class:`FAMILY ## MEMBER`}
 %enddef
 %typemap(doctype) PyObject * "object"
+%typemap(doctype) void const * "opaque pointer"
 %typemap(doctype) PyObject *array, PyObject *np, PyObject *toNumpy "numpy.ndarray"
 
 // None for self, or for a reference, is refused before it can be dereferenced; a destructor takes owned objects only
@@ -96,7 +99,7 @@
 %enddef
 
 // Pairs of pointer and size: the whole of a buffer, for the time of the call.
-%define %buffer_argument(KIND, READER, TYPE, POINTER, SIZE)
+%define %buffer_argument(KIND, READER, TYPE, DOCTYPE, POINTER, SIZE)
 %typemap(in, noblock=1) (POINTER, SIZE) (zarnik::python::Buffer<TYPE> buffer) {
   if (!zarnik::python::READER($input, buffer)) {
     %argument_fail(SWIG_TypeError, KIND, $symname, $argnum);
@@ -105,12 +108,16 @@
   $2 = buffer.size;
 }
 %typemap(check) (POINTER, SIZE) ""
-%typemap(doctype) (POINTER, SIZE) "bytes-like"
+%typemap(doctype) POINTER DOCTYPE
 %enddef
-%buffer_argument("(uint8_t* dst, size_t size)", readWritableBuffer, void, uint8_t *dst, size_t size)
-%buffer_argument("(const uint8_t* src, size_t size)", readReadableBuffer, void const, uint8_t const *src, size_t size)
-%buffer_argument("(uint8_t* buffer, size_t size)", readWritableBuffer, void, uint8_t *buffer, size_t size)
-%buffer_argument("(uint8_t* buffer, size_t bufferSize)", readWritableBuffer, void, uint8_t *buffer, size_t bufferSize)
+%buffer_argument("(uint8_t* dst, size_t size)", readWritableBuffer, void, "writable buffer",
+                 uint8_t *dst, size_t size)
+%buffer_argument("(const uint8_t* src, size_t size)", readReadableBuffer, void const, "bytes-like object",
+                 uint8_t const *src, size_t size)
+%buffer_argument("(uint8_t* buffer, size_t size)", readWritableBuffer, void, "writable buffer",
+                 uint8_t *buffer, size_t size)
+%buffer_argument("(uint8_t* buffer, size_t bufferSize)", readWritableBuffer, void, "writable buffer",
+                 uint8_t *buffer, size_t bufferSize)
 
 // Lists of image dimensions. To be applied by name: a pointer to dimensions is otherwise a wrapped pointer.
 %typemap(in, noblock=1) (zarnik::ImageDimension const *dimensionList, size_t dimensionCount) (std::vector<zarnik::ImageDimension> dimensions) {

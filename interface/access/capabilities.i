@@ -18,8 +18,10 @@
 %typemap(typecheck, noblock=1, precedence=SWIG_TYPECHECK_POINTER) zarnik::FlagSet<zarnik::FLAG> {
   $1 = PyLong_Check($input) || zarnik::python::wrappedPointer($input, $descriptor(zarnik::FlagSet<zarnik::FLAG> *));
 }
-%typemap(doctype) zarnik::FlagSet<zarnik::FLAG> "capability set or int"
 %handed_over_result(zarnik::FlagSet<zarnik::FLAG>)
+%documented_as(FLAG, Set, zarnik::FlagSet<zarnik::FLAG>)
+%typemap(doctype, noblock=1) zarnik::FlagSet<zarnik::FLAG> flags, zarnik::FlagSet<zarnik::FLAG> other,
+                             zarnik::FlagSet<zarnik::FLAG> capabilities {:py:class:`FLAG ## Set` or int}
 %include "zarnik/FOLDER/FLAG.h"
 // Outside of the namespace: the constructors' prototypes then show the enumeration as it stands here.
 %template(FLAG ## Set) zarnik::FlagSet<FLAG>;

@@ -35,6 +35,7 @@
 %rename(__begin) zarnik::ReadonlyMetadataNode::begin;
 %rename(__end) zarnik::ReadonlyMetadataNode::end;
 
+%typemap(doctype) zarnik::MetadataIteratorObject *, zarnik::ConstMetadataIteratorObject * "opaque pointer"
 %include "zarnik/metadata/MetadataNodeIterator.h"
 
 // The arrow by its Python name only: a class that has the operator would get all methods of a node.

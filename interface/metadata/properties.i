@@ -47,6 +47,7 @@
   $result = $1 ? zarnik::python::wrapCopy(zarnik::ReadonlyImageProperties($1), $descriptor(zarnik::ReadonlyImageProperties *))
                : SWIG_Py_Void();
 }
+%typemap(doctype) std::shared_ptr<zarnik::ImageProperties const> __get_properties ":py:class:`ReadonlyImageProperties`"
 // They stand for properties wherever those are read: the reader gets a copy. Changing a copy would have no effect.
 %types(zarnik::ReadonlyImageProperties = std::shared_ptr<zarnik::ImageProperties>) %{
   *newmemory = SWIG_CAST_NEW_MEMORY;

@@ -10,6 +10,7 @@
 %rename(get_count) zarnik::VariantDataValue::count;
 %rename("%s") zarnik::VariantDataValue::__getitem;
 
+%typemap(doctype) PyObject *__getitem "int, float or str"
 %include "zarnik/metadata/VariantDataValue.h"
 
 %extend zarnik::VariantDataValue {
@@ -52,6 +53,7 @@
   if (PyErr_Occurred()) SWIG_fail;
 }
 
+%typemap(doctype) PyObject *object "str, int, float or sequence"
 %nodefaultctor zarnik::VariantDataValueFactory;
 %include "zarnik/metadata/VariantDataValueFactory.h"
 

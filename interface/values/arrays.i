@@ -14,7 +14,7 @@
 %typemap(out, noblock=1) Indexer const & {
   $result = zarnik::python::wrapCopy(*$1, $descriptor(zarnik::Indexer *));
 }
-%typemap(doctype) Indexer const & "Indexer"
+%typemap(doctype) Indexer const & ":py:class:`Indexer`"
 
 // A shape is the last guess: an array may be a sequence itself.
 %typemap(typecheck, noblock=1, precedence=SWIG_TYPECHECK_VECTOR) zarnik::VectorXu64 const & {

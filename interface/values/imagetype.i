@@ -4,6 +4,7 @@
 
 %rename(_dimension) zarnik::ImageType::dimension;
 
+%typemap(doctype) zarnik::ImageDimension const *dimensions "pointer to int"
 %include "zarnik/values/ImageType.h"
 
 // The named types are variables of the module, references to the library's objects, which cannot be replaced. As

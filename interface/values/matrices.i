@@ -3,13 +3,14 @@
 %}
 
 %include "zarnik/values/Matrix.h"
-%define %matrix(NAME, TYPE, SIZE)
+%define %matrix(SUFFIX, TYPE, SIZE)
+%documented_as(Matrix, SUFFIX, zarnik::Matrix<TYPE, SIZE>)
 %handed_over_result(zarnik::Matrix<TYPE, SIZE>)
-%template(NAME) zarnik::Matrix<TYPE, SIZE>;
+%template(Matrix ## SUFFIX) zarnik::Matrix<TYPE, SIZE>;
 %enddef
-%matrix(Matrix3f, float, 3)
-%matrix(Matrix3d, double, 3)
-%matrix(Matrix4f, float, 4)
-%matrix(Matrix4d, double, 4)
+%matrix(3f, float, 3)
+%matrix(3d, double, 3)
+%matrix(4f, float, 4)
+%matrix(4d, double, 4)
 
 %include "zarnik/values/TransformMatrixFactory.h"

@@ -39,6 +39,9 @@
 }
 
 %flag_set(views, ParallelAccessCapability)
+// The method, as against the parameter of that name.
+%typemap(doctype) zarnik::FlagSet<zarnik::ParallelAccessCapability> zarnik::ParallelAccessExtension::capabilities
+  ":py:class:`ParallelAccessCapabilitySet`"
 %include "zarnik/views/ParallelAccessExtension.h"
 %include "zarnik/views/ViewDataOrigin.h"
 %include "zarnik/views/ViewOriginExtension.h"

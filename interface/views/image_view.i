@@ -61,6 +61,7 @@
   /// Return the view's properties.
   ///
   /// They are shared with the view and cannot be changed; copy them and set the copy.
+  /// \return The properties, never None.
   std::shared_ptr<zarnik::ImageProperties const> __get_properties() { return $self->properties(); }
 
   /// Return the root node of the metadata attached to this image.
@@ -115,5 +116,7 @@
   }
 }
 
+// The method, as against the parameters of that name.
+%typemap(doctype) zarnik::FlagSet<zarnik::ImageCapability> zarnik::ImageView::capabilities ":py:class:`ImageCapabilitySet`"
 %include "zarnik/views/ImageView.h"
 %include "zarnik/views/ImageViewProvider.h"

@@ -29,6 +29,7 @@ public:
 #endif
 
   /// Return the message of the error.
+  /// \return The text that the error was created with.
   char const * what() const noexcept override;
 
 private:

@@ -69,18 +69,23 @@ public:
   static size_t channelCount(ImageInterpretation interpretation);
 
   /// Return the meaning of the image's axes.
+  /// \return The dimensions in canonical order, one for each axis of the image; none if they are not known.
   ImageType const & axesInterpretation() const;
 
   /// Return the meaning of the channels.
+  /// \return One of the ImageInterpretation constants.
   ImageInterpretation interpretation() const;
 
   /// Return whether the last channel is an alpha channel.
+  /// \return True if it is.
   bool alpha() const;
 
   /// Return the bits that are really used in each value.
+  /// \return The bits of one value, e.g. 12 in a 16-bit type.
   size_t bitDepth() const;
 
   /// Return the smallest and the largest value that the values may take.
+  /// \return The range, the smallest value first.
   Vector2d const & valueRange() const;
 
   /// Change the meaning of the image's axes.
@@ -104,9 +109,11 @@ public:
   void setValueRange(Vector2d const & valueRange);
 
   /// Check if all properties are equal.
+  /// \return True when they are.
   bool operator==(ImageInfoProperty const & other) const;
 
   /// Return a string description of the information.
+  /// \return All properties with their names, in one line.
   std::string toString() const;
 
 private:

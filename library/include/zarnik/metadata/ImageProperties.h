@@ -70,6 +70,7 @@ public:
   std::shared_ptr<ImageProperties> clone() const;
 
   /// Return the spatial calibration.
+  /// \return The calibration. To change it, change a copy and set that.
   SpatialCalibrationProperty const & calibration() const;
 
   /// Replace the spatial calibration.
@@ -77,6 +78,7 @@ public:
   void setCalibration(SpatialCalibrationProperty const & calibration);
 
   /// Return the image information.
+  /// \return The information. To change it, change a copy and set that.
   ImageInfoProperty const & imageInfo() const;
 
   /// Replace the image information.
@@ -117,9 +119,11 @@ public:
 #endif
 
   /// Check if calibration and image information are equal.
+  /// \return True when they are.
   bool operator==(ImageProperties const & other) const;
 
   /// Return a string description of the properties.
+  /// \return Calibration and image information, a line each.
   std::string toString() const;
 
 private:

@@ -52,6 +52,7 @@ public:
   std::shared_ptr<MetadataNode> clone() const;
 
   /// Return the key of this node.
+  /// \return The name of the node among the children of its parent.
   std::string const & key() const;
 
   /// Return the value of this node.
@@ -59,6 +60,7 @@ public:
   std::shared_ptr<VariantDataValue> value() const;
 
   /// Return the children's count of this node.
+  /// \return The number of direct children.
   size_t childCount() const;
 
   /// Check if this node has a child with the given key.
@@ -99,6 +101,7 @@ public:
   MetadataNodeIterator begin();
 
   /// Return iterator which indicates the end of children list
+  /// \return An iterator behind the last child.
   MetadataNodeIterator end();
 
 #ifndef SWIG
@@ -112,6 +115,7 @@ public:
   ///
   /// Each node is one line, "key" or "key = value", indented by two blanks a level. Levels below the twentieth are
   /// not indented further but show their number; of long lists the first elements and the count are shown.
+  /// \return The text, the line of this node first.
   std::string toString() const;
 
 private:

@@ -53,6 +53,7 @@ public:
 
   /// Check if two iterators stand at different places.
   /// \param other The iterator to compare with.
+  /// \return True when they do; false when both are at an end.
   bool operator!=(MetadataNodeIterator const & other) const;
 
   /// Return the child that the iterator stands on.
@@ -113,6 +114,7 @@ public:
 
   /// Check if two iterators stand at different places.
   /// \param other The iterator to compare with.
+  /// \return True when they do; false when both are at an end.
   bool operator!=(ConstMetadataNodeIterator const & other) const;
 
   /// Return the child that the iterator stands on.

@@ -55,15 +55,19 @@ public:
   ~SpatialCalibrationProperty();
 
   /// Return the position of the first element, in units.
+  /// \return Its coordinates along the X, Y and Z axis of space.
   Vector3d const & origin() const;
 
   /// Return the distances between elements along columns, rows and slices, in units.
+  /// \return The distances in this order: column (X), row (Y), slice (Z).
   Vector3d const & spacing() const;
 
   /// Return the directions of the axes.
+  /// \return The directions of column, row and slice.
   SpatialDirections const & directions() const;
 
   /// Return the name of the unit, empty if it is not known.
+  /// \return The name, such as "mm".
   std::string const & unit() const;
 
   /// Change the position of the first element.
@@ -85,12 +89,15 @@ public:
   void setUnit(std::string const & unit);
 
   /// Check if origin, spacing, directions and unit are equal.
+  /// \return True when all of them are.
   bool operator==(SpatialCalibrationProperty const & other) const;
 
   /// Check if origin, spacing, directions or unit differ.
+  /// \return True when at least one of them does.
   bool operator!=(SpatialCalibrationProperty const & other) const;
 
   /// Return a string description of the calibration.
+  /// \return Origin, spacing, unit and directions, in one line.
   std::string toString() const;
 
 private:

@@ -37,21 +37,27 @@ public:
   ~SpatialDirections();
 
   /// Return the direction in which the column index (X) grows.
+  /// \return Its components along the X, Y and Z axis of space.
   Vector3d const & columnDirection() const;
 
   /// Return the direction in which the row index (Y) grows.
+  /// \return Its components along the X, Y and Z axis of space.
   Vector3d const & rowDirection() const;
 
   /// Return the direction in which the slice index (Z) grows.
+  /// \return The cross product of the other two directions.
   Vector3d const & sliceDirection() const;
 
   /// Check if all three directions are equal.
+  /// \return True when they are.
   bool operator==(SpatialDirections const & other) const;
 
   /// Check if any of the directions differ.
+  /// \return True when at least one does.
   bool operator!=(SpatialDirections const & other) const;
 
   /// Return a string decription of the spatial directions.
+  /// \return The three directions with their names, in one line.
   std::string toString() const;
 
 private:

@@ -50,17 +50,24 @@ public:
 #endif
 
   /// The number of dimensions of the array.
+  ///
+  /// \return The length of the shape.
   size_t dimensionCount() const { return indexer_.dimensionCount(); }
 
   /// Return the shape of the array.
+  ///
+  /// \return The number of elements along each dimension.
   VectorXu64 const & shape() const { return indexer_.shape(); }
 
   /// Return the indexer instance used by the array.
+  ///
+  /// \return Shape, data type and byte strides of the array.
   Indexer const & indexer() const { return indexer_; }
 
   /// Get an element of the array.
   ///
   /// \param index Position of the element.
+  /// \return The value of the element.
   /// \throws InvalidArgument If the index is invalid.
   T at(VectorX<uint64_t> const & index) const;
 
@@ -82,12 +89,18 @@ public:
   /// Return a string representation of the array, as ((1, 2), (3, 4)): the last index is the innermost.
   ///
   /// Of arrays of more than 1000 elements it shows the first and last three along each dimension.
+  ///
+  /// \return The elements, or the shape of an array that has none.
   std::string toString() const;
 
   /// Check if two arrays have the same shape and equal elements, whatever their layout.
+  ///
+  /// \return True when all elements at the same index are equal.
   bool operator==(ArrayX<T> const & other) const;
 
   /// Check if two arrays differ in shape or in an element.
+  ///
+  /// \return True when they do.
   bool operator!=(ArrayX<T> const & other) const;
 
 private:

@@ -125,12 +125,18 @@ public:
   static Vector<double, 2> standardRange(DataType t);
 
   /// Check if the components are integers or floating point numbers.
+  ///
+  /// \return True for integers and floating point numbers, whatever the number of components.
   bool isNumeric() const;
 
   /// Check if an element is one component.
+  ///
+  /// \return True when the element count is 1.
   bool isScalar() const;
 
   /// Check if an element is a vector: several numbers without another interpretation.
+  ///
+  /// \return True for VEC3_UINT8, false for UINT8 and COMPLEX_FLOAT.
   bool isVector() const;
 
   /// Checks if this type is trivially convertible to another.
@@ -138,43 +144,64 @@ public:
   /// Numeric types of the same element count and interpretation are: each component is converted on its own,
   /// with a loss where the other type is narrower. Any type is to itself.
   /// \param other The type to convert to.
+  /// \return True when the conversion is possible, be it with a loss.
   bool isConvertibleTo(DataType other) const;
 
   /// Return the id of the type.
+  ///
+  /// \return Bit depth (bits 0-7), element count (8-15), primitive type (16-31), interpretation (32-63).
   uint64_t id() const { return id_; }
 
   /// Return the number of bits of one component.
   ///
   /// e.g. UINT8 => 8 bit depth, VEC3_UINT16 => 16 bit depth
+  ///
+  /// \return The bits, 0 for the opaque type.
   size_t bitDepth() const { return id_ & 0xFF; }
 
   /// Return the number of components.
   ///
   /// e.g. UINT8 => 1 element, VEC3_UINT8 => 3 elements
+  ///
+  /// \return The components, 0 for the opaque type.
   size_t elementCount() const { return id_ >> 8 & 0xFF; }
 
   /// Return the kind of the components.
+  ///
+  /// \return One of the PrimitiveTypeId constants.
   PrimitiveTypeId primitiveType() const { return static_cast<PrimitiveTypeId>(id_ >> 16 & 0xFFFF); }
 
   /// Return what the components mean together.
+  ///
+  /// \return One of the DataTypeInterpretation constants.
   DataTypeInterpretation interpretation() const { return static_cast<DataTypeInterpretation>(id_ >> 32); }
 
   /// Return the number of bits of an element: bit depth times element count.
+  ///
+  /// \return The bits, e.g. 48 for VEC3_UINT16.
   size_t bitCount() const { return bitDepth() * elementCount(); }
 
   /// Return the number of bytes of an element: its bits rounded up to whole bytes.
   ///
   /// e.g. a type of 12 bits counts 2 bytes. The opaque type of 0 bits counts 1.
+  ///
+  /// \return The bytes, e.g. 6 for VEC3_UINT16.
   // Kept in signed arithmetic that truncates toward zero: callers rely on 1 byte for the opaque type.
   size_t byteCount() const { return static_cast<size_t>((static_cast<int>(bitCount()) - 1) / 8 + 1); }
 
   /// Return a string representation of the type.
+  ///
+  /// \return The name of the id, such as VEC3_UINT8; the four properties where the type has no named id.
   std::string toString() const;
 
   /// Check if two types are the same.
+  ///
+  /// \return True when all four properties are equal.
   bool operator==(DataType other) const { return id_ == other.id_; }
 
   /// Check if two types differ.
+  ///
+  /// \return True when one of the four properties differs.
   bool operator!=(DataType other) const { return id_ != other.id_; }
 
 private:

@@ -36,6 +36,7 @@ public:
   /// Check if a dimension is in the list.
   ///
   /// \param dimension The dimension to look for.
+  /// \return True when it is; false also for a value that names no dimension.
   bool has(ImageDimension dimension) const;
 
   /// Add a dimension, at its canonical place.
@@ -59,18 +60,22 @@ public:
   void remove(size_t index);
 
   /// Return the number of dimensions.
+  ///
+  /// \return The number, from 0 to 5.
   size_t dimensionCount() const;
 
   /// Return the dimension at a position.
   ///
   /// e.g. IMAGE_SEQUENCE: 0 gives COLUMN, 1 ROW, 2 SEQUENCE.
   /// \param index Position of the dimension.
+  /// \return One of the ImageDimension constants.
   /// \throws InvalidArgument If there are not that many dimensions.
   ImageDimension dimension(size_t index) const;
 
   /// Return the position of a dimension.
   ///
   /// \param dimension The dimension to look for.
+  /// \return The index of its axis in the shape of an image of this type, from 0.
   /// \throws InvalidArgument If the dimension is not in the list.
   size_t indexDimension(ImageDimension dimension) const;
 
@@ -81,15 +86,23 @@ public:
   ImageType operator|(ImageDimension dimension) const;
 
   /// Check if two types have the same dimensions.
+  ///
+  /// \return True when they have.
   bool operator==(ImageType const & other) const { return value_ == other.value_; }
 
   /// Check if two types have different dimensions.
+  ///
+  /// \return True when they have.
   bool operator!=(ImageType const & other) const { return value_ != other.value_; }
 
   /// Return a string representation of the type: its dimensions in order.
+  ///
+  /// \return The names of the dimensions, as (COLUMN, ROW, SEQUENCE).
   std::string toString() const;
 
   /// Return internal 64-bit integer value
+  ///
+  /// \return One bit a dimension, COLUMN being the lowest; the constructor takes it back.
   uint64_t value() const { return value_; }
 
 private:

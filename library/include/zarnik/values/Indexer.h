@@ -69,17 +69,24 @@ public:
 #endif
 
   /// The number of dimensions managed by this indexer.
+  ///
+  /// \return The length of the shape.
   size_t dimensionCount() const { return shape_.size(); }
 
   /// Return the type of an element.
+  ///
+  /// \return Its data type, which tells the bytes of an element.
   DataType dtype() const { return dtype_; }
 
   /// Return the shape
+  ///
+  /// \return The number of elements along each dimension.
   VectorXu64 const & shape() const { return shape_; }
 
   /// Return the current size for given dimension.
   ///
   /// \param dimension Index of the dimension.
+  /// \return The number of elements along the dimension.
   /// \throws InvalidArgument If there is no such dimension.
   size_t shape(size_t dimension) const;
 
@@ -88,6 +95,7 @@ public:
   /// Strides that are no multiple of the element's bytes are rounded toward zero.
   /// \deprecated Deprecated in 1.8, will be dropped in 2.0, you should use the
   /// byteStride method instead.
+  /// \return The step between neighbours along each dimension, in elements.
   VectorXu64 stride() const;
 
   /// Return the stride in elements for given dimension.
@@ -95,6 +103,7 @@ public:
   /// \deprecated Deprecated in 1.8, will be dropped in 2.0, you should use the
   /// byteStride method instead.
   /// \param dimension Index of the dimension.
+  /// \return The step between neighbours along the dimension, in elements.
   /// \throws InvalidArgument If there is no such dimension.
   size_t stride(size_t dimension) const;
 
@@ -106,6 +115,7 @@ public:
   /// Return the stride in bytes for given dimension.
   ///
   /// \param dimension Index of the dimension.
+  /// \return The step between neighbours along the dimension, in bytes modulo 2^64.
   /// \throws InvalidArgument If there is no such dimension.
   size_t byteStride(size_t dimension) const;
 
@@ -117,16 +127,21 @@ public:
   /// Return the dimension index of the nth one in order.
   ///
   /// \param order Position in memory order.
+  /// \return The index of a dimension; order 0 gives the fastest one.
   /// \throws InvalidArgument If there is no such position.
   size_t layout(size_t order) const;
 
   /// Returns the number of elements managed by this Indexer.
+  ///
+  /// \return The product of the shape.
   size_t elementCount() const { return elementCount_; }
 
   /// Return the number of bytes to address the elements, padding included.
   ///
   /// It is the distance from the first byte of the element that comes first in memory to the end of the one that
   /// comes last.
+  ///
+  /// \return The bytes, 0 if there are no elements.
   size_t byteCount() const { return byteCount_; }
 
   /// Computes the linear offset in elements to the given index.
@@ -134,6 +149,7 @@ public:
   /// \deprecated Deprecated in 1.8, will be dropped in 2.0, you should use the
   /// byteOffset method instead.
   /// \param index Position of the element.
+  /// \return The byte offset divided by the bytes of an element, rounded toward zero.
   /// \throws InvalidArgument If the index is invalid.
   size_t offset(VectorX<uint64_t> const & index) const;
 
@@ -159,12 +175,18 @@ public:
   /// Check if the elements are contiguous.
   ///
   /// Elements are considered contiguous if they follow each other without any padding.
+  ///
+  /// \return True when they are, in any order of the dimensions, and when there are none.
   bool isContinuous() const;
 
   /// Check if two indexers map the same positions of the same type in the same way.
+  ///
+  /// \return True when shape, data type, byte strides and layout are equal.
   bool operator==(Indexer const & other) const;
 
   /// Check if two indexers differ.
+  ///
+  /// \return True when shape, data type, byte strides or layout differ.
   bool operator!=(Indexer const & other) const;
 
 #ifndef SWIG

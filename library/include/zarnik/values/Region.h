@@ -22,16 +22,23 @@ public:
   typedef Vector<T, N> SizeType;
 
   /// Return number of dimension of this region
+  ///
+  /// \return The number of axes.
   size_t dimensionCount() const { return N; }
 
   /// Return region's origin
+  ///
+  /// \return The first point contained, one coordinate an axis.
   VectorType const & origin() const { return origin_; }
 
   /// return size of region
+  ///
+  /// \return The extent along each axis, in elements.
   SizeType const & size() const { return size_; }
 
   /// Return number of elements (pixel, voxel, samples) contained in the region.
   ///
+  /// \return The product of the sizes, 0 for an empty region.
   /// \throws InvalidArgument If the number does not fit 64 bits.
   size_t elementCount() const;
 
@@ -53,16 +60,19 @@ public:
   /// Check if the region contains another one.
   ///
   /// \param other A region. An empty one is contained if its corners lie in this region or on its border.
+  /// \return True when no point of the other region is outside of this one.
   bool contains(Region<T, N> const & other) const;
 
   /// Check if the region contains a point.
   ///
   /// \param point The coordinates of the point.
+  /// \return True from the origin to the last point contained.
   bool contains(VectorType const & point) const;
 
   /// Check if two regions have points in common.
   ///
   /// \param other The other region.
+  /// \return True when there is such a point; never for an empty region.
   bool intersect(Region<T, N> const & other) const;
 
   /// Return the points that two regions have in common.
@@ -83,6 +93,7 @@ public:
   ///
   /// \param dimension The axis.
   /// \param origin Position of the slice along the axis, counted from the region's origin.
+  /// \return A region of the same number of dimensions, of size one along the axis.
   /// \throws InvalidArgument If the dimension or the origin is out of range.
   Region<T, N> extractSliceFromAxis(size_t dimension, T origin) const;
 
@@ -93,6 +104,8 @@ public:
   bool operator==(Region<T, N> const & other) const;
 
   /// Return a string representation
+  ///
+  /// \return Origin and size, as (origin (0, 0), size (5, 6)).
   std::string toString() const;
 
   /// Create an empty region at the origin of the axes.

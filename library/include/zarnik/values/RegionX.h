@@ -20,6 +20,7 @@ public:
   /// Create a region of size one along each axis.
   ///
   /// \param position The only point contained.
+  /// \return A new region whose origin is the point.
   static RegionX<T> fromIndex(VectorType const & position);
 
   /// Create an empty region at the origin of the axes.
@@ -49,15 +50,22 @@ public:
   /// Utility factory that create the region of origin [0, 0, 0] and given size.
   ///
   /// \param size Extent along each axis.
+  /// \return A new region, with as many zeros in its origin as the size has axes.
   static RegionX<T> createFullRegion(SizeType const & size);
 
   /// Return number of dimension of this region
+  ///
+  /// \return The number of axes.
   size_t dimensionCount() const { return origin_.size(); }
 
   /// Return region's origin
+  ///
+  /// \return The first point contained, one coordinate an axis.
   VectorType const & origin() const { return origin_; }
 
   /// return size of region
+  ///
+  /// \return The extent along each axis, in elements.
   SizeType const & size() const { return size_; }
 
   /// return min region coordinates
@@ -74,6 +82,8 @@ public:
   ///
   /// Only applicable to integer typed regions.
   /// It will return 0 for floating point regions.
+  ///
+  /// \return The product of the sizes, 0 for an empty region.
   /// \throws InvalidArgument If the number does not fit 64 bits.
   size_t elementCount() const;
 
@@ -85,18 +95,21 @@ public:
   /// Check if the region contains another one.
   ///
   /// \param other A region. An empty one is contained if its corners lie in this region or on its border.
+  /// \return True when no point of the other region is outside of this one.
   /// \throws InvalidArgument if region don't have compatible dimensions
   bool contains(RegionX<T> const & other) const;
 
   /// Check if the region contains a point.
   ///
   /// \param point The coordinates of the point.
+  /// \return True from the origin to the last point contained.
   /// \throws InvalidArgument if region don't have compatible dimensions
   bool contains(VectorType const & point) const;
 
   /// Check if two regions have points in common.
   ///
   /// \param other The other region.
+  /// \return True when there is such a point; never for an empty region.
   /// \throws InvalidArgument if region don't have compatible dimensions
   bool intersect(RegionX<T> const & other) const;
 
@@ -119,6 +132,7 @@ public:
   ///
   /// \param dimension The axis.
   /// \param origin Position of the slice along the axis, counted from the region's origin.
+  /// \return A region of the same number of dimensions, of size one along the axis.
   /// \throws InvalidArgument If the dimension or the origin is out of range.
   RegionX<T> extractSliceFromAxis(size_t dimension, T origin) const;
 
@@ -133,6 +147,8 @@ public:
   bool operator!=(RegionX<T> const & other) const;
 
   /// Return a string representation
+  ///
+  /// \return Origin and size, as (origin (0, 0), size (5, 6)).
   std::string toString() const;
 
 private:

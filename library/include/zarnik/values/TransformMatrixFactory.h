@@ -16,17 +16,20 @@ public:
   /// Create a translation matrix.
   ///
   /// \param v The translation along each axis.
+  /// \return A homogeneous matrix that adds v to a point (x, y, 1).
   static Matrix<double, 3> translation(Vector<double, 2> const & v);
 
   /// Create a rotation matrix.
   ///
   /// The rotation is done counter-clockwise, with the Y axis being up.
   /// \param angle The angle in radians.
+  /// \return A homogeneous matrix that turns a point (x, y, 1) around the origin.
   static Matrix<double, 3> rotation(double angle);
 
   /// Create a Scaling matrix.
   ///
   /// \param v The scaling factors along each axis.
+  /// \return A homogeneous matrix that multiplies a point (x, y, 1) by v axis by axis.
   static Matrix<double, 3> scaling(Vector<double, 2> const & v);
 };
 
@@ -38,6 +41,7 @@ public:
   /// Create a translation matrix.
   ///
   /// \param v The translation along each axis.
+  /// \return A homogeneous matrix that adds v to a point (x, y, z, 1).
   static Matrix<double, 4> translation(Vector<double, 3> const & v);
 
   /// Create a rotation matrix from three Euler angles.
@@ -54,6 +58,7 @@ public:
   ///
   /// \param angles The three angles in radians, each counter-clockwise.
   /// \param convention The axes of rotation.
+  /// \return A homogeneous matrix that turns a point (x, y, z, 1) around the origin.
   /// \throws InvalidArgument If the convention is invalid.
   static Matrix<double, 4> rotationEuler(Vector<double, 3> const & angles, std::string const & convention);
 
@@ -62,12 +67,14 @@ public:
   /// Rotation is done counter-clockwise, around the given axis. A length that is 1 to three digits is made exact.
   /// \param angle The angle in radians.
   /// \param axis The axis of rotation, must be normalized
+  /// \return A homogeneous matrix that turns a point (x, y, z, 1) around the axis.
   /// \throws InvalidArgument If the length of the axis is not within 0.001 of 1.
   static Matrix<double, 4> rotationOnAxis(double angle, Vector<double, 3> const & axis);
 
   /// Create a scaling matrix.
   ///
   /// \param v The scaling factors along each axis.
+  /// \return A homogeneous matrix that multiplies a point (x, y, z, 1) by v axis by axis.
   static Matrix<double, 4> scaling(Vector<double, 3> const & v);
 };
 

@@ -29,6 +29,7 @@ public:
   /// Create a vector with the given value for all components.
   ///
   /// \param value The value of each component.
+  /// \return A new vector.
   static Vector<T, N> createUniform(ValueType value);
 
   /// Create a vector of zeros.
@@ -65,11 +66,14 @@ public:
 #endif
 
   /// Returns the size of the vector, which also correspond to vector number of dimension.
+  ///
+  /// \return The number of components.
   size_t size() const { return N; }
 
   /// Return a component.
   ///
   /// \param index Position of the component, from 0.
+  /// \return The value of the component.
   /// \throws InvalidArgument If the vector has no such component.
   ValueType at(size_t index) const {
     if (index >= N)
@@ -91,6 +95,8 @@ public:
   /// Return the squared length of the vector.
   ///
   /// Specifically, it is the L1 norm that's computed here.
+  ///
+  /// \return The sum of the squared components, in double precision.
   // The sentence is part of the published interface. The result is nevertheless the sum of the squared components,
   // in double precision, as the name says and as every caller needs.
   double squaredLength() const;
@@ -98,6 +104,8 @@ public:
   /// Return the length of the vector.
   ///
   /// Specifically, it is the L1 norm that's computed here.
+  ///
+  /// \return The Euclidean length, in double precision.
   // The sentence is part of the published interface. The result is nevertheless the Euclidean length, in double
   // precision, as spacings and directions need it; components whose squares leave the range of double are scaled.
   double length() const;
@@ -109,85 +117,123 @@ public:
   void normalize();
 
   /// Check if all components are equal.
+  ///
+  /// \return True when both hold the same components.
   bool operator==(Vector<T, N> const & other) const;
 
   /// Check if a component differs.
+  ///
+  /// \return True when they do not hold the same components.
   bool operator!=(Vector<T, N> const & other) const;
 
   /// Return a string representation of the vector, as (1, 2, 3).
+  ///
+  /// \return The components in their order, separated by commas.
   std::string toString() const;
 
   /// Return the vector with the sign of each component changed.
   ///
   /// Unsigned components wrap around.
+  ///
+  /// \return A new vector.
   Vector<T, N> operator-() const;
 
   /// Add another vector.
+  ///
+  /// \return The vector itself.
   Vector<T, N> & operator+=(Vector<T, N> const & other);
 
   /// Subtract another vector.
+  ///
+  /// \return The vector itself.
   Vector<T, N> & operator-=(Vector<T, N> const & other);
 
   /// Return the sum of two vectors.
+  ///
+  /// \return A new vector.
   Vector<T, N> operator+(Vector<T, N> const & other) const;
 
   /// Return the difference of two vectors.
+  ///
+  /// \return A new vector.
   Vector<T, N> operator-(Vector<T, N> const & other) const;
 
   /// Dot product of two vectors.
   ///
   /// \param other The other vector.
+  /// \return The sum of the products of the components, of the type of a component.
   ValueType dot(Vector<T, N> const & other) const;
 
   /// Cross product of two vectors.
   /// Work only for vectors of size 3.
   ///
   /// \param other The other vector.
+  /// \return A new vector, perpendicular to both.
   /// \throws InvalidArgument If the vectors have not three components.
   Vector<T, N> cross(Vector<T, N> const & other) const;
 
   /// Multiply each component by a scalar.
+  ///
+  /// \return The vector itself.
   Vector<T, N> & operator*=(ValueType scalar);
 
   /// Multiply component by component.
+  ///
+  /// \return The vector itself.
   Vector<T, N> & operator*=(Vector<T, N> const & other);
 
   /// Divide each component by a scalar.
   ///
+  /// \return The vector itself.
   /// \throws InvalidArgument If the quotient of two integers is not defined; the vector stays as it was.
   Vector<T, N> & operator/=(ValueType scalar);
 
   /// Divide component by component.
   ///
+  /// \return The vector itself.
   /// \throws InvalidArgument If the quotient of two integers is not defined; the vector stays as it was.
   Vector<T, N> & operator/=(Vector<T, N> const & other);
 
   /// Return the product of the vector and a scalar.
+  ///
+  /// \return A new vector.
   Vector<T, N> operator*(ValueType scalar) const;
 
   /// Return the product component by component.
+  ///
+  /// \return A new vector.
   Vector<T, N> operator*(Vector<T, N> const & other) const;
 
   /// Return the quotient of the vector and a scalar.
   ///
+  /// \return A new vector.
   /// \throws InvalidArgument If the quotient of two integers is not defined.
   Vector<T, N> operator/(ValueType scalar) const;
 
   /// Return the quotient component by component.
   ///
+  /// \return A new vector.
   /// \throws InvalidArgument If the quotient of two integers is not defined.
   Vector<T, N> operator/(Vector<T, N> const & other) const;
 
   /// Check if the vector comes before another: the first components that differ decide.
+  ///
+  /// \return True when it does; false for equal vectors.
   bool operator<(Vector<T, N> const & other) const;
 
   /// Check if the vector comes before another or is equal: the first components that differ decide.
+  ///
+  /// \return True when it does or is; so for equal vectors.
   bool operator<=(Vector<T, N> const & other) const;
 
   /// Check if the vector comes after another: the first components that differ decide.
+  ///
+  /// \return True when it does; false for equal vectors.
   bool operator>(Vector<T, N> const & other) const;
 
   /// Check if the vector comes after another or is equal: the first components that differ decide.
+  ///
+  /// \return True when it does or is; so for equal vectors.
   bool operator>=(Vector<T, N> const & other) const;
 
   // Return the product of a scalar and a vector.

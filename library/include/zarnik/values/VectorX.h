@@ -29,6 +29,7 @@ public:
   ///
   /// \param size Number of components.
   /// \param value The value of each component.
+  /// \return A new vector.
   /// \throws Error If there is not enough memory.
   static VectorX<T> createUniform(size_t size, ValueType value);
 
@@ -85,11 +86,14 @@ public:
 #endif
 
   /// Returns the size of the vector, which also correspond to vector number of dimension.
+  ///
+  /// \return The number of components.
   size_t size() const { return size_; }
 
   /// Return a component.
   ///
   /// \param index Position of the component, from 0.
+  /// \return The value of the component.
   /// \throws InvalidArgument If the vector has no such component.
   ValueType at(size_t index) const {
     if (index >= size_)
@@ -109,14 +113,20 @@ public:
   }
 
   /// Check if two vectors have the same size and equal components.
+  ///
+  /// \return True when both hold the same components.
   bool operator==(VectorX<T> const & other) const;
 
   /// Check if two vectors differ in size or in a component.
+  ///
+  /// \return True when they do not hold the same components.
   bool operator!=(VectorX<T> const & other) const;
 
   /// Return the squared length of the vector.
   ///
   /// Specifically, it is the L1 norm that's computed here.
+  ///
+  /// \return The sum of the squared components, in double precision.
   // The sentence is part of the published interface. The result is nevertheless the sum of the squared components,
   // in double precision, as the name says and as every caller needs.
   double squaredLength() const;
@@ -124,6 +134,8 @@ public:
   /// Return the length of the vector.
   ///
   /// Specifically, it is the L1 norm that's computed here.
+  ///
+  /// \return The Euclidean length, in double precision.
   // The sentence is part of the published interface. The result is nevertheless the Euclidean length, in double
   // precision, as spacings and directions need it; components whose squares leave the range of double are scaled.
   double length() const;
@@ -135,36 +147,45 @@ public:
   void normalize();
 
   /// Return a string representation of the vector, as (1, 2, 3).
+  ///
+  /// \return The components in their order, separated by commas.
   std::string toString() const;
 
   /// Return the vector with the sign of each component changed.
   ///
   /// Unsigned components wrap around.
+  ///
+  /// \return A new vector.
   VectorX<T> operator-() const;
 
   /// Add another vector.
   ///
+  /// \return The vector itself.
   /// \throws InvalidArgument If the sizes differ.
   VectorX<T> & operator+=(VectorX<T> const & other);
 
   /// Subtract another vector.
   ///
+  /// \return The vector itself.
   /// \throws InvalidArgument If the sizes differ.
   VectorX<T> & operator-=(VectorX<T> const & other);
 
   /// Return the sum of two vectors.
   ///
+  /// \return A new vector.
   /// \throws InvalidArgument If the sizes differ.
   VectorX<T> operator+(VectorX<T> const & other) const;
 
   /// Return the difference of two vectors.
   ///
+  /// \return A new vector.
   /// \throws InvalidArgument If the sizes differ.
   VectorX<T> operator-(VectorX<T> const & other) const;
 
   /// Dot product of two vectors.
   ///
   /// \param other The other vector.
+  /// \return The sum of the products of the components, of the type of a component.
   /// \throws InvalidArgument If the sizes differ.
   ValueType dot(VectorX<T> const & other) const;
 
@@ -172,63 +193,78 @@ public:
   /// Work only for vectors of size 3.
   ///
   /// \param other The other vector.
+  /// \return A new vector, perpendicular to both.
   /// \throws InvalidArgument If the vectors have not three components.
   VectorX<T> cross(VectorX<T> const & other) const;
 
   /// Multiply each component by a scalar.
+  ///
+  /// \return The vector itself.
   VectorX<T> & operator*=(ValueType scalar);
 
   /// Multiply component by component.
   ///
+  /// \return The vector itself.
   /// \throws InvalidArgument If the sizes differ.
   VectorX<T> & operator*=(VectorX<T> const & other);
 
   /// Divide each component by a scalar.
   ///
+  /// \return The vector itself.
   /// \throws InvalidArgument If the quotient of two integers is not defined; the vector stays as it was.
   VectorX<T> & operator/=(ValueType scalar);
 
   /// Divide component by component.
   ///
+  /// \return The vector itself.
   /// \throws InvalidArgument If the sizes differ, or the quotient of two integers is not defined; the vector stays
   /// as it was.
   VectorX<T> & operator/=(VectorX<T> const & other);
 
   /// Return the product of the vector and a scalar.
+  ///
+  /// \return A new vector.
   VectorX<T> operator*(ValueType scalar) const;
 
   /// Return the product component by component.
   ///
+  /// \return A new vector.
   /// \throws InvalidArgument If the sizes differ.
   VectorX<T> operator*(VectorX<T> const & other) const;
 
   /// Return the quotient of the vector and a scalar.
   ///
+  /// \return A new vector.
   /// \throws InvalidArgument If the quotient of two integers is not defined.
   VectorX<T> operator/(ValueType scalar) const;
 
   /// Return the quotient component by component.
   ///
+  /// \return A new vector.
   /// \throws InvalidArgument If the sizes differ, or the quotient of two integers is not defined.
   VectorX<T> operator/(VectorX<T> const & other) const;
 
   /// Check if the vector comes before another: the first components that differ decide.
   ///
+  /// \return True when it does; false for equal vectors.
   /// \throws InvalidArgument If the sizes differ.
   bool operator<(VectorX<T> const & other) const;
 
   /// Check if the vector comes before another or is equal: the first components that differ decide.
   ///
+  /// \return True when it does or is; so for equal vectors.
   /// \throws InvalidArgument If the sizes differ.
   bool operator<=(VectorX<T> const & other) const;
 
   /// Check if the vector comes after another: the first components that differ decide.
   ///
+  /// \return True when it does; false for equal vectors.
   /// \throws InvalidArgument If the sizes differ.
   bool operator>(VectorX<T> const & other) const;
 
   /// Check if the vector comes after another or is equal: the first components that differ decide.
   ///
+  /// \return True when it does or is; so for equal vectors.
   /// \throws InvalidArgument If the sizes differ.
   bool operator>=(VectorX<T> const & other) const;
 

@@ -24,6 +24,7 @@ public:
 
   /// Return the unit of the column.
   /// \param column Index of the column.
+  /// \return The name of the unit, empty for none.
   /// \throws Error if the index is out of range.
   virtual std::string unit(size_t column) const = 0;
 

@@ -32,10 +32,12 @@ public:
 #endif
 
   /// Return the mask of the set, one bit a flag.
+  /// \return The mask; the constructor takes it back.
   uint64_t value() const { return value_; }
 
   /// Checks if every one of the given flags is in the set; true for no flags at all.
   /// \param flags The flags to look for.
+  /// \return True when none of them is missing.
   bool has(FlagSet<E> flags) const { return (value_ & flags.value_) == flags.value_; }
 
   /// Put flags into the set.
@@ -47,36 +49,44 @@ public:
   void remove(FlagSet<E> flags) { value_ &= ~flags.value_; }
 
   /// Checks if both sets hold the same flags.
+  /// \return True when they do.
   bool operator==(FlagSet<E> other) const { return value_ == other.value_; }
 
   /// Checks if a flag is in one of the sets only.
+  /// \return True when there is one.
   bool operator!=(FlagSet<E> other) const { return value_ != other.value_; }
 
   /// Keep the flags that are in either set.
+  /// \return The set itself.
   FlagSet<E> & operator|=(FlagSet<E> other) {
     value_ |= other.value_;
     return *this;
   }
 
   /// Keep the flags that are in both sets.
+  /// \return The set itself.
   FlagSet<E> & operator&=(FlagSet<E> other) {
     value_ &= other.value_;
     return *this;
   }
 
   /// Keep the flags that are in one of the sets only.
+  /// \return The set itself.
   FlagSet<E> & operator^=(FlagSet<E> other) {
     value_ ^= other.value_;
     return *this;
   }
 
   /// Return the flags that are in either set.
+  /// \return A new set.
   FlagSet<E> operator|(FlagSet<E> other) const { return FlagSet<E>(value_ | other.value_); }
 
   /// Return the flags that are in both sets.
+  /// \return A new set.
   FlagSet<E> operator&(FlagSet<E> other) const { return FlagSet<E>(value_ & other.value_); }
 
   /// Return the flags that are in one of the sets only.
+  /// \return A new set.
   FlagSet<E> operator^(FlagSet<E> other) const { return FlagSet<E>(value_ ^ other.value_); }
 
 #ifndef SWIG

@@ -35,19 +35,24 @@ public:
   ~ImageView() override;
 
   /// Returns the dimension of the View.
+  /// \return The number of dimensions, which is the length of the shape.
   size_t dimensionCount() ZARNIK_QUERY;
 
   /// Checks if the ImageView supports the given capabilities.
   /// \param capabilities The capabilities, all of which are needed.
+  /// \return True when none of them is missing.
   bool support(ImageCapabilitySet capabilities) ZARNIK_QUERY;
 
   /// Return the capabilities of this image.
+  /// \return What the image can do, one flag each.
   virtual ImageCapabilitySet capabilities() const = 0;
 
   /// Return the shape of the image, each component containing the size in this dimension.
+  /// \return The sizes, the dimensions in canonical order: columns come first.
   virtual VectorXu64 const & shape() ZARNIK_QUERY = 0;
 
   /// Return the data type of the samples of this image.
+  /// \return The type of one element, which may have several components.
   virtual DataType dataType() ZARNIK_QUERY = 0;
 
 #ifndef SWIG
@@ -56,6 +61,7 @@ public:
 #endif
 
   /// Return a string representation
+  /// \return Shape, data type, axes and capabilities, in one line.
   std::string toString() const;
 
 #ifndef SWIG
@@ -64,30 +70,39 @@ public:
 #endif
 
   /// Shortcut to access Image interpretation from image properties
+  /// \return One of the ImageInterpretation constants.
   ImageInterpretation imageInterpretation() ZARNIK_QUERY;
 
   /// Shortcut to access axes interpretation from image properties
+  /// \return The meaning of each dimension in canonical order; no dimensions if it is not known.
   ImageType axesInterpretation() ZARNIK_QUERY;
 
   /// Shortcut to access spatial origin from image properties
+  /// \return The position of the first element, in spatial units.
   Vector3d spatialOrigin() ZARNIK_QUERY;
 
   /// Shortcut to access spatial spacing from image properties
+  /// \return The distance of neighbours along column, row and slice, in spatial units.
   Vector3d spatialSpacing() ZARNIK_QUERY;
 
   /// Shortcut to access the spatial unit from image properties
+  /// \return The unit of origin and spacing, such as "mm"; empty if it is not known.
   std::string spatialUnit() ZARNIK_QUERY;
 
   /// Shortcut to access spatial directions from image properties
+  /// \return The directions of column, row and slice in space.
   SpatialDirections spatialDirections() ZARNIK_QUERY;
 
   /// Shortcut to access the sample bitdepth from image properties
+  /// \return The bits of a sample component that are used, at most those of the data type.
   size_t bitDepth() ZARNIK_QUERY;
 
   /// Shortcut to access hasAlpha status from image properties
+  /// \return True if the last component of a sample is its opacity.
   bool hasAlpha() ZARNIK_QUERY;
 
   /// Shortcut to access the sample value range from image properties
+  /// \return The least and the greatest value.
   Vector2d valueRange() ZARNIK_QUERY;
 
 #ifndef SWIG

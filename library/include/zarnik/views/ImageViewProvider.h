@@ -16,6 +16,7 @@ class ZARNIK_API ImageViewProvider {
 public:
   /// Checks if a given View is an ImageView.
   /// \param view The view, may be null.
+  /// \return True when it is; false for null.
   static bool isImage(std::shared_ptr<View> view);
 
   /// Extracts the ImageView interface from a given generic view.

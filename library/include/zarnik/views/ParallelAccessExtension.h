@@ -29,13 +29,16 @@ public:
   ~ParallelAccessExtension() override;
 
   /// Return the parallel-access capabilities of this view.
+  /// \return What several threads may do at the same time, one flag each.
   virtual ParallelAccessCapabilitySet capabilities() const = 0;
 
   /// Checks if the view supports the given capabilities.
   /// \param capabilities The capabilities, all of which are needed.
+  /// \return True when none of them is missing.
   bool support(ParallelAccessCapabilitySet capabilities) const;
 
   /// String representation of the extension.
+  /// \return The names of the capabilities.
   std::string toString() const;
 };
 

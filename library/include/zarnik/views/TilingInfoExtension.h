@@ -38,6 +38,7 @@ public:
   virtual VectorX<uint64_t> maxTileSize() const = 0;
 
   /// Get the number of tiles in the image.
+  /// \return The number of tiles, whose indices begin at 0.
   virtual size_t tileCount() const = 0;
 
   /// Return the region of the chosen tile.
@@ -50,6 +51,7 @@ public:
   ///
   /// The array has the dimensions of the image, in their order: neighbours in the array are neighbours in the image.
   /// Places without a tile hold INVALID_TILE_INDEX.
+  /// \return A new array of as many tiles along each dimension as cover the image.
   virtual ArrayX<uint64_t> tilingGrid() const = 0;
 
 #ifndef SWIG

@@ -49,10 +49,12 @@ public:
   ~ViewOriginExtension() override;
 
   /// Returns an unique identifier for current view
+  /// \return 64 random bits, never UidGenerator::UNDEFINED_UID.
   virtual uint64_t uid() const = 0;
 
   /// Returns the count of parents used to create
   /// this view; 0 when it was made from no other view.
+  /// \return The number of parents, whose indices begin at 0.
   virtual size_t parentCount() const = 0;
 
   /// Returns the origin of one of the views that this view was made from.
@@ -62,12 +64,15 @@ public:
   virtual std::shared_ptr<ViewOriginExtension> parent(size_t index) const = 0;
 
   /// Returns the data origin of current view
+  /// \return One of the ViewDataOrigin constants.
   virtual ViewDataOrigin dataOrigin() const = 0;
 
   /// Returns the name of the current view to display
+  /// \return How the view was made, for people.
   virtual std::string displayName() const = 0;
 
   /// String representation of the extension.
+  /// \return Identifier, name, data origin and number of parents, in one line.
   std::string toString() const;
 };
 
