@@ -44,22 +44,18 @@ ADDITIONS = [
 ]
 MODULES = ("_capabilities", "_metadata", "_properties", "_types", "_values", "_views")
 
-# Results that the docstrings leave to the reader, by the name of the method. "Self" is the class itself.
-RESULTS = [
-    (r"to_string|get_(spatial_)?unit|get_key|display_name|unit", "str"),
-    (r"size|\w*count|get_bit_depth|get_id|value_count|uid|dimension_count|index_dimension", "int"),
-    (r"has\w*|is_\w+|get_is_empty|get_has_alpha|get_alpha|support|contains|intersect|exists|next", "bool"),
-    (r"(squared_)?length|__float__", "float"),
-    (r"get_shape|max_tile_size", "VectorXu64"),
-    (r"get_data_type|get_type|dtype", "DataType"),
-    (r"get_axes_interpretation", "ImageType"),
-    (r"get_(spatial_)?(origin|spacing)|get_(column|row|slice)_direction", "Vector3d"),
-    (r"get_value_range", "Vector2d"),
-    (r"get_(spatial_)?directions", "SpatialDirections"),
-    (r"__(i?add|i?sub|i?truediv|imul|neg)__|cross|transpose|inverse|clone|create_uniform|identity|uniform", "Self"),
-]
-
-SIMPLE_TYPES = {"int": "int", "float": "float", "string": "str", "boolean": "bool", "bytes-like": "Any"}
+SIMPLE_TYPES = {
+    "int": "int",
+    "float": "float",
+    "string": "str",
+    "boolean": "bool",
+    "int, float or str": "int | float | str",
+    "list of int": "Sequence[int]",
+    "bytes-like object": "ReadableBuffer",
+    "writable buffer": "WriteableBuffer",
+    "opaque pointer": "SupportsInt",
+    "numpy.ndarray": "numpy.ndarray[Any, Any]",
+}
 
 
 class Types:
@@ -74,26 +70,35 @@ class Types:
         described = described.split(", optional")[0].strip()
         if described in SIMPLE_TYPES:
             return SIMPLE_TYPES[described]
-        named = re.fullmatch(r":py:class:`(\w+)`", described)
-        name = named.group(1) if named else described
-        if name not in self._classes:
+        named = re.fullmatch(r":py:class:`(\w+)`( or int)?", described)
+        if not named or named.group(1) not in self._classes:
             return "Any"
-        if is_parameter and name == "DataType":
-            return "DataType | int"
+        name = named.group(1)
+        if named.group(2) or (is_parameter and name == "DataType"):
+            return f"{name} | int"
         return f"{name} | Sequence[Any]" if is_parameter and name.startswith("Vector") else name
 
+    def result(self, docstring: str | None) -> str:
+        """Return the annotation of what a function returns; one that returns something says so for each overload."""
+        if docstring is None:
+            return "Any"
+        found = set(re.findall(r"^:rtype: (.+)$", docstring, re.MULTILINE))
+        return self.annotation(found.pop(), False) if len(found) == 1 else "Any" if found else "None"
 
-def described_types(function: ast.FunctionDef) -> dict[str, str]:
-    """Return the types that a docstring gives to parameters, and to "return"."""
-    docstring = ast.get_docstring(function) or ""
-    found = dict(re.findall(r"^:type (\w+): (.+)$", docstring, re.MULTILINE))
-    result = re.search(r"^:rtype: (.+)$", docstring, re.MULTILINE)
-    return {**found, "return": result.group(1)} if result else found
+
+def result_of(function: ast.FunctionDef, class_name: str, types: Types) -> str:
+    if function.name == "__init__":
+        return "None"
+    # The generator writes no docstring for the division of vectors and matrices.
+    if function.name in ("__truediv__", "__itruediv__"):
+        return class_name
+    return types.result(ast.get_docstring(function))
 
 
 def method_lines(function: ast.FunctionDef, class_name: str, types: Types) -> Iterator[str]:
-    described = {} if function.args.vararg else described_types(function)
     # The docstring of overloads has the types of all of them.
+    docstring = "" if function.args.vararg else ast.get_docstring(function) or ""
+    described = dict(re.findall(r"^:type (\w+): (.+)$", docstring, re.MULTILINE))
     is_static = any(isinstance(mark, ast.Name) and mark.id == "staticmethod" for mark in function.decorator_list)
     names = [argument.arg for argument in function.args.args]
     optional = len(names) - len(function.args.defaults)
@@ -106,13 +111,7 @@ def method_lines(function: ast.FunctionDef, class_name: str, types: Types) -> It
         parameters.append(f"{name}: {types.annotation(described.get(name), True)}{default}")
     if function.args.vararg:
         parameters.append(f"*{function.args.vararg.arg}: Any")
-    result = "None" if function.name == "__init__" else types.annotation(described.get("return"), False)
-    if result == "Any":
-        result = next((known for pattern, known in RESULTS if re.fullmatch(pattern, function.name)), "Any")
-    if result == "Self":
-        result = class_name
-    elif class_name.startswith("Region") and function.name in ("get_origin", "get_size"):
-        result = class_name.replace("Region", "Vector")
+    result = result_of(function, class_name, types)
     if is_static:
         yield "    @staticmethod"
     yield f"    def {function.name}({', '.join(parameters)}) -> {result}: ..."
@@ -146,12 +145,30 @@ def class_lines(node: ast.ClassDef, types: Types, added: dict[str, set[str]]) ->
     yield ""
 
 
+def flat_results(classes: Iterable[ast.ClassDef], types: Types) -> dict[str, str]:
+    """Return what the flat functions behind the methods of classes return."""
+    return {
+        called.attr: result_of(function, node.name, types)
+        for node in classes
+        for function in node.body
+        if isinstance(function, ast.FunctionDef) and function.name != "__init__"
+        for called in ast.walk(function)
+        if isinstance(called, ast.Attribute) and isinstance(called.value, ast.Name) and called.value.id == "_zarnik"
+    }
+
+
 def main(generated: Path, sources: Path, output: Path) -> None:
     tree = ast.parse(generated.read_text())
     classes = [node for node in tree.body if isinstance(node, ast.ClassDef) and not node.name.startswith("_")]
     types = Types(node.name for node in classes)
     added = added_names(sources)
-    heading = ["from collections.abc import Sequence", "from typing import Any", ""]
+    heading = [
+        "from collections.abc import Sequence",
+        "from typing import Any, SupportsInt",
+        "import numpy",
+        "from _typeshed import ReadableBuffer, WriteableBuffer",
+        "",
+    ]
     lines = [
         "# Written by tools/stubs.py.",
         "# mypy: ignore-errors",
@@ -170,17 +187,18 @@ def main(generated: Path, sources: Path, output: Path) -> None:
         lines += class_lines(node, types, added)
     (output / "_classes.pyi").write_text("\n".join(lines))
 
-    flat = sorted(set(re.findall(r"\b_zarnik\.(\w+)", generated.read_text())))
     text = generated.read_text()
     flat = set(re.findall(r"\b_zarnik\.(\w+)", text)) - {"cvar"}
     constants = set(re.findall(r"^(\w+) = _zarnik\.\1$", text, re.MULTILINE)) - {"cvar"}
     lines = [
         "# Written by tools/stubs.py: the flat functions behind the classes of zarnik.",
-        "from typing import Any",
+        *heading,
+        f"from zarnik._classes import {', '.join(node.name for node in classes)}",
         "",
     ]
     lines += ["cvar: Any", *(f"{name}: int" for name in sorted(constants))]
-    lines += [f"def {name}(*arguments: Any) -> Any: ..." for name in sorted(flat - constants)]
+    results = flat_results(classes, types)
+    lines += [f"def {name}(*arguments: Any) -> {results.get(name, 'Any')}: ..." for name in sorted(flat - constants)]
     (output / "_zarnik.pyi").write_text("\n".join(lines) + "\n")
 
 
