@@ -8,6 +8,8 @@ from collections.abc import Callable
 
 import pytest
 
+from zarnik import _classes
+
 
 def fails(kind: type[BaseException], text: str, function: Callable[..., object], *arguments: object) -> None:
     """A call raises exactly this class with exactly this text."""
@@ -29,6 +31,12 @@ def null_reference(function: Callable[..., object], position: int, type_name: st
     fails(ValueError, text, function, *arguments)
 
 
+def refused(text: str, function: Callable[..., object], *arguments: object) -> None:
+    """The library refuses a call, with a text that matches."""
+    with pytest.raises(_classes.Error, match=text):
+        function(*arguments)
+
+
 def no_overload(name: str, *prototypes: str) -> str:
     """The text of a call that fits none of the overloads."""
     lines = ["  Possible C/C++ prototypes are:", *(f"    {prototype}" for prototype in prototypes), ""]
@@ -39,3 +47,9 @@ def run_python(program: str, *arguments: str) -> subprocess.CompletedProcess[str
     """Runs a program in a new interpreter that finds the same modules as this one."""
     start = f"import sys; sys.path[:] = {sys.path!r}; sys.argv[1:] = {arguments!r}\n"
     return subprocess.run([sys.executable, "-c", start + program], capture_output=True, text=True, check=False)
+
+
+def prints(text: str, program: str) -> None:
+    """A program prints this in a new interpreter, nothing to standard error, and ends well."""
+    run = run_python(program)
+    assert (run.returncode, run.stdout, run.stderr) == (0, text, "")

@@ -5,19 +5,28 @@ from __future__ import annotations
 ELEMENTS = ["u8", "i8", "u16", "i16", "u32", "i32", "u64", "i64", "f", "d"]
 OPERATORS = ["__mul__", "__or__", "__and__", "__xor__", "__lshift__"]
 
+# The methods of a class in the order of their registration; "new" stands where it is not behind all others.
 VECTOR = (
-    "create_uniform size at set_at squared_length length normalize __eq__ __ne__ to_string __neg__ __iadd__ __isub__ "
-    "__add__ __sub__ dot cross __imul__ __itruediv__ __mul__ __truediv__ __lt__ __le__ __gt__ __ge__"
+    "create_uniform new size at set_at squared_length length normalize __eq__ __ne__ to_string __neg__ __iadd__ "
+    "__isub__ __add__ __sub__ dot cross __imul__ __itruediv__ __mul__ __truediv__ __lt__ __le__ __gt__ __ge__"
+)
+RUN_TIME_VECTOR = (
+    "create_uniform new size at set_at __eq__ __ne__ squared_length length normalize to_string __neg__ __iadd__ "
+    "__isub__ __add__ __sub__ dot cross __imul__ __itruediv__ __mul__ __truediv__ __lt__ __le__ __gt__ __ge__"
 )
 MATRIX = (
-    "identity uniform __eq__ __ne__ at __call__ set_at transpose_in_place transpose inverse to_string __neg__ __iadd__ "
-    "__isub__ __add__ __sub__ __imul__ __itruediv__ __mul__ __truediv__"
+    "identity uniform new __eq__ __ne__ at __call__ set_at transpose_in_place transpose inverse to_string __neg__ "
+    "__iadd__ __isub__ __add__ __sub__ __imul__ __itruediv__ __mul__ __truediv__"
 )
 REGION = (
     "get_dimension_count get_origin get_size get_element_count get_min get_max get_is_empty contains intersect "
     "intersection extract_slice_from_axis __eq__ to_string"
 )
-ARRAY = "dimension_count shape indexer at set_at reshape to_string __eq__ __ne__ _to_numpy from_numpy"
+RUN_TIME_REGION = (
+    "from_index new create_full_region get_dimension_count get_origin get_size get_min get_max get_element_count "
+    "get_is_empty contains intersect intersection extract_slice_from_axis __eq__ __ne__ to_string"
+)
+ARRAY = "new dimension_count shape indexer at set_at reshape to_string __eq__ __ne__ _to_numpy from_numpy"
 FLAG_SET = "value has add remove __eq__ __ne__ __ior__ __iand__ __ixor__ __or__ __and__ __xor__"
 ITERATOR = "next value __eq__ __ne__ __ref__ __deref__"
 
@@ -31,22 +40,23 @@ CONCRETE = {
     "InvalidArgument": "",
     "NotImplemented": "",
     "DataType": (
-        "extract_scalar_type standard_range is_numeric is_scalar is_vector is_convertible_to get_id get_bit_depth "
+        "new extract_scalar_type standard_range is_numeric is_scalar is_vector is_convertible_to get_id get_bit_depth "
         "get_element_count _get_primitive_type _get_interpretation bit_count byte_count to_string __eq__ __ne__"
     ),
-    "ImageType": ("has add remove dimension_count _dimension index_dimension __or__ __eq__ __ne__ to_string value"),
-    "ImageTypeId": "",
-    **{f"Vector{size}{element}": VECTOR for size in "234X" for element in ELEMENTS},
+    **{f"Vector{size}{element}": VECTOR for size in "234" for element in ELEMENTS},
+    **{f"VectorX{element}": RUN_TIME_VECTOR for element in ELEMENTS},
     **{f"Matrix{size}{element}": MATRIX for size in "34" for element in "fd"},
     "TransformMatrix3Factory": "translation rotation scaling",
     "TransformMatrix4Factory": "translation rotation_euler rotation_on_axis scaling",
     **{f"Region{size}u64": REGION for size in "234"},
-    "RegionXu64": f"{REGION} from_index create_full_region __ne__",
+    "RegionXu64": RUN_TIME_REGION,
     **{f"ArrayX{element}": ARRAY for element in ELEMENTS},
     "Indexer": (
-        "dimension_count dtype shape stride byte_stride layout element_count byte_count offset byte_offset "
+        "new dimension_count dtype shape stride byte_stride layout element_count byte_count offset byte_offset "
         "is_continuous __eq__ __ne__"
     ),
+    "ImageType": "new has add remove dimension_count _dimension index_dimension __or__ __eq__ __ne__ to_string value",
+    "ImageTypeId": "",
     "MetadataNode": (
         "clone get_key get_value get_child_count has_child child add_child remove_child __begin __end to_string"
     ),
@@ -164,11 +174,11 @@ def functions_of(name: str) -> list[str]:
     """The functions of one class."""
     if name == "Serialization":
         return [*serialization(), f"delete_{name}", f"{name}_swigregister"]
-    methods = ITERATOR_SUPPORT if name == "SwigPyIterator" else CONCRETE.get(name, ABSTRACT.get(name, ""))
-    functions = [f"{name}_{method}" for method in methods.split()] + [f"delete_{name}", f"{name}_swigregister"]
-    if name in CONCRETE:
-        functions += [f"new_{name}", f"{name}_swiginit"]
-    return functions
+    methods = (ITERATOR_SUPPORT if name == "SwigPyIterator" else CONCRETE.get(name, ABSTRACT.get(name, ""))).split()
+    if name in CONCRETE and "new" not in methods:
+        methods.append("new")
+    functions = [f"new_{name}" if method == "new" else f"{name}_{method}" for method in methods]
+    return [*functions, f"delete_{name}", f"{name}_swigregister", *[f"{name}_swiginit"] * (name in CONCRETE)]
 
 
 def all_functions() -> list[str]:

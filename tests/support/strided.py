@@ -12,9 +12,9 @@ DEFAULT_AXES = {1: "X", 2: "YX", 3: "ZYX", 4: "TZYX", 5: "TZYXC"}
 
 
 @st.composite
-def strided_arrays(draw: Any, max_ndim: int = 5, max_side: int = 4) -> numpy.ndarray[Any, Any]:
+def strided_arrays(draw: Any, max_side: int = 4, unaligned: bool = False) -> numpy.ndarray[Any, Any]:
     """Draw a writeable array with distinct elements, except where an axis is broadcast."""
-    ndim = draw(st.integers(1, max_ndim))
+    ndim = draw(st.integers(1, 5))
     dtype = draw(st.sampled_from(SHARED_DTYPES))
     shape = tuple(draw(st.lists(st.integers(0, max_side), min_size=ndim, max_size=ndim)))
     steps = draw(st.lists(st.sampled_from([1, 1, 2, -1, -2, 0]), min_size=ndim, max_size=ndim))
@@ -22,6 +22,10 @@ def strided_arrays(draw: Any, max_ndim: int = 5, max_side: int = 4) -> numpy.nda
     order = draw(st.sampled_from("CF"))
     count = int(numpy.prod(base_shape))
     base = (numpy.arange(count) * 7 % 251).astype(dtype).reshape(base_shape, order=order)
+    if unaligned and draw(st.booleans()):  # each element one byte further on
+        record = numpy.zeros(base_shape, numpy.dtype([("pad", "u1"), ("value", dtype)]))
+        record["value"] = base
+        base = record["value"]
     array = base[tuple(slice(None, None, step or 1) for step in steps)]
     array = array[tuple(slice(0, 1 if step == 0 else size) for size, step in zip(shape, steps))]
     strides = tuple(0 if step == 0 else stride for step, stride in zip(steps, array.strides))

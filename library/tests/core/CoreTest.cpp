@@ -1,7 +1,5 @@
 #include "zarnik/core/Error.h"
-#include "zarnik/core/Logger.h"
 #include "zarnik/core/UidGenerator.h"
-#include "zarnik/core/Versioning.h"
 
 #include <gtest/gtest.h>
 #include <thread>
@@ -28,21 +26,6 @@ TEST(UidGenerator, GivesDistinctDefinedValuesFromManyThreads) {
     all.insert(uids.begin(), uids.end());
   EXPECT_EQ(all.size(), drawn.size() * perThread);
   EXPECT_FALSE(all.contains(UidGenerator::UNDEFINED_UID));
-}
-
-TEST(Versioning, ComparesMajorAndMinor) {
-  auto const loaded = Versioning::version();
-  EXPECT_TRUE(Versioning::checkCompatibility());
-  EXPECT_TRUE(Versioning::checkCompatibility({loaded.major, loaded.minor - 1, 99}));
-  EXPECT_FALSE(Versioning::checkCompatibility({loaded.major, loaded.minor + 1, 0}));
-  EXPECT_FALSE(Versioning::checkCompatibility({loaded.major + 1, 0, 0}));
-}
-
-TEST(Logger, KeepsTheFirstLevelAndClampsStrangeOnes) {
-  Logger::init(static_cast<LogLevel>(99));
-  EXPECT_EQ(Logger::logLevel(), LogLevel::LOG_TRACE);
-  Logger::init(LogLevel::LOG_OFF);
-  EXPECT_EQ(Logger::logLevel(), LogLevel::LOG_TRACE);
 }
 
 TEST(Error, KeepsMessageAndKindThroughCopies) {

@@ -71,40 +71,10 @@ TEST(Indexer, AgreesWithWalkingAllElements) {
   }
 }
 
-TEST(Indexer, LayoutsAreDense) {
-  VectorXu64 const shape{4, 3, 2};
-  Indexer const fortran(shape, U16);
-  EXPECT_EQ(fortran.byteStride(), (VectorXu64{2, 8, 24}));
-  EXPECT_EQ(fortran.stride(), (VectorXu64{1, 4, 12}));
-  EXPECT_EQ(fortran.layout(), (VectorXu64{0, 1, 2}));
-  EXPECT_EQ(fortran, Indexer(shape, U16, MemoryLayout::FORTRAN));
-  EXPECT_EQ(fortran, Indexer(shape, U16, MemoryLayout::UNKNOWN));
-  Indexer const c(shape, U16, MemoryLayout::C);
-  EXPECT_EQ(c.byteStride(), (VectorXu64{12, 4, 2}));
-  EXPECT_EQ(c.layout(), (VectorXu64{2, 1, 0}));
-  EXPECT_NE(c, fortran);
-  EXPECT_EQ(c, Indexer(shape, U16, c.byteStride()));
-  EXPECT_EQ(c, Indexer(shape, U16, c.byteStride(), c.layout()));
-  EXPECT_TRUE(c.isContinuous());
-  EXPECT_EQ(c.shape(1) * 100 + c.stride(1) * 10 + c.layout(0), 322u);
-}
-
-TEST(Indexer, RefusesWhatIsOutside) {
-  Indexer const indexer({4, 3}, U16);
-  EXPECT_THAT(
-      [&] {
-        indexer.byteOffset({4, 0});
-      },
-      testing::ThrowsMessage<InvalidArgument>("index (4, 0) is outside of shape (4, 3)"));
-  EXPECT_THROW(indexer.byteOffset({1}), InvalidArgument);
-  EXPECT_THROW(indexer.shape(2), InvalidArgument);
+TEST(Indexer, WithoutAShapeHasNoElement) {
   EXPECT_THROW(Indexer().byteOffset({}), InvalidArgument);
   EXPECT_EQ(Indexer({}, U16).byteOffset({}), 0u);
-  EXPECT_EQ(Indexer().elementCount(), 0u);
-  EXPECT_THROW(Indexer({4, 3}, U16, VectorXu64{2}), InvalidArgument);
-  EXPECT_THROW(Indexer({4, 3}, U16, {2, 8}, {0, 0}), InvalidArgument);
-  EXPECT_THROW(Indexer({4, 3}, U16, {2, 8}, {0, 2}), InvalidArgument);
-  EXPECT_THROW(Indexer({4, 3}, U16, static_cast<MemoryLayout>(3)), InvalidArgument);
+  EXPECT_EQ(Indexer({4, 3}, U16, MemoryLayout::UNKNOWN), Indexer({4, 3}, U16, MemoryLayout::FORTRAN));
 }
 
 TEST(Indexer, SizesPast63BitsAreRefused) {

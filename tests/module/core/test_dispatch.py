@@ -26,52 +26,28 @@ def test_number_of_arguments(function, count, text):
 
 
 def test_number_of_arguments_of_functions_without_or_with_one():
-    for name in ("Logger_log_level", "new_VersionInfo", "UidGenerator_generate", "new_Logger"):
+    for name in ("Logger_log_level", "new_VersionInfo"):
         fails(TypeError, f"_zarnik.{name}() takes no arguments (1 given)", getattr(_zarnik, name), 1)
-    for name in ("Logger_init", "VersionInfo_major_get", "delete_VersionInfo", "NumpyInterop_to_numpy_array"):
+    for name in ("Logger_init", "delete_VersionInfo"):
         fails(TypeError, f"_zarnik.{name}() takes exactly one argument (2 given)", getattr(_zarnik, name), 1, 2)
 
 
-@pytest.mark.parametrize("count", [(), (1, 2)])
-def test_registration_takes_one_class(count):
-    with pytest.raises(TypeError, match="takes exactly one argument"):
-        _zarnik.Logger_swigregister(*count)
+def test_registration_takes_one_class():
     for arguments in ((), (1, 2)):
+        with pytest.raises(TypeError, match="takes exactly one argument"):
+            _zarnik.Logger_swigregister(*arguments)
         text = f"swigregister expected 1 arguments, got {len(arguments)}"
         fails(TypeError, text, _zarnik.Logger_swigregister, arguments)
 
 
+V3 = "zarnik::Vector< uint16_t,3 >"
+MULTIPLY = [f"{V3}::operator *=({V3}{rest})" for rest in ("::ValueType", " const &")]
+CHECK = [f"zarnik::Versioning::checkCompatibility({argument})" for argument in ("zarnik::VersionInfo const &", "")]
+
+
 @pytest.mark.parametrize(
     "name, most, prototypes",
-    [
-        (
-            "Versioning_check_compatibility",
-            1,
-            [
-                "zarnik::Versioning::checkCompatibility(zarnik::VersionInfo const &)",
-                "zarnik::Versioning::checkCompatibility()",
-            ],
-        ),
-        (
-            "new_DataType",
-            4,
-            [
-                "zarnik::DataType::DataType()",
-                "zarnik::DataType::DataType(uint64_t)",
-                "zarnik::DataType::DataType(zarnik::DataTypeId)",
-                "zarnik::DataType::DataType(zarnik::PrimitiveTypeId,size_t,size_t,zarnik::DataTypeInterpretation)",
-                "zarnik::DataType::DataType(zarnik::PrimitiveTypeId,size_t,size_t)",
-            ],
-        ),
-        (
-            "Vector3u16___imul__",
-            2,
-            [
-                "zarnik::Vector< uint16_t,3 >::operator *=(zarnik::Vector< uint16_t,3 >::ValueType)",
-                "zarnik::Vector< uint16_t,3 >::operator *=(zarnik::Vector< uint16_t,3 > const &)",
-            ],
-        ),
-    ],
+    [("Versioning_check_compatibility", 1, CHECK), ("Vector3u16___imul__", 2, MULTIPLY)],
 )
 def test_too_many_arguments_for_every_overload(name, most, prototypes):
     """The error of the count is pending when no overload is found, and is told first."""
@@ -90,8 +66,8 @@ def test_a_call_is_refused_for_the_first_of_its_bad_arguments():
 
 
 def test_self_of_a_method_that_changes_nothing_is_const_in_messages():
-    bad_argument(TypeError, _zarnik.Vector3u16_dot, 1, "zarnik::Vector< uint16_t,3 > const *", 3, [1, 2, 3])
-    bad_argument(TypeError, _zarnik.Vector3u16_normalize, 1, "zarnik::Vector< uint16_t,3 > *", 3)
+    bad_argument(TypeError, _zarnik.Vector3u16_dot, 1, f"{V3} const *", 3, [1, 2, 3])
+    bad_argument(TypeError, _zarnik.Vector3u16_normalize, 1, f"{V3} *", 3)
 
 
 def test_the_copying_overload_comes_before_the_others():
@@ -105,37 +81,10 @@ def test_the_copying_overload_comes_before_the_others():
 
 def test_a_value_out_of_range_fits_no_overload():
     vector = _classes.Vector3u16([1, 2, 3])
-    text = no_overload(
-        "Vector3u16___imul__",
-        "zarnik::Vector< uint16_t,3 >::operator *=(zarnik::Vector< uint16_t,3 >::ValueType)",
-        "zarnik::Vector< uint16_t,3 >::operator *=(zarnik::Vector< uint16_t,3 > const &)",
-    )
+    text = no_overload("Vector3u16___imul__", *MULTIPLY)
     for factor in (65536, -1, 2**40, 1.5):
         assert _zarnik.Vector3u16___mul__(vector, factor) is NotImplemented
         fails(TypeError, text, _zarnik.Vector3u16___imul__, _classes.Vector3u16(), factor)
-
-
-OPERATORS = ["__add__", "__sub__", "__eq__", "__ne__", "__lt__", "__le__", "__gt__", "__ge__", "__mul__", "__truediv__"]
-
-
-@pytest.mark.parametrize("name", OPERATORS)
-def test_operators_leave_what_they_do_not_know_to_the_other_operand(name):
-    operator = getattr(_zarnik, f"Vector3u16_{name}")
-    vector = _classes.Vector3u16([1, 2, 3])
-    for operand in ("abc", [1, "a", 3], "", [1, 2, 3.5]):
-        assert operator(vector, operand) is NotImplemented
-    for first, second in ((5, vector), ("a", "b"), (_classes.Vector2u16(), vector)):
-        assert operator(first, second) is NotImplemented
-    null_reference(operator, 1, "zarnik::Vector< uint16_t,3 > const *", None, vector)
-    assert operator() is operator(vector) is operator(vector, vector, vector) is NotImplemented
-
-
-@pytest.mark.parametrize("name", OPERATORS[:8])
-def test_operators_refuse_sequences_of_another_size_by_value(name):
-    operator = getattr(_zarnik, f"Vector3u16_{name}")
-    vector = _classes.Vector3u16([1, 2, 3])
-    fails(ValueError, "input sequence has invalid length", operator, vector, [1, 2])
-    fails(ValueError, "input must be a sequence", operator, vector, 5)
 
 
 class Reflecting:

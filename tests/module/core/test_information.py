@@ -1,7 +1,7 @@
 """Version, logging, identifiers and errors."""
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, null_reference, run_python
+from support.expect import bad_argument, fails, no_overload, null_reference, prints
 from zarnik import _classes
 
 
@@ -14,21 +14,14 @@ def test_logger_is_initialised_once_by_whatever_comes_first():
         ("Logger_init(99)", 6),
         ("Logger_init(-99)", 0),
     ):
-        run = run_python(f"from _zarnik import *\n{calls}\nprint(Logger_log_level())")
-        assert (run.stdout, run.stderr) == (f"{level}\n", "")
+        prints(f"{level}\n", f"from _zarnik import *\n{calls}\nprint(Logger_log_level())")
 
 
 def test_level_of_the_logger():
-    for value, kind in (("a", TypeError), (1.0, TypeError), (None, TypeError), (2**40, OverflowError)):
-        bad_argument(kind, _zarnik.Logger_init, 1, "zarnik::LogLevel", value)
-    bad_argument(OverflowError, _zarnik.Logger_init, 1, "zarnik::LogLevel", 2**31)
-    bad_argument(OverflowError, _zarnik.Logger_init, 1, "zarnik::LogLevel", -(2**31) - 1)
-
-
-def version(major, minor, patch):
-    record = _classes.VersionInfo()
-    record.major, record.minor, record.patch = major, minor, patch
-    return record
+    for value in ("a", 1.0, None):
+        bad_argument(TypeError, _zarnik.Logger_init, 1, "zarnik::LogLevel", value)
+    for value in (2**40, 2**31, -(2**31) - 1):
+        bad_argument(OverflowError, _zarnik.Logger_init, 1, "zarnik::LogLevel", value)
 
 
 def test_versions_agree():
@@ -50,7 +43,9 @@ def test_compatibility_is_of_the_major_and_at_least_the_minor_version():
         ((2, 0, 0), False),
         ((0, 11, 0), False),
     ):
-        assert check(version(*wanted)) is compatible
+        record = _classes.VersionInfo()
+        record.major, record.minor, record.patch = wanted
+        assert check(record) is compatible
 
 
 def test_compatibility_of_what_is_no_version():

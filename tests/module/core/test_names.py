@@ -50,6 +50,12 @@ def test_every_function_is_of_the_interface():
     assert set(all_functions()) - names == to_come
 
 
+def test_functions_of_the_value_classes_come_in_order():
+    families = ("DataType", "Vector", "Matrix", "TransformMatrix", "Region", "ArrayX", "Indexer", "ImageType")
+    expected = [entry for name in class_names() if name.startswith(families) for entry in functions_of(name)]
+    assert [name for name in exported() if name in set(expected)] == expected
+
+
 def test_every_function_has_a_documentation_but_operators_and_registration():
     registration = ("_swigregister", "_swiginit")
     missing = [

@@ -2,7 +2,7 @@
 
 import _typetable
 import _zarnik
-from support.expect import bad_argument, run_python
+from support.expect import bad_argument, prints
 from support.shared_types import CountingView
 from zarnik import _classes
 
@@ -18,10 +18,11 @@ def test_another_module_takes_an_object_and_hands_one_back():
 
 
 def test_the_table_is_where_every_module_looks_for_it():
-    run = run_python(
+    prints(
+        "11\n",
         """
-import sys
 import _typetable, _zarnik
+import sys
 assert "swig_runtime_data4" in sys.modules
 table = sys.modules["swig_runtime_data4"].type_pointer_capsule
 assert type(table).__name__ == "PyCapsule"
@@ -29,14 +30,14 @@ assert '"swig_runtime_data4.type_pointer_capsule"' in repr(table)
 copy = _typetable.copyVersion(_zarnik.cvar.ZARNIK_VERSION)
 print(_zarnik.VersionInfo_minor_get(copy))
 _zarnik.delete_VersionInfo(copy)
-"""
+""",
     )
-    assert (run.stdout, run.stderr) == ("11\n", "")
 
 
 def test_the_order_of_imports_does_not_matter():
     for order in ("_typetable, _zarnik", "_zarnik, _typetable"):
-        run = run_python(
+        prints(
+            "2 (3, 3)\n",
             f"import {order}\n"
             "shape = _zarnik.VectorXu64_create_uniform(2, 3)\n"
             "view = _typetable.new_CountingView(shape, _zarnik.DataTypeId_UINT8, 0, 11)\n"
@@ -44,15 +45,13 @@ def test_the_order_of_imports_does_not_matter():
             "print(_zarnik.VectorXu64_size(got), _zarnik.NumpyInterop_to_numpy_array(view).shape)\n"
             "[_zarnik.delete_VectorXu64(vector) for vector in (shape, got)]\n"
             "_typetable.delete_CountingView(view)\n"
-            "view.disown()\n"
+            "view.disown()\n",
         )
-        assert (run.stdout, run.stderr) == ("2 (3, 3)\n", "")
 
 
 def test_each_module_comes_down_cleanly():
     for modules in ("_typetable", "_zarnik", "_typetable, _zarnik", "zarnik"):
-        run = run_python(f"import {modules}")
-        assert (run.returncode, run.stdout, run.stderr) == (0, "", "")
+        prints("", f"import {modules}")
 
 
 def test_classes_derived_elsewhere_are_taken_for_their_base():

@@ -1,6 +1,5 @@
 """Image views over the memory of NumPy arrays."""
 
-import itertools
 import sys
 import weakref
 
@@ -9,7 +8,7 @@ import pytest
 
 import _typetable
 import _zarnik
-from support.expect import bad_argument, fails, null_reference
+from support.expect import bad_argument, fails, null_reference, refused
 from zarnik import _classes
 
 COLUMN, ROW, SLICE, CHANNEL, SEQUENCE = range(5)
@@ -67,14 +66,6 @@ def test_axes_in_numpy_order(name):
         assert _zarnik.ImageView_get_dimension_count(view) == len(dimensions)
 
 
-@pytest.mark.parametrize("order", list(itertools.permutations([COLUMN, ROW, SLICE, SEQUENCE])))
-def test_axes_in_any_order(order):
-    array = numpy.zeros([dimension + 2 for dimension in order], numpy.int16)
-    view = from_ordered(array, order)
-    assert shape(view) == [2, 3, 4, 6]
-    assert byte_strides(view) == [array.strides[order.index(d)] for d in (COLUMN, ROW, SLICE, SEQUENCE)]
-
-
 def test_layout_follows_the_flags_of_the_base():
     """Fastest first for row-major memory, else as the axes of the array come; a base array's flags decide."""
     rows = numpy.zeros((6, 4, 12), numpy.uint8)
@@ -120,9 +111,8 @@ def test_data_types(code):
 
 def test_ten_data_types_and_no_foreign_byte_order():
     assert len(type_numbers()) == 10
-    for code in ("i2", "u4", "f8"):
-        swapped = numpy.zeros((2, 3), numpy.dtype(code).newbyteorder())
-        fails(_classes.Error, "Unsupported numpy data type", from_array, swapped, "IMAGE")
+    swapped = numpy.zeros((2, 3), numpy.dtype("i2").newbyteorder())
+    fails(_classes.Error, "Unsupported numpy data type", from_array, swapped, "IMAGE")
 
 
 @pytest.mark.parametrize("array", [numpy.zeros((2, 3)), numpy.zeros((2, 3), bool)])
@@ -158,8 +148,7 @@ def test_arguments_with_an_order():
     bad_argument(OverflowError, function, 4, "zarnik::ImageInterpretation", array, [1, 0], -(2**40), False)
     bad_argument(TypeError, function, 5, "bool", array, [1, 0], 0, None)
     for wrong in ([0, 5], [0, -1], [0, 2**31 - 1]):
-        with pytest.raises(_classes.Error):
-            function(array, wrong, 0, False)
+        refused("is unknown", function, array, wrong, 0, False)
     assert shape(function(array, (ROW, True - 1), 0, False)) == [3, 2]
 
 
@@ -173,8 +162,7 @@ def test_properties():
     capabilities = _zarnik.ImageView_get_capabilities(view)
     flags = [getattr(_zarnik, f"ImageCapability_{name}") for name in ("READ", "WRITE", "RESHAPE", "MEMORY_ACCESS")]
     assert [_zarnik.ImageCapabilitySet_has(capabilities, flag) for flag in flags] == [True, True, False, True]
-    with pytest.raises(_classes.Error):
-        _zarnik.ImageView_reshape(view, [1, 2, 3], _zarnik.DataTypeId_UINT8)
+    refused("RESHAPE", _zarnik.ImageView_reshape, view, [1, 2, 3], _zarnik.DataTypeId_UINT8)
     assert _typetable.bufferSize(view) == array.nbytes
     assert _typetable.bufferAddress(view) == array.ctypes.data
 
@@ -182,9 +170,6 @@ def test_properties():
 def test_size_of_the_buffer_is_of_the_elements_not_of_the_memory_that_they_span():
     array = numpy.zeros((10, 10), numpy.float64)[::3, ::2]
     assert _typetable.bufferSize(from_array(array, "IMAGE")) == array.size * 8
-    address = numpy.arange(10, dtype=numpy.uint16)[::-1]
-    view = from_ordered(address, [COLUMN])
-    assert _typetable.bufferAddress(view) == address.ctypes.data
 
 
 class Kept(numpy.ndarray):
@@ -206,15 +191,13 @@ def test_the_view_keeps_the_array_and_nothing_more():
     assert gone() is None
 
 
-@pytest.mark.parametrize("attempt", [("IMAGE", float), ("VOLUME", bool)])
-def test_a_refused_array_is_released(attempt):
-    axes, dtype = attempt
-    array = numpy.zeros((2, 3, 4), dtype)
-    before = sys.getrefcount(array)
-    for _ in range(10):
-        with pytest.raises(_classes.Error):
-            from_array(array, axes)
-    assert sys.getrefcount(array) == before
+def test_a_refused_array_is_released():
+    for axes, dtype in (("IMAGE", float), ("VOLUME", bool)):
+        array = numpy.zeros((2, 3, 4), dtype)
+        before = sys.getrefcount(array)
+        for _ in range(10):
+            refused("compatible|Unsupported", from_array, array, axes)
+        assert sys.getrefcount(array) == before
 
 
 def test_properties_and_metadata_are_copies():
@@ -234,8 +217,6 @@ def test_properties_and_metadata_are_copies():
     _zarnik.ImageView_set_spatial_spacing(other, [4, 5, 6])
     assert items(_zarnik.ImageView_get_spatial_spacing(view)) == [1, 2, 3]
     flat = from_array(numpy.zeros((2, 3), numpy.uint8), "IMAGE", GRAYSCALE)
-    with pytest.raises(_classes.Error, match="3"):
-        _zarnik.ImageView_set_properties(view, _zarnik.ImageView___get_properties(flat))
-    with pytest.raises(_classes.Error):
-        _zarnik.ImageView_set_axes_interpretation(view, _zarnik.cvar.ImageTypeId_VOLUME_SEQUENCE)
+    refused("3", _zarnik.ImageView_set_properties, view, _zarnik.ImageView___get_properties(flat))
+    refused("3", _zarnik.ImageView_set_axes_interpretation, view, _zarnik.cvar.ImageTypeId_VOLUME_SEQUENCE)
     assert _zarnik.ImageType_dimension_count(_zarnik.ImageView_get_axes_interpretation(view)) == 3

@@ -1,12 +1,11 @@
 """Indexers, against the strides and addresses of NumPy's arrays."""
 
 import numpy
-import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
 import _zarnik
-from support.expect import fails, no_overload
+from support.expect import fails, no_overload, refused
 from support.values import components, vector
 from zarnik import _classes
 
@@ -87,39 +86,27 @@ def test_construction():
     assert whole("shape", layout) == [4, 3], "a copy is handed out"
 
 
-@pytest.mark.parametrize(
-    "text, arguments",
-    [
-        ("byte strides given for 1 dimensions, the shape has 2", ([4, 3], 0x10110, [2])),
-        ("layout given for 3 dimensions, the shape has 2", ([4, 3], 0x10110, [2, 8], [0, 1, 2])),
-        ("layout (0, 0) is no order of 2 dimensions", ([4, 3], 0x10110, [2, 8], [0, 0])),
-        ("memory layout 7 is unknown, allowed are 0 (UNKNOWN), 1 (C) and 2 (FORTRAN)", ([4], 0x10110, 7)),
-        ("bytes of the shape do not fit 64 bits: 4294967296 * 8589934592", ([2**30, 2**31 - 1, 2**30], 0x10120)),
-    ],
-)
-def test_layouts_that_cannot_be(text, arguments):
-    with pytest.raises(_classes.Error) as caught:
-        _zarnik.new_Indexer(*arguments)
-    if "64 bits" not in text:
-        assert str(caught.value) == text
-    else:
-        assert "do not fit 64 bits" in str(caught.value)
+def test_layouts_that_cannot_be():
+    u16 = _zarnik.DataTypeId_UINT16
+    for text, *arguments in (
+        ("^byte strides given for 1 dimensions, the shape has 2$", [4, 3], u16, [2]),
+        ("^layout given for 3 dimensions, the shape has 2$", [4, 3], u16, [2, 8], [0, 1, 2]),
+        (r"^layout \(0, 0\) is no order of 2 dimensions$", [4, 3], u16, [2, 8], [0, 0]),
+        (r"^layout \(0, 2\) is no order of 2 dimensions$", [4, 3], u16, [2, 8], [0, 2]),
+        (r"^memory layout 7 is unknown, allowed are 0 \(UNKNOWN\), 1 \(C\) and 2 \(FORTRAN\)$", [4], u16, 7),
+        ("do not fit 64 bits", [2**30, 2**31 - 1, 2**30], u16),
+    ):
+        refused(text, _zarnik.new_Indexer, *arguments)
 
 
 def test_positions_that_are_not_there():
     indexer = _zarnik.new_Indexer([4, 3], _zarnik.DataTypeId_UINT16)
-    for method in ("offset", "byte_offset"):
-        for index, text in (
-            ([4, 0], "index (4, 0) is outside of shape (4, 3)"),
-            ([0], "dimensions of index and shape differ in number: 1 and 2"),
-        ):
-            with pytest.raises(_classes.Error) as caught:
-                getattr(_zarnik, f"Indexer_{method}")(indexer, index)
-            assert str(caught.value) == text
+    for function in (_zarnik.Indexer_offset, _zarnik.Indexer_byte_offset):
+        refused(r"^index \(4, 0\) is outside of shape \(4, 3\)$", function, indexer, [4, 0])
+        refused("^dimensions of index and shape differ in number: 1 and 2$", function, indexer, [0])
     for method in ("shape", "stride", "byte_stride", "layout"):
         function = getattr(_zarnik, f"Indexer_{method}")
-        with pytest.raises(_classes.Error, match="index 2 is out of range, allowed are 0 to 1"):
-            function(indexer, 2)
+        refused("index 2 is out of range, allowed are 0 to 1", function, indexer, 2)
         name = "byteStride" if method == "byte_stride" else method
         prototypes = (f"zarnik::Indexer::{name}() const", f"zarnik::Indexer::{name}(size_t) const")
         fails(TypeError, no_overload(f"Indexer_{method}", *prototypes), function, indexer, "a")
@@ -139,17 +126,3 @@ def test_messages():
     text = no_overload("new_Indexer", *(f"zarnik::Indexer::Indexer({argument})" for argument in arguments))
     for wrong in ((5,), (None,), ([1], "a"), ([1], 1, "a")):
         fails(TypeError, text, _zarnik.new_Indexer, *wrong)
-    deprecated = "Deprecated: Deprecated in 1.8, will be dropped in 2.0, you should use the\nbyteStride method instead."
-    assert _zarnik.Indexer_stride.__doc__.count(deprecated) == 2
-    assert ":raises: InvalidArgument If the index is invalid." in _zarnik.Indexer_byte_offset.__doc__
-    quoted = {
-        "dimension_count": "The number of dimensions managed by this indexer.",
-        "shape": "Return the current size for given dimension.",
-        "byte_stride": "the stride in bytes of this Indexer.",
-        "layout": "Return the dimension index of the nth one in order.",
-        "element_count": "Returns the number of elements managed by this Indexer.",
-        "byte_offset": "Computes the offset in bytes to the given index.",
-        "is_continuous": "Elements are considered contiguous if they follow each other without any padding.",
-    }
-    for method, line in quoted.items():
-        assert line in getattr(_zarnik, f"Indexer_{method}").__doc__

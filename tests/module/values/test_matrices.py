@@ -1,12 +1,13 @@
 """Matrices and transforms, against numpy.linalg and rotations composed by hand."""
 
 import itertools
+import math
 
 import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, null_reference
+from support.expect import bad_argument, fails, null_reference, refused
 from support.values import components, vector
 from zarnik import _classes
 
@@ -84,8 +85,7 @@ def test_construction_comparison_and_access(name):
     assert numpy.array_equal(numpy.array(eval(text)), array(name, matrix))
     for position in ((size, 0), (0, size), (2**64 - 1, 0)):
         for arguments in (("at", matrix, *position), ("__call__", matrix, *position), ("set_at", matrix, *position, 1)):
-            with pytest.raises(_classes.Error, match=r"index [0-9]+ is out of range, allowed are 0 to"):
-                call(name, *arguments)
+            refused(r"index [0-9]+ is out of range, allowed are 0 to", call, name, *arguments)
     bad_argument(TypeError, getattr(_zarnik, f"{name}_set_at"), 4, element, matrix, 0, 0, "1")
     for operand in ("x", None, 1j, [1] * 20 + ["a"], ["a"] * size):
         if isinstance(operand, list) and len(operand) > size:
@@ -116,8 +116,6 @@ def test_singular_matrices(name):
     size = MATRICES[name][0]
     for rows in (numpy.ones((size, size)), numpy.zeros((size, size)), numpy.diag([1.0] * (size - 1) + [0.0])):
         assert not numpy.isfinite(array(name, call(name, "inverse", make(name, rows)))).all()
-    warning = "Warning: Calling this method on a non-invertable matrix will cause\nundefined behaviour."
-    assert warning in getattr(_zarnik, f"{name}_inverse").__doc__
 
 
 def turn(axis, angle):
@@ -146,11 +144,8 @@ def test_euler_conventions():
         inverse = euler([-angle for angle in angles[::-1]], convention[::-1])
         assert numpy.allclose(inverse @ euler(angles, convention), numpy.eye(4))
     for convention in ("ZyX", "zYX", "", "xy", "xyzx", "xyw", "\xe4yz"):
-        with pytest.raises(_classes.Error, match=r"Euler convention .* is invalid"):
-            euler(angles, convention)
-    function = _zarnik.TransformMatrix4Factory_rotation_euler
-    bad_argument(TypeError, function, 2, "std::string const &", angles, 5)
-    assert ":raises: InvalidArgument If the convention is invalid." in function.__doc__
+        refused(r"Euler convention .* is invalid", euler, angles, convention)
+    bad_argument(TypeError, _zarnik.TransformMatrix4Factory_rotation_euler, 2, "std::string const &", angles, 5)
 
 
 def test_transforms():
@@ -173,7 +168,7 @@ def test_transforms():
     assert numpy.allclose(rotation @ direction, direction)
     assert numpy.allclose(rotation @ rotation.T, numpy.eye(3))
     assert numpy.trace(rotation) == pytest.approx(1 + 2 * numpy.cos(0.7))
-    with pytest.raises(_classes.Error, match="must be normalized"):
-        on_axis(0.7, [0, 0, 0])
+    for axis in ([0, 0, 0], [0, 0, 2], [math.nan, 0, 1]):
+        refused("must be normalized", on_axis, 0.7, axis)
     bad_argument(TypeError, _zarnik.TransformMatrix3Factory_rotation, 1, "double", "x")
     fails(ValueError, "input sequence has invalid length", _zarnik.TransformMatrix3Factory_translation, [1, 2, 3])

@@ -5,9 +5,8 @@ import itertools
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload
+from support.expect import bad_argument, fails, no_overload, refused
 from support.values import components, vector
-from zarnik import _classes
 
 NAMES = {"Region2u64": 2, "Region3u64": 3, "Region4u64": 4, "RegionXu64": None}
 ALL = pytest.mark.parametrize("name", NAMES)
@@ -69,19 +68,11 @@ def test_slices(name):
         expected[0][axis] += 3
         expected[1][axis] = 1
         assert corners(name, call(name, "extract_slice_from_axis", region, axis, 3)) == expected
-    for axis, position in ((rank, 0), (0, 5), (1, 2**64 - 1)):
-        with pytest.raises(_classes.Error, match="is out of range"):
-            call(name, "extract_slice_from_axis", region, axis, position)
-    assert call(name, "to_string", region) == f"(origin {tuple(origin)}, size {tuple(size)})"
     slicing = getattr(_zarnik, f"{name}_extract_slice_from_axis")
+    for axis, position in ((rank, 0), (0, 5), (1, 2**64 - 1)):
+        refused("is out of range", slicing, region, axis, position)
+    assert call(name, "to_string", region) == f"(origin {tuple(origin)}, size {tuple(size)})"
     bad_argument(OverflowError, slicing, 3, "uint64_t", region, 0, -1)
-    text = (
-        "e.g. a 3D region {{0, 0, 0}, {5, 6, 7}}\n"
-        "- extractSliceFromAxis(0, 3) returns 3D region {{3, 0, 0}, {1, 6, 7}}\n"
-        "- extractSliceFromAxis(1, 4) returns 3D region {{0, 4, 0}, {5, 1, 7}}\n"
-        "- extractSliceFromAxis(2, 5) returns 3D region {{0, 0, 5}, {5, 6, 1}}"
-    )
-    assert text in slicing.__doc__
 
 
 @ALL
@@ -105,10 +96,8 @@ def test_the_largest_coordinates(name):
     last = make(name, far, [1] * rank)
     assert components(of_vector, call(name, "get_max", last)) == [largest] * rank
     assert call(name, "contains", last, last) and call(name, "intersect", last, last)
-    with pytest.raises(_classes.Error, match=f"region origin {largest} \\+ size 2 on axis 0 exceeds"):
-        make(name, far, [2] * rank)
-    with pytest.raises(_classes.Error, match="elements of the region do not fit 64 bits"):
-        call(name, "get_element_count", make(name, [0] * rank, far))
+    refused(f"region origin {largest} \\+ size 2 on axis 0 exceeds", make, name, far, [2] * rank)
+    refused("elements of the region do not fit 64 bits", call, name, "get_element_count", make(name, [0] * rank, far))
 
 
 def test_construction():
@@ -123,20 +112,15 @@ def test_construction():
     full = _zarnik.RegionXu64_create_full_region([5, 6, 7])
     assert corners("RegionXu64", full) == ([0, 0, 0], [5, 6, 7])
     assert _zarnik.RegionXu64_get_element_count(full) == 210
-    with pytest.raises(_classes.Error):
-        _zarnik.new_Region2u64(run_time)
+    refused("a vector of 2 components cannot be made from 3", _zarnik.new_Region2u64, run_time)
     fails(ValueError, "input sequence has invalid length", make, "Region3u64", [1, 2], [1, 2, 3])
-    with pytest.raises(_classes.Error, match=f"origin and size {DISJOINT_COUNTS}"):
-        make("RegionXu64", [1, 2], [1, 2, 3])
+    refused(f"origin and size {DISJOINT_COUNTS}", make, "RegionXu64", [1, 2], [1, 2, 3])
 
 
 def test_counts_of_dimensions_must_agree():
     two, three = _zarnik.new_RegionXu64(2), _zarnik.new_RegionXu64(3)
-    for method in ("contains", "intersect", "intersection"):
-        with pytest.raises(_classes.Error, match=DISJOINT_COUNTS):
-            call("RegionXu64", method, two, three)
-    with pytest.raises(_classes.Error, match=DISJOINT_COUNTS):
-        _zarnik.RegionXu64_contains(two, [1, 2, 3])
+    for method, other in (("contains", three), ("contains", [1, 2, 3]), ("intersect", three), ("intersection", three)):
+        refused(DISJOINT_COUNTS, call, "RegionXu64", method, two, other)
     assert _zarnik.RegionXu64___eq__(two, three) is False
     assert _zarnik.RegionXu64___ne__(two, three) is True
 
@@ -156,21 +140,3 @@ def test_messages():
     bad_argument(TypeError, _zarnik.RegionXu64_intersection, 2, rx, _zarnik.new_RegionXu64(1), [1])
     assert _zarnik.Region3u64___eq__(region, 5) is NotImplemented
     assert not hasattr(_zarnik, "Region3u64___ne__")
-
-
-def test_docstrings():
-    equality = _zarnik.Region3u64___eq__.__doc__.strip()
-    assert equality.startswith("Returns the intersection region between current and given one\n")
-    assert "same origin if both null size, same origin and size otherwise" in equality
-    quoted = {
-        "get_dimension_count": "Return number of dimension of this region",
-        "get_element_count": "Return number of elements (pixel, voxel, samples) contained in the region.",
-        "get_is_empty": "Indicates if region is empty",
-        "get_max": "return max region coordinates",
-        "get_origin": "Return region's origin",
-        "get_size": "return size of region",
-    }
-    for method, text in quoted.items():
-        for name in NAMES:
-            assert getattr(_zarnik, f"{name}_{method}").__doc__.strip().startswith(text)
-    assert "It will return 0 for floating point regions." in _zarnik.RegionXu64_get_element_count.__doc__

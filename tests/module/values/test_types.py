@@ -4,41 +4,22 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload
+from support.expect import bad_argument, fails, no_overload, refused
 from support.values import components
 from zarnik import _classes
 
-KINDS = {"UINT": 1, "INT": 2, "FLOAT": 3, "DOUBLE": 3}
 IDS = {name[11:]: value for name, value in vars(_zarnik).items() if name.startswith("DataTypeId_")}
-SCALARS = ["UINT8", "UINT16", "UINT32", "UINT64", "INT8", "INT16", "INT32", "INT64", "FLOAT", "DOUBLE"]
 
 
 def new(*arguments):
     return _zarnik.new_DataType(*arguments)
 
 
-def fields(name):
-    """Primitive type, bit depth, element count and interpretation, read from the name of a type."""
-    words = name.split("_")
-    scalar = words[-1]
-    kind = scalar.rstrip("0123456789")
-    depth = {"FLOAT": 32, "DOUBLE": 64}.get(scalar) or int(scalar[len(kind) :])
-    if words[0].startswith("VEC"):
-        return KINDS[kind], depth, int(words[0][3]), 0
-    if words[0] == "COMPLEX":
-        return KINDS[kind], depth, 2, 1
-    if words[0].startswith("MATRIX"):
-        return KINDS[kind], depth, int(words[0][6]) ** 2, 2
-    if words[0] == "SYM":
-        size = int(words[1][6])
-        return KINDS[kind], depth, size * (size + 1) // 2, 3
-    return KINDS[kind], depth, 1, 0
-
-
 @pytest.mark.parametrize("name", [name for name in IDS if name != "UNKNOWN" and "STRING" not in name])
 def test_ids_pack_the_properties(name):
-    primitive, depth, count, interpretation = fields(name)
-    assert IDS[name] == interpretation << 32 | primitive << 16 | count << 8 | depth
+    primitive, count, depth = IDS[name] >> 16 & 0xFF, IDS[name] >> 8 & 0xFF, IDS[name] & 0xFF
+    interpretation = IDS[name] >> 32
+    scalar = name.split("_")[-1]
     for dtype in (new(IDS[name]), new(primitive, depth, count, interpretation)):
         assert _zarnik.DataType_get_id(dtype) == IDS[name]
         assert _zarnik.DataType_get_bit_depth(dtype) == depth
@@ -51,17 +32,10 @@ def test_ids_pack_the_properties(name):
         assert _zarnik.DataType_is_scalar(dtype) is (count == 1)
         assert _zarnik.DataType_is_vector(dtype) is (count > 1 and interpretation == 0)
         assert _zarnik.DataType_to_string(dtype) == name
-        assert _zarnik.DataType_get_id(_zarnik.DataType_extract_scalar_type(dtype)) == IDS[name.split("_")[-1]]
-        low, high = components("Vector2d", _zarnik.DataType_standard_range(dtype))
-        scalar = name.split("_")[-1].lower().replace("double", "float64").replace("float", "float32", name[-1] == "T")
-        limits = numpy.iinfo(scalar) if "int" in scalar else None
-        assert (low, high) == ((float(limits.min), float(limits.max)) if limits else (0.0, 1.0))
-
-
-def test_the_family_of_ids():
-    assert len(IDS) == 56
-    assert list(IDS)[:14] == ["UNKNOWN", *SCALARS, "UTF8_STRING", "UTF16_STRING", "UTF32_STRING"]
-    assert (IDS["UTF8_STRING"], IDS["UTF16_STRING"], IDS["UTF32_STRING"]) == (0x40108, 0x40110, 0x40120)
+        assert _zarnik.DataType_get_id(_zarnik.DataType_extract_scalar_type(dtype)) == IDS[scalar]
+        limits = numpy.iinfo(scalar.lower()) if "INT" in scalar else None
+        expected = [float(limits.min), float(limits.max)] if limits else [0.0, 1.0]
+        assert components("Vector2d", _zarnik.DataType_standard_range(dtype)) == expected
 
 
 def test_odd_types():
@@ -73,11 +47,9 @@ def test_odd_types():
     assert _zarnik.DataType_is_numeric(new(IDS["UTF8_STRING"])) is False
     assert _zarnik.DataType_is_convertible_to(new(IDS["UINT8"]), IDS["FLOAT"]) is True
     assert _zarnik.DataType_is_convertible_to(new(IDS["UINT8"]), IDS["VEC2_UINT8"]) is False
-    for dtype in (opaque, IDS["UTF8_STRING"]):
-        with pytest.raises(_classes.Error, match="has no range of values"):
-            _zarnik.DataType_standard_range(dtype)
-    with pytest.raises(_classes.Error, match="bit depth 256 of a data type is out of range, allowed are 0 to 255"):
-        new(1, 256, 1)
+    refused("UNKNOWN has no range of values", _zarnik.DataType_standard_range, opaque)
+    refused("UTF8_STRING has no range of values", _zarnik.DataType_standard_range, IDS["UTF8_STRING"])
+    refused("bit depth 256 of a data type is out of range, allowed are 0 to 255", new, 1, 256, 1)
 
 
 def test_data_type_messages():
@@ -91,10 +63,6 @@ def test_data_type_messages():
     text = no_overload("new_DataType", *(f"zarnik::DataType::{prototype}" for prototype in prototypes))
     for arguments in ((-1 - 2**63,), ("a",), (1, 2), (1, 8, 1, "a"), (1, -8, 1), (None,)):
         fails(TypeError, text, new, *arguments)
-    assert "Default constructor, creating an opaque type." in _zarnik.new_DataType.__doc__
-    assert "Build a DataType from an id." in _zarnik.new_DataType.__doc__
-    line = "Checks if this type is trivially convertible to another."
-    assert line in _zarnik.DataType_is_convertible_to.__doc__
 
 
 AXES = {
@@ -130,14 +98,8 @@ def test_named_image_types(name):
         if dimension in AXES[name]:
             assert _zarnik.ImageType_index_dimension(named, dimension) == AXES[name].index(dimension)
         else:
-            with pytest.raises(_classes.Error, match="has no dimension"):
-                _zarnik.ImageType_index_dimension(named, dimension)
-    with pytest.raises(_classes.Error):
-        _zarnik.ImageType__dimension(named, len(AXES[name]))
-    with pytest.raises(AttributeError) as caught:
-        setattr(_zarnik.cvar, f"ImageTypeId_{name}", built)
-    assert str(caught.value) == f"Variable ImageTypeId_{name} is read-only."
-    assert dimensions(getattr(_zarnik.cvar, f"ImageTypeId_{name}")) == AXES[name]
+            refused("has no dimension", _zarnik.ImageType_index_dimension, named, dimension)
+    refused("it has [0-9]", _zarnik.ImageType__dimension, named, len(AXES[name]))
 
 
 def test_the_named_types_are_the_library_own_objects():
@@ -160,13 +122,11 @@ def test_combining_and_removing():
     _zarnik.ImageType_remove(volume, _zarnik.ImageDimension_ROW)
     assert dimensions(volume) == [0, 2]
     assert _zarnik.ImageType_to_string(volume) == "(COLUMN, SLICE)"
-    with pytest.raises(_classes.Error, match="image dimension 5 is unknown, allowed are 0 to 4"):
-        _zarnik.ImageType_add(volume, 5)
-    with pytest.raises(_classes.Error, match="image type value 32 is unknown"):
-        _zarnik.new_ImageType(32)
+    refused("image dimension 5 is unknown, allowed are 0 to 4", _zarnik.ImageType_add, volume, 5)
+    refused("image type value 32 is unknown", _zarnik.new_ImageType, 32)
+    text = r"image type \(COLUMN, SLICE\) has no dimension CHANNEL"
+    refused(text, _zarnik.ImageType_index_dimension, volume, _zarnik.ImageDimension_CHANNEL)
     assert _zarnik.__or__(image, 0) is NotImplemented
-    assert _zarnik.__or__("a", 0) is NotImplemented
-    assert _zarnik.__or__.__doc__ is None
 
 
 def test_image_type_messages():
@@ -179,12 +139,3 @@ def test_image_type_messages():
     text = no_overload("ImageType_remove", *(f"zarnik::ImageType::{prototype}" for prototype in prototypes))
     fails(TypeError, text, _zarnik.ImageType_remove, image_type, "a")
     bad_argument(TypeError, _zarnik.ImageType_has, 2, "zarnik::ImageDimension", image_type, "a")
-    quoted = {
-        "new_ImageType": "Create an ImageType with a list of dimensions (C array style)",
-        "ImageType___or__": "Equivalent to add.",
-        "ImageType_value": "Return internal 64-bit integer value",
-    }
-    for name, line in quoted.items():
-        assert line in getattr(_zarnik, name).__doc__
-    assert "Create an ImageType with no known dimensions." in _zarnik.new_ImageType.__doc__
-    assert "Create an ImageType from an 64-bits integer" in _zarnik.new_ImageType.__doc__

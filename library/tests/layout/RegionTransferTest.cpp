@@ -1,0 +1,93 @@
+// The checks in front of the plans. That regions are moved right is seen from Python, on arrays of any strides.
+#include "zarnik/core/Error.h"
+#include "zarnik/layout/RegionConverter.h"
+#include "zarnik/layout/RegionCopier.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zarnik {
+
+namespace {
+
+std::string messageOf(auto const & action) {
+  try {
+    action();
+  } catch (InvalidArgument const & error) {
+    return error.what();
+  }
+  return "accepted";
+}
+
+TEST(RegionCopier, MovesARegionBetweenOriginsAndStrides) {
+  std::vector<uint16_t> const source{0, 1, 2, 10, 11, 12}; // 3 columns, 2 rows
+  // The same picture upside down: the origin is the last row and the row stride is negative.
+  DataType const type(DataTypeId::UINT16);
+  Indexer const upsideDown({3, 2}, type, VectorXu64{2, uint64_t{0} - 6}, VectorXu64{0, 1});
+  std::vector<uint16_t> destination(8, 99);
+  RegionCopier const copier(upsideDown, Indexer({4, 2}, type, MemoryLayout::C), {1, 0}, {2, 0}, {2, 2}, type);
+  copier.copy(source.data() + 3, destination.data());
+  EXPECT_THAT(destination, testing::ElementsAre(99, 99, 99, 99, 11, 1, 12, 2));
+}
+
+TEST(RegionCopier, RefusesWhatDoesNotFitAndNamesIt) {
+  DataType const type(DataTypeId::UINT16);
+  auto const message = [&](VectorXu64 const & sourceOrigin, VectorXu64 const & destinationOrigin,
+                           VectorXu64 const & size, DataType moved) {
+    return messageOf([&] {
+      RegionCopier(Indexer({4, 3}, type), Indexer({5, 3}, type), sourceOrigin, destinationOrigin, size, moved);
+    });
+  };
+  EXPECT_EQ(message({3, 0}, {0, 0}, {2, 1}, type),
+            "region origin (3, 0) + size (2, 1) exceeds the source shape (4, 3) on axis 0");
+  EXPECT_EQ(message({0, 0}, {0, 2}, {1, 2}, type),
+            "region origin (0, 2) + size (1, 2) exceeds the destination shape (5, 3) on axis 1");
+  EXPECT_THAT(message({0, ~uint64_t{0}}, {0, 0}, {1, 2}, type), testing::HasSubstr("on axis 1"));
+  EXPECT_THAT(message({0}, {0, 0}, {1, 2}, type), testing::HasSubstr("origin (0)"));
+  EXPECT_THAT(message({0, 0}, {0, 0}, {1, 2, 1}, type), testing::HasSubstr("size (1, 2, 1)"));
+  EXPECT_EQ(message({0, 0}, {0, 0}, {1, 1}, DataType(DataTypeId::FLOAT)),
+            "source elements have 2 bytes, the type to be copied has 4");
+  EXPECT_EQ(message({4, 3}, {5, 3}, {0, 0}, type), "accepted");
+}
+
+TEST(RegionConverter, ConvertsARegionComponentByComponent) {
+  std::vector<float> const source{-1, 0.5F, 1.5F, 300, 7, 8.6F, 1, 2, 3}; // 3 columns of 3 components
+  std::vector<uint8_t> destination(12, 9);                                // 2 columns, 2 rows
+  Indexer const from({3, 1}, DataType(DataTypeId::VEC3_FLOAT));
+  Indexer const to({2, 2}, DataType(DataTypeId::VEC3_UINT8));
+  RegionConverter(from, to, {0, 0}, {0, 1}, {2, 1}).convert(source.data(), destination.data());
+  EXPECT_THAT(destination, testing::ElementsAre(9, 9, 9, 9, 9, 9, 0, 0, 2, 255, 7, 9));
+  RegionConverter(from, to, {2, 0}, {1, 0}, {1, 1}, LinearMap{10, 1}).convert(source.data(), destination.data());
+  EXPECT_THAT(destination, testing::ElementsAre(9, 9, 9, 11, 21, 31, 0, 0, 2, 255, 7, 9));
+}
+
+TEST(RegionConverter, RefusesWhatHasNoConversionAndNamesIt) {
+  auto const message = [](DataType from, DataType to, VectorXu64 const & size) {
+    return messageOf([&] { RegionConverter(Indexer({3, 2}, from), Indexer({3, 2}, to), {0, 0}, {0, 0}, size); });
+  };
+  EXPECT_EQ(message(DataTypeId::VEC3_UINT8, DataTypeId::FLOAT, {1, 1}),
+            "elements of 3 components cannot be converted to elements of 1");
+  EXPECT_THAT(message(DataTypeId::UTF8_STRING, DataTypeId::UINT8, {1, 1}), testing::HasSubstr("cannot be converted"));
+  EXPECT_EQ(message(DataTypeId::INT8, DataTypeId::UINT8, {1, 3}),
+            "region origin (0, 0) + size (1, 3) exceeds the source shape (3, 2) on axis 1");
+  EXPECT_EQ(message(DataTypeId::COMPLEX_DOUBLE, DataTypeId::VEC2_UINT64, {3, 2}), "accepted");
+}
+
+TEST(RegionConverter, KnowsTheTenScalarTypes) {
+  DataTypeId const ids[] = {DataTypeId::UINT8,  DataTypeId::INT8,  DataTypeId::UINT16, DataTypeId::INT16,
+                            DataTypeId::UINT32, DataTypeId::INT32, DataTypeId::UINT64, DataTypeId::INT64,
+                            DataTypeId::FLOAT,  DataTypeId::DOUBLE};
+  for (size_t n = 0; n < 10; ++n) {
+    EXPECT_EQ(scalarTypeOf(ids[n]), static_cast<ScalarType>(n));
+  }
+  for (auto const & other : {DataType(), DataType(PrimitiveTypeId::UNSIGNED_INTEGER, 12, 1),
+                             DataType(PrimitiveTypeId::FLOATING_POINT, 16, 1)})
+    EXPECT_THROW(scalarTypeOf(other), InvalidArgument);
+}
+
+} // namespace
+
+} // namespace zarnik
