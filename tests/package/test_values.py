@@ -2,34 +2,19 @@
 
 from __future__ import annotations
 
-import copy
 import operator
-import pickle
 
 import numpy
 import pytest
 from numpy.testing import assert_array_equal
 
 import zarnik
+from support.twins import twins
+from support.values import ELEMENTS
 from zarnik import ArrayXd, ArrayXu16, Matrix3d, Region3u64, RegionXu64, Vector2d, Vector3u8, VectorXi64, VectorXu64
 
-DTYPES = {
-    "u8": "u1",
-    "i8": "i1",
-    "u16": "u2",
-    "i16": "i2",
-    "u32": "u4",
-    "i32": "i4",
-    "u64": "u8",
-    "i64": "i8",
-    "f": "f4",
-    "d": "f8",
-}
+DTYPES = {suffix: numpy.dtype(dtype).str[1:] for suffix, (_, dtype) in ELEMENTS.items()}
 VECTORS = [(f"Vector{size}{suffix}", size, dtype) for size in "234X" for suffix, dtype in DTYPES.items()]
-
-
-def evaluated(value):
-    return eval(repr(value), dict(vars(zarnik)))
 
 
 def numbers(dtype: str, count: int) -> list:
@@ -56,15 +41,11 @@ def test_vectors_are_sequences_of_their_components(name, size, dtype):
     array = numpy.asarray(vector)
     assert array.dtype == values.dtype
     assert_array_equal(array, values)
-    for twin in (evaluated(vector), pickle.loads(pickle.dumps(vector)), copy.copy(vector), copy.deepcopy(vector)):
-        assert type(twin) is cls
-        assert twin == vector
+    for twin in twins(vector):
         twin[0] = 1
         assert twin[0] == 1 != vector[0]
     with numpy.errstate(over="ignore"):
         assert_array_equal(2 * vector, values * values.dtype.type(2))
-    with pytest.raises(TypeError, match="unhashable"):
-        hash(vector)
     with pytest.raises(IndexError, match=f"index {len(vector)} is out of range for {name}"):
         vector[len(vector)]
     with pytest.raises(TypeError, match=f"{name} is made of"):
@@ -106,11 +87,7 @@ def test_regions_are_pairs_of_origin_and_size():
         assert (0, 0, 0) not in region
         assert cls(region) == region
         assert_array_equal(numpy.asarray(region), [[1, 2, 2**40], [3, 4, 5]])
-        for twin in (evaluated(region), pickle.loads(pickle.dumps(region)), copy.copy(region)):
-            assert type(twin) is cls
-            assert twin == region
-        with pytest.raises(TypeError, match="unhashable"):
-            hash(region)
+        assert len(list(twins(region))) == 4
     assert RegionXu64.create_full_region((2**40, 2)) == ((0, 0), (2**40, 2))
     assert RegionXu64.from_index((2**40, 2)).get_origin() == (2**40, 2)
 
@@ -121,12 +98,8 @@ def test_matrices_have_rows_first_as_arrays_have(name):
     array = numpy.random.default_rng(1).normal(size=(size, size)).astype(DTYPES[name[7]])
     matrix = cls(array)
     assert_array_equal(numpy.asarray(matrix), array)
-    assert (len(matrix), matrix[1, 2], matrix.at(2, 1), matrix[-1]) == (
-        size,
-        array[1, 2],
-        array[1, 2],
-        tuple(array[-1]),
-    )
+    assert (len(matrix), matrix[-1]) == (size, tuple(array[-1]))
+    assert matrix[1, 2] == matrix.at(2, 1) == array[1, 2]
     assert_array_equal(matrix[:, 1], array[:, 1])
     assert matrix == array.tolist() == cls(array.tolist())
     assert matrix != array.T
@@ -134,15 +107,11 @@ def test_matrices_have_rows_first_as_arrays_have(name):
     numpy.testing.assert_allclose(numpy.asarray(matrix @ matrix), array @ array, rtol=1e-4, atol=1e-6)
     vector = array[0].tolist()
     numpy.testing.assert_allclose(list(matrix @ vector), array @ array[0], rtol=1e-4, atol=1e-6)
-    for twin in (evaluated(matrix), pickle.loads(pickle.dumps(matrix)), copy.copy(matrix)):
-        assert type(twin) is cls
-        assert twin == matrix
+    for twin in twins(matrix):
         twin[0, 1] = 9
         assert twin != matrix
     with pytest.raises(ValueError, match=f"{name} has {size} rows"):
         cls([[1, 2], [3, 4]])
-    with pytest.raises(TypeError, match="unhashable"):
-        hash(matrix)
     with pytest.raises(IndexError):
         matrix[0, size]
 
@@ -156,9 +125,7 @@ def test_arrays_share_their_memory_with_numpy(suffix):
         assert_array_equal(numpy.asarray(array), given)
         assert numpy.asarray(array).dtype == given.dtype
         assert array == given.tolist() == cls.from_sequence(given.tolist())
-        for twin in (evaluated(array), pickle.loads(pickle.dumps(array)), copy.copy(array)):
-            assert type(twin) is cls
-            assert twin == array
+        for twin in twins(array):
             twin[0, -1, 0] = 99
             assert twin != array
         shared = array.to_numpy()
@@ -166,23 +133,25 @@ def test_arrays_share_their_memory_with_numpy(suffix):
         assert array[1, 1, 1] == array.at((1, 1, 1)) == 77
         assert (len(array), [row.shape for row in array]) == (given.shape[0], [given.shape[1:]] * given.shape[0])
         assert not numpy.shares_memory(numpy.array(array, copy=True), shared)
-    with pytest.raises(TypeError, match="unhashable"):
-        hash(array)
 
 
-def test_arrays_refuse_what_they_cannot_hold():
-    with pytest.raises(TypeError, match="ArrayXu16 cannot hold elements of dtype int16: its own is uint16"):
-        ArrayXu16.from_numpy(numpy.zeros(3, "i2"))
-    with pytest.raises(TypeError, match="dtype bool: allowed are"):
-        ArrayXu16.from_numpy(numpy.zeros(3, bool))
-    with pytest.raises(TypeError, match="got list"):
-        ArrayXu16.from_numpy([1])
-    empty = ArrayXd.from_sequence([], (0, 3))
-    assert numpy.asarray(evaluated(empty)).shape == (0, 3)
-    assert repr(ArrayXd.from_numpy(numpy.zeros((40, 40)))) == "<zarnik.ArrayXd of shape (40, 40)>"
+@pytest.mark.parametrize(
+    ("given", "text"),
+    [
+        (numpy.zeros(3, "i2"), "ArrayXu16 cannot hold elements of dtype int16: its own is uint16"),
+        (numpy.zeros(3, bool), "dtype bool: allowed are"),
+        ([1], "got list"),
+    ],
+)
+def test_arrays_refuse_what_they_cannot_hold(given, text):
+    with pytest.raises(TypeError, match=text):
+        ArrayXu16.from_numpy(given)
 
 
 def test_reprs_stay_readable():
+    empty = ArrayXd.from_sequence([], (0, 3))
+    assert numpy.asarray(eval(repr(empty), vars(zarnik))).shape == (0, 3)
+    assert repr(ArrayXd.from_numpy(numpy.zeros((40, 40)))) == "<zarnik.ArrayXd of shape (40, 40)>"
     assert repr(Vector3u8((1, 2, 3))) == "Vector3u8((1, 2, 3))"
     assert repr(Vector2d((float("nan"), -float("inf")))) == "Vector2d((float('nan'), float('-inf')))"
     assert repr(RegionXu64((0, 1), (2, 3))) == "RegionXu64((0, 1), (2, 3))"

@@ -41,6 +41,17 @@ class ThrowingView(_classes.ImageView):
         _typetable.ThrowingView_swiginit(self, _typetable.new_ThrowingView(kind))
 
 
+class CountingValue(_classes.VariantDataValue):
+    """A metadata value of one element of any type; CountingValue.alive() tells how many there are."""
+
+    __swig_destroy__ = _typetable.delete_CountingValue
+    alive = staticmethod(_typetable.CountingValue_alive)
+
+    def __init__(self, type_id):
+        _typetable.CountingValue_swiginit(self, _typetable.new_CountingValue(type_id))
+
+
 _typetable.CountingView_swigregister(CountingView)
 _typetable.ThrowingView_swigregister(ThrowingView)
 _typetable.TiledView_swigregister(TiledView)
+_typetable.CountingValue_swigregister(CountingValue)

@@ -8,7 +8,6 @@ import numpy
 from hypothesis import strategies as st
 
 SHARED_DTYPES = [numpy.dtype(name) for name in ("u1", "i1", "u2", "i2", "u4", "i4", "u8", "i8", "f4", "f8")]
-DEFAULT_AXES = {1: "X", 2: "YX", 3: "ZYX", 4: "TZYX", 5: "TZYXC"}
 
 
 @st.composite

@@ -148,18 +148,17 @@ TEST(ConversionPlan, LinearMapIsComputedInDoubleAndThenRounded) {
 
 // Any geometry gives what the conversion of the single values gives, and touches nothing else.
 bool convertsLikeReference(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination) {
-  auto const from = noise(source.bytes, 11);
-  std::vector<std::byte> expected(destination.bytes, std::byte{0xa5});
-  auto actual = expected;
-  visitElements(size, source, destination, [&](uint64_t fromOffset, uint64_t toOffset) {
-    int16_t value;
-    std::memcpy(&value, &from[fromOffset], sizeof value);
-    auto const result = static_cast<float>(value);
-    std::memcpy(&expected[toOffset], &result, sizeof result);
-  });
-  convertStrided(size, source.strides, destination.strides, ScalarType::I16, ScalarType::F32,
-                 from.data() + source.origin, actual.data() + destination.origin);
-  return actual == expected;
+  return movesLikeReference(
+      noise(source.bytes, 11), size, source, destination,
+      [&](auto * first, auto * to) {
+        convertStrided(size, source.strides, destination.strides, ScalarType::I16, ScalarType::F32, first, to);
+      },
+      [](auto * element, auto * to) {
+        int16_t value;
+        std::memcpy(&value, element, sizeof value);
+        auto const result = static_cast<float>(value);
+        std::memcpy(to, &result, sizeof result);
+      });
 }
 
 TEST(ConversionPlan, AllOrdersAndSigns) {

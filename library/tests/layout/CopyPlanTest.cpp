@@ -21,20 +21,14 @@ std::vector<std::byte> const & pattern() {
   return bytes;
 }
 
-// Copies with the plan and with the reference, into buffers that end where the last element does, and compares all
-// bytes: those between the elements must keep what they held.
 bool copiesLikeReference(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination,
                          size_t elementBytes) {
-  static std::vector<std::byte> from, expected, actual;
+  static std::vector<std::byte> from;
   from.assign(pattern().begin(), pattern().begin() + static_cast<ptrdiff_t>(source.bytes));
-  expected.assign(destination.bytes, std::byte{0xa5});
-  actual = expected;
-  visitElements(size, source, destination, [&](uint64_t fromOffset, uint64_t toOffset) {
-    std::memcpy(&expected[toOffset], &from[fromOffset], elementBytes);
-  });
-  copyStrided(size, source.strides, destination.strides, elementBytes, from.data() + source.origin,
-              actual.data() + destination.origin);
-  return actual == expected;
+  return movesLikeReference(
+      from, size, source, destination,
+      [&](auto * first, auto * to) { copyStrided(size, source.strides, destination.strides, elementBytes, first, to); },
+      [&](auto * element, auto * to) { std::memcpy(to, element, elementBytes); });
 }
 
 std::string describe(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination,

@@ -54,6 +54,21 @@ template <typename Visit> void visitElements(std::vector<uint64_t> const & size,
   }
 }
 
+/// Runs `move(source, destination)` and, for every element, the reference `moveOne(source, destination)`, on buffers
+/// that end where the last element does, and compares all bytes: those between the elements must keep what they held.
+template <typename Move, typename MoveOne>
+bool movesLikeReference(std::vector<std::byte> const & from, std::vector<uint64_t> const & size,
+                        Geometry const & source, Geometry const & destination, Move const & move,
+                        MoveOne const & moveOne) {
+  static std::vector<std::byte> expected, actual;
+  expected.assign(destination.bytes, std::byte{0xa5});
+  actual = expected;
+  visitElements(size, source, destination,
+                [&](uint64_t fromOffset, uint64_t toOffset) { moveOne(&from[fromOffset], &expected[toOffset]); });
+  move(from.data() + source.origin, actual.data() + destination.origin);
+  return actual == expected;
+}
+
 inline std::vector<std::byte> noise(size_t bytes, uint64_t seed) {
   std::mt19937_64 random(seed);
   std::vector<std::byte> result(bytes);

@@ -13,6 +13,7 @@ TEST(ArrayX, MovedFromIsWithoutElements) {
   source.setAt({1, 1}, 0.1f);
   auto const moved = std::move(source);
   EXPECT_EQ(moved.at({1, 1}), 0.1f);
+  EXPECT_EQ(moved.data()[3], 0.1f);
   EXPECT_EQ(source.shape().size(), 0u); // NOLINT(bugprone-use-after-move): the state left is part of the contract
   EXPECT_THROW((void)source.at({}), InvalidArgument);
   EXPECT_EQ(ArrayX<float>(source), source);

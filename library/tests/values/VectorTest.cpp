@@ -23,7 +23,17 @@ TEST(Vector, TextIsShortestRoundTrip) {
   EXPECT_EQ(VectorXd().toString(), "()");
 }
 
-TEST(Vector, ListHasItsSize) { EXPECT_THROW((Vector3u16{1, 2}), InvalidArgument); }
+TEST(Vector, ListsAndPlacesAreChecked) {
+  EXPECT_THROW((Vector3u16{1, 2}), InvalidArgument);
+  auto const check = [](auto v) {
+    v.setAt(1, 9);
+    EXPECT_EQ(v.at(1), 9);
+    EXPECT_THROW(v.at(3), InvalidArgument);
+    EXPECT_THROW(v.setAt(3, 1), InvalidArgument);
+  };
+  check(Vector3u16{1, 2, 3});
+  check(VectorXu16{1, 2, 3});
+}
 
 // Six components are stored inside, seven outside: copies and moves between all sizes around the border.
 TEST(VectorX, CopiesAndMovesAcrossTheStorageBorder) {

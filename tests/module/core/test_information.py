@@ -70,14 +70,6 @@ def test_identifiers_are_random():
     assert sum(1 << bit for bit in range(64) if len({uid >> bit & 1 for uid in identifiers}) == 2) == 2**64 - 1
 
 
-def test_errors_carry_their_message():
-    for kind in ("Error", "InvalidArgument", "NotImplemented"):
-        error = getattr(_classes, kind)("abc")
-        assert str(error) == _zarnik.Error___str__(error) == "abc"
-    assert issubclass(_classes.InvalidArgument, _classes.Error)
-    assert issubclass(_classes.NotImplemented, _classes.Error)
-
-
 def test_copying_an_error_leaves_it_as_it_was():
     error = _zarnik.new_InvalidArgument("message")
     copy = _zarnik.new_Error(error)

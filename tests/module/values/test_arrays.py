@@ -140,6 +140,7 @@ def test_construction(name):
     call(name, "set_at", array, [1, 1], 1)
     for same in (new(array), getattr(_classes, name)(array)):
         assert call(name, "__eq__", array, same) is True
+    assert call(name, "__eq__", array, new([3, 2])) is False
     copy = new(array)
     call(name, "set_at", array, [1, 1], 0)
     assert call(name, "at", copy, [1, 1]) == 1

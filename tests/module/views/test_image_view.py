@@ -9,14 +9,7 @@ from zarnik import _classes
 allocate = _zarnik.ImageViewFactory_allocate
 
 
-def region(origin, size):
-    return _classes.RegionXu64(_classes.VectorXu64(origin), _classes.VectorXu64(size))
-
-
-def components(vector):
-    cls = type(vector).__name__
-    size = int(cls[6]) if cls[6].isdigit() else vector.size()
-    return tuple(vector.at(i) for i in range(size))
+region = _classes.RegionXu64
 
 
 @pytest.fixture
@@ -29,8 +22,11 @@ def image():
 def test_regions_and_elements_have_their_first_dimension_fastest(image):
     read, element = bytearray(4), bytearray(1)
     _zarnik.ImageView___read_region(image, region((1, 1), (2, 2)), read)
-    _zarnik.ImageView___read(image, (3, 2), element)
-    assert (read, element) == (bytes([6, 7, 10, 11]), bytes([12]))
+    assert read == bytes([6, 7, 10, 11])
+    for index in ((3, 2), _classes.VectorXu64((3, 2)), _classes.VectorXu64((3, 2)).this):
+        element[0] = 0
+        _zarnik.ImageView___read(image, index, element)
+        assert element == bytes([12])
 
 
 def test_positions(image):
@@ -43,12 +39,6 @@ def test_positions(image):
         for outside in ([4, 0], [0, 3], [2**64 - 1, 0], [0], [0, 0, 0], []):
             refused(r"^index \(.*shape \(4, 3\)$|index and shape differ", transfer, image, outside, data)
     assert buffer == b"\0"
-
-    class Unsized:
-        def __getitem__(self, index):
-            return 0
-
-    fails(ValueError, "input sequence must be sized", _zarnik.ImageView___read, image, Unsized(), buffer)
 
 
 def test_regions_and_buffers_that_are_none(image):
@@ -101,7 +91,7 @@ def test_self_of_another_kind(image):
 
 def test_shape_type_and_capabilities():
     image = allocate([4, 3], _zarnik.DataTypeId_UINT16)
-    assert components(_zarnik.ImageView_get_shape(image)) == (4, 3)
+    assert tuple(_zarnik.ImageView_get_shape(image)) == (4, 3)
     assert _zarnik.ImageView_get_dimension_count(image) == 2
     assert _zarnik.ImageView_get_data_type(image).get_id() == _zarnik.DataTypeId_UINT16
     assert _zarnik.ImageView_get_capabilities(image).value() == 15
@@ -111,9 +101,9 @@ def test_shape_type_and_capabilities():
     assert _zarnik.ImageView_to_string(image) == text
     shape = _zarnik.ImageView_get_shape(image)
     _zarnik.ImageView_reshape(image, [2, 2, 2], _zarnik.DataTypeId_FLOAT)
-    assert (components(shape), components(_zarnik.ImageView_get_shape(image))) == ((4, 3), (2, 2, 2))
+    assert (tuple(shape), tuple(_zarnik.ImageView_get_shape(image))) == ((4, 3), (2, 2, 2))
     refused("bytes", _zarnik.ImageView_reshape, image, [2**30, 2**30], _zarnik.DataTypeId_UINT8)
-    assert components(_zarnik.ImageView_get_shape(image)) == (2, 2, 2)
+    assert tuple(_zarnik.ImageView_get_shape(image)) == (2, 2, 2)
 
 
 def test_allocate_picks_the_overload_by_count():
@@ -129,31 +119,25 @@ def test_allocate_picks_the_overload_by_count():
     for arguments in ((5, u8), (None, u8), (5, u8, None, None)):
         fails(ValueError, "input must be a sequence", allocate, *arguments)
 
-    properties = _classes.ImageProperties.from_data_type(u8)
-    node = _classes.MetadataNode("root", None)
-    image = allocate([2, 2], u8, properties, node)
-    node.add_child(_classes.MetadataNode("late", None))
-    assert _zarnik.ImageView___get_metadata(image).get_child_count() == 0
+    image = allocate([2, 2], u8, _classes.ImageProperties(dtype="u1"), _classes.MetadataNode("root", None))
+    assert _zarnik.ImageView___get_metadata(image).get_key() == "root"
     assert _zarnik.ImageView___get_metadata(allocate([2, 2], u8, None, None)) is None
-    vector = _classes.VectorXu64.create_uniform
-    refused("1125899906842624 bytes", allocate, vector(1, 2**50), u8)
+    refused("1125899906842624 bytes", allocate, _classes.VectorXu64([2**50]), u8)
 
 
 def test_property_shortcuts(image):
-    vector = _classes.Vector3d
-    directions = _classes.SpatialDirections(vector((0, 1, 0)), vector((1, 0, 0)))
     for name, value in (
         ("spatial_origin", (1, 2.5, -3)),
         ("spatial_spacing", (0.5, 0.25, 2)),
         ("spatial_unit", "µm"),
-        ("spatial_directions", directions),
+        ("spatial_directions", _classes.SpatialDirections((0, 1, 0), (1, 0, 0))),
         ("bit_depth", 7),
         ("value_range", (0, 100)),
         ("axes_interpretation", _zarnik.__or__(0, 2)),
     ):
         getattr(_zarnik, f"ImageView_set_{name}")(image, value)
         got = getattr(_zarnik, f"ImageView_get_{name}")(image)
-        assert components(got) == value if isinstance(value, tuple) else got == value
+        assert tuple(got) == value if isinstance(value, tuple) else got == value
     _zarnik.ImageView_set_image_interpretation(image, _zarnik.ImageInterpretation_LABEL)
     assert _zarnik.ImageView__get_image_interpretation(image) == _zarnik.ImageInterpretation_LABEL
     assert _zarnik.ImageView_get_has_alpha(image) is False
@@ -175,11 +159,14 @@ def test_property_shortcuts(image):
     bad_argument(TypeError, _zarnik.ImageView_set_metadata, 2, wanted, image, 5)
 
 
-def test_a_read_only_view_cannot_be_changed_through_any_path(image):
+def test_restricted_views_share_the_memory_and_offer_nothing_else(image):
+    hidden = _zarnik.ImageViewProvider_to_write_only(image)
+    text = "the image does not support READ (its capabilities: WRITE)"
+    fails(_classes.Error, text, _zarnik.ImageView___read, hidden, [0, 0], bytearray(1))
     _zarnik.ImageView_set_metadata(image, _classes.MetadataNode("root", None))
     shown = _zarnik.ImageViewProvider_to_read_only(image)
     buffer = bytearray(1)
-    _zarnik.ImageView___write(image, [1, 1], b"\x63")
+    _zarnik.ImageView___write(hidden, [1, 1], b"\x63")
     _zarnik.ImageView___read(shown, [1, 1], buffer)
     assert buffer == b"\x63"
     assert _zarnik.ImageView_get_capabilities(shown).value() == 1
@@ -195,23 +182,9 @@ def test_a_read_only_view_cannot_be_changed_through_any_path(image):
         fails(_classes.Error, text, getattr(_zarnik, f"ImageView_{change}"), shown, *arguments)
 
     for view in (shown, image):
-        properties = _zarnik.ImageView___get_properties(view)
-        assert type(properties) is _classes.ReadonlyImageProperties
-        set_calibration = _zarnik.ImageProperties_set_calibration
-        calibration = _classes.SpatialCalibrationProperty()
-        bad_argument(TypeError, set_calibration, 1, "zarnik::ImageProperties *", properties, calibration)
+        assert type(_zarnik.ImageView___get_properties(view)) is _classes.ReadonlyImageProperties
     _zarnik.ImageView___get_metadata(shown).add_child(_classes.MetadataNode("added", None))
     assert _zarnik.ImageView___get_metadata(image).get_child_count() == 0
-
-
-def test_a_write_only_view_writes_and_nothing_else(image):
-    hidden = _zarnik.ImageViewProvider_to_write_only(image)
-    _zarnik.ImageView___write(hidden, [2, 1], b"\x2a")
-    buffer = bytearray(1)
-    _zarnik.ImageView___read(image, [2, 1], buffer)
-    assert buffer == b"\x2a"
-    text = "the image does not support READ (its capabilities: WRITE)"
-    fails(_classes.Error, text, _zarnik.ImageView___read, hidden, [0, 0], buffer)
 
 
 def test_provider(image):

@@ -4,6 +4,7 @@
 #include "zarnik/core/Versioning.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/metadata/MetadataNode.h"
+#include "zarnik/metadata/VariantDataValueFactory.h"
 #include "zarnik/values/DataType.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/GridTiling.h"
@@ -11,6 +12,7 @@
 #include "zarnik/views/ImageViewFactory.h"
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -24,7 +26,7 @@ namespace zarnik::testing {
 /// 1 GiB has no memory, only its geometry.
 class CountingView : public ImageView {
 public:
-  static int alive() { return count(); }
+  static int alive() { return count_; }
 
   /// \param axes the value of an image type, 0 for unknown axes
   CountingView(zarnik::VectorX<uint64_t> const & shape, uint64_t dataType, uint64_t axes, uint64_t capabilities)
@@ -33,9 +35,9 @@ public:
     properties_->imageInfo().setAxesInterpretation(ImageType(axes));
     if (indexer_.byteCount() <= 1u << 30)
       memory_.resize(indexer_.byteCount());
-    ++count();
+    ++count_;
   }
-  ~CountingView() override { --count(); }
+  ~CountingView() override { --count_; }
 
 #ifndef SWIG
   ImageCapabilitySet capabilities() const override { return ImageCapabilitySet(capabilities_); }
@@ -50,11 +52,7 @@ public:
 #endif
 
 private:
-  static int & count() {
-    static int number = 0;
-    return number;
-  }
-
+  inline static int count_ = 0;
   VectorXu64 shape_;
   DataType dataType_;
   std::shared_ptr<ImageProperties> properties_;
@@ -166,6 +164,53 @@ inline long useCount(std::shared_ptr<ImageView> view) { return view.use_count() 
 inline Indexer indexerOf(std::shared_ptr<ImageView> view) { return view->indexer(); }
 inline uint64_t bufferAddress(std::shared_ptr<ImageView> view) { return reinterpret_cast<uintptr_t>(view->buffer()); }
 inline uint64_t bufferSize(std::shared_ptr<ImageView> view) { return view->bufferSize(); }
+
+/// A metadata value of any type, which counts how many of its kind are alive.
+class CountingValue : public VariantDataValue {
+public:
+  static int alive() { return count_; }
+
+  explicit CountingValue(uint64_t type) : type_(type) { ++count_; }
+  ~CountingValue() override { --count_; }
+
+#ifndef SWIG
+  std::shared_ptr<VariantDataValue> clone() const override { return std::make_shared<CountingValue>(type_.id()); }
+  DataType type() const override { return type_; }
+  size_t count() const override { return 1; }
+  void const * raw() const override { return &element_; }
+#endif
+
+private:
+  inline static int count_ = 0;
+  DataType type_;
+  double element_ = 0;
+};
+
+/// The smallest and the largest number of each element type, as a pointer to the first of them.
+#define ZARNIK_TEST_LIMITS(type, suffix)                                                                               \
+  inline type const * limits_##suffix() {                                                                              \
+    static type const values[] = {std::numeric_limits<type>::lowest(), std::numeric_limits<type>::max()};              \
+    return values;                                                                                                     \
+  }
+ZARNIK_TEST_LIMITS(uint8_t, u8)
+ZARNIK_TEST_LIMITS(uint16_t, u16)
+ZARNIK_TEST_LIMITS(uint32_t, u32)
+ZARNIK_TEST_LIMITS(uint64_t, u64)
+ZARNIK_TEST_LIMITS(int8_t, i8)
+ZARNIK_TEST_LIMITS(int16_t, i16)
+ZARNIK_TEST_LIMITS(int32_t, i32)
+ZARNIK_TEST_LIMITS(int64_t, i64)
+ZARNIK_TEST_LIMITS(float, f)
+ZARNIK_TEST_LIMITS(double, d)
+
+/// "ab" and the Chinese for Chinese, whose characters have no zero byte but in UTF-32.
+template <typename Character> std::shared_ptr<VariantDataValue> wideValue() {
+  static Character const latin[] = {'a', 'b', 0}, chinese[] = {0x4E2D, 0x6587, 0};
+  Character const * texts[] = {latin, chinese};
+  return VariantDataValueFactory::create(texts, 2);
+}
+inline std::shared_ptr<VariantDataValue> utf16Value() { return wideValue<char16_t>(); }
+inline std::shared_ptr<VariantDataValue> utf32Value() { return wideValue<char32_t>(); }
 
 /// The address of a shared pointer on the heap, which whoever takes the address owns.
 inline uint64_t pointerAddress(std::shared_ptr<ImageView> view) {

@@ -25,12 +25,15 @@
 %shared_ptr(zarnik::testing::CountingView)
 %shared_ptr(zarnik::testing::ThrowingView)
 %shared_ptr(zarnik::testing::TiledView)
+%shared_ptr(zarnik::VariantDataValue)
+%shared_ptr(zarnik::testing::CountingValue)
 namespace zarnik {
 class Error {};
 struct VersionInfo {};
 class Indexer {};
 class View {};
 class ImageView : public View {};
+class VariantDataValue {};
 } // namespace zarnik
 %clearnodefaultctor;
 %clearnodefaultdtor;
