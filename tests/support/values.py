@@ -22,6 +22,11 @@ ELEMENTS = {
 }
 
 
+def call(name: str, method: str, *arguments: Any) -> Any:
+    """A method of a class, as a flat function."""
+    return getattr(_zarnik, f"{name}_{method}")(*arguments)
+
+
 class Family:
     """One vector class: its name, C++ name, element type and size, which is None when chosen at run time."""
 
@@ -33,7 +38,7 @@ class Family:
         self.is_float = suffix in "fd"
 
     def call(self, method: str, *arguments: Any) -> Any:
-        return getattr(_zarnik, f"{self.name}_{method}")(*arguments)
+        return call(self.name, method, *arguments)
 
     def make(self, values: Any) -> Any:
         values = numpy.asarray(values, self.dtype).tolist()

@@ -8,21 +8,20 @@ from zarnik import _classes
 
 
 @pytest.mark.parametrize(
-    "function, count, text",
+    "function, expected, counts",
     [
-        ("VersionInfo_major_set", 0, "VersionInfo_major_set expected 2 arguments, got 0"),
-        ("VersionInfo_major_set", 1, "VersionInfo_major_set expected 2 arguments, got 1"),
-        ("VersionInfo_major_set", 3, "VersionInfo_major_set expected 2 arguments, got 3"),
-        ("VectorXu8_set_at", 4, "VectorXu8_set_at expected 3 arguments, got 4"),
-        ("NumpyInterop_order_to_numpy_array", 1, "NumpyInterop_order_to_numpy_array expected 2 arguments, got 1"),
-        ("NumpyInterop__from_numpy_array", 3, "NumpyInterop__from_numpy_array expected 4 arguments, got 3"),
-        ("NumpyInterop__order_from_numpy_array", 5, "NumpyInterop__order_from_numpy_array expected 4 arguments, got 5"),
-        ("Logger_swiginit", 1, "swiginit expected 2 arguments, got 1"),
-        ("Logger_swiginit", 3, "swiginit expected 2 arguments, got 3"),
+        ("VersionInfo_major_set", 2, (0, 1, 3)),
+        ("VectorXu8_set_at", 3, (4,)),
+        ("NumpyInterop_order_to_numpy_array", 2, (1,)),
+        ("NumpyInterop__from_numpy_array", 4, (3,)),
+        ("NumpyInterop__order_from_numpy_array", 4, (5,)),
+        ("Logger_swiginit", 2, (1, 3)),
     ],
 )
-def test_number_of_arguments(function, count, text):
-    fails(TypeError, text, getattr(_zarnik, function), *[None] * count)
+def test_number_of_arguments(function, expected, counts):
+    for count in counts:
+        text = f"{function.replace('Logger_', '')} expected {expected} arguments, got {count}"
+        fails(TypeError, text, getattr(_zarnik, function), *[None] * count)
 
 
 def test_number_of_arguments_of_functions_without_or_with_one():
@@ -63,9 +62,7 @@ def test_a_call_is_refused_for_the_first_of_its_bad_arguments():
     bad_argument(OverflowError, _zarnik.VectorXu8_set_at, 2, "size_t", vector, -1, "b")
     bad_argument(TypeError, _zarnik.VectorXu8_set_at, 3, "zarnik::VectorX< uint8_t >::ValueType", vector, 0, "b")
     null_reference(_zarnik.VectorXu8_set_at, 1, "zarnik::VectorX< uint8_t > *", None, 0, 0)
-
-
-def test_self_of_a_method_that_changes_nothing_is_const_in_messages():
+    # Self of a method that changes nothing is const.
     bad_argument(TypeError, _zarnik.Vector3u16_dot, 1, f"{V3} const *", 3, [1, 2, 3])
     bad_argument(TypeError, _zarnik.Vector3u16_normalize, 1, f"{V3} *", 3)
 

@@ -8,15 +8,11 @@ import pytest
 
 import _zarnik
 from support.expect import bad_argument, fails, no_overload, null_reference, refused
-from support.values import ELEMENTS, components, vector
+from support.values import ELEMENTS, call, components, vector
 from zarnik import _classes
 
 NAMES = {f"ArrayX{suffix}": (*element, suffix) for suffix, element in ELEMENTS.items()}
 ALL = pytest.mark.parametrize("name", NAMES)
-
-
-def call(name, method, *arguments):
-    return getattr(_zarnik, f"{name}_{method}")(*arguments)
 
 
 def shape_of(name, array):

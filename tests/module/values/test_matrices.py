@@ -8,7 +8,7 @@ import pytest
 
 import _zarnik
 from support.expect import bad_argument, fails, null_reference, refused
-from support.values import components, vector
+from support.values import call, components, vector
 from zarnik import _classes
 
 MATRICES = {
@@ -18,10 +18,6 @@ MATRICES = {
     "Matrix4d": (4, numpy.float64, "double"),
 }
 ALL = pytest.mark.parametrize("name", MATRICES)
-
-
-def call(name, method, *arguments):
-    return getattr(_zarnik, f"{name}_{method}")(*arguments)
 
 
 def make(name, rows):

@@ -6,15 +6,11 @@ import pytest
 
 import _zarnik
 from support.expect import bad_argument, fails, no_overload, refused
-from support.values import components, vector
+from support.values import call, components, vector
 
 NAMES = {"Region2u64": 2, "Region3u64": 3, "Region4u64": 4, "RegionXu64": None}
 ALL = pytest.mark.parametrize("name", NAMES)
 DISJOINT_COUNTS = "differ in number: 2 and 3"
-
-
-def call(name, method, *arguments):
-    return getattr(_zarnik, f"{name}_{method}")(*arguments)
 
 
 def make(name, origin, size):
