@@ -62,11 +62,8 @@ def test_axes_can_be_given_in_each_way(axes, expected):
     image = zarnik.from_numpy(numpy.zeros((2, 3, 4)), axes=axes)
     assert image.axes == expected
     assert image.get_axes_interpretation() == ImageType(expected)
-
-
-def test_default_axes_follow_the_rank():
-    for ndim, axes in enumerate(("X", "YX", "ZYX", "TZYX", "TZYXC"), 1):
-        assert zarnik.from_numpy(numpy.zeros((1,) * ndim)).axes == axes
+    for ndim, default in enumerate(("X", "YX", "ZYX", "TZYX", "TZYXC"), 1):
+        assert zarnik.from_numpy(numpy.zeros((1,) * ndim)).axes == default
 
 
 @pytest.mark.parametrize(

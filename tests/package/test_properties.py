@@ -38,6 +38,7 @@ def test_keywords_set_what_they_name_and_leave_the_rest():
     assert INFO.axes_interpretation() == zarnik.ImageTypeId.VOLUME
     assert ImageInfoProperty(dtype="u2").value_range() == (0, 65535)
     assert ImageProperties(dtype="u2").calibration() == SpatialCalibrationProperty()
+    assert ImageProperties(dtype="u2") == ImageProperties.from_data_type("u2")
     assert PROPERTIES.is_compatible_with((2, 3, 4), "u2")
     assert not PROPERTIES.is_compatible_with((2, 3), "u2")
     with pytest.raises(TypeError, match="needs dtype, or both bit_depth and value_range"):

@@ -27,9 +27,6 @@ TEST(ImageInfoProperty, DefaultsFollowTheType) {
   EXPECT_EQ(ImageInfoProperty(DataTypeId::UTF8_STRING).valueRange(), Vector2d({0, 0}));
   EXPECT_EQ(ImageInfoProperty(DataType()).bitDepth(), 0u);
   EXPECT_FALSE(ImageInfoProperty(ImageTypeId::IMAGE_SEQUENCE, DataTypeId::VEC3_UINT16) == info);
-}
-
-TEST(ImageInfoProperty, ChannelCounts) {
   EXPECT_EQ(ImageInfoProperty::channelCount(ImageInterpretation::HSV), 3u);
   EXPECT_EQ(ImageInfoProperty::channelCount(ImageInterpretation::MULTISPECTRAL), 0u);
 }

@@ -76,23 +76,24 @@ def test_data_types(dtype):
     expected = numpy.dtype(dtype.name)
     name = {"float32": "FLOAT", "float64": "DOUBLE"}.get(dtype.name, dtype.name.upper())
     for components in ("", "VEC2_", "VEC4_"):
-        view = CountingView((2, 3), getattr(_zarnik, f"DataTypeId_{components}{name}"))
-        found = to_array(view).dtype
+        found = to_array(CountingView((2, 3), getattr(_zarnik, f"DataTypeId_{components}{name}"))).dtype
         assert (found.num, found) == (expected.num, expected)
 
 
-@pytest.mark.parametrize(
-    "name, shape, dtype",
-    [
+def test_unusual_data_types_and_shapes():
+    for name, shape, dtype in (
         ("COMPLEX_DOUBLE", (2, 3, 2), "float64"),
         ("SYM_MATRIX3_FLOAT", (2, 3, 6), "float32"),
         ("MATRIX4_DOUBLE", (2, 3, 16), "float64"),
         ("UTF8_STRING", (2, 3), "bool"),  # what NumPy has no number for comes as its first type
-    ],
-)
-def test_unusual_data_types(name, shape, dtype):
-    array = to_array(CountingView((2, 3), _classes.DataType(getattr(_zarnik, f"DataTypeId_{name}")).get_id()))
-    assert (array.shape, array.dtype) == (shape, dtype)
+    ):
+        array = to_array(CountingView((2, 3), _classes.DataType(getattr(_zarnik, f"DataTypeId_{name}")).get_id()))
+        assert (array.shape, array.dtype) == (shape, dtype)
+    for shape in ((0, 3, 4), (2, 0, 4), (0, 0, 0), (1, 1, 1)):
+        assert to_array(CountingView(shape, axes=image_type("VOLUME"))).shape == shape[::-1]
+    text = "an image of 33 dimensions cannot be a NumPy array, which has 32 at most"
+    fails(_classes.Error, text, to_array, CountingView([1] * 33))
+    assert to_array(CountingView([1] * 32)).ndim == 32
 
 
 def test_memory_is_shared():
@@ -237,8 +238,3 @@ def test_more_dimensions_than_numpy_knows(capfd):
         to_array(CountingView([1] * 65))
     assert capfd.readouterr().out == "error when creating array\n"
     assert to_array(CountingView([1] * 32)).ndim == 32
-
-
-def test_empty_and_unit_images():
-    for shape in ((0, 3, 4), (2, 0, 4), (0, 0, 0), (1, 1, 1)):
-        assert to_array(CountingView(shape, axes=image_type("VOLUME"))).shape == shape[::-1]

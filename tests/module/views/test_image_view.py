@@ -122,7 +122,7 @@ def test_allocate_picks_the_overload_by_count():
     image = allocate([2, 2], u8, _classes.ImageProperties(dtype="u1"), _classes.MetadataNode("root", None))
     assert _zarnik.ImageView___get_metadata(image).get_key() == "root"
     assert _zarnik.ImageView___get_metadata(allocate([2, 2], u8, None, None)) is None
-    refused("1125899906842624 bytes", allocate, _classes.VectorXu64([2**50]), u8)
+    refused("1125899906842624 bytes", allocate, _classes.VectorXu64.create_uniform(1, 2**50), u8)
 
 
 def test_property_shortcuts(image):
