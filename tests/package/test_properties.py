@@ -31,6 +31,7 @@ PROPERTIES = ImageProperties(calibration=CALIBRATION, image_info=INFO)
 
 def test_keywords_set_what_they_name_and_leave_the_rest():
     assert DIRECTIONS.slice_direction() == (0, 0, 1)
+    assert SpatialDirections(zarnik.Vector3d((0, 1, 0)), zarnik.Vector3d((-1, 0, 0))) == DIRECTIONS
     assert (CALIBRATION.origin(), CALIBRATION.spacing(), CALIBRATION.unit()) == ((1, 2, 3), (0.5, 0.5, 0.5), "mm")
     assert SpatialCalibrationProperty(unit="mm").spacing() == (1, 1, 1)
     assert (INFO.bit_depth(), INFO.value_range(), INFO.alpha()) == (12, (0, 9), False)

@@ -74,6 +74,7 @@ def test_construction():
     assert four_by_three.own() and _zarnik.Indexer___eq__(copy, four_by_three)
     layout = _zarnik.new_Indexer([4, 3], _zarnik.DataTypeId_UINT16, [2, 8], (1, 0))
     assert whole("layout", layout) == [1, 0] and _zarnik.Indexer_layout(layout, 0) == 1
+    assert _zarnik.Indexer_is_continuous(_zarnik.new_Indexer([4, 3], _zarnik.DataTypeId_UINT16, [2, 10])) is False
     shape = _zarnik.Indexer_shape(layout)
     _zarnik.VectorXu64_set_at(shape, 0, 9)
     assert whole("shape", layout) == [4, 3], "a copy is handed out"
