@@ -16,7 +16,8 @@ namespace {
 TEST(Matrix, IsStoredAndPrintedRowByRow) {
   auto m = Matrix3d::identity();
   m.setAt(2, 0, 0.1);
-  EXPECT_EQ(std::as_const(m).data()[2], 0.1);
+  EXPECT_EQ(m.data()[2], 0.1);
+  EXPECT_EQ(std::as_const(m).data(), m.data());
   EXPECT_EQ(m.toString(), "((1, 0, 0.1), (0, 1, 0), (0, 0, 1))");
 }
 

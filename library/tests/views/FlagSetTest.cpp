@@ -21,6 +21,8 @@ TYPED_TEST(FlagSetOf, FlagsCombineLikeTheirMasks) {
   EXPECT_EQ((left | right).value(), 7u);
   EXPECT_EQ((left & right).value(), 2u);
   EXPECT_EQ((left ^ right).value(), 5u);
+  auto set = left | right;
+  EXPECT_EQ((((set ^= left) |= left) &= right).value(), 6u);
 }
 
 } // namespace
