@@ -46,6 +46,7 @@ def reading() -> Iterator[Ratio]:
             names,
             aim=aim,
             clock=time.perf_counter,
+            patience=8,
         )
         yield compare(
             f"flat read into a buffer, {name}",
@@ -55,4 +56,5 @@ def reading() -> Iterator[Ratio]:
             names,
             aim=aim,
             clock=time.perf_counter,
+            patience=8,
         )

@@ -57,17 +57,20 @@ Work = Union[str, Callable[[], object]]
 Clock = Callable[[], float]
 
 
-def best_seconds(*works: Work, names: dict[str, object] | None = None, clock: Clock = time.thread_time) -> list[float]:
+def best_seconds(
+    *works: Work, names: dict[str, object] | None = None, clock: Clock = time.thread_time, patience: int = 1
+) -> list[float]:
     """Best time of one run of each work: a statement, with the names that it uses, or something to call.
 
     The works take turns, so that a change of the machine's pace hits all alike. What counts is the processor time of
-    this thread, not the time in which other programs had the processor, unless the clock is another one.
+    this thread, not the time in which other programs had the processor, unless the clock is another one. Patience is a
+    multiple of the rounds: what needs fresh memory waits out that of a virtual machine being fetched from its host.
     """
     timers = [timeit.Timer(work, timer=clock, globals=names) for work in works]
     counts = [runs_per_round(timer) for timer in timers]
     best = [float("inf")] * len(works)
-    deadline = time.monotonic() + COMPARISON_SECONDS
-    for done in range(ROUNDS):
+    deadline = time.monotonic() + COMPARISON_SECONDS * patience
+    for done in range(ROUNDS * patience):
         if done >= FEWEST_ROUNDS and time.monotonic() > deadline:
             break
         for i, (timer, count) in enumerate(zip(timers, counts)):
@@ -83,7 +86,8 @@ def compare(
     names: dict[str, object] | None = None,
     aim: float | None = None,
     clock: Clock = time.thread_time,
+    patience: int = 1,
 ) -> Ratio:
     """Measures a work against a reference that does the same, or the least, by other means."""
-    seconds, reference_seconds = best_seconds(work, reference_work, names=names, clock=clock)
+    seconds, reference_seconds = best_seconds(work, reference_work, names=names, clock=clock, patience=patience)
     return Ratio(name, reference, seconds, reference_seconds, aim)

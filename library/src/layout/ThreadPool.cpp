@@ -17,6 +17,9 @@
 #if __has_include(<pthread.h>)
 #include <pthread.h>
 #endif
+#ifdef __linux__
+#include <sched.h>
+#endif
 
 namespace zarnik {
 
@@ -25,9 +28,19 @@ namespace {
 constexpr size_t maximumThreads = 256;
 constexpr size_t usualThreads = 4;
 
+// The processors that the system lets this process use, which may be fewer than the machine has.
+size_t processorCount() {
+#ifdef __linux__
+  if (cpu_set_t allowed; sched_getaffinity(0, sizeof(allowed), &allowed) == 0) {
+    return static_cast<size_t>(CPU_COUNT(&allowed));
+  }
+#endif
+  return std::thread::hardware_concurrency();
+}
+
 size_t usableThreads(size_t count) {
   if (count == 0) {
-    count = std::thread::hardware_concurrency();
+    count = processorCount();
   }
   return std::clamp<size_t>(count, 1, maximumThreads);
 }
