@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from collections.abc import Sequence
 from importlib import import_module
 from typing import Any, Callable
 
@@ -18,6 +19,9 @@ geometry: Callable[[Any], tuple[int, int, tuple[int, ...]]] = _module.geometry
 corners: Callable[[Any], tuple[tuple[int, ...], tuple[int, ...]]] = _module.corners
 #: a RegionXu64 of an image as a new array, or None if there is no layout for such images or no room for the array
 read_region: Callable[[Any, Any], numpy.ndarray[Any, Any] | None] = _module.read_region
+#: a region of an image, by origin and size, into a buffer of its size, or from one
+fill_buffer: Callable[[Any, Sequence[int], Sequence[int], Any], None] = _module.fill_buffer
+write_buffer: Callable[[Any, Sequence[int], Sequence[int], Any], None] = _module.write_buffer
 #: the layout that read_region uses: axes, data type, rank, dtype of elements, shape of a pixel, order of axes
 add_layout: Callable[[int, int, int, numpy.dtype[Any], tuple[int, ...], tuple[int, ...]], None] = _module.add_layout
 #: how many threads a large copy or conversion may use

@@ -6,6 +6,7 @@ each combination.
 
 from __future__ import annotations
 
+import operator
 from collections.abc import Sequence
 from typing import TYPE_CHECKING, Any
 
@@ -94,21 +95,22 @@ def geometry_of(view: Any) -> tuple[Layout, tuple[int, ...]]:
     return layout, sizes
 
 
-def region_of(region: Any, sizes: Sequence[int]) -> tuple[Any, Sequence[int]]:
-    """Return a region, or a pair of sequences, as the region class that images take, and its size.
+def corners_of(region: Any, sizes: Sequence[int]) -> tuple[Sequence[int], Sequence[int]]:
+    """Return the origin and the size of a region, or of a pair of sequences; of the whole image for None.
 
     :param sizes: Those of the image, which the region must not exceed.
     """
+    if region is None:
+        return (0,) * len(sizes), sizes
     origin: Sequence[int]
     count: Sequence[int]
     if type(region) is _classes.RegionXu64:
         origin, count = _direct.corners(region)
     else:
         try:
-            origin, count = (list(corner) for corner in region)
+            origin, count = ([operator.index(component) for component in corner] for corner in region)
         except (TypeError, ValueError):
             raise TypeError(f"a region is a RegionXu64 or a pair of origin and size, got {region!r}") from None
-        region = None
     fits = len(origin) == len(count) == len(sizes)
     if fits:
         for start, extent, limit in zip(origin, count, sizes):
@@ -117,4 +119,4 @@ def region_of(region: Any, sizes: Sequence[int]) -> tuple[Any, Sequence[int]]:
         raise _classes.InvalidArgument(
             f"region origin {tuple(origin)} + size {tuple(count)} exceeds image shape {tuple(sizes)} (X, Y, Z, C, T)"
         )
-    return (_classes.RegionXu64(origin, count) if region is None else region), count
+    return origin, count

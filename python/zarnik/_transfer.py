@@ -7,25 +7,24 @@ from typing import TYPE_CHECKING, Any, Callable
 
 import numpy
 
-import _zarnik
 from zarnik import _direct
 
 if TYPE_CHECKING:
     from zarnik._geometry import Array, Layout
 
 
-def read(view: Any, layout: Layout, region: Any, size: Sequence[int], out: Array | None = None) -> Array:
+def read(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[int], out: Array | None = None) -> Array:
     """Return a region of an image as an array with the axes of its layout, `out` if it is given."""
     if out is None:
-        array = _direct.read_region(view, region)
+        array = _direct.read_region(view, origin, size)
         if array is not None:
             return array
-    return filled(layout, size, out, lambda buffer: _zarnik.ImageView___read_region(view, region, buffer))
+    return filled(layout, size, out, lambda buffer: _direct.fill_buffer(view, origin, size, buffer))
 
 
-def write(view: Any, layout: Layout, region: Any, size: Sequence[int], values: Any) -> None:
+def write(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[int], values: Any) -> None:
     """Write what can be assigned to the array of a region to the region of an image."""
-    _zarnik.ImageView___write_region(view, region, dense(layout, size, values))
+    _direct.write_buffer(view, origin, size, dense(layout, size, values))
 
 
 def filled(layout: Layout, size: Sequence[int], out: Any, fill: Callable[[Array], object]) -> Array:

@@ -13,7 +13,7 @@ import zarnik._classes as _classes
 from zarnik import _axes, _direct
 from zarnik._enumerations import ImageInterpretation, ViewDataOrigin
 from zarnik._extension import extends
-from zarnik._geometry import geometry_of, region_of
+from zarnik._geometry import corners_of, geometry_of
 from zarnik._indexing import read_part, write_part
 from zarnik._interop import shared_array
 from zarnik._transfer import dense, filled, read, write
@@ -81,7 +81,7 @@ class _ImageView:
         if array is None:
             if copy is False:
                 raise ValueError("this image is not in memory that can be shared: an array of it is a copy")
-            array = read(self, layout, *_whole(sizes))
+            array = read(self, layout, *corners_of(None, sizes))
         elif copy:
             array = array.copy()
         return array if axes is None else array.transpose(axes)
@@ -104,7 +104,7 @@ class _ImageView:
         """
         layout, sizes = geometry_of(self)
         if index is None:
-            return read(self, layout, *_whole(sizes))
+            return read(self, layout, *corners_of(None, sizes))
         element = numpy.empty(layout.components, layout.scalar)
         _zarnik.ImageView___read(self, _checked_index(index, sizes), element)
         return element if layout.components else element[()]
@@ -123,7 +123,7 @@ class _ImageView:
             if array is not None:
                 return array
         layout, sizes = geometry_of(self)
-        return read(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), out=out)
+        return read(self, layout, *corners_of(region, sizes), out=out)
 
     def write(self, index: Any, value: Any) -> None:
         """Change one element, at an index in the library's order X, Y, Z, C, T.
@@ -145,7 +145,7 @@ class _ImageView:
             that NumPy broadcasts and converts to it.
         """
         layout, sizes = geometry_of(self)
-        write(self, layout, *(_whole(sizes) if region is None else region_of(region, sizes)), values)
+        write(self, layout, *corners_of(region, sizes), values)
 
     # ---- indexing ----------------------------------------------------------------------------------------------------
 
@@ -309,7 +309,3 @@ def _checked_index(index: Any, sizes: Sequence[int]) -> list[int]:
     if len(checked) != len(sizes) or any(not 0 <= place < size for place, size in zip(checked, sizes)):
         raise IndexError(f"index {tuple(checked)} is outside of an image of shape {tuple(sizes)} (X, Y, Z, C, T)")
     return checked
-
-
-def _whole(sizes: Sequence[int]) -> tuple[Any, Sequence[int]]:
-    return region_of(([0] * len(sizes), sizes), sizes)

@@ -1,10 +1,12 @@
 #include "module/Direct.h"
 
+#include "module/Conversions.h"
 #include "module/Errors.h"
 #include "module/NumpyApi.h"
 #include "module/Runtime.h"
 #include "numpy/RegionReader.h"
 #include "zarnik/layout/Threads.h"
+#include "zarnik/values/Checked.h"
 #include "zarnik/views/ImageView.h"
 
 #include <memory>
@@ -71,19 +73,84 @@ PyObject * corners(PyObject *, PyObject * object) {
   });
 }
 
+bool readVector(PyObject * sequence, VectorXu64 & vector) {
+  auto const size = PySequence_Size(sequence);
+  if (size < 0)
+    return false;
+  vector = VectorXu64(static_cast<size_t>(size));
+  for (Py_ssize_t i = 0; i < size; ++i) {
+    auto const item = Reference::steal(PySequence_GetItem(sequence, i));
+    if (!item)
+      return false;
+    vector[static_cast<size_t>(i)] = PyLong_AsUnsignedLongLong(item.get());
+  }
+  return !PyErr_Occurred();
+}
+
 PyObject * readRegionOf(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
     PyObject * image = nullptr;
-    PyObject * object = nullptr;
-    if (!PyArg_UnpackTuple(arguments, "read_region", 2, 2, &image, &object))
+    PyObject * first = nullptr;
+    PyObject * second = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "read_region", 2, 3, &image, &first, &second))
       return nullptr;
     auto const view = viewOf(image);
-    auto const * const region = view ? regionOf(object) : nullptr;
-    if (!region)
+    if (!view)
       return nullptr;
-    auto * const array = readRegion(*view, *region);
+    PyObject * array = nullptr;
+    if (second) {
+      VectorXu64 origin;
+      VectorXu64 size;
+      if (!readVector(first, origin) || !readVector(second, size))
+        return nullptr;
+      array = readRegion(*view, RegionXu64(origin, size));
+    } else if (auto const * const region = regionOf(first)) {
+      array = readRegion(*view, *region);
+    }
     return array || PyErr_Occurred() ? array : Reference::share(Py_None).release();
   });
+}
+
+template <typename Byte, typename Reader, typename Move>
+PyObject * transfer(PyObject * arguments, char const * name, Reader reader, Move move) {
+  return guarded([&]() -> PyObject * {
+    PyObject * image = nullptr;
+    PyObject * first = nullptr;
+    PyObject * second = nullptr;
+    PyObject * object = nullptr;
+    if (!PyArg_UnpackTuple(arguments, name, 4, 4, &image, &first, &second, &object))
+      return nullptr;
+    auto const view = viewOf(image);
+    VectorXu64 origin;
+    VectorXu64 size;
+    if (!view || !readVector(first, origin) || !readVector(second, size))
+      return nullptr;
+    RegionXu64 const region(origin, size);
+    Buffer<Byte> buffer;
+    if (!reader(object, buffer)) {
+      PyErr_Format(PyExc_TypeError, "%s needs a contiguous buffer, got %R", name, object);
+      return nullptr;
+    }
+    auto const bytes = checkedMultiply(region.elementCount(), view->dataType().byteCount(), "bytes of the region");
+    if (buffer.size != bytes) {
+      PyErr_Format(PyExc_ValueError, "%s needs a buffer of %llu bytes, got %llu", name,
+                   static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(buffer.size));
+      return nullptr;
+    }
+    move(*view, region, buffer.data);
+    return Reference::share(Py_None).release();
+  });
+}
+
+PyObject * fillBuffer(PyObject *, PyObject * arguments) {
+  return transfer<void>(arguments, "fill_buffer", readWritableBuffer,
+                        [](ImageView & view, RegionXu64 const & region, void * data) { view.readRegion(region, data); });
+}
+
+PyObject * writeBuffer(PyObject *, PyObject * arguments) {
+  return transfer<void const>(
+      arguments, "write_buffer", readReadableBuffer,
+      [](ImageView & view, RegionXu64 const & region, void const * data) { view.writeRegion(region, data); });
 }
 
 bool readSizes(PyObject * tuple, std::vector<size_t> & sizes) {
@@ -129,6 +196,8 @@ PyMethodDef methods[] = {
     {"geometry", geometry, METH_O, "The axes, data type and size of an image: (int, int, (int, ...))."},
     {"corners", corners, METH_O, "The origin and the size of a region, as two tuples."},
     {"read_region", readRegionOf, METH_VARARGS, "A region of an image as a new array; None if it needs a layout."},
+    {"fill_buffer", fillBuffer, METH_VARARGS, "Read a region of an image, from origin and size, into a buffer."},
+    {"write_buffer", writeBuffer, METH_VARARGS, "Write a buffer to a region of an image, from origin and size."},
     {"add_layout", addLayoutOf, METH_VARARGS,
      "Tell how to read images: add_layout(axes, data type, rank, dtype, shape of a pixel, order of axes)."},
     {"thread_count", threadCountOf, METH_NOARGS, "How many threads a large copy or conversion may use."},
