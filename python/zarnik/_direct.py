@@ -17,8 +17,9 @@ _module: Any = import_module(f"{_zarnik.__name__}.direct")
 geometry: Callable[[Any], tuple[int, int, tuple[int, ...]]] = _module.geometry
 #: the origin and the size of a RegionXu64
 corners: Callable[[Any], tuple[tuple[int, ...], tuple[int, ...]]] = _module.corners
-#: a RegionXu64 of an image as a new array, or None if there is no layout for such images or no room for the array
-read_region: Callable[[Any, Any], numpy.ndarray[Any, Any] | None] = _module.read_region
+#: a RegionXu64 of an image, or an origin and a size, as a new array; None if there is no layout for such images or no
+#: room for the array
+read_region: Callable[..., numpy.ndarray[Any, Any] | None] = _module.read_region
 #: a region of an image, by origin and size, into a buffer of its size, or from one
 fill_buffer: Callable[[Any, Sequence[int], Sequence[int], Any], None] = _module.fill_buffer
 write_buffer: Callable[[Any, Sequence[int], Sequence[int], Any], None] = _module.write_buffer

@@ -143,8 +143,9 @@ PyObject * transfer(PyObject * arguments, char const * name, Reader reader, Move
 }
 
 PyObject * fillBuffer(PyObject *, PyObject * arguments) {
-  return transfer<void>(arguments, "fill_buffer", readWritableBuffer,
-                        [](ImageView & view, RegionXu64 const & region, void * data) { view.readRegion(region, data); });
+  return transfer<void>(
+      arguments, "fill_buffer", readWritableBuffer,
+      [](ImageView & view, RegionXu64 const & region, void * data) { view.readRegion(region, data); });
 }
 
 PyObject * writeBuffer(PyObject *, PyObject * arguments) {
