@@ -37,6 +37,7 @@ ADDITIONS = [
     (r"ImageProperties", "_properties._ImageProperties, _properties._Properties, _properties._Changeable"),
     (r"ReadonlyImageProperties", "_properties._Properties"),
     (r"ImageView", "_views._ImageView"),
+    (r"ImageViewProvider", "_views._ImageViewProvider"),
     (r"TilingInfoExtension", "_views._TilingInfoExtension"),
     (r"ViewOriginExtension", "_views._ViewOriginExtension"),
     (r"ImageViewFactory", "_views._ImageViewFactory"),

@@ -52,6 +52,8 @@ def dimensions_of(axes: Axes) -> list[ImageDimension]:
         if unknown:
             raise ValueError(f"unknown axis {unknown[0]!r} in {axes!r}: the axes are T, Z, Y, X and C")
         dimensions = [BY_LETTER[letter] for letter in axes]
+    elif isinstance(axes, ImageDimension):
+        dimensions = [axes]
     elif isinstance(axes, _classes.ImageType):
         dimensions = [dimension for dimension in NUMPY_ORDER if axes.has(dimension)]
     else:

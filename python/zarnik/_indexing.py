@@ -36,15 +36,19 @@ def write_part(view: Any, key: Any, values: Any) -> None:
     """Assign to what a key selects of an image, as to an array."""
     layout, sizes = geometry_of(view)
     part = _Part(key, layout, sizes)
-    if part.steps:
-        array = shared_array(view, layout)
-        if array is not None and array.flags.writeable:
-            array[part.key] = values
-            return
-        values = numpy.broadcast_to(values, part.shape())
+    array = shared_array(view, layout)
+    if array is not None and array.flags.writeable:
+        array[part.key] = values
+        return
+    values = numpy.broadcast_to(values, part.shape())
+    # An axis of the region where the key has a single index.
+    as_region = tuple(numpy.newaxis if inside == 0 else inside for inside in part.within)
     for origin, size, place in part.pieces():
-        block = layout.to_array_axes(layout.buffer(size)) if part.is_dense else read(view, layout, origin, size)
-        block[part.within] = values[place] if part.steps else values
+        if part.is_dense:
+            write(view, layout, origin, size, values[place][as_region])
+            continue
+        block = read(view, layout, origin, size)
+        block[part.within] = values[place]
         write(view, layout, origin, size, block)
 
 

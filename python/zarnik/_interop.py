@@ -45,29 +45,40 @@ def from_numpy(
     writeable = array.flags.writeable
     if array.dtype.num != dtype.num:
         array = array.view(dtype)
-    view = _zarnik.NumpyInterop__order_from_numpy_array(array, dimensions, interpretation, alpha)
-    return view if writeable else _zarnik.ImageViewProvider_to_read_only(view)
+    view = _zarnik.NumpyInterop__order_from_numpy_array(array, dimensions, interpretation, bool(alpha))
+    return view if writeable else read_only(view)
+
+
+def read_only(view: Any) -> Any:
+    """Return a view that cannot be changed, and knows whose memory it may show as arrays that cannot be either."""
+    shown = _zarnik.ImageViewProvider_to_read_only(view)
+    if shown is not None:
+        shown._source = view
+    return shown
 
 
 def shared_array(view: Any, layout: Layout) -> numpy.ndarray[Any, Any] | None:
     """Return an array over the memory of a view, in the order T, Z, Y, X, C; None if it has no memory to share."""
     capabilities = _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view))
+    source = getattr(view, "_source", None)
+    if source is not None:
+        view, capabilities = source, _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(source))
     if not capabilities & ImageCapability.MEMORY_ACCESS:
         return None
+    writeable = source is None and bool(capabilities & ImageCapability.WRITE)
     # The axes that the flat functions choose by themselves are those of a buffer in all cases but one, and those that
     # they can be told are right for scalars only: so scalars are told, and the others reordered here.
     is_complex = layout.scalar.kind == "c"
-    if layout.dimensions and not is_complex and not layout.components:
+    is_told = bool(layout.dimensions) and not is_complex and not layout.components
+    if is_told:
         array = _zarnik.NumpyInterop_order_to_numpy_array(view, layout.dimensions)
     else:
         array = _zarnik.NumpyInterop_to_numpy_array(view)
-        if is_complex:
-            array = _as_complex(array, layout.dtype)
-        if layout.dimensions:
-            array = layout.to_array_axes(array)
-    if not capabilities & ImageCapability.WRITE:
+    if is_complex:
+        array = _as_complex(array, layout.dtype)
+    if not writeable:
         array.flags.writeable = False
-    return array
+    return layout.to_array_axes(array) if layout.dimensions and not is_told else array
 
 
 class _Memory:

@@ -152,8 +152,12 @@ class _VariantDataValue:
         place = operator.index(index)
         if not 0 <= place < self.get_count():
             raise IndexError("Index out of range")
-        array = self.__array__()
-        return str(array[place]) if array.dtype.kind == "U" else array[place].item()
+        number = self.get_type().get_id()
+        if number in _STRING_UNITS:
+            return self.tolist()[place]
+        if number == DataTypeId.UTF8_STRING:
+            return _zarnik.VariantDataValue___getitem(self, place)
+        return self.__array__()[place].item()
 
     def __eq__(self, other: object) -> Any:
         if isinstance(other, _classes.VariantDataValue):
@@ -202,6 +206,8 @@ def _shortened(value: Any, limit: int = 8) -> str:
 
 
 def _keys(path: str) -> list[str]:
+    if not isinstance(path, str):
+        raise TypeError(f"metadata is found by paths, which are strings, got {path!r}")
     return [key for key in path.replace("\\", "/").split("/") if key]
 
 
@@ -354,19 +360,24 @@ class _MetadataNode:
         return root
 
     def __setitem__(self, path: str, value: Any) -> None:
-        """Put a value, or a tree of nested dicts, at a path; a node that is there is replaced with all below it."""
+        """Put a value, a tree of nested dicts or a copy of a node at a path, in place of what is there."""
         keys = _keys(path)
         if not keys:
             raise KeyError(f"{path!r} names no node")
+        if isinstance(value, (_classes.MetadataNode, _classes.ReadonlyMetadataNode)):
+            added = _classes.MetadataNode(keys[-1], value.get_value())
+            for child in value:
+                added.add_child(child.clone())
+        elif isinstance(value, Mapping):
+            added = _MetadataNode.from_dict(value, keys[-1])
+        else:
+            added = _classes.MetadataNode(keys[-1], value)
         node: Any = self
         for key in keys[:-1]:
             if not node.has_child(key):
                 node.add_child(_classes.MetadataNode(key))
             node = node.child(key)
-        if isinstance(value, Mapping):
-            node.add_child(_MetadataNode.from_dict(value, keys[-1]))
-        else:
-            node.add_child(_classes.MetadataNode(keys[-1], value))
+        node.add_child(added)
 
     def __delitem__(self, path: str) -> None:
         """Remove the node at a path, with all below it."""
@@ -378,9 +389,18 @@ class _MetadataNode:
 
 
 def _fill(root: Any, entries: Mapping[str, Any]) -> None:
-    pending: list[tuple[Any, Mapping[str, Any]]] = [(root, entries)]
+    # Below each entry that is begun stands its identity alone: when that comes up, the entry is done.
+    pending: list[tuple[Any, Any]] = [(root, entries)]
+    begun: set[int] = set()
     while pending:
         node, below = pending.pop()
+        if node is None:
+            begun.remove(below)
+            continue
+        if id(below) in begun:
+            raise ValueError(f"the metadata at {node.get_key()!r} contain themselves")
+        begun.add(id(below))
+        pending.append((None, id(below)))
         for key, entry in below.items():
             if not isinstance(key, str):
                 raise TypeError(f"the keys of metadata are strings, got {key!r}")

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 from collections.abc import Sequence
 from typing import TYPE_CHECKING, Any, Callable
 
@@ -11,6 +12,8 @@ from zarnik import _direct
 
 if TYPE_CHECKING:
     from zarnik._geometry import Array, Layout
+
+_BLOCK_BYTES = 2**24
 
 
 def read(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[int], out: Array | None = None) -> Array:
@@ -24,7 +27,24 @@ def read(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[int], 
 
 def write(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[int], values: Any) -> None:
     """Write what can be assigned to the array of a region to the region of an image."""
-    _direct.write_buffer(view, origin, size, dense(layout, size, values))
+    shape = layout.shape(size)
+    is_ready = isinstance(values, numpy.ndarray) and values.shape == shape and values.dtype == layout.scalar
+    if math.prod(size) * layout.dtype.itemsize <= _BLOCK_BYTES or (
+        is_ready and layout.to_buffer_axes(values).flags.c_contiguous
+    ):
+        _direct.write_buffer(view, origin, size, dense(layout, size, values))
+        return
+    # Converted and laid out slab by slab, so that the image needs no second one of its size.
+    values = numpy.broadcast_to(values, shape)
+    cut = max(position for position in range(len(size)) if size[position] > 1)
+    axis = layout.positions.index(cut)
+    count = max(1, _BLOCK_BYTES * size[cut] // (math.prod(size) * layout.dtype.itemsize))
+    for first in range(0, size[cut], count):
+        part = min(count, size[cut] - first)
+        slab_origin, slab_size = list(origin), list(size)
+        slab_origin[cut], slab_size[cut] = origin[cut] + first, part
+        slab = values[(slice(None),) * axis + (slice(first, first + part),)]
+        _direct.write_buffer(view, slab_origin, slab_size, dense(layout, slab_size, slab))
 
 
 def filled(layout: Layout, size: Sequence[int], out: Any, fill: Callable[[Array], object]) -> Array:

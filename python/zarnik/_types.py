@@ -177,7 +177,8 @@ class _ImageType:
         def value(self) -> int: ...
 
     def __init__(self, *dimensions: Any) -> None:
-        if len(dimensions) == 1 and not isinstance(dimensions[0], int):
+        # A plain int is a mask, a dimension is a dimension.
+        if len(dimensions) == 1 and (isinstance(dimensions[0], ImageDimension) or not isinstance(dimensions[0], int)):
             (axes,) = dimensions
             made = _zarnik.new_ImageType()
             for dimension in _axes.dimensions_of(axes):

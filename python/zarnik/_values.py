@@ -173,7 +173,7 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
             if items and (is_float or (low <= min(items) and max(items) <= high)):
                 attach(self, new(items))
                 return
-        except (TypeError, OverflowError):
+        except (TypeError, OverflowError, SystemError):
             pass
         vector = new() if fixed is not None else zeros(len(items), 0).this
         try:
@@ -192,40 +192,46 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
     return __init__
 
 
-def _wide_operator(name: str, operation: str, generated: Any) -> Callable[[Any, Any], Any]:
-    """Make an operator whose sequences of 64-bit integers come through whole; others read 32 bits of each."""
+def _sequence_operator(name: str, operation: str, generated: Any) -> Callable[[Any, Any], Any]:
+    """Make an operator whose sequences come through whole: the flat one reads 32 bits of each integer."""
     flat = getattr(_zarnik, f"{name}_{operation}")
-    set_at = getattr(_zarnik, f"{name}_set_at")
-    signed = _VECTORS[name][0].kind == "i"
+    dtype, size = _VECTORS[name]
+    bits = max(8 * dtype.itemsize, 32)
 
     def operate(self: Any, other: Any) -> Any:
-        if type(other) is not generated and not isinstance(other, int):
-            items = _items(other)
-            if items is not None and all(isinstance(item, int) for item in items):
-                wide = generated(len(items)) if generated.__name__.startswith("VectorX") else generated()
-                if len(wide) == len(items):
-                    for index, item in enumerate(items):
-                        # Items wrap around, as those of the narrower vectors do.
-                        set_at(wide, index, (item + 2**63) % 2**64 - 2**63 if signed else item % 2**64)
-                    other = wide
-        return flat(self, other)
+        if type(other) is generated or isinstance(other, (int, float)):
+            return flat(self, other)
+        items = _items(other)
+        if items is None or (size != "X" and len(items) != len(self)):
+            return flat(self, other)
+        if dtype.kind == "f":
+            try:
+                return flat(self, generated(items))
+            except TypeError:
+                return flat(self, other)
+        # Items wrap around, as the flat operators have it for those of 32 bits.
+        if all(isinstance(item, int) for item in items):
+            items = [(item + 2 ** (bits - 1)) % 2**bits - 2 ** (bits - 1) for item in items]
+            if bits == 64:
+                items = generated([item % 2**64 for item in items] if dtype.kind == "u" else items)
+        return flat(self, items)
 
     operate.__name__ = operation
     operate.__doc__ = getattr(generated, operation).__doc__
     return operate
 
 
-_WIDE_OPERATIONS = (
+_SEQUENCE_OPERATIONS = (
     *("__add__", "__sub__", "__mul__", "__truediv__", "__iadd__", "__isub__", "__imul__", "__itruediv__"),
     *("__lt__", "__le__", "__gt__", "__ge__", "dot", "cross"),
 )
 
-for _name, (_dtype, _) in _VECTORS.items():
+for _name in _VECTORS:
     _generated = getattr(_classes, _name)
     _generated.__init__ = _vector_constructor(_name, _generated)
-    if _dtype.kind != "f" and _dtype.itemsize == 8:
-        for _operation in _WIDE_OPERATIONS:
-            setattr(_generated, _operation, _wide_operator(_name, _operation, _generated))
+    for _operation in _SEQUENCE_OPERATIONS:
+        if hasattr(_generated, _operation) and hasattr(_zarnik, f"{_name}_{_operation}"):
+            setattr(_generated, _operation, _sequence_operator(_name, _operation, _generated))
 extends(*(getattr(_classes, name) for name in _VECTORS))(_Value)
 extends(*(getattr(_classes, name) for name in _VECTORS))(_Vector)
 
@@ -417,12 +423,40 @@ class _Matrix(_Value):
             return NotImplemented
         return [list(row) for row in self] == [_items(row) for row in rows]
 
+    # NumPy would take a matrix for an array, and multiply element by element.
+    __array_ufunc__ = None
+
+    def __mul__(self, other: Any) -> Any:
+        """Multiply with a matrix, a vector of as many components, arrays and sequences of either, or a number."""
+        cls: Any = type(self)
+        if not hasattr(other, "this") and not isinstance(other, (int, float)):
+            other = _operand(other, cls.__name__)
+        return cls._flat_product(self, other)
+
+    def __rmul__(self, other: Any) -> Any:
+        return self * other if isinstance(other, (int, float, numpy.number)) else NotImplemented
+
     def __matmul__(self, other: Any) -> Any:
-        """Multiply with a matrix, or a vector of as many components."""
-        return NotImplemented if isinstance(other, (int, float)) else self * other
+        """Multiply with a matrix, or a vector of as many components, or arrays and sequences of either."""
+        return NotImplemented if isinstance(other, (int, float, numpy.number)) else self * other
+
+    def __rmatmul__(self, other: Any) -> Any:
+        return numpy.asarray(other) @ numpy.asarray(self)
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
         return _as_array(list(self), dtype, _MATRICES[type(self).__name__][0], copy)
+
+
+def _operand(other: Any, name: str) -> Any:
+    """Return what a matrix is to be multiplied with, as the flat functions take it."""
+    if isinstance(other, numpy.number):
+        return other.item()
+    items = _items(other)
+    if items is None:
+        return other
+    suffix = name[-2:]
+    is_matrix = any(_items(item) is not None for item in items)
+    return getattr(_classes, f"{'Matrix' if is_matrix else 'Vector'}{suffix}")(items)
 
 
 def _rows(values: Any, name: str) -> Any:
@@ -432,6 +466,9 @@ def _rows(values: Any, name: str) -> Any:
     return [_items(row) for row in rows]
 
 
+for _name in _MATRICES:
+    _generated = getattr(_classes, _name)
+    _generated._flat_product = getattr(_zarnik, f"{_name}___mul__")
 extends(*(getattr(_classes, name) for name in _MATRICES))(_Value)
 extends(*(getattr(_classes, name) for name in _MATRICES))(_Matrix)
 
@@ -441,6 +478,12 @@ extends(*(getattr(_classes, name) for name in _MATRICES))(_Matrix)
 
 class _Array(_Value):
     """An array shares its memory with NumPy; indexing, slicing and assignment are those of `to_numpy()`."""
+
+    def __init__(self, *arguments: Any) -> None:
+        if arguments and isinstance(arguments[0], (list, tuple, numpy.ndarray)):
+            arguments = (_classes.VectorXu64(arguments[0]), *arguments[1:])
+        name = type(self).__name__
+        getattr(_zarnik, f"{name}_swiginit")(self, getattr(_zarnik, f"new_{name}")(*arguments))
 
     @classmethod
     def from_numpy(cls, array: numpy.ndarray[Any, Any]) -> Any:
@@ -462,7 +505,10 @@ class _Array(_Value):
     @classmethod
     def from_sequence(cls, values: Sequence[Any], shape: Iterable[int] | None = None) -> Any:
         """Make an array from nested sequences of numbers, or from a flat one and a shape."""
-        array = numpy.array(values, _ARRAYS[cls.__name__])
+        own = _ARRAYS[cls.__name__]
+        array = numpy.array(values, own)
+        if own.kind != "f" and not numpy.array_equal(array, numpy.asarray(values)):
+            raise OverflowError(f"{cls.__name__} holds elements of dtype {own}, which not all of the values fit")
         return cls.from_numpy(array if shape is None else array.reshape(tuple(shape)))
 
     def to_numpy(self) -> numpy.ndarray[Any, Any]:

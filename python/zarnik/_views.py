@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import operator
-from collections.abc import Sequence
+from collections.abc import Iterator, Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -15,7 +15,7 @@ from zarnik._enumerations import ImageInterpretation, ViewDataOrigin
 from zarnik._extension import extends
 from zarnik._geometry import corners_of, geometry_of
 from zarnik._indexing import read_part, write_part
-from zarnik._interop import shared_array
+from zarnik._interop import read_only, shared_array
 from zarnik._transfer import dense, filled, read, write
 from zarnik._types import as_data_type, as_image_type
 from zarnik._values import as_vector
@@ -156,6 +156,10 @@ class _ImageView:
         """
         return read_part(self, key)
 
+    def __iter__(self) -> Iterator[Any]:
+        """Go over the parts along the first axis."""
+        return (self[index] for index in range(self.shape[0]))
+
     def __setitem__(self, key: Any, values: Any) -> None:
         """Write a part of the image, with the conversions of an assignment to an array."""
         write_part(self, key, values)
@@ -178,12 +182,12 @@ class _ImageView:
         return None if node is None else _classes.ReadonlyMetadataNode(node)
 
     @metadata.setter
-    def metadata(self, metadata: MetadataNode | ReadonlyMetadataNode | dict[str, Any] | None) -> None:
+    def metadata(self, metadata: MetadataNode | ReadonlyMetadataNode | Mapping[str, Any] | None) -> None:
         _ImageView.set_metadata(self, metadata)
 
     def set_metadata(self, metadata: Any) -> None:
         """Attach a copy of a tree of metadata to the image: a node, a dict of them, or None."""
-        if isinstance(metadata, dict):
+        if isinstance(metadata, Mapping):
             metadata = _classes.MetadataNode.from_dict(metadata)
         elif isinstance(metadata, _classes.ReadonlyMetadataNode):
             metadata = metadata.clone()
@@ -216,9 +220,17 @@ class _ImageView:
 
         :param shape: The new size along each dimension, in the library's order X, Y, Z, C, T.
         :param data_type: The new type of the samples, a `DataType` or what NumPy takes for a dtype.
-        :raises NotImplemented: if the image does not support RESHAPE.
+        :raises Error: if the image does not support RESHAPE.
         """
         _zarnik.ImageView_reshape(self, as_vector(_classes.VectorXu64, shape), as_data_type(data_type))
+
+    def set_bit_depth(self, bit_depth: int) -> None:
+        """Change how many bits of each sample are used."""
+        _zarnik.ImageView_set_bit_depth(self, operator.index(bit_depth))
+
+    def set_alpha(self, alpha: bool) -> None:
+        """Change whether the last channel is an alpha channel."""
+        _zarnik.ImageView_set_alpha(self, bool(alpha))
 
     def __repr__(self) -> str:
         try:
@@ -231,6 +243,8 @@ class _ImageView:
             f"<zarnik.ImageView {layout.axes or 'unknown axes'} {layout.shape(sizes)} {layout.scalar}, "
             f"spacing ({spacing}){' ' + unit if unit else ''}>"
         )
+
+    __str__ = __repr__
 
     def tiling_info(self) -> Any:
         """Shortcut to retrieve TilingInfo extension.
@@ -282,6 +296,18 @@ class _ViewOriginExtension:
     def data_origin(self) -> ViewDataOrigin:
         """Returns the data origin of current view"""
         return ViewDataOrigin(_zarnik.ViewOriginExtension_data_origin(self))
+
+
+@extends(_classes.ImageViewProvider)
+class _ImageViewProvider:
+    @staticmethod
+    def to_read_only(image: Any) -> Any:
+        """Remove all capacities except READ to an ImageView.
+
+        :param image: The image. The result shares its data, and shows it as arrays that cannot be written.
+        :return: The image that cannot be changed.
+        """
+        return read_only(image)
 
 
 @extends(_classes.ImageViewFactory)

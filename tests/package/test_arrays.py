@@ -164,11 +164,20 @@ def test_a_read_only_array_is_protected():
     image = zarnik.from_numpy(array)
     with pytest.raises(zarnik.Error, match="WRITE"):
         image.write((0, 0), 1)
-    with pytest.raises(ValueError, match="not in memory that can be shared"):
-        image.to_numpy(copy=False)
-    assert_array_equal(image.to_numpy(), array)
-    assert not numpy.shares_memory(image.to_numpy(), array)
     assert_array_equal(image[1, ::-1], array[1, ::-1])
+    for order in ("YX", "XY"):
+        shown = image.to_numpy(order, copy=False)
+        assert numpy.shares_memory(shown, array)
+        while shown is not None and isinstance(shown, numpy.ndarray):
+            with pytest.raises(ValueError, match="WRITEABLE"):
+                shown.flags.writeable = True
+            shown = shown.base
+    memory = zarnik.ImageViewFactory.allocate([4, 3], "c8")
+    shown = zarnik.ImageViewProvider.to_read_only(memory).to_numpy()
+    assert numpy.shares_memory(shown, memory.to_numpy())
+    assert not shown.flags.writeable
+    del memory
+    assert shown.sum() == 0
 
 
 def test_a_million_round_trips_leave_nothing_behind():

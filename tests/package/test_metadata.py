@@ -129,6 +129,27 @@ def test_a_node_is_a_mapping_of_paths():
         node["a"] = {5: 1}
 
 
+def test_nodes_are_copied_to_where_they_are_put():
+    root = zarnik.MetadataNode.from_dict({"a": {"b": {"": 1, "c": "text"}}})
+    root["x/y"] = root["a/b"]
+    root["a/b"] = 5
+    assert root.to_dict() == {"a": {"b": 5}, "x": {"y": {"": 1, "c": "text"}}}
+    with pytest.raises(TypeError, match="got <object"):
+        root["p/q"] = object()
+    assert "p" not in root
+    with pytest.raises(TypeError, match="paths, which are strings, got 0"):
+        root[0]
+
+
+def test_a_tree_that_contains_itself_is_refused():
+    shared = {"a": 1}
+    tree = {"b": shared, "c": shared, "d": {}}
+    assert zarnik.MetadataNode.from_dict(tree)["c/a"].value() == 1
+    tree["d"]["e"] = tree
+    with pytest.raises(ValueError, match="'e' contain themselves"):
+        zarnik.MetadataNode.from_dict(tree)
+
+
 def test_trees_are_drawn():
     node = MetadataNode.from_dict({"a": {"": 1, "b": "x<y", "c": [1, 2]}, "d": None}, "root")
     assert repr(node) == "root\n├─ a = 1\n│  ├─ b = 'x<y'\n│  └─ c = [1, 2]\n└─ d"

@@ -74,6 +74,26 @@ def test_wide_integers_come_through_operators_whole(cls, dtype):
     assert vector != left
 
 
+def test_large_whole_numbers_are_numbers():
+    for number in (2**31, -(2**40), 2**62):
+        vector = zarnik.Vector3d([number, 0, 1])
+        assert vector == (number, 0, 1)
+        offset = [number, 0, 0]
+        assert vector + offset == (2.0 * number, 0, 1)
+        assert vector.dot(numpy.array([1, 2**33, 0])) == number
+        assert zarnik.Matrix3d.identity() * [number, 0, 1] == vector
+    image = zarnik.ImageViewFactory.allocate([2], "u4")
+    image.set_value_range((0, 2**32 - 1))
+    assert image.get_value_range() == (0, 2**32 - 1)
+    assert zarnik.Vector3u8((1, 2, 3)) + numpy.array([2**40 + 255, 1, 1]) == (0, 3, 4)
+
+
+def test_image_types_of_dimensions():
+    for dimension in zarnik.ImageDimension:
+        assert list(zarnik.ImageType(dimension)) == [dimension]
+    assert zarnik.ImageType(1) == zarnik.ImageType("X")
+
+
 def test_regions_are_pairs_of_origin_and_size():
     for cls in (Region3u64, RegionXu64):
         region = cls((1, 2, 2**40), numpy.array([3, 4, 5]))
@@ -107,6 +127,16 @@ def test_matrices_have_rows_first_as_arrays_have(name):
     numpy.testing.assert_allclose(numpy.asarray(matrix @ matrix), array @ array, rtol=1e-4, atol=1e-6)
     vector = array[0].tolist()
     numpy.testing.assert_allclose(list(matrix @ vector), array @ array[0], rtol=1e-4, atol=1e-6)
+    for dtype in ("f4", "f8", "i8"):
+        row = numpy.arange(len(matrix), dtype=dtype)
+        for factor in (row, row.tolist(), array.astype(dtype)):
+            numpy.testing.assert_allclose(matrix @ factor, array @ numpy.asarray(factor), rtol=1e-4, atol=1e-6)
+            numpy.testing.assert_allclose(matrix * factor, array @ numpy.asarray(factor), rtol=1e-4, atol=1e-6)
+        numpy.testing.assert_allclose(row @ matrix, row @ array, rtol=1e-4, atol=1e-6)
+    for number in (2, 2.0, numpy.float32(2), numpy.int64(2)):
+        assert matrix * number == number * matrix == matrix * 2.0
+    with pytest.raises(TypeError):
+        array * matrix
     for twin in twins(matrix):
         twin[0, 1] = 9
         assert twin != matrix

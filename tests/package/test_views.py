@@ -109,6 +109,20 @@ def test_a_key_touches_no_more_than_rows_of_what_it_selects(data):
     assert_array_equal(image.read(), array)
 
 
+def test_large_assignments_are_written_slab_by_slab(monkeypatch):
+    monkeypatch.setattr("zarnik._transfer._BLOCK_BYTES", 100)
+    array = numpy.zeros((2, 3, 4, 10), "u2")
+    image = TiledView([10, 4, 3, 2], DataTypeId.UINT16, [4, 4, 1, 1])
+    values = numpy.arange(array.size).reshape(array.shape)
+    for part in (values, values[:1], values[..., ::-1], 7):
+        array[...] = part
+        image[...] = part
+        assert_array_equal(image.read(), array)
+        image.write_region(((1, 1, 0, 0), (8, 3, 3, 2)), array[:, :, 1:, 1:9] + 1)
+        array[:, :, 1:, 1:9] += 1
+        assert_array_equal(image.read(), array)
+
+
 def test_tiles_are_arrays_of_their_regions():
     image = TiledView([3, 5, 7], DataTypeId.VEC2_UINT16, [2, 5, 3])
     image.set_axes_interpretation("YXC")
