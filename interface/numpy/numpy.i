@@ -30,7 +30,7 @@ RegionXu64 const *wrappedRegion(PyObject *object) {
 %}
 
 %init %{
-  if (!zarnik::python::importNumpy() || !zarnik::python::addDirectModule()) {
+  if (!zarnik::python::importNumpy() || !zarnik::python::addDirectModule(d)) {
     return NULL;
   }
 %}

@@ -3,15 +3,13 @@
 from __future__ import annotations
 
 from collections.abc import Sequence
-from importlib import import_module
 from typing import Any, Callable
 
 import numpy
 
 import _zarnik
 
-# Not a file of its own: the extension module brings it along.
-_module: Any = import_module(f"{_zarnik.__name__}.direct")
+_module: Any = _zarnik.__direct__
 
 #: the axes (the value of an ImageType), the data type (the id) and the size of an image along each dimension
 geometry: Callable[[Any], tuple[int, int, tuple[int, ...]]] = _module.geometry

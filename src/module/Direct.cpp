@@ -5,10 +5,12 @@
 #include "module/NumpyApi.h"
 #include "module/Runtime.h"
 #include "numpy/RegionReader.h"
+#include "zarnik/core/Error.h"
 #include "zarnik/layout/Threads.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/ImageView.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -173,6 +175,13 @@ PyObject * addLayoutOf(PyObject *, PyObject * arguments) {
                           &PyTuple_Type, &axes) ||
         !readSizes(components, layout.components) || !readSizes(axes, layout.axes))
       return nullptr;
+    auto sorted = layout.axes;
+    std::sort(sorted.begin(), sorted.end());
+    for (size_t i = 0; i < sorted.size(); ++i)
+      if (sorted[i] != i || sorted.size() != static_cast<size_t>(rank) + layout.components.size())
+        throw InvalidArgument("the axes of a layout are those of the image and of its components, each once");
+    if (!PyArray_DescrCheck(elementType))
+      throw InvalidArgument("the elements of a layout have a numpy.dtype");
     layout.elementType = Reference::share(elementType);
     addLayout({axesValue, dataType, static_cast<size_t>(rank)}, std::move(layout));
     return Reference::share(Py_None).release();
@@ -207,13 +216,13 @@ PyMethodDef methods[] = {
 };
 
 PyModuleDef definition = {
-    PyModuleDef_HEAD_INIT, "_zarnik.direct", nullptr, -1, methods, nullptr, nullptr, nullptr, nullptr};
+    PyModuleDef_HEAD_INIT, "_zarnik.__direct__", nullptr, -1, methods, nullptr, nullptr, nullptr, nullptr};
 
 } // namespace
 
-bool addDirectModule() {
+bool addDirectModule(PyObject * names) {
   auto const module = Reference::steal(PyModule_Create(&definition));
-  return module && PyDict_SetItemString(PyImport_GetModuleDict(), definition.m_name, module.get()) == 0;
+  return module && PyDict_SetItemString(names, "__direct__", module.get()) == 0;
 }
 
 } // namespace zarnik::python
