@@ -8,7 +8,7 @@ import pytest
 
 import _typetable
 import _zarnik
-from support.expect import null_reference, run_python
+from support.expect import bad_argument, null_reference, run_python
 from support.shared_types import CountingView
 from zarnik import _classes
 
@@ -121,6 +121,27 @@ def test_an_object_outlives_the_call_that_destroys_it():
 
     _zarnik.ImageView___write(image, Destroying([1, 1]), b"x")
     null_reference(_zarnik.ImageView_get_shape, 1, "zarnik::ImageView *", image)
+
+
+class Endless:
+    def __getattr__(self, name):
+        return Endless()
+
+
+class Fleeting:
+    @property
+    def this(self):
+        return _zarnik.new_Vector3d()
+
+
+def test_objects_that_only_look_wrapped():
+    looping = type("Looping", (), {})()
+    looping.this = looping
+    for odd in (Endless(), Fleeting(), looping):
+        bad_argument(TypeError, _zarnik.Vector3d_size, 1, "zarnik::Vector< double,3 > const *", odd)
+    vector = _zarnik.new_Vector3d()
+    _zarnik.Vector3d_swiginit(vector, vector)
+    assert vector.next() is None
 
 
 def test_an_iterator_that_is_none():
