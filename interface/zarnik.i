@@ -38,6 +38,7 @@ using namespace zarnik;
 %rename("%(undercase)s", %$isfunction, %$not %$isconstructor, %$not %$isdestructor) "";
 %install_exception_net()
 %include "zarnik/core/Export.h"
+%include "zarnik/core/Query.h"
 
 %include "values/vector_arguments.i"
 

@@ -27,7 +27,7 @@
 %template(FLAG ## Set) zarnik::FlagSet<FLAG>;
 %enddef
 
-%include "zarnik/views/FlagSet.h"
+%include "zarnik/core/FlagSet.h"
 
 %include "zarnik/access/AccessCapabilities.h"
 %flag_set(access, StreamAccessCapability)

@@ -3,7 +3,7 @@
 #include "module/Python.h"
 #include "module/Runtime.h"
 #include "zarnik/values/VectorX.h"
-#include "zarnik/views/FlagSet.h"
+#include "zarnik/core/FlagSet.h"
 
 #include <cstdint>
 

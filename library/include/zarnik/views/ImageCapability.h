@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zarnik/views/FlagSet.h"
+#include "zarnik/core/FlagSet.h"
 
 namespace zarnik {
 
