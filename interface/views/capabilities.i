@@ -1,7 +1,7 @@
 %header %{
-#include "zarnik/views/DataFrameCapability.h"
+#include "zarnik/frames/DataFrameCapability.h"
 #include "zarnik/views/MultiImageCapability.h"
 %}
 
 %flag_set(views, MultiImageCapability)
-%flag_set(views, DataFrameCapability)
+%flag_set(frames, DataFrameCapability)

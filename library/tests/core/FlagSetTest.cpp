@@ -1,6 +1,6 @@
 #include "zarnik/access/RandomAccessCapability.h"
 #include "zarnik/access/StreamAccessCapability.h"
-#include "zarnik/views/DataFrameCapability.h"
+#include "zarnik/frames/DataFrameCapability.h"
 #include "zarnik/views/ImageCapability.h"
 #include "zarnik/views/MultiImageCapability.h"
 #include "zarnik/views/ParallelAccessCapability.h"
