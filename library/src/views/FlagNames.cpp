@@ -13,6 +13,7 @@ struct FlagName {
 };
 
 constexpr FlagName imageCapabilities[] = {{1, "READ"}, {2, "WRITE"}, {4, "RESHAPE"}, {8, "MEMORY_ACCESS"}};
+constexpr FlagName multiImageCapabilities[] = {{1, "READ"}, {2, "WRITE"}};
 constexpr FlagName parallelAccessCapabilities[] = {{1, "THREAD_SAFE"},
                                                    {2, "PARALLEL_TILE_READ"},
                                                    {4, "PARALLEL_TILE_WRITE"},
@@ -35,6 +36,10 @@ std::string joinNames(uint64_t mask, std::span<FlagName const> names) {
 } // namespace
 
 std::string flagNames(ImageCapabilitySet capabilities) { return joinNames(capabilities.value(), imageCapabilities); }
+
+std::string flagNames(MultiImageCapabilitySet capabilities) {
+  return joinNames(capabilities.value(), multiImageCapabilities);
+}
 
 std::string flagNames(ParallelAccessCapabilitySet capabilities) {
   return joinNames(capabilities.value(), parallelAccessCapabilities);
