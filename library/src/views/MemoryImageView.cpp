@@ -124,4 +124,14 @@ void const * MemoryImageView::buffer() const {
 
 size_t MemoryImageView::bufferSize() const { return samples_.indexer.byteCount(); }
 
+void MemoryImageView::readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,
+                                  SampleStrides const & strides) {
+  readMemory(samples_.indexer, samples_.memory.get(), region, conversion, destination, strides);
+}
+
+void MemoryImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
+                                   SampleStrides const & strides) {
+  writeMemory(samples_.indexer, samples_.memory.get(), region, conversion, source, strides);
+}
+
 } // namespace zarnik

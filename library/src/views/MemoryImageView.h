@@ -1,5 +1,6 @@
 #pragma once
 
+#include "views/RegionTransfer.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/ImageView.h"
 
@@ -9,7 +10,7 @@
 namespace zarnik {
 
 /// An image that owns the memory of its samples, dense, the first dimension fastest.
-class MemoryImageView : public ImageView {
+class MemoryImageView : public ImageView, public StridedTransfer {
 public:
   MemoryImageView(VectorXu64 const & shape, DataType dataType, std::shared_ptr<ImageProperties const> properties,
                   std::shared_ptr<MetadataNode const> metadata);
@@ -32,6 +33,10 @@ public:
   void * buffer() override;
   void const * buffer() const override;
   size_t bufferSize() const override;
+  void readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,
+                   SampleStrides const & strides) override;
+  void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
+                    SampleStrides const & strides) override;
 
 private:
   struct FreeMemory {
