@@ -14,12 +14,16 @@ std::string DataAccess::resourceId() const { return {}; }
 DataStorage::~DataStorage() = default;
 
 StreamAccess::~StreamAccess() = default;
-bool StreamAccess::support(StreamAccessCapabilitySet capabilities) const { return this->capabilities().has(capabilities); }
+bool StreamAccess::support(StreamAccessCapabilitySet capabilities) const {
+  return this->capabilities().has(capabilities);
+}
 bool StreamAccess::good() const { return !eof() && !fail(); }
 void * StreamAccess::buffer() { return nullptr; }
 
 RandomAccess::~RandomAccess() = default;
-bool RandomAccess::support(RandomAccessCapabilitySet capabilities) const { return this->capabilities().has(capabilities); }
+bool RandomAccess::support(RandomAccessCapabilitySet capabilities) const {
+  return this->capabilities().has(capabilities);
+}
 void * RandomAccess::buffer() { return nullptr; }
 
 void RandomAccess::readMany(std::span<ReadRequest const> requests) {
