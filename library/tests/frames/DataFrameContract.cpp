@@ -1,0 +1,335 @@
+#include "frames/DataFrameContract.h"
+
+#include "zarnik/core/Error.h"
+#include "zarnik/views/ColumnUnitExtension.h"
+#include "zarnik/views/ViewOriginExtension.h"
+
+#include <gmock/gmock.h>
+#include <random>
+
+namespace zarnik::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Property;
+using testing::ThrowsMessage;
+using enum DataFrameCapability;
+
+constexpr uint64_t HUGE_COUNT = uint64_t{1} << 63;
+
+// Lengths on both sides of what strings hold inline, and characters of one to four bytes.
+std::vector<ExpectedColumn> sample() {
+  return {{"area", "mm\u00b2", Numbers{1, -2, 3, 2147483647, 0}},
+          {"label", "", Texts{"", "a\u00e9\u20ac\U0001f600", std::string(100, 'x'), std::string("n\0l", 3), "last"}},
+          {"\u540d", "px", Numbers{9, 8, 7, 6, 5}}};
+}
+
+Numbers readNumbers(DataFrameView const & frame, size_t column, size_t offset, size_t count) {
+  Numbers cells(count);
+  frame.read(column, offset, count, cells.data());
+  return cells;
+}
+
+Texts readTexts(DataFrameView const & frame, size_t column, size_t offset, size_t count) {
+  Texts cells(count, "stale");
+  frame.read(column, offset, count, cells.data());
+  return cells;
+}
+
+Texts split(TextCells const & texts) {
+  Texts cells;
+  for (size_t i = 0; i + 1 < texts.offsets.size(); ++i)
+    cells.push_back(texts.bytes.substr(texts.offsets[i], texts.offsets[i + 1] - texts.offsets[i]));
+  return cells;
+}
+
+template <typename Operation> void expectRefused(DataFrameView const & frame, Operation operation, char const * text) {
+  auto const columns = sample();
+  EXPECT_THAT(operation, ThrowsMessage<Error>(HasSubstr(text)));
+  expectTable(frame, columns, 5);
+}
+
+} // namespace
+
+void expectTable(DataFrameView const & frame, std::vector<ExpectedColumn> const & columns, uint64_t rowCount) {
+  ASSERT_EQ(frame.shape(), Vector2u64({columns.size(), rowCount}));
+  auto const units = ColumnUnitExtension::cast(frame.extension(ColumnUnitExtension::EXTENSION_ID));
+  for (size_t i = 0; i < columns.size(); ++i) {
+    auto const & [name, unit, cells] = columns[i];
+    EXPECT_EQ(frame.columnName(i), name);
+    EXPECT_EQ(frame.columnIndex(name), i);
+    EXPECT_EQ(frame.unit(i), unit);
+    if (units) {
+      EXPECT_EQ(units->unit(i), unit);
+    }
+    if (auto const * const numbers = std::get_if<Numbers>(&cells)) {
+      EXPECT_EQ(frame.columnDataType(i), DataTypeId::INT32);
+      EXPECT_EQ(readNumbers(frame, i, 0, rowCount), *numbers);
+    } else {
+      EXPECT_EQ(frame.columnDataType(i), DataTypeId::UTF8_STRING);
+      EXPECT_EQ(readTexts(frame, i, 0, rowCount), std::get<Texts>(cells));
+      EXPECT_EQ(split(frame.readText(i, 0, rowCount)), std::get<Texts>(cells));
+    }
+  }
+}
+
+TEST_P(DataFrameContract, TellsItsColumnsAndCells) {
+  auto const columns = sample();
+  auto const frame = GetParam().make(columns);
+  expectTable(*frame, columns, 5);
+  EXPECT_EQ(frame->capabilities(), GetParam().capabilities);
+  EXPECT_TRUE(frame->support(READ));
+  EXPECT_EQ(readNumbers(*frame, 2, 1, 3), (Numbers{8, 7, 6}));
+  EXPECT_EQ(readTexts(*frame, 1, 3, 2), (Texts{std::string("n\0l", 3), "last"}));
+  EXPECT_EQ(split(frame->readText(1, 2, 2)), (Texts{std::string(100, 'x'), std::string("n\0l", 3)}));
+  EXPECT_THAT(frame->toString(), testing::AllOf(HasSubstr("3 columns"), HasSubstr("5 rows"), HasSubstr("label")));
+  auto const origin = frame->viewOrigin();
+  ASSERT_TRUE(origin);
+  EXPECT_EQ(origin->uid(), frame->viewOrigin()->uid());
+  // An empty part may stand at the end, and needs no memory.
+  frame->read(0, 5, 0, nullptr);
+}
+
+TEST_P(DataFrameContract, RefusesWhatIsOutOfRange) {
+  auto const frame = GetParam().make(sample());
+  Numbers cells(5);
+  expectRefused(
+      *frame, [&] { frame->columnName(3); }, "column index 3 is out of range, allowed are 0 to 2");
+  expectRefused(
+      *frame, [&] { frame->columnDataType(HUGE_COUNT); }, "out of range");
+  expectRefused(
+      *frame, [&] { frame->unit(3); }, "out of range");
+  expectRefused(
+      *frame, [&] { frame->columnMemory(3); }, "out of range");
+  expectRefused(
+      *frame, [&] { frame->columnIndex("Area"); }, "no column is named \"Area\"");
+  expectRefused(
+      *frame, [&] { frame->columnIndex(""); }, "no column");
+  expectRefused(
+      *frame, [&] { frame->read(3, 0, 1, cells.data()); }, "out of range");
+  expectRefused(
+      *frame, [&] { frame->read(0, 3, 3, cells.data()); }, "row 3 + 3 rows exceeds the 5 rows");
+  expectRefused(
+      *frame, [&] { frame->read(0, 6, 0, cells.data()); }, "exceeds");
+  expectRefused(
+      *frame, [&] { frame->read(0, 2, UINT64_MAX, cells.data()); }, "exceeds");
+  expectRefused(
+      *frame, [&] { frame->read(0, 0, 1, nullptr); }, "no memory");
+  expectRefused(
+      *frame, [&] { frame->readText(1, 1, UINT64_MAX); }, "exceeds");
+  expectRefused(
+      *frame, [&] { frame->readText(0, 0, 1); }, "INT32 holds no texts");
+}
+
+TEST_P(DataFrameContract, WritesPartsAndNothingElse) {
+  if (!offers(WRITE))
+    GTEST_SKIP();
+  auto columns = sample();
+  auto const frame = GetParam().make(columns);
+  Numbers const numbers{70, 80};
+  Texts const texts{"\u00fc", std::string(40, 'y')};
+  frame->write(0, 3, 2, numbers.data());
+  frame->write(1, 0, 2, texts.data());
+  std::vector<uint64_t> const offsets{3, 6, 6};
+  frame->writeText(1, 3, 2, offsets.data(), "???abc???");
+  frame->setUnit(2, "\u00b5m");
+  std::get<Numbers>(columns[0].cells)[3] = 70;
+  std::get<Numbers>(columns[0].cells)[4] = 80;
+  columns[1].cells = Texts{texts[0], texts[1], std::string(100, 'x'), "abc", ""};
+  columns[2].unit = "\u00b5m";
+  expectTable(*frame, columns, 5);
+}
+
+TEST_P(DataFrameContract, KeepsAllWhenAWriteFails) {
+  auto const frame = GetParam().make(sample());
+  Numbers const numbers(5);
+  if (!offers(WRITE)) {
+    EXPECT_THROW(frame->write(0, 0, 1, numbers.data()), NotImplemented);
+    EXPECT_THROW(frame->setUnit(0, "m"), NotImplemented);
+    expectTable(*frame, sample(), 5);
+    return;
+  }
+  expectRefused(
+      *frame, [&] { frame->write(0, 4, 2, numbers.data()); }, "exceeds");
+  expectRefused(
+      *frame, [&] { frame->write(0, 0, 1, nullptr); }, "no memory");
+  expectRefused(
+      *frame, [&] { frame->setUnit(3, "m"); }, "out of range");
+  std::vector<uint64_t> const falling{0, 3, 2};
+  expectRefused(
+      *frame, [&] { frame->writeText(1, 0, 2, falling.data(), "abc"); }, "below");
+  // Each of them ends or begins within a character, is overlong, a surrogate or too large.
+  for (std::string const bad : {"\x80", "\xc3", "\xc0\xaf", "\xe0\x80\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80",
+                                "\xf8\x88\x80\x80\x80", "abcdefgh\xff", "\xe2\x82"}) {
+    Texts const texts{"good", bad};
+    expectRefused(
+        *frame, [&] { frame->write(1, 0, 2, texts.data()); }, "not UTF-8");
+  }
+  std::vector<uint64_t> const amidst{0, 1, 2};
+  expectRefused(
+      *frame, [&] { frame->writeText(1, 0, 2, amidst.data(), "\u00e9"); }, "not UTF-8");
+}
+
+TEST_P(DataFrameContract, KeepsAllWhenAReshapeFails) {
+  auto const frame = GetParam().make(sample());
+  Texts const names{"a", "a"};
+  std::vector<DataType> const types(2, DataTypeId::INT32);
+  if (!offers(RESHAPE)) {
+    EXPECT_THROW(frame->addColumn("new", DataTypeId::INT32), NotImplemented);
+    EXPECT_THROW(frame->addRows(0, 1), NotImplemented);
+    EXPECT_THROW(frame->removeColumn(0), NotImplemented);
+    EXPECT_THROW(frame->removeRows(0, 1), NotImplemented);
+    EXPECT_THROW(frame->reshape({1, 1}, names.data(), types.data()), NotImplemented);
+    expectTable(*frame, sample(), 5);
+    return;
+  }
+  expectRefused(
+      *frame, [&] { frame->addColumn("area", DataTypeId::INT32); }, "named \"area\" already");
+  expectRefused(
+      *frame, [&] { frame->addColumn("", DataTypeId::INT32); }, "empty");
+  expectRefused(
+      *frame, [&] { frame->addColumn("\xff", DataTypeId::INT32); }, "not UTF-8");
+  expectRefused(
+      *frame, [&] { frame->addColumn("new", DataTypeId::VEC3_UINT8); }, "VEC3_UINT8 are not supported");
+  expectRefused(
+      *frame, [&] { frame->addColumn("new", DataTypeId::UTF16_STRING); }, "not supported");
+  expectRefused(
+      *frame, [&] { frame->addColumn("new", DataType()); }, "not supported");
+  expectRefused(
+      *frame, [&] { frame->addRows(6, 1); }, "allowed are 0 to 5");
+  expectRefused(
+      *frame, [&] { frame->addRows(0, UINT64_MAX); }, "64 bits");
+  expectRefused(
+      *frame, [&] { frame->addRows(2, HUGE_COUNT); }, "");
+  expectRefused(
+      *frame, [&] { frame->removeColumn(3); }, "out of range");
+  expectRefused(
+      *frame, [&] { frame->removeRows(3, 3); }, "exceeds");
+  expectRefused(
+      *frame, [&] { frame->removeRows(1, UINT64_MAX); }, "exceeds");
+  expectRefused(
+      *frame,
+      [&] {
+        frame->reshape({0, 1}, names.data(), types.data());
+      },
+      "neither may be 0");
+  expectRefused(
+      *frame,
+      [&] {
+        frame->reshape({1, 0}, names.data(), types.data());
+      },
+      "neither may be 0");
+  expectRefused(
+      *frame,
+      [&] {
+        frame->reshape({2, 1}, names.data(), types.data());
+      },
+      "already");
+  expectRefused(
+      *frame,
+      [&] {
+        frame->reshape({1, 1}, nullptr, types.data());
+      },
+      "names");
+  expectRefused(
+      *frame,
+      [&] {
+        frame->reshape({1, 1}, names.data(), nullptr);
+      },
+      "types");
+  expectRefused(
+      *frame,
+      [&] {
+        frame->reshape({1, HUGE_COUNT}, names.data(), types.data());
+      },
+      "");
+}
+
+TEST_P(DataFrameContract, TakesANewShape) {
+  if (!offers(RESHAPE))
+    GTEST_SKIP();
+  auto const frame = GetParam().make(sample());
+  Texts const names{"t", "n"};
+  std::vector<DataType> const types{DataTypeId::UTF8_STRING, DataTypeId::INT32};
+  frame->reshape({2, 3}, names.data(), types.data());
+  expectTable(*frame, {{"t", "", Texts(3)}, {"n", "", Numbers(3)}}, 3);
+}
+
+// Random changes, each done to a plain model too.
+TEST_P(DataFrameContract, FollowsAModelThroughRandomChanges) {
+  if (!offers(RESHAPE) || !offers(WRITE))
+    GTEST_SKIP();
+  auto const seed = std::random_device()();
+  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  std::mt19937 random(seed);
+  auto const below = [&](size_t limit) { return std::uniform_int_distribution<size_t>(0, limit - 1)(random); };
+  auto model = sample();
+  auto const frame = GetParam().make(model);
+  size_t rows = 5;
+  for (int step = 0; step < 400; ++step) {
+    auto const offset = below(rows + 1);
+    switch (below(model.size() < 6 ? 6 : 5)) {
+    case 0: {
+      auto const count = below(20);
+      frame->addRows(offset, count);
+      rows += count;
+      for (auto & column : model)
+        std::visit([&](auto & cells) { cells.insert(cells.begin() + static_cast<long>(offset), count, {}); },
+                   column.cells);
+      break;
+    }
+    case 1: {
+      auto const count = below(rows - offset + 1);
+      frame->removeRows(offset, count);
+      rows -= count;
+      for (auto & column : model)
+        std::visit(
+            [&](auto & cells) {
+              auto const first = cells.begin() + static_cast<long>(offset);
+              cells.erase(first, first + static_cast<long>(count));
+            },
+            column.cells);
+      break;
+    }
+    case 2:
+      if (model.size() > 1) {
+        auto const column = below(model.size());
+        frame->removeColumn(column);
+        model.erase(model.begin() + static_cast<long>(column));
+      }
+      break;
+    case 5: {
+      auto const name = "column " + std::to_string(step);
+      bool const isText = below(2) == 0;
+      frame->addColumn(name, isText ? DataTypeId::UTF8_STRING : DataTypeId::INT32);
+      model.push_back({name, "", {}});
+      if (isText)
+        model.back().cells = Texts(rows);
+      else
+        model.back().cells = Numbers(rows);
+      break;
+    }
+    default: {
+      auto const index = below(model.size());
+      auto const count = below(rows - offset + 1);
+      if (auto * const texts = std::get_if<Texts>(&model[index].cells)) {
+        Texts values;
+        for (size_t i = 0; i < count; ++i)
+          values.emplace_back(below(2000), static_cast<char>('a' + step % 26));
+        frame->write(index, offset, count, values.data());
+        std::copy(values.begin(), values.end(), texts->begin() + static_cast<long>(offset));
+      } else {
+        Numbers values(count, step);
+        frame->write(index, offset, count, values.data());
+        auto & numbers = std::get<Numbers>(model[index].cells);
+        std::copy(values.begin(), values.end(), numbers.begin() + static_cast<long>(offset));
+      }
+    }
+    }
+    ASSERT_NO_FATAL_FAILURE(expectTable(*frame, model, rows)) << "step " << step;
+    ASSERT_FALSE(HasFailure()) << "step " << step;
+  }
+}
+
+} // namespace zarnik::test
