@@ -34,3 +34,18 @@ set(URIPARSER_BUILD_TESTS OFF)
 set(URIPARSER_BUILD_DOCS OFF)
 set(URIPARSER_BUILD_TOOLS OFF)
 zarnik_dependency(uriparser uriparser::uriparser https://github.com/uriparser/uriparser uriparser-0.9.7)
+
+# Only the header of xxHash is used, and its package has no CMake files on Debian.
+if(NOT TARGET xxHash::xxhash)
+  add_library(zarnik_xxhash INTERFACE)
+  add_library(xxHash::xxhash ALIAS zarnik_xxhash)
+  find_path(ZARNIK_XXHASH_INCLUDE xxhash.h)
+  if(NOT ZARNIK_XXHASH_INCLUDE)
+    message(STATUS "xxHash is not installed, fetching v0.8.2 from https://github.com/Cyan4973/xxHash")
+    FetchContent_Declare(xxhash_source GIT_REPOSITORY https://github.com/Cyan4973/xxHash GIT_TAG v0.8.2 GIT_SHALLOW ON
+      SOURCE_SUBDIR none)
+    FetchContent_MakeAvailable(xxhash_source)
+    set(ZARNIK_XXHASH_INCLUDE "${xxhash_source_SOURCE_DIR}")
+  endif()
+  target_include_directories(zarnik_xxhash SYSTEM INTERFACE "${ZARNIK_XXHASH_INCLUDE}")
+endif()

@@ -6,7 +6,7 @@ set -eu
 wanted=""
 for purpose in "$@"; do
   case $purpose in
-    build) wanted="$wanted g++ libfmt-dev libspdlog-dev libhwy-dev liburiparser-dev ccache" ;;
+    build) wanted="$wanted g++ libfmt-dev libspdlog-dev libhwy-dev liburiparser-dev libxxhash-dev ccache" ;;
     test) wanted="$wanted libgtest-dev libgmock-dev binutils" ;;
     bench) wanted="$wanted libbenchmark-dev" ;;
     lint) wanted="$wanted clang-format clang-tidy" ;;

@@ -1,0 +1,102 @@
+#include "serialization/ObjectWriter.h"
+
+#include "zarnik/core/Error.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <utility>
+
+namespace zarnik::format {
+
+ObjectWriter::ObjectWriter(std::shared_ptr<StreamAccess> stream, Kind kind, DataType dataType,
+                           WriteOptions const & options)
+    : stream_(std::move(stream)), options_(options) {
+  if (!stream_)
+    throw InvalidArgument("there is no stream to write to");
+  if (!stream_->support(StreamAccessCapability::WRITE))
+    throw InvalidArgument(fmt::format("{} cannot be written to", stream_->toString()));
+  ObjectHeader header{MAGIC,
+                      MAJOR_VERSION,
+                      MINOR_VERSION,
+                      static_cast<uint32_t>(kind),
+                      dataType.id(),
+                      isHashed() ? uint64_t{OBJECT_HASHED} : 0,
+                      options_.blockBytes,
+                      0};
+  header.hash = hashOf(&header, offsetof(ObjectHeader, hash));
+  put(&header, sizeof header);
+}
+
+void ObjectWriter::put(void const * bytes, uint64_t size) {
+  auto const * rest = static_cast<std::byte const *>(bytes);
+  while (size != 0) {
+    auto const written = stream_->write(rest, size);
+    if (written == 0 || written > size)
+      throw Error(fmt::format("{} takes no more bytes: {} were written of an object, {} more are to follow",
+                              stream_->toString(), position_, size));
+    rest += written;
+    size -= written;
+    position_ += written;
+  }
+}
+
+void ObjectWriter::writeSection(Tag tag, std::span<std::byte const> content) {
+  beginSection(tag, content.size());
+  write(content.data(), content.size());
+  endSection();
+}
+
+void ObjectWriter::beginSection(Tag tag, uint64_t length) {
+  bool const isOptional = tag == PADDING;
+  SectionHeader header{SYNC, tag, isOptional ? uint32_t{SECTION_OPTIONAL} : 0, 0, length, 0};
+  header.hash = hashOf(&header, offsetof(SectionHeader, hash));
+  hashes_.reserve(blockCount(length));
+  put(&header, sizeof header);
+  left_ = length;
+}
+
+void ObjectWriter::write(void const * bytes, uint64_t size) {
+  if (size > left_)
+    throw Error(fmt::format("{} bytes are too many for a section that takes {} more", size, left_));
+  auto const * rest = static_cast<std::byte const *>(bytes);
+  // A block is hashed while it is in the cache, then written.
+  while (size != 0) {
+    auto const part = std::min(size, options_.blockBytes - inBlock_);
+    if (isHashed()) {
+      if (inBlock_ == 0 && (part == options_.blockBytes || part == left_)) {
+        hashes_.push_back(hashOf(rest, part));
+      } else {
+        if (inBlock_ == 0)
+          hash_.restart();
+        hash_.add(rest, part);
+        if (inBlock_ + part == options_.blockBytes || part == left_)
+          hashes_.push_back(hash_.value());
+      }
+    }
+    put(rest, part);
+    inBlock_ = (inBlock_ + part) % options_.blockBytes;
+    left_ -= part;
+    rest += part;
+    size -= part;
+  }
+}
+
+void ObjectWriter::endSection() {
+  if (left_ != 0)
+    throw Error(fmt::format("a section lacks {} bytes of its content", left_));
+  put(hashes_.data(), hashes_.size() * sizeof(uint64_t));
+  hashes_.clear();
+  inBlock_ = 0;
+}
+
+void ObjectWriter::align() {
+  auto const contentBehind = [&](uint64_t padding) {
+    return position_ + sizeof(SectionHeader) + padding + blockCount(padding) * sizeof(uint64_t) + sizeof(SectionHeader);
+  };
+  uint64_t padding = 0;
+  while (contentBehind(padding) % options_.alignment != 0)
+    ++padding;
+  writeSection(PADDING, std::vector<std::byte>(padding));
+}
+
+} // namespace zarnik::format

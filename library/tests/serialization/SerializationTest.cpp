@@ -1,0 +1,225 @@
+#include "zarnik/serialization/Serialization.h"
+#include "zarnik/access/StreamAccess.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/frames/DataFrameView.h"
+#include "zarnik/frames/DataFrameViewFactory.h"
+#include "zarnik/metadata/ImageProperties.h"
+#include "zarnik/metadata/MetadataNode.h"
+#include "zarnik/metadata/VariantDataValueFactory.h"
+#include "zarnik/values/RegionX.h"
+#include "zarnik/views/ImageView.h"
+#include "zarnik/views/ImageViewFactory.h"
+
+#include <algorithm>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <numeric>
+#include <vector>
+
+namespace zarnik::test {
+namespace {
+
+/// Bytes that go in at one end and come out at the other, few at a time: no seek, no memory, short transfers.
+class Pipe : public StreamAccess {
+public:
+  explicit Pipe(size_t atOnce, size_t room = SIZE_MAX) : atOnce_(atOnce), room_(room) {}
+  StreamAccessCapabilitySet capabilities() const override { return StreamAccessCapability::READ_WRITE; }
+  bool eof() const override { return position_ == bytes.size(); }
+  bool fail() const override { return false; }
+  std::string toString() const override { return "a pipe"; }
+  uint8_t peek() override { return bytes.at(position_); }
+  void flush() override {}
+  size_t tell() override { return position_; }
+  void seek(int64_t, SeekOrigin) override { throw NotImplemented("a pipe does not seek"); }
+  size_t read(void * destination, size_t size) override {
+    size = std::min({size, atOnce_, bytes.size() - position_});
+    std::copy_n(bytes.data() + position_, size, static_cast<uint8_t *>(destination));
+    position_ += size;
+    return size;
+  }
+  size_t write(void const * source, size_t size) override {
+    size = std::min({size, atOnce_, room_ - bytes.size()});
+    auto const * const first = static_cast<uint8_t const *>(source);
+    bytes.insert(bytes.end(), first, first + size);
+    largestWrite = std::max(largestWrite, size);
+    return size;
+  }
+
+  std::vector<uint8_t> bytes;
+  size_t largestWrite = 0;
+
+private:
+  size_t position_ = 0;
+  size_t atOnce_;
+  size_t room_;
+};
+
+/// Samples that are computed when they are asked for; counts the largest region that was.
+class Ramp : public ImageView {
+public:
+  explicit Ramp(VectorXu64 shape) : shape_(std::move(shape)), properties_(ImageProperties::fromDataType(dataType())) {}
+  ImageCapabilitySet capabilities() const override { return ImageCapability::READ; }
+  VectorXu64 const & shape() const override { return shape_; }
+  DataType dataType() const override { return DataTypeId::UINT32; }
+  std::shared_ptr<ImageProperties const> properties() const override { return properties_; }
+  std::shared_ptr<MetadataNode const> metadata() const override { return nullptr; }
+  void readRegion(RegionXu64 const & region, void * destination) override {
+    largest = std::max<uint64_t>(largest, region.elementCount());
+    auto * out = static_cast<uint32_t *>(destination);
+    auto const & first = region.origin();
+    for (uint64_t z = first[2]; z != first[2] + region.size()[2]; ++z)
+      for (uint64_t y = first[1]; y != first[1] + region.size()[1]; ++y)
+        for (uint64_t x = first[0]; x != first[0] + region.size()[0]; ++x)
+          *out++ = static_cast<uint32_t>(x + shape_[0] * (y + shape_[1] * z));
+  }
+
+  uint64_t largest = 0;
+
+private:
+  VectorXu64 shape_;
+  std::shared_ptr<ImageProperties const> properties_;
+};
+
+std::shared_ptr<MetadataNode> sharedTree() {
+  char16_t const * const wide[] = {u"\u00e9", u""};
+  char32_t const * const wider[] = {U"\U0001F600"};
+  auto root = std::make_shared<MetadataNode>("", nullptr);
+  auto shared =
+      std::make_shared<MetadataNode>("shared", VariantDataValueFactory::create(const_cast<char16_t const **>(wide), 2));
+  shared->addChild(std::make_shared<MetadataNode>(
+      "wider", VariantDataValueFactory::create(const_cast<char32_t const **>(wider), 1)));
+  for (auto const * key : {"b", "a"}) {
+    auto branch = std::make_shared<MetadataNode>(key, VariantDataValueFactory::create(-0.5));
+    branch->addChild(shared);
+    root->addChild(branch);
+  }
+  return root;
+}
+
+TEST(Serialization, StreamsWithoutSeekAndWithShortTransfersCarryEverythingOfAnImage) {
+  auto const image = ImageViewFactory::allocate({5, 4, 3}, DataTypeId::VEC3_UINT16, nullptr, sharedTree());
+  image->setSpatialOrigin({1e-300, -2, 3});
+  image->setSpatialSpacing({0.5, 0.25, -4});
+  image->setSpatialUnit("\u00b5m");
+  image->setSpatialDirections(SpatialDirections({0, 1, 0}, {-1, 0, 0}));
+  image->setImageInterpretation(ImageInterpretation::RGB);
+  image->setBitDepth(12);
+  image->setValueRange({1, 4000});
+  auto * const samples = static_cast<uint16_t *>(image->buffer());
+  std::iota(samples, samples + image->bufferSize() / 2, uint16_t{7});
+
+  auto const pipe = std::make_shared<Pipe>(7);
+  Serialization::encodeVector3f({1, 2, 3}, pipe);
+  Serialization::encodeImageView(image, pipe);
+  Serialization::encodeMatrix4d(Matrix4d::uniform(5), pipe);
+  EXPECT_EQ(Serialization::decodeVectorXf(pipe).toString(), VectorXf({1, 2, 3}).toString());
+  auto const decoded = Serialization::decodeImageView(pipe);
+  EXPECT_EQ(Serialization::decodeMatrix4d(pipe), Matrix4d::uniform(5));
+  EXPECT_TRUE(pipe->eof());
+
+  EXPECT_EQ(decoded->shape(), image->shape());
+  EXPECT_EQ(decoded->dataType(), image->dataType());
+  EXPECT_EQ(*decoded->properties(), *image->properties());
+  EXPECT_EQ(decoded->metadata()->toString(), image->metadata()->toString());
+  auto const root = std::const_pointer_cast<MetadataNode>(decoded->metadata());
+  EXPECT_EQ(root->child("a")->child("shared"), root->child("b")->child("shared"));
+  EXPECT_EQ(std::memcmp(decoded->buffer(), image->buffer(), image->bufferSize()), 0);
+}
+
+TEST(Serialization, ImagesThatAreNotInMemoryPassInBlocks) {
+  for (auto const & shape : {VectorXu64{700'000, 3, 2}, VectorXu64{300, 1000, 5}, VectorXu64{4, 0, 2}}) {
+    auto const ramp = std::make_shared<Ramp>(shape);
+    auto const pipe = std::make_shared<Pipe>(SIZE_MAX);
+    Serialization::encodeImageView(ramp, pipe);
+    EXPECT_LE(ramp->largest * 4, 1 << 20);
+    auto const decoded = Serialization::decodeImageView(pipe);
+    std::vector<uint32_t> expected(decoded->bufferSize() / 4);
+    std::iota(expected.begin(), expected.end(), 0U);
+    EXPECT_EQ(std::memcmp(decoded->buffer(), expected.data(), decoded->bufferSize()), 0);
+  }
+}
+
+TEST(Serialization, ManyNodesInAChainOrSharedCostNoRecursionAndNoExponentialTime) {
+  auto deep = std::make_shared<MetadataNode>("leaf", nullptr);
+  for (int i = 0; i != 100'000; ++i) {
+    auto parent = std::make_shared<MetadataNode>("n", nullptr);
+    parent->addChild(std::move(deep));
+    deep = std::move(parent);
+  }
+  auto diamonds = std::make_shared<MetadataNode>("leaf", nullptr);
+  for (int i = 0; i != 60; ++i) {
+    auto top = std::make_shared<MetadataNode>("top", nullptr);
+    for (auto const * key : {"left", "right"}) {
+      auto side = std::make_shared<MetadataNode>(key, nullptr);
+      side->addChild(diamonds);
+      top->addChild(std::move(side));
+    }
+    diamonds = std::move(top);
+  }
+  for (auto const & [tree, bytes] : {std::pair{deep, 6'000'000}, std::pair{diamonds, 20'000}}) {
+    auto const pipe = std::make_shared<Pipe>(SIZE_MAX);
+    auto const image = ImageViewFactory::allocate({1}, DataTypeId::UINT8, nullptr, tree);
+    Serialization::encodeImageView(image, pipe);
+    EXPECT_LT(pipe->bytes.size(), bytes);
+    size_t depth = 0;
+    auto node = Serialization::decodeImageView(pipe)->metadata();
+    while (node->childCount() != 0) {
+      node = *node->cbegin();
+      ++depth;
+    }
+    EXPECT_EQ(depth, tree == deep ? 100'000 : 120);
+  }
+}
+
+TEST(Serialization, AnArrayOfAnyLayoutKeepsItsElements) {
+  VectorXu64 const shape{3, 4};
+  for (auto const & indexer :
+       {Indexer(shape, DataTypeId::INT16, MemoryLayout::C), Indexer(shape, DataTypeId::INT16, MemoryLayout::FORTRAN),
+        Indexer(shape, DataTypeId::INT16, VectorXu64{4, 14})}) {
+    ArrayXi16 array(indexer);
+    for (uint64_t x = 0; x != 3; ++x)
+      for (uint64_t y = 0; y != 4; ++y)
+        array.setAt({x, y}, static_cast<int16_t>(10 * x + y));
+    auto const pipe = std::make_shared<Pipe>(SIZE_MAX);
+    Serialization::encodeArrayXi16(array, pipe);
+    EXPECT_EQ(Serialization::decodeArrayXi16(pipe), array);
+  }
+}
+
+TEST(Serialization, AFullStreamIsAnErrorThatTellsHowFarItWent) {
+  auto const image = ImageViewFactory::allocate({100}, DataTypeId::DOUBLE);
+  EXPECT_THAT([&] { Serialization::encodeImageView(image, std::make_shared<Pipe>(SIZE_MAX, 600)); },
+              testing::ThrowsMessage<Error>(testing::HasSubstr("600 were written")));
+}
+
+TEST(Serialization, TablesOfManyRowsKeepNamesUnitsAndCells) {
+  std::string const names[] = {"area", "label"};
+  DataType const types[] = {DataTypeId::DOUBLE, DataTypeId::UTF8_STRING};
+  uint64_t const rows = 150'001;
+  auto const frame = DataFrameViewFactory::allocate({2, rows}, names, types);
+  frame->setUnit(0, "mm\u00b2");
+  std::vector<double> areas(rows);
+  std::iota(areas.begin(), areas.end(), -7.25);
+  std::vector<std::string> labels(rows);
+  for (size_t row = 0; row != rows; ++row)
+    labels[row] = row % 3 == 0 ? "" : std::string(row % 5, 'x') + std::to_string(row);
+  frame->write(0, 0, rows, areas.data());
+  frame->write(1, 0, rows, labels.data());
+  auto const pipe = std::make_shared<Pipe>(99'991);
+  Serialization::encodeDataFrameView(frame, pipe);
+  Serialization::encodeDataFrameView(DataFrameViewFactory::allocate(), pipe);
+  auto const decoded = Serialization::decodeDataFrameView(pipe);
+  EXPECT_EQ(Serialization::decodeDataFrameView(pipe)->shape(), Vector2u64({0, 0}));
+  ASSERT_EQ(decoded->shape(), frame->shape());
+  EXPECT_EQ(decoded->columnName(1), "label");
+  EXPECT_EQ(decoded->unit(0), "mm\u00b2");
+  std::vector<double> numbers(rows);
+  std::vector<std::string> texts(rows);
+  decoded->read(0, 0, rows, numbers.data());
+  decoded->read(1, 0, rows, texts.data());
+  EXPECT_EQ(numbers, areas);
+  EXPECT_EQ(texts, labels);
+}
+
+} // namespace
+} // namespace zarnik::test
