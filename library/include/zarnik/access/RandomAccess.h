@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 
@@ -13,7 +14,9 @@ namespace zarnik {
 /// An array of bytes addressed by offset.
 ///
 /// What an accessor can do, its capabilities tell; an operation that it cannot do raises NotImplemented and changes
-/// nothing. Reads, and writes to bytes that are not shared, may run on several threads at once; a resize may not.
+/// nothing. An accessor that offers RESIZE grows when bytes are written behind its end, and a gap that is left reads as
+/// zeros; all others are of fixed size and take what fits. Reads, and writes to bytes that are not shared, may run on
+/// several threads at once; what changes the size may not.
 class ZARNIK_API RandomAccess : public DataAccess {
 public:
   /// Release the accessor.
@@ -80,6 +83,10 @@ public:
   /// Return the memory of all bytes, null when the accessor does not offer MEMORY_ACCESS.
   /// It is valid until the accessor is resized or released. Without WRITE it must not be changed.
   virtual void * buffer();
+
+  /// Return the memory of all bytes in a way that keeps it while the result is held, whatever becomes of the accessor;
+  /// a resize moves the accessor to other memory then. By default null: nobody else can keep it.
+  virtual std::shared_ptr<void> sharedBuffer();
 #endif
 
 protected:

@@ -1,0 +1,73 @@
+#include "access/CursorStream.h"
+
+#include "access/CheckCapability.h"
+#include "zarnik/core/Error.h"
+
+#include <fmt/format.h>
+#include <limits>
+
+namespace zarnik {
+
+StreamAccessCapabilitySet CursorStream::capabilities() const {
+  StreamAccessCapabilitySet result(StreamAccessCapability::SEEK);
+  if (bytes_->support(RandomAccessCapability::READ))
+    result.add(StreamAccessCapability::READ);
+  if (bytes_->support(RandomAccessCapability::WRITE))
+    result.add(StreamAccessCapability::WRITE);
+  if (bytes_->support(RandomAccessCapability::MEMORY_ACCESS))
+    result.add(StreamAccessCapability::MEMORY_ACCESS);
+  return result;
+}
+
+std::string CursorStream::toString() const { return fmt::format("stream over {}", bytes_->toString()); }
+
+uint8_t CursorStream::peek() {
+  uint8_t byte = 0;
+  if (bytes_->read(position_, &byte, 1) != 1)
+    throw Error(fmt::format("there is no byte to peek at: the cursor is at {}, the end of {}", position_, toString()));
+  return byte;
+}
+
+void CursorStream::seek(int64_t offset, SeekOrigin origin) {
+  size_t base = 0;
+  switch (origin) {
+  case SeekOrigin::BEGIN:
+    break;
+  case SeekOrigin::CURRENT:
+    base = position_;
+    break;
+  case SeekOrigin::END:
+    base = bytes_->size();
+    break;
+  default:
+    throw InvalidArgument(fmt::format("seek origin {} is unknown, allowed are 1 (BEGIN), 2 (CURRENT) and 3 (END)",
+                                      static_cast<int>(origin)));
+  }
+  auto const distance = offset < 0 ? ~static_cast<uint64_t>(offset) + 1 : static_cast<uint64_t>(offset);
+  if (offset < 0 && distance > base)
+    throw InvalidArgument(fmt::format("cannot seek {} bytes before the beginning of the stream", distance - base));
+  if (offset > 0 && distance > std::numeric_limits<size_t>::max() - base)
+    throw InvalidArgument(fmt::format("cannot seek to {} + {}: positions have 64 bits", base, distance));
+  auto const position = offset < 0 ? base - distance : base + distance;
+  if (position > base && !bytes_->support(RandomAccessCapability::RESIZE))
+    if (auto const size = bytes_->size(); position > size)
+      throw InvalidArgument(
+          fmt::format("cannot seek to {}: the stream is of fixed size, allowed are 0 to {}", position, size));
+  position_ = position;
+  metEnd_ = false;
+}
+
+size_t CursorStream::read(void * destination, size_t size) {
+  auto const count = bytes_->read(position_, destination, size);
+  position_ += count;
+  metEnd_ = metEnd_ || count < size;
+  return count;
+}
+
+size_t CursorStream::write(void const * source, size_t size) {
+  auto const count = bytes_->write(position_, source, size);
+  position_ += count;
+  return count;
+}
+
+} // namespace zarnik

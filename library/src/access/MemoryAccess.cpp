@@ -1,0 +1,147 @@
+#include "access/MemoryAccess.h"
+
+#include "access/CheckCapability.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/values/Checked.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <fmt/format.h>
+#include <limits>
+#include <utility>
+
+namespace zarnik {
+
+namespace {
+
+// What an accessor of no bytes points to.
+uint8_t nothing = 0;
+
+void * allocate(size_t size) { return detail::allocateZeroed(size, 1, "an accessor"); }
+
+size_t fittingSize(size_t available, size_t offset, size_t size) {
+  return offset >= available ? 0 : std::min(size, available - offset);
+}
+
+} // namespace
+
+size_t MemoryAccess::read(size_t offset, void * destination, size_t size) {
+  auto const count = fittingSize(size_, offset, size);
+  if (count != 0)
+    std::memcpy(destination, data_ + offset, count);
+  return count;
+}
+
+size_t MemoryAccess::write(size_t offset, void const * source, size_t size) {
+  auto const count = fittingSize(size_, offset, size);
+  // The source may be a part of this very memory.
+  if (count != 0)
+    std::memmove(data_ + offset, source, count);
+  return count;
+}
+
+void MemoryAccess::resize(size_t) { throw NotImplemented(fmt::format("{} cannot be resized", toString())); }
+
+struct OwnedMemory::Block {
+  explicit Block(void * initial) : memory(initial) {}
+  Block(Block const &) = delete;
+  Block & operator=(Block const &) = delete;
+  ~Block() { detail::freeZeroed(memory); }
+
+  void * memory;
+};
+
+OwnedMemory::OwnedMemory(size_t size, Growth growth) : MemoryAccess(nullptr, size), capacity_(size), growth_(growth) {
+  moveTo(allocate(size));
+}
+
+void OwnedMemory::moveTo(void * memory) {
+  block_ = std::make_shared<Block>(memory);
+  data_ = static_cast<uint8_t *>(memory);
+}
+
+std::shared_ptr<void> OwnedMemory::sharedBuffer() { return {block_, block_->memory}; }
+
+RandomAccessCapabilitySet OwnedMemory::capabilities() const {
+  auto const fixed = RandomAccessCapability::READ_WRITE | RandomAccessCapability::MEMORY_ACCESS;
+  return growth_ == Growth::NONE ? fixed : fixed | RandomAccessCapability::RESIZE;
+}
+
+std::string OwnedMemory::toString() const { return fmt::format("memory of {} bytes", size_); }
+
+size_t OwnedMemory::write(size_t offset, void const * source, size_t size) {
+  if (growth_ == Growth::NONE || size == 0)
+    return MemoryAccess::write(offset, source, size);
+  auto const end = checkedAdd(offset, size, "bytes of an accessor");
+  if (end > size_) {
+    // A part of this memory moves with it.
+    auto const * const bytes = static_cast<uint8_t const *>(source);
+    bool const isOwn = std::greater_equal<>{}(bytes, data_) && std::less<>{}(bytes, data_ + size_);
+    auto const place = isOwn ? bytes - data_ : 0;
+    if (end > capacity_)
+      reserve(capacity_ > std::numeric_limits<size_t>::max() / 2 ? end : std::max(end, 2 * capacity_));
+    if (offset > size_)
+      std::memset(data_ + size_, 0, offset - size_);
+    if (isOwn)
+      source = data_ + place;
+    std::memmove(data_ + offset, source, size);
+    size_ = end;
+    return size;
+  }
+  return MemoryAccess::write(offset, source, size);
+}
+
+void OwnedMemory::resize(size_t newSize) {
+  if (growth_ == Growth::NONE)
+    return MemoryAccess::resize(newSize);
+  // Others who hold the memory keep the bytes as they are.
+  if (newSize > capacity_ || (newSize != size_ && isShared())) {
+    auto * const memory = allocate(newSize);
+    std::memcpy(memory, data_, std::min(size_, newSize));
+    moveTo(memory);
+    capacity_ = newSize;
+  } else if (newSize > size_) {
+    std::memset(data_ + size_, 0, newSize - size_);
+  }
+  size_ = newSize;
+}
+
+// Keeps the bytes; what follows them is not cleared. Large blocks change their addresses instead of being copied.
+void OwnedMemory::reserve(size_t capacity) {
+  auto * const memory = isShared() ? std::malloc(capacity) : std::realloc(data_, capacity);
+  if (memory == nullptr)
+    throw Error(fmt::format("cannot allocate {} bytes for an accessor", capacity));
+  if (isShared()) {
+    std::memcpy(memory, data_, size_);
+    moveTo(memory);
+  } else {
+    block_->memory = memory;
+    data_ = static_cast<uint8_t *>(memory);
+  }
+  capacity_ = capacity;
+}
+
+BorrowedMemory::BorrowedMemory(void * data, size_t size, Permission permission, std::shared_ptr<void> keeper)
+    : MemoryAccess(data == nullptr ? &nothing : data, size), permission_(permission), keeper_(std::move(keeper)) {
+  if (data == nullptr && size != 0)
+    throw InvalidArgument(fmt::format("a buffer of {} bytes must not be null", size));
+}
+
+RandomAccessCapabilitySet BorrowedMemory::capabilities() const {
+  return RandomAccessCapability::MEMORY_ACCESS |
+         (permission_ == Permission::READ ? RandomAccessCapability::READ : RandomAccessCapability::READ_WRITE);
+}
+
+std::string BorrowedMemory::toString() const { return fmt::format("buffer of {} bytes", size_); }
+
+size_t BorrowedMemory::write(size_t offset, void const * source, size_t size) {
+  requireCapability(*this, RandomAccessCapability::WRITE, "be written");
+  return MemoryAccess::write(offset, source, size);
+}
+
+std::shared_ptr<void> BorrowedMemory::sharedBuffer() {
+  return keeper_ == nullptr ? nullptr : std::shared_ptr<void>(keeper_, data_);
+}
+
+} // namespace zarnik

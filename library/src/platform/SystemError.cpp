@@ -1,0 +1,16 @@
+#include "platform/SystemError.h"
+
+#include "zarnik/core/Error.h"
+
+#include <fmt/format.h>
+#include <system_error>
+
+namespace zarnik::platform {
+
+void throwSystemError(std::string_view before, std::string const & path, std::string_view after, int systemCode) {
+  throw Error(fmt::format("{} \"{}\"{}: {}", before, path, after, systemText(systemCode)));
+}
+
+std::string systemText(int systemCode) { return std::generic_category().message(systemCode); }
+
+} // namespace zarnik::platform
