@@ -48,3 +48,19 @@ function(zarnik_swig interface)
   set_source_files_properties("${generated}" PROPERTIES COMPILE_OPTIONS "-w;-O1;-fno-strict-aliasing")
   set(${arg_OUTPUT} "${generated}" PARENT_SCOPE)
 endfunction()
+
+# zarnik_swig_runtime(OUTPUT <variable>)
+# Generates the header that declares what all modules of the generator share, and puts its path into the variable.
+function(zarnik_swig_runtime)
+  cmake_parse_arguments(arg "" "OUTPUT" "" ${ARGN})
+  zarnik_find_swig()
+  set(header "${CMAKE_CURRENT_BINARY_DIR}/generated/runtime/swigpyrun.h")
+  file(MAKE_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/generated/runtime")
+  add_custom_command(
+    OUTPUT "${header}"
+    COMMAND ${ZARNIK_SWIG_COMMAND} -c++ -python -external-runtime "${header}"
+    DEPENDS "${ZARNIK_SWIG_EXECUTABLE}"
+    COMMENT "Generating what modules share"
+    VERBATIM)
+  set(${arg_OUTPUT} "${header}" PARENT_SCOPE)
+endfunction()

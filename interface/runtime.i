@@ -8,63 +8,17 @@
 
 #include "module/Conversions.h"
 #include "module/Errors.h"
+#include "module/Holders.h"
 #include "module/Runtime.h"
 
 namespace zarnik::python {
 
-// The holder of a wrapped pointer: the object itself, or what an instance of a class has as its attribute `this`; null
-// for all other objects. The runtime compares the names of classes first, which takes longer than many a library call,
-// and follows the attribute of an attribute, which may never end.
-static SwigPyObject *holderOf(PyObject *object) {
-  // One that is being freed has no references left: none must be added to it.
-  if (Py_TYPE(object) == SwigPyObject_type() || Py_REFCNT(object) == 0)
-    return reinterpret_cast<SwigPyObject *>(object);
-  // The usual plain objects need no search for an attribute, which costs an exception.
-  if (PyList_CheckExact(object) || PyTuple_CheckExact(object) || PyLong_CheckExact(object) ||
-      PyFloat_CheckExact(object) || PyUnicode_CheckExact(object))
-    return nullptr;
-  auto const attribute = Reference::steal(PyObject_GetAttr(object, SWIG_This()));
-  auto *const candidate = attribute ? attribute.get() : object;
-  if (!attribute)
-    PyErr_Clear();
-  // Other modules have their own type of holders, which only the name tells.
-  if (Py_TYPE(candidate) != SwigPyObject_type() && !SwigPyObject_Check(candidate))
-    return nullptr;
-  // A holder that the object made just now would be gone before it is used.
-  return attribute && Py_REFCNT(candidate) == 1 ? nullptr : reinterpret_cast<SwigPyObject *>(candidate);
-}
-
-static int convertPointer(PyObject *object, void **pointer, swig_type_info *type, int flags, int *owned) {
-  if (!object || object == Py_None || (flags & SWIG_POINTER_IMPLICIT_CONV))
-    return SWIG_Python_ConvertPtrAndOwn(object, pointer, type, flags, owned);
-  auto *const holder = holderOf(object);
-  if (!holder) {
-    PyErr_Clear(); // of a conversion tried before
-    return SWIG_ERROR;
-  }
-  // What was destroyed has no pointer left, which a conversion to another class would follow.
-  if (!holder->ptr && type && holder->ty != type && SWIG_TypeCheck(holder->ty->name, type)) {
-    if ((flags & SWIG_POINTER_RELEASE) == SWIG_POINTER_RELEASE)
-      return SWIG_ERROR_RELEASE_NOT_OWNED;
-    if (pointer)
-      *pointer = nullptr;
-    return SWIG_OK;
-  }
-  return SWIG_Python_ConvertPtrAndOwn(reinterpret_cast<PyObject *>(holder), pointer, type, flags, owned);
-}
 #undef SWIG_ConvertPtr
 #define SWIG_ConvertPtr(object, pointer, type, flags)                                                                  \
   zarnik::python::convertPointer(object, pointer, type, flags, nullptr)
 #undef SWIG_ConvertPtrAndOwn
 #define SWIG_ConvertPtrAndOwn(object, pointer, type, flags, owned)                                                     \
   zarnik::python::convertPointer(object, pointer, type, flags, owned)
-
-void *wrappedPointer(PyObject *object, swig_type_info *type) {
-  void *pointer = nullptr;
-  return SWIG_IsOK(SWIG_ConvertPtr(object, &pointer, type, 0)) ? pointer : nullptr;
-}
-
-bool isWrapped(PyObject *object) { return holderOf(object) != nullptr; }
 
 PyObject *wrapOwned(void *pointer, swig_type_info *type) { return SWIG_NewPointerObj(pointer, type, SWIG_POINTER_OWN); }
 
@@ -113,8 +67,8 @@ bool shareSelf(PyObject *object, swig_type_info *type, char const *method, char 
 // Takes the shared pointer from an object that a destructor gets. That of a derived type is destroyed like one of the
 // type itself: what it points to knows how to be destroyed. An object that merely converts to the type is none.
 static void *releaseSelf(PyObject *object, swig_type_info *type, char const *method, char const *typeText) {
-  auto const *const holder = object == Py_None ? nullptr : holderOf(object);
-  if (holder && holder->ty != type && SWIG_TypeCheck(holder->ty->name, type)) {
+  auto const *const holder = reinterpret_cast<SwigPyObject *>(object == Py_None ? nullptr : holderOf(object));
+  if (holder && holder->ty && holder->ty != type && SWIG_TypeCheck(holder->ty->name, type)) {
     if (!std::string_view(holder->ty->name).starts_with("_p_std__shared_ptrT_")) {
       raiseForSelf(SWIG_TypeError, method, typeText);
       return nullptr;
@@ -191,4 +145,8 @@ inline Py_ssize_t unpackArguments(PyObject *arguments, char const *wrapper, Py_s
 #define SWIG_Python_UnpackTuple zarnik::python::unpackArguments
 
 } // namespace zarnik::python
+%}
+
+%init %{
+  zarnik::python::setHolderType(SwigPyObject_type());
 %}

@@ -1,6 +1,9 @@
 %exceptionclass zarnik::Error;
 %exceptionclass zarnik::InvalidArgument;
 %exceptionclass zarnik::NotImplemented;
+// Whoever catches Python's own errors of these kinds catches them, too.
+%feature("python:abc", "ValueError") zarnik::InvalidArgument;
+%feature("python:abc", "NotImplementedError") zarnik::NotImplemented;
 // std::exception is no class of the module.
 %warnfilter(401) zarnik::Error;
 %rename(__str__) zarnik::Error::what;

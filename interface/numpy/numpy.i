@@ -1,6 +1,5 @@
 // NumPy's C interface is imported here, after every constant but those that follow.
 %header %{
-#include "module/Direct.h"
 #include "module/NumpyApi.h"
 #include "numpy/NumpyInterop.h"
 
@@ -22,15 +21,11 @@ std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
   return view;
 }
 
-RegionXu64 const *wrappedRegion(PyObject *object) {
-  return static_cast<RegionXu64 const *>(wrappedPointer(object, SWIGTYPE_p_zarnik__RegionXT_uint64_t_t));
-}
-
 } // namespace zarnik::python
 %}
 
 %init %{
-  if (!zarnik::python::importNumpy() || !zarnik::python::addDirectModule(d)) {
+  if (!zarnik::python::importNumpy()) {
     return NULL;
   }
 %}

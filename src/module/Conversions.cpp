@@ -72,29 +72,6 @@ bool isDataType(PyObject * object, swig_type_info * dataTypeInfo) {
   return PyLong_Check(object) || (object != Py_None && wrappedPointer(object, dataTypeInfo));
 }
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations" // the limited interface of Python 3.9 has no other way
-bool readWritableBuffer(PyObject * object, Buffer<void> & buffer) {
-  Py_ssize_t size = 0;
-  if (PyObject_AsWriteBuffer(object, &buffer.data, &size) != 0) {
-    PyErr_Clear();
-    return false;
-  }
-  buffer.size = static_cast<std::size_t>(size);
-  return true;
-}
-
-bool readReadableBuffer(PyObject * object, Buffer<void const> & buffer) {
-  Py_ssize_t size = 0;
-  if (PyObject_AsReadBuffer(object, &buffer.data, &size) != 0) {
-    PyErr_Clear();
-    return false;
-  }
-  buffer.size = static_cast<std::size_t>(size);
-  return true;
-}
-#pragma GCC diagnostic pop
-
 bool readImageDimensions(PyObject * object, std::vector<ImageDimension> & dimensions) {
   if (!PySequence_Check(object)) {
     PyErr_SetString(PyExc_TypeError, "not a list");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "module/Buffers.h"
 #include "module/Errors.h"
 #include "module/Python.h"
 #include "module/Reference.h"
@@ -43,15 +44,6 @@ DataType readDataType(PyObject * object, swig_type_info * dataTypeInfo, HeldErro
 
 /// Whether the object is a wrapped data type or an int, for the choice among overloads.
 bool isDataType(PyObject * object, swig_type_info * dataTypeInfo);
-
-/// The memory that an object offers through the classic buffer interface.
-template <typename Byte> struct Buffer {
-  Byte * data = nullptr;
-  std::size_t size = 0;
-};
-/// Gives false, with no error pending, when the object offers no such memory.
-bool readWritableBuffer(PyObject * object, Buffer<void> & buffer);
-bool readReadableBuffer(PyObject * object, Buffer<void const> & buffer);
 
 /// The dimensions in a sequence of ints; on failure raises TypeError "not a list" or "list must contain
 /// ImageDimension" and returns false.

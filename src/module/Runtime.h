@@ -1,8 +1,7 @@
 #pragma once
 
+#include "module/Holders.h"
 #include "module/Python.h"
-
-#include "zarnik/values/RegionX.h"
 
 #include <cstddef>
 #include <memory>
@@ -16,12 +15,6 @@ namespace zarnik::python {
 // SWIG's runtime is private to the generated file; these functions, defined there, open the little of it that
 // hand-written code needs.
 
-/// The pointer held by a wrapped object of the given type or one derived from it; null when it is no such object.
-void * wrappedPointer(PyObject * object, swig_type_info * type);
-
-/// Whether the object is a wrapped one, of any type.
-bool isWrapped(PyObject * object);
-
 /// A wrapped object of the given type, owning its pointer, as an instance of the registered class if there is one.
 PyObject * wrapOwned(void * pointer, swig_type_info * type);
 
@@ -33,9 +26,6 @@ swig_type_info * errorType();
 
 /// The view of a wrapped image view, or null when the object is none.
 std::shared_ptr<ImageView> wrappedImageView(PyObject * object);
-
-/// The region of a wrapped RegionXu64, or null when the object is none.
-RegionXu64 const * wrappedRegion(PyObject * object);
 
 /// The object of a method held by value, `self`; null with the method's error pending when it is none.
 void * readSelf(PyObject * object, swig_type_info * type, int disown, char const * method, char const * typeText);

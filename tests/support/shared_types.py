@@ -32,6 +32,17 @@ class TiledView(_classes.ImageView):
         _typetable.TiledView_swiginit(self, _typetable.new_TiledView(sizes[0], dtype, sizes[1]))
 
 
+class GatedView(_classes.ImageView):
+    """An image far away, whose transfers wait for `open(True)`; GatedView.waiting() tells how many do."""
+
+    __swig_destroy__ = _typetable.delete_GatedView
+    open = staticmethod(_typetable.GatedView_open)
+    waiting = staticmethod(_typetable.GatedView_waiting)
+
+    def __init__(self, shape, dtype=_zarnik.DataTypeId_UINT8):
+        _typetable.GatedView_swiginit(self, _typetable.new_GatedView(_classes.VectorXu64(shape), dtype))
+
+
 class ThrowingView(_classes.ImageView):
     """A view that throws the named kind of C++ exception whatever it is asked."""
 
@@ -52,6 +63,7 @@ class CountingValue(_classes.VariantDataValue):
 
 
 _typetable.CountingView_swigregister(CountingView)
+_typetable.GatedView_swigregister(GatedView)
 _typetable.ThrowingView_swigregister(ThrowingView)
 _typetable.TiledView_swigregister(TiledView)
 _typetable.CountingValue_swigregister(CountingValue)

@@ -10,6 +10,7 @@
 
 #include <cstring>
 #include <fmt/format.h>
+#include <utility>
 
 namespace zarnik {
 namespace {
@@ -36,7 +37,7 @@ MemoryImageView::Samples::Samples(VectorXu64 const & shape, DataType dataType) :
 MemoryImageView::MemoryImageView(VectorXu64 const & shape, DataType dataType,
                                  std::shared_ptr<ImageProperties const> properties,
                                  std::shared_ptr<MetadataNode const> metadata)
-    : samples_(shape, dataType),
+    : samples_(std::make_shared<Samples>(shape, dataType)),
       properties_(properties ? fittingProperties(properties, shape, dataType) : defaultProperties(shape, dataType)),
       metadata_(metadata ? metadata->clone() : nullptr),
       origin_(ViewOriginExtension::create(ViewDataOrigin::CPU_MEMORY, "image in memory")) {}
@@ -61,25 +62,40 @@ ImageCapabilitySet MemoryImageView::capabilities() const {
   return READ | WRITE | RESHAPE | MEMORY_ACCESS;
 }
 
-VectorXu64 const & MemoryImageView::shape() const { return samples_.indexer.shape(); }
-DataType MemoryImageView::dataType() const { return samples_.indexer.dtype(); }
+std::shared_ptr<MemoryImageView::Samples> MemoryImageView::samples() const {
+  std::lock_guard const lock(mutex_);
+  return samples_;
+}
+
+VectorXu64 const & MemoryImageView::shape() const { return samples_->indexer.shape(); }
+DataType MemoryImageView::dataType() const { return samples()->indexer.dtype(); }
 std::shared_ptr<ImageProperties const> MemoryImageView::properties() const { return properties_; }
 std::shared_ptr<MetadataNode const> MemoryImageView::metadata() const { return metadata_; }
 
 void MemoryImageView::read(VectorXu64 const & index, void * destination) {
-  std::memmove(destination, samples_.memory.get() + samples_.indexer.byteOffset(index), dataType().byteCount());
+  auto const now = samples();
+  std::memmove(destination, now->memory.get() + now->indexer.byteOffset(index), now->indexer.dtype().byteCount());
 }
 
 void MemoryImageView::write(VectorXu64 const & index, void const * source) {
-  std::memmove(samples_.memory.get() + samples_.indexer.byteOffset(index), source, dataType().byteCount());
+  auto const now = samples();
+  std::memmove(now->memory.get() + now->indexer.byteOffset(index), source, now->indexer.dtype().byteCount());
 }
 
 void MemoryImageView::readRegion(RegionXu64 const & region, void * destination) {
-  readDense(samples_.indexer, samples_.memory.get(), region, destination);
+  auto const now = samples();
+  readDense(now->indexer, now->memory.get(), region, destination);
 }
 
 void MemoryImageView::writeRegion(RegionXu64 const & region, void const * source) {
-  writeDense(samples_.indexer, samples_.memory.get(), region, source);
+  auto const now = samples();
+  writeDense(now->indexer, now->memory.get(), region, source);
+}
+
+SharedSamples MemoryImageView::shareSamples() const {
+  auto now = samples();
+  auto * const memory = now->memory.get();
+  return {now->indexer, memory, std::move(now)};
 }
 
 void MemoryImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
@@ -91,47 +107,44 @@ void MemoryImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) 
 }
 
 void MemoryImageView::reshape(VectorXu64 const & shape, DataType dataType) {
-  Samples samples(shape, dataType);
+  auto changed = std::make_shared<Samples>(shape, dataType);
   auto properties = properties_;
   if (!properties->isCompatibleWith(shape, dataType)) {
-    auto changed = defaultProperties(shape, dataType);
-    changed->setCalibration(properties_->calibration());
-    properties = std::move(changed);
+    auto fitting = defaultProperties(shape, dataType);
+    fitting->setCalibration(properties_->calibration());
+    properties = std::move(fitting);
   }
-  bool const keepMemory = handedOut_;
-  if (keepMemory)
-    retired_.reserve(retired_.size() + 1);
-
-  // Nothing below this line fails.
-  std::swap(samples_, samples);
+  // Declared before the lock, so that they go after it.
+  std::shared_ptr<Samples> before;
+  std::lock_guard const lock(mutex_);
+  if (samples_->isHandedOut)
+    retired_.push_back(samples_);
+  before = std::exchange(samples_, std::move(changed));
   properties_ = std::move(properties);
-  if (keepMemory)
-    retired_.push_back(std::move(samples.memory));
-  handedOut_ = false;
 }
 
-Indexer const & MemoryImageView::indexer() const { return samples_.indexer; }
+Indexer const & MemoryImageView::indexer() const { return samples_->indexer; }
 
-void * MemoryImageView::buffer() {
-  handedOut_ = true;
-  return samples_.memory.get();
+std::byte * MemoryImageView::handOut() const {
+  std::lock_guard const lock(mutex_);
+  samples_->isHandedOut = true;
+  return samples_->memory.get();
 }
 
-void const * MemoryImageView::buffer() const {
-  handedOut_ = true;
-  return samples_.memory.get();
-}
-
-size_t MemoryImageView::bufferSize() const { return samples_.indexer.byteCount(); }
+void * MemoryImageView::buffer() { return handOut(); }
+void const * MemoryImageView::buffer() const { return handOut(); }
+size_t MemoryImageView::bufferSize() const { return samples()->indexer.byteCount(); }
 
 void MemoryImageView::readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,
                                   SampleStrides const & strides) {
-  readMemory(samples_.indexer, samples_.memory.get(), region, conversion, destination, strides);
+  auto const now = samples();
+  readMemory(now->indexer, now->memory.get(), region, conversion, destination, strides);
 }
 
 void MemoryImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                                    SampleStrides const & strides) {
-  writeMemory(samples_.indexer, samples_.memory.get(), region, conversion, source, strides);
+  auto const now = samples();
+  writeMemory(now->indexer, now->memory.get(), region, conversion, source, strides);
 }
 
 } // namespace zarnik

@@ -3,14 +3,16 @@
 #include "views/RegionTransfer.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/ImageView.h"
+#include "zarnik/views/SharedSamples.h"
 
-#include <atomic>
+#include <mutex>
 #include <vector>
 
 namespace zarnik {
 
-/// An image that owns the memory of its samples, dense, the first dimension fastest.
-class MemoryImageView : public ImageView, public StridedTransfer {
+/// An image that owns the memory of its samples, dense, the first dimension fastest. Elements and regions may be read
+/// and written while another thread reshapes it: they see the samples before or after.
+class MemoryImageView : public ImageView, public StridedTransfer, public SampleSharing {
 public:
   MemoryImageView(VectorXu64 const & shape, DataType dataType, std::shared_ptr<ImageProperties const> properties,
                   std::shared_ptr<MetadataNode const> metadata);
@@ -37,27 +39,31 @@ public:
                    SampleStrides const & strides) override;
   void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                     SampleStrides const & strides) override;
+  SharedSamples shareSamples() const override;
 
 private:
   struct FreeMemory {
     void operator()(std::byte * memory) const noexcept;
   };
-  using Memory = std::unique_ptr<std::byte[], FreeMemory>;
 
   /// Samples and their geometry, which change together.
   struct Samples {
     Samples(VectorXu64 const & shape, DataType dataType);
     Indexer indexer;
-    Memory memory;
+    std::unique_ptr<std::byte[], FreeMemory> memory;
+    // Whoever asked for buffer() may still point into it after a reshape: such memory is kept as long as the image.
+    bool isHandedOut = false;
   };
 
-  Samples samples_;
+  std::shared_ptr<Samples> samples() const;
+  std::byte * handOut() const;
+
+  mutable std::mutex mutex_; // of the pointer, and of what is said about the memory
+  std::shared_ptr<Samples> samples_;
   std::shared_ptr<ImageProperties const> properties_;
   std::shared_ptr<MetadataNode const> metadata_;
   std::shared_ptr<Extension> origin_;
-  // Whoever asked for buffer() may still point into it after a reshape: such memory is kept as long as the image.
-  mutable std::atomic<bool> handedOut_ = false;
-  std::vector<Memory> retired_;
+  std::vector<std::shared_ptr<Samples>> retired_;
 };
 
 } // namespace zarnik

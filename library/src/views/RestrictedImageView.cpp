@@ -80,6 +80,11 @@ DataType RestrictedImageView::dataType() const { return image_->dataType(); }
 std::shared_ptr<ImageProperties const> RestrictedImageView::properties() const { return image_->properties(); }
 std::shared_ptr<MetadataNode const> RestrictedImageView::metadata() const { return image_->metadata(); }
 
+SharedSamples RestrictedImageView::shareSamples() const {
+  auto const * const sharing = dynamic_cast<SampleSharing const *>(image_.get());
+  return sharing ? sharing->shareSamples() : SharedSamples();
+}
+
 ReadOnlyImageView::ReadOnlyImageView(std::shared_ptr<ImageView> image)
     : RestrictedImageView(std::move(image), ImageCapability::READ, "read-only") {}
 

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "zarnik/views/ImageView.h"
+#include "zarnik/views/SharedSamples.h"
 
 namespace zarnik {
 
 /// Another image with only one of its capabilities. What the derived class does not pass on, `ImageView` refuses.
-class RestrictedImageView : public ImageView {
+class RestrictedImageView : public ImageView, public SampleSharing {
 public:
   ~RestrictedImageView() override;
   std::shared_ptr<Extension> extension(size_t id) const override;
@@ -14,6 +15,7 @@ public:
   DataType dataType() const override;
   std::shared_ptr<ImageProperties const> properties() const override;
   std::shared_ptr<MetadataNode const> metadata() const override;
+  SharedSamples shareSamples() const override;
 
 protected:
   /// \param image   the image to show, not null

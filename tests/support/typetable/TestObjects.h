@@ -10,10 +10,16 @@
 #include "zarnik/views/GridTiling.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
+#include "zarnik/views/ParallelAccessExtension.h"
+#include "zarnik/views/ViewOriginExtension.h"
 
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -98,6 +104,66 @@ private:
 
   std::shared_ptr<ImageView> image_;
   std::shared_ptr<GridTiling> tiling_;
+};
+
+/// An image far away, whose regions come when the gate is opened; after ten seconds there is an error instead. Any
+/// number of threads may wait at the gate.
+class GatedView : public ImageView {
+public:
+  /// How many are waiting.
+  static int waiting() { return gate().waiting; }
+  static void open(bool isOpen) {
+    std::lock_guard const lock(gate().mutex);
+    gate().isOpen = isOpen;
+    gate().changed.notify_all();
+  }
+
+  GatedView(zarnik::VectorX<uint64_t> const & shape, uint64_t dataType)
+      : image_(ImageViewFactory::allocate(shape, DataType(dataType))) {}
+
+#ifndef SWIG
+  ImageCapabilitySet capabilities() const override { return ImageCapability::READ_WRITE; }
+  VectorXu64 const & shape() const override { return image_->shape(); }
+  DataType dataType() const override { return image_->dataType(); }
+  std::shared_ptr<ImageProperties const> properties() const override { return image_->properties(); }
+  std::shared_ptr<MetadataNode const> metadata() const override { return nullptr; }
+  std::shared_ptr<Extension> extension(size_t id) const override {
+    if (id == ParallelAccessExtension::EXTENSION_ID)
+      return ParallelAccessExtension::create(ParallelAccessCapability::THREAD_SAFE);
+    return id == ViewOriginExtension::EXTENSION_ID ? ViewOriginExtension::create(ViewDataOrigin::NETWORK, "far away")
+                                                   : nullptr;
+  }
+  void readRegion(RegionXu64 const & region, void * destination) override {
+    pass();
+    image_->readRegion(region, destination);
+  }
+  void writeRegion(RegionXu64 const & region, void const * source) override {
+    pass();
+    image_->writeRegion(region, source);
+  }
+#endif
+
+private:
+  struct Gate {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isOpen = false;
+    std::atomic<int> waiting = 0;
+  };
+  static Gate & gate() {
+    static auto & all = *new Gate;
+    return all;
+  }
+  static void pass() {
+    std::unique_lock lock(gate().mutex);
+    ++gate().waiting;
+    auto const passed = gate().changed.wait_for(lock, std::chrono::seconds(10), [] { return gate().isOpen; });
+    --gate().waiting;
+    if (!passed)
+      throw Error("nobody opened the gate");
+  }
+
+  std::shared_ptr<ImageView> image_;
 };
 
 #ifndef SWIG

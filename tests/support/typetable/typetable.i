@@ -23,6 +23,7 @@
 %shared_ptr(zarnik::View)
 %shared_ptr(zarnik::ImageView)
 %shared_ptr(zarnik::testing::CountingView)
+%shared_ptr(zarnik::testing::GatedView)
 %shared_ptr(zarnik::testing::ThrowingView)
 %shared_ptr(zarnik::testing::TiledView)
 %shared_ptr(zarnik::VariantDataValue)

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <vector>
 
 namespace zarnik {
@@ -36,10 +36,9 @@ struct ArrayLayout {
 /// Remembers the layout of a kind of image, for good.
 void addLayout(ImageKind const & kind, ArrayLayout layout);
 
-/// The elements of a region as a new array.
-/// Returns null without a Python error when this kind of image has no layout yet or no array can be made; otherwise
-/// null tells that an error is pending.
+/// The elements of a region as a new array; none when this kind of image has no layout yet or no array can be made.
 /// \throws InvalidArgument if the region leaves the image
-PyObject * readRegion(ImageView & view, RegionXu64 const & region);
+/// \throws PendingError when a signal handler raised
+Reference readRegion(std::shared_ptr<ImageView> const & view, RegionXu64 const & region);
 
 } // namespace zarnik::python

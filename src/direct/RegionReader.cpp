@@ -1,5 +1,6 @@
-#include "numpy/RegionReader.h"
+#include "direct/RegionReader.h"
 
+#include "direct/RegionTransfer.h"
 #include "module/NumpyApi.h"
 #include "zarnik/values/ImageType.h"
 #include "zarnik/views/ImageView.h"
@@ -61,27 +62,28 @@ void addLayout(ImageKind const & kind, ArrayLayout layout) {
     layouts().insert_or_assign(kind, std::move(layout));
 }
 
-PyObject * readRegion(ImageView & view, RegionXu64 const & region) {
-  auto const kind = kindOf(view);
+Reference readRegion(std::shared_ptr<ImageView> const & view, RegionXu64 const & region) {
+  auto const kind = kindOf(*view);
   auto const found = layouts().find(kind);
   if (found == layouts().end() || region.size().size() != kind.rank)
-    return nullptr;
+    return {};
 
   auto const & layout = found->second;
   auto * const elementType = reinterpret_cast<PyArray_Descr *>(layout.elementType.get());
   Geometry geometry;
   if (!arrange(layout, region.size(), static_cast<size_t>(PyDataType_ELSIZE(elementType)), geometry))
-    return nullptr;
+    return {};
   // The array takes over a reference to its type.
   auto array = Reference::steal(PyArray_NewFromDescr(
       &PyArray_Type, reinterpret_cast<PyArray_Descr *>(Reference(layout.elementType).release()),
       static_cast<int>(layout.axes.size()), geometry.extents, geometry.byteStrides, nullptr, 0, nullptr));
   if (!array) {
     PyErr_Clear();
-    return nullptr;
+    return {};
   }
-  view.readRegion(region, PyArray_DATA(reinterpret_cast<PyArrayObject *>(array.get())));
-  return array.release();
+  auto * const elements = reinterpret_cast<PyArrayObject *>(array.get());
+  readDense(view, region, static_cast<uint64_t>(PyArray_NBYTES(elements)), PyArray_DATA(elements), array);
+  return array;
 }
 
 } // namespace zarnik::python

@@ -1,10 +1,9 @@
-#include "module/Direct.h"
-
-#include "module/Conversions.h"
-#include "module/Errors.h"
+#include "direct/Functions.h"
+#include "direct/RegionReader.h"
+#include "direct/RegionTransfer.h"
+#include "direct/TypeTable.h"
+#include "module/Buffers.h"
 #include "module/NumpyApi.h"
-#include "module/Runtime.h"
-#include "numpy/RegionReader.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/Threads.h"
 #include "zarnik/values/Checked.h"
@@ -13,24 +12,11 @@
 #include <algorithm>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace zarnik::python {
 
 namespace {
-
-std::shared_ptr<ImageView> viewOf(PyObject * object) {
-  auto view = wrappedImageView(object);
-  if (!view)
-    PyErr_Format(PyExc_TypeError, "an ImageView is needed, got %R", object);
-  return view;
-}
-
-RegionXu64 const * regionOf(PyObject * object) {
-  auto const * const region = wrappedRegion(object);
-  if (!region)
-    PyErr_Format(PyExc_TypeError, "a RegionXu64 is needed, got %R", object);
-  return region;
-}
 
 PyObject * tupleOf(VectorXu64 const & vector) {
   auto tuple = Reference::steal(PyTuple_New(static_cast<Py_ssize_t>(vector.size())));
@@ -42,20 +28,9 @@ PyObject * tupleOf(VectorXu64 const & vector) {
   return tuple.release();
 }
 
-template <typename Call> PyObject * guarded(Call call) {
-  try {
-    return call();
-  } catch (...) {
-    translateException();
-    return nullptr;
-  }
-}
-
 PyObject * geometry(PyObject *, PyObject * image) {
   return guarded([&]() -> PyObject * {
     auto const view = viewOf(image);
-    if (!view)
-      return nullptr;
     auto const kind = kindOf(*view);
     auto sizes = Reference::steal(tupleOf(view->shape()));
     return sizes ? Py_BuildValue("KKN", static_cast<unsigned long long>(kind.axes),
@@ -66,27 +41,32 @@ PyObject * geometry(PyObject *, PyObject * image) {
 
 PyObject * corners(PyObject *, PyObject * object) {
   return guarded([&]() -> PyObject * {
-    auto const * const region = regionOf(object);
-    if (!region)
-      return nullptr;
-    auto origin = Reference::steal(tupleOf(region->origin()));
-    auto size = Reference::steal(tupleOf(region->size()));
+    auto const & region = regionOf(object);
+    auto origin = Reference::steal(tupleOf(region.origin()));
+    auto size = Reference::steal(tupleOf(region.size()));
     return origin && size ? Py_BuildValue("NN", origin.release(), size.release()) : nullptr;
   });
 }
 
-bool readVector(PyObject * sequence, VectorXu64 & vector) {
+VectorXu64 vectorOf(PyObject * sequence) {
   auto const size = PySequence_Size(sequence);
   if (size < 0)
-    return false;
-  vector = VectorXu64(static_cast<size_t>(size));
+    throw PendingError();
+  VectorXu64 vector(static_cast<size_t>(size));
   for (Py_ssize_t i = 0; i < size; ++i) {
     auto const item = Reference::steal(PySequence_GetItem(sequence, i));
     if (!item)
-      return false;
+      throw PendingError();
     vector[static_cast<size_t>(i)] = PyLong_AsUnsignedLongLong(item.get());
+    if (PyErr_Occurred())
+      throw PendingError();
   }
-  return !PyErr_Occurred();
+  return vector;
+}
+
+RegionXu64 regionBetween(PyObject * origin, PyObject * size) {
+  auto const first = vectorOf(origin);
+  return {first, vectorOf(size)};
 }
 
 PyObject * readRegionOf(PyObject *, PyObject * arguments) {
@@ -97,19 +77,8 @@ PyObject * readRegionOf(PyObject *, PyObject * arguments) {
     if (!PyArg_UnpackTuple(arguments, "read_region", 2, 3, &image, &first, &second))
       return nullptr;
     auto const view = viewOf(image);
-    if (!view)
-      return nullptr;
-    PyObject * array = nullptr;
-    if (second) {
-      VectorXu64 origin;
-      VectorXu64 size;
-      if (!readVector(first, origin) || !readVector(second, size))
-        return nullptr;
-      array = readRegion(*view, RegionXu64(origin, size));
-    } else if (auto const * const region = regionOf(first)) {
-      array = readRegion(*view, *region);
-    }
-    return array || PyErr_Occurred() ? array : Reference::share(Py_None).release();
+    auto array = readRegion(view, second ? regionBetween(first, second) : regionOf(first));
+    return array ? array.release() : Reference::share(Py_None).release();
   });
 }
 
@@ -123,11 +92,7 @@ PyObject * transfer(PyObject * arguments, char const * name, Reader reader, Move
     if (!PyArg_UnpackTuple(arguments, name, 4, 4, &image, &first, &second, &object))
       return nullptr;
     auto const view = viewOf(image);
-    VectorXu64 origin;
-    VectorXu64 size;
-    if (!view || !readVector(first, origin) || !readVector(second, size))
-      return nullptr;
-    RegionXu64 const region(origin, size);
+    auto const region = regionBetween(first, second);
     Buffer<Byte> buffer;
     if (!reader(object, buffer)) {
       PyErr_Format(PyExc_TypeError, "%s needs a contiguous buffer, got %R", name, object);
@@ -139,27 +104,36 @@ PyObject * transfer(PyObject * arguments, char const * name, Reader reader, Move
                    static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(buffer.size));
       return nullptr;
     }
-    move(*view, region, buffer.data);
+    move(view, region, bytes, buffer.data, buffer.pin);
     return Reference::share(Py_None).release();
   });
 }
 
 PyObject * fillBuffer(PyObject *, PyObject * arguments) {
-  return transfer<void>(
-      arguments, "fill_buffer", readWritableBuffer,
-      [](ImageView & view, RegionXu64 const & region, void * data) { view.readRegion(region, data); });
+  return transfer<void>(arguments, "fill_buffer", readWritableBuffer, readDense);
 }
 
 PyObject * writeBuffer(PyObject *, PyObject * arguments) {
-  return transfer<void const>(
-      arguments, "write_buffer", readReadableBuffer,
-      [](ImageView & view, RegionXu64 const & region, void const * data) { view.writeRegion(region, data); });
+  return transfer<void const>(arguments, "write_buffer", readReadableBuffer, writeDense);
 }
 
-bool readSizes(PyObject * tuple, std::vector<size_t> & sizes) {
-  for (Py_ssize_t i = 0; i < PyTuple_Size(tuple); ++i)
+std::vector<size_t> sizesOf(PyObject * tuple) {
+  std::vector<size_t> sizes;
+  for (Py_ssize_t i = 0; i < PyTuple_Size(tuple); ++i) {
     sizes.push_back(PyLong_AsSize_t(PyTuple_GetItem(tuple, i)));
-  return !PyErr_Occurred();
+    if (PyErr_Occurred())
+      throw PendingError();
+  }
+  return sizes;
+}
+
+// The bytes that an element of an image takes in an array.
+uint64_t elementBytes(ArrayLayout const & layout) {
+  auto * const type = reinterpret_cast<PyArray_Descr *>(layout.elementType.get());
+  auto bytes = static_cast<uint64_t>(PyDataType_ELSIZE(type));
+  for (auto const component : layout.components)
+    bytes = checkedMultiply(bytes, component, "bytes of an element");
+  return bytes;
 }
 
 PyObject * addLayoutOf(PyObject *, PyObject * arguments) {
@@ -170,19 +144,21 @@ PyObject * addLayoutOf(PyObject *, PyObject * arguments) {
     PyObject * elementType = nullptr;
     PyObject * components = nullptr;
     PyObject * axes = nullptr;
-    ArrayLayout layout;
     if (!PyArg_ParseTuple(arguments, "KKnOO!O!", &axesValue, &dataType, &rank, &elementType, &PyTuple_Type, &components,
-                          &PyTuple_Type, &axes) ||
-        !readSizes(components, layout.components) || !readSizes(axes, layout.axes))
+                          &PyTuple_Type, &axes))
       return nullptr;
+    ArrayLayout layout{Reference::share(elementType), sizesOf(components), sizesOf(axes)};
     auto sorted = layout.axes;
     std::sort(sorted.begin(), sorted.end());
     for (size_t i = 0; i < sorted.size(); ++i)
-      if (sorted[i] != i || sorted.size() != static_cast<size_t>(rank) + layout.components.size())
+      if (sorted[i] != i)
         throw InvalidArgument("the axes of a layout are those of the image and of its components, each once");
+    if (sorted.size() != static_cast<size_t>(rank) + layout.components.size())
+      throw InvalidArgument("the axes of a layout are those of the image and of its components, each once");
     if (!PyArray_DescrCheck(elementType))
       throw InvalidArgument("the elements of a layout have a numpy.dtype");
-    layout.elementType = Reference::share(elementType);
+    if (elementBytes(layout) != DataType(dataType).byteCount())
+      throw InvalidArgument("the elements of a layout are as large as those of the image");
     addLayout({axesValue, dataType, static_cast<size_t>(rank)}, std::move(layout));
     return Reference::share(Py_None).release();
   });
@@ -215,14 +191,8 @@ PyMethodDef methods[] = {
     {nullptr, nullptr, 0, nullptr},
 };
 
-PyModuleDef definition = {
-    PyModuleDef_HEAD_INIT, "_zarnik.__direct__", nullptr, -1, methods, nullptr, nullptr, nullptr, nullptr};
+DirectFunctions const registered(methods);
 
 } // namespace
-
-bool addDirectModule(PyObject * names) {
-  auto const module = Reference::steal(PyModule_Create(&definition));
-  return module && PyDict_SetItemString(names, "__direct__", module.get()) == 0;
-}
 
 } // namespace zarnik::python
