@@ -5,6 +5,7 @@
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/TilingInfoExtension.h"
+#include "zarnik/views/ViewOriginExtension.h"
 
 #include <fmt/format.h>
 
@@ -34,8 +35,10 @@ size_t ImageView::dimensionCount() const { return shape().size(); }
 bool ImageView::support(ImageCapabilitySet capabilities) const { return this->capabilities().has(capabilities); }
 
 std::string ImageView::toString() const {
-  return fmt::format("ImageView(shape {}, {}, {}, {})", shape().toString(), dataType().toString(),
-                     axesInterpretation().toString(), flagNames(capabilities()));
+  auto const origin = viewOrigin();
+  auto const chain = origin && origin->parentCount() > 0 ? ", " + origin->displayName() : std::string();
+  return fmt::format("ImageView(shape {}, {}, {}, {}{})", shape().toString(), dataType().toString(),
+                     axesInterpretation().toString(), flagNames(capabilities()), chain);
 }
 
 ImageInterpretation ImageView::imageInterpretation() const { return properties()->imageInfo().interpretation(); }

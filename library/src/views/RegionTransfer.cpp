@@ -326,6 +326,7 @@ std::unique_ptr<std::byte[]> allocateBlock(uint64_t bytes) {
 }
 
 StridedTransfer::~StridedTransfer() = default;
+bool StridedTransfer::readsToWriteComponents() const { return false; }
 
 SampleRegion SampleRegion::whole(RegionXu64 const & region, DataType type) {
   return {region.origin(), region.size(), VectorXu64::createUniform(region.dimensionCount(), 1), 0,
@@ -372,8 +373,10 @@ void writeSamples(ImageView & image, SampleRegion const & region, ValueConversio
   writeThroughBlocks(image, region, conversion, source, strides);
 }
 
-bool readsToWriteComponents(ImageView & image) {
-  return dynamic_cast<StridedTransfer *>(&image) == nullptr && !image.support(ImageCapability::MEMORY_ACCESS);
+bool readsToWriteComponents(ImageView const & image) {
+  if (auto const * const strided = dynamic_cast<StridedTransfer const *>(&image))
+    return strided->readsToWriteComponents();
+  return !image.support(ImageCapability::MEMORY_ACCESS);
 }
 
 void readMemory(Indexer const & indexer, void const * memory, SampleRegion const & region,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "views/ValueConversion.h"
+#include "zarnik/core/Export.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/values/RegionX.h"
 #include "zarnik/values/VectorX.h"
@@ -36,7 +37,7 @@ struct SampleStrides {
 
 /// What an image view may implement beside its slots: to move any samples from or into memory of any geometry, with a
 /// conversion on the way. Callers use readSamples and writeSamples, which have checked the region.
-class StridedTransfer {
+class ZARNIK_API StridedTransfer {
 public:
   virtual ~StridedTransfer();
 
@@ -49,6 +50,9 @@ public:
   /// \param conversion from the type of the memory to the image's
   virtual void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                             SampleStrides const & strides) = 0;
+
+  /// Whether writeStrided reads samples to write only some of their components.
+  virtual bool readsToWriteComponents() const;
 };
 
 /// Reads samples of any image by the best way it offers: StridedTransfer, its memory, or readRegion in blocks of about
@@ -64,7 +68,7 @@ void writeSamples(ImageView & image, SampleRegion const & region, ValueConversio
                   void const * source, SampleStrides const & strides);
 
 /// Whether writeSamples has to read an image to write only some components of its samples.
-bool readsToWriteComponents(ImageView & image);
+bool readsToWriteComponents(ImageView const & image);
 
 /// For views over memory: reads samples of an image whose element with index 0 is at `memory`.
 void readMemory(Indexer const & indexer, void const * memory, SampleRegion const & region,

@@ -17,6 +17,9 @@ public:
   std::shared_ptr<MetadataNode const> metadata() const override;
   SharedSamples shareSamples() const override;
 
+  std::shared_ptr<ImageView> const & restricted() const { return image_; }
+  ImageCapabilitySet allowed() const { return allowed_; }
+
 protected:
   /// \param image   the image to show, not null
   /// \param allowed READ or WRITE

@@ -4,7 +4,9 @@
 #include "zarnik/core/UidGenerator.h"
 #include "zarnik/views/View.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <string_view>
 
 namespace zarnik {
@@ -17,6 +19,17 @@ public:
   RecordedOrigin(ViewDataOrigin dataOrigin, std::string displayName, Parents parents)
       : uid_(UidGenerator::generate()), dataOrigin_(dataOrigin), displayName_(std::move(displayName)),
         parents_(std::move(parents)) {}
+
+  // Generations of any number are released one after the other: recursion would end with the stack.
+  ~RecordedOrigin() override {
+    while (!parents_.empty()) {
+      auto const parent = std::move(parents_.back());
+      parents_.pop_back();
+      auto * const recorded = parent.use_count() == 1 ? dynamic_cast<RecordedOrigin *>(parent.get()) : nullptr;
+      if (recorded != nullptr)
+        std::move(recorded->parents_.begin(), recorded->parents_.end(), std::back_inserter(parents_));
+    }
+  }
 
   uint64_t uid() const override { return uid_; }
   size_t parentCount() const override { return parents_.size(); }

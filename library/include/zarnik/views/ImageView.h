@@ -61,7 +61,7 @@ public:
 #endif
 
   /// Return a string representation
-  /// \return Shape, data type, axes and capabilities, in one line.
+  /// \return Shape, data type, axes and capabilities, and how the image was made from others, in one line.
   std::string toString() const;
 
 #ifndef SWIG

@@ -1,0 +1,255 @@
+#include "adapters/AdaptedImageView.h"
+
+#include "adapters/RelabelledImageView.h"
+#include "views/RestrictedImageView.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/layout/RegionConverter.h"
+#include "zarnik/values/Checked.h"
+#include "zarnik/views/BorrowedMemoryView.h"
+#include "zarnik/views/ParallelAccessExtension.h"
+
+#include <fmt/format.h>
+#include <utility>
+
+namespace zarnik {
+namespace {
+
+using enum ImageCapability;
+
+RegionXu64 at(VectorXu64 const & index, VectorXu64 const & shape) {
+  if (index.size() != shape.size())
+    throw InvalidArgument(
+        fmt::format("index {} does not fit the {} dimensions of the image", index.toString(), shape.size()));
+  for (size_t axis = 0; axis < shape.size(); ++axis)
+    if (index[axis] >= shape[axis])
+      throw InvalidArgument(fmt::format("index {} is outside of shape {}", index.toString(), shape.toString()));
+  return {index, VectorXu64::createUniform(index.size(), 1)};
+}
+
+bool showsMemory(ImageView & image) {
+  return image.support(MEMORY_ACCESS) || dynamic_cast<BorrowedMemoryView *>(&image) != nullptr;
+}
+
+} // namespace
+
+Adaptation Adaptation::of(std::shared_ptr<ImageView> image) {
+  auto const shape = image->shape();
+  auto const type = image->dataType();
+  auto allowed = READ | WRITE | MEMORY_ACCESS;
+  while (true) {
+    if (auto const * const restricted = dynamic_cast<RestrictedImageView const *>(image.get())) {
+      allowed &= restricted->allowed();
+      image = restricted->restricted();
+    } else if (auto const * const relabelled = dynamic_cast<RelabelledImageView const *>(image.get())) {
+      allowed &= relabelled->allowed();
+      image = relabelled->relabelled();
+    } else {
+      break;
+    }
+  }
+  if (auto const * const adapted = dynamic_cast<AdaptedImageView const *>(image.get())) {
+    auto adaptation = adapted->adaptation();
+    adaptation.allowed &= allowed;
+    return adaptation;
+  }
+  return {image, shape, type, AxisMapping(shape.size()), {}, shape, type, allowed};
+}
+
+AdaptedImageView::AdaptedImageView(Adaptation adaptation, Description description)
+    : DescribedImageView(std::move(description)), adaptation_(std::move(adaptation)) {
+  auto & source = *adaptation_.source;
+  if (adaptation_.values.empty() && showsMemory(source))
+    indexer_ = adaptation_.axes.overMemory(source.indexer(), adaptation_.shape, adaptation_.type);
+}
+
+AdaptedImageView::~AdaptedImageView() = default;
+
+std::shared_ptr<Extension> AdaptedImageView::extension(size_t id) const {
+  using enum ParallelAccessCapability;
+  if (id != ParallelAccessExtension::EXTENSION_ID)
+    return DescribedImageView::extension(id);
+  auto const parallel = adaptation_.source->parallelAccess();
+  auto flags = parallel ? parallel->capabilities() : ParallelAccessCapabilitySet();
+  flags &= THREAD_SAFE | PARALLEL_READ | PARALLEL_WRITE;
+  if (!support(READ))
+    flags.remove(PARALLEL_READ);
+  // Samples that share one of the source are written one after the other.
+  if (!support(WRITE) ||
+      (readsToWriteComponents() && adaptation_.axes.separatesComponents(adaptation_.sourceType, adaptation_.type)))
+    flags.remove(PARALLEL_WRITE);
+  return ParallelAccessExtension::create(flags);
+}
+
+bool AdaptedImageView::isInvertible() const {
+  for (auto const & operation : adaptation_.values)
+    if (!operation.isInvertible)
+      return false;
+  return true;
+}
+
+bool AdaptedImageView::readsToWriteComponents() const { return zarnik::readsToWriteComponents(*adaptation_.source); }
+
+ImageCapabilitySet AdaptedImageView::capabilities() const {
+  auto const ofSource = adaptation_.source->capabilities();
+  auto offered = ofSource & adaptation_.allowed;
+  if (!indexer_)
+    offered.remove(MEMORY_ACCESS);
+  bool const needsReading =
+      adaptation_.axes.separatesComponents(adaptation_.sourceType, adaptation_.type) && readsToWriteComponents();
+  if (!isInvertible() || (needsReading && !ofSource.has(READ)))
+    offered.remove(WRITE);
+  // Who has the memory can read and write it.
+  if (!offered.has(READ | WRITE))
+    offered.remove(MEMORY_ACCESS);
+  return offered;
+}
+
+VectorXu64 const & AdaptedImageView::shape() const { return adaptation_.shape; }
+DataType AdaptedImageView::dataType() const { return adaptation_.type; }
+
+void AdaptedImageView::requireUnchangedSource() const {
+  auto const & source = *adaptation_.source;
+  if (source.shape() != adaptation_.sourceShape || source.dataType() != adaptation_.sourceType)
+    throw Error(fmt::format("the image that the view was made from was reshaped since, from shape {} of {} to {} of {}",
+                            adaptation_.sourceShape.toString(), adaptation_.sourceType.toString(),
+                            source.shape().toString(), source.dataType().toString()));
+}
+
+ValueConversion AdaptedImageView::reading() const {
+  if (adaptation_.values.empty())
+    return {};
+  ValueConversion conversion(scalarTypeOf(adaptation_.sourceType));
+  for (auto const & operation : adaptation_.values)
+    conversion.add({operation.type, operation.map});
+  return conversion;
+}
+
+ValueConversion AdaptedImageView::writing() const {
+  auto const & values = adaptation_.values;
+  if (values.empty())
+    return {};
+  ValueConversion conversion(values.back().type);
+  for (size_t n = values.size(); n-- > 0;) {
+    auto const type = n == 0 ? scalarTypeOf(adaptation_.sourceType) : values[n - 1].type;
+    conversion.add({type, values[n].inverse});
+  }
+  return conversion;
+}
+
+void AdaptedImageView::read(VectorXu64 const & index, void * destination) {
+  if (!support(READ))
+    return ImageView::read(index, destination);
+  readRegion(at(index, shape()), destination);
+}
+
+void AdaptedImageView::write(VectorXu64 const & index, void const * source) {
+  if (!support(WRITE))
+    return ImageView::write(index, source);
+  writeRegion(at(index, shape()), source);
+}
+
+void AdaptedImageView::readRegion(RegionXu64 const & region, void * destination) {
+  if (!support(READ))
+    return ImageView::readRegion(region, destination);
+  requireInside(region, shape());
+  ComponentFormat const format(dataType());
+  auto const whole = SampleRegion::whole(region, dataType());
+  if (!whole.isEmpty())
+    readStrided(whole, {}, destination, SampleStrides::dense(region.size(), format.count, format.bytes));
+}
+
+void AdaptedImageView::writeRegion(RegionXu64 const & region, void const * source) {
+  if (!support(WRITE))
+    return ImageView::writeRegion(region, source);
+  requireInside(region, shape());
+  ComponentFormat const format(dataType());
+  auto const whole = SampleRegion::whole(region, dataType());
+  if (!whole.isEmpty())
+    writeStrided(whole, {}, source, SampleStrides::dense(region.size(), format.count, format.bytes));
+}
+
+namespace {
+
+/// Calls visit(region, offset) for a transfer, or for one after the other of its components where some are left out.
+template <typename Visit> void forEachPart(SourceTransfer transfer, Visit const & visit) {
+  if (transfer.componentStep == 1)
+    return visit(transfer.region, transfer.offset);
+  auto const count = std::exchange(transfer.region.componentCount, 1);
+  for (uint64_t n = 0; n < count; ++n) {
+    visit(transfer.region, transfer.offset);
+    transfer.region.firstComponent += transfer.componentStep;
+    transfer.offset += transfer.strides.componentStride;
+  }
+}
+
+} // namespace
+
+void AdaptedImageView::readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,
+                                   SampleStrides const & strides) {
+  if (!support(READ))
+    ImageView::readRegion(RegionXu64(region.origin, region.size), destination);
+  requireUnchangedSource();
+  auto values = adaptation_.values.empty() ? conversion : reading();
+  if (!adaptation_.values.empty())
+    for (auto const & step : conversion.steps())
+      values.add(step);
+  auto const transfer = adaptation_.axes.translate(region, strides);
+  forEachPart(transfer, [&](SampleRegion const & part, uint64_t offset) {
+    auto * const first = static_cast<std::byte *>(destination) + static_cast<int64_t>(offset);
+    readSamples(*adaptation_.source, part, values, first, transfer.strides);
+  });
+}
+
+void AdaptedImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion,
+                                    void const * source, SampleStrides const & strides) {
+  if (!support(WRITE))
+    ImageView::writeRegion(RegionXu64(region.origin, region.size), source);
+  requireUnchangedSource();
+  auto values = conversion.isEmpty() ? writing() : conversion;
+  if (!conversion.isEmpty()) {
+    auto const back = writing();
+    for (auto const & step : back.steps())
+      values.add(step);
+  }
+  auto const transfer = adaptation_.axes.translate(region, strides);
+  forEachPart(transfer, [&](SampleRegion const & part, uint64_t offset) {
+    auto const * const first = static_cast<std::byte const *>(source) + static_cast<int64_t>(offset);
+    writeSamples(*adaptation_.source, part, values, first, transfer.strides);
+  });
+}
+
+uint64_t AdaptedImageView::memoryOffset() const {
+  requireUnchangedSource();
+  auto const & indexer = adaptation_.source->indexer();
+  if (adaptation_.axes.overMemory(indexer, adaptation_.shape, adaptation_.type) != indexer_)
+    throw Error("the memory of the image that the view was made from was laid out anew since");
+  return adaptation_.axes.offsetInMemory(indexer);
+}
+
+Indexer const & AdaptedImageView::indexer() const {
+  if (!indexer_ || !support(READ))
+    return ImageView::indexer();
+  return *indexer_;
+}
+
+void * AdaptedImageView::buffer() {
+  if (!support(MEMORY_ACCESS))
+    return ImageView::buffer();
+  auto const offset = memoryOffset();
+  return static_cast<std::byte *>(adaptation_.source->buffer()) + static_cast<int64_t>(offset);
+}
+
+void const * AdaptedImageView::buffer() const {
+  if (!indexer_ || !support(READ))
+    return ImageView::buffer();
+  auto const offset = memoryOffset();
+  return static_cast<std::byte const *>(std::as_const(*adaptation_.source).buffer()) + static_cast<int64_t>(offset);
+}
+
+size_t AdaptedImageView::bufferSize() const {
+  if (!indexer_ || !support(READ))
+    return ImageView::bufferSize();
+  return checkedMultiply(indexer_->elementCount(), dataType().byteCount(), "bytes of an image");
+}
+
+} // namespace zarnik

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "adapters/AxisMapping.h"
+#include "adapters/DescribedImageView.h"
+
+#include <optional>
+#include <vector>
+
+namespace zarnik {
+
+/// A conversion of values, and the way back.
+struct ValueOperation {
+  ScalarType type; // of the result
+  std::optional<LinearMap> map;
+  std::optional<LinearMap> inverse;
+  bool isInvertible = true;
+};
+
+/// How the samples of a view come from those of its source: the geometry, then the values.
+struct Adaptation {
+  /// No adaptation yet of a view; restrictions and adaptations that it is made of are taken apart, so that the source
+  /// is none of these.
+  static Adaptation of(std::shared_ptr<ImageView> image);
+
+  std::shared_ptr<ImageView> source;
+  VectorXu64 sourceShape;
+  DataType sourceType;
+  AxisMapping axes;
+  std::vector<ValueOperation> values;
+  VectorXu64 shape;
+  DataType type;
+  ImageCapabilitySet allowed;
+};
+
+/// A lazy view of another one: one mapping of axes and one list of conversions, however many views it was made through.
+class AdaptedImageView : public DescribedImageView, public StridedTransfer {
+public:
+  AdaptedImageView(Adaptation adaptation, Description description);
+  ~AdaptedImageView() override;
+
+  Adaptation const & adaptation() const { return adaptation_; }
+
+  std::shared_ptr<Extension> extension(size_t id) const override;
+  ImageCapabilitySet capabilities() const override;
+  VectorXu64 const & shape() const override;
+  DataType dataType() const override;
+  void read(VectorXu64 const & index, void * destination) override;
+  void readRegion(RegionXu64 const & region, void * destination) override;
+  void write(VectorXu64 const & index, void const * source) override;
+  void writeRegion(RegionXu64 const & region, void const * source) override;
+  Indexer const & indexer() const override;
+  void * buffer() override;
+  void const * buffer() const override;
+  size_t bufferSize() const override;
+  void readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,
+                   SampleStrides const & strides) override;
+  void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
+                    SampleStrides const & strides) override;
+  bool readsToWriteComponents() const override;
+
+private:
+  bool isInvertible() const;
+  void requireUnchangedSource() const;
+  uint64_t memoryOffset() const;
+  ValueConversion reading() const;
+  ValueConversion writing() const;
+
+  Adaptation adaptation_;
+  std::optional<Indexer> indexer_; // for a source in memory
+};
+
+} // namespace zarnik

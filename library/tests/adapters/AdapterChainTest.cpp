@@ -1,0 +1,518 @@
+#include "adapters/AdapterSources.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/metadata/SpatialCalibrationProperty.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+
+// Random chains of adapters against a model that knows of each sample where it is, and computes one value at a time.
+
+namespace zarnik::test {
+namespace {
+
+using Factory = ImageViewFactory;
+using Image = std::shared_ptr<ImageView>;
+
+double load(uint8_t const * from, DataType type) {
+  auto const as = [from]<typename T>(T value) {
+    std::memcpy(&value, from, sizeof value);
+    return static_cast<double>(value);
+  };
+  switch (static_cast<DataTypeId>(DataType::extractScalarType(type).id())) {
+  case DataTypeId::UINT8:
+    return as(uint8_t());
+  case DataTypeId::INT16:
+    return as(int16_t());
+  case DataTypeId::UINT16:
+    return as(uint16_t());
+  case DataTypeId::FLOAT:
+    return as(float());
+  default:
+    return as(double());
+  }
+}
+
+void store(double value, uint8_t * to, DataType type) {
+  auto const as = [to]<typename T>(T converted) { std::memcpy(to, &converted, sizeof converted); };
+  switch (static_cast<DataTypeId>(DataType::extractScalarType(type).id())) {
+  case DataTypeId::UINT8:
+    return as(static_cast<uint8_t>(value));
+  case DataTypeId::INT16:
+    return as(static_cast<int16_t>(value));
+  case DataTypeId::UINT16:
+    return as(static_cast<uint16_t>(value));
+  case DataTypeId::FLOAT:
+    return as(static_cast<float>(value));
+  default:
+    return as(value);
+  }
+}
+
+double converted(double value, DataType type) {
+  if (type.primitiveType() == PrimitiveTypeId::FLOATING_POINT)
+    return type.bitDepth() == 32 ? static_cast<float>(value) : value;
+  if (std::isnan(value))
+    return 0;
+  auto const range = DataType::standardRange(type);
+  return std::clamp(std::nearbyint(value), range[0], range[1]);
+}
+
+struct Chain {
+  struct Step {
+    DataType before, after;
+    double scale = 1, offset = 0;
+  };
+
+  double forward(double value) const {
+    for (auto const & step : steps)
+      value = converted(value * step.scale + step.offset, step.after);
+    return value;
+  }
+
+  double backward(double value) const {
+    for (auto step = steps.rbegin(); step != steps.rend(); ++step)
+      value = converted((value - step->offset) / step->scale, step->before);
+    return value;
+  }
+
+  size_t components() const { return image->dataType().elementCount(); }
+  size_t cellOf(VectorXu64 const & index, size_t component) const {
+    return cells[positionOf(index, shape) * components() + component];
+  }
+
+  /// Keeps the cells that the function names for each sample of a shape.
+  template <typename From> void take(VectorXu64 newShape, size_t newComponents, From from) {
+    std::vector<size_t> taken;
+    auto const count = elementCount(newShape);
+    for (uint64_t position = 0; position < count; ++position)
+      for (size_t component = 0; component < newComponents; ++component)
+        taken.push_back(from(indexOf(position, newShape), component));
+    cells = std::move(taken);
+    shape = newShape;
+  }
+
+  Image image;
+  VectorXu64 shape;
+  std::vector<size_t> cells; // of each component of each sample, the component of which sample of the source
+  std::vector<Step> steps;
+  bool isReadOnly = false;
+  std::string text;
+};
+
+class RandomChains {
+public:
+  /// \param keepsSpace whether spatial axes stay spatial
+  explicit RandomChains(uint64_t seed, bool keepsSpace = false) : random_(seed), keepsSpace_(keepsSpace) {}
+
+  uint64_t below(uint64_t count) { return count == 0 ? 0 : random_() % count; }
+
+  VectorXu64 shape() {
+    VectorXu64 shape(1 + below(5));
+    for (auto & extent : shape)
+      extent = below(25) == 0 ? 0 : 1 + below(shape.size() > 3 ? 4 : 7);
+    return shape;
+  }
+
+  DataType scalarType() {
+    DataTypeId const types[] = {DataTypeId::UINT8, DataTypeId::INT16, DataTypeId::UINT16, DataTypeId::FLOAT,
+                                DataTypeId::DOUBLE};
+    return types[below(5)];
+  }
+
+  DataType type() {
+    auto const scalar = scalarType();
+    return below(2) ? scalar : DataType(scalar.primitiveType(), scalar.bitDepth(), 2 + below(3));
+  }
+
+  /// Adds a random adapter that the image at hand allows.
+  void extend(Chain & chain) {
+    auto const before = chain.image;
+    auto const axes = before->axesInterpretation();
+    auto const components = chain.components();
+    auto const old = chain;
+    auto const rank = chain.shape.size();
+    auto const keep = [&](VectorXu64 const & index, size_t component) { return old.cellOf(index, component); };
+    switch (below(10)) {
+    case 0:
+    case 1: {
+      VectorXu64 origin(rank), size(rank);
+      for (size_t axis = 0; axis < rank; ++axis) {
+        origin[axis] = below(2) ? below(chain.shape[axis]) : 0;
+        size[axis] = chain.shape[axis] - origin[axis];
+        size[axis] -= below(2) && size[axis] > 1 ? below(size[axis]) : 0;
+      }
+      chain.image = Factory::extractRegion(before, {origin, size});
+      return chain.take(size, components, [&](VectorXu64 index, size_t component) {
+        for (size_t axis = 0; axis < rank; ++axis)
+          index[axis] += origin[axis];
+        return keep(index, component);
+      });
+    }
+    case 2: {
+      auto const axis = below(rank);
+      chain.image =
+          below(2) && axes != ImageType() ? Factory::flip(before, axes.dimension(axis)) : Factory::flip(before, axis);
+      return chain.take(chain.shape, components, [&](VectorXu64 index, size_t component) {
+        index[axis] = old.shape[axis] - 1 - index[axis];
+        return keep(index, component);
+      });
+    }
+    case 3: {
+      auto const step = 1 + below(3);
+      auto const isWhole = below(3) == 0;
+      auto size = chain.shape;
+      VectorXu64 steps = VectorXu64::createUniform(rank, 1);
+      for (size_t axis = 0; axis < rank; ++axis)
+        if (!isWhole || (axes == ImageType() ? axis < 3 : axes.dimension(axis) <= ImageDimension::SLICE)) {
+          steps[axis] = step;
+          size[axis] = (size[axis] + step - 1) / step;
+        }
+      chain.isReadOnly |= isWhole;
+      chain.image = isWhole ? Factory::subSample(before, step) : Factory::everyNth(before, steps);
+      return chain.take(size, components, [&](VectorXu64 index, size_t component) {
+        for (size_t axis = 0; axis < rank; ++axis)
+          index[axis] *= steps[axis];
+        return keep(index, component);
+      });
+    }
+    case 4: {
+      if (axes == ImageType() || rank < 2 || (keepsSpace_ && axes.has(ImageDimension::CHANNEL)))
+        return;
+      std::vector<ImageDimension> dimensions = {ImageDimension::COLUMN, ImageDimension::ROW, ImageDimension::SLICE};
+      if (!keepsSpace_)
+        dimensions.push_back(ImageDimension::SEQUENCE);
+      if (rank == 5 || axes.has(ImageDimension::CHANNEL))
+        dimensions.push_back(ImageDimension::CHANNEL);
+      std::shuffle(dimensions.begin(), dimensions.end(), random_);
+      dimensions.resize(rank);
+      VectorXu64 order(rank), size(rank);
+      std::iota(order.begin(), order.end(), 0);
+      std::sort(order.begin(), order.end(),
+                [&](auto left, auto right) { return dimensions[left] < dimensions[right]; });
+      for (size_t axis = 0; axis < rank; ++axis)
+        size[axis] = chain.shape[order[axis]];
+      chain.image = Factory::reinterpretAxes(before, dimensions.data(), rank);
+      return chain.take(size, components, [&](VectorXu64 const & index, size_t component) {
+        VectorXu64 oldIndex(rank);
+        for (size_t axis = 0; axis < rank; ++axis)
+          oldIndex[order[axis]] = index[axis];
+        return keep(oldIndex, component);
+      });
+    }
+    case 5: {
+      VectorXu64 origin(rank);
+      auto size = chain.shape;
+      auto const flat = below(rank);
+      if (rank < 2 || chain.shape[flat] == 0)
+        return;
+      origin[flat] = below(size[flat]);
+      size[flat] = 1;
+      chain.image = Factory::extractAdjustedRegion(before, {origin, size});
+      std::vector<uint64_t> left;
+      for (size_t axis = 0; axis < rank; ++axis)
+        if (size[axis] != 1)
+          left.push_back(axis);
+      if (left.empty())
+        left.push_back(0);
+      VectorXu64 packed(left.size());
+      for (size_t axis = 0; axis < left.size(); ++axis)
+        packed[axis] = size[left[axis]];
+      return chain.take(packed, components, [&](VectorXu64 const & index, size_t component) {
+        auto oldIndex = origin;
+        for (size_t axis = 0; axis < left.size(); ++axis)
+          oldIndex[left[axis]] += index[axis];
+        return keep(oldIndex, component);
+      });
+    }
+    case 6: {
+      if (components == 1 && !axes.has(ImageDimension::CHANNEL)) {
+        chain.image = Factory::extractChannel(before, 0);
+        return;
+      }
+      if (components > 1) {
+        auto const channel = below(components);
+        chain.image = Factory::extractChannel(before, channel);
+        return chain.take(chain.shape, 1, [&](VectorXu64 const & index, size_t) { return keep(index, channel); });
+      }
+      auto const axis = axes.indexDimension(ImageDimension::CHANNEL);
+      if (chain.shape[axis] == 0 || rank < 2)
+        return;
+      auto const channel = below(chain.shape[axis]);
+      chain.image = Factory::extractChannel(before, channel);
+      VectorXu64 size(rank - 1);
+      for (size_t n = 0; n < size.size(); ++n)
+        size[n] = chain.shape[n + (n >= axis)];
+      return chain.take(size, 1, [&](VectorXu64 const & index, size_t) {
+        VectorXu64 oldIndex(rank);
+        for (size_t n = 0; n < rank; ++n)
+          oldIndex[n] = n == axis ? channel : index[n - (n > axis)];
+        return keep(oldIndex, 0);
+      });
+    }
+    case 7: {
+      if (components > 1 && !axes.has(ImageDimension::CHANNEL) && axes != ImageType()) {
+        chain.image = Factory::disassembleChannels(before);
+        auto const axis = chain.image->axesInterpretation().indexDimension(ImageDimension::CHANNEL);
+        VectorXu64 size(rank + 1);
+        for (size_t n = 0; n <= rank; ++n)
+          size[n] = n == axis ? components : chain.shape[n - (n > axis)];
+        return chain.take(size, 1, [&](VectorXu64 const & index, size_t) {
+          VectorXu64 oldIndex(rank);
+          for (size_t n = 0; n < rank; ++n)
+            oldIndex[n] = index[n + (n >= axis)];
+          return keep(oldIndex, index[axis]);
+        });
+      }
+      if (components != 1 || !axes.has(ImageDimension::CHANNEL) || rank < 2)
+        return;
+      auto const axis = axes.indexDimension(ImageDimension::CHANNEL);
+      if (chain.shape[axis] == 0)
+        return;
+      chain.image = Factory::assembleChannels(before);
+      VectorXu64 size(rank - 1);
+      for (size_t n = 0; n < size.size(); ++n)
+        size[n] = chain.shape[n + (n >= axis)];
+      return chain.take(size, chain.shape[axis], [&](VectorXu64 const & index, size_t component) {
+        VectorXu64 oldIndex(rank);
+        for (size_t n = 0; n < rank; ++n)
+          oldIndex[n] = n == axis ? component : index[n - (n > axis)];
+        return keep(oldIndex, 0);
+      });
+    }
+    case 8: {
+      auto const scalar = scalarType();
+      DataType const type(scalar.primitiveType(), scalar.bitDepth(), components);
+      chain.image = Factory::adaptDataType(before, type);
+      chain.steps.push_back({DataType::extractScalarType(before->dataType()), scalar});
+      return;
+    }
+    default: {
+      auto const scalar = scalarType();
+      DataType const type(scalar.primitiveType(), scalar.bitDepth(), components);
+      // Powers of two, which are exact in both directions.
+      auto const scale = std::ldexp(1.0, static_cast<int>(below(5)) - 2) * (below(2) ? 1 : -1);
+      auto const offset = static_cast<double>(below(16));
+      chain.image = Factory::adaptDynamicRange(before, type, {0, 64}, {offset, offset + 64 * scale});
+      chain.steps.push_back({DataType::extractScalarType(before->dataType()), scalar, scale, offset});
+      return;
+    }
+    }
+  }
+
+private:
+  std::mt19937_64 random_;
+  bool keepsSpace_;
+};
+
+uint64_t seedOfTests() {
+  auto const * const seed = std::getenv("ZARNIK_TEST_SEED");
+  return seed == nullptr ? 20261122 : std::strtoull(seed, nullptr, 10);
+}
+
+struct Case {
+  Case(RandomChains & random, SourceKind const & kind) {
+    sourceShape = random.shape();
+    type = random.type();
+    source = kind.make(sourceShape, type);
+    chain.image = source.view;
+    chain.shape = sourceShape;
+    for (uint64_t cell = 0; cell < elementCount(sourceShape) * type.elementCount(); ++cell) {
+      chain.cells.push_back(cell);
+      values.push_back(static_cast<double>(random.below(200)));
+      store(values.back(), at(cell), type);
+    }
+    auto const length = 1 + random.below(8);
+    for (uint64_t n = 0; n < length; ++n)
+      random.extend(chain);
+  }
+
+  uint8_t * at(uint64_t cell) const {
+    return source.element(indexOf(cell / type.elementCount(), sourceShape)) +
+           cell % type.elementCount() * (type.bitDepth() / 8);
+  }
+
+  VectorXu64 sourceShape;
+  DataType type;
+  Source source;
+  Chain chain;
+  std::vector<double> values; // of the source's cells
+};
+
+RegionXu64 randomRegion(VectorXu64 const & shape, RandomChains & random) {
+  VectorXu64 origin(shape.size()), size(shape.size());
+  for (size_t axis = 0; axis < shape.size(); ++axis) {
+    origin[axis] = random.below(shape[axis] + 1);
+    size[axis] = random.below(3) ? shape[axis] - origin[axis] : random.below(shape[axis] - origin[axis] + 1);
+  }
+  return {origin, size};
+}
+
+/// Calls visit(cell of the source, place in the dense region) for every component of a region.
+template <typename Visit> void forEachCell(Chain const & chain, RegionXu64 const & region, Visit visit) {
+  auto const count = elementCount(region.size());
+  for (uint64_t position = 0; position < count; ++position) {
+    auto index = indexOf(position, region.size());
+    for (size_t axis = 0; axis < index.size(); ++axis)
+      index[axis] += region.origin()[axis];
+    for (size_t component = 0; component < chain.components(); ++component)
+      visit(chain.cellOf(index, component), position * chain.components() + component);
+  }
+}
+
+class AdapterChains : public testing::TestWithParam<SourceKind> {};
+
+TEST_P(AdapterChains, ReadWhatTheModelReads) {
+  RandomChains random(seedOfTests());
+  for (int round = 0; round < 1500; ++round) {
+    Case const one(random, GetParam());
+    auto const & chain = one.chain;
+    SCOPED_TRACE(chain.image->toString());
+    ASSERT_EQ(chain.image->shape(), chain.shape);
+    auto const type = chain.image->dataType();
+    auto const region = round % 3 ? randomRegion(chain.shape, random) : RegionXu64::createFullRegion(chain.shape);
+    std::vector<uint8_t> read(region.elementCount() * type.byteCount() + 1, 0xEE);
+    chain.image->readRegion(region, read.data());
+    ASSERT_EQ(read.back(), 0xEE);
+    forEachCell(chain, region, [&](size_t cell, size_t place) {
+      ASSERT_EQ(load(&read[place * (type.bitDepth() / 8)], type), chain.forward(one.values[cell]));
+    });
+    if (HasFatalFailure())
+      return;
+    if (elementCount(chain.shape) == 0)
+      continue;
+    auto const index = indexOf(random.below(elementCount(chain.shape)), chain.shape);
+    std::vector<uint8_t> element(type.byteCount());
+    chain.image->read(index, element.data());
+    ASSERT_EQ(load(element.data(), type), chain.forward(one.values[chain.cellOf(index, 0)]));
+  }
+}
+
+TEST_P(AdapterChains, WriteWhatTheModelWrites) {
+  using enum ImageCapability;
+  RandomChains random(seedOfTests() + 1);
+  for (int round = 0; round < 1500; ++round) {
+    Case one(random, GetParam());
+    auto const & chain = one.chain;
+    SCOPED_TRACE(chain.image->toString());
+    ASSERT_EQ(chain.image->support(WRITE), GetParam().capabilities.has(WRITE) && !chain.isReadOnly);
+    auto const type = chain.image->dataType();
+    auto const region = randomRegion(chain.shape, random);
+    std::vector<uint8_t> written(region.elementCount() * type.byteCount());
+    for (size_t n = 0; n < written.size() / (type.bitDepth() / 8); ++n)
+      store(static_cast<double>(random.below(100)), &written[n * (type.bitDepth() / 8)], type);
+    if (!chain.image->support(WRITE)) {
+      EXPECT_THROW(chain.image->writeRegion(region, written.data()), NotImplemented);
+      continue;
+    }
+    forEachCell(chain, region, [&](size_t cell, size_t place) {
+      one.values[cell] = chain.backward(load(&written[place * (type.bitDepth() / 8)], type));
+    });
+    chain.image->writeRegion(region, written.data());
+    for (size_t cell = 0; cell < one.values.size(); ++cell)
+      ASSERT_EQ(load(one.at(cell), one.type), one.values[cell]) << cell;
+  }
+}
+
+TEST_P(AdapterChains, SharedMemoryHoldsTheSamples) {
+  RandomChains random(seedOfTests() + 2);
+  int shared = 0;
+  for (int round = 0; round < 1000; ++round) {
+    Case const one(random, GetParam());
+    auto const & chain = one.chain;
+    if (!chain.steps.empty() || !chain.image->support(ImageCapability::MEMORY_ACCESS))
+      continue;
+    ++shared;
+    auto const type = chain.image->dataType();
+    auto const * const memory = static_cast<uint8_t const *>(chain.image->buffer());
+    forEachCell(chain, RegionXu64::createFullRegion(chain.shape), [&](size_t cell, size_t place) {
+      auto const index = indexOf(place / chain.components(), chain.shape);
+      auto const * const element = memory + static_cast<int64_t>(chain.image->indexer().byteOffset(index));
+      ASSERT_EQ(element + place % chain.components() * (type.bitDepth() / 8), one.at(cell)) << chain.image->toString();
+    });
+  }
+  EXPECT_EQ(shared > 100, GetParam().capabilities.has(ImageCapability::MEMORY_ACCESS));
+}
+
+Vector3d worldOf(ImageView const & image, VectorXu64 const & index) {
+  auto const directions = image.spatialDirections();
+  auto const spacing = image.spatialSpacing();
+  auto const axes = image.axesInterpretation();
+  Vector3d const along[] = {directions.columnDirection(), directions.rowDirection(), directions.sliceDirection()};
+  auto position = image.spatialOrigin();
+  for (size_t axis = 0; axis < index.size(); ++axis) {
+    auto const dimension = axes == ImageType() ? axis : static_cast<size_t>(axes.dimension(axis));
+    if (dimension < 3)
+      position += along[dimension] * (spacing[dimension] * static_cast<double>(index[axis]));
+  }
+  return position;
+}
+
+TEST(AdapterCalibration, EverySampleStaysWhereItIsInSpace) {
+  RandomChains random(seedOfTests() + 3, true);
+  for (int round = 0; round < 2000; ++round) {
+    VectorXu64 const shape{1 + random.below(6), 1 + random.below(6), 1 + random.below(6)};
+    auto const image = ImageViewFactory::allocate(shape, random.type());
+    auto const angle = static_cast<double>(random.below(1000));
+    image->setSpatialDirections({{std::cos(angle), std::sin(angle), 0}, {-std::sin(angle), std::cos(angle), 0}});
+    image->setSpatialOrigin({1, -2, 3});
+    image->setSpatialSpacing({0.5, random.below(2) ? 2.0 : -3.0, 1.5});
+    Chain chain;
+    chain.image = image;
+    chain.shape = shape;
+    chain.cells.resize(elementCount(shape) * image->dataType().elementCount());
+    std::iota(chain.cells.begin(), chain.cells.end(), size_t{0});
+    for (int n = 0; n < 8; ++n)
+      random.extend(chain);
+    auto const index = indexOf(random.below(elementCount(chain.shape)), chain.shape);
+    auto const cell = chain.cellOf(index, 0) / image->dataType().elementCount();
+    auto const expected = worldOf(*image, indexOf(cell, shape));
+    auto const found = worldOf(*chain.image, index);
+    ASSERT_LT((found - expected).length(), 1e-9)
+        << chain.image->toString() << " " << found.toString() << " for " << expected.toString();
+  }
+}
+
+TEST(AdapterReading, AsksTheSourceForNoMoreThanItNeeds) {
+  RandomChains random(seedOfTests() + 4);
+  for (int round = 0; round < 1000; ++round) {
+    auto const source =
+        std::make_shared<ForeignImage>(random.shape(), random.type(), ImageCapabilitySet(ImageCapability::READ));
+    Chain chain;
+    chain.image = source;
+    chain.shape = source->shape();
+    chain.cells.resize(elementCount(chain.shape) * chain.components());
+    std::iota(chain.cells.begin(), chain.cells.end(), size_t{0});
+    for (int n = 0; n < 8; ++n)
+      random.extend(chain);
+    ASSERT_EQ(source->reads, 0u) << "making views reads";
+    auto const region = randomRegion(chain.shape, random);
+    std::vector<uint8_t> read(region.elementCount() * chain.image->dataType().byteCount());
+    chain.image->readRegion(region, read.data());
+    // The box around all samples needed, all components of which come along.
+    auto const components = source->dataType().elementCount();
+    auto low = source->shape();
+    VectorXu64 high(low.size());
+    bool isEmpty = true;
+    forEachCell(chain, region, [&](size_t cell, size_t) {
+      auto const index = indexOf(cell / components, source->shape());
+      isEmpty = false;
+      for (size_t axis = 0; axis < index.size(); ++axis) {
+        low[axis] = std::min(low[axis], index[axis]);
+        high[axis] = std::max(high[axis], index[axis] + 1);
+      }
+    });
+    auto const asked = isEmpty ? 0 : elementCount(high - low);
+    // Of components that are a dimension with steps, each is read on its own.
+    ASSERT_LE(source->elementsRead, asked * std::max<uint64_t>(source->reads, 1)) << chain.image->toString();
+    ASSERT_LE(source->reads, isEmpty ? 0u : components) << chain.image->toString();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Over, AdapterChains, testing::ValuesIn(sourceKinds()),
+                         [](auto const & each) { return each.param.name; });
+
+} // namespace
+} // namespace zarnik::test
