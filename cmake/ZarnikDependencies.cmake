@@ -34,6 +34,8 @@ set(URIPARSER_BUILD_TESTS OFF)
 set(URIPARSER_BUILD_DOCS OFF)
 set(URIPARSER_BUILD_TOOLS OFF)
 zarnik_dependency(uriparser uriparser::uriparser https://github.com/uriparser/uriparser uriparser-0.9.7)
+set(BUILD_CURL_EXE OFF)
+zarnik_dependency(CURL CURL::libcurl https://github.com/curl/curl curl-7_88_1)
 
 # Only the header of xxHash is used, and its package has no CMake files on Debian.
 if(NOT TARGET xxHash::xxhash)

@@ -6,9 +6,10 @@ set -eu
 wanted=""
 for purpose in "$@"; do
   case $purpose in
-    build) wanted="$wanted g++ libfmt-dev libspdlog-dev libhwy-dev liburiparser-dev libxxhash-dev ccache" ;;
-    test) wanted="$wanted libgtest-dev libgmock-dev binutils" ;;
-    bench) wanted="$wanted libbenchmark-dev" ;;
+    build)
+      wanted="$wanted g++ libfmt-dev libspdlog-dev libhwy-dev liburiparser-dev libcurl4-openssl-dev libxxhash-dev ccache" ;;
+    test) wanted="$wanted libgtest-dev libgmock-dev binutils nginx-light openssl" ;;
+    bench) wanted="$wanted libbenchmark-dev nginx-light curl" ;;
     lint) wanted="$wanted clang-format clang-tidy" ;;
     *) echo "unknown purpose $purpose, known are build, test, bench, lint" >&2; exit 2 ;;
   esac

@@ -1,0 +1,188 @@
+#include "http/BlockReader.h"
+
+#include "http/BlockLoader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace zarnik::http {
+
+namespace {
+
+// What one round of requests is planned for; bounds the memory that the plan takes.
+constexpr uint64_t blocksAtOnce = 8192;
+
+struct FirstBytes final : ByteSink {
+  explicit FirstBytes(size_t size) : bytes(std::make_unique_for_overwrite<uint8_t[]>(size)) {}
+  void accept(uint64_t offset, uint8_t const * data, size_t size) override {
+    std::memcpy(bytes.get() + offset, data, size);
+  }
+  std::unique_ptr<uint8_t[]> bytes;
+};
+
+} // namespace
+
+void BlockReader::Copy::from(uint8_t const * blockBytes) const { std::memcpy(to, blockBytes + begin, size); }
+
+BlockReader::BlockReader(HttpResource & resource)
+    : resource_(resource), blockBytes_(resource.options().blockBytes),
+      cache_(resource.options().cacheBytes / resource.options().blockBytes) {
+  FirstBytes first(blockBytes_);
+  resource.open(blockBytes_, first);
+  if (resource.size() == 0)
+    return;
+  cache_.announce(0)->bytes = std::move(first.bytes);
+  cache_.complete(0);
+}
+
+size_t BlockReader::sizeOf(uint64_t block) const {
+  return static_cast<size_t>(std::min<uint64_t>(blockBytes_, resource_.size() - block * blockBytes_));
+}
+
+// To be called with the lock. Returns how many bytes to read ahead.
+uint64_t BlockReader::noteRead(uint64_t offset, uint64_t size) {
+  auto const & options = resource_.options();
+  auto const most = std::min(options.readAheadBytes, options.cacheBytes / 4);
+  // Doubled with each read, so that only those who go on for long get much.
+  ahead_ = offset > 0 && offset == lastEnd_ ? std::min<uint64_t>(std::max(ahead_ * 2, size), most) : 0;
+  lastEnd_ = offset + size;
+  return ahead_;
+}
+
+bool BlockReader::readFromCache(uint64_t offset, uint8_t * destination, size_t size) {
+  auto const index = offset / blockBytes_;
+  if ((offset + size - 1) / blockBytes_ != index)
+    return false;
+  std::shared_ptr<Block> block;
+  {
+    std::lock_guard const lock(mutex_);
+    block = cache_.find(index);
+    if (!block || block->state != Block::State::READY)
+      return false;
+    noteRead(offset, size);
+  }
+  ++resource_.counters().cacheHits;
+  std::memcpy(destination, block->bytes.get() + offset % blockBytes_, size);
+  return true;
+}
+
+void BlockReader::read(uint64_t offset, uint8_t * destination, size_t size) {
+  if (size == 0 || readFromCache(offset, destination, size))
+    return;
+  uint64_t ahead = 0;
+  {
+    std::lock_guard const lock(mutex_);
+    ahead = noteRead(offset, size);
+  }
+  readParts({{offset, destination, size}}, ahead);
+}
+
+void BlockReader::readMany(std::span<RandomAccess::ReadRequest const> parts) {
+  readParts({parts.begin(), parts.end()}, 0);
+}
+
+void BlockReader::addCopies(RandomAccess::ReadRequest const & part, Copies & copies) const {
+  auto offset = part.offset;
+  auto * to = static_cast<uint8_t *>(part.destination);
+  for (auto left = part.size; left > 0;) {
+    auto const block = offset / blockBytes_;
+    auto const begin = offset % blockBytes_;
+    auto const size = std::min(left, blockBytes_ - begin);
+    copies.push_back({block, begin, size, to});
+    offset += size;
+    to += size;
+    left -= size;
+  }
+}
+
+void BlockReader::readParts(std::vector<RandomAccess::ReadRequest> parts, uint64_t bytesAhead) {
+  uint64_t total = 0;
+  for (auto const & part : parts)
+    total += std::min<uint64_t>(part.size, UINT64_MAX / 2 - std::min<uint64_t>(total, UINT64_MAX / 2));
+  // What would only push everything else out of the cache goes past it.
+  auto const large = total > resource_.options().cacheBytes / 4;
+  std::sort(parts.begin(), parts.end(), [](auto const & a, auto const & b) { return a.offset < b.offset; });
+
+  Copies copies;
+  for (size_t i = 0; i < parts.size();) {
+    auto & part = parts[i];
+    auto const room = blocksAtOnce - std::min<uint64_t>(copies.size(), blocksAtOnce - 1);
+    auto const size = std::min<uint64_t>(part.size, room * blockBytes_ - part.offset % blockBytes_);
+    addCopies({part.offset, part.destination, static_cast<size_t>(size)}, copies);
+    part.offset += size;
+    part.size -= size;
+    part.destination = static_cast<uint8_t *>(part.destination) + size;
+    if (part.size == 0)
+      ++i;
+    if (copies.size() >= blocksAtOnce || i == parts.size())
+      readBlocks(std::exchange(copies, {}), large, i == parts.size() ? bytesAhead : 0);
+  }
+}
+
+void BlockReader::readBlocks(Copies copies, bool large, uint64_t bytesAhead) {
+  while (!copies.empty()) {
+    // Of the copies of one block a whole one comes first.
+    std::sort(copies.begin(), copies.end(),
+              [](Copy const & a, Copy const & b) { return a.block != b.block ? a.block < b.block : a.size > b.size; });
+    std::vector<Shared> present;
+    std::vector<Shared> others;
+    BlockLoader loader(*this);
+    {
+      std::lock_guard const lock(mutex_);
+      for (auto group = copies.begin(); group != copies.end();) {
+        auto const block = group->block;
+        auto const end = std::find_if(group, copies.end(), [&](Copy const & copy) { return copy.block != block; });
+        std::span<Copy const> const wanted(group, end);
+        if (auto known = cache_.find(block))
+          (known->state == Block::State::READY ? present : others).push_back({std::move(known), wanted});
+        else if (large && group->size == sizeOf(block))
+          loader.addDirect(block, wanted);
+        else
+          loader.add(block, wanted);
+        group = end;
+      }
+      if (!loader.empty() && loader.lastBlock() == copies.back().block) {
+        auto const last = (resource_.size() - 1) / blockBytes_;
+        auto const count = (bytesAhead + blockBytes_ - 1) / blockBytes_;
+        for (auto block = loader.lastBlock() + 1; block <= last && block <= copies.back().block + count; ++block) {
+          if (cache_.find(block))
+            break;
+          loader.add(block, {});
+        }
+      }
+    }
+    auto & counters = resource_.counters();
+    counters.cacheHits += present.size();
+    for (auto const & [block, wanted] : present)
+      for (auto const & copy : wanted)
+        copy.from(block->bytes.get());
+    present.clear();
+    if (auto const ranges = loader.ranges(); !ranges.empty()) {
+      counters.cacheMisses += loader.wanted();
+      resource_.fetch(ranges, loader);
+    }
+    counters.cacheMisses += others.size();
+    copies = await(others);
+  }
+}
+
+// Takes what other readers have loaded, returns what they could not.
+BlockReader::Copies BlockReader::await(std::vector<Shared> const & others) {
+  Copies failed;
+  for (auto const & [block, wanted] : others) {
+    {
+      std::unique_lock lock(mutex_);
+      loaded_.wait(lock, [&] { return block->state != Block::State::LOADING; });
+      if (block->state == Block::State::FAILED) {
+        failed.insert(failed.end(), wanted.begin(), wanted.end());
+        continue;
+      }
+    }
+    for (auto const & copy : wanted)
+      copy.from(block->bytes.get());
+  }
+  return failed;
+}
+
+} // namespace zarnik::http

@@ -1,0 +1,77 @@
+#include "http/HttpRandomAccess.h"
+
+#include "http/HttpAccess.h"
+#include "zarnik/core/Error.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <new>
+
+namespace zarnik {
+
+namespace http {
+
+namespace {
+
+template <typename Call> auto withoutAllocationFailures(HttpTarget const & target, Call const & call) {
+  try {
+    return call();
+  } catch (std::bad_alloc const &) {
+    throw Error(fmt::format("no memory to read {}", target.text()));
+  }
+}
+
+} // namespace
+
+HttpRandomAccess::HttpRandomAccess(Uri const & uri, std::string const & method, HTTPHeaders const & headers,
+                                   HttpOptions const & options)
+    : resource_(uri, method, headers, options), reader_(resource_) {}
+
+std::string HttpRandomAccess::toString() const {
+  return fmt::format("{}, {} bytes over HTTP", resource_.target().text(), size());
+}
+
+size_t HttpRandomAccess::read(size_t offset, void * destination, size_t size) {
+  auto const total = resource_.size();
+  if (offset >= total)
+    return 0;
+  auto const count = static_cast<size_t>(std::min<uint64_t>(size, total - offset));
+  withoutAllocationFailures(resource_.target(),
+                            [&] { reader_.read(offset, static_cast<uint8_t *>(destination), count); });
+  return count;
+}
+
+void HttpRandomAccess::readMany(std::span<ReadRequest const> requests) {
+  auto const total = resource_.size();
+  for (auto const & request : requests)
+    if (request.size > total || request.offset > total - request.size)
+      throw Error(fmt::format("{} bytes at offset {} exceed the {} bytes of {}", request.size, request.offset, total,
+                              resource_.target().text()));
+  withoutAllocationFailures(resource_.target(), [&] { reader_.readMany(requests); });
+}
+
+size_t HttpRandomAccess::write(size_t, void const *, size_t) {
+  throw NotImplemented(fmt::format("{} was opened for reading, it cannot be written", resource_.target().text()));
+}
+
+void HttpRandomAccess::resize(size_t) {
+  throw NotImplemented(fmt::format("the size of {} cannot be changed over HTTP", resource_.target().text()));
+}
+
+} // namespace http
+
+std::shared_ptr<RandomAccess> openHttpRead(Uri const & uri, std::string const & method, HTTPHeaders const & headers,
+                                           HttpOptions const & options) {
+  return std::make_shared<http::HttpRandomAccess>(uri, method, headers, options);
+}
+
+std::shared_ptr<RandomAccess> openHttpRead(Uri const & uri, std::string const & method, HTTPHeaders const & headers) {
+  return openHttpRead(uri, method, headers, defaultHttpOptions());
+}
+
+std::optional<HttpStatistics> httpStatistics(DataAccess const & access) {
+  auto const * const counted = dynamic_cast<http::Counted const *>(&access);
+  return counted ? std::optional(counted->statistics()) : std::nullopt;
+}
+
+} // namespace zarnik

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "http/Counters.h"
+#include "http/HttpTarget.h"
+#include "http/RangeTransfer.h"
+#include "http/SessionPool.h"
+
+#include <vector>
+
+namespace zarnik::http {
+
+/// A resource of a server that is read in ranges, several at a time, again and again until they have arrived or the
+/// options' patience ends. It may be used from several threads at once.
+class HttpResource {
+public:
+  /// \throws InvalidArgument as HttpTarget does
+  HttpResource(Uri const & uri, std::string const & method, HTTPHeaders const & headers, HttpOptions const & options);
+
+  /// Asks for the first bytes, which tells what the resource is. To be called once, before `fetch`.
+  /// \param sink receives them, at most `size` bytes
+  /// \throws Error if it cannot be had, or not in ranges
+  void open(uint64_t size, ByteSink & sink);
+
+  /// Fetches all of the ranges, each not empty and within the resource.
+  /// \throws Error if one of them cannot be had; the others may have arrived or not
+  void fetch(std::vector<ByteRange> const & ranges, ByteSink & sink);
+
+  uint64_t size() const { return identity_.size; }
+  HttpOptions const & options() const { return options_; }
+  HttpTarget const & target() const { return target_; }
+  Counters & counters() { return counters_; }
+  Counters const & counters() const { return counters_; }
+
+private:
+  friend class RangeQueue;
+
+  HttpOptions options_;
+  HttpTarget target_;
+  SessionPool pool_;
+  ResourceIdentity identity_;
+  Counters counters_;
+  bool open_ = false;
+};
+
+} // namespace zarnik::http

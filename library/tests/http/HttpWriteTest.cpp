@@ -1,0 +1,173 @@
+#include "../../src/http/HttpAccess.h"
+#include "http/TestServers.h"
+#include "zarnik/access/StreamCompletion.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/http/HttpStatistics.h"
+
+#include <chrono>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <thread>
+
+namespace zarnik {
+
+namespace {
+
+using test::faultyServer;
+using testing::HasSubstr;
+
+HttpOptions patience() {
+  HttpOptions options;
+  options.connectSeconds = 1;
+  options.stallSeconds = 1;
+  options.answerSeconds = 1;
+  return options;
+}
+
+std::shared_ptr<StreamAccess> openUpload(std::string const & path, std::string const & method = "POST",
+                                         HTTPHeaders const & headers = {}) {
+  return openHttpWrite(Uri(faultyServer().url(path)), method, headers, patience());
+}
+
+void close(StreamAccess & stream) { dynamic_cast<StreamCompletion &>(stream).close(); }
+
+// What the server has got under a path, as text of JSON.
+std::string received(std::string const & path) {
+  auto const log = openHttpRead(Uri(faultyServer().url("uploads/" + path)), "GET", {});
+  std::string text(log->size(), ' ');
+  log->read(0, text.data(), text.size());
+  return text;
+}
+
+std::string failureOf(auto && call) {
+  try {
+    call();
+  } catch (Error const & error) {
+    return error.what();
+  }
+  return {};
+}
+
+} // namespace
+
+TEST(HttpWrite, TheBodyArrivesWholeWithMethodAndHeaders) {
+  std::vector<uint8_t> bytes(3'000'001);
+  std::iota(bytes.begin(), bytes.end(), uint8_t{0});
+  auto const stream = openUpload("accept/whole", "PUT", {{"X-Kind", "scan"}, {"X-Empty", ""}});
+  EXPECT_EQ(stream->capabilities(), StreamAccessCapability::WRITE);
+  for (size_t begin = 0; begin < bytes.size(); begin += 70'000) {
+    auto const size = std::min<size_t>(70'000, bytes.size() - begin);
+    EXPECT_EQ(stream->write(bytes.data() + begin, size), size);
+  }
+  EXPECT_EQ(stream->write(bytes.data(), 0), 0u);
+  EXPECT_EQ(stream->tell(), bytes.size());
+  close(*stream);
+  auto const text = received("accept/whole");
+  for (auto const & part :
+       {std::string(R"("PUT")"), std::string(R"(["X-Kind", "scan"])"), std::string(R"(["X-Empty", ""])"),
+        std::string(R"("complete": true)"), fmt::format(R"("bytes": {})", bytes.size()),
+        fmt::format(R"("sum": {})", std::accumulate(bytes.begin(), bytes.end(), uint64_t{0}))})
+    EXPECT_THAT(text, HasSubstr(part));
+  EXPECT_EQ(httpStatistics(*stream)->bytesSent, bytes.size());
+  close(*stream); // a second time does nothing
+  EXPECT_THROW(stream->write(bytes.data(), 1), Error);
+  EXPECT_THROW(stream->flush(), Error);
+}
+
+TEST(HttpWrite, FlushSendsAndKeepsTheBodyOpen) {
+  auto const stream = openUpload("accept/flushed");
+  stream->write("abc", 3);
+  stream->flush();
+  std::string text;
+  for (int i = 0; i < 100 && text.find("\"bytes\": 3") == std::string::npos; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    text = received("accept/flushed");
+  }
+  EXPECT_THAT(text, HasSubstr("\"bytes\": 3"));
+  EXPECT_THAT(text, HasSubstr("\"complete\": false"));
+  stream->flush();
+  stream->write("def", 3);
+  close(*stream);
+  EXPECT_THAT(received("accept/flushed"), HasSubstr("\"bytes\": 6"));
+}
+
+TEST(HttpWrite, TheReleaseOfTheLastHolderEndsTheBody) {
+  openUpload("accept/released")->write("abcd", 4);
+  EXPECT_THAT(received("accept/released"), HasSubstr("\"complete\": true"));
+  openUpload("accept/nothing").reset();
+  EXPECT_THAT(received("accept/nothing"), HasSubstr("\"complete\": true"));
+  testing::internal::CaptureStderr();
+  openUpload("refused_at_end/released")->write("abcd", 4);
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("status 422"));
+}
+
+TEST(HttpWrite, BreakingOffLeavesAPart) {
+  auto const stream = openUpload("accept/aborted");
+  stream->write("abcd", 4);
+  stream->flush();
+  dynamic_cast<StreamCompletion &>(*stream).abort();
+  EXPECT_THROW(stream->write("x", 1), Error);
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  EXPECT_THAT(received("accept/aborted"), HasSubstr("\"complete\": false"));
+}
+
+TEST(HttpWrite, RefusalsSurfaceAtTheWriteOrFlushThatMeetsThem) {
+  for (auto const * const path : {"missing/early", "too_large/early", "breaks/early", "early_ok/early"}) {
+    auto const stream = openUpload(path);
+    std::vector<uint8_t> const bytes(100'000);
+    auto const text = failureOf([&] {
+      for (int i = 0; i < 200; ++i) {
+        stream->write(bytes.data(), bytes.size());
+        stream->flush();
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      }
+    });
+    EXPECT_THAT(text, HasSubstr(faultyServer().url(path)));
+    EXPECT_TRUE(stream->fail());
+    EXPECT_FALSE(stream->good());
+    EXPECT_EQ(failureOf([&] { close(*stream); }), text);
+  }
+}
+
+TEST(HttpWrite, ARefusalThatHasArrivedIsFoundByAnEmptyFlush) {
+  auto const stream = openUpload("missing/flush");
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_THAT(failureOf([&] { stream->flush(); }), HasSubstr("status 404"));
+}
+
+TEST(HttpWrite, RefusalsAtTheEndAreRaisedByClose) {
+  for (auto const & [path, text] : {std::pair("refused_at_end/x", "status 422"), std::pair("redirects/x", "status 307"),
+                                    std::pair("no_answer/x", "no answer"), std::pair("hangs_up/x", "POST")}) {
+    auto const stream = openUpload(path);
+    stream->write("abcd", 4);
+    EXPECT_THAT(failureOf([&] { close(*stream); }), HasSubstr(text)) << path;
+    EXPECT_TRUE(stream->fail()) << path;
+  }
+  auto const stream = openUpload("interim/x");
+  stream->write("abcd", 4);
+  close(*stream);
+  EXPECT_FALSE(stream->fail());
+}
+
+TEST(HttpWrite, AServerThatTakesNothingIsGivenUp) {
+  auto const stream = openUpload("takes_nothing/x");
+  std::vector<uint8_t> const bytes(32 << 20); // more than the system buffers
+  auto const begin = std::chrono::steady_clock::now();
+  EXPECT_THAT(failureOf([&] { stream->write(bytes.data(), bytes.size()); }), HasSubstr("took nothing"));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
+TEST(HttpWrite, OtherUsesAreRefused) {
+  auto const stream = openUpload("accept/other");
+  uint8_t byte = 0;
+  EXPECT_THROW(stream->read(&byte, 1), NotImplemented);
+  EXPECT_THROW(stream->peek(), NotImplemented);
+  EXPECT_THROW(stream->seek(0, SeekOrigin::BEGIN), NotImplemented);
+  for (auto const * const method : {"HEAD", "", "P T", "PUT\r\n"})
+    EXPECT_THROW(openUpload("accept/other", method), InvalidArgument) << method;
+  for (auto const * const name : {"Content-Length", "transfer-encoding", "Expect"})
+    EXPECT_THROW(openUpload("accept/other", "POST", {{name, "5"}}), InvalidArgument) << name;
+}
+
+} // namespace zarnik

@@ -1,0 +1,438 @@
+"""A web server that misbehaves on purpose, each kind of fault under a path of its own.
+
+`python http_faults.py` serves on a free loopback port, which it prints, until its standard input ends; so it ends with
+whoever started it. What it serves are `SIZE` bytes of `content`. `GET /log` tells the requests so far as JSON, `GET /uploads/<path>` what came to a path.
+"""
+
+from __future__ import annotations
+
+import email.utils
+import gzip
+import json
+import re
+import socket
+import socketserver
+import struct
+import sys
+import threading
+import time
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+from typing import Any, Callable
+
+SIZE = 300_000
+
+
+def content(size: int = SIZE, salt: int = 0) -> bytes:
+    """Bytes that tell where they are from: no two aligned words are the same."""
+    return b"".join(struct.pack("<I", word ^ salt) for word in range((size + 3) // 4))[:size]
+
+
+BODY = content()
+CHANGED = content(salt=0x5A000000)
+
+
+class Server(ThreadingHTTPServer):
+    daemon_threads = True
+    request_queue_size = 128
+
+    def __init__(self) -> None:
+        super().__init__(("127.0.0.1", 0), Handler)
+        self.lock = threading.Lock()
+        self.counts: dict[str, int] = {}
+        self.log: list[dict[str, Any]] = []
+        self.uploads: dict[str, dict[str, Any]] = {}
+
+    def count(self, path: str) -> int:
+        with self.lock:
+            self.counts[path] = self.counts.get(path, 0) + 1
+            return self.counts[path]
+
+    def handle_error(self, request: Any, client_address: Any) -> None:
+        pass  # connections that break are the purpose
+
+
+class Handler(BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    server: Server
+
+    def log_message(self, *_: Any) -> None:
+        pass
+
+    # ---- helpers for the faults
+
+    def wanted(self, size: int = SIZE) -> tuple[int, int]:
+        match = re.fullmatch(r"bytes=(\d+)-(\d+)", self.headers.get("Range", ""))
+        assert match, self.headers
+        return int(match[1]), min(int(match[2]), size - 1)
+
+    def send(self, status: int, headers: dict[str, str], body: bytes = b"", reason: str = "Fine") -> None:
+        lines = [f"HTTP/1.1 {status} {reason}"] + [f"{name}: {value}" for name, value in headers.items()]
+        self.wfile.write(("\r\n".join(lines) + "\r\n\r\n").encode("latin-1") + body)
+        self.wfile.flush()
+
+    def part(self, body: bytes = BODY, **changes: str | None) -> tuple[dict[str, str], bytes]:
+        """The right answer to what was asked for, for faults to be put in."""
+        first, last = self.wanted(len(body))
+        data = body[first : last + 1]
+        headers = {
+            "Content-Range": f"bytes {first}-{last}/{len(body)}",
+            "Content-Length": str(len(data)),
+            "ETag": '"one"',
+        }
+        for name, value in changes.items():
+            name = name.replace("_", "-")
+            headers.pop(name, None)
+            if value is not None:
+                headers[name] = value
+        return headers, data
+
+    def serve(self, body: bytes = BODY, **changes: str | None) -> None:
+        headers, data = self.part(body, **changes)
+        self.send(206, headers, data)
+
+    def reset(self) -> None:
+        self.wfile.flush()
+        self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self.connection.close()
+        self.close_connection = True
+
+    def hang_up(self) -> None:
+        self.wfile.flush()
+        self.connection.shutdown(socket.SHUT_RDWR)
+        self.close_connection = True
+
+    # ---- requests
+
+    def do_GET(self) -> None:
+        path, _, _ = self.path.partition("?")
+        name = path.strip("/").split("/")[0]
+        if name == "log":
+            with self.server.lock:
+                text = json.dumps({"requests": self.server.log, "uploads": self.server.uploads}).encode()
+            self.send(200, {"Content-Length": str(len(text))}, text)
+            return
+        if name == "uploads":
+            self.serve(json.dumps(self.server.uploads.get(path.removeprefix("/uploads"), {})).encode())
+            return
+        number = self.server.count(path)
+        with self.server.lock:
+            self.server.log.append(
+                {"method": self.command, "path": self.path, "headers": list(self.headers.items()), "time": time.time()}
+            )
+        getattr(self, "fault_" + name, self.fault_missing)(number)
+
+    def do_POST(self) -> None:
+        if self.headers.get("Transfer-Encoding") == "chunked":
+            self.upload()
+        else:
+            self.do_GET()
+
+    do_PUT = do_POST
+    do_REPORT = do_GET
+
+    def fault_missing(self, _: int) -> None:
+        self.send(404, {"Content-Length": "4"}, b"gone", "Not Found")
+
+    def fault_none(self, _: int) -> None:
+        self.serve()
+
+    # ---- wrong answers, which trying again does not help
+
+    def fault_ignores_ranges(self, _: int) -> None:
+        self.send(200, {"Content-Length": str(SIZE)}, BODY)
+
+    def fault_stops_ranges(self, number: int) -> None:
+        if number == 1:
+            self.serve()
+        else:
+            self.send(200, {"Content-Length": str(SIZE), "ETag": '"one"'}, BODY)
+
+    def fault_other_bytes(self, number: int) -> None:
+        if number == 1:
+            return self.serve()
+        first, last = self.wanted()
+        data = BODY[first - 100 : last - 99]
+        self.send(206, self.part(Content_Range=f"bytes {first - 100}-{last - 100}/{SIZE}")[0], data)
+
+    def fault_fewer_bytes(self, number: int) -> None:
+        if number == 1:
+            return self.serve()
+        first, last = self.wanted()
+        data = BODY[first:last]
+        length = str(len(data))
+        self.send(206, self.part(Content_Range=f"bytes {first}-{last - 1}/{SIZE}", Content_Length=length)[0], data)
+
+    def fault_more_bytes(self, _: int) -> None:
+        headers, data = self.part(Content_Length=None, Connection="close")
+        self.send(206, headers, data + b"more")
+        self.hang_up()
+
+    def fault_wrong_length(self, _: int) -> None:
+        headers, data = self.part(Content_Length="100")
+        self.send(206, headers, data[:100])
+
+    def fault_compressed(self, _: int) -> None:
+        headers, data = self.part()
+        body = gzip.compress(data)
+        self.send(206, headers | {"Content-Encoding": "gzip", "Content-Length": str(len(body))}, body)
+
+    def fault_no_content_range(self, _: int) -> None:
+        self.serve(Content_Range=None)
+
+    def fault_malformed_content_range(self, _: int) -> None:
+        first, last = self.wanted()
+        self.serve(Content_Range=f"bytes {first}-{last}/{SIZE}, 1-2/3")
+
+    def fault_two_content_ranges(self, _: int) -> None:
+        headers, data = self.part()
+        self.send(206, headers | {"content-range": f"bytes 1-{len(data)}/{SIZE}"}, data)
+
+    def fault_unknown_size(self, _: int) -> None:
+        first, last = self.wanted()
+        self.serve(Content_Range=f"bytes {first}-{last}/*")
+
+    def fault_multipart(self, _: int) -> None:
+        data = b"--x\r\nContent-Range: bytes 0-9/10\r\n\r\n0123456789\r\n--x--\r\n"
+        headers = {"Content-Type": "multipart/byteranges; boundary=x", "Content-Length": str(len(data))}
+        self.send(206, headers, data)
+
+    def fault_changes(self, number: int) -> None:
+        """Another version from the second request on, by a server that minds If-Range."""
+        if number == 1:
+            self.serve()
+        elif self.headers.get("If-Range") == '"one"':
+            self.send(200, {"Content-Length": str(SIZE), "ETag": '"two"'}, CHANGED)
+        else:
+            self.serve(CHANGED, ETag='"two"')
+
+    def fault_changes_carelessly(self, number: int) -> None:
+        self.serve(*([] if number == 1 else [CHANGED]), ETag='"one"' if number == 1 else '"two"')
+
+    def fault_changes_weakly(self, number: int) -> None:
+        times = ["Sun, 01 Nov 2026 10:00:00 GMT", "Sun, 01 Nov 2026 10:00:01 GMT"]
+        self.serve(ETag='W/"weak"', Last_Modified=times[min(number, 2) - 1])
+
+    def fault_changes_size(self, number: int) -> None:
+        self.serve(BODY if number == 1 else BODY[:-1000], ETag=None)
+
+    def fault_redirects_for_ever(self, number: int) -> None:
+        self.send(302, {"Location": f"/redirects_for_ever/{number}", "Content-Length": "0"})
+
+    def fault_redirects_elsewhere(self, _: int) -> None:
+        self.send(302, {"Location": "file:///etc/hostname", "Content-Length": "0"})
+
+    def fault_redirects(self, _: int) -> None:
+        self.send(307, {"Location": "/none", "Content-Length": "0"})
+
+    def fault_long_head(self, _: int) -> None:
+        self.wfile.write(b"HTTP/1.1 206 Fine\r\n")
+        for number in range(100_000):
+            self.wfile.write(b"X-%d: %s\r\n" % (number, b"x" * 1000))
+
+    def fault_garbage(self, _: int) -> None:
+        self.wfile.write(b"\x00\x01\x02 this is no HTTP\r\n\r\n" * 10)
+        self.hang_up()
+
+    def fault_forbidden(self, _: int) -> None:
+        self.send(403, {"Content-Length": "0"}, reason="Forbidden")
+
+    def fault_status_451(self, _: int) -> None:
+        self.send(451, {"Content-Length": "1000000"}, b"x" * 1_000_000)
+
+    def fault_always_500(self, _: int) -> None:
+        self.send(500, {"Content-Length": "3"}, b"bad")
+
+    def fault_always_truncated(self, _: int) -> None:
+        headers, data = self.part()
+        self.send(206, headers, data[:10])
+        self.hang_up()
+
+    def fault_silent(self, _: int) -> None:
+        time.sleep(60)
+
+    def fault_stalls(self, number: int) -> None:
+        headers, data = self.part()
+        self.send(206, headers, data[: len(data) // 2])
+        time.sleep(60)
+
+    def fault_impatient(self, _: int) -> None:
+        self.send(429, {"Content-Length": "0", "Retry-After": "3600"})
+
+    # ---- faults that pass: the right bytes in the end
+
+    def fault_once_503(self, number: int) -> None:
+        self.send(503, {"Content-Length": "0"}) if number % 2 else self.serve()
+
+    def fault_once_429(self, number: int) -> None:
+        self.send(429, {"Content-Length": "0", "Retry-After": "1"}) if number == 1 else self.serve()
+
+    def fault_once_429_date(self, number: int) -> None:
+        when = email.utils.formatdate(time.time() + 2, usegmt=True)
+        self.send(429, {"Content-Length": "0", "Retry-After": when}) if number == 1 else self.serve()
+
+    def fault_once_reset(self, number: int) -> None:
+        self.reset() if number % 2 else self.serve()
+
+    def fault_once_reset_within(self, number: int) -> None:
+        if number % 2:
+            headers, data = self.part()
+            self.send(206, headers, data[: len(data) // 2])
+            time.sleep(0.05)
+            self.reset()
+        else:
+            self.serve()
+
+    def fault_truncates(self, number: int) -> None:
+        """Half of what was asked for each time: only those who go on where it ended get through."""
+        headers, data = self.part()
+        half = data[: max(len(data) // 2, 20_000)]
+        self.send(206, headers, half)
+        if len(half) < len(data):
+            self.hang_up()
+
+    def fault_truncates_chunks(self, number: int) -> None:
+        headers, data = self.part(Content_Length=None, Transfer_Encoding="chunked")
+        chunk = data if number > 1 else data[:5000]
+        self.send(206, headers, b"%x\r\n%s\r\n" % (len(chunk), chunk) + (b"0\r\n\r\n" if number > 1 else b""))
+        if number == 1:
+            self.hang_up()
+
+    def fault_chunks_with_trailers(self, _: int) -> None:
+        headers, data = self.part(Content_Length=None, Transfer_Encoding="chunked", Trailer="Content-Range")
+        trailers = b"Content-Range: bytes 5-6/7\r\nContent-Encoding: gzip\r\n"
+        self.send(206, headers, b"%x\r\n%s\r\n0\r\n%s\r\n" % (len(data), data, trailers))
+
+    def fault_interim(self, _: int) -> None:
+        self.wfile.write(b"HTTP/1.1 103 Early Hints\r\nContent-Range: bytes 7-8/9\r\nETag: x\r\n\r\n")
+        self.serve()
+
+    def fault_closes(self, _: int) -> None:
+        """Ends each connection without saying so."""
+        self.serve()
+        self.hang_up()
+
+    def fault_slow(self, _: int) -> None:
+        """Slow, but alive: never silent for half a second."""
+        headers, data = self.part()
+        self.send(206, headers)
+        for begin in range(0, len(data), max(len(data) // 10, 1)):
+            self.wfile.write(data[begin : begin + max(len(data) // 10, 1)])
+            self.wfile.flush()
+            time.sleep(0.2)
+
+    def fault_stalls_once(self, number: int) -> None:
+        self.fault_stalls(number) if number == 1 else self.serve()
+
+    def fault_empty(self, _: int) -> None:
+        self.send(416, {"Content-Range": "bytes */0", "Content-Length": "0"})
+
+    def fault_empty_whole(self, _: int) -> None:
+        self.send(200, {"Content-Length": "0"})
+
+    def fault_weak(self, _: int) -> None:
+        self.serve(ETag='W/"weak"')
+
+    def fault_latency(self, _: int) -> None:
+        time.sleep(0.02)
+        self.serve()
+
+    def fault_protected(self, _: int) -> None:
+        # user "me@home", password "p:w d"
+        if self.headers.get("Authorization") == "Basic bWVAaG9tZTpwOncgZA==":
+            self.serve()
+        else:
+            self.send(401, {"Content-Length": "0", "WWW-Authenticate": 'Basic realm="x"'})
+
+    # ---- uploads
+
+    def chunks(self) -> Any:
+        while size := int(self.rfile.readline().split(b";")[0] or b"-1", 16):
+            if size < 0:
+                raise ConnectionError("the body broke off")
+            data = self.rfile.read(size)
+            if len(data) < size:
+                raise ConnectionError("the body broke off")
+            self.rfile.readline()
+            yield data
+        while self.rfile.readline().strip():
+            pass
+
+    def upload(self) -> None:
+        name = self.path.strip("/").split("/")[0]
+        record: dict[str, Any] = {
+            "method": self.command,
+            "headers": list(self.headers.items()),
+            "bytes": 0,
+            "sum": 0,
+            "complete": False,
+        }
+        self.server.uploads[self.path] = record
+        getattr(self, "upload_" + name, self.upload_missing)(record)
+
+    def take(self, record: dict[str, Any], most: int = 1 << 62) -> None:
+        for data in self.chunks():
+            record["bytes"] += len(data)
+            record["sum"] = (record["sum"] + sum(data)) % (1 << 32)
+            if record["bytes"] >= most:
+                return
+        record["complete"] = True
+
+    def upload_accept(self, record: dict[str, Any]) -> None:
+        self.take(record)
+        self.send(201, {"Content-Length": "2"}, b"ok")
+
+    def upload_missing(self, record: dict[str, Any]) -> None:
+        self.send(404, {"Content-Length": "0", "Connection": "close"})
+        self.close_connection = True
+
+    def upload_too_large(self, record: dict[str, Any]) -> None:
+        self.take(record, most=1000)
+        self.send(413, {"Content-Length": "0", "Connection": "close"})
+        time.sleep(0.5)
+        self.close_connection = True
+
+    def upload_refused_at_end(self, record: dict[str, Any]) -> None:
+        self.take(record)
+        self.send(422, {"Content-Length": "0"})
+
+    def upload_breaks(self, record: dict[str, Any]) -> None:
+        self.take(record, most=1000)
+        self.reset()
+
+    def upload_no_answer(self, record: dict[str, Any]) -> None:
+        self.take(record)
+        time.sleep(60)
+
+    def upload_hangs_up(self, record: dict[str, Any]) -> None:
+        self.take(record)
+        self.hang_up()
+
+    def upload_takes_nothing(self, record: dict[str, Any]) -> None:
+        time.sleep(60)
+
+    def upload_redirects(self, record: dict[str, Any]) -> None:
+        self.take(record)
+        self.send(307, {"Location": "/accept", "Content-Length": "0"})
+
+    def upload_early_ok(self, record: dict[str, Any]) -> None:
+        """Says that all is well before it has got it, and goes."""
+        self.take(record, most=1000)
+        self.send(200, {"Content-Length": "0", "Connection": "close"})
+        self.reset()
+
+    def upload_interim(self, record: dict[str, Any]) -> None:
+        self.wfile.write(b"HTTP/1.1 102 Processing\r\n\r\n")
+        self.take(record)
+        self.wfile.write(b"HTTP/1.1 102 Processing\r\n\r\n")
+        self.send(200, {"Content-Length": "0"})
+
+
+def main() -> None:
+    server = Server()
+    print(server.server_address[1], flush=True)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    sys.stdin.buffer.read()
+
+
+if __name__ == "__main__":
+    main()
