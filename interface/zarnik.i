@@ -59,5 +59,7 @@ using namespace zarnik;
 %include "views/image_view.i"
 %include "views/capabilities.i"
 %include "views/factory.i"
+%include "frames/frames.i"
+%include "views/writer.i"
 %include "numpy/numpy.i"
 %include "views/dependency_graph.i"

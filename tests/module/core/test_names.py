@@ -22,11 +22,6 @@ CLASSES_TO_COME = {
     "MultiImageViewFactory",
     "LodImageView",
     "LodImageViewProvider",
-    "DataFrameView",
-    "DataFrameViewProvider",
-    "DataFrameViewFactory",
-    "Writer",
-    "DependencyGraph",
 }
 FACTORY = {f"{name}ImageViewFactory{rest}" for name, rest in (("new_", ""), ("delete_", ""), ("", "_allocate"))}
 FUNCTIONS_TO_COME = {"__lshift__", *functions_of("ImageViewFactory")} - FACTORY

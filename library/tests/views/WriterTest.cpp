@@ -1,0 +1,121 @@
+#include "zarnik/views/Writer.h"
+
+#include "zarnik/core/Error.h"
+#include "zarnik/metadata/VariantDataValue.h"
+#include "zarnik/metadata/VariantDataValueFactory.h"
+
+#include <gmock/gmock.h>
+
+namespace zarnik::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+/// Writes to a string; fails when it is told to.
+class TextWriter : public Writer {
+public:
+  std::string name() const override { return "text"; }
+  std::string version() const override { return "1.0"; }
+
+  std::string written;
+  std::string options;
+  bool fails = false;
+
+protected:
+  void begin() override { put("<"); }
+  uint64_t blockCount() const override { return 3; }
+  void writeBlock(uint64_t index) override { put(std::to_string(index)); }
+  void finish() override { put(">"); }
+  void changeOption(std::string const & parameter, VariantDataValue const & data) override {
+    if (parameter != "block size")
+      throw InvalidArgument("option \"" + parameter + "\" is not known");
+    options += std::to_string(data.count());
+  }
+
+private:
+  void put(std::string const & text) {
+    if (fails)
+      throw Error("disk full");
+    written += text;
+  }
+};
+
+template <typename Operation> void expectError(Operation operation, char const * text) {
+  EXPECT_THAT(operation, ThrowsMessage<Error>(HasSubstr(text)));
+}
+
+TEST(Writer, WritesAtOnceOrInPhases) {
+  TextWriter atOnce;
+  atOnce.writeAll();
+  EXPECT_EQ(atOnce.written, "<012>");
+  EXPECT_TRUE(atOnce.isFinished());
+
+  TextWriter inPhases;
+  EXPECT_THAT(inPhases.toString(), HasSubstr("not begun"));
+  inPhases.writeInit();
+  EXPECT_EQ(inPhases.written, "<");
+  inPhases.writeData();
+  EXPECT_EQ(inPhases.written, "<012");
+  EXPECT_FALSE(inPhases.isFinished());
+  inPhases.writeFinish();
+  EXPECT_EQ(inPhases.written, "<012>");
+}
+
+TEST(Writer, RefusesPhasesOutOfOrder) {
+  TextWriter writer;
+  expectError([&] { writer.writeData(); }, "has not begun");
+  expectError([&] { writer.writeFinish(); }, "has not begun");
+  writer.writeInit();
+  expectError([&] { writer.writeInit(); }, "has begun");
+  expectError([&] { writer.writeAll(); }, "has begun");
+  expectError([&] { writer.writeFinish(); }, "0 of 3 blocks");
+  writer.writeData();
+  writer.writeFinish();
+  expectError([&] { writer.writeData(); }, "is finished");
+  expectError([&] { writer.writeFinish(); }, "is finished");
+  EXPECT_EQ(writer.written, "<012>");
+}
+
+TEST(Writer, GoesOnAfterAnInterruptionOrAFailure) {
+  TextWriter writer;
+  std::vector<uint64_t> told;
+  writer.setProgress([&](uint64_t done, uint64_t count) {
+    EXPECT_EQ(count, 3u);
+    told.push_back(done);
+    return false;
+  });
+  writer.fails = true;
+  expectError([&] { writer.writeInit(); }, "disk full");
+  writer.fails = false;
+  writer.writeInit();
+  writer.writeData();
+  EXPECT_EQ(writer.written, "<0");
+  EXPECT_THAT(writer.toString(), HasSubstr("1 of 3 blocks"));
+  writer.fails = true;
+  expectError([&] { writer.writeData(); }, "disk full");
+  writer.fails = false;
+  writer.setProgress({});
+  writer.writeData();
+  writer.writeFinish();
+  EXPECT_EQ(writer.written, "<012>");
+  EXPECT_EQ(told, std::vector<uint64_t>{1});
+
+  TextWriter stopped;
+  stopped.setProgress([](uint64_t done, uint64_t) { return done < 2; });
+  expectError([&] { stopped.writeAll(); }, "stopped after 2 of 3 blocks");
+}
+
+TEST(Writer, TakesOptionsBeforeItBegins) {
+  TextWriter writer;
+  auto const value = VariantDataValueFactory::create(4);
+  writer.setOption("block size", value);
+  expectError([&] { writer.setOption("colour", value); }, "\"colour\" is not known");
+  expectError([&] { writer.setOption("block size", nullptr); }, "no value");
+  writer.writeInit();
+  expectError([&] { writer.setOption("block size", value); }, "has begun");
+  EXPECT_EQ(writer.options, "1");
+}
+
+} // namespace
+} // namespace zarnik::test

@@ -1,0 +1,289 @@
+"""Tables through the flat functions."""
+
+import struct
+
+import pytest
+
+import _zarnik
+from support.expect import bad_argument, fails, null_reference, refused
+from zarnik import _classes
+
+INT32, UINT8, UINT64, DOUBLE = (
+    getattr(_zarnik, f"DataTypeId_{name}") for name in ("INT32", "UINT8", "UINT64", "DOUBLE")
+)
+UTF8 = _zarnik.DataTypeId_UTF8_STRING
+allocate = _zarnik.DataFrameViewFactory__allocate
+# Encoded, these have bytes of all kinds; the package's strings of one byte, of four, and with a zero in the middle.
+TEXTS = ["", "é€😀", "n\0l"]
+
+
+def flat(name):
+    return getattr(_zarnik, f"DataFrameView_{name}")
+
+
+@pytest.fixture
+def frame():
+    made = allocate([2, 3], ["n", "text"], [INT32, UTF8])
+    flat("_write_bytes")(made, 0, 0, 3, struct.pack("3i", 1, -2, 3))
+    flat("_write_strings")(made, 1, 0, 3, list(TEXTS))
+    return made
+
+
+def numbers(frame, column=0, code="i"):
+    rows = flat("get_shape")(frame).at(1)
+    cells = bytearray(rows * struct.calcsize(code))
+    flat("_read_bytes")(frame, column, 0, rows, cells)
+    return list(struct.unpack(f"{rows}{code}", cells))
+
+
+def texts(frame, column=1):
+    cells = [""] * flat("get_shape")(frame).at(1)
+    flat("_read_strings")(frame, column, 0, len(cells), cells)
+    return cells
+
+
+def error_left_pending(text, kind, function, *arguments):
+    """The call is made to its end, and then fails for what was wrong with an argument."""
+    with pytest.raises(SystemError, match="returned a result with an exception set") as caught:
+        function(*arguments)
+    assert type(caught.value.__cause__) is kind
+    assert text in str(caught.value.__cause__)
+
+
+def test_columns(frame):
+    assert flat("get_capabilities")(frame).value() == 7
+    assert flat("get_shape")(frame) == (2, 3)
+    assert flat("column_name")(frame, 1) == "text"
+    assert flat("column_index")(frame, "text") == 1
+    assert flat("column_data_type")(frame, 1) == UTF8
+    flat("set_unit")(frame, 0, "µm")
+    assert flat("unit")(frame, 0) == "µm"
+    units = _zarnik.ColumnUnitExtension_cast(_zarnik.View__extension(frame, _zarnik.ColumnUnitExtension_EXTENSION_ID))
+    assert _zarnik.ColumnUnitExtension_unit(units, 0) == "µm"
+    _zarnik.ColumnUnitExtension_set_unit(units, 0, "mm")
+    assert "n: INT32 [mm]" in flat("to_string")(frame)
+    assert flat("add_column")(frame, "more", DOUBLE) is None
+    assert flat("add_rows")(frame, 3, 1) is None
+    assert numbers(frame) == [1, -2, 3, 0]
+    assert texts(frame) == [*TEXTS, ""]
+    flat("remove_rows")(frame, 0, 2)
+    flat("remove_column")(frame, 0)
+    assert flat("get_shape")(frame) == (2, 2)
+    assert texts(frame, 0) == [TEXTS[2], ""]
+
+
+def test_arguments_and_library_errors(frame):
+    for name, arguments in (("column_name", ()), ("column_data_type", ()), ("unit", ()), ("set_unit", ("m",))):
+        refused("^column index 2 is out of range, allowed are 0 to 1$", flat(name), frame, 2, *arguments)
+        bad_argument(TypeError, flat(name), 2, "size_t", frame, "0", *arguments)
+        bad_argument(OverflowError, flat(name), 2, "size_t", frame, -1, *arguments)
+    refused('^no column is named "x"$', flat("column_index"), frame, "x")
+    refused("already", flat("add_column"), frame, "n", INT32)
+    refused("empty", flat("add_column"), frame, "", INT32)
+    refused("not supported", flat("add_column"), frame, "v", _zarnik.DataTypeId_VEC3_UINT8)
+    refused("allowed are 0 to 3", flat("add_rows"), frame, 4, 1)
+    refused("64 bits|cannot allocate", flat("add_rows"), frame, 0, 2**63)
+    refused("exceeds", flat("remove_rows"), frame, 2, 2)
+    null_reference(flat("column_index"), 2, "std::string const &", frame, None)
+    null_reference(flat("set_unit"), 3, "std::string const &", frame, 0, None)
+    bad_argument(TypeError, flat("add_column"), 2, "std::string const &", frame, b"x", INT32)
+    bad_argument(TypeError, flat("get_shape"), 1, "zarnik::DataFrameView *", 5)
+    null_reference(flat("to_string"), 1, "zarnik::DataFrameView const *", None)
+    # A name is a text like others: it may have a zero character in it.
+    flat("add_column")(frame, "n\0", INT32)
+    assert flat("column_index")(frame, "n\0") == 2
+    bad_argument(TypeError, flat("add_column"), 2, "std::string const &", frame, "\udc80", INT32)
+
+
+def test_blocks_of_numbers(frame):
+    for name, data, kind in (
+        ("_read_bytes", bytearray(8), "(uint8_t* dst, size_t size)"),
+        ("_write_bytes", bytes(8), "(const uint8_t* src, size_t size)"),
+    ):
+        transfer = flat(name)
+        for position in (2, 3, 4):
+            arguments = [frame, 0, 1, 2, data]
+            arguments[position - 1] = 1.0
+            bad_argument(TypeError, transfer, position, "size_t", *arguments)
+        bad_argument(TypeError, transfer, 5, kind, frame, 0, 1, 2, "text")
+        refused("^column do not store numeric data$", transfer, frame, 1, 0, 1, data)
+        refused("^row 2 \\+ 2 rows exceeds the 3 rows of the table$", transfer, frame, 0, 2, 2, data)
+        refused("^column index 2", transfer, frame, 2, 0, 1, data)
+        # The buffer's size is not compared with what is moved.
+        assert transfer(frame, 0, 3, 0, data[:0]) is None
+    bad_argument(TypeError, flat("_read_bytes"), 5, "(uint8_t* dst, size_t size)", frame, 0, 0, 1, b"read-only")
+    flat("_write_bytes")(frame, 0, 1, 2, memoryview(struct.pack("2i", 7, 8)))
+    assert numbers(frame) == [1, 7, 8]
+
+
+def test_blocks_of_texts(frame):
+    cells = ["old"] * 4
+    assert flat("_read_strings")(frame, 1, 1, 2, cells) is None
+    assert cells == [TEXTS[1], TEXTS[2], "old", "old"]
+    flat("_write_strings")(frame, 1, 0, 2, cells)
+    assert texts(frame) == [TEXTS[1], TEXTS[2], TEXTS[2]]
+    for name in ("_read_strings", "_write_strings"):
+        transfer = flat(name)
+        cells = ["kept", "too"]
+        refused("^column do not store utf-8 strings$", transfer, frame, 0, 0, 2, cells)
+        refused("exceeds", transfer, frame, 1, 2, 2, cells)
+        refused("^3 cells need a list of as many texts, got 2$", transfer, frame, 1, 0, 3, cells)
+        assert cells == ["kept", "too"]
+        bad_argument(TypeError, transfer, 3, "size_t", frame, 1, "0", 1, cells)
+        for none in (5, "text", None, {1: "x"}):
+            error_left_pending("not a list", TypeError, transfer, frame, 1, 0, 1, none)
+        # What is wrong with a list is told last: before it what the library says.
+        refused("^column do not store utf-8 strings$", transfer, frame, 0, 0, 1, None)
+
+
+def test_texts_that_are_none_leave_empty_cells(frame):
+    cells = ["a", 5, "c"]
+    error_left_pending("list must contains strings", TypeError, flat("_write_strings"), frame, 1, 0, 3, cells)
+    assert cells == texts(frame) == ["a", "", "c"]
+    cells = ["a", "\udc80", "c"]
+    error_left_pending("surrogates not allowed", UnicodeEncodeError, flat("_write_strings"), frame, 1, 0, 3, cells)
+    assert texts(frame) == ["a", "", "c"]
+    cells = [None, "x", "y", 7]
+    error_left_pending("list must contains strings", TypeError, flat("_read_strings"), frame, 1, 0, 3, cells)
+    assert cells == ["a", "", "c", ""]
+
+
+def test_lists_that_change_while_they_are_read(frame):
+    class Shrinking(list):
+        def __getitem__(self, index):
+            self.clear()
+            raise IndexError("gone")
+
+    error_left_pending("gone", IndexError, flat("_write_strings"), frame, 1, 0, 0, Shrinking("ab"))
+
+
+def column_of(dtype, row_count=1):
+    return allocate([1, row_count], ["c"], [dtype])
+
+
+@pytest.mark.parametrize(
+    ("dtype", "code", "value", "stored", "seen"),
+    [
+        ("UINT8", "B", 300, 44, 44),
+        ("UINT16", "H", 65537, 1, 1),
+        ("UINT32", "I", 2**32 - 1, 2**32 - 1, 2**32 - 1),
+        ("UINT64", "Q", 2**32 + 7, 2**32 + 7, 7),
+        ("UINT64", "Q", 2**32 - 1, 2**32 - 1, 2**32 - 1),
+        ("INT8", "b", 200, -56, -56),
+        ("INT16", "h", -2, -2, -2),
+        ("INT32", "i", 2**31, -(2**31), -(2**31)),
+        ("INT64", "q", 2**32 + 2**31, 2**32 + 2**31, -(2**31)),
+        ("FLOAT", "f", 0.1, struct.unpack("f", struct.pack("f", 0.1))[0], struct.unpack("f", struct.pack("f", 0.1))[0]),
+        ("DOUBLE", "d", 7, 7.0, 7.0),
+        ("DOUBLE", "d", 0.1, 0.1, 0.1),
+    ],
+)
+def test_cells_of_numbers(dtype, code, value, stored, seen):
+    frame = column_of(getattr(_zarnik, f"DataTypeId_{dtype}"), 2)
+    assert flat("_set_at")(frame, 0, 1, value) is None
+    assert numbers(frame, 0, code) == [0, stored]
+    cell = flat("_at")(frame, 0, 1)
+    assert cell == seen
+    assert type(cell) is type(stored)
+
+
+def test_cells_of_texts(frame):
+    for text in ("", "é€😀", "x" * 1000):
+        flat("_set_at")(frame, 1, 2, text)
+        assert flat("_at")(frame, 1, 2) == text
+    flat("_set_at")(frame, 1, 2, "before\0behind")
+    assert flat("_at")(frame, 1, 2) == "before"
+    assert texts(frame)[2] == "before\0behind"
+    with pytest.raises(TypeError):
+        flat("_set_at")(frame, 1, 2, 5)
+    with pytest.raises(UnicodeEncodeError):
+        flat("_set_at")(frame, 1, 2, "\udc80")
+    assert texts(frame)[2] == "before\0behind"
+
+
+def test_cells_that_are_refused(frame):
+    for name, value in (("_at", ()), ("_set_at", (1,))):
+        refused("^row 3 \\+ 1 rows exceeds", flat(name), frame, 0, 3, *value)
+        refused("^column index 2", flat(name), frame, 2, 0, *value)
+        bad_argument(OverflowError, flat(name), 3, "size_t", frame, 0, 2**64, *value)
+    # A value that is no number leaves that of the failed conversion.
+    for column, value, kind, stored in (
+        (0, "x", TypeError, -1),
+        (0, 2**64, OverflowError, -1),
+        (0, 1.5, TypeError, -1),
+    ):
+        flat("_set_at")(frame, column, 0, 5)
+        error_left_pending("", kind, flat("_set_at"), frame, column, 0, value)
+        assert flat("_at")(frame, column, 0) == stored
+    unsigned = column_of(UINT8)
+    error_left_pending("", OverflowError, flat("_set_at"), unsigned, 0, 0, -1)
+    assert flat("_at")(unsigned, 0, 0) == 255
+    real = column_of(DOUBLE)
+    error_left_pending("", TypeError, flat("_set_at"), real, 0, 0, "1.5")
+    assert flat("_at")(real, 0, 0) == -1.0
+
+
+def test_cells_of_unusual_widths():
+    make = _classes.DataType
+    for primitive, bits, text in (
+        (_zarnik.PrimitiveTypeId_UNSIGNED_INTEGER, 24, "invalid unsigned integer bit depth"),
+        (_zarnik.PrimitiveTypeId_SIGNED_INTEGER, 24, "invalid signed integer bit depth"),
+        (_zarnik.PrimitiveTypeId_FLOATING_POINT, 16, "invalid floating-point bit depth"),
+    ):
+        frame = column_of(UINT8)
+        flat("add_column")(frame, "odd", make(primitive, bits, 1))
+        refused(f"^{text}$", flat("_set_at"), frame, 1, 0, 1)
+        refused("^unsupported column data type for cell access$", flat("_at"), frame, 1, 0)
+
+
+def test_shapes_names_and_types(frame):
+    names = ["a", "b"]
+    assert flat("_reshape")(frame, (2, 4), names, (UTF8, UINT64)) is None
+    assert flat("get_shape")(frame) == (2, 4)
+    assert texts(frame, 0) == [""] * 4
+    assert numbers(frame, 1, "Q") == [0] * 4
+    empty = _zarnik.DataFrameViewFactory__allocate_empty()
+    assert flat("get_shape")(empty) == (0, 0)
+    for make in (allocate, lambda *arguments: flat("_reshape")(frame, *arguments)):
+        fails(ValueError, "input must be a sequence", make, 5, names, [UTF8, UTF8])
+        fails(ValueError, "input sequence has invalid length", make, [1], names, [UTF8, UTF8])
+        fails(TypeError, "invalid item in sequence - expected long value", make, [1, "2"], names, [UTF8, UTF8])
+        fails(TypeError, "not a list", make, [2, 1], names, 5)
+        fails(TypeError, "not a list", make, [2, 1], names, "ab")
+        for bad in ("x", 1.0, None, _classes.DataType(UINT8)):
+            fails(TypeError, "list must contains longs", make, [2, 1], names, [UTF8, bad])
+        error_left_pending("not a list", TypeError, make, [2, 1], 5, [UTF8, UTF8])
+        refused("^2 columns need as many names, got 1$", make, [2, 1], ["a"], [UTF8, UTF8])
+        refused("^2 columns need as many data types, got 1$", make, [2, 1], names, [UTF8])
+        refused("neither may be 0", make, [0, 1], [], [])
+        refused("neither may be 0", make, [1, 0], ["a"], [UTF8])
+        refused("named", make, [2, 1], ["a", "a"], [UTF8, UTF8])
+        refused("empty", make, [2, 1], ["a", None], [UTF8, UTF8])
+        refused("not supported", make, [1, 1], ["a"], [2**40])
+        refused(
+            "64 bits|cannot allocate",
+            make,
+            _classes.Vector2u64([1, 2**30]) * _classes.Vector2u64([1, 2**30]),
+            ["a"],
+            [UTF8],
+        )
+    assert flat("get_shape")(frame) == (2, 4)
+
+
+def test_providers_and_pointers(frame):
+    provider = _classes.DataFrameViewProvider
+    assert provider.is_data_frame(frame) is True
+    assert provider.to_data_frame(frame).get_shape() == (2, 3)
+    image = _zarnik.ImageViewFactory_allocate([2], UINT8)
+    assert provider.is_data_frame(image) is False
+    assert provider.to_data_frame(image) is None
+    make = _zarnik.DataFrameView_create_from_pointer
+    bad_argument(TypeError, make, 1, "unsigned long long", "x")
+    bad_argument(OverflowError, make, 1, "unsigned long long", -1)
+
+
+def test_tables_of_which_somebody_else_holds_the_units():
+    frame = column_of(UINT8)
+    units = _zarnik.View__extension(frame, _zarnik.ColumnUnitExtension_EXTENSION_ID)
+    del frame
+    assert _classes.ColumnUnitExtension.cast(units).unit(0) == ""
