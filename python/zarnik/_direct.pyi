@@ -46,3 +46,24 @@ def thread_count() -> int:
 
 def set_thread_count(count: int, /) -> None:
     """Set how many threads a large copy or conversion may use."""
+
+def column_memory(frame: Any, column: int, /) -> tuple[int, int, bool, Any] | None:
+    """Return address, number of rows, whether cells may change, and what holds the memory of a column of numbers.
+
+    None if the table has no memory to share.
+    """
+
+def read_texts(frame: Any, column: int, offset: int, count: int, /) -> list[str]:
+    """Return texts of a column, from the first row on."""
+
+def write_texts(frame: Any, column: int, offset: int, texts: Sequence[str], /) -> None:
+    """Write texts to a column, from the first row on."""
+
+def arrow_schema(frame: Any, /) -> Any:
+    """Return the columns of a table as a capsule of an ArrowSchema."""
+
+def arrow_stream(frame: Any, /) -> Any:
+    """Return a table as a capsule of an ArrowArrayStream."""
+
+def frame_from_arrow(stream: Any, /) -> Any:
+    """Make a table of a capsule of an ArrowArrayStream."""

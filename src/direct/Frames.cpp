@@ -1,0 +1,192 @@
+// What the package does with the columns of tables: memory shared with arrays, many texts at once, Arrow capsules.
+
+#include "direct/Functions.h"
+#include "direct/TypeTable.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/frames/Arrow.h"
+#include "zarnik/frames/DataFrameView.h"
+
+#include <memory>
+#include <numeric>
+#include <string_view>
+#include <vector>
+
+namespace zarnik::python {
+
+namespace {
+
+constexpr char const * MEMORY = "zarnik.column_memory";
+constexpr char const * ARROW_SCHEMA = "arrow_schema";
+constexpr char const * ARROW_STREAM = "arrow_array_stream";
+
+swig_type_info * frameType() {
+  static auto * const found = findType("std::shared_ptr< zarnik::DataFrameView > *");
+  return found;
+}
+
+std::shared_ptr<DataFrameView> frameOf(PyObject * object) {
+  auto frame = sharedPointer<DataFrameView>(object, frameType());
+  if (frame)
+    return frame;
+  PyErr_Format(PyExc_TypeError, "a DataFrameView is needed, got %R", object);
+  throw PendingError();
+}
+
+Reference required(PyObject * object) {
+  if (!object)
+    throw PendingError();
+  return Reference::steal(object);
+}
+
+void dropMemory(PyObject * capsule) {
+  delete static_cast<std::shared_ptr<void> *>(PyCapsule_GetPointer(capsule, MEMORY));
+}
+
+// The structure of a capsule belongs to it; what it holds belongs to whoever takes it out.
+template <typename Structure> void dropStructure(PyObject * capsule) {
+  constexpr auto name = std::is_same_v<Structure, ArrowSchema> ? ARROW_SCHEMA : ARROW_STREAM;
+  auto * const structure = static_cast<Structure *>(PyCapsule_GetPointer(capsule, name));
+  if (structure->release)
+    structure->release(structure);
+  delete structure;
+}
+
+template <typename Structure> PyObject * capsuleOf(std::unique_ptr<Structure> structure, char const * name) {
+  auto * const capsule = PyCapsule_New(structure.get(), name, dropStructure<Structure>);
+  if (capsule)
+    structure.release();
+  else if (structure->release)
+    structure->release(structure.get());
+  return capsule;
+}
+
+PyObject * columnMemory(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    unsigned long long column = 0;
+    if (!PyArg_ParseTuple(arguments, "OK", &object, &column))
+      return nullptr;
+    auto const frame = frameOf(object);
+    auto memory = frame->columnMemory(column);
+    if (!memory.cells)
+      return Reference::share(Py_None).release();
+    auto const address = reinterpret_cast<uintptr_t>(memory.cells.get());
+    auto held = std::make_unique<std::shared_ptr<void>>(std::move(memory.cells));
+    auto owner = required(PyCapsule_New(held.get(), MEMORY, dropMemory));
+    held.release();
+    return Py_BuildValue("KKNN", static_cast<unsigned long long>(address),
+                         static_cast<unsigned long long>(frame->shape()[1]), PyBool_FromLong(memory.writable),
+                         owner.release());
+  });
+}
+
+PyObject * readTexts(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    unsigned long long column = 0;
+    unsigned long long offset = 0;
+    unsigned long long count = 0;
+    if (!PyArg_ParseTuple(arguments, "OKKK", &object, &column, &offset, &count))
+      return nullptr;
+    auto const texts = frameOf(object)->readText(column, offset, count);
+    auto list = required(PyList_New(static_cast<Py_ssize_t>(count)));
+    for (size_t i = 0; i < count; ++i) {
+      auto const length = texts.offsets[i + 1] - texts.offsets[i];
+      auto text = required(PyUnicode_DecodeUTF8(texts.bytes.data() + texts.offsets[i], static_cast<Py_ssize_t>(length),
+                                                "surrogateescape"));
+      PyList_SetItem(list.get(), static_cast<Py_ssize_t>(i), text.release());
+    }
+    return list.release();
+  });
+}
+
+// From numbers of characters to positions in UTF-8, in place.
+void countBytes(std::vector<uint64_t> & offsets, std::string_view bytes) {
+  if (offsets.back() == bytes.size())
+    return;
+  uint64_t characters = 0;
+  size_t position = 0;
+  for (auto & offset : offsets) {
+    while (position < bytes.size()) {
+      bool const isStart = (static_cast<unsigned char>(bytes[position]) & 0xC0) != 0x80;
+      if (isStart && characters == offset)
+        break;
+      characters += isStart;
+      ++position;
+    }
+    offset = position;
+  }
+}
+
+PyObject * writeTexts(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    unsigned long long column = 0;
+    unsigned long long offset = 0;
+    PyObject * texts = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OKKO", &object, &column, &offset, &texts))
+      return nullptr;
+    auto const frame = frameOf(object);
+    // Of its own, so that nobody changes it meanwhile. Joined, the texts are encoded at once.
+    auto const list = required(PySequence_List(texts));
+    auto const nothing = required(PyUnicode_FromString(""));
+    auto const joined = required(PyUnicode_Join(nothing.get(), list.get()));
+    auto const encoded = required(PyUnicode_AsUTF8String(joined.get()));
+    auto const count = static_cast<size_t>(PyList_Size(list.get()));
+    std::vector<uint64_t> offsets(count + 1);
+    for (size_t i = 0; i < count; ++i) {
+      auto const length = PyUnicode_GetLength(PyList_GetItem(list.get(), static_cast<Py_ssize_t>(i)));
+      offsets[i + 1] = offsets[i] + static_cast<uint64_t>(length);
+    }
+    std::string_view const bytes(PyBytes_AsString(encoded.get()), static_cast<size_t>(PyBytes_Size(encoded.get())));
+    countBytes(offsets, bytes);
+    frame->writeText(column, offset, count, offsets.data(), bytes.data());
+    return Reference::share(Py_None).release();
+  });
+}
+
+PyObject * arrowSchema(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto schema = std::make_unique<ArrowSchema>();
+    ArrowInterface::exportSchema(*frameOf(object), schema.get());
+    return capsuleOf(std::move(schema), ARROW_SCHEMA);
+  });
+}
+
+PyObject * arrowStream(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto stream = std::make_unique<ArrowArrayStream>();
+    ArrowInterface::exportStream(frameOf(object), stream.get());
+    return capsuleOf(std::move(stream), ARROW_STREAM);
+  });
+}
+
+PyObject * frameFromArrow(PyObject *, PyObject * capsule) {
+  return guarded([&]() -> PyObject * {
+    auto * const stream = static_cast<ArrowArrayStream *>(PyCapsule_GetPointer(capsule, ARROW_STREAM));
+    if (!stream)
+      return nullptr;
+    if (!stream->release)
+      throw InvalidArgument("the Arrow stream was taken by somebody else");
+    // The capsule, which the caller holds, releases it.
+    return wrapShared(ArrowInterface::importStream(stream), frameType());
+  });
+}
+
+PyMethodDef methods[] = {
+    {"column_memory", columnMemory, METH_VARARGS,
+     "The memory of a column: address, number of rows, whether it may change, and what holds it; None if there is "
+     "none."},
+    {"read_texts", readTexts, METH_VARARGS, "Texts of a column, from index, first row and number of rows, as a list."},
+    {"write_texts", writeTexts, METH_VARARGS, "Write a sequence of str to a column, from index and first row."},
+    {"arrow_schema", arrowSchema, METH_O, "The columns of a table as a capsule of an ArrowSchema."},
+    {"arrow_stream", arrowStream, METH_O, "A table as a capsule of an ArrowArrayStream."},
+    {"frame_from_arrow", frameFromArrow, METH_O, "A table from a capsule of an ArrowArrayStream."},
+    {nullptr, nullptr, 0, nullptr},
+};
+
+DirectFunctions const registered(methods);
+
+} // namespace
+
+} // namespace zarnik::python

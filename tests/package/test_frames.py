@@ -1,0 +1,184 @@
+"""Tables as users have them. Expected values come from NumPy and plain lists."""
+
+import gc
+import weakref
+
+import numpy
+import pytest
+from numpy.testing import assert_array_equal
+
+import zarnik
+
+make = zarnik.DataFrameView.from_dict
+
+
+@pytest.fixture
+def frame():
+    return make(
+        {"area": numpy.array([1.5, 2.5, 3.5]), "label": ["a", "é€😀", "n\0l"], "count": numpy.array([1, 2, 3], "u1")},
+        units={"area": "mm²"},
+    )
+
+
+def test_what_a_table_tells(frame):
+    assert len(frame) == 3
+    assert frame.shape == (3, 3)
+    assert frame.columns == list(frame) == ["area", "label", "count"]
+    assert "area" in frame and "volume" not in frame and 5 not in frame
+    assert frame.dtypes == {"area": numpy.dtype("f8"), "label": str, "count": numpy.dtype("u1")}
+    assert dict(frame.units) == {"area": "mm²", "label": "", "count": ""}
+    assert frame["label"] == ["a", "é€😀", "n\0l"]
+    assert_array_equal(frame["area"], [1.5, 2.5, 3.5])
+    assert not zarnik.DataFrameView.from_dict({})
+    with pytest.raises(KeyError, match="'volume': the columns are 'area', 'label', 'count'"):
+        frame["volume"]
+    with pytest.raises(TypeError, match="named by a str"):
+        frame[0]
+
+
+def test_units(frame):
+    frame.units["count"] = "µm"
+    assert frame.unit(2) == "µm"
+    del frame.units["area"]
+    assert frame.units["area"] == ""
+    frame.units = {"label": "px", "area": None}
+    assert frame.units == {"area": "", "label": "px", "count": "µm"}
+    with pytest.raises(KeyError):
+        frame.units = {"label": "changed", "other": "m"}
+    assert frame.units["label"] == "px"
+
+
+def test_columns_of_numbers_are_the_tables_memory(frame):
+    area = frame["area"]
+    area[1] = 20
+    assert frame["area"][1] == 20
+    frame["area"][2] = 30
+    assert area[2] == 30
+    assert numpy.shares_memory(area, frame["area"])
+    # Rows that come and go, and the end of the table, leave the array its memory.
+    frame.insert(0, {"area": 7, "label": "x", "count": 0})
+    frame.append({"area": numpy.arange(1000.0), "label": ["x"] * 1000, "count": 0})
+    frame.remove_rows(1, 2)
+    assert_array_equal(area, [1.5, 20, 30])
+    del frame
+    gc.collect()
+    assert_array_equal(area, [1.5, 20, 30])
+
+
+def test_arrays_release_the_memory_of_a_table():
+    kept = numpy.arange(3.0)
+    view = zarnik.DataFrameView.from_dict({"a": kept})["a"]
+    owner = view.base
+    while isinstance(owner, numpy.ndarray):
+        owner = owner.base
+    watched = weakref.ref(owner)
+    del owner, view
+    gc.collect()
+    assert watched() is None
+
+
+def test_assignment(frame):
+    frame["area"] = [4, 5, 6]
+    assert_array_equal(frame["area"], [4.0, 5.0, 6.0])
+    frame["count"] = numpy.array([9, 8, 7])
+    frame["label"] = ("x", "y", "z")
+    frame["new"] = numpy.array([1, 2, 3], ">i2")
+    frame["all"] = 5
+    frame["name"] = "same"
+    frame["flag"] = [True, False, True]
+    assert frame["label"] == ["x", "y", "z"]
+    assert frame["name"] == ["same"] * 3
+    assert frame.dtypes["new"] == "i2"
+    assert_array_equal(frame["new"], [1, 2, 3])
+    assert_array_equal(frame["all"], [5, 5, 5])
+    assert_array_equal(frame["flag"], [1, 0, 1])
+    del frame["new"]
+    assert frame.columns == ["area", "label", "count", "all", "name", "flag"]
+
+
+@pytest.mark.parametrize(
+    ("name", "values", "error", "message"),
+    [
+        ("area", [1, 2], ValueError, "'area' has 3 rows, got 2 values"),
+        ("area", ["a", "b", "c"], TypeError, "'area' holds float64"),
+        ("area", numpy.zeros((3, 1)), ValueError, "one value a row"),
+        ("count", [1, 2, 256], TypeError, "'count' holds uint8"),
+        ("count", [0.5, 1, 2], TypeError, "'count' holds uint8"),
+        ("label", ["a", "b"], ValueError, "'label' has 3 rows"),
+        ("label", [1, 2, 3], TypeError, "expected str instance, int found"),
+        ("label", ["a", "\udc80", "c"], UnicodeEncodeError, "surrogates"),
+        ("new", [1, 2], ValueError, "'new' has 3 rows"),
+        ("new", [1j, 2, 3], zarnik.Error, "COMPLEX_DOUBLE are not supported"),
+        ("new", ["a", "\udc80", "c"], UnicodeEncodeError, "surrogates"),
+        ("", [1, 2, 3], zarnik.Error, "empty"),
+        (5, [1, 2, 3], TypeError, "named by a str"),
+    ],
+)
+def test_assignments_that_change_nothing(frame, name, values, error, message):
+    before = repr(frame)
+    with pytest.raises(error, match=message):
+        frame[name] = values
+    assert repr(frame) == before
+
+
+def test_rows(frame):
+    assert list(frame.rows(1)) == [
+        {"area": 2.5, "label": "é€😀", "count": 2},
+        {"area": 3.5, "label": "n\0l", "count": 3},
+    ]
+    assert [row["count"] for row in frame.rows(-2, -1)] == [2]
+    frame.append({"area": 9, "label": "one", "count": 4})
+    frame.insert(1, {"area": [7, 8], "label": ["p", "q"], "count": [5, 6]})
+    assert frame["label"] == ["a", "p", "q", "é€😀", "n\0l", "one"]
+    assert_array_equal(frame["area"], [1.5, 7, 8, 2.5, 3.5, 9])
+    frame.insert(-1, frame)
+    assert frame["count"].tolist() == [1, 5, 6, 2, 3, 1, 5, 6, 2, 3, 4, 4]
+
+
+def test_rows_that_are_refused(frame):
+    for rows, error in (
+        ({"area": 1, "label": "x"}, KeyError),
+        ({"area": 1, "label": "x", "count": 1, "more": 1}, KeyError),
+        ({"area": [1, 2], "label": ["x"], "count": [1, 2]}, ValueError),
+        ({"area": 1, "label": 5, "count": 1}, TypeError),
+        ({"area": 1, "label": "x", "count": 300}, TypeError),
+        ([1, "x", 1], TypeError),
+    ):
+        with pytest.raises(error):
+            frame.append(rows)
+        assert len(frame) == 3
+    with pytest.raises(IndexError, match="row 4 is out of range for a table of 3 rows"):
+        frame.insert(4, {"area": 1, "label": "x", "count": 1})
+
+
+def test_dictionaries_are_copies(frame):
+    data = frame.to_dict()
+    data["area"][0] = 100
+    assert frame["area"][0] == 1.5
+    back = make(frame.to_dict(), frame.units)
+    assert repr(back) == repr(frame)
+    with pytest.raises(ValueError, match="'b' has 2 rows, got 3 values"):
+        make({"a": [1, 2], "b": [1, 2, 3]})
+    with pytest.raises(TypeError, match="needs a sequence"):
+        make({"a": 5})
+    empty = make({"a": numpy.empty(0, "f4"), "b": []})
+    assert empty.shape == (0, 2)
+    assert empty.dtypes["a"] == "f4"
+
+
+def test_representations():
+    frame = make({"<a>": numpy.arange(12), "text": ["<b>&"] * 12}, {"<a>": "<mm>"})
+    text = repr(frame)
+    assert "12 rows x 2 columns" in text and "<a> [<mm>]" in text and text.endswith("...")
+    shown = frame._repr_html_()
+    assert "<th>&lt;a&gt;<br>[&lt;mm&gt;]</th>" in shown
+    assert "<td>&lt;b&gt;&amp;</td>" in shown and "<b>" not in shown
+    assert repr(make({})) == "<zarnik.DataFrameView of 0 rows x 0 columns>"
+
+
+def test_many_texts_of_all_widths():
+    texts = ["", "x", "é", "€" * 5, "😀", "n\0l", "y" * 300] * 500
+    frame = make({"t": texts})
+    assert frame["t"] == texts
+    frame["t"] = texts[::-1]
+    assert frame["t"] == texts[::-1]

@@ -1,0 +1,120 @@
+"""Tables to and from other libraries, each of which is tried where it is installed."""
+
+import numpy
+import pytest
+from numpy.testing import assert_array_equal
+
+import zarnik
+
+DTYPES = ["u1", "i1", "u2", "i2", "u4", "i4", "u8", "i8", "f4", "f8"]
+TEXTS = ["", "é€😀", "more than twelve bytes of text"]
+
+
+@pytest.fixture
+def frame():
+    columns = {dtype: numpy.array([1, 2, 100], dtype) for dtype in DTYPES}
+    return zarnik.DataFrameView.from_dict({**columns, "text": TEXTS}, units={"f8": "mm²", "u1": "px"})
+
+
+def assert_same(back, frame, units=True):
+    assert back.columns == frame.columns
+    assert back.dtypes == frame.dtypes
+    for name, values in frame.to_dict().items():
+        assert_array_equal(back[name], values)
+    if units:
+        assert back.units == frame.units
+
+
+def test_tables_pass_through_the_interface(frame):
+    back = zarnik.DataFrameView.from_arrow(frame)
+    assert_same(back, frame)
+    for dtype in DTYPES:
+        assert numpy.shares_memory(back[dtype], frame[dtype])
+        assert not back[dtype].flags.writeable
+    # What is changed has memory of its own from then on.
+    back["f8"] = 7
+    assert_array_equal(frame["f8"], [1, 2, 100])
+    assert back["f8"].flags.writeable
+    with pytest.raises(TypeError, match="__arrow_c_stream__ is needed, got list"):
+        zarnik.DataFrameView.from_arrow([1])
+
+
+def test_a_stream_is_taken_once(frame):
+    class Once:
+        stream = frame.__arrow_c_stream__()
+
+        def __arrow_c_stream__(self, requested_schema=None):
+            return self.stream
+
+    assert_same(zarnik.DataFrameView.from_arrow(Once()), frame)
+    Once.stream = 5
+    with pytest.raises(ValueError, match="PyCapsule"):
+        zarnik.DataFrameView.from_arrow(Once())
+
+
+def test_pyarrow(frame):
+    pyarrow = pytest.importorskip("pyarrow")
+    table = pyarrow.table(frame)
+    assert table.column_names == frame.columns
+    assert table["text"].to_pylist() == TEXTS
+    assert table.schema.field("f8").metadata == {b"unit": "mm²".encode()}
+    assert table["f8"].chunk(0).buffers()[1].address == frame["f8"].ctypes.data
+    assert pyarrow.schema(frame) == table.schema
+    assert_same(zarnik.DataFrameView.from_arrow(table), frame)
+    # Parts and several batches.
+    doubled = pyarrow.concat_tables([table.slice(1), table.slice(0, 2)])
+    back = zarnik.DataFrameView.from_arrow(doubled)
+    assert back["text"] == TEXTS[1:] + TEXTS[:2]
+    assert back["i8"].tolist() == [2, 100, 1, 2]
+    assert_same(zarnik.DataFrameView.from_arrow(table.slice(3)), zarnik.DataFrameView.from_arrow(doubled.slice(9)))
+
+
+def test_pyarrow_types_that_a_table_cannot_hold():
+    pyarrow = pytest.importorskip("pyarrow")
+    for values, message in (
+        (pyarrow.array([1, None, None]), 'column "c" has 2 nulls'),
+        (pyarrow.array(["a", None]), 'column "c" has 1 null'),
+        (pyarrow.array([[1], [2]]), "list"),
+        (pyarrow.array([{"a": 1}]), "struct"),
+        (pyarrow.array([0], pyarrow.timestamp("us")), "timestamp"),
+        (pyarrow.array([0], pyarrow.date32()), "date"),
+        (pyarrow.array([0], pyarrow.duration("s")), "duration"),
+        (pyarrow.array([True]), "boolean"),
+        (pyarrow.array([b"x"]), "binary"),
+        (pyarrow.array(["a"]).dictionary_encode(), "dictionary encoded"),
+    ):
+        with pytest.raises(zarnik.InvalidArgument, match=message):
+            zarnik.DataFrameView.from_arrow(pyarrow.table({"good": [1] * len(values), "c": values}))
+
+
+def test_pandas(frame):
+    pandas = pytest.importorskip("pandas")
+    pytest.importorskip("pyarrow")
+    table = pandas.DataFrame.from_arrow(frame) if hasattr(pandas.DataFrame, "from_arrow") else None
+    if table is None:
+        import pyarrow
+
+        table = pyarrow.table(frame).to_pandas()
+    assert list(table.columns) == frame.columns
+    assert table["text"].tolist() == TEXTS
+    assert_array_equal(table["f8"], frame["f8"])
+    assert_same(zarnik.DataFrameView.from_arrow(table), frame, units=False)
+
+
+def test_polars(frame):
+    polars = pytest.importorskip("polars")
+    table = polars.DataFrame(frame)
+    assert table.columns == frame.columns
+    assert table["text"].to_list() == TEXTS
+    assert_array_equal(table["i2"].to_numpy(), frame["i2"])
+    assert_same(zarnik.DataFrameView.from_arrow(table), frame, units=False)
+
+
+def test_duckdb(frame):
+    duckdb = pytest.importorskip("duckdb")
+    pytest.importorskip("pyarrow")
+    result = duckdb.sql("select * from frame where f8 > 1 order by f8 desc")
+    back = zarnik.DataFrameView.from_arrow(result)
+    assert back.columns == frame.columns
+    assert back["text"] == TEXTS[:0:-1]
+    assert_array_equal(back["u8"], [100, 2])
