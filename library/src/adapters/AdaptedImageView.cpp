@@ -16,15 +16,16 @@ namespace {
 
 using enum ImageCapability;
 
-RegionXu64 at(VectorXu64 const & index, VectorXu64 const & shape) {
+void requireIndex(VectorXu64 const & index, VectorXu64 const & shape) {
   if (index.size() != shape.size())
     throw InvalidArgument(
         fmt::format("index {} does not fit the {} dimensions of the image", index.toString(), shape.size()));
   for (size_t axis = 0; axis < shape.size(); ++axis)
     if (index[axis] >= shape[axis])
       throw InvalidArgument(fmt::format("index {} is outside of shape {}", index.toString(), shape.toString()));
-  return {index, VectorXu64::createUniform(index.size(), 1)};
 }
+
+RegionXu64 at(VectorXu64 const & index) { return {index, VectorXu64::createUniform(index.size(), 1)}; }
 
 bool showsMemory(ImageView & image) {
   return image.support(MEMORY_ACCESS) || dynamic_cast<BorrowedMemoryView *>(&image) != nullptr;
@@ -59,10 +60,10 @@ AdaptedImageView::AdaptedImageView(Adaptation adaptation, Description descriptio
     : DescribedImageView(std::move(description)), adaptation_(std::move(adaptation)) {
   auto & source = *adaptation_.source;
   if (adaptation_.values.empty() && showsMemory(source))
-    indexer_ = adaptation_.axes.overMemory(source.indexer(), adaptation_.shape, adaptation_.type);
+    isInMemory_ = adaptation_.axes.fitsMemory(source.indexer(), adaptation_.type);
 }
 
-AdaptedImageView::~AdaptedImageView() = default;
+AdaptedImageView::~AdaptedImageView() { delete indexer_.load(); }
 
 std::shared_ptr<Extension> AdaptedImageView::extension(size_t id) const {
   using enum ParallelAccessCapability;
@@ -92,7 +93,7 @@ bool AdaptedImageView::readsToWriteComponents() const { return zarnik::readsToWr
 ImageCapabilitySet AdaptedImageView::capabilities() const {
   auto const ofSource = adaptation_.source->capabilities();
   auto offered = ofSource & adaptation_.allowed;
-  if (!indexer_)
+  if (!isInMemory_)
     offered.remove(MEMORY_ACCESS);
   bool const needsReading =
       adaptation_.axes.separatesComponents(adaptation_.sourceType, adaptation_.type) && readsToWriteComponents();
@@ -136,16 +137,28 @@ ValueConversion AdaptedImageView::writing() const {
   return conversion;
 }
 
+bool AdaptedImageView::movesSamples() const {
+  return adaptation_.values.empty() && adaptation_.axes.keepsSamples(adaptation_.sourceType, adaptation_.type);
+}
+
 void AdaptedImageView::read(VectorXu64 const & index, void * destination) {
   if (!support(READ))
     return ImageView::read(index, destination);
-  readRegion(at(index, shape()), destination);
+  requireIndex(index, shape());
+  if (!movesSamples())
+    return readRegion(at(index), destination);
+  requireUnchangedSource();
+  adaptation_.source->read(adaptation_.axes.sourceIndex(index), destination);
 }
 
 void AdaptedImageView::write(VectorXu64 const & index, void const * source) {
   if (!support(WRITE))
     return ImageView::write(index, source);
-  writeRegion(at(index, shape()), source);
+  requireIndex(index, shape());
+  if (!movesSamples())
+    return writeRegion(at(index), source);
+  requireUnchangedSource();
+  adaptation_.source->write(adaptation_.axes.sourceIndex(index), source);
 }
 
 void AdaptedImageView::readRegion(RegionXu64 const & region, void * destination) {
@@ -219,17 +232,26 @@ void AdaptedImageView::writeStrided(SampleRegion const & region, ValueConversion
 }
 
 uint64_t AdaptedImageView::memoryOffset() const {
+  auto const & known = indexer(); // of the memory as it was when somebody first asked
   requireUnchangedSource();
-  auto const & indexer = adaptation_.source->indexer();
-  if (adaptation_.axes.overMemory(indexer, adaptation_.shape, adaptation_.type) != indexer_)
+  auto const & source = adaptation_.source->indexer();
+  if (adaptation_.axes.overMemory(source, adaptation_.shape, adaptation_.type) != known)
     throw Error("the memory of the image that the view was made from was laid out anew since");
-  return adaptation_.axes.offsetInMemory(indexer);
+  return adaptation_.axes.offsetInMemory(source);
 }
 
 Indexer const & AdaptedImageView::indexer() const {
-  if (!indexer_ || !support(READ))
+  if (!isInMemory_ || !support(READ))
     return ImageView::indexer();
-  return *indexer_;
+  auto const * known = indexer_.load();
+  if (known == nullptr) {
+    requireUnchangedSource();
+    auto made = std::make_unique<Indexer const>(
+        adaptation_.axes.overMemory(adaptation_.source->indexer(), adaptation_.shape, adaptation_.type));
+    if (indexer_.compare_exchange_strong(known, made.get()))
+      known = made.release();
+  }
+  return *known;
 }
 
 void * AdaptedImageView::buffer() {
@@ -240,16 +262,16 @@ void * AdaptedImageView::buffer() {
 }
 
 void const * AdaptedImageView::buffer() const {
-  if (!indexer_ || !support(READ))
+  if (!isInMemory_ || !support(READ))
     return ImageView::buffer();
   auto const offset = memoryOffset();
   return static_cast<std::byte const *>(std::as_const(*adaptation_.source).buffer()) + static_cast<int64_t>(offset);
 }
 
 size_t AdaptedImageView::bufferSize() const {
-  if (!indexer_ || !support(READ))
+  if (!isInMemory_ || !support(READ))
     return ImageView::bufferSize();
-  return checkedMultiply(indexer_->elementCount(), dataType().byteCount(), "bytes of an image");
+  return checkedMultiply(indexer().elementCount(), dataType().byteCount(), "bytes of an image");
 }
 
 } // namespace zarnik

@@ -3,6 +3,7 @@
 #include "adapters/AxisMapping.h"
 #include "adapters/DescribedImageView.h"
 
+#include <atomic>
 #include <optional>
 #include <vector>
 
@@ -60,13 +61,15 @@ public:
 
 private:
   bool isInvertible() const;
+  bool movesSamples() const;
   void requireUnchangedSource() const;
   uint64_t memoryOffset() const;
   ValueConversion reading() const;
   ValueConversion writing() const;
 
   Adaptation adaptation_;
-  std::optional<Indexer> indexer_; // for a source in memory
+  bool isInMemory_ = false;
+  mutable std::atomic<Indexer const *> indexer_ = nullptr; // made when it is asked for
 };
 
 } // namespace zarnik

@@ -112,18 +112,41 @@ bool AxisMapping::separatesComponents(DataType source, DataType view) const {
   return count != 1 && (axes_.back().source != sourceComponents() || ComponentFormat(view).count != count);
 }
 
-std::optional<Indexer> AxisMapping::overMemory(Indexer const & source, VectorXu64 const & shape, DataType type) const {
-  ComponentFormat const sourceFormat(source.dtype()), format(type);
-  auto const strideOf = [&](MappedAxis const & axis, uint64_t unmapped) {
-    if (axis.source == MappedAxis::NONE)
-      return unmapped;
-    return times(axis.source == sourceComponents() ? sourceFormat.bytes : source.byteStride()[axis.source], axis.step);
-  };
-  if (format.count > 1 && strideOf(axes_.back(), format.bytes) != format.bytes)
-    return std::nullopt;
+bool AxisMapping::keepsSamples(DataType source, DataType view) const {
+  auto const & components = axes_.back();
+  if (ComponentFormat(source).count != ComponentFormat(view).count)
+    return false;
+  return ComponentFormat(source).count == 1 ||
+         (components.source == sourceComponents() && components.origin == 0 && components.step == 1);
+}
+
+VectorXu64 AxisMapping::sourceIndex(VectorXu64 const & index) const {
+  VectorXu64 result(fixed_.data(), fixed_.data() + sourceComponents());
+  for (size_t axis = 0; axis < rank(); ++axis)
+    if (axes_[axis].source < sourceComponents())
+      result[axes_[axis].source] = axes_[axis].origin + times(index[axis], axes_[axis].step);
+  if (axes_.back().source < sourceComponents())
+    result[axes_.back().source] = axes_.back().origin;
+  return result;
+}
+
+uint64_t AxisMapping::strideInMemory(MappedAxis const & axis, Indexer const & source, uint64_t unmapped) const {
+  if (axis.source == MappedAxis::NONE)
+    return unmapped;
+  auto const stride =
+      axis.source == sourceComponents() ? ComponentFormat(source.dtype()).bytes : source.byteStride()[axis.source];
+  return times(stride, axis.step);
+}
+
+bool AxisMapping::fitsMemory(Indexer const & source, DataType type) const {
+  ComponentFormat const format(type);
+  return format.count == 1 || strideInMemory(axes_.back(), source, format.bytes) == format.bytes;
+}
+
+Indexer AxisMapping::overMemory(Indexer const & source, VectorXu64 const & shape, DataType type) const {
   VectorXu64 strides(rank());
   for (size_t axis = 0; axis < rank(); ++axis)
-    strides[axis] = strideOf(axes_[axis], type.byteCount());
+    strides[axis] = strideInMemory(axes_[axis], source, type.byteCount());
   return Indexer(shape, type, strides);
 }
 

@@ -4,7 +4,6 @@
 #include "zarnik/values/Indexer.h"
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 namespace zarnik {
@@ -61,14 +60,22 @@ public:
   /// Whether transfers may leave out components of the source's samples.
   bool separatesComponents(DataType source, DataType view) const;
 
-  /// The view's geometry over the memory of its source, none if there is no indexer for it.
-  std::optional<Indexer> overMemory(Indexer const & source, VectorXu64 const & shape, DataType type) const;
+  /// Whether samples are moved as they are, all components in their order.
+  bool keepsSamples(DataType source, DataType view) const;
+  /// The source's index for one of the view.
+  VectorXu64 sourceIndex(VectorXu64 const & index) const;
+
+  /// Whether an indexer can tell the view's geometry over the memory of its source.
+  bool fitsMemory(Indexer const & source, DataType type) const;
+  /// The view's geometry over the memory of its source.
+  Indexer overMemory(Indexer const & source, VectorXu64 const & shape, DataType type) const;
   /// Bytes from the source's element with index 0 to the view's, modulo 2^64.
   uint64_t offsetInMemory(Indexer const & source) const;
 
 private:
   size_t sourceComponents() const { return fixed_.size() - 1; }
   void fix(MappedAxis const & axis);
+  uint64_t strideInMemory(MappedAxis const & axis, Indexer const & source, uint64_t unmapped) const;
 
   std::vector<MappedAxis> axes_;
   VectorXu64 fixed_; // indices along the axes of the source that none of the view leads to
