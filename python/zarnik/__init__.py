@@ -26,7 +26,18 @@ The colours or components of a pixel are the axis C (CHANNEL), the last of an ar
 from __future__ import annotations
 
 # Each of these adds to the generated classes.
-from zarnik import _capabilities, _classes, _errors, _frames, _metadata, _properties, _types, _values, _views  # noqa: F401
+from zarnik import (  # noqa: F401
+    _capabilities,
+    _classes,
+    _dependencies,
+    _errors,
+    _frames,
+    _metadata,
+    _properties,
+    _types,
+    _values,
+    _views,
+)
 from zarnik._classes import *  # noqa: F403
 from zarnik._enumerations import *  # noqa: F403
 from zarnik._extension import publish as _publish

@@ -120,7 +120,9 @@ def _prepared(values: Any, type_id: int | None, count: int | None, name: str) ->
     cells: Any
     if type_id == _TEXT or (type_id is None and _is_text(values)):
         type_id = _TEXT
-        cells = list(itertools.repeat(values, count or 0) if _is_single(values) else values)
+        if _is_single(values):
+            values = itertools.repeat(values, 1 if count is None else count)
+        cells = values if type(values) is list else list(values)
     else:
         cells = numpy.asarray(values)
         if type_id is None:
@@ -292,10 +294,61 @@ class _DataFrameView:
         :param dtype: A data type, its id or a dtype, of numbers of one component; `str` for texts.
         :raises Error: if the name is taken or empty, or the type is not supported.
         """
-        _zarnik.DataFrameView_add_column(self, name, _TEXT if dtype is str else as_data_type(dtype))
+        _zarnik.DataFrameView_add_column(self, name, _classes.DataType(_type_id(dtype)))
 
     def __delitem__(self, name: str) -> None:
         self.remove_column(_index_of(self, name))
+
+    # ---- parts of columns --------------------------------------------------------------------------------------------
+
+    def read(self, column: str | int, offset: int = 0, count: int | None = None) -> Column:
+        """Return a copy of some cells of a column: an array of numbers, or a list of str.
+
+        :param column: Its name or its index.
+        :param offset: The first row.
+        :param count: How many rows; all behind the first by default.
+        :raises IndexError: if there are no such rows.
+        """
+        index = _position(self, column)
+        return _read(self, index, offset, _checked_count(self, offset, count))
+
+    def write(self, column: str | int, values: Any, offset: int = 0) -> None:
+        """Change some cells of a column.
+
+        :param column: Its name or its index.
+        :param values: One value a row.
+        :param offset: The first row.
+        :raises IndexError: if there are no such rows.
+        :raises TypeError: if the column cannot hold the values.
+        """
+        index = _position(self, column)
+        cells = _prepared([values] if _is_single(values) else values, _type_of(self, index), None, str(column))[1]
+        _checked_count(self, offset, len(cells))
+        _write(self, index, offset, cells)
+
+    def at(self, column: str | int, row: int) -> Any:
+        """Return one cell, a NumPy scalar or a str, whole: also integers of 64 bits and texts with zero characters.
+
+        :raises IndexError: if there is no such row.
+        """
+        return _DataFrameView.read(self, column, row, 1)[0]
+
+    def set_at(self, column: str | int, row: int, value: Any) -> None:
+        """Change one cell.
+
+        :raises IndexError: if there is no such row.
+        :raises TypeError: if the column cannot hold the value.
+        """
+        _DataFrameView.write(self, column, [value], row)
+
+    def reshape(self, row_count: int, columns: Mapping[str, Any]) -> None:
+        """Make new columns in place of the old ones, all cells 0 or empty, without units.
+
+        :param row_count: The number of rows, at least 1.
+        :param columns: The name and the dtype, `str` for texts, of each column; at least one.
+        :raises Error: if a size, a name or a type is refused.
+        """
+        _zarnik.DataFrameView__reshape(self, *_layout(row_count, columns))
 
     # ---- rows --------------------------------------------------------------------------------------------------------
 
@@ -406,6 +459,58 @@ class _DataFrameView:
         if len(self) > len(rows):
             body += row_of("<td>...</td>" * len(names))
         return f"<table><thead>{row_of(head)}</thead><tbody>{body}</tbody></table><p>{_heading(self)}</p>"
+
+
+@extends(_classes.DataFrameViewFactory)
+class _DataFrameViewFactory:
+    @staticmethod
+    def allocate(row_count: int = 0, columns: Mapping[str, Any] | None = None) -> DataFrameView:
+        """Create a table in memory, all cells 0 or empty, without units.
+
+        :param row_count: The number of rows.
+        :param columns: The name and the dtype, `str` for texts, of each column.
+        :raises Error: if a name or a type is refused, or there is not enough memory.
+        """
+        if row_count and columns:
+            return _zarnik.DataFrameViewFactory__allocate(*_layout(row_count, columns))
+        frame: DataFrameView = _zarnik.DataFrameViewFactory__allocate_empty()
+        frame.add_rows(0, row_count)
+        for name, dtype in (columns or {}).items():
+            frame.add_column(name, dtype)
+        return frame
+
+
+def _type_id(dtype: Any) -> int:
+    return _TEXT if dtype is str else int(as_data_type(dtype).get_id())
+
+
+def _layout(row_count: int, columns: Mapping[str, Any]) -> tuple[Any, list[str], list[int]]:
+    # Ids of types that a table can hold have less than 32 bits; others are refused as what they are.
+    for name, dtype in columns.items():
+        if _type_id(dtype) >> 31:
+            raise TypeError(f"column {name!r} cannot hold {as_data_type(dtype).to_string()}")
+    shape = _classes.Vector2u64()
+    shape.set_at(0, len(columns))
+    shape.set_at(1, row_count)
+    return shape, list(columns), [_type_id(dtype) for dtype in columns.values()]
+
+
+def _position(frame: Any, column: str | int) -> int:
+    if isinstance(column, str):
+        return _index_of(frame, column)
+    count = _shape(frame)[0]
+    if not 0 <= column < count:
+        raise IndexError(f"column {column} is out of range for a table of {count} columns")
+    return column
+
+
+def _checked_count(frame: Any, offset: int, count: int | None) -> int:
+    rows = _shape(frame)[1]
+    if count is None:
+        count = rows - offset
+    if not 0 <= offset <= rows or not 0 <= count <= rows - offset:
+        raise IndexError(f"row {offset} + {count} rows is out of range for a table of {rows} rows")
+    return count
 
 
 def _insert(frame: Any, offset: int, rows: Any) -> None:

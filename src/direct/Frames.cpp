@@ -127,8 +127,8 @@ PyObject * writeTexts(PyObject *, PyObject * arguments) {
     if (!PyArg_ParseTuple(arguments, "OKKO", &object, &column, &offset, &texts))
       return nullptr;
     auto const frame = frameOf(object);
-    // Of its own, so that nobody changes it meanwhile. Joined, the texts are encoded at once.
-    auto const list = required(PySequence_List(texts));
+    // No code of Python's runs from here on, so a list stays as it is. Joined, the texts are encoded at once.
+    auto const list = PyList_CheckExact(texts) ? Reference::share(texts) : required(PySequence_List(texts));
     auto const nothing = required(PyUnicode_FromString(""));
     auto const joined = required(PyUnicode_Join(nothing.get(), list.get()));
     auto const encoded = required(PyUnicode_AsUTF8String(joined.get()));

@@ -182,3 +182,40 @@ def test_many_texts_of_all_widths():
     assert frame["t"] == texts
     frame["t"] = texts[::-1]
     assert frame["t"] == texts[::-1]
+
+
+def test_parts_of_columns(frame):
+    frame["wide"] = numpy.array([2**63 + 1, 2, 3], "u8")
+    assert frame.read("label", 1) == ["é€😀", "n\0l"]
+    assert frame.read(0, 1, 1).tolist() == [2.5]
+    assert frame.at("wide", 0) == 2**63 + 1
+    assert frame.at("label", 2) == "n\0l"
+    frame.set_at("label", 0, "new")
+    frame.set_at("wide", 2, 2**64 - 1)
+    frame.write("area", [8, 9], 1)
+    assert frame["label"][0] == "new"
+    assert frame["wide"].tolist() == [2**63 + 1, 2, 2**64 - 1]
+    assert frame["area"].tolist() == [1.5, 8, 9]
+    for row in (-1, 3):
+        with pytest.raises(IndexError, match=f"row {row} [+] 1 rows is out of range for a table of 3 rows"):
+            frame.at("area", row)
+        with pytest.raises(IndexError):
+            frame.set_at("area", row, 1)
+    with pytest.raises(IndexError, match="column 4 is out of range for a table of 4 columns"):
+        frame.read(4)
+    with pytest.raises(TypeError, match="holds uint8"):
+        frame.set_at("count", 0, 256)
+
+
+def test_new_shapes(frame):
+    frame.reshape(2, {"a": "f4", "b": str})
+    assert (frame.shape, frame["b"], frame["a"].tolist()) == ((2, 2), ["", ""], [0, 0])
+    assert zarnik.DataFrameViewFactory.allocate(2, {"a": "f4", "b": str}).dtypes == frame.dtypes
+    assert zarnik.DataFrameViewFactory.allocate(0, {"a": "f4"}).shape == (0, 1)
+    assert zarnik.DataFrameViewFactory.allocate(2**33, {"a": "u1"}).shape == (2**33, 1)
+    for dtype in ("c8", ("u1", (3,))):
+        with pytest.raises((TypeError, zarnik.Error)):
+            frame.reshape(2, {"a": dtype})
+    with pytest.raises(zarnik.Error, match="neither may be 0"):
+        frame.reshape(0, {"a": "f4"})
+    assert frame.shape == (2, 2)

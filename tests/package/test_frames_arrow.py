@@ -1,5 +1,6 @@
 """Tables to and from other libraries, each of which is tried where it is installed."""
 
+import nanoarrow
 import numpy
 import pytest
 from numpy.testing import assert_array_equal
@@ -50,6 +51,31 @@ def test_a_stream_is_taken_once(frame):
     Once.stream = 5
     with pytest.raises(ValueError, match="PyCapsule"):
         zarnik.DataFrameView.from_arrow(Once())
+
+
+def test_another_reader_and_writer_of_the_interface(frame):
+    stream = nanoarrow.ArrayStream(frame)
+    fields = {field.name: field for field in stream.schema.fields}
+    assert dict(fields["f8"].metadata) == {b"unit": "mm²".encode()}
+    assert repr(nanoarrow.Schema(frame)) == repr(stream.schema)
+    rows = stream.read_all().to_pylist()
+    assert rows == [dict(row) for row in frame.rows()]
+    assert_same(zarnik.DataFrameView.from_arrow(nanoarrow.ArrayStream(frame)), frame)
+
+
+def test_what_a_table_cannot_hold_is_named():
+    for values, schema, message in (
+        ([1, None, 3], nanoarrow.int64(), 'column "c" has 1 null, a table holds none'),
+        (["a", None, None], nanoarrow.string(), 'column "c" has 2 nulls'),
+        ([True, False, True], nanoarrow.bool_(), 'column "c" of Arrow type boolean'),
+        ([b"x", b"", b"y"], nanoarrow.binary(), 'column "c" of Arrow type binary'),
+    ):
+        column = nanoarrow.c_array(values, schema)
+        table = nanoarrow.c_array_from_buffers(nanoarrow.struct({"c": schema}), 3, [None], children=[column])
+        with pytest.raises(zarnik.InvalidArgument, match=message):
+            zarnik.DataFrameView.from_arrow(nanoarrow.ArrayStream(table))
+    with pytest.raises(zarnik.InvalidArgument, match="is no table, a struct is needed"):
+        zarnik.DataFrameView.from_arrow(nanoarrow.ArrayStream([1, 2], nanoarrow.int32()))
 
 
 def test_pyarrow(frame):

@@ -4,7 +4,6 @@
 #include "zarnik/frames/DataFrameViewFactory.h"
 #include "zarnik/values/Checked.h"
 
-#include <bit>
 #include <cstring>
 #include <fmt/format.h>
 #include <new>
@@ -164,6 +163,10 @@ void requireCompleteBatch(ArrowArray const & batch, std::vector<ColumnSource> co
     throw InvalidArgument(fmt::format("{} rows are null, a table holds no nulls", nulls));
   for (size_t i = 0; i < columns.size(); ++i) {
     auto const part = partOf(batch, i);
+    if (batch.offset < 0 || part.array.offset < 0 || part.array.length - batch.offset < batch.length ||
+        (batch.length != 0 && !part.buffer<char>(1)))
+      throw Error(fmt::format("column \"{}\" of the Arrow stream has fewer cells than the {} of its batch",
+                              columns[i].name, batch.length));
     if (auto const nulls = nullCount(part.array, part.offset, part.length))
       throw InvalidArgument(fmt::format("column \"{}\" has {} null{}, a table holds none", columns[i].name, nulls,
                                         nulls == 1 ? "" : "s"));

@@ -252,6 +252,10 @@ TEST(Arrow, RefusesByNameWhatATableCannotHold) {
 }
 
 TEST(Arrow, TellsWhyAStreamFailed) {
+  Handmade withoutCells;
+  withoutCells.lengths = {3};
+  withoutCells.columns = {{"i", "n", {{nullptr, nullptr}}}};
+  EXPECT_THAT([&] { withoutCells.import(); }, ThrowsMessage<Error>(HasSubstr("\"n\" of the Arrow stream has fewer")));
   ArrowArrayStream stream{[](ArrowArrayStream *, ArrowSchema *) { return 5; }, nullptr,
                           [](ArrowArrayStream *) -> char const * { return "server gone"; }, nullptr, nullptr};
   EXPECT_THAT([&] { ArrowInterface::importStream(&stream); }, ThrowsMessage<Error>(HasSubstr("server gone")));
