@@ -41,9 +41,12 @@ ADDITIONS = [
     (r"TilingInfoExtension", "_views._TilingInfoExtension"),
     (r"ViewOriginExtension", "_views._ViewOriginExtension"),
     (r"ImageViewFactory", "_views._ImageViewFactory"),
+    (r"DataFrameView", "_frames._DataFrameView"),
+    (r"DataFrameViewFactory", "_frames._DataFrameViewFactory"),
+    (r"DependencyGraph", "_dependencies._DependencyGraph"),
     (r"\w+CapabilitySet", "_capabilities._CapabilitySet"),
 ]
-MODULES = ("_capabilities", "_metadata", "_properties", "_types", "_values", "_views")
+MODULES = ("_capabilities", "_dependencies", "_frames", "_metadata", "_properties", "_types", "_values", "_views")
 
 SIMPLE_TYPES = {
     "int": "int",
@@ -52,6 +55,7 @@ SIMPLE_TYPES = {
     "boolean": "bool",
     "int, float or str": "int | float | str",
     "list of int": "Sequence[int]",
+    "list of str": "list[str]",
     "bytes-like object": "ReadableBuffer",
     "writable buffer": "WriteableBuffer",
     "opaque pointer": "SupportsInt",
