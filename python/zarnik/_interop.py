@@ -95,7 +95,9 @@ def array_over(
     """Return a writeable array over memory that the owner keeps."""
     if 0 in shape:
         return numpy.empty(shape, dtype)
-    interface = {"version": 3, "typestr": dtype.str, "shape": shape, "strides": strides, "data": (address, False)}
+    interface = {"version": 3, "typestr": dtype.str, "shape": shape, "data": (address, False)}
+    if strides is not None:
+        interface["strides"] = strides
     return numpy.asarray(_Memory(interface, owner))
 
 

@@ -23,6 +23,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 // Objects that the library does not have, for the tests to hand to _zarnik through the shared type table.
@@ -277,6 +278,11 @@ template <typename Character> std::shared_ptr<VariantDataValue> wideValue() {
 }
 inline std::shared_ptr<VariantDataValue> utf16Value() { return wideValue<char16_t>(); }
 inline std::shared_ptr<VariantDataValue> utf32Value() { return wideValue<char32_t>(); }
+
+/// Drops a shared pointer on the heap on a thread that Python knows nothing of.
+inline void dropOnAnotherThread(uint64_t address) {
+  std::thread([=] { delete reinterpret_cast<std::shared_ptr<ImageView> *>(address); }).join();
+}
 
 /// The address of a shared pointer on the heap, which whoever takes the address owns.
 inline uint64_t pointerAddress(std::shared_ptr<ImageView> view) {
