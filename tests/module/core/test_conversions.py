@@ -191,7 +191,7 @@ def test_enumerations_are_unchecked_32_bit_ints():
 
 
 def test_data_types_by_value():
-    """A plain int stands for a data type, 32 bits of it; anything else leaves the reader's error, but in a comparison."""
+    """A plain int stands for a data type, 32 bits of it; all else leaves an error, but in comparisons."""
     scalar_type = _zarnik.DataType_extract_scalar_type
     assert scalar_type(_zarnik.DataTypeId_VEC3_UINT16).get_id() == _zarnik.DataTypeId_UINT16
     complex_type = _classes.DataType(_zarnik.DataTypeId_COMPLEX_FLOAT)
