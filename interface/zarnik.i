@@ -55,6 +55,7 @@ using namespace zarnik;
 %include "metadata/nodes.i"
 %include "metadata/properties.i"
 %include "access/capabilities.i"
+%include "access/access.i"
 %include "views/extensions.i"
 %include "views/image_view.i"
 %include "views/capabilities.i"

@@ -3,6 +3,7 @@
 #include "access/MemoryAccess.h"
 #include "access/RegionAccess.h"
 #include "access/StreamedAccess.h"
+#include "http/HttpAccess.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccessFactory.h"
 #include "zarnik/core/Error.h"
@@ -10,11 +11,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <vector>
-
-#if __has_include("http/HttpAccess.h")
-#include "http/HttpAccess.h"
-#define ZARNIK_HAS_HTTP
-#endif
 
 namespace zarnik {
 
@@ -97,12 +93,7 @@ std::shared_ptr<StreamAccess> StreamAccessFactory::openURIWrite(Uri const & uri)
 
 std::shared_ptr<StreamAccess> StreamAccessFactory::openHTTPWrite(Uri const & uri, std::string const & method,
                                                                  HTTPHeaders const & headers) {
-#ifdef ZARNIK_HAS_HTTP
   return openHttpWrite(uri, method, headers);
-#else
-  throw NotImplemented(
-      fmt::format("this build has no HTTP: {} {} with {} headers", method, uri.withoutCredentials(), headers.size()));
-#endif
 }
 
 std::shared_ptr<StreamAccess> StreamAccessFactory::fromRandomAccess(std::shared_ptr<RandomAccess> random) {
@@ -140,12 +131,7 @@ std::shared_ptr<RandomAccess> RandomAccessFactory::openURIRead(Uri const & uri) 
 
 std::shared_ptr<RandomAccess> RandomAccessFactory::openHTTPRead(Uri const & uri, std::string const & method,
                                                                 HTTPHeaders const & headers) {
-#ifdef ZARNIK_HAS_HTTP
   return openHttpRead(uri, method, headers);
-#else
-  throw NotImplemented(
-      fmt::format("this build has no HTTP: {} {} with {} headers", method, uri.withoutCredentials(), headers.size()));
-#endif
 }
 
 std::shared_ptr<RandomAccess> RandomAccessFactory::extractRegion(std::shared_ptr<RandomAccess> src, size_t offset) {

@@ -13,6 +13,8 @@ public:
   /// \throws InvalidArgument when the run leaves the source
   RegionAccess(std::shared_ptr<RandomAccess> source, size_t offset, size_t size);
 
+  std::shared_ptr<RandomAccess> const & source() const { return source_; }
+
   RandomAccessCapabilitySet capabilities() const override;
   size_t size() const override { return size_; }
   std::string toString() const override;

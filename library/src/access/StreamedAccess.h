@@ -15,6 +15,8 @@ public:
   /// \throws Error if the stream cannot seek
   explicit StreamedAccess(std::shared_ptr<StreamAccess> stream);
 
+  std::shared_ptr<StreamAccess> const & stream() const { return stream_; }
+
   std::shared_ptr<DataStorage> storage() const override { return stream_->storage(); }
   std::string resourceId() const override { return stream_->resourceId(); }
   RandomAccessCapabilitySet capabilities() const override;

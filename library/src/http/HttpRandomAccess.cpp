@@ -1,5 +1,6 @@
 #include "http/HttpRandomAccess.h"
 
+#include "access/Innermost.h"
 #include "http/HttpAccess.h"
 #include "zarnik/core/Error.h"
 
@@ -70,7 +71,7 @@ std::shared_ptr<RandomAccess> openHttpRead(Uri const & uri, std::string const & 
 }
 
 std::optional<HttpStatistics> httpStatistics(DataAccess const & access) {
-  auto const * const counted = dynamic_cast<http::Counted const *>(&access);
+  auto const * const counted = dynamic_cast<http::Counted const *>(&innermost(access));
   return counted ? std::optional(counted->statistics()) : std::nullopt;
 }
 

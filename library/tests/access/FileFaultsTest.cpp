@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <random>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -179,6 +180,32 @@ TEST(FolderStorage, KeepsToItsFolder) {
   EXPECT_THAT(messageOf([&] { storage->openRandomAccess("c", AccessCapabilities::READ_WRITE); }),
               HasSubstr("No such file"));
   EXPECT_EQ(storage->openRandomAccess("c", AccessCapabilities::WRITE_ONLY)->size(), 0u);
+}
+
+// Whatever the id: it is refused, or leads to a file inside of the folder.
+TEST(FolderStorage, SurvivesAnyId) {
+  auto const folder = scratchFolder();
+  std::filesystem::create_directories(folder / "in" / "a");
+  std::ofstream(folder / "b") << "outside";
+  std::ofstream(folder / "in" / "b") << "inside";
+  std::ofstream(folder / "in" / "a" / "b") << "inside";
+  std::filesystem::create_directory_symlink("..", folder / "in" / "u");
+  std::filesystem::create_directory_symlink("a", folder / "in" / "l");
+  auto const storage = FolderStorage::open(folder / "in");
+  std::mt19937 random(20261122);
+  std::string const alphabet = std::string("./ab/ul..//ab") + '\0' + "\\\xff~:";
+  size_t opened = 0;
+  for (int round = 0; round < 20000; ++round) {
+    std::string id;
+    for (size_t length = random() % 9; length > 0; --length)
+      id += alphabet[random() % alphabet.size()];
+    try {
+      ASSERT_EQ(storage->openRandomAccess(id, AccessCapabilities::READ_ONLY)->size(), 6u) << id;
+      ++opened;
+    } catch (Error const &) {
+    }
+  }
+  EXPECT_GT(opened, 50u);
 }
 
 TEST(FolderStorage, IsKnownToAFilesAccessors) {

@@ -7,16 +7,6 @@ from zarnik import _classes
 # What the module does not have yet: whole classes, and single functions of classes that it has.
 CLASSES_TO_COME = {
     "Serialization",
-    "Uri",
-    "HTTPHeaders",
-    "DataStorage",
-    "DataAccess",
-    "StreamAccess",
-    "RandomAccess",
-    "StreamAccessProvider",
-    "RandomAccessProvider",
-    "StreamAccessFactory",
-    "RandomAccessFactory",
     "MultiImageView",
     "MultiImageViewProvider",
     "MultiImageViewFactory",
@@ -24,7 +14,7 @@ CLASSES_TO_COME = {
     "LodImageViewProvider",
 }
 FACTORY = {f"{name}ImageViewFactory{rest}" for name, rest in (("new_", ""), ("delete_", ""), ("", "_allocate"))}
-FUNCTIONS_TO_COME = {"__lshift__", *functions_of("ImageViewFactory")} - FACTORY
+FUNCTIONS_TO_COME = {*functions_of("ImageViewFactory")} - FACTORY
 FUNCTIONS_TO_COME -= {"ImageViewFactory_swigregister", "ImageViewFactory_swiginit"}
 
 

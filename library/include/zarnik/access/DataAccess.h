@@ -8,9 +8,7 @@
 
 namespace zarnik {
 
-#ifndef SWIG
 class DataStorage;
-#endif
 
 /// Base of everything that gives access to bytes: streams and random accessors.
 ///

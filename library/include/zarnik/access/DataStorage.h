@@ -9,10 +9,8 @@
 
 namespace zarnik {
 
-#ifndef SWIG
 class RandomAccess;
 class StreamAccess;
-#endif
 
 /// A source of named resources, such as a folder of files.
 ///

@@ -85,8 +85,7 @@ private:
   uint16_t port_ = 0;
 };
 
-/// Write the string representation of an URI to a text stream.
-/// \return The stream.
+// Writes the string representation of an URI to a text stream. The flat operators carry no docstrings.
 ZARNIK_API std::ostream & operator<<(std::ostream & stream, Uri const & uri);
 
 } // namespace zarnik
