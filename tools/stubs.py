@@ -45,8 +45,25 @@ ADDITIONS = [
     (r"DataFrameViewFactory", "_frames._DataFrameViewFactory"),
     (r"DependencyGraph", "_dependencies._DependencyGraph"),
     (r"\w+CapabilitySet", "_capabilities._CapabilitySet"),
+    (r"DataAccess", "_access._DataAccess"),
+    (r"StreamAccess", "_access._StreamAccess"),
+    (r"RandomAccess", "_access._RandomAccess"),
+    (r"DataStorage", "_access._DataStorage"),
+    (r"Uri", "_access._Uri"),
+    (r"HTTPHeaders", "_access._HTTPHeaders"),
+    (r"RandomAccessFactory", "_access._RandomAccessFactory"),
 ]
-MODULES = ("_capabilities", "_dependencies", "_frames", "_metadata", "_properties", "_types", "_values", "_views")
+MODULES = (
+    "_access",
+    "_capabilities",
+    "_dependencies",
+    "_frames",
+    "_metadata",
+    "_properties",
+    "_types",
+    "_values",
+    "_views",
+)
 
 SIMPLE_TYPES = {
     "int": "int",

@@ -27,6 +27,7 @@ from __future__ import annotations
 
 # Each of these adds to the generated classes.
 from zarnik import (  # noqa: F401
+    _access,
     _capabilities,
     _classes,
     _dependencies,
@@ -38,6 +39,8 @@ from zarnik import (  # noqa: F401
     _values,
     _views,
 )
+from zarnik._access import open_random as open_random
+from zarnik._access import open_stream as open_stream
 from zarnik._classes import *  # noqa: F403
 from zarnik._enumerations import *  # noqa: F403
 from zarnik._extension import publish as _publish

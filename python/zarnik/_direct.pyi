@@ -67,3 +67,56 @@ def arrow_stream(frame: Any, /) -> Any:
 
 def frame_from_arrow(stream: Any, /) -> Any:
     """Make a table of a capsule of an ArrowArrayStream."""
+
+# ---- bytes -----------------------------------------------------------------------------------------------------------
+
+def read_stream(stream: Any, buffer: Any, /) -> int:
+    """Read at the cursor of a stream into a contiguous buffer; return the number of bytes."""
+
+def write_stream(stream: Any, buffer: Any, /) -> int:
+    """Write a contiguous buffer at the cursor of a stream; return the number of bytes."""
+
+def read_random(access: Any, offset: int, buffer: Any, /) -> int:
+    """Read at an offset of an accessor into a contiguous buffer; return the number of bytes."""
+
+def write_random(access: Any, offset: int, buffer: Any, /) -> int:
+    """Write a contiguous buffer at an offset of an accessor; return the number of bytes."""
+
+def read_many(access: Any, parts: Sequence[tuple[int, int]], buffer: Any, /) -> None:
+    """Read parts of an accessor, pairs of offset and size, one behind the other into a buffer.
+
+    :raises Error: if a part cannot be read whole.
+    """
+
+def flush_stream(stream: Any, /) -> None:
+    """Hand on what was written to a stream."""
+
+def close_stream(stream: Any, /) -> None:
+    """Complete what was written to a stream."""
+
+def abort_stream(stream: Any, /) -> None:
+    """Break off what was written to a stream, where that makes a difference."""
+
+def open_http_random(uri: Any, method: str, headers: Any, /) -> Any:
+    """Open a resource of a server for reading."""
+
+def open_http_stream(uri: Any, method: str, headers: Any, /) -> Any:
+    """Open a resource of a server for writing."""
+
+def open_file(path: bytes, how: str, /) -> Any:
+    """Open a file: "random", "random+" or "mapped" give an accessor, "r", "w" or "r+" a stream."""
+
+def random_over_buffer(buffer: Any, /) -> Any:
+    """Return an accessor over the memory of an object, which it keeps."""
+
+def random_over_file(file: Any, /) -> Any:
+    """Return an accessor over an object with the methods of a binary file."""
+
+def stream_over_file(file: Any, /) -> Any:
+    """Return a stream over an object with the methods of a binary file."""
+
+def share_memory(access: Any, /) -> numpy.ndarray[Any, Any] | None:
+    """Return the memory of an accessor as an array of bytes, None when it has none to share."""
+
+def http_counters(access: Any, /) -> dict[str, int] | None:
+    """Return what an access over HTTP has done so far, None for any other."""

@@ -1,6 +1,7 @@
 #include "module/Errors.h"
 
 #include "direct/Functions.h"
+#include "direct/PythonFile.h"
 #include "direct/TypeTable.h"
 #include "module/Reference.h"
 #include "zarnik/core/Error.h"
@@ -31,6 +32,9 @@ void translateException() noexcept {
     throw;
   } catch (PendingError const &) {
     return;
+  } catch (CausedError const & error) {
+    raise("zarnik::Error *", error);
+    error.restore();
   } catch (InvalidArgument const & error) {
     raise("zarnik::InvalidArgument *", error);
   } catch (NotImplemented const & error) {

@@ -1,20 +1,22 @@
 #include "numpy/NumpyImageView.h"
 
 #include "module/NumpyApi.h"
-#include "module/Reference.h"
 #include "numpy/NumpyTypes.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionCopier.h"
-#include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/values/RegionX.h"
 
 #include <algorithm>
-#include <utility>
+#include <cstring>
 #include <vector>
 
 namespace zarnik {
 
 namespace {
+
+PyArrayObject * asArray(python::Reference const & reference) {
+  return reinterpret_cast<PyArrayObject *>(reference.get());
+}
 
 std::vector<ImageDimension> dimensionsInNumpyOrder(ImageType type) {
   std::vector<ImageDimension> dimensions;
@@ -36,25 +38,21 @@ bool isRowMajor(PyArrayObject * array) {
 
 } // namespace
 
-struct NumpyImageView::Description {
-  Memory memory;
-  std::shared_ptr<ImageProperties const> properties;
-};
-
-NumpyImageView::NumpyImageView(PyObject * array, Description description)
-    : BorrowedMemoryView(std::move(description.memory), std::move(description.properties), nullptr), array_(array) {}
-
 NumpyImageView::NumpyImageView(PyObject * array, ImageDimension const * dimensions, size_t dimensionCount,
                                ImageInterpretation interpretation, bool hasAlpha)
-    : NumpyImageView(array, describe(array, {dimensions, dimensionCount}, interpretation, hasAlpha)) {}
+    : array_(python::Reference::share(array)) {
+  setUp({dimensions, dimensionCount}, interpretation, hasAlpha);
+}
 
 NumpyImageView::NumpyImageView(PyObject * array, ImageType axesInterpretation, ImageInterpretation interpretation,
                                bool hasAlpha)
-    : NumpyImageView(array, describe(array, dimensionsInNumpyOrder(axesInterpretation), interpretation, hasAlpha)) {}
+    : array_(python::Reference::share(array)) {
+  setUp(dimensionsInNumpyOrder(axesInterpretation), interpretation, hasAlpha);
+}
 
-NumpyImageView::Description NumpyImageView::describe(PyObject * object, std::span<ImageDimension const> dimensions,
-                                                     ImageInterpretation interpretation, bool hasAlpha) {
-  auto * const array = reinterpret_cast<PyArrayObject *>(object);
+void NumpyImageView::setUp(std::span<ImageDimension const> dimensions, ImageInterpretation interpretation,
+                           bool hasAlpha) {
+  auto * const array = asArray(array_);
   auto const rank = static_cast<size_t>(PyArray_NDIM(array));
   // Compared before and after the type is made: a list of another length is refused first, and a dimension named
   // twice would leave an axis without a place.
@@ -62,58 +60,81 @@ NumpyImageView::Description NumpyImageView::describe(PyObject * object, std::spa
   if (dimensions.size() != rank || type.dimensionCount() != rank)
     throw Error("Given dimensions list is not compatible with array shape");
 
-  VectorXu64 shape(rank);
+  shape_ = VectorXu64(rank);
   VectorXu64 layout(rank);
   VectorXu64 byteStrides(rank);
   for (size_t axis = 0; axis < rank; ++axis) {
     auto const place = type.indexDimension(dimensions[axis]);
     layout[axis] = place;
-    shape[place] = static_cast<uint64_t>(PyArray_DIMS(array)[axis]);
+    shape_[place] = static_cast<uint64_t>(PyArray_DIMS(array)[axis]);
     byteStrides[place] = static_cast<uint64_t>(PyArray_STRIDES(array)[axis]);
   }
-  auto const dataType = python::dataTypeOfNumpy(PyArray_TYPE(array));
+  dataType_ = python::dataTypeOfNumpy(PyArray_TYPE(array));
   if (PyArray_ISBYTESWAPPED(array))
     throw Error("Unsupported numpy data type");
   if (isRowMajor(array))
     std::reverse(layout.begin(), layout.end());
+  indexer_ = Indexer(shape_, dataType_, byteStrides, layout);
 
-  auto properties = ImageProperties::fromDataType(dataType);
-  auto & info = properties->imageInfo();
+  properties_ = ImageProperties::fromDataType(dataType_);
+  auto & info = properties_->imageInfo();
   info.setAxesInterpretation(type);
   info.setInterpretation(interpretation);
   info.setAlpha(hasAlpha);
-  if (!properties->isCompatibleWith(shape, dataType))
+  if (!properties_->isCompatibleWith(shape_, dataType_))
     throw Error("Given information are not compatible with Numpy");
-
-  Memory memory;
-  memory.first = PyArray_DATA(array);
-  memory.indexer = Indexer(shape, dataType, byteStrides, layout);
-  memory.owner = std::make_shared<python::KeptObject>(python::Reference::share(object));
-  memory.protection = PyArray_ISWRITEABLE(array) ? Protection::NONE : Protection::SEALED;
-  memory.name = "NumPy array";
-  return {std::move(memory), std::move(properties)};
 }
 
-void NumpyImageView::requireWritableArray() const {
-  requireWritable();
-  // NumPy's flag may have been set since.
-  if (!PyArray_ISWRITEABLE(reinterpret_cast<PyArrayObject *>(array_)))
-    throw Error("the array of the image is read-only");
+ImageCapabilitySet NumpyImageView::capabilities() const {
+  return ImageCapability::READ | ImageCapability::WRITE | ImageCapability::MEMORY_ACCESS;
+}
+
+VectorXu64 const & NumpyImageView::shape() const { return shape_; }
+DataType NumpyImageView::dataType() const { return dataType_; }
+std::shared_ptr<ImageProperties const> NumpyImageView::properties() const { return properties_; }
+std::shared_ptr<MetadataNode const> NumpyImageView::metadata() const { return metadata_; }
+Indexer const & NumpyImageView::indexer() const { return indexer_; }
+
+void NumpyImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
+  if (!properties)
+    throw InvalidArgument("image properties must not be null");
+  properties->requireSettableOn(shape_, dataType_);
+  properties_ = std::make_shared<ImageProperties>(*properties);
+}
+
+void NumpyImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
+  metadata_ = metadata ? metadata->clone() : nullptr;
+}
+
+void * NumpyImageView::buffer() { return PyArray_DATA(asArray(array_)); }
+void const * NumpyImageView::buffer() const { return PyArray_DATA(asArray(array_)); }
+
+size_t NumpyImageView::bufferSize() const {
+  auto * const array = asArray(array_);
+  return static_cast<size_t>(PyArray_MultiplyList(PyArray_DIMS(array), PyArray_NDIM(array))) *
+         static_cast<size_t>(PyArray_ITEMSIZE(array));
+}
+
+// Offsets wrap modulo 2^64, which is how negative strides reach memory before the data pointer.
+void NumpyImageView::read(VectorXu64 const & index, void * destination) {
+  std::memmove(destination, static_cast<char *>(buffer()) + indexer_.byteOffset(index), dataType_.byteCount());
 }
 
 void NumpyImageView::write(VectorXu64 const & index, void const * source) {
-  requireWritableArray();
-  BorrowedMemoryView::write(index, source);
+  std::memmove(static_cast<char *>(buffer()) + indexer_.byteOffset(index), source, dataType_.byteCount());
+}
+
+void NumpyImageView::readRegion(RegionXu64 const & region, void * destination) {
+  readDense(indexer_, buffer(), region, destination);
 }
 
 void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source) {
-  requireWritableArray();
-  auto const & strides = indexer().byteStride();
+  auto const & strides = indexer_.byteStride();
   if (std::find(strides.begin(), strides.end(), uint64_t{0}) == strides.end()) {
-    BorrowedMemoryView::writeRegion(region, source);
+    writeDense(indexer_, buffer(), region, source);
     return;
   }
-  Indexer const dense(region.size(), dataType());
+  Indexer const dense(region.size(), dataType_);
   VectorXu64 sourceOrigin(region.dimensionCount());
   auto size = region.size();
   // Along an axis of stride 0 every element is the same one: the last one written stays.
@@ -122,7 +143,7 @@ void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source)
       sourceOrigin[axis] = size[axis] - 1;
       size[axis] = 1;
     }
-  RegionCopier(dense, indexer(), sourceOrigin, region.origin(), size, dataType()).copy(source, buffer());
+  RegionCopier(dense, indexer_, sourceOrigin, region.origin(), size, dataType_).copy(source, buffer());
 }
 
 } // namespace zarnik

@@ -1,0 +1,452 @@
+// What the package does with accessors of bytes: transfers without the interpreter's lock, memory that is kept, and
+// files of Python.
+
+#include "direct/CallWithoutLock.h"
+#include "direct/Functions.h"
+#include "direct/PythonFile.h"
+#include "direct/TypeTable.h"
+#include "module/Buffers.h"
+#include "module/NumpyApi.h"
+#include "zarnik/access/HTTPHeaders.h"
+#include "zarnik/access/RandomAccessFactory.h"
+#include "zarnik/access/StreamAccessFactory.h"
+#include "zarnik/access/StreamCompletion.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/http/HttpStatistics.h"
+#include "zarnik/values/Checked.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <vector>
+
+namespace zarnik::python {
+
+namespace {
+
+// More than this may take longer than somebody waits who has pressed Ctrl-C.
+constexpr size_t longBytes = size_t{64} << 20;
+// Of a long transfer, between two looks whether it is wanted still.
+constexpr size_t pieceBytes = size_t{16} << 20;
+
+struct Types {
+  swig_type_info * access = findType("std::shared_ptr< zarnik::DataAccess > *");
+  swig_type_info * stream = findType("std::shared_ptr< zarnik::StreamAccess > *");
+  swig_type_info * random = findType("std::shared_ptr< zarnik::RandomAccess > *");
+  swig_type_info * uri = findType("zarnik::Uri *");
+  swig_type_info * headers = findType("zarnik::HTTPHeaders *");
+};
+Types const & types() {
+  static Types const found;
+  return found;
+}
+
+template <typename T> std::shared_ptr<T> sharedOf(PyObject * object, swig_type_info * type, char const * what) {
+  auto shared = type ? sharedPointer<T>(object, type) : nullptr;
+  if (shared)
+    return shared;
+  PyErr_Format(PyExc_TypeError, "a %s is needed, got %R", what, object);
+  throw PendingError();
+}
+
+std::shared_ptr<StreamAccess> streamOf(PyObject * object) {
+  return sharedOf<StreamAccess>(object, types().stream, "StreamAccess");
+}
+
+std::shared_ptr<RandomAccess> randomOf(PyObject * object) {
+  return sharedOf<RandomAccess>(object, types().random, "RandomAccess");
+}
+
+template <typename T> T const & valueOf(PyObject * object, swig_type_info * type, char const * what) {
+  if (auto const * const value = wrappedPointer(object, type))
+    return *static_cast<T const *>(value);
+  PyErr_Format(PyExc_TypeError, "a %s is needed, got %R", what, object);
+  throw PendingError();
+}
+
+size_t sizeOf(PyObject * object) {
+  auto const number = Reference::steal(PyNumber_Index(object));
+  auto const value = number ? PyLong_AsUnsignedLongLong(number.get()) : 0;
+  if (PyErr_Occurred())
+    throw PendingError();
+  return value;
+}
+
+Buffer<void> writableBuffer(PyObject * object) {
+  Buffer<void> buffer;
+  if (readWritableBuffer(object, buffer))
+    return buffer;
+  PyErr_Format(PyExc_TypeError, "a contiguous buffer is needed that can be written, got %R", object);
+  throw PendingError();
+}
+
+Buffer<void const> readableBuffer(PyObject * object) {
+  Buffer<void const> buffer;
+  if (readReadableBuffer(object, buffer))
+    return buffer;
+  PyErr_Format(PyExc_TypeError, "a contiguous bytes-like object is needed, got %R", object);
+  throw PendingError();
+}
+
+PyObject * unsignedObject(uint64_t value) { return PyLong_FromUnsignedLongLong(value); }
+PyObject * none() { return Reference::share(Py_None).release(); }
+
+// Calls move(place, size) for one piece of a transfer after the other until one is short.
+template <typename Move> size_t inPieces(size_t size, Cancellation const & cancellation, Move const & move) {
+  size_t done = 0;
+  while (done < size && !cancellation.requested()) {
+    auto const wanted = std::min(pieceBytes, size - done);
+    auto const count = move(done, wanted);
+    done += count;
+    if (count < wanted)
+      break;
+  }
+  return done;
+}
+
+// A stream that a thread works on without the interpreter's lock, until this goes. Others are refused meanwhile: an
+// interrupted call may go on for a while.
+class StreamUse {
+public:
+  explicit StreamUse(StreamAccess const & stream) : stream_(&stream) {
+    std::scoped_lock const lock(mutex());
+    if (!inUse().insert(stream_).second)
+      throw Error(
+          fmt::format("{} is being used by another thread, or by a call that was interrupted", stream.toString()));
+  }
+  StreamUse(StreamUse const &) = delete;
+  StreamUse & operator=(StreamUse const &) = delete;
+  ~StreamUse() {
+    std::scoped_lock const lock(mutex());
+    inUse().erase(stream_);
+  }
+
+private:
+  static std::mutex & mutex() {
+    static auto & only = *new std::mutex;
+    return only;
+  }
+  static std::set<StreamAccess const *> & inUse() {
+    static auto & all = *new std::set<StreamAccess const *>;
+    return all;
+  }
+
+  StreamAccess const * stream_;
+};
+
+// Moves bytes between an accessor and memory that the pin keeps. What comes from a server may take any time: it is left
+// to itself when the call is interrupted, since it cannot be told. All else is told between two pieces. In memory the
+// interpreter's lock is what keeps other threads from changing its size.
+template <typename Move>
+size_t transfer(DataAccess const & access, size_t size, Reference const & pin, bool isInMemory, Move move) {
+  if (isInMemory)
+    return move(0, size);
+  if (httpStatistics(access))
+    return callWithoutLock([move, size, kept = KeptObject(Reference(pin))] { return move(0, size); }, CallLength::LONG);
+  if (size < longBytes) {
+    WithoutLock const released;
+    return move(0, size);
+  }
+  return callWithoutLock([move, size, kept = KeptObject(Reference(pin))](
+                             Cancellation const & cancellation) { return inPieces(size, cancellation, move); },
+                         CallLength::LONG);
+}
+
+bool isInMemory(StreamAccess const & stream) { return stream.support(StreamAccessCapability::MEMORY_ACCESS); }
+bool isInMemory(RandomAccess const & access) { return access.support(RandomAccessCapability::MEMORY_ACCESS); }
+
+PyObject * readStream(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    PyObject * destination = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "read_stream", 2, 2, &object, &destination))
+      return nullptr;
+    auto const stream = streamOf(object);
+    auto const buffer = writableBuffer(destination);
+    auto * const bytes = static_cast<uint8_t *>(buffer.data);
+    return unsignedObject(transfer(*stream, buffer.size, buffer.pin, isInMemory(*stream),
+                                   [stream, bytes, use = std::make_shared<StreamUse>(*stream)](
+                                       size_t place, size_t size) { return stream->read(bytes + place, size); }));
+  });
+}
+
+PyObject * writeStream(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    PyObject * source = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "write_stream", 2, 2, &object, &source))
+      return nullptr;
+    auto const stream = streamOf(object);
+    auto const buffer = readableBuffer(source);
+    auto const * const bytes = static_cast<uint8_t const *>(buffer.data);
+    return unsignedObject(transfer(*stream, buffer.size, buffer.pin, isInMemory(*stream),
+                                   [stream, bytes, use = std::make_shared<StreamUse>(*stream)](
+                                       size_t place, size_t size) { return stream->write(bytes + place, size); }));
+  });
+}
+
+PyObject * readRandom(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    PyObject * first = nullptr;
+    PyObject * destination = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "read_random", 3, 3, &object, &first, &destination))
+      return nullptr;
+    auto const access = randomOf(object);
+    auto const offset = sizeOf(first);
+    auto const buffer = writableBuffer(destination);
+    auto * const bytes = static_cast<uint8_t *>(buffer.data);
+    checkedAdd(offset, buffer.size, "bytes to read");
+    return unsignedObject(transfer(*access, buffer.size, buffer.pin, isInMemory(*access),
+                                   [access, offset, bytes](size_t place, size_t size) {
+                                     return access->read(offset + place, bytes + place, size);
+                                   }));
+  });
+}
+
+PyObject * writeRandom(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    PyObject * first = nullptr;
+    PyObject * source = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "write_random", 3, 3, &object, &first, &source))
+      return nullptr;
+    auto const access = randomOf(object);
+    auto const offset = sizeOf(first);
+    auto const buffer = readableBuffer(source);
+    auto const * const bytes = static_cast<uint8_t const *>(buffer.data);
+    checkedAdd(offset, buffer.size, "bytes to write");
+    return unsignedObject(transfer(*access, buffer.size, buffer.pin, isInMemory(*access),
+                                   [access, offset, bytes](size_t place, size_t size) {
+                                     return access->write(offset + place, bytes + place, size);
+                                   }));
+  });
+}
+
+// read_many(access, [(offset, size), ...], buffer): the parts one behind the other.
+PyObject * readMany(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    PyObject * pairs = nullptr;
+    PyObject * destination = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "read_many", 3, 3, &object, &pairs, &destination))
+      return nullptr;
+    auto const access = randomOf(object);
+    auto const buffer = writableBuffer(destination);
+    auto const list = Reference::steal(PySequence_List(pairs));
+    if (!list)
+      return nullptr;
+    std::vector<RandomAccess::ReadRequest> requests;
+    size_t total = 0;
+    for (Py_ssize_t i = 0; i < PyList_Size(list.get()); ++i) {
+      auto * const pair = PyList_GetItem(list.get(), i);
+      if (!PyTuple_Check(pair) || PyTuple_Size(pair) != 2) {
+        PyErr_Format(PyExc_TypeError, "pairs of offset and size are needed, got %R", pair);
+        return nullptr;
+      }
+      auto const size = sizeOf(PyTuple_GetItem(pair, 1));
+      auto const place = total;
+      total = checkedAdd(total, size, "bytes to read");
+      if (total > buffer.size) {
+        PyErr_Format(PyExc_ValueError, "the parts do not fit a buffer of %zu bytes", buffer.size);
+        return nullptr;
+      }
+      requests.push_back({sizeOf(PyTuple_GetItem(pair, 0)), static_cast<uint8_t *>(buffer.data) + place, size});
+    }
+    auto const read = [access, requests = std::move(requests)](size_t, size_t size) {
+      access->readMany(requests);
+      return size;
+    };
+    // Not in pieces: an accessor that is far away plans all of it together.
+    callWithoutLock([read, total, kept = KeptObject(Reference(buffer.pin))] { return read(0, total); },
+                    httpStatistics(*access) || total >= longBytes ? CallLength::LONG : CallLength::SHORT);
+    return none();
+  });
+}
+
+PyObject * flushStream(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto const stream = streamOf(object);
+    callWithoutLock([stream, use = std::make_shared<StreamUse>(*stream)] { stream->flush(); },
+                    httpStatistics(*stream) ? CallLength::LONG : CallLength::SHORT);
+    return none();
+  });
+}
+
+PyObject * closeStream(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto const stream = streamOf(object);
+    if (auto const completion = std::dynamic_pointer_cast<StreamCompletion>(stream))
+      callWithoutLock([completion, use = std::make_shared<StreamUse>(*stream)] { completion->close(); },
+                      CallLength::LONG);
+    else
+      callWithoutLock([stream, use = std::make_shared<StreamUse>(*stream)] { stream->flush(); }, CallLength::SHORT);
+    return none();
+  });
+}
+
+PyObject * abortStream(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto const stream = streamOf(object);
+    if (auto const completion = std::dynamic_pointer_cast<StreamCompletion>(stream))
+      callWithoutLock([completion, use = std::make_shared<StreamUse>(*stream)] { completion->abort(); },
+                      CallLength::SHORT);
+    return none();
+  });
+}
+
+PyObject * openHttpRandom(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * uri = nullptr;
+    char const * method = nullptr;
+    PyObject * headers = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OsO", &uri, &method, &headers))
+      return nullptr;
+    auto access = callWithoutLock(
+        [uri = valueOf<Uri>(uri, types().uri, "Uri"), method = std::string(method),
+         headers = valueOf<HTTPHeaders>(headers, types().headers, "HTTPHeaders")] {
+          return RandomAccessFactory::openHTTPRead(uri, method, headers);
+        },
+        CallLength::LONG);
+    return wrapShared(std::move(access), types().random);
+  });
+}
+
+PyObject * openHttpStream(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * uri = nullptr;
+    char const * method = nullptr;
+    PyObject * headers = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OsO", &uri, &method, &headers))
+      return nullptr;
+    auto stream = callWithoutLock(
+        [uri = valueOf<Uri>(uri, types().uri, "Uri"), method = std::string(method),
+         headers = valueOf<HTTPHeaders>(headers, types().headers, "HTTPHeaders")] {
+          return StreamAccessFactory::openHTTPWrite(uri, method, headers);
+        },
+        CallLength::LONG);
+    return wrapShared(std::move(stream), types().stream);
+  });
+}
+
+// Files by the bytes of their paths, which need not be text.
+PyObject * openFile(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * pathObject = nullptr;
+    char const * kind = nullptr;
+    if (!PyArg_ParseTuple(arguments, "Ss", &pathObject, &kind))
+      return nullptr;
+    char * text = nullptr;
+    Py_ssize_t size = 0;
+    if (PyBytes_AsStringAndSize(pathObject, &text, &size) != 0)
+      return nullptr;
+    std::string const path(text, static_cast<size_t>(size));
+    std::string_view const how(kind);
+    if (how == "random")
+      return wrapShared(RandomAccessFactory::openFileRead(path), types().random);
+    if (how == "mapped")
+      return wrapShared(RandomAccessFactory::mapFile(path), types().random);
+    if (how == "random+")
+      return wrapShared(RandomAccessFactory::openFile(path), types().random);
+    if (how == "r")
+      return wrapShared(StreamAccessFactory::openFileRead(path), types().stream);
+    if (how == "w")
+      return wrapShared(StreamAccessFactory::openFileWrite(path), types().stream);
+    if (how == "r+")
+      return wrapShared(StreamAccessFactory::openFile(path), types().stream);
+    PyErr_Format(PyExc_ValueError, "unknown way %s to open a file", kind);
+    return nullptr;
+  });
+}
+
+PyObject * randomOverBuffer(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    Buffer<void> buffer;
+    bool const canWrite = readWritableBuffer(object, buffer);
+    if (!canWrite) {
+      auto const readable = readableBuffer(object);
+      buffer = {const_cast<void *>(readable.data), readable.size, readable.pin};
+    }
+    auto keeper = std::make_shared<KeptObject>(buffer.pin);
+    return wrapShared(RandomAccessFactory::fromBuffer(buffer.data, buffer.size, std::move(keeper), canWrite),
+                      types().random);
+  });
+}
+
+PyObject * randomOverFile(PyObject *, PyObject * file) {
+  return guarded([&] { return wrapShared(randomOverPythonFile(file), types().random); });
+}
+
+PyObject * streamOverFile(PyObject *, PyObject * file) {
+  return guarded([&] { return wrapShared(streamOverPythonFile(file), types().stream); });
+}
+
+constexpr char memoryName[] = "zarnik.memory of an accessor";
+
+void deleteMemory(PyObject * capsule) {
+  delete static_cast<std::shared_ptr<void> *>(PyCapsule_GetPointer(capsule, memoryName));
+}
+
+// The memory of an accessor as an array of bytes, which keeps it; None when it cannot be kept.
+PyObject * shareMemory(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto const access = randomOf(object);
+    auto memory = access->sharedBuffer();
+    auto const size = access->size();
+    if (!memory || size > static_cast<size_t>(std::numeric_limits<npy_intp>::max()))
+      return none();
+    auto holder = std::make_unique<std::shared_ptr<void>>(memory);
+    auto capsule = Reference::steal(PyCapsule_New(holder.get(), memoryName, deleteMemory));
+    if (!capsule)
+      return nullptr;
+    holder.release();
+    npy_intp shape[] = {static_cast<npy_intp>(size)};
+    auto const flags = access->support(RandomAccessCapability::WRITE) ? NPY_ARRAY_CARRAY : NPY_ARRAY_CARRAY_RO;
+    auto array =
+        Reference::steal(PyArray_New(&PyArray_Type, 1, shape, NPY_UINT8, nullptr, memory.get(), 0, flags, nullptr));
+    if (!array || PyArray_SetBaseObject(reinterpret_cast<PyArrayObject *>(array.get()), capsule.release()) != 0)
+      return nullptr;
+    return array.release();
+  });
+}
+
+PyObject * httpCounters(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto const access = sharedOf<DataAccess>(object, types().access, "accessor");
+    auto const counters = httpStatistics(*access);
+    if (!counters)
+      return none();
+    auto const number = [](uint64_t value) { return static_cast<unsigned long long>(value); };
+    return Py_BuildValue("{sKsKsKsKsKsK}", "requests", number(counters->requests), "bytes_received",
+                         number(counters->bytesReceived), "bytes_sent", number(counters->bytesSent), "cache_hits",
+                         number(counters->cacheHits), "cache_misses", number(counters->cacheMisses), "retries",
+                         number(counters->retries));
+  });
+}
+
+PyMethodDef methods[] = {
+    {"read_stream", readStream, METH_VARARGS, "Read at the cursor of a stream into a buffer; the number of bytes."},
+    {"write_stream", writeStream, METH_VARARGS, "Write a buffer at the cursor of a stream; the number of bytes."},
+    {"read_random", readRandom, METH_VARARGS, "Read at an offset of an accessor into a buffer; the number of bytes."},
+    {"write_random", writeRandom, METH_VARARGS, "Write a buffer at an offset of an accessor; the number of bytes."},
+    {"read_many", readMany, METH_VARARGS, "Read parts of an accessor, one behind the other, into a buffer."},
+    {"flush_stream", flushStream, METH_O, "Hand on what was written to a stream."},
+    {"close_stream", closeStream, METH_O, "Complete what was written to a stream."},
+    {"abort_stream", abortStream, METH_O, "Break off what was written to a stream, where that makes a difference."},
+    {"open_http_random", openHttpRandom, METH_VARARGS, "Open a resource of a server for reading."},
+    {"open_http_stream", openHttpStream, METH_VARARGS, "Open a resource of a server for writing."},
+    {"open_file", openFile, METH_VARARGS, "Open a file: random, random+, mapped, r, w or r+."},
+    {"random_over_buffer", randomOverBuffer, METH_O, "An accessor over the memory of an object, which it keeps."},
+    {"random_over_file", randomOverFile, METH_O, "An accessor over an object with the methods of a file."},
+    {"stream_over_file", streamOverFile, METH_O, "A stream over an object with the methods of a file."},
+    {"share_memory", shareMemory, METH_O, "The memory of an accessor as an array, None when it has none to share."},
+    {"http_counters", httpCounters, METH_O, "What an access over HTTP has done so far, None for any other."},
+    {}};
+DirectFunctions const registered(methods);
+
+} // namespace
+
+} // namespace zarnik::python

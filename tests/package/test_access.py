@@ -1,0 +1,375 @@
+"""Streams and random accessors as a Python user has them."""
+
+from __future__ import annotations
+
+import gc
+import gzip
+import io
+import os
+import signal
+import sys
+import threading
+import time
+import zipfile
+from pathlib import Path
+
+import numpy
+import pytest
+
+import zarnik
+
+CONTENT = bytes(range(256)) * 40
+
+
+class Failing(io.RawIOBase):
+    """A file whose every transfer fails."""
+
+    def readable(self):
+        return True
+
+    def writable(self):
+        return True
+
+    def seekable(self):
+        return True
+
+    def seek(self, offset, whence=0):
+        return offset
+
+    def tell(self):
+        return 0
+
+    def readinto(self, buffer):
+        raise LookupError("no such byte")
+
+    def write(self, data):
+        raise OSError("no room")
+
+
+class Plain:
+    """The least that counts as a file: it can be read in order, a few bytes at a time."""
+
+    def __init__(self, content):
+        self.content = io.BytesIO(content)
+
+    def read(self, size):
+        return self.content.read(min(size, 7))
+
+
+@pytest.fixture
+def path(tmp_path):
+    result = tmp_path / "some file"
+    result.write_bytes(CONTENT)
+    return result
+
+
+def fsspec_memory(content):
+    fsspec = pytest.importorskip("fsspec")
+    with fsspec.open("memory://zarnik/test.bin", "wb") as file:
+        file.write(content)
+    return fsspec.open("memory://zarnik/test.bin", "rb").open()
+
+
+def fsspec_zip(content):
+    fsspec = pytest.importorskip("fsspec")
+    archive = io.BytesIO()
+    with zipfile.ZipFile(archive, "w", zipfile.ZIP_DEFLATED) as writer:
+        writer.writestr("inner.bin", content)
+    file_system = fsspec.filesystem("zip", fo=archive)
+    file = file_system.open("inner.bin")
+    file.file_system = file_system  # which closes its files when it goes
+    return file
+
+
+SOURCES = {
+    "path": lambda path: path,
+    "text path": str,
+    "URL": lambda path: f"file://{path}".replace(" ", "%20"),
+    "Uri": lambda path: zarnik.Uri(f"file://{path}"),
+    "bytes": lambda path: path.read_bytes(),
+    "bytearray": lambda path: bytearray(path.read_bytes()),
+    "array": lambda path: numpy.fromfile(path, "u4"),
+    "BytesIO": lambda path: io.BytesIO(path.read_bytes()),
+    "raw file": lambda path: open(path, "rb", buffering=0),
+    "buffered file": lambda path: open(path, "rb"),
+    "fsspec memory": lambda path: fsspec_memory(path.read_bytes()),
+    "fsspec zip": lambda path: fsspec_zip(path.read_bytes()),
+    "stream": lambda path: zarnik.open_stream(path),
+    "stream as a file": lambda path: zarnik.open_stream(path).as_file(),
+}
+
+
+@pytest.mark.parametrize("make", SOURCES.values(), ids=SOURCES)
+def test_all_sources_are_read_alike(make, path):
+    access = zarnik.open_random(make(path))
+    assert len(access) == len(CONTENT)
+    for where in (slice(None), slice(10, 20), slice(-5, None), slice(20, 10), slice(5, 500, 7), slice(500, 5, -7)):
+        assert access[where] == CONTENT[where]
+    assert (access[3], access[-1]) == (CONTENT[3], CONTENT[-1])
+    assert access.read(10000, 1000) == CONTENT[10000:]
+    assert access.read(2**64 - 1, 10) == b""
+    assert access.read_many([(0, 3), (9000, 4), (1, 0), (0, 2)]) == [CONTENT[:3], CONTENT[9000:9004], b"", CONTENT[:2]]
+    assert access.read_many([]) == []
+    buffer = bytearray(5)
+    assert access.read_into(len(CONTENT) - 2, buffer) == 2
+    assert buffer == CONTENT[-2:] + bytes(3)
+
+    with zarnik.open_stream(make(path)) as stream:
+        assert stream.read(10) == CONTENT[:10]
+        assert stream.seek(-20, io.SEEK_END) == len(CONTENT) - 20
+        assert stream.seek(5, zarnik.SeekOrigin.CURRENT) == len(CONTENT) - 15
+        assert stream.read() == CONTENT[-15:]
+        assert stream.read(1) == b""
+        assert stream.seek(4) == 4
+        assert stream.readinto(buffer) == 5
+        assert buffer == CONTENT[4:9]
+        assert stream.read(2**62) == CONTENT[9:]
+    with pytest.raises(ValueError, match="closed"):
+        stream.read(1)
+
+
+WRITABLE = {
+    "path": lambda path: path,
+    "bytearray": lambda path: bytearray(path.read_bytes()),
+    "BytesIO": lambda path: io.BytesIO(path.read_bytes()),
+    "buffered file": lambda path: open(path, "r+b"),
+    "mapping": lambda path: zarnik.open_random(path, mode="m"),
+}
+
+
+@pytest.mark.parametrize("make", WRITABLE.values(), ids=WRITABLE)
+def test_what_can_be_written(make, path):
+    access = zarnik.open_random(make(path), mode="r+")
+    assert access.write(1, b"XYZ") == 3
+    access[10:12] = b"ab"
+    access[-1] = 7
+    expected = bytearray(CONTENT)
+    expected[1:4], expected[10:12], expected[-1] = b"XYZ", b"ab", 7
+    assert access[:] == expected
+    with pytest.raises(ValueError, match="3 bytes do not fit a slice of 2"):
+        access[0:2] = b"abc"
+    with zarnik.open_stream(make(path), "r+") as stream:
+        stream.seek(100)
+        assert stream.write(memoryview(b"hello")) == 5
+        stream.flush()
+        stream.seek(98)
+        assert stream.read(9) == CONTENT[98:100] + b"hello" + CONTENT[105:107]
+
+
+def test_writing_empties_a_file(path):
+    with zarnik.open_stream(path, "wb") as stream:
+        assert (stream.readable(), stream.writable(), stream.seekable()) == (False, True, True)
+        stream.write(b"new")
+        stream.seek(5)
+        stream.write(b"!")
+    assert path.read_bytes() == b"new\0\0!"
+    with pytest.raises(zarnik.Error, match="not a valid URI"):
+        zarnik.open_stream("http://[", "w")
+
+
+def test_paths_need_not_be_text(tmp_path):
+    name = os.path.join(os.fsencode(tmp_path), b"\xff\xfe")
+    with open(name, "wb") as file:
+        file.write(b"abc")
+    assert zarnik.open_random(os.fsdecode(name))[:] == b"abc"
+
+
+def test_standard_files_work_on_streams(tmp_path):
+    array = numpy.arange(1000, dtype="i4").reshape(10, 100)
+    numpy.save(tmp_path / "array.npy", array)
+    with zarnik.open_stream(tmp_path / "array.npy").as_file() as file:
+        assert (numpy.load(file) == array).all()
+
+    memory = zarnik.StreamAccessFactory.allocate()
+    with zipfile.ZipFile(memory.as_file(), "w", zipfile.ZIP_DEFLATED) as archive:
+        archive.writestr("a", CONTENT)
+        archive.writestr("b", b"second")
+    memory.seek(0)
+    with zipfile.ZipFile(io.BufferedReader(memory.as_file())) as archive:
+        assert archive.testzip() is None
+        assert (archive.read("a"), archive.read("b")) == (CONTENT, b"second")
+
+    (tmp_path / "c.gz").write_bytes(gzip.compress(CONTENT))
+    with gzip.open(zarnik.open_stream(tmp_path / "c.gz").as_file()) as file:
+        assert file.read() == CONTENT
+
+
+@pytest.mark.parametrize("make", [zarnik.open_stream, zarnik.open_random], ids=["stream", "random"])
+def test_exceptions_of_files_are_the_cause(make):
+    access = make(Failing())
+    read = access.read if make is zarnik.open_stream else lambda size: zarnik._direct.read_random(access, 0, bytearray(1))
+    if make is zarnik.open_stream:
+        with pytest.raises(zarnik.Error, match="cannot read a Python file of type Failing: LookupError") as caught:
+            read(3)
+        assert isinstance(caught.value.__cause__, LookupError)
+        with pytest.raises(zarnik.Error, match="no room") as caught:
+            access.write(b"x")
+        assert isinstance(caught.value.__cause__, OSError)
+    else:
+        assert len(access) == 0
+    with pytest.raises(TypeError, match="methods read or write"):
+        zarnik._direct.stream_over_file(7)
+    with pytest.raises(TypeError):
+        make(7)
+
+
+def test_ctrl_c_in_a_file_is_no_error_of_the_library():
+    class Interrupted(Failing):
+        def readinto(self, buffer):
+            raise KeyboardInterrupt
+
+    with pytest.raises(KeyboardInterrupt):
+        zarnik.open_stream(Interrupted()).read(3)
+
+
+def test_files_that_cannot_seek_are_read_in_order():
+    stream = zarnik.open_stream(Plain(CONTENT))
+    assert not stream.seekable()
+    assert stream.peek() == 0
+    assert stream.read(20) == CONTENT[:20]
+    assert stream.peek() == 20
+    assert stream.read() == CONTENT[20:]
+    with pytest.raises(zarnik.Error, match="cannot seek"):
+        zarnik.open_random(Plain(CONTENT))
+
+
+def test_a_file_read_by_several_threads():
+    access = zarnik.open_random(io.BytesIO(CONTENT))
+    part = zarnik.RandomAccessFactory.extract_region(access, 100)
+    failures = []
+
+    def check(seed):
+        for round in range(200):
+            offset = (seed * 977 + round * 131) % 9000
+            if access.read(offset, 50) != CONTENT[offset : offset + 50] or part[offset] != CONTENT[offset + 100]:
+                failures.append(offset)
+
+    threads = [threading.Thread(target=check, args=(seed,)) for seed in range(4)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join(60)
+    assert not failures and not any(thread.is_alive() for thread in threads)
+
+
+def test_shared_memory_outlives_its_accessor(path):
+    access = zarnik.RandomAccessFactory.allocate(4)
+    array = access.share()
+    array[:] = 9
+    assert access[:] == b"\x09" * 4
+    access.resize(1 << 20)
+    access.write(0, b"new!")
+    assert array.tolist() == [9] * 4
+    mapped = zarnik.open_random(path, mode="m").share()
+    gc.collect()
+    assert mapped.tobytes() == CONTENT
+    fixed = zarnik.open_random(b"read-only").share()
+    assert fixed.tobytes() == b"read-only" and not fixed.flags.writeable
+    with pytest.raises(zarnik.NotImplemented, match="no memory to share"):
+        zarnik.open_random(path).share()
+
+
+def test_buffers_are_kept_and_pinned():
+    buffer = bytearray(b"0123456789")
+    part = zarnik.RandomAccessFactory.extract_region(zarnik.open_random(buffer), 3)
+    gc.collect()
+    with pytest.raises(BufferError):
+        buffer.clear()
+    buffer[3] = ord("x")
+    assert part[:3] == b"x45"
+    count = sys.getrefcount(buffer)
+    del part
+    gc.collect()
+    assert sys.getrefcount(buffer) <= count
+    buffer.clear()
+    with pytest.raises(zarnik.NotImplemented):
+        zarnik.open_random(b"fixed").write(0, b"x")
+
+
+def test_closing_closes_the_file(path):
+    descriptors = len(os.listdir("/proc/self/fd"))
+    stream = zarnik.open_stream(path)
+    stream.close()
+    stream.close()
+    assert stream.closed and "closed" in repr(stream)
+    assert len(os.listdir("/proc/self/fd")) == descriptors
+    for use in (lambda: stream.read(1), stream.tell, stream.flush, stream.as_file, lambda: stream.seek(0)):
+        with pytest.raises(ValueError, match="closed"):
+            use()
+
+
+@pytest.mark.parametrize("arguments", [(-1, 1), (0, -1), (2**64, 1), (0, 2**64)])
+def test_offsets_and_sizes_have_64_bits(arguments):
+    with pytest.raises(ValueError, match="out of range"):
+        zarnik.open_random(b"abc").read(*arguments)
+    with pytest.raises(ValueError, match="out of range"):
+        zarnik.open_random(b"abc").read_many([arguments])
+
+
+def test_arguments_are_checked(path):
+    access = zarnik.open_random(path)
+    for wrong in ("0", None, 1.5):
+        with pytest.raises(TypeError):
+            access.read(wrong, 1)
+        with pytest.raises(TypeError):
+            access[wrong]
+    for index in (len(CONTENT), -len(CONTENT) - 1):
+        with pytest.raises(IndexError):
+            access[index]
+    with pytest.raises(zarnik.Error, match="exceeds"):
+        access.read_many([(0, 1), (len(CONTENT) - 1, 2)])
+    with pytest.raises(TypeError):
+        access.read_into(0, b"fixed")
+    with pytest.raises(TypeError):
+        access.read_into(0, numpy.zeros(8, "u1")[::2])
+    with pytest.raises(ValueError, match="mode"):
+        zarnik.open_random(path, mode="w")
+    with pytest.raises(ValueError, match="mode"):
+        zarnik.open_stream(path, "a")
+    with pytest.raises(ValueError, match="whence"):
+        zarnik.open_stream(path).seek(0, 3)
+    with pytest.raises(zarnik.Error, match="cannot seek"):
+        zarnik.open_stream(path).seek(1, io.SEEK_END)
+    with pytest.raises(zarnik.InvalidArgument, match="null character"):
+        zarnik.open_random("a\0b")
+    with pytest.raises(zarnik.Error, match="No such file"):
+        zarnik.open_random(f"{path}.missing")
+
+
+def test_a_stream_is_left_by_an_exception(path):
+    with pytest.raises(RuntimeError), zarnik.open_stream(path, "r+") as stream:
+        raise RuntimeError
+    assert stream.closed
+
+
+def test_ctrl_c_ends_a_long_read(tmp_path):
+    sparse = tmp_path / "sparse"
+    with open(sparse, "wb") as file:
+        file.truncate(2 << 30)
+    access = zarnik.open_random(sparse)
+    destination = bytearray(2 << 30)
+    timer = threading.Timer(0.05, os.kill, (os.getpid(), signal.SIGINT))
+    timer.start()
+    with pytest.raises(KeyboardInterrupt):
+        access.read_into(0, destination)
+        time.sleep(60)
+    timer.join()
+    del destination[1:]  # nobody writes to it any more
+    assert access[:4] == bytes(4)
+
+
+def test_uris_and_headers():
+    uri = zarnik.Uri("http://host/a b")
+    assert uri == zarnik.Uri("http://host/a%20b") and uri != zarnik.Uri("http://host/")
+    assert eval(repr(uri)) == uri and len({uri, zarnik.Uri(uri)}) == 1
+    headers = zarnik.HTTPHeaders()
+    headers.add("A", "b")
+    assert len(headers) == 1
+    assert zarnik.open_random(b"x").http_counters() is None
+
+
+def test_the_accessor_of_the_guide_is_the_one_that_is_tested():
+    root = Path(__file__).parents[2]
+    guide = (root / "docs" / "guide" / "access.md").read_text()
+    code = guide.partition("```cpp\n")[2].partition("```")[0]
+    assert code and code in (root / "library" / "tests" / "access" / "OwnAccessorTest.cpp").read_text()
