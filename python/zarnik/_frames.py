@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import html
 import itertools
 from collections.abc import Iterator, Mapping, MutableMapping, Sequence
 from typing import TYPE_CHECKING, Any, Union
@@ -449,6 +448,8 @@ class _DataFrameView:
     __str__ = __repr__
 
     def _repr_html_(self) -> str:
+        import html  # which few need, and which takes its time
+
         names, units, rows = _shown(self)
         row_of = "<tr>{}</tr>".format
         head = "".join(

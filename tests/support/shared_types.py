@@ -52,6 +52,30 @@ class ThrowingView(_classes.ImageView):
         _typetable.ThrowingView_swiginit(self, _typetable.new_ThrowingView(kind))
 
 
+class OddFrame(_classes.DataFrameView):
+    """A table of two rows and one column of any type, whose texts are no UTF-8."""
+
+    __swig_destroy__ = _typetable.delete_OddFrame
+
+    def __init__(self, dtype, capabilities):
+        _typetable.OddFrame_swiginit(self, _typetable.new_OddFrame(dtype, capabilities))
+
+    def writes(self):
+        return _typetable.OddFrame_writes(self)
+
+
+class StringWriter(_classes.Writer):
+    """Writes two blocks into a string, which `written` tells."""
+
+    __swig_destroy__ = _typetable.delete_StringWriter
+
+    def __init__(self):
+        _typetable.StringWriter_swiginit(self, _typetable.new_StringWriter())
+
+    def written(self):
+        return _typetable.StringWriter_written(self)
+
+
 class CountingValue(_classes.VariantDataValue):
     """A metadata value of one element of any type; CountingValue.alive() tells how many there are."""
 
@@ -66,4 +90,6 @@ _typetable.CountingView_swigregister(CountingView)
 _typetable.GatedView_swigregister(GatedView)
 _typetable.ThrowingView_swigregister(ThrowingView)
 _typetable.TiledView_swigregister(TiledView)
+_typetable.OddFrame_swigregister(OddFrame)
+_typetable.StringWriter_swigregister(StringWriter)
 _typetable.CountingValue_swigregister(CountingValue)

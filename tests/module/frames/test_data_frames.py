@@ -4,8 +4,10 @@ import struct
 
 import pytest
 
+import _typetable
 import _zarnik
 from support.expect import bad_argument, fails, null_reference, refused
+from support.shared_types import OddFrame
 from zarnik import _classes
 
 INT32, UINT8, UINT64, DOUBLE = (
@@ -278,8 +280,42 @@ def test_providers_and_pointers(frame):
     assert provider.is_data_frame(image) is False
     assert provider.to_data_frame(image) is None
     make = _zarnik.DataFrameView_create_from_pointer
+    adopted = make(_typetable.frameAddress(frame))
+    del frame
+    assert type(adopted) is _classes.DataFrameView
+    assert texts(adopted) == TEXTS
     bad_argument(TypeError, make, 1, "unsigned long long", "x")
     bad_argument(OverflowError, make, 1, "unsigned long long", -1)
+
+
+def test_tables_of_other_makers():
+    """They may have columns of any type, and texts that are no UTF-8."""
+    frame = OddFrame(UTF8, 3)
+    assert flat("column_name")(frame, 0) == "odd\udcff"
+    assert flat("_at")(frame, 0, 0) == "a\udcff"
+    cells = ["", "x"]
+    flat("_read_strings")(frame, 0, 0, 1, cells)
+    assert cells == ["a\udcff", "x"]
+    utf16 = OddFrame(_zarnik.DataTypeId_UTF16_STRING, 3)
+    assert flat("_set_at")(utf16, 0, 0, "x") is None
+    assert utf16.writes() == 0
+    for dtype in ("UTF16_STRING", "VEC3_UINT8", "UNKNOWN"):
+        other = OddFrame(getattr(_zarnik, f"DataTypeId_{dtype}"), 3)
+        refused("^unsupported column data type for cell access$", flat("_at"), other, 0, 0)
+    refused("^unsupported column data type for cell access$", flat("_set_at"), other, 0, 0, 1)
+    flat("_set_at")(OddFrame(DOUBLE, 3), 0, 0, 1)
+    readonly = OddFrame(DOUBLE, 1)
+    for name, arguments in (
+        ("_set_at", (0, 0, 1)),
+        ("_write_bytes", (0, 0, 1, bytes(8))),
+        ("set_unit", (0, "m")),
+        ("add_column", ("x", INT32)),
+        ("add_rows", (0, 1)),
+        ("remove_column", (0,)),
+        ("remove_rows", (0, 1)),
+        ("_reshape", ([1, 1], ["a"], [INT32])),
+    ):
+        refused("^this data frame does not support", flat(name), readonly, *arguments)
 
 
 def test_tables_of_which_somebody_else_holds_the_units():

@@ -12,6 +12,7 @@
 %include <std_shared_ptr.i>
 
 %header %{
+#include "FrameObjects.h"
 #include "TestObjects.h"
 %}
 
@@ -26,6 +27,10 @@
 %shared_ptr(zarnik::testing::GatedView)
 %shared_ptr(zarnik::testing::ThrowingView)
 %shared_ptr(zarnik::testing::TiledView)
+%shared_ptr(zarnik::DataFrameView)
+%shared_ptr(zarnik::testing::OddFrame)
+%shared_ptr(zarnik::Writer)
+%shared_ptr(zarnik::testing::StringWriter)
 %shared_ptr(zarnik::VariantDataValue)
 %shared_ptr(zarnik::testing::CountingValue)
 namespace zarnik {
@@ -34,6 +39,8 @@ struct VersionInfo {};
 class Indexer {};
 class View {};
 class ImageView : public View {};
+class DataFrameView : public View {};
+class Writer {};
 class VariantDataValue {};
 } // namespace zarnik
 %clearnodefaultctor;
@@ -41,4 +48,5 @@ class VariantDataValue {};
 
 %typemap(out) char *wrappedCharacters "$result = SWIG_NewPointerObj($1, $descriptor(char *), 0);"
 %newobject zarnik::testing::undecodableError;
+%include "FrameObjects.h"
 %include "TestObjects.h"
