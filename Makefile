@@ -72,7 +72,7 @@ $(BUILD)/.built: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build $(BUILD)
 
 # ---- demo ------------------------------------------------------------------------------------------------------------
 
-demo: $(BUILD)/.built .venv/.group-demo
+demo: $(BUILD)/.built .venv/.group-demo | $(BUILD)/.system-demo
 	@.venv/bin/python -m zarnik.demo
 
 # ---- test ------------------------------------------------------------------------------------------------------------

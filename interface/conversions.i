@@ -37,17 +37,36 @@
 %typemap(doctype) PyObject *array, PyObject *np, PyObject *toNumpy "numpy.ndarray"
 
 // None for self, or for a reference, is refused before it can be dereferenced; a destructor takes owned objects only
-// and leaves its argument empty, so that neither a second call nor the collector reaches freed memory.
-%typemap(in, noblock=1) SWIGTYPE *self (void *argp) {
-  argp = zarnik::python::readSelf($input, $descriptor, $disown, "$symname", "$type");
-  if (!argp) SWIG_fail;
+// and leaves its argument empty, so that neither a second call nor the collector reaches freed memory. What an argument
+// holds stays until the end of the call.
+%typemap(in, noblock=1) SWIGTYPE *self (void *argp = 0, zarnik::python::Pin pin) {
+  if (!zarnik::python::readSelf($input, $descriptor, $disown, "$symname", "$type", argp, pin)) SWIG_fail;
   $1 = %reinterpret_cast(argp, $ltype);
 }
-%typemap(check, noblock=1) SWIGTYPE *self, SWIGTYPE &, SWIGTYPE const & {
+%define %pinned_reference(TYPE...)
+%typemap(in, noblock=1) TYPE (void *argp = 0, int res = 0, zarnik::python::Pin pin) {
+  res = SWIG_ConvertPtr($input, &argp, $descriptor, 0);
+  if (!SWIG_IsOK(res)) {
+    %argument_fail(res, "$type", $symname, $argnum);
+  }
+  if (!argp) { %argument_nullref("$type", $symname, $argnum); }
+  pin.hold(argp);
+  $1 = %reinterpret_cast(argp, $ltype);
+}
+%typemap(freearg) TYPE ""
+%enddef
+%pinned_reference(SWIGTYPE &)
+%pinned_reference(SWIGTYPE const &)
+%typemap(check, noblock=1) SWIGTYPE &, SWIGTYPE const & {
   if (!$1) { %argument_nullref("$type", $symname, $argnum); }
 }
 %typemap(freearg, noblock=1) SWIGTYPE *self {
   if constexpr (zarnik::python::isDestructor("$symname")) zarnik::python::forgetPointer(swig_obj[0]);
+}
+
+// A result by value moves to the object that Python gets, within the net.
+%typemap(out, noblock=1) SWIGTYPE {
+  $result = zarnik::python::wrapMoved(&$1, $&descriptor);
 }
 
 // Classes whose wrapped objects hold a shared pointer. Self is shared for the time of the call: a sequence among the
@@ -72,7 +91,7 @@
   $1 = zarnik::python::readDataType($input, $descriptor(zarnik::DataType *), held);
 }
 %typemap(freearg, noblock=1) zarnik::DataType, DataType {
-  held$argnum.settle(resultobj, "$symname");
+  held$argnum.settle(resultobj, "$symname", zarnik::python::Unfit::TYPE_OR_RANGE);
 }
 %typemap(typecheck, noblock=1, precedence=SWIG_TYPECHECK_POINTER) zarnik::DataType, DataType {
   $1 = zarnik::python::isDataType($input, $descriptor(zarnik::DataType *));
@@ -80,9 +99,10 @@
 
 // Vectors by value or const reference: a wrapped one or any sequence.
 %define %vector_argument(VECTOR...)
-%typemap(in, noblock=1) VECTOR const & (VECTOR temp, zarnik::python::HeldError held) {
+%typemap(in, noblock=1) VECTOR const & (VECTOR temp, zarnik::python::HeldError held, zarnik::python::Pin pin) {
   $1 = zarnik::python::readVector($input, temp, $descriptor(VECTOR *), "$symname", held);
   if (!$1) SWIG_fail;
+  pin.hold($1);
 }
 %typemap(in, noblock=1) VECTOR (VECTOR temp, VECTOR *argp, zarnik::python::HeldError held) {
   argp = zarnik::python::readVector($input, temp, $descriptor(VECTOR *), "$symname", held);
@@ -127,6 +147,12 @@
   $2 = dimensions.size();
 }
 %typemap(doctype) zarnik::ImageDimension const *dimensionList "list of int"
+
+// There is no other operand to try for an operator of one: it raises what other methods raise.
+%feature("python:maybecall", "0") *::operator-();
+%feature("python:maybecall", "0") *::operator-() const;
+%feature("python:maybecall", "0") *::operator*();
+%feature("python:maybecall", "0") *::operator*() const;
 
 // One net around every library call.
 %define %install_exception_net()

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes sure that the Debian packages for the given purposes are installed: build, test, bench, lint, sanitize.
+# Makes sure that the Debian packages for the given purposes are installed: build, demo, test, bench, lint, sanitize.
 # Installs what is missing when it may, else says what is missing and how to get it.
 set -eu
 
@@ -8,10 +8,11 @@ for purpose in "$@"; do
   case $purpose in
     build)
       wanted="$wanted g++ libfmt-dev libspdlog-dev libhwy-dev liburiparser-dev libcurl4-openssl-dev libxxhash-dev ccache" ;;
+    demo) wanted="$wanted nginx-light" ;;
     test) wanted="$wanted libgtest-dev libgmock-dev binutils nginx-light openssl" ;;
     bench) wanted="$wanted libbenchmark-dev nginx-light curl" ;;
     lint) wanted="$wanted clang-format clang-tidy" ;;
-    *) echo "unknown purpose $purpose, known are build, test, bench, lint" >&2; exit 2 ;;
+    *) echo "unknown purpose $purpose, known are build, demo, test, bench, lint" >&2; exit 2 ;;
   esac
 done
 

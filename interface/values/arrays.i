@@ -43,7 +43,7 @@
   /// Expose the array as a Numpy array that shares its memory.
   ///
   /// Reshaping the array afterwards leaves the Numpy array as it is.
-  /// \param owner The object that the Numpy array keeps alive; it must keep the array alive.
+  /// \param owner The object that the Numpy array keeps alive. The memory lives as long as the Numpy array anyway.
   /// \return A Numpy array over the memory of the array.
   PyObject *toNumpy(PyObject *owner) { return zarnik::python::toNumpy(*$self, owner); }
 
@@ -53,7 +53,7 @@
   /// \param array A contiguous Numpy array of the element type.
   /// \return A new array of the same shape.
   /// \throws TypeError If the argument is no Numpy array.
-  /// \throws ValueError If the array has another element type, or is not contiguous.
+  /// \throws SystemError If the array has another element type, or is not contiguous; its cause is a ValueError.
   /// \throws Error If the element type is none of those of the ArrayX classes.
   static zarnik::ArrayX<T> *fromNumpy(PyObject *array, char const *wrapper) {
     return zarnik::python::fromNumpy<T>(array, wrapper);

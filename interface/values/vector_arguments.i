@@ -13,7 +13,6 @@ MACRO(double, d)
 %enddef
 
 %header %{
-#include "values/Results.h"
 #include "zarnik/values/Vector.h"
 #include "zarnik/values/VectorX.h"
 %}

@@ -11,6 +11,7 @@ from typing import Any
 import numpy
 
 import zarnik
+from zarnik import _demo_access
 
 
 class MissingExtra(RuntimeError):
@@ -160,6 +161,8 @@ def run(output: Path) -> None:
     story.tell(
         f"let go of nibabel's array: the image keeps the memory, its mean is still {image.to_numpy().mean():.2f}"
     )
+
+    _demo_access.run(path, story.tell)
 
     draw(image, output, f"{path.name}: first of {image.shape[0] if image.ndim == 4 else 1} volumes")
     story.tell(f"drew slices of the first volume into {output}")

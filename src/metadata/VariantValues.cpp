@@ -166,14 +166,14 @@ bool isStringSequence(PyObject * object) {
 bool readStringPointers(PyObject * object, StringPointers & strings) {
   auto const size = PySequence_Size(object);
   for (Py_ssize_t i = 0; i < size; ++i) {
-    auto const item = Reference::steal(PySequence_GetItem(object, i));
+    auto item = Reference::steal(PySequence_GetItem(object, i));
     if (!item)
       return false;
-    auto const encoded = utf8Of(item.get());
     // The characters are asked of the item and not of its encoding. Callers know this form to fail.
     strings.pointers.push_back(PyBytes_AsString(item.get()));
     strings.held.take();
     PyErr_Clear();
+    strings.items.push_back(std::move(item));
   }
   return size >= 0;
 }

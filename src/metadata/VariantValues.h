@@ -27,6 +27,7 @@ bool isStringSequence(PyObject * object);
 /// Pointers to the characters of a sequence's items.
 struct StringPointers {
   std::vector<char const *> pointers;
+  std::vector<Reference> items; ///< own the characters
   HeldError held;
 };
 

@@ -3,6 +3,7 @@
 #include "zarnik/values/DataType.h"
 #include "zarnik/values/ImageType.h"
 
+#include <algorithm>
 #include <limits>
 #include <string_view>
 
@@ -23,16 +24,18 @@ void HeldError::take() {
   value_ = Reference::steal(value);
 }
 
-void HeldError::settle(PyObject *& result, char const * wrapper) {
+void HeldError::settle(PyObject *& result, char const * wrapper, Unfit unfit) {
   if (!value_ || PyErr_Occurred())
     return;
   // An operator such as __iadd__ has moved ownership from its object to the result: without the latter nobody owns it,
   // as after any other failure, but the object stays valid.
   if (result && isInPlaceOperator(wrapper))
-    forgetPointer(result);
+    disown(result);
   Reference::steal(std::exchange(result, nullptr));
-  if (isOperator(wrapper) && !isInPlaceOperator(wrapper) &&
-      PyErr_GivenExceptionMatches(value_.get(), PyExc_TypeError)) {
+  bool const isUnfit =
+      PyErr_GivenExceptionMatches(value_.get(), PyExc_TypeError) ||
+      (unfit == Unfit::TYPE_OR_RANGE && PyErr_GivenExceptionMatches(value_.get(), PyExc_OverflowError));
+  if (isUnfit && isOperator(wrapper) && !isInPlaceOperator(wrapper)) {
     result = Reference::share(Py_NotImplemented).release();
     return;
   }
@@ -80,8 +83,10 @@ bool readImageDimensions(PyObject * object, std::vector<ImageDimension> & dimens
   auto const size = PySequence_Size(object);
   if (size < 0)
     return false;
+  // More than any array has axes are too many, however many they are.
+  constexpr Py_ssize_t limit = 100;
   try {
-    for (Py_ssize_t i = 0; i < size; ++i) {
+    for (Py_ssize_t i = 0; i < std::min(size, limit); ++i) {
       auto const item = Reference::steal(PySequence_GetItem(object, i));
       if (!item)
         return false;

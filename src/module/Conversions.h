@@ -5,6 +5,7 @@
 #include "module/Python.h"
 #include "module/Reference.h"
 #include "module/Runtime.h"
+#include "module/Self.h"
 #include "zarnik/core/Error.h"
 
 #include <cstdint>
@@ -19,6 +20,9 @@ enum class ImageDimension;
 
 namespace zarnik::python {
 
+/// What an operator answers with NotImplemented: operands of another type, or also those out of range.
+enum class Unfit { TYPE, TYPE_OR_RANGE };
+
 /// A Python error that a conversion left behind. It is put aside, so that the call can be made as if nothing had
 /// happened, and makes the call fail when it is over.
 class HeldError {
@@ -27,8 +31,8 @@ public:
   void take();
 
   /// Replaces a wrapper's result by a SystemError caused by the error, unless the wrapper failed anyway. An operator
-  /// gives NotImplemented for an error of type, as for all others of this kind.
-  void settle(PyObject *& result, char const * wrapper);
+  /// gives NotImplemented for what does not fit it, as for all others of this kind.
+  void settle(PyObject *& result, char const * wrapper, Unfit unfit = Unfit::TYPE);
 
 private:
   Reference value_;

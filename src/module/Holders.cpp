@@ -56,9 +56,20 @@ bool isHolderType(PyTypeObject * type) {
   return isHolder;
 }
 
-// The first of a list of holders that has a pointer of the type, or to be converted to it.
+// What the generator's own code takes for an owner is the second; the others are told apart here only. One that was
+// handed over stands for the holder behind it.
+enum Ownership : int { LENT = 0, OWNED = SWIG_POINTER_OWN, DISOWNED = 0x100, HANDED_OVER = 0x200 };
+
+SwigPyObject * final(SwigPyObject * holder) {
+  while (holder->own == HANDED_OVER && holder->next)
+    holder = reinterpret_cast<SwigPyObject *>(holder->next);
+  return holder;
+}
+
+// The first of a list of holders that has a pointer of the type, or one to be converted to it.
 SwigPyObject * findHolder(SwigPyObject * holder, swig_type_info * type, swig_cast_info *& cast) {
   for (; holder; holder = reinterpret_cast<SwigPyObject *>(holder->next)) {
+    holder = final(holder);
     // One that nobody filled has no type.
     if (!holder->ty)
       continue;
@@ -94,6 +105,18 @@ PyObject * holderOf(PyObject * object) {
   return attribute && Py_REFCNT(candidate) == 1 ? nullptr : candidate;
 }
 
+bool isHolder(PyObject * object) { return isHolderType(Py_TYPE(object)); }
+
+PyObject * finalHolder(PyObject * holder) {
+  return reinterpret_cast<PyObject *>(final(reinterpret_cast<SwigPyObject *>(holder)));
+}
+
+bool setHolder(PyObject * instance, PyObject * holder) {
+  return PyObject_GenericSetAttr(instance, nameOfThis(), holder) == 0;
+}
+
+bool hasHolder(PyObject * attributes) { return PyDict_GetItemWithError(attributes, nameOfThis()) != nullptr; }
+
 bool isWrapped(PyObject * object) { return holderOf(object) != nullptr; }
 
 int convertPointer(PyObject * object, void ** pointer, swig_type_info * type, int flags, int * owned) {
@@ -113,7 +136,7 @@ int convertPointer(PyObject * object, void ** pointer, swig_type_info * type, in
   auto * const holder = findHolder(first, type, cast);
   if (!holder)
     return SWIG_ERROR;
-  if ((flags & SWIG_POINTER_RELEASE) == SWIG_POINTER_RELEASE && holder->own != SWIG_POINTER_OWN)
+  if ((flags & SWIG_POINTER_RELEASE) == SWIG_POINTER_RELEASE && holder->own != OWNED)
     return SWIG_ERROR_RELEASE_NOT_OWNED;
   if (pointer) {
     int newMemory = 0;
@@ -122,10 +145,10 @@ int convertPointer(PyObject * object, void ** pointer, swig_type_info * type, in
     if (owned && newMemory == SWIG_CAST_NEW_MEMORY)
       *owned |= SWIG_CAST_NEW_MEMORY;
   }
-  if (owned)
-    *owned |= holder->own;
-  if (flags & SWIG_POINTER_DISOWN)
-    holder->own = 0;
+  if (owned && holder->own == OWNED)
+    *owned |= SWIG_POINTER_OWN;
+  if (flags & SWIG_POINTER_DISOWN && holder->own == OWNED)
+    holder->own = DISOWNED;
   if (flags & SWIG_POINTER_CLEAR)
     holder->ptr = nullptr;
   return SWIG_OK;

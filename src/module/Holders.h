@@ -15,12 +15,27 @@ void setHolderType(PyTypeObject * type);
 /// shared, and null for all other objects.
 PyObject * holderOf(PyObject * object);
 
+/// Whether the object is a holder itself.
+bool isHolder(PyObject * object);
+
+/// The holder that stands for a holder since an in-place operator handed its pointer over; itself for all others.
+PyObject * finalHolder(PyObject * holder);
+
+/// Makes a holder the attribute `this` of an instance; false with an error pending when that fails.
+bool setHolder(PyObject * instance, PyObject * holder);
+
+/// Whether there is an attribute `this` in an instance's dictionary.
+bool hasHolder(PyObject * attributes);
+
 /// Whether the object is a holder, or an instance of a class that has one.
 bool isWrapped(PyObject * object);
 
 /// Converts as the generator's run-time does, with the same flags and results, but takes only real holders, does not
 /// compare names of classes where the type decides, and gives a null pointer for objects that were destroyed.
 int convertPointer(PyObject * object, void ** pointer, swig_type_info * type, int flags, int * owned);
+
+/// Whether a conversion made a shared pointer of its own, by what convertPointer says of ownership.
+constexpr bool isNewMemory(int owned) { return (owned & 2) != 0; }
 
 /// The pointer held by a wrapped object of the given type or one derived from it; null when it is no such object.
 void * wrappedPointer(PyObject * object, swig_type_info * type);

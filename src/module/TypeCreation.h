@@ -6,7 +6,8 @@ namespace zarnik::python {
 
 /// Creates a type like PyType_FromSpec, but without the warning that its name lacks a module: the names of the
 /// generator's types are known to every module that it makes. An interpreter that turns warnings into errors would
-/// otherwise get no type.
+/// otherwise get no type. Nobody but the module can make an instance, which Python would leave empty, or a class
+/// derived from it.
 PyObject * createType(PyType_Spec * spec);
 
 } // namespace zarnik::python

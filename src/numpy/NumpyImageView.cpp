@@ -1,22 +1,20 @@
 #include "numpy/NumpyImageView.h"
 
 #include "module/NumpyApi.h"
+#include "module/Reference.h"
 #include "numpy/NumpyTypes.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionCopier.h"
+#include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/values/RegionX.h"
 
 #include <algorithm>
-#include <cstring>
+#include <utility>
 #include <vector>
 
 namespace zarnik {
 
 namespace {
-
-PyArrayObject * asArray(python::Reference const & reference) {
-  return reinterpret_cast<PyArrayObject *>(reference.get());
-}
 
 std::vector<ImageDimension> dimensionsInNumpyOrder(ImageType type) {
   std::vector<ImageDimension> dimensions;
@@ -38,21 +36,25 @@ bool isRowMajor(PyArrayObject * array) {
 
 } // namespace
 
+struct NumpyImageView::Description {
+  Memory memory;
+  std::shared_ptr<ImageProperties const> properties;
+};
+
+NumpyImageView::NumpyImageView(PyObject * array, Description description)
+    : BorrowedMemoryView(std::move(description.memory), std::move(description.properties), nullptr), array_(array) {}
+
 NumpyImageView::NumpyImageView(PyObject * array, ImageDimension const * dimensions, size_t dimensionCount,
                                ImageInterpretation interpretation, bool hasAlpha)
-    : array_(python::Reference::share(array)) {
-  setUp({dimensions, dimensionCount}, interpretation, hasAlpha);
-}
+    : NumpyImageView(array, describe(array, {dimensions, dimensionCount}, interpretation, hasAlpha)) {}
 
 NumpyImageView::NumpyImageView(PyObject * array, ImageType axesInterpretation, ImageInterpretation interpretation,
                                bool hasAlpha)
-    : array_(python::Reference::share(array)) {
-  setUp(dimensionsInNumpyOrder(axesInterpretation), interpretation, hasAlpha);
-}
+    : NumpyImageView(array, describe(array, dimensionsInNumpyOrder(axesInterpretation), interpretation, hasAlpha)) {}
 
-void NumpyImageView::setUp(std::span<ImageDimension const> dimensions, ImageInterpretation interpretation,
-                           bool hasAlpha) {
-  auto * const array = asArray(array_);
+NumpyImageView::Description NumpyImageView::describe(PyObject * object, std::span<ImageDimension const> dimensions,
+                                                     ImageInterpretation interpretation, bool hasAlpha) {
+  auto * const array = reinterpret_cast<PyArrayObject *>(object);
   auto const rank = static_cast<size_t>(PyArray_NDIM(array));
   // Compared before and after the type is made: a list of another length is refused first, and a dimension named
   // twice would leave an axis without a place.
@@ -60,81 +62,58 @@ void NumpyImageView::setUp(std::span<ImageDimension const> dimensions, ImageInte
   if (dimensions.size() != rank || type.dimensionCount() != rank)
     throw Error("Given dimensions list is not compatible with array shape");
 
-  shape_ = VectorXu64(rank);
+  VectorXu64 shape(rank);
   VectorXu64 layout(rank);
   VectorXu64 byteStrides(rank);
   for (size_t axis = 0; axis < rank; ++axis) {
     auto const place = type.indexDimension(dimensions[axis]);
     layout[axis] = place;
-    shape_[place] = static_cast<uint64_t>(PyArray_DIMS(array)[axis]);
+    shape[place] = static_cast<uint64_t>(PyArray_DIMS(array)[axis]);
     byteStrides[place] = static_cast<uint64_t>(PyArray_STRIDES(array)[axis]);
   }
-  dataType_ = python::dataTypeOfNumpy(PyArray_TYPE(array));
+  auto const dataType = python::dataTypeOfNumpy(PyArray_TYPE(array));
   if (PyArray_ISBYTESWAPPED(array))
     throw Error("Unsupported numpy data type");
   if (isRowMajor(array))
     std::reverse(layout.begin(), layout.end());
-  indexer_ = Indexer(shape_, dataType_, byteStrides, layout);
 
-  properties_ = ImageProperties::fromDataType(dataType_);
-  auto & info = properties_->imageInfo();
+  auto properties = ImageProperties::fromDataType(dataType);
+  auto & info = properties->imageInfo();
   info.setAxesInterpretation(type);
   info.setInterpretation(interpretation);
   info.setAlpha(hasAlpha);
-  if (!properties_->isCompatibleWith(shape_, dataType_))
+  if (!properties->isCompatibleWith(shape, dataType))
     throw Error("Given information are not compatible with Numpy");
+
+  Memory memory;
+  memory.first = PyArray_DATA(array);
+  memory.indexer = Indexer(shape, dataType, byteStrides, layout);
+  memory.owner = std::make_shared<python::KeptObject>(python::Reference::share(object));
+  memory.protection = PyArray_ISWRITEABLE(array) ? Protection::NONE : Protection::SEALED;
+  memory.name = "NumPy array";
+  return {std::move(memory), std::move(properties)};
 }
 
-ImageCapabilitySet NumpyImageView::capabilities() const {
-  return ImageCapability::READ | ImageCapability::WRITE | ImageCapability::MEMORY_ACCESS;
-}
-
-VectorXu64 const & NumpyImageView::shape() const { return shape_; }
-DataType NumpyImageView::dataType() const { return dataType_; }
-std::shared_ptr<ImageProperties const> NumpyImageView::properties() const { return properties_; }
-std::shared_ptr<MetadataNode const> NumpyImageView::metadata() const { return metadata_; }
-Indexer const & NumpyImageView::indexer() const { return indexer_; }
-
-void NumpyImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
-  if (!properties)
-    throw InvalidArgument("image properties must not be null");
-  properties->requireSettableOn(shape_, dataType_);
-  properties_ = std::make_shared<ImageProperties>(*properties);
-}
-
-void NumpyImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
-  metadata_ = metadata ? metadata->clone() : nullptr;
-}
-
-void * NumpyImageView::buffer() { return PyArray_DATA(asArray(array_)); }
-void const * NumpyImageView::buffer() const { return PyArray_DATA(asArray(array_)); }
-
-size_t NumpyImageView::bufferSize() const {
-  auto * const array = asArray(array_);
-  return static_cast<size_t>(PyArray_MultiplyList(PyArray_DIMS(array), PyArray_NDIM(array))) *
-         static_cast<size_t>(PyArray_ITEMSIZE(array));
-}
-
-// Offsets wrap modulo 2^64, which is how negative strides reach memory before the data pointer.
-void NumpyImageView::read(VectorXu64 const & index, void * destination) {
-  std::memmove(destination, static_cast<char *>(buffer()) + indexer_.byteOffset(index), dataType_.byteCount());
+void NumpyImageView::requireWritableArray() const {
+  requireWritable();
+  // NumPy's flag may have been set since.
+  if (!PyArray_ISWRITEABLE(reinterpret_cast<PyArrayObject *>(array_)))
+    throw Error("the array of the image is read-only");
 }
 
 void NumpyImageView::write(VectorXu64 const & index, void const * source) {
-  std::memmove(static_cast<char *>(buffer()) + indexer_.byteOffset(index), source, dataType_.byteCount());
-}
-
-void NumpyImageView::readRegion(RegionXu64 const & region, void * destination) {
-  readDense(indexer_, buffer(), region, destination);
+  requireWritableArray();
+  BorrowedMemoryView::write(index, source);
 }
 
 void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source) {
-  auto const & strides = indexer_.byteStride();
+  requireWritableArray();
+  auto const & strides = indexer().byteStride();
   if (std::find(strides.begin(), strides.end(), uint64_t{0}) == strides.end()) {
-    writeDense(indexer_, buffer(), region, source);
+    BorrowedMemoryView::writeRegion(region, source);
     return;
   }
-  Indexer const dense(region.size(), dataType_);
+  Indexer const dense(region.size(), dataType());
   VectorXu64 sourceOrigin(region.dimensionCount());
   auto size = region.size();
   // Along an axis of stride 0 every element is the same one: the last one written stays.
@@ -143,7 +122,7 @@ void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source)
       sourceOrigin[axis] = size[axis] - 1;
       size[axis] = 1;
     }
-  RegionCopier(dense, indexer_, sourceOrigin, region.origin(), size, dataType_).copy(source, buffer());
+  RegionCopier(dense, indexer(), sourceOrigin, region.origin(), size, dataType()).copy(source, buffer());
 }
 
 } // namespace zarnik

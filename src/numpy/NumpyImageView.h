@@ -1,14 +1,9 @@
 #pragma once
 
-#include "module/Reference.h"
+#include "module/Python.h"
 #include "zarnik/metadata/ImageInterpretation.h"
-#include "zarnik/metadata/ImageProperties.h"
-#include "zarnik/metadata/MetadataNode.h"
-#include "zarnik/values/DataType.h"
 #include "zarnik/values/ImageType.h"
-#include "zarnik/values/Indexer.h"
-#include "zarnik/values/VectorX.h"
-#include "zarnik/views/ImageView.h"
+#include "zarnik/views/BorrowedMemoryView.h"
 
 #include <memory>
 #include <span>
@@ -17,9 +12,9 @@ namespace zarnik {
 
 /// An image view whose pixels are those of a NumPy array, of any strides, without a copy.
 ///
-/// Holds one reference to the array; the last release needs the interpreter lock. Element and region transfers touch
-/// raw memory only and may run on any thread.
-class NumpyImageView final : public ImageView {
+/// Holds one reference to the array, which any thread may release. Element and region transfers touch raw memory only
+/// and may run on any thread. Writing while NumPy calls the array read-only is an Error.
+class NumpyImageView final : public BorrowedMemoryView {
 public:
   /// \param array a NumPy array
   /// \param dimensions dimensions[i] is the image dimension along the array's axis i
@@ -30,31 +25,17 @@ public:
   /// Takes the array's axes as those of SEQUENCE, SLICE, ROW, COLUMN, CHANNEL that the image type has, in this order.
   NumpyImageView(PyObject * array, ImageType axesInterpretation, ImageInterpretation interpretation, bool hasAlpha);
 
-  ImageCapabilitySet capabilities() const override;
-  VectorXu64 const & shape() const override;
-  DataType dataType() const override;
-  std::shared_ptr<ImageProperties const> properties() const override;
-  std::shared_ptr<MetadataNode const> metadata() const override;
-  void read(VectorXu64 const & index, void * destination) override;
-  void readRegion(RegionXu64 const & region, void * destination) override;
-  void setProperties(std::shared_ptr<ImageProperties const> properties) override;
-  void setMetadata(std::shared_ptr<MetadataNode const> metadata) override;
   void write(VectorXu64 const & index, void const * source) override;
   void writeRegion(RegionXu64 const & region, void const * source) override;
-  Indexer const & indexer() const override;
-  void * buffer() override;
-  void const * buffer() const override;
-  size_t bufferSize() const override;
 
 private:
-  void setUp(std::span<ImageDimension const> dimensions, ImageInterpretation interpretation, bool hasAlpha);
+  struct Description;
+  NumpyImageView(PyObject * array, Description description);
+  static Description describe(PyObject * array, std::span<ImageDimension const> dimensions,
+                              ImageInterpretation interpretation, bool hasAlpha);
+  void requireWritableArray() const;
 
-  python::Reference array_;
-  VectorXu64 shape_;
-  DataType dataType_;
-  std::shared_ptr<ImageProperties> properties_;
-  std::shared_ptr<MetadataNode> metadata_;
-  Indexer indexer_;
+  PyObject * array_; // kept by the memory's owner
 };
 
 } // namespace zarnik

@@ -6,6 +6,9 @@
 #include "numpy/NumpyImageView.h"
 #include "numpy/NumpyTypes.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/metadata/ImageProperties.h"
+#include "zarnik/views/BorrowedMemoryView.h"
+#include "zarnik/views/SharedSamples.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -23,6 +26,7 @@ using python::Reference;
 // What keeps the memory of an array: the capsule holding this record is the array's base object.
 struct ViewHolder {
   std::shared_ptr<ImageView> view;
+  std::shared_ptr<void const> memory; // which the view may give up before it goes
 };
 
 constexpr char holderName[] = "ContainerView";
@@ -92,8 +96,7 @@ struct ArrayGeometry {
   VectorX<npy_intp> byteStrides; // all 0 at first, as of axes that no dimension sets
 };
 
-ArrayGeometry arrayGeometry(ImageView const & view, AxisOrder const & order) {
-  auto const & indexer = view.indexer();
+ArrayGeometry arrayGeometry(ImageView const & view, Indexer const & indexer, AxisOrder const & order) {
   auto const type = view.dataType();
   auto const components = type.elementCount();
   auto const rank = view.shape().size() + (components != 1 ? 1 : 0);
@@ -127,11 +130,13 @@ ArrayGeometry arrayGeometry(ImageView const & view, AxisOrder const & order) {
 }
 
 PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const & order, PyObject * image) {
-  auto geometry = arrayGeometry(*view, order);
+  auto samples = shareSamples(view);
+  if (samples.owner.get() == view.get())
+    samples.owner.reset(); // which is held anyway
+  auto geometry = arrayGeometry(*view, samples.indexer, order);
   auto const typeNumber = python::numpyTypeOf(DataType::extractScalarType(view->dataType()));
-  auto * const data = view->buffer();
 
-  auto holder = std::make_unique<ViewHolder>(ViewHolder{view});
+  auto holder = std::make_unique<ViewHolder>(ViewHolder{view, std::move(samples.owner)});
   auto capsule = Reference::steal(PyCapsule_New(holder.get(), holderName, deleteHolder));
   if (!capsule)
     throw Error("Error when linking Numpy array to Zarnik View");
@@ -139,7 +144,7 @@ PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const 
 
   auto array =
       Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(geometry.extents.size()), geometry.extents.data(),
-                                   typeNumber, geometry.byteStrides.data(), data, 0, NPY_ARRAY_FARRAY, image));
+                                   typeNumber, geometry.byteStrides.data(), samples.data, 0, NPY_ARRAY_FARRAY, image));
   if (!array) {
     std::cout << "error when creating array" << std::endl;
     return nullptr;
@@ -148,6 +153,10 @@ PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const 
     PyErr_Clear();
     throw Error("Error when linking Numpy array to Zarnik View");
   }
+  // Memory that its owner calls read-only is shown, but not offered for writing.
+  auto const * const borrowed = dynamic_cast<BorrowedMemoryView const *>(view.get());
+  if (borrowed && borrowed->protection() != BorrowedMemoryView::Protection::NONE)
+    PyArray_CLEARFLAGS(reinterpret_cast<PyArrayObject *>(array.get()), NPY_ARRAY_WRITEABLE);
   return array.release();
 }
 

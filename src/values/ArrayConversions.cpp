@@ -1,6 +1,7 @@
 #include "values/ArrayConversions.h"
 
 #include "module/Conversions.h"
+#include "module/Exports.h"
 #include "module/NumpyApi.h"
 #include "module/Reference.h"
 #include "numpy/NumpyTypes.h"
@@ -24,7 +25,8 @@ template <typename T> PyObject * toNumpy(ArrayX<T> & array, PyObject * owner) {
   auto result = Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(dimensions.size()), dimensions.data(),
                                              numpyTypeOf(type), strides.data(), array.data(),
                                              static_cast<int>(type.byteCount()), NPY_ARRAY_FARRAY, nullptr));
-  if (!result)
+  // Who is told as the owner need not keep the array, or may let go of it.
+  if (!result || !Exports::add(&array, result.get()))
     return nullptr;
   auto base = Reference::share(owner);
   if (PyArray_SetBaseObject(reinterpret_cast<PyArrayObject *>(result.get()), base.release()) != 0)

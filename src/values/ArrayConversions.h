@@ -6,8 +6,9 @@
 
 namespace zarnik::python {
 
-/// A NumPy array over the memory of an array, with `owner` as its base object.
-/// Null with an error pending when NumPy refuses, such as for too many dimensions.
+/// A NumPy array over the memory of an array, with `owner` as its base object. The array lives as long as the NumPy
+/// array even if the wrapped object that has it is destroyed before. Null with an error pending when NumPy refuses,
+/// such as for too many dimensions.
 template <typename T> PyObject * toNumpy(ArrayX<T> & array, PyObject * owner);
 
 /// A copy of a contiguous NumPy array. Null with an error pending: TypeError when the object is no NumPy array, and

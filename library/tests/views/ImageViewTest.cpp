@@ -1,5 +1,6 @@
 #include "views/ImageViewContract.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/layout/RegionCopier.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/values/ArrayX.h"
@@ -8,10 +9,13 @@
 #include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/ImageViewProvider.h"
 #include "zarnik/views/ParallelAccessExtension.h"
+#include "zarnik/views/SharedSamples.h"
 #include "zarnik/views/ViewOriginExtension.h"
 
+#include <atomic>
 #include <cstring>
 #include <gmock/gmock.h>
+#include <thread>
 
 // A request that cannot be met is an error of the library, also under the address sanitizer.
 extern "C" char const * __asan_default_options();
@@ -121,6 +125,34 @@ TEST(MemoryImage, MemoryHandedOutOutlivesReshape) {
   image->reshape({10}, DataTypeId::UINT8);
   std::memset(memory, 1, 1000 * 1000);
   EXPECT_EQ(samplesOf(image)(), std::vector<uint8_t>(10, 0));
+}
+
+TEST(MemoryImage, SharedSamplesAreThoseOfOneMoment) {
+  auto const image = ImageViewFactory::allocate({4}, DataTypeId::UINT8);
+  image->writeRegion(RegionXu64({0}, {4}), "\1\2\3\4");
+  auto shared = shareSamples(ImageViewProvider::toReadOnly(image));
+  image->reshape({2, 2}, DataTypeId::DOUBLE);
+  EXPECT_EQ(shared.indexer.shape(), VectorXu64({4}));
+  EXPECT_EQ(std::memcmp(shared.data, "\1\2\3\4", 4), 0);
+  std::weak_ptr<void const> const owner = shared.owner;
+  shared = {};
+  EXPECT_TRUE(owner.expired());
+}
+
+TEST(MemoryImage, ReadersSeeOneShapeWhileAnotherThreadReshapes) {
+  auto const image = memoryImage({64, 64}, DataTypeId::UINT8, std::vector<uint8_t>(64 * 64, 7));
+  std::atomic<bool> stop = false;
+  std::thread reader([&] {
+    while (!stop) {
+      auto const shared = shareSamples(image);
+      std::vector<std::byte> samples(shared.indexer.byteCount());
+      readDense(shared.indexer, shared.data, RegionXu64::createFullRegion(shared.indexer.shape()), samples.data());
+    }
+  });
+  for (uint64_t round = 1; round < 500; ++round)
+    image->reshape({64 + round % 7, 64}, round % 2 ? DataTypeId::DOUBLE : DataTypeId::UINT8);
+  stop = true;
+  reader.join();
 }
 
 TEST(ImageViewProvider, RestrictionsAddUpOverOneMemory) {

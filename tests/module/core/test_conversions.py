@@ -191,7 +191,7 @@ def test_enumerations_are_unchecked_32_bit_ints():
 
 
 def test_data_types_by_value():
-    """A plain int stands for a data type, 32 bits of it; anything else leaves the reader's error."""
+    """A plain int stands for a data type, 32 bits of it; all else leaves an error, but in comparisons."""
     scalar_type = _zarnik.DataType_extract_scalar_type
     assert scalar_type(_zarnik.DataTypeId_VEC3_UINT16).get_id() == _zarnik.DataTypeId_UINT16
     complex_type = _classes.DataType(_zarnik.DataTypeId_COMPLEX_FLOAT)
@@ -206,7 +206,7 @@ def test_data_types_by_value():
     for value in ("u8", None, 1.0, _classes.ImageType()):
         assert _zarnik.DataType___eq__(complex_type, value) is NotImplemented
     assert complex_type != "u8"
-    fails_late(OverflowError, _zarnik.DataType___ne__, complex_type, 2**40)
+    assert _zarnik.DataType___ne__(complex_type, 2**40) is NotImplemented
 
 
 STRING = "std::string const &"

@@ -1,0 +1,349 @@
+"""What Python code does to wrapped objects behind a call's back, or through their holders, harms nobody."""
+
+import gc
+import sys
+import weakref
+
+import numpy
+import pytest
+
+import _typetable
+import _zarnik
+from support.expect import fails, null_reference, prints, run_python
+from support.shared_types import CountingView
+from zarnik import _classes
+
+
+class Meddling(list):
+    """A sequence that does something when it is asked for its items."""
+
+    def __init__(self, items, act):
+        super().__init__(items)
+        self.act = act
+
+    def __getitem__(self, index):
+        if self.act:
+            act, self.act = self.act, None
+            act()
+        return super().__getitem__(index)
+
+
+def fill_memory(size):
+    """Takes memory of a size that was just freed, and leaves something else there."""
+    return [bytes([0xAB]) * size for _ in range(64)]
+
+
+WAYS_TO_DESTROY = {
+    "destructor": lambda name, wrapped: getattr(_zarnik, f"delete_{name}")(wrapped),
+    "attribute": lambda name, wrapped: wrapped.__dict__.update(this=getattr(_zarnik, f"new_{name}")()),
+}
+
+
+@pytest.mark.parametrize("way", WAYS_TO_DESTROY)
+@pytest.mark.parametrize(
+    ("name", "items", "method", "others", "expected"),
+    [
+        ("Vector3d", [1.0, 2.0, 3.0], "dot", [4.0, 5.0, 6.0], 32.0),
+        ("VectorXd", [1.0] * 20, "dot", [2.0] * 20, 40.0),
+        ("VectorXu64", [3] * 9, "__eq__", [3] * 9, True),
+    ],
+)
+def test_self_stays_for_the_time_of_the_call(way, name, items, method, others, expected):
+    wrapped = getattr(_classes, name)(items)
+    kept = []
+
+    def destroy():
+        WAYS_TO_DESTROY[way](name, wrapped)
+        kept.extend(fill_memory(8 * len(items)))
+
+    assert getattr(_zarnik, f"{name}_{method}")(wrapped, Meddling(others, destroy)) == expected
+    if way == "destructor":
+        null_text = "invalid null reference in method"
+        with pytest.raises(ValueError, match=null_text):
+            getattr(_zarnik, f"{name}_size")(wrapped)
+
+
+def test_other_arguments_stay_for_the_time_of_the_call():
+    origin = _classes.VectorXu64([1] * 9)
+    kept = []
+
+    def destroy():
+        _zarnik.delete_VectorXu64(origin)
+        kept.extend(fill_memory(72))
+
+    region = _zarnik.new_RegionXu64(origin, Meddling([2] * 9, destroy))
+    assert list(_zarnik.RegionXu64_get_origin(region)) == [1] * 9
+    region = _classes.RegionXu64([0, 0], [4, 4])
+    image = _zarnik.ImageViewFactory_allocate([4, 4], _zarnik.DataTypeId_UINT8)
+    buffer = bytearray(16)
+    _zarnik.ImageView___read_region(image, region, buffer)
+    null_reference(_zarnik.VectorXu64_size, 1, "zarnik::VectorX< uint64_t > const *", origin)
+
+
+def test_what_is_destroyed_twice_in_a_call_is_freed_once():
+    vector = _classes.Vector3d([1.0, 2.0, 3.0])
+
+    def destroy():
+        _zarnik.delete_Vector3d(vector)
+        with pytest.raises((ValueError, RuntimeError)):
+            _zarnik.delete_Vector3d(vector)
+
+    inner = Meddling([1.0, 1.0, 1.0], destroy)
+    outer = Meddling([1.0, 1.0, 1.0], lambda: _zarnik.Vector3d_dot(vector, inner))
+    assert _zarnik.Vector3d_dot(vector, outer) == 6.0
+
+
+# ---- in-place operators ----------------------------------------------------------------------------------------------
+
+IN_PLACE = {
+    "Vector3d": ("__iadd__", [1.0, 2.0, 3.0]),
+    "VectorXi32": ("__iadd__", [1, 2, 3]),
+    "Matrix3d": ("__imul__", 2.0),
+    "ImageCapabilitySet": ("__ior__", 2),
+}
+
+
+def made(name, is_instance):
+    wrapped = getattr(_classes, name)(*([[1, 1, 1]] if name.startswith("Vector") else []))
+    return wrapped if is_instance else wrapped.this
+
+
+@pytest.mark.parametrize("is_instance", [True, False])
+@pytest.mark.parametrize("name", IN_PLACE)
+def test_destroying_the_result_of_an_in_place_operator_empties_all_who_had_it(name, is_instance):
+    method, operand = IN_PLACE[name]
+    operate, delete = getattr(_zarnik, f"{name}_{method}"), getattr(_zarnik, f"delete_{name}")
+    first = made(name, is_instance)
+    second = operate(first, operand)
+    assert int(getattr(first, "this", first)) == int(second.this)
+    third = operate(first, operand)
+    delete(third)
+    for wrapped in (first, second, third):
+        with pytest.raises((ValueError, RuntimeError)):
+            operate(wrapped, operand)
+        with pytest.raises((ValueError, RuntimeError)):
+            delete(wrapped)
+
+
+def test_an_alias_shares_all_changes():
+    vector = alias = _classes.Vector3d([1.0, 2.0, 3.0])
+    for _ in range(1000):
+        vector *= 1.0
+        alias *= 1.0
+    vector += [1.0, 1.0, 1.0]
+    assert list(alias) == list(vector) == [2.0, 3.0, 4.0]
+    del vector
+    gc.collect()
+    assert list(alias) == [2.0, 3.0, 4.0]
+
+
+def test_what_the_library_owns_stays_its_own():
+    lent = _zarnik.cvar.ZARNIK_VERSION
+    lent.this.acquire()
+    lent.this.own(True)
+    assert not lent.this.own()
+    del lent
+    assert _zarnik.cvar.ZARNIK_VERSION.minor == 11
+
+
+# ---- holders ---------------------------------------------------------------------------------------------------------
+
+
+def test_lists_of_holders_have_an_end():
+    first, second, third = (_zarnik.new_VersionInfo() for _ in range(3))
+    assert first.append(first) is None and first.next() is None
+    first.append(second)
+    first.append(second)
+    fails(ValueError, "a list of wrapped objects cannot contain itself", second.append, first)
+    first.append(third)
+    chain, holder = [], first
+    while holder is not None:
+        chain.append(holder)
+        holder = holder.next()
+    assert len(chain) == 3
+    fails(TypeError, "Attempt to append a non SwigPyObject", first.append, 5)
+    record, added = _classes.VersionInfo(), _zarnik.new_VersionInfo()
+    for _ in range(3):
+        _zarnik.VersionInfo_swiginit(record, added)
+    with pytest.raises(TypeError):
+        _zarnik.Vector3d_size(record)
+
+
+def test_only_the_module_makes_holders():
+    kind = type(_zarnik.new_Vector3d())
+    fails(TypeError, "cannot create 'SwigPyObject' instances", kind)
+    for make in (lambda: object.__new__(kind), lambda: type("Derived", (kind,), {})):
+        with pytest.raises(TypeError):
+            make()
+
+
+def test_a_class_of_the_same_name_is_no_holder():
+    impostor = type("SwigPyObject", (), {"__slots__": ("a", "b", "c", "d"), "own": kindless_method()})()
+    wrapped = _classes.Vector3d()
+    for candidate in (impostor, type("Wrapped", (), {"this": impostor})()):
+        with pytest.raises(TypeError):
+            _zarnik.Vector3d_size(candidate)
+        with pytest.raises(TypeError):
+            wrapped.this.append(candidate)
+
+
+def kindless_method():
+    return type(_zarnik.new_Vector3d()).__dict__["own"]
+
+
+# ---- memory that arrays show -----------------------------------------------------------------------------------------
+
+
+def test_an_array_over_an_array_outlives_it():
+    elements = numpy.arange(10_000, dtype="f8")
+    for destroy in (_zarnik.delete_ArrayXd, lambda array: array.__init__(_classes.VectorXu64([1]))):
+        array = _classes.ArrayXd.from_numpy(elements)
+        shown = [_zarnik.ArrayXd__to_numpy(array, owner) for owner in (array, None, array)]
+        part = shown[1][5:]
+        destroy(array)
+        fill_memory(80_000)
+        del shown[0], array
+        assert numpy.array_equal(shown[0], elements) and numpy.array_equal(part, elements[5:])
+
+
+def test_the_memory_of_an_image_goes_with_its_last_array():
+    run = run_python(
+        """
+import resource
+import numpy, zarnik
+
+image = zarnik.ImageViewFactory.allocate([1024, 1024], "u1")
+resident = lambda: resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+kept = image.to_numpy()
+kept[:] = 5
+image.reshape([1024, 1024], "u1")
+for round in range(200):
+    array = image.to_numpy()
+    array[:] = 1
+    image.reshape([1024, 1024], "u1")
+    if round == 20:
+        before = resident()
+print(resident() - before < 20_000, set(numpy.unique(kept)) == {5})
+"""
+    )
+    assert (run.stdout, run.stderr) == ("True True\n", "")
+
+
+def test_writing_to_what_numpy_calls_read_only():
+    """As long as it says so; what the view offers is the same for every array."""
+    array = numpy.zeros((4, 5), "u2")
+    later = numpy.zeros((4, 5), "u2")
+    array.flags.writeable = False
+    dimensions = [_zarnik.ImageDimension_ROW, _zarnik.ImageDimension_COLUMN]
+    views = [_zarnik.NumpyInterop__order_from_numpy_array(each, dimensions, 0, False) for each in (array, later)]
+    later.flags.writeable = False
+    region = _classes.RegionXu64([0, 0], [5, 4])
+    for view in views:
+        assert _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view)) == 11
+        with pytest.raises(_classes.Error, match="read-only"):
+            _zarnik.ImageView___write(view, [0, 0], b"ab")
+        with pytest.raises(_classes.Error, match="read-only"):
+            _zarnik.ImageView___write_region(view, region, bytes(40))
+        _zarnik.ImageView_set_spatial_unit(view, "mm")
+    assert not array.any() and not later.any()
+    assert not _zarnik.NumpyInterop_to_numpy_array(views[0]).flags.writeable
+
+
+def test_a_view_over_an_array_tells_where_it_is_and_what_threads_may_do():
+    view = _zarnik.NumpyInterop__order_from_numpy_array(numpy.zeros(3, "u2"), [0], 0, False)
+    assert _zarnik.ViewOriginExtension_data_origin(_zarnik.View_view_origin(view)) == 1
+    parallel = _zarnik.ParallelAccessExtension_cast(_zarnik.View__extension(view, 2))
+    assert _zarnik.ParallelAccessExtension_support(parallel, 8 | 16)
+
+
+def test_views_over_arrays_go_on_any_thread():
+    """Dropped by a thread that Python does not know, the array goes a little later."""
+    array = numpy.zeros(1000)
+    gone = weakref.ref(array)
+    view = _zarnik.NumpyInterop__order_from_numpy_array(array, [0], 0, False)
+    del array
+    _typetable.dropOnAnotherThread(_typetable.pointerAddress(view))
+    del view
+    gc.collect()
+    for _ in range(1000):  # pending calls are made between instructions
+        if gone() is None:
+            break
+    assert gone() is None
+
+
+# ---- the rest --------------------------------------------------------------------------------------------------------
+
+
+def test_too_little_memory_for_a_result():
+    run = run_python(
+        """
+import resource
+import _zarnik
+from zarnik import _classes
+
+soft = 1 << 30
+vector = _zarnik.VectorXu8_create_uniform(1, 1)
+for size in (6 * 10**8, 10**9, 3 * 10**8):
+    resource.setrlimit(resource.RLIMIT_AS, (soft + size, -1))
+    try:
+        held = [_zarnik.VectorXu8_create_uniform(size, 1) for _ in range(4)]
+    except (_classes.Error, MemoryError) as error:
+        print(type(error).__name__ in ("Error", "MemoryError"))
+    held = None
+"""
+    )
+    assert (run.returncode, run.stdout, run.stderr) == (0, "True\n" * 3, "")
+
+
+def test_more_dimensions_than_there_are():
+    view = CountingView((2, 3), axes=_classes.ImageType("YX"))
+    array = numpy.zeros((2, 3), "u1")
+    endless = type("Endless", (list,), {"__len__": lambda self: 2**40, "__getitem__": lambda self, index: 0})()
+    for dimensions in (endless, [0] * 1000):
+        with pytest.raises(_classes.Error, match=r"^Input dimensions list is not valid$"):
+            _zarnik.NumpyInterop_order_to_numpy_array(view, dimensions)
+        with pytest.raises(_classes.Error, match=r"^Given dimensions list is not compatible with array shape$"):
+            _zarnik.NumpyInterop__order_from_numpy_array(array, dimensions, 0, False)
+
+
+def test_operators_of_one_operand_name_what_is_wrong():
+    for name, kind in (
+        ("Vector3d", "zarnik::Vector< double,3 > const *"),
+        ("Matrix4f", "zarnik::Matrix< float,4 > const *"),
+    ):
+        function = getattr(_zarnik, f"{name}___neg__")
+        fails(TypeError, f"in method '{name}___neg__', argument 1 of type '{kind}'", function, "no vector")
+    with pytest.raises(TypeError, match="in method 'MetadataNodeIterator___ref__', argument 1 of type"):
+        _zarnik.MetadataNodeIterator___ref__(5)
+
+
+def test_a_data_type_and_an_int_that_is_too_wide():
+    for number in (2**31, -(2**40), 2**70):
+        assert _zarnik.DataType___eq__(_zarnik.new_DataType(), number) is NotImplemented
+        assert _zarnik.DataType___ne__(_zarnik.new_DataType(), number) is NotImplemented
+
+
+def test_a_second_interpreter_is_refused():
+    """And the classes of the first one stay."""
+    for module in ("_xxsubinterpreters", "_interpreters"):
+        try:
+            __import__(module)
+        except ImportError:
+            continue
+        prints(
+            "True\n3\n",
+            f"""
+import {module} as interpreters
+import _zarnik, zarnik
+path = {sys.path!r}
+program = "import sys; sys.path[:] = " + repr(path) + chr(10) + "import _zarnik"
+try:
+    failed = interpreters.run_string(interpreters.create(), program)
+except Exception as error:
+    failed = error
+print("main interpreter" in str(failed))
+print(len(zarnik.Vector3d() + [1, 2, 3]))
+""",
+        )
+        return
+    pytest.skip("this Python offers no second interpreter")
