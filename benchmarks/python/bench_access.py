@@ -45,7 +45,13 @@ def sequential(path: Path) -> Iterator[Ratio]:
     through_system()
     names = {"ours": through_stream, "system": through_system}
     yield compare(
-        "stream, 1 GiB from the page cache", "ours()", "os.preadv", "system()", names, aim=1 / 0.95, clock=time.perf_counter
+        "stream, 1 GiB from the page cache",
+        "ours()",
+        "os.preadv",
+        "system()",
+        names,
+        aim=1 / 0.95,
+        clock=time.perf_counter,
     )
 
 

@@ -385,7 +385,9 @@ class _DataStorage:
 @extends(_classes.Uri)
 class _Uri:
     def __repr__(self) -> str:
-        return f"zarnik.Uri({_zarnik.Uri_to_string(self)!r})"
+        # Shown in tracebacks and logs, where passwords must not be.
+        text, secret = _zarnik.Uri_to_string(self), _zarnik.Uri_user_info(self)
+        return f"zarnik.Uri({text.replace(f'//{secret}@', '//...@', 1) if secret else text!r})"
 
     def __eq__(self, other: object) -> bool:
         if not isinstance(other, _classes.Uri):

@@ -79,7 +79,9 @@ def test_destinations_are_writable_buffers(refused_buffer):
     bad_argument(TypeError, _zarnik.RandomAccessFactory___from_buffer, 1, kind, refused_buffer)
 
 
-@pytest.mark.parametrize("buffer", [bytearray(8), memoryview(bytearray(8)), numpy.zeros(2, "f4"), numpy.zeros((2, 4), "u1")])
+@pytest.mark.parametrize(
+    "buffer", [bytearray(8), memoryview(bytearray(8)), numpy.zeros(2, "f4"), numpy.zeros((2, 4), "u1")]
+)
 def test_any_writable_buffer_is_filled_whole(buffer):
     assert _zarnik.StreamAccess___read(stream(b"12345678"), buffer) == 8
     assert bytes(memoryview(buffer).cast("B")) == b"12345678"

@@ -10,7 +10,7 @@ import _zarnik
 from support.expect import bad_argument, fails, no_overload, null_reference, refused
 from zarnik import _classes
 
-PARTS = "scheme authority host port user_info path query path_and_query to_string".split()
+PARTS = ["scheme", "authority", "host", "port", "user_info", "path", "query", "path_and_query", "to_string"]
 DEFAULT_PORTS = {"http": 80, "https": 443, "ftp": 21}
 
 
@@ -83,7 +83,9 @@ def test_the_standard_library_agrees(kind):
         assert found["path_and_query"] == encode(expected.path) + question + encode(expected.query)
 
 
-@pytest.mark.parametrize("text", ["http://host:65536", "http://[::1", "100%", ":x", "http://h\nost", "a\0b", "http://a@b@c"])
+@pytest.mark.parametrize(
+    "text", ["http://host:65536", "http://[::1", "100%", ":x", "http://h\nost", "a\0b", "http://a@b@c"]
+)
 def test_what_is_no_uri_is_refused(text):
     refused("URI", _zarnik.new_Uri, text)
 
