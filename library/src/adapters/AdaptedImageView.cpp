@@ -4,9 +4,11 @@
 #include "views/RestrictedImageView.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionConverter.h"
+#include "zarnik/values/ArrayX.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/BorrowedMemoryView.h"
 #include "zarnik/views/ParallelAccessExtension.h"
+#include "zarnik/views/TilingInfoExtension.h"
 
 #include <fmt/format.h>
 #include <utility>
@@ -30,6 +32,26 @@ RegionXu64 at(VectorXu64 const & index) { return {index, VectorXu64::createUnifo
 bool showsMemory(ImageView & image) {
   return image.support(MEMORY_ACCESS) || dynamic_cast<BorrowedMemoryView *>(&image) != nullptr;
 }
+
+/// The tiles of the source, for a view of the same geometry.
+class AdaptedTiling : public TilingInfoExtension {
+public:
+  AdaptedTiling(std::shared_ptr<TilingInfoExtension> tiling, std::shared_ptr<ImageView> view)
+      : tiling_(std::move(tiling)), view_(std::move(view)) {}
+
+  VectorXu64 maxTileSize() const override { return tiling_->maxTileSize(); }
+  size_t tileCount() const override { return tiling_->tileCount(); }
+  RegionXu64 tileRegion(size_t tileIndex) const override { return tiling_->tileRegion(tileIndex); }
+  ArrayX<uint64_t> tilingGrid() const override { return tiling_->tilingGrid(); }
+  void readTile(size_t tileIndex, void * destination) override {
+    view_->readRegion(tileRegion(tileIndex), destination);
+  }
+  void writeTile(size_t tileIndex, void const * source) override { view_->writeRegion(tileRegion(tileIndex), source); }
+
+private:
+  std::shared_ptr<TilingInfoExtension> tiling_;
+  std::shared_ptr<ImageView> view_;
+};
 
 } // namespace
 
@@ -67,6 +89,8 @@ AdaptedImageView::~AdaptedImageView() { delete indexer_.load(); }
 
 std::shared_ptr<Extension> AdaptedImageView::extension(size_t id) const {
   using enum ParallelAccessCapability;
+  if (id == TilingInfoExtension::EXTENSION_ID)
+    return tiling();
   if (id != ParallelAccessExtension::EXTENSION_ID)
     return DescribedImageView::extension(id);
   auto const parallel = adaptation_.source->parallelAccess();
@@ -77,8 +101,19 @@ std::shared_ptr<Extension> AdaptedImageView::extension(size_t id) const {
   // Samples that share one of the source are written one after the other.
   if (!support(WRITE) ||
       (readsToWriteComponents() && adaptation_.axes.separatesComponents(adaptation_.sourceType, adaptation_.type)))
-    flags.remove(PARALLEL_WRITE);
+    flags.remove(THREAD_SAFE | PARALLEL_WRITE);
   return ParallelAccessExtension::create(flags);
+}
+
+std::shared_ptr<Extension> AdaptedImageView::tiling() const {
+  auto ofSource =
+      adaptation_.axes.isIdentity() && shape() == adaptation_.sourceShape ? adaptation_.source->tilingInfo() : nullptr;
+  if (!ofSource)
+    return nullptr;
+  // A copy of the view, which costs little: the view itself cannot be shared from here.
+  auto copy = std::make_shared<AdaptedImageView>(
+      adaptation_, Description{properties(), metadata(), "by tiles", {adaptation_.source}});
+  return std::make_shared<AdaptedTiling>(std::move(ofSource), std::move(copy));
 }
 
 bool AdaptedImageView::isInvertible() const {

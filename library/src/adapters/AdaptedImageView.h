@@ -60,6 +60,7 @@ public:
   bool readsToWriteComponents() const override;
 
 private:
+  std::shared_ptr<Extension> tiling() const;
   bool isInvertible() const;
   bool movesSamples() const;
   void requireUnchangedSource() const;

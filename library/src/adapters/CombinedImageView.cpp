@@ -1,5 +1,9 @@
 #include "adapters/CombinedImageView.h"
 
+#include "adapters/AdaptedImageView.h"
+#include "adapters/RelabelledImageView.h"
+#include "adapters/ThreadSafeImageView.h"
+#include "views/RestrictedImageView.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionConverter.h"
 #include "zarnik/views/ParallelAccessExtension.h"
@@ -33,6 +37,24 @@ VectorXu64 without(VectorXu64 const & vector, size_t axis) {
   return result;
 }
 
+/// How many combinations are within each other in a view, behind whatever is around them.
+size_t depthOf(std::shared_ptr<ImageView> image) {
+  while (true) {
+    if (auto const * const combined = dynamic_cast<CombinedImageView const *>(image.get()))
+      return combined->depth();
+    if (auto const * const adapted = dynamic_cast<AdaptedImageView const *>(image.get()))
+      image = std::shared_ptr(adapted->adaptation().source);
+    else if (auto const * const relabelled = dynamic_cast<RelabelledImageView const *>(image.get()))
+      image = std::shared_ptr(relabelled->relabelled());
+    else if (auto const * const restricted = dynamic_cast<RestrictedImageView const *>(image.get()))
+      image = std::shared_ptr(restricted->restricted());
+    else if (auto const * const safe = dynamic_cast<ThreadSafeImageView const *>(image.get()))
+      image = std::shared_ptr(safe->protectedImage());
+    else
+      return 0;
+  }
+}
+
 RegionXu64 at(VectorXu64 const & index) { return {index, VectorXu64::createUniform(index.size(), 1)}; }
 
 } // namespace
@@ -41,9 +63,15 @@ CombinedImageView::CombinedImageView(Frames frames, VectorXu64 shape, DataType t
                                      Description description)
     : DescribedImageView(std::move(description)), frames_(std::move(frames)), frameShape_(frames_.front()->shape()),
       shape_(std::move(shape)), type_(type), threadCount_(threadCount) {
+  // Transfers and releases go through all of them on one stack.
+  constexpr size_t DEEPEST = 100;
   frameTypes_.reserve(frames_.size());
-  for (auto const & frame : frames_)
+  for (auto const & frame : frames_) {
     frameTypes_.push_back(frame->dataType());
+    depth_ = std::max(depth_, depthOf(frame) + 1);
+  }
+  if (depth_ > DEEPEST)
+    throw InvalidArgument(fmt::format("{} sets of images within each other, allowed are {}", depth_, DEEPEST));
 }
 
 CombinedImageView::~CombinedImageView() = default;

@@ -28,6 +28,9 @@ public:
                     SampleStrides const & strides) override;
   bool readsToWriteComponents() const override;
 
+  /// How many combinations are within each other here.
+  size_t depth() const { return depth_; }
+
 protected:
   using Frames = std::vector<std::shared_ptr<ImageView>>;
 
@@ -40,6 +43,7 @@ protected:
   };
 
   /// \param threadCount how many threads a transfer may use
+  /// \throws InvalidArgument if too many combinations are within each other
   CombinedImageView(Frames frames, VectorXu64 shape, DataType type, size_t threadCount, Description description);
 
   virtual std::vector<Part> partsOf(SampleRegion const & region, SampleStrides const & strides) const = 0;
@@ -56,6 +60,7 @@ private:
   VectorXu64 shape_;
   DataType type_;
   size_t threadCount_;
+  size_t depth_ = 1;
 };
 
 /// Images behind each other along a new dimension.

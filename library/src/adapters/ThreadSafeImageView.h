@@ -13,6 +13,9 @@ public:
   explicit ThreadSafeImageView(std::shared_ptr<ImageView> image);
   ~ThreadSafeImageView() override;
 
+  /// The image behind the lock.
+  std::shared_ptr<ImageView> const & protectedImage() const { return image_; }
+
   std::shared_ptr<Extension> extension(size_t id) const override;
   ImageCapabilitySet capabilities() const override;
   VectorXu64 const & shape() const override;

@@ -4,9 +4,10 @@
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/BorrowedMemoryView.h"
+#include "zarnik/views/GridTiling.h"
 #include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/ImageViewProvider.h"
-#include "zarnik/views/ParallelAccessExtension.h"
+#include "zarnik/views/TilingInfoExtension.h"
 #include "zarnik/views/ViewOriginExtension.h"
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <cstring>
 #include <functional>
 #include <numeric>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,8 +44,8 @@ inline uint64_t positionOf(VectorXu64 const & index, VectorXu64 const & shape) {
 /// A view of somebody else: it has the dense slots only, and counts what goes through them.
 class ForeignImage : public ImageView {
 public:
-  ForeignImage(VectorXu64 shape, DataType type, ImageCapabilitySet capabilities)
-      : image_(ImageViewFactory::allocate(shape, type)), capabilities_(capabilities) {}
+  ForeignImage(VectorXu64 shape, DataType type, ImageCapabilitySet capabilities, uint64_t tileSize = 0)
+      : image_(ImageViewFactory::allocate(shape, type)), capabilities_(capabilities), tileSize_(tileSize) {}
 
   ImageCapabilitySet capabilities() const override { return capabilities_; }
   VectorXu64 const & shape() const override { return image_->shape(); }
@@ -51,6 +53,8 @@ public:
   std::shared_ptr<ImageProperties const> properties() const override { return image_->properties(); }
   std::shared_ptr<MetadataNode const> metadata() const override { return image_->metadata(); }
   std::shared_ptr<Extension> extension(size_t id) const override {
+    if (id == TilingInfoExtension::EXTENSION_ID && tileSize_ != 0)
+      return std::make_shared<GridTiling>(image_, VectorXu64::createUniform(dimensionCount(), tileSize_));
     return id == ViewOriginExtension::EXTENSION_ID ? image_->extension(id) : nullptr;
   }
   void setProperties(std::shared_ptr<ImageProperties const> properties) override {
@@ -87,6 +91,7 @@ public:
 private:
   std::shared_ptr<ImageView> image_;
   ImageCapabilitySet capabilities_;
+  uint64_t tileSize_;
 };
 
 /// A source of an adapter, and its samples without going through a view.
@@ -100,6 +105,8 @@ struct SourceKind {
   ImageCapabilitySet capabilities;
   std::function<Source(VectorXu64 const & shape, DataType type)> make;
 };
+
+inline std::ostream & operator<<(std::ostream & stream, SourceKind const & kind) { return stream << kind.name; }
 
 inline auto elementsOf(std::shared_ptr<ImageView> const & image) {
   return [image](VectorXu64 const & index) {
@@ -128,9 +135,9 @@ inline std::vector<SourceKind> sourceKinds() {
   using enum ImageCapability;
   using Protection = BorrowedMemoryView::Protection;
   auto const memory = [](auto const & shape, DataType type) { return ImageViewFactory::allocate(shape, type); };
-  auto const foreign = [](ImageCapabilitySet capabilities) {
-    return [capabilities](VectorXu64 const & shape, DataType type) {
-      auto const image = std::make_shared<ForeignImage>(shape, type, capabilities);
+  auto const foreign = [](ImageCapabilitySet capabilities, uint64_t tileSize = 0) {
+    return [=](VectorXu64 const & shape, DataType type) {
+      auto const image = std::make_shared<ForeignImage>(shape, type, capabilities, tileSize);
       return Source{image, elementsOf(image->samples())};
     };
   };
@@ -159,7 +166,8 @@ inline std::vector<SourceKind> sourceKinds() {
                            }};
            }},
           {"Foreign", READ | WRITE, foreign(READ | WRITE)},
-          {"ForeignReadOnly", READ, foreign(READ)}};
+          {"ForeignReadOnly", READ, foreign(READ)},
+          {"ForeignTiled", READ | WRITE, foreign(READ | WRITE, 3)}};
 }
 
 } // namespace zarnik::test

@@ -201,6 +201,17 @@ TEST(Adapters, ChainsAreFlatAndTellTheirStory) {
   EXPECT_EQ(view->viewOrigin()->dataOrigin(), ViewDataOrigin::CPU_MEMORY);
 }
 
+TEST(Adapters, SetsWithinSetsHaveALimit) {
+  Image image = Factory::allocate({1}, DataTypeId::UINT8);
+  auto const nest = [&] {
+    for (int n = 0; n < 1000; ++n)
+      image =
+          Factory::flip(Factory::extractAdjustedRegion(Factory::stack(setOf({image}), ROW), {{0, 0}, {1, 1}}), COLUMN);
+  };
+  EXPECT_THAT(nest, ThrowsMessage<InvalidArgument>(HasSubstr("101 sets of images within each other")));
+  EXPECT_EQ(valuesOf<uint8_t>(image), std::vector<uint8_t>{0});
+}
+
 TEST(Adapters, RefuseToReadAnImageThatWasReshaped) {
   auto const image = Factory::allocate({100, 100}, DataTypeId::UINT8);
   auto const view = Factory::flip(image, ROW);
