@@ -1,5 +1,6 @@
 // What the package does with the columns of tables: memory shared with arrays, many texts at once, Arrow capsules.
 
+#include "direct/CallWithoutLock.h"
 #include "direct/Functions.h"
 #include "direct/TypeTable.h"
 #include "zarnik/core/Error.h"
@@ -168,8 +169,9 @@ PyObject * frameFromArrow(PyObject *, PyObject * capsule) {
       return nullptr;
     if (!stream->release)
       throw InvalidArgument("the Arrow stream was taken by somebody else");
-    // The capsule, which the caller holds, releases it.
-    return wrapShared(ArrowInterface::importStream(stream), frameType());
+    // The capsule, which the caller holds, releases it. Other threads of whoever fills the stream may need the lock.
+    return wrapShared(callWithoutLock([stream] { return ArrowInterface::importStream(stream); }, CallLength::SHORT),
+                      frameType());
   });
 }
 

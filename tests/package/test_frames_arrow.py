@@ -1,5 +1,8 @@
 """Tables to and from other libraries, each of which is tried where it is installed."""
 
+import gc
+import threading
+
 import nanoarrow
 import numpy
 import pytest
@@ -93,6 +96,27 @@ def test_pyarrow(frame):
     assert back["text"] == TEXTS[1:] + TEXTS[:2]
     assert back["i8"].tolist() == [2, 100, 1, 2]
     assert_same(zarnik.DataFrameView.from_arrow(table.slice(3)), zarnik.DataFrameView.from_arrow(doubled.slice(9)))
+
+
+def test_streams_that_python_fills(frame):
+    pyarrow = pytest.importorskip("pyarrow")
+    table = pyarrow.table(frame)
+
+    def batches(failing):
+        yield from table.to_batches()
+        # Another thread needs the interpreter's lock before this one goes on.
+        worker = threading.Thread(target=gc.collect)
+        worker.start()
+        worker.join()
+        if failing:
+            raise ValueError("source gone")
+        yield from table.to_batches()
+
+    back = zarnik.DataFrameView.from_arrow(pyarrow.RecordBatchReader.from_batches(table.schema, batches(False)))
+    assert back["text"] == TEXTS * 2
+    assert back.units == frame.units
+    with pytest.raises(zarnik.Error, match="the Arrow stream failed: .*source gone"):
+        zarnik.DataFrameView.from_arrow(pyarrow.RecordBatchReader.from_batches(table.schema, batches(True)))
 
 
 def test_pyarrow_types_that_a_table_cannot_hold():

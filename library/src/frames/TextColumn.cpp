@@ -34,6 +34,9 @@ void TextColumn::reserve(uint64_t more) {
 }
 
 void TextColumn::forget(uint64_t offset, uint64_t count) noexcept {
+  // Without any text there is nothing to look at, in memory that nobody has touched yet.
+  if (bytes_.empty())
+    return;
   auto const * const cell = cells(offset);
   for (uint64_t i = 0; i < count; ++i)
     unused_ += cell[i].length;
