@@ -115,7 +115,7 @@ def test_streams_that_python_fills(frame):
     back = zarnik.DataFrameView.from_arrow(pyarrow.RecordBatchReader.from_batches(table.schema, batches(False)))
     assert back["text"] == TEXTS * 2
     assert back.units == frame.units
-    with pytest.raises(zarnik.Error, match="the Arrow stream failed: .*source gone"):
+    with pytest.raises(zarnik.Error, match=r"the Arrow stream failed: .*source gone"):
         zarnik.DataFrameView.from_arrow(pyarrow.RecordBatchReader.from_batches(table.schema, batches(True)))
 
 
