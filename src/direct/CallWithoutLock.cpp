@@ -1,5 +1,7 @@
 #include "direct/CallWithoutLock.h"
 
+#include "zarnik/core/Interruption.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <exception>
@@ -58,6 +60,8 @@ using Work = std::function<void(Cancellation const &)>;
 void perform(std::shared_ptr<Work> work, Cancellation const & cancellation, std::shared_ptr<Outcome> const & outcome) {
   std::exception_ptr error;
   try {
+    // What waits for a server ends by itself.
+    InterruptionScope const scope([&] { return cancellation.requested(); });
     (*work)(cancellation);
   } catch (...) {
     error = std::current_exception();

@@ -255,6 +255,9 @@ class Handler(BaseHTTPRequestHandler):
         self.send(206, headers, data[: len(data) // 2])
         time.sleep(60)
 
+    def fault_stalls_later(self, number: int) -> None:
+        self.serve() if number == 1 else self.fault_stalls(number)
+
     def fault_impatient(self, _: int) -> None:
         self.send(429, {"Content-Length": "0", "Retry-After": "3600"})
 

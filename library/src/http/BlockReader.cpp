@@ -1,9 +1,13 @@
 #include "http/BlockReader.h"
 
 #include "http/BlockLoader.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/core/Interruption.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <fmt/format.h>
 #include <utility>
 
 namespace zarnik::http {
@@ -12,6 +16,8 @@ namespace {
 
 // What one round of requests is planned for; bounds the memory that the plan takes.
 constexpr uint64_t blocksAtOnce = 8192;
+
+constexpr std::chrono::milliseconds pollInterval{50};
 
 struct FirstBytes final : ByteSink {
   explicit FirstBytes(size_t size) : bytes(std::make_unique_for_overwrite<uint8_t[]>(size)) {}
@@ -173,7 +179,9 @@ BlockReader::Copies BlockReader::await(std::vector<Shared> const & others) {
   for (auto const & [block, wanted] : others) {
     {
       std::unique_lock lock(mutex_);
-      loaded_.wait(lock, [&] { return block->state != Block::State::LOADING; });
+      while (!loaded_.wait_for(lock, pollInterval, [&] { return block->state != Block::State::LOADING; }))
+        if (InterruptionScope::isRequested())
+          throw Error(fmt::format("{}: waiting for another reader was interrupted", resource_.target().text()));
       if (block->state == Block::State::FAILED) {
         failed.insert(failed.end(), wanted.begin(), wanted.end());
         continue;

@@ -1,6 +1,7 @@
 #include "http/HttpResource.h"
 
 #include "zarnik/core/Error.h"
+#include "zarnik/core/Interruption.h"
 
 #include <algorithm>
 #include <array>
@@ -53,6 +54,8 @@ public:
       startDue();
       drive();
       dropStalled();
+      if (InterruptionScope::isRequested())
+        throw Error(fmt::format("{}: {} was interrupted", resource_.target_.text(), resource_.target_.method()));
     }
     session_.done();
   }

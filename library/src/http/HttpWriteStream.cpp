@@ -4,6 +4,7 @@
 #include "http/HttpAccess.h"
 #include "http/SessionPool.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/core/Interruption.h"
 
 #include <algorithm>
 #include <cstring>
@@ -62,8 +63,10 @@ HttpWriteStream::HttpWriteStream(Uri const & uri, std::string const & method, HT
   lastProgress_ = std::chrono::steady_clock::now();
   // Until the head of the request is sent: who cannot be reached is an error here.
   try {
-    while (!paused_ && !perform())
+    while (!paused_ && !perform()) {
+      checkInterruption();
       checkProgress();
+    }
   } catch (...) {
     disconnect();
     throw;
@@ -201,6 +204,12 @@ void HttpWriteStream::checkProgress() {
   }
 }
 
+// A body of which an unknown part was sent cannot go on.
+void HttpWriteStream::checkInterruption() {
+  if (InterruptionScope::isRequested())
+    refuse("interrupted");
+}
+
 // Hands the buffer to the connection, and looks whether the server has refused by now.
 void HttpWriteStream::send() {
   BrokenPipeGuard const guard;
@@ -212,6 +221,7 @@ void HttpWriteStream::send() {
   do {
     if (perform())
       refuse("the server ended the request before everything was written");
+    checkInterruption();
     checkProgress();
   } while (!paused_);
   sent_ = filled_ = 0;
@@ -225,6 +235,7 @@ void HttpWriteStream::awaitAnswer() {
   curl_easy_pause(handle_.get(), CURLPAUSE_CONT);
   auto const begin = std::chrono::steady_clock::now();
   while (!done_ && !perform()) {
+    checkInterruption();
     if (!endTaken_)
       checkProgress();
     else if (secondsSince(begin) > options_.answerSeconds)

@@ -53,6 +53,7 @@ private:
   bool perform();
   void judge(CURLcode code);
   void checkProgress();
+  void checkInterruption();
   void disconnect() noexcept;
   [[noreturn]] void refuse(std::string const & why);
 

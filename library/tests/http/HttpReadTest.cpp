@@ -1,6 +1,7 @@
 #include "../../src/http/HttpAccess.h"
 #include "http/TestServers.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/core/Interruption.h"
 #include "zarnik/http/HttpOptions.h"
 #include "zarnik/http/HttpStatistics.h"
 
@@ -288,6 +289,30 @@ TEST(HttpRead, ThreadsShareBlocksAndTheLimitOfRequests) {
     thread.join();
   EXPECT_EQ(wrong, 0);
   EXPECT_LE(httpStatistics(*access)->bytesReceived, access->size()); // no block twice
+}
+
+TEST(HttpRead, InterruptionsEndReadsSoon) {
+  auto options = smallOptions();
+  options.stallSeconds = 30;
+  auto const access = openFault("stalls_later", options);
+  std::array<uint8_t, 8> bytes{};
+  auto const begin = std::chrono::steady_clock::now();
+  auto const isLate = [&] { return std::chrono::steady_clock::now() - begin > std::chrono::milliseconds(200); };
+  std::atomic<int> interrupted = 0;
+  auto const read = [&] {
+    InterruptionScope const scope(isLate);
+    try {
+      std::array<uint8_t, 8> own{};
+      access->read(8192, own.data(), own.size());
+    } catch (Error const & error) {
+      interrupted += std::string(error.what()).find("interrupted") != std::string::npos ? 1 : 0;
+    }
+  };
+  std::thread other(read); // one of them loads, one waits for it
+  EXPECT_LT(secondsOf(read), 2);
+  other.join();
+  EXPECT_EQ(interrupted, 2);
+  EXPECT_EQ(access->read(0, bytes.data(), bytes.size()), bytes.size());
 }
 
 } // namespace zarnik

@@ -1,0 +1,193 @@
+// Against nginx, a server as it is meant to be: over HTTP/1.1, and over TLS with HTTP/2.
+
+#include "../../src/http/HttpAccess.h"
+#include "http/TestServers.h"
+#include "zarnik/access/StreamCompletion.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/http/HttpStatistics.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <random>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace zarnik {
+
+namespace {
+
+using test::servedContent;
+using testing::HasSubstr;
+
+class EnvironmentVariable {
+public:
+  EnvironmentVariable(char const * name, char const * value) : name_(name) {
+    if (auto const * const before = std::getenv(name))
+      before_ = before;
+    value ? setenv(name, value, 1) : unsetenv(name);
+  }
+  ~EnvironmentVariable() { before_.empty() ? unsetenv(name_) : setenv(name_, before_.c_str(), 1); }
+  EnvironmentVariable(EnvironmentVariable const &) = delete;
+  EnvironmentVariable & operator=(EnvironmentVariable const &) = delete;
+
+private:
+  char const * name_;
+  std::string before_;
+};
+
+std::vector<uint8_t> readAll(RandomAccess & access) {
+  std::vector<uint8_t> bytes(access.size());
+  EXPECT_EQ(access.read(0, bytes.data(), bytes.size()), bytes.size());
+  return bytes;
+}
+
+HttpOptions blocksOf(size_t bytes) {
+  HttpOptions options;
+  options.blockBytes = bytes;
+  options.gapBytes = 0;
+  return options;
+}
+
+} // namespace
+
+class HttpServer : public testing::Test {
+protected:
+  static void SetUpTestSuite() {
+    server_ = std::make_unique<test::ServerProcess>("http_nginx.py");
+    std::istringstream(server_->line()) >> tlsPort_ >> certificate_ >> root_;
+  }
+  static void TearDownTestSuite() { server_.reset(); }
+
+  static Uri uri(std::string const & path) { return Uri(server_->url(path)); }
+  static Uri secureUri(std::string const & path) { return Uri(fmt::format("https://127.0.0.1:{}/{}", tlsPort_, path)); }
+  static std::string fileContents(std::string const & path) {
+    std::ifstream file(root_ + "/" + path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+
+  static std::unique_ptr<test::ServerProcess> server_;
+  static int tlsPort_;
+  static std::string certificate_;
+  static std::string root_;
+};
+
+std::unique_ptr<test::ServerProcess> HttpServer::server_;
+int HttpServer::tlsPort_ = 0;
+std::string HttpServer::certificate_;
+std::string HttpServer::root_;
+
+TEST_F(HttpServer, IsReadOverKeptConnections) {
+  for (auto const * const path : {"content.bin", "moved/content.bin", "content.bin?query=1#fragment"}) {
+    auto const access = openHttpRead(uri(path), "GET", {});
+    EXPECT_TRUE(readAll(*access) == servedContent()) << path;
+    EXPECT_EQ(access->resourceId().find('#'), std::string::npos);
+  }
+  EXPECT_EQ(openHttpRead(uri("empty.bin"), "GET", {})->size(), 0u);
+  EXPECT_THROW(openHttpRead(uri("missing.bin"), "GET", {}), Error);
+  EXPECT_THROW(openHttpRead(uri(""), "GET", {}), Error); // a folder
+}
+
+TEST_F(HttpServer, IsReadOverTlsByThoseWhoTrustIt) {
+  for (auto const * const name : {"SSL_CERT_FILE", "CURL_CA_BUNDLE"}) {
+    EnvironmentVariable const trust(name, certificate_.c_str());
+    auto const access = openHttpRead(secureUri("content.bin"), "GET", {}, blocksOf(1000));
+    std::vector<RandomAccess::ReadRequest> requests;
+    std::vector<uint8_t> bytes(access->size());
+    for (size_t offset = 0; offset + 3000 <= bytes.size(); offset += 3000)
+      requests.push_back({offset, &bytes[offset], 1000});
+    access->readMany(requests); // a hundred requests, many at a time
+    auto const content = servedContent();
+    for (auto const & request : requests)
+      EXPECT_TRUE(std::equal(&bytes[request.offset], &bytes[request.offset] + 1000, &content[request.offset]));
+    EXPECT_EQ(httpStatistics(*access)->requests, requests.size()); // the first block came with the opening
+  }
+  EnvironmentVariable const noFile("SSL_CERT_FILE", nullptr);
+  EnvironmentVariable const noBundle("CURL_CA_BUNDLE", nullptr);
+  EXPECT_THROW(openHttpRead(secureUri("content.bin"), "GET", {}), Error);
+  EXPECT_THROW(openHttpWrite(secureUri("put/x"), "PUT", {}), Error);
+}
+
+TEST_F(HttpServer, TakesWhatIsWritten) {
+  EnvironmentVariable const trust("SSL_CERT_FILE", certificate_.c_str());
+  auto const content = servedContent(2'000'000);
+  for (auto const & target : {uri("put/plain"), secureUri("put/secure")}) {
+    auto const stream = openHttpWrite(target, "PUT", {});
+    for (size_t begin = 0; begin < content.size(); begin += 100'000) {
+      stream->write(&content[begin], 100'000);
+      if (begin == 300'000)
+        stream->flush();
+    }
+    dynamic_cast<StreamCompletion &>(*stream).close();
+    auto const stored = fileContents(target.path().substr(1));
+    EXPECT_TRUE(std::equal(stored.begin(), stored.end(), content.begin(), content.end(),
+                           [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; }));
+  }
+  std::string error;
+  try {
+    auto const refused = openHttpWrite(secureUri("content.bin"), "POST", {});
+    for (int i = 0; i < 100; ++i) {
+      refused->write(content.data(), content.size());
+      refused->flush();
+    }
+    dynamic_cast<StreamCompletion &>(*refused).close();
+  } catch (Error const & caught) {
+    error = caught.what();
+  }
+  EXPECT_THAT(error, HasSubstr("status 405"));
+}
+
+TEST_F(HttpServer, BrokenOffUploadsAreNotStored) {
+  EnvironmentVariable const trust("SSL_CERT_FILE", certificate_.c_str());
+  for (auto const & target : {uri("put/part"), secureUri("put/secure-part")}) {
+    auto const stream = openHttpWrite(target, "PUT", {});
+    stream->write("abcd", 4);
+    stream->flush();
+    dynamic_cast<StreamCompletion &>(*stream).abort();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_FALSE(std::ifstream(root_ + target.path())) << target.toString();
+  }
+}
+
+TEST_F(HttpServer, ForkedProcessesHaveConnectionsOfTheirOwn) {
+  EnvironmentVariable const trust("SSL_CERT_FILE", certificate_.c_str());
+  for (auto const & target : {uri("content.bin"), secureUri("content.bin")}) {
+    auto access = openHttpRead(target, "GET", {}, blocksOf(1000));
+    auto stream = openHttpWrite(uri("put/forked"), "PUT", {});
+    stream->write("abcd", 4);
+    stream->flush();
+    auto const content = servedContent();
+    auto const readSome = [&](unsigned seed) {
+      std::mt19937 random(seed);
+      std::vector<uint8_t> bytes(500);
+      for (int i = 0; i < 100; ++i) {
+        auto const offset = random() % (content.size() - bytes.size());
+        access->read(offset, bytes.data(), bytes.size());
+        if (!std::equal(bytes.begin(), bytes.end(), &content[offset]))
+          return false;
+      }
+      return true;
+    };
+    auto const child = fork();
+    if (child == 0) {
+      auto const right = readSome(1);
+      access.reset();
+      stream.reset();
+      _exit(right ? 0 : 1);
+    }
+    EXPECT_TRUE(readSome(2));
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_TRUE(readSome(3));
+    stream->write("efgh", 4);
+    stream.reset();
+    EXPECT_EQ(fileContents("put/forked"), "abcdefgh");
+  }
+}
+
+} // namespace zarnik

@@ -1,0 +1,172 @@
+"""Resources of web servers: a real one, and one that misbehaves on purpose."""
+
+from __future__ import annotations
+
+import hashlib
+import io
+import pathlib
+import random
+import signal
+import subprocess
+import sys
+import threading
+import time
+import urllib.request
+import zipfile
+from collections.abc import Iterator
+
+import numpy
+import pytest
+import zarnik
+
+SUPPORT = pathlib.Path(__file__).resolve().parent.parent / "support"
+sys.path.insert(0, str(SUPPORT))
+
+from http_faults import BODY, Server  # noqa: E402
+from http_nginx import Nginx, nginx  # noqa: E402
+
+
+@pytest.fixture(scope="module")
+def web() -> Iterator[Nginx]:
+    with nginx() as server:
+        yield server
+
+
+@pytest.fixture(scope="module")
+def faulty() -> Iterator[str]:
+    server = Server()
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    yield f"http://127.0.0.1:{server.server_address[1]}/"
+    server.shutdown()
+
+
+@pytest.fixture(autouse=True)
+def no_proxy(monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setenv("no_proxy", "*")
+
+
+def test_reads_what_urllib_reads(web: Nginx) -> None:
+    access = zarnik.open_random(web.url("content.bin"))
+    with urllib.request.urlopen(web.url("content.bin")) as answer:
+        expected = answer.read()
+    assert len(access) == len(expected)
+    assert access[:] == expected
+    assert access[1000:2000] == expected[1000:2000]
+    assert access.read(len(expected) - 5, 100) == expected[-5:]
+
+
+def test_flat_functions_open_uris(web: Nginx) -> None:
+    headers = zarnik.HTTPHeaders()
+    headers.add("X-Kind", "test")
+    for access in (
+        zarnik.RandomAccessFactory.open_uri_read(zarnik.Uri(web.url("content.bin"))),
+        zarnik.RandomAccessFactory.open_http_read(zarnik.Uri(web.url("content.bin")), "GET", headers),
+    ):
+        assert access.read(0, 100) == BODY[:100]
+    with pytest.raises(zarnik.Error, match="status 404"):
+        zarnik.RandomAccessFactory.open_uri_read(zarnik.Uri(web.url("missing")))
+    with pytest.raises(zarnik.Error, match="status 405|answered"):
+        stream = zarnik.StreamAccessFactory.open_uri_write(zarnik.Uri(web.url("content.bin")))
+        for _ in range(100):
+            stream.write(bytes(1_000_000))
+            stream.flush()
+
+
+def test_counts_what_it_does(web: Nginx) -> None:
+    access = zarnik.open_random(web.url("content.bin"))
+    before = access.http_counters()
+    answered = web.requests()
+    for _ in range(3):
+        access.read(200_000, 10)
+    after = access.http_counters()
+    assert after["requests"] - before["requests"] == 1
+    assert after["cache_hits"] - before["cache_hits"] == 2
+    assert after["bytes_received"] - before["bytes_received"] >= 10
+    assert after["retries"] == 0
+    time.sleep(0.1)
+    assert web.requests() - answered == 1
+
+
+def test_certificates_are_checked(web: Nginx, monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.delenv("CURL_CA_BUNDLE", raising=False)
+    monkeypatch.delenv("SSL_CERT_FILE", raising=False)
+    with pytest.raises(zarnik.Error, match="certificate"):
+        zarnik.open_random(web.tls_url("content.bin"))
+    monkeypatch.setenv("SSL_CERT_FILE", str(web.certificate))
+    assert zarnik.open_random(web.tls_url("content.bin"))[:] == BODY
+
+
+def test_other_libraries_read_through_it(web: Nginx) -> None:
+    array = numpy.arange(100_000, dtype="<i4").reshape(100, 1000)
+    numpy.save(web.root / "array.npy", array)
+    with zipfile.ZipFile(web.root / "archive.zip", "w", zipfile.ZIP_DEFLATED) as archive:
+        archive.writestr("inside.bin", BODY)
+    stream = zarnik.open_random(web.url("array.npy")).stream()
+    numpy.testing.assert_array_equal(numpy.load(stream.as_file()), array)
+    stream = zarnik.open_random(web.url("archive.zip")).stream()
+    with zipfile.ZipFile(io.BufferedReader(stream.as_file())) as archive:
+        assert archive.read("inside.bin") == BODY
+
+
+def test_uploads_arrive(web: Nginx) -> None:
+    data = random.Random(5).randbytes(3_000_001)
+    with zarnik.open_stream(web.url("put/upload.bin"), "w", method="PUT") as stream:
+        for begin in range(0, len(data), 100_000):
+            assert stream.write(data[begin : begin + 100_000]) == len(data[begin : begin + 100_000])
+    assert hashlib.sha256((web.root / "put/upload.bin").read_bytes()).digest() == hashlib.sha256(data).digest()
+
+
+def test_the_end_of_a_with_block_raises_refusals(faulty: str) -> None:
+    with pytest.raises(zarnik.Error, match="status 422"):
+        with zarnik.open_stream(faulty + "refused_at_end/package", "w") as stream:
+            stream.write(b"abcd")
+
+
+def test_an_exception_in_a_with_block_breaks_the_upload_off(web: Nginx) -> None:
+    with pytest.raises(KeyError):
+        with zarnik.open_stream(web.url("put/part.bin"), "w", method="PUT") as stream:
+            stream.write(b"abcd")
+            stream.flush()
+            raise KeyError
+    time.sleep(0.2)
+    assert not (web.root / "put/part.bin").exists()
+
+
+@pytest.mark.parametrize(
+    "path", ["once_503", "once_reset", "once_reset_within", "truncates_chunks", "interim", "closes", "redirects"]
+)
+def test_faults_that_pass_are_not_seen(faulty: str, path: str) -> None:
+    assert zarnik.open_random(faulty + path)[:] == BODY
+
+
+@pytest.mark.parametrize(
+    "path",
+    ["forbidden", "ignores_ranges", "compressed", "wrong_length", "more_bytes", "two_content_ranges", "redirects_elsewhere"],
+)
+def test_other_faults_are_errors_without_credentials(faulty: str, path: str) -> None:
+    address = faulty.replace("//", "//someone:secret@") + path + "?token=hidden"
+    with pytest.raises(zarnik.Error) as raised:
+        zarnik.open_random(address)[:]
+    text = str(raised.value)
+    assert path in text and "secret" not in text and "hidden" not in text and "someone" not in text
+
+
+def test_ctrl_c_ends_a_silent_read(faulty: str) -> None:
+    program = f"""
+import sys, zarnik
+access = zarnik.open_random({faulty + "stalls_later"!r})
+print("open", flush=True)
+try:
+    access.read(200_000, 10)
+except KeyboardInterrupt:
+    print("interrupted", access.read(0, 4), flush=True)
+"""
+    process = subprocess.Popen([sys.executable, "-c", program], stdout=subprocess.PIPE, text=True)
+    assert process.stdout
+    assert process.stdout.readline() == "open\n"
+    time.sleep(0.3)
+    begin = time.monotonic()
+    process.send_signal(signal.SIGINT)
+    assert process.stdout.readline() == "interrupted b'\\x00\\x00\\x00\\x00'\n"
+    process.communicate(timeout=60)
+    assert process.returncode == 0 and time.monotonic() - begin < 10
