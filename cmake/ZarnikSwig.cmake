@@ -39,7 +39,8 @@ function(zarnik_swig interface)
             "-I${PROJECT_SOURCE_DIR}/interface" "-I${PROJECT_SOURCE_DIR}/library/include" "-I${PROJECT_SOURCE_DIR}/src"
             -outdir "${shadowDirectory}" -MMD -MF "${generated}.d" -o "${generated}"
             "${CMAKE_CURRENT_SOURCE_DIR}/${interface}"
-    DEPENDS "${interface}" "${ZARNIK_SWIG_EXECUTABLE}"
+    COMMAND "${Python_EXECUTABLE}" "${PROJECT_SOURCE_DIR}/tools/shadow.py" "${shadowDirectory}/${arg_SHADOW}"
+    DEPENDS "${interface}" "${ZARNIK_SWIG_EXECUTABLE}" "${PROJECT_SOURCE_DIR}/tools/shadow.py"
     DEPFILE "${generated}.d"
     COMMENT "Generating the flat layer from ${interface}"
     VERBATIM)

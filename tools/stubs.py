@@ -3,7 +3,7 @@
 usage: stubs.py <generated _classes.py> <folder of the package's sources> <folder for the stubs>
 
 Signatures come from the generated module, types from its docstrings, and what the package adds to a class from the
-sources of the package: the class of additions becomes a base class.
+sources of the package: a class with the decorator `extends` becomes a base class of the classes that it names.
 """
 
 from __future__ import annotations
@@ -13,57 +13,6 @@ import re
 import sys
 from collections.abc import Iterable, Iterator
 from pathlib import Path
-
-# Which class of additions each generated class has; the first that matches its name counts.
-ADDITIONS = [
-    (r"Vector[234X]\w+", "_values._Vector"),
-    (r"RegionXu64", "_values._WideRegion, _values._Region"),
-    (r"Region[234]u64", "_values._Region"),
-    (r"Matrix[34][fd]", "_values._Matrix"),
-    (r"ArrayX\w+", "_values._Array"),
-    (r"DataType", "_types._DataType"),
-    (r"ImageType", "_types._ImageType"),
-    (r"VariantDataValue", "_metadata._VariantDataValue"),
-    (r"MetadataNode", "_metadata._MetadataNode, _metadata._Node"),
-    (r"ReadonlyMetadataNode", "_metadata._ReadonlyMetadataNode, _metadata._Node"),
-    (r"SpatialDirections", "_properties._SpatialDirections, _properties._Changeable"),
-    (
-        r"SpatialCalibrationProperty",
-        "_properties._SpatialCalibrationProperty, _properties._Calibration, _properties._Changeable",
-    ),
-    (r"ReadonlySpatialCalibrationProperty", "_properties._Calibration"),
-    (r"ImageInfoProperty", "_properties._ImageInfoProperty, _properties._Info, _properties._Changeable"),
-    (r"ReadonlyImageInfoProperty", "_properties._Info"),
-    (r"ImageProperties", "_properties._ImageProperties, _properties._Properties, _properties._Changeable"),
-    (r"ReadonlyImageProperties", "_properties._Properties"),
-    (r"ImageView", "_views._ImageView"),
-    (r"ImageViewProvider", "_views._ImageViewProvider"),
-    (r"TilingInfoExtension", "_views._TilingInfoExtension"),
-    (r"ViewOriginExtension", "_views._ViewOriginExtension"),
-    (r"ImageViewFactory", "_views._ImageViewFactory"),
-    (r"DataFrameView", "_frames._DataFrameView"),
-    (r"DataFrameViewFactory", "_frames._DataFrameViewFactory"),
-    (r"DependencyGraph", "_dependencies._DependencyGraph"),
-    (r"\w+CapabilitySet", "_capabilities._CapabilitySet"),
-    (r"DataAccess", "_access._DataAccess"),
-    (r"StreamAccess", "_access._StreamAccess"),
-    (r"RandomAccess", "_access._RandomAccess"),
-    (r"DataStorage", "_access._DataStorage"),
-    (r"Uri", "_access._Uri"),
-    (r"HTTPHeaders", "_access._HTTPHeaders"),
-    (r"RandomAccessFactory", "_access._RandomAccessFactory"),
-]
-MODULES = (
-    "_access",
-    "_capabilities",
-    "_dependencies",
-    "_frames",
-    "_metadata",
-    "_properties",
-    "_types",
-    "_values",
-    "_views",
-)
 
 SIMPLE_TYPES = {
     "int": "int",
@@ -139,22 +88,60 @@ def method_lines(function: ast.FunctionDef, class_name: str, types: Types) -> It
     yield f"    def {function.name}({', '.join(parameters)}) -> {result}: ..."
 
 
-def added_names(sources: Path) -> dict[str, set[str]]:
-    """Return the names that each class of additions defines, by module and class."""
-    added = {}
-    for module in MODULES:
-        for node in ast.parse((sources / f"{module}.py").read_text()).body:
-            if isinstance(node, ast.ClassDef):
-                names = {entry.name for entry in node.body if isinstance(entry, ast.FunctionDef)}
-                added[f"{module}.{node.name}"] = names
-    return added
+class Additions:
+    """What the package adds to generated classes: the classes with the decorator `extends`, and what they define."""
+
+    def __init__(self, sources: Path) -> None:
+        self._trees = {path.stem: ast.parse(path.read_text()) for path in sorted(sources.glob("_*.py"))}
+        #: pairs of a pattern for generated classes, and module and name of the class of additions
+        self._extending = [
+            (pattern, module, node.name)
+            for module, tree in self._trees.items()
+            for node in tree.body
+            if isinstance(node, ast.ClassDef)
+            for pattern in _extended_by(node)
+        ]
+        self.modules = sorted({module for _, module, _ in self._extending})
+
+    def of(self, name: str) -> list[tuple[str, str]]:
+        """Return module and name of the additions to a generated class."""
+        return [(module, added) for pattern, module, added in self._extending if re.fullmatch(pattern, name)]
+
+    def names(self, module: str, name: str) -> set[str]:
+        """Return the names that a class of additions defines, by itself and by its bases."""
+        found: set[str] = set()
+        for node in self._trees[module].body:
+            if isinstance(node, ast.ImportFrom) and name in {alias.asname or alias.name for alias in node.names}:
+                source = (node.module or "").partition(".")[2]
+                if source in self._trees:
+                    return self.names(source, name)
+            if isinstance(node, ast.ClassDef) and node.name == name:
+                found |= {entry.name for entry in node.body if isinstance(entry, ast.FunctionDef)}
+                for base in node.bases:
+                    if isinstance(base, ast.Name):
+                        found |= self.names(module, base.id)
+        return found
 
 
-def class_lines(node: ast.ClassDef, types: Types, added: dict[str, set[str]]) -> Iterator[str]:
-    additions = next((bases for pattern, bases in ADDITIONS if re.fullmatch(pattern, node.name)), "")
+def _extended_by(node: ast.ClassDef) -> list[str]:
+    patterns = []
+    for mark in node.decorator_list:
+        if isinstance(mark, ast.Call) and isinstance(mark.func, ast.Name) and mark.func.id == "extends":
+            for argument in mark.args:
+                if isinstance(argument, ast.Attribute):
+                    patterns.append(argument.attr)
+                elif isinstance(argument, ast.Constant) and isinstance(argument.value, str):
+                    patterns.append(argument.value)
+                else:
+                    raise SystemExit(f"{node.name}: extends takes generated classes, or patterns of their names")
+    return patterns
+
+
+def class_lines(node: ast.ClassDef, types: Types, additions: Additions) -> Iterator[str]:
+    added = additions.of(node.name)
     own = [base.id for base in node.bases if isinstance(base, ast.Name) and base.id != "object"]
-    bases = [*filter(None, additions.split(", ")), *own]
-    hidden = set().union(*(added[base] for base in bases if base in added))
+    bases = [*(f"{module}.{name}" for module, name in added), *own]
+    hidden = set().union(*(additions.names(module, name) for module, name in added))
     yield f"class {node.name}({', '.join(bases)}):" if bases else f"class {node.name}:"
     yield "    thisown: bool"
     for entry in node.body:
@@ -183,7 +170,7 @@ def main(generated: Path, sources: Path, output: Path) -> None:
     tree = ast.parse(generated.read_text())
     classes = [node for node in tree.body if isinstance(node, ast.ClassDef) and not node.name.startswith("_")]
     types = Types(node.name for node in classes)
-    added = added_names(sources)
+    additions = Additions(sources)
     heading = [
         "from collections.abc import Sequence",
         "from typing import Any, SupportsInt",
@@ -195,7 +182,7 @@ def main(generated: Path, sources: Path, output: Path) -> None:
         "# Written by tools/stubs.py.",
         "# mypy: ignore-errors",
         *heading,
-        f"from zarnik import {', '.join(MODULES)}",
+        f"from zarnik import {', '.join(additions.modules)}",
         "",
     ]
     lines.append("def _swig_repr(self: Any) -> str: ...")
@@ -206,7 +193,7 @@ def main(generated: Path, sources: Path, output: Path) -> None:
             if not name.startswith("_") and name != "cvar":
                 lines.append(f"{name}: int")
     for node in classes:
-        lines += class_lines(node, types, added)
+        lines += class_lines(node, types, additions)
     (output / "_classes.pyi").write_text("\n".join(lines))
 
     text = generated.read_text()

@@ -25,33 +25,50 @@ The colours or components of a pixel are the axis C (CHANNEL), the last of an ar
 
 from __future__ import annotations
 
-# Each of these adds to the generated classes.
+# Each of these adds to the generated classes. A new topic is one more name here: what its module lists in __all__
+# becomes part of the package.
 from zarnik import (  # noqa: F401
     _access,
+    _arraylike,
     _capabilities,
     _classes,
     _dependencies,
     _errors,
     _frames,
-    _metadata,
+    _matrices,
+    _nodes,
     _properties,
+    _regions,
+    _small_arrays,
+    _spatial,
     _types,
-    _values,
+    _vectors,
     _views,
 )
 from zarnik._access import open_random as open_random
 from zarnik._access import open_stream as open_stream
 from zarnik._classes import *  # noqa: F403
+from zarnik._creation import empty as empty
+from zarnik._creation import empty_like as empty_like
+from zarnik._creation import full as full
+from zarnik._creation import full_like as full_like
+from zarnik._creation import zeros as zeros
+from zarnik._creation import zeros_like as zeros_like
 from zarnik._enumerations import *  # noqa: F403
 from zarnik._extension import publish as _publish
+from zarnik._interop import from_dlpack as from_dlpack
 from zarnik._interop import from_numpy as from_numpy
-from zarnik._metadata import variant as variant
+from zarnik._names import shown_names as _shown_names
 from zarnik._threads import set_thread_count as set_thread_count
 from zarnik._threads import thread_count as thread_count
+from zarnik._variants import variant as variant
 
 _publish(vars(_classes).values())
 
 __version__: str = _classes.cvar.ZARNIK_VERSION_STRING
 
-# NotImplemented is left out, an asterisk import would hide Python's own.
-__all__ = [name for name in globals() if not name.startswith("_") and name not in ("NotImplemented", "annotations")]
+__all__ = _shown_names(globals())
+
+
+def __dir__() -> list[str]:
+    return [*__all__, "__version__"]

@@ -9,6 +9,8 @@
                       |   +---------- SLICE      from picture to picture
                       +-------------- SEQUENCE   from moment to moment
     and "C":                          CHANNEL    the colours or components of a pixel, last of all
+
+Lower case letters mean the same, and "S", which others write for the samples of a pixel, means "C".
 """
 
 from __future__ import annotations
@@ -21,7 +23,7 @@ from zarnik._classes import ImageType
 from zarnik._enumerations import ImageDimension
 
 #: What names the axes of an array: a string of letters, dimensions in the order of the axes, or an image type.
-Axes = Union[str, Iterable[int], ImageType]
+Axes = Union[str, Iterable[int], Iterable[str], ImageType]
 
 #: The order in which the axes of an image stand in an array.
 NUMPY_ORDER = (
@@ -34,7 +36,13 @@ NUMPY_ORDER = (
 
 BY_LETTER = {dimension.letter: dimension for dimension in ImageDimension}
 
-_BY_RANK = {1: "X", 2: "YX", 3: "ZYX", 4: "TZYX", 5: "TZYXC"}
+_BY_RANK = {1: "X", 2: "YX", 3: "ZYX", 4: "TZYX"}
+# What others call their axes.
+_SYNONYMS = {"S": "C"}
+_HINTS = {
+    "Q": "Q stands for an axis that nobody named: say which of T, Z and C it is",
+    "I": "I stands for a series of images: say which of T and Z it is",
+}
 
 
 def letters(dimensions: Iterable[ImageDimension]) -> str:
@@ -48,17 +56,16 @@ def dimensions_of(axes: Axes) -> list[ImageDimension]:
     An image type has no order of its own: its dimensions come in the order T, Z, Y, X, C.
     """
     if isinstance(axes, str):
-        unknown = [letter for letter in axes if letter not in BY_LETTER]
-        if unknown:
-            raise ValueError(f"unknown axis {unknown[0]!r} in {axes!r}: the axes are T, Z, Y, X and C")
-        dimensions = [BY_LETTER[letter] for letter in axes]
+        dimensions = [_dimension_of(letter, axes) for letter in axes]
     elif isinstance(axes, ImageDimension):
         dimensions = [axes]
     elif isinstance(axes, _classes.ImageType):
         dimensions = [dimension for dimension in NUMPY_ORDER if axes.has(dimension)]
     else:
         try:
-            dimensions = [ImageDimension(dimension) for dimension in axes]
+            dimensions = [
+                _dimension_of(entry, axes) if isinstance(entry, str) else ImageDimension(entry) for entry in axes
+            ]
         except TypeError:
             raise TypeError(f"axes must be a string, image dimensions or an ImageType, got {axes!r}") from None
     if len(set(dimensions)) != len(dimensions):
@@ -66,16 +73,28 @@ def dimensions_of(axes: Axes) -> list[ImageDimension]:
     return dimensions
 
 
-def dimensions_of_array(axes: Axes | None, shape: tuple[int, ...]) -> list[ImageDimension]:
-    """Return the dimension of each axis of an array; by its rank X, YX, ZYX, TZYX or TZYXC when axes is None."""
+def _dimension_of(letter: str, axes: object) -> ImageDimension:
+    found = BY_LETTER.get(_SYNONYMS.get(letter.upper(), letter.upper()))
+    if found is None:
+        hint = _HINTS.get(letter.upper())
+        raise ValueError(f"unknown axis {letter!r} in {axes!r}: {hint or 'the axes are T, Z, Y, X and C'}")
+    return found
+
+
+def dimensions_of_array(axes: Axes | None, shape: tuple[int, ...], what: str = "the array") -> list[ImageDimension]:
+    """Return the dimension of each axis of an array; by its rank X, YX, ZYX or TZYX when axes is None."""
     if axes is None:
+        if len(shape) == 5:
+            raise ValueError(
+                f"{what} has 5 axes, whose order cannot be guessed: pass axes, such as axes='TZYXC' or axes='TCZYX'"
+            )
         if len(shape) not in _BY_RANK:
-            raise ValueError(f"an image has 1 to 5 axes, the array has {len(shape)}: its shape is {shape}")
+            raise ValueError(f"an image has 1 to 5 axes, {what} has {len(shape)}: its shape is {shape}")
         return dimensions_of(_BY_RANK[len(shape)])
     dimensions = dimensions_of(axes)
     if not dimensions or len(dimensions) != len(shape):
         raise ValueError(
-            f"axes {letters(dimensions)!r} name {len(dimensions)} axes, the array has {len(shape)}: its shape is "
-            f"{shape}"
+            f"axes {letters(dimensions)!r} name {len(dimensions)} axes, {what} has {len(shape)}"
+            + (f": its shape is {shape}" if any(shape) else "")
         )
     return dimensions

@@ -6,7 +6,6 @@ from collections.abc import Iterator
 from enum import IntFlag
 from typing import TYPE_CHECKING, Any
 
-import zarnik._classes as _classes
 from zarnik import _enumerations
 from zarnik._extension import extends
 
@@ -23,7 +22,7 @@ _FLAGS: dict[str, type[IntFlag]] = {
 }
 
 
-@extends(*(getattr(_classes, name) for name in _FLAGS))
+@extends(r"\w+CapabilitySet")
 class _CapabilitySet:
     if TYPE_CHECKING:
 

@@ -4,11 +4,10 @@ from __future__ import annotations
 
 from typing import Any
 
-import zarnik._classes as _classes
 from zarnik._extension import extends
 
 
-@extends(_classes.Error, _classes.InvalidArgument, _classes.NotImplemented)
+@extends("Error", "InvalidArgument", "NotImplemented")
 class _Error:
     def __repr__(self) -> str:
         return f"{type(self).__name__}({str(self)!r})"

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 from collections.abc import Iterable
 from typing import Any, Callable, TypeVar
 
@@ -17,22 +18,51 @@ class _Empty:
 # What every class statement brings by itself; the generated class keeps its own.
 _BROUGHT_BY_ANY_CLASS = frozenset(vars(_Empty)) | {"__annotations__", "__annotate_func__", "__annotations_cache__"}
 
+# Which addition gave a class its attribute of a name.
+_given: dict[tuple[type, str], type] = {}
 
-def extends(*generated: Any) -> Callable[[Addition], Addition]:
-    """Add everything that the decorated class defines to generated classes.
+
+def extends(*names: Any) -> Callable[[Addition], Addition]:
+    """Add everything that the decorated class has, by itself or from its bases, to generated classes.
 
     Results of the flat functions come back as instances of the registered, generated classes: a subclass would never
-    be seen. What the additions rely on is declared in them under TYPE_CHECKING.
+    be seen. What the additions rely on is declared in them under TYPE_CHECKING. The stubs are made from these
+    decorators: this is the only place that tells which class has which additions.
+
+    :param names: Generated classes, their names, or regular expressions for whole names, such as r"Vector[234X]\\w+".
     """
+    targets = [found for name in names for found in _classes_named(name)]
 
     def add(addition: Addition) -> Addition:
-        for target in generated:
-            for name, attribute in vars(addition).items():
-                if name not in _BROUGHT_BY_ANY_CLASS:
-                    setattr(target, name, attribute)
+        for target in targets:
+            for base in reversed(addition.__mro__[:-1]):
+                for name, attribute in vars(base).items():
+                    if name not in _BROUGHT_BY_ANY_CLASS:
+                        _set(target, name, attribute, addition)
         return addition
 
     return add
+
+
+def _classes_named(pattern: Any) -> list[Any]:
+    if isinstance(pattern, type):
+        return [pattern]
+    found = [entry for name, entry in vars(_classes).items() if isinstance(entry, type) and re.fullmatch(pattern, name)]
+    if not found:
+        raise TypeError(f"there is no generated class {pattern!r} to extend")
+    return found
+
+
+def _set(target: Any, name: str, attribute: Any, addition: type) -> None:
+    before = _given.setdefault((target, name), addition)
+    if before is not addition:
+        raise TypeError(f"{before.__qualname__} and {addition.__qualname__} both give {target.__name__} its {name!r}")
+    setattr(target, name, attribute)
+
+
+def kept(wrapped: Any) -> Any:
+    """Return what the package keeps with an object, in the slot that every generated class has for it; or None."""
+    return getattr(wrapped, "_kept", None)
 
 
 def publish(names: Iterable[Any]) -> None:

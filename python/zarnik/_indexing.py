@@ -11,7 +11,7 @@ import numpy
 
 from zarnik._geometry import geometry_of
 from zarnik._interop import shared_array
-from zarnik._transfer import read, write
+from zarnik._transfer import broadcast, convertible, may_share, read, write_converted
 
 if TYPE_CHECKING:
     from zarnik._geometry import Layout
@@ -38,18 +38,21 @@ def write_part(view: Any, key: Any, values: Any) -> None:
     part = _Part(key, layout, sizes)
     array = shared_array(view, layout)
     if array is not None and array.flags.writeable:
-        array[part.key] = values
+        # A single number is refused or not; of a list NumPy would write the items before the one that is refused.
+        array[part.key] = values if isinstance(values, (int, float)) else convertible(values, layout.scalar)
         return
-    values = numpy.broadcast_to(values, part.shape())
+    values = broadcast(convertible(values, layout.scalar), part.shape())
+    if values.size and may_share(view, layout, part.origin, part.size, values):
+        values = values.copy()
     # An axis of the region where the key has a single index.
     as_region = tuple(numpy.newaxis if inside == 0 else inside for inside in part.within)
     for origin, size, place in part.pieces():
         if part.is_dense:
-            write(view, layout, origin, size, values[place][as_region])
+            write_converted(view, layout, origin, size, values[place][as_region])
             continue
         block = read(view, layout, origin, size)
         block[part.within] = values[place]
-        write(view, layout, origin, size, block)
+        write_converted(view, layout, origin, size, block)
 
 
 class _Part:

@@ -2,13 +2,17 @@
 
 from __future__ import annotations
 
+import operator
 from typing import TYPE_CHECKING, Any
 
 import numpy
 
 import _zarnik
+import zarnik._classes as _classes
 from zarnik import _axes, _types
+from zarnik._calls import flat
 from zarnik._enumerations import ImageCapability, ImageInterpretation
+from zarnik._extension import kept
 from zarnik._geometry import Layout
 
 if TYPE_CHECKING:
@@ -19,18 +23,28 @@ def from_numpy(
     array: numpy.ndarray[Any, Any],
     axes: _axes.Axes | None = None,
     *,
-    interpretation: int = ImageInterpretation.UNKNOWN,
+    spacing: Any = None,
+    origin: Any = None,
+    unit: str | None = None,
+    metadata: Any = None,
+    interpretation: int | str = ImageInterpretation.UNKNOWN,
     alpha: bool = False,
 ) -> ImageView:
     """Make an image over the memory of an array, whatever its strides; nothing is copied.
 
-    The image keeps the array alive. A read-only array gives a read-only image.
+    The image keeps the array alive. The elements of a read-only array cannot be changed through the image; what the
+    image knows beside them can. Complex numbers are the exception: their image has a copy of them.
 
-    :param array: 1 to 5 axes of 8- to 64-bit integers or 32- or 64-bit floating point numbers.
+    :param array: 1 to 5 axes of 8- to 64-bit integers, 32- or 64-bit floating point numbers, or complex numbers of
+        two of these.
     :param axes: What the axes of the array are: a string that reads like the array's shape, such as "TZYX" for
-        (time, slice, row, column), a list of `ImageDimension`, or an `ImageType`, whose dimensions are taken in the
-        order T, Z, Y, X, C. By default X, YX, ZYX, TZYX or TZYXC, by the number of axes.
-    :param interpretation: What the values stand for, an `ImageInterpretation`.
+        (time, slice, row, column), a list of letters or of `ImageDimension`, or an `ImageType`, whose dimensions are
+        taken in the order T, Z, Y, X, C. By default X, YX, ZYX or TZYX by the number of axes; five have to be named.
+    :param spacing: The distances between elements along X, Y, Z.
+    :param origin: The position of the first element along X, Y, Z.
+    :param unit: The unit of both, such as "mm".
+    :param metadata: A `MetadataNode`, or a dict of what it is made from.
+    :param interpretation: What the values stand for, an `ImageInterpretation` or the name of one.
     :param alpha: Whether the last channel is an alpha channel.
     :return: The image; its `get_shape()` is in the library's order X, Y, Z, C, T, its `shape` in the order of arrays.
     :raises TypeError: if array is no array, or its elements have no counterpart.
@@ -38,6 +52,11 @@ def from_numpy(
     """
     if not isinstance(array, numpy.ndarray):
         raise TypeError(f"from_numpy takes a numpy.ndarray, got {type(array).__name__}: numpy.asarray makes one")
+    interpretation = as_interpretation(interpretation)
+    if array.dtype.kind == "c":
+        view = _complex_image(array, axes, interpretation, alpha)
+        _describe(view, spacing, origin, unit, metadata)
+        return view
     dtype = _types.scalar_dtype(array.dtype, "an image cannot share an array")
     if getattr(array, "mask", None) is not None:
         raise TypeError("an image cannot share a masked array, its mask would be lost: take array.data or filled()")
@@ -45,24 +64,105 @@ def from_numpy(
     writeable = array.flags.writeable
     if array.dtype.num != dtype.num:
         array = array.view(dtype)
-    view = _zarnik.NumpyInterop__order_from_numpy_array(array, dimensions, interpretation, bool(alpha))
-    return view if writeable else read_only(view)
+    view = flat.NumpyInterop__order_from_numpy_array(array, dimensions, interpretation, bool(alpha))
+    _describe(view, spacing, origin, unit, metadata)
+    return view if writeable else read_only(view, may_describe=True)
 
 
-def read_only(view: Any) -> Any:
+def from_dlpack(array: Any, axes: _axes.Axes | None = None, **description: Any) -> ImageView:
+    """Make an image over the memory of an array of another library, by the DLPack protocol.
+
+    :param array: An array in the main memory, such as a tensor on the CPU.
+    :param axes: The axes of the array, as `from_numpy` takes them.
+    :param description: What else `from_numpy` takes.
+    """
+    return from_numpy(numpy.from_dlpack(array), axes, **description)  # type: ignore[attr-defined,unused-ignore]
+
+
+def as_interpretation(given: int | str) -> int:
+    """Return an interpretation from one, or from the name of one such as "RGB"."""
+    if isinstance(given, str):
+        member = ImageInterpretation.__members__.get(given.upper())
+        if member is None:
+            raise ValueError(
+                f"unknown interpretation {given!r}: allowed are {', '.join(ImageInterpretation.__members__)}"
+            )
+        return member
+    return operator.index(given)
+
+
+def _describe(view: Any, spacing: Any, origin: Any, unit: str | None, metadata: Any) -> None:
+    if spacing is not None:
+        view.spacing = spacing
+    if origin is not None:
+        view.origin = origin
+    if unit is not None:
+        view.unit = unit
+    if metadata is not None:
+        view.metadata = metadata
+
+
+def _complex_image(array: numpy.ndarray[Any, Any], axes: _axes.Axes | None, interpretation: int, alpha: bool) -> Any:
+    # The flat functions look at memory of real numbers only.
+    dimensions = _axes.dimensions_of_array(axes, array.shape)
+    sizes = dict(zip(dimensions, array.shape))
+    ordered = _classes.VectorXu64([sizes[dimension] for dimension in sorted(sizes)])
+    view = flat.ImageViewFactory_allocate(ordered, _types.as_data_type(array.dtype))
+    view.set_axes_interpretation(_types.as_image_type(dimensions))
+    view.set_image_interpretation(interpretation)
+    view.set_alpha(alpha)
+    view.to_numpy(_axes.letters(dimensions))[...] = array
+    return view if array.flags.writeable else read_only(view, may_describe=True)
+
+
+class Kept:
+    """What the package keeps with an image."""
+
+    __slots__ = ("may_describe", "memory", "source")
+
+    def __init__(self, source: Any = None, may_describe: bool = False) -> None:
+        #: whose memory a read-only image shows
+        self.source = source
+        #: whether its properties and metadata may be changed all the same
+        self.may_describe = may_describe
+        #: arrays that hold what others look at by an address, and hold the image for
+        self.memory: dict[int, numpy.ndarray[Any, Any]] = {}
+
+
+def read_only(view: Any, may_describe: bool = False) -> Any:
     """Return a view that cannot be changed, and knows whose memory it may show as arrays that cannot be either."""
-    shown = _zarnik.ImageViewProvider_to_read_only(view)
+    shown = flat.ImageViewProvider_to_read_only(view)
     if shown is not None:
-        shown._source = view
+        shown._kept = Kept(_source_of(view) or view, may_describe)
     return shown
+
+
+def _source_of(view: Any) -> Any:
+    keeps = kept(view)
+    return None if keeps is None else keeps.source
+
+
+def described(view: Any) -> Any:
+    """Return the view whose properties and metadata are those of a view: elements alone are read-only."""
+    keeps = kept(view)
+    return keeps.source if keeps is not None and keeps.may_describe else view
+
+
+def keep_memory(view: Any, array: numpy.ndarray[Any, Any]) -> None:
+    """Keep the memory that an array shows as long as the view, even if that gets other memory by `reshape`."""
+    keeps = kept(view)
+    if keeps is None:
+        keeps = view._kept = Kept()
+    keeps.memory.setdefault(array.ctypes.data if array.size else 0, array)
 
 
 def shared_array(view: Any, layout: Layout) -> numpy.ndarray[Any, Any] | None:
     """Return an array over the memory of a view, in the order T, Z, Y, X, C; None if it has no memory to share."""
     capabilities = _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view))
-    source = getattr(view, "_source", None)
+    source = _source_of(view)
     if source is not None:
-        view, capabilities = source, _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(source))
+        view = source
+        capabilities = _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view))
     if not capabilities & ImageCapability.MEMORY_ACCESS:
         return None
     writeable = source is None and bool(capabilities & ImageCapability.WRITE)

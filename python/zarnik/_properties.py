@@ -4,12 +4,12 @@ from __future__ import annotations
 
 from typing import TYPE_CHECKING, Any
 
-import _zarnik
 import zarnik._classes as _classes
+from zarnik._calls import flat
 from zarnik._enumerations import ImageInterpretation
 from zarnik._extension import extends
 from zarnik._types import as_data_type, as_image_type
-from zarnik._values import as_vector
+from zarnik._vectors import as_vector
 
 if TYPE_CHECKING:
     from zarnik._classes import ImageInfoProperty, ImageType, SpatialCalibrationProperty, SpatialDirections
@@ -32,20 +32,28 @@ class _Changeable:
     def __repr__(self) -> str:
         return f"{type(self).__name__}({', '.join(f'{name}={part!r}' for name, part in self._parts().items())})"
 
-    def _parts(self) -> dict[str, Any]:
-        raise NotImplementedError
+    if TYPE_CHECKING:
+
+        def _parts(self) -> dict[str, Any]: ...
+
+
+class _ReadOnly:
+    """What is read-only is copied and pickled as what can be changed."""
+
+    if TYPE_CHECKING:
+
+        def _parts(self) -> dict[str, Any]: ...
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return _restore, (type(self).__name__[len("Readonly") :], self._parts())
 
 
 def _restore(name: str, parts: dict[str, Any]) -> Any:
     return getattr(_classes, name)(**parts)
 
 
-for _class in ("SpatialDirections", "SpatialCalibrationProperty", "ImageInfoProperty", "ImageProperties"):
-    extends(getattr(_classes, _class))(_Changeable)
-
-
-@extends(_classes.SpatialDirections)
-class _SpatialDirections:
+@extends("SpatialDirections")
+class _SpatialDirections(_Changeable):
     if TYPE_CHECKING:
 
         def get_column_direction(self) -> Any: ...
@@ -62,7 +70,7 @@ class _SpatialDirections:
             arguments = ((1, 0, 0) if column is None else column, (0, 1, 0) if row is None else row, *arguments)
         if len(arguments) == 2:
             arguments = tuple(_vector3(direction) for direction in arguments)
-        _zarnik.SpatialDirections_swiginit(self, _zarnik.new_SpatialDirections(*arguments))
+        flat.SpatialDirections_swiginit(self, flat.new_SpatialDirections(*arguments))
 
     def column_direction(self) -> Any:
         """Return where the next column lies."""
@@ -115,11 +123,13 @@ class _Calibration:
         }
 
 
-extends(_classes.SpatialCalibrationProperty, _classes.ReadonlySpatialCalibrationProperty)(_Calibration)
+@extends("ReadonlySpatialCalibrationProperty")
+class _ReadonlySpatialCalibrationProperty(_Calibration, _ReadOnly):
+    pass
 
 
-@extends(_classes.SpatialCalibrationProperty)
-class _SpatialCalibrationProperty:
+@extends("SpatialCalibrationProperty")
+class _SpatialCalibrationProperty(_Calibration, _Changeable):
     def __init__(
         self, *arguments: Any, origin: Any = None, spacing: Any = None, directions: Any = None, unit: str | None = None
     ) -> None:
@@ -132,29 +142,29 @@ class _SpatialCalibrationProperty:
         """
         if len(arguments) == 1 and isinstance(arguments[0], _CALIBRATIONS):
             given = arguments[0]
-            made = _zarnik.new_SpatialCalibrationProperty(
+            made = flat.new_SpatialCalibrationProperty(
                 given.get_origin(), given.get_spacing(), given.get_directions(), given.get_unit()
             )
         else:
             vectors = tuple(_vector3(vector) for vector in arguments[:2])
-            made = _zarnik.new_SpatialCalibrationProperty(*vectors, *arguments[2:])
-        _zarnik.SpatialCalibrationProperty_swiginit(self, made)
+            made = flat.new_SpatialCalibrationProperty(*vectors, *arguments[2:])
+        flat.SpatialCalibrationProperty_swiginit(self, made)
         if origin is not None:
             self.set_origin(origin)
         if spacing is not None:
             self.set_spacing(spacing)
         if directions is not None:
-            _zarnik.SpatialCalibrationProperty_set_directions(self, directions)
+            flat.SpatialCalibrationProperty_set_directions(self, directions)
         if unit is not None:
-            _zarnik.SpatialCalibrationProperty_set_unit(self, unit)
+            flat.SpatialCalibrationProperty_set_unit(self, unit)
 
     def set_origin(self, origin: Any) -> None:
         """Change the position of the first element, in units."""
-        _zarnik.SpatialCalibrationProperty_set_origin(self, _vector3(origin))
+        flat.SpatialCalibrationProperty_set_origin(self, _vector3(origin))
 
     def set_spacing(self, spacing: Any) -> None:
         """Change the distances between elements along X, Y and Z, in units."""
-        _zarnik.SpatialCalibrationProperty_set_spacing(self, _vector3(spacing))
+        flat.SpatialCalibrationProperty_set_spacing(self, _vector3(spacing))
 
 
 _CALIBRATIONS = (_classes.SpatialCalibrationProperty, _classes.ReadonlySpatialCalibrationProperty)
@@ -222,11 +232,13 @@ class _InterpretationText(int):
         return int, (int(self),)
 
 
-extends(_classes.ImageInfoProperty, _classes.ReadonlyImageInfoProperty)(_Info)
+@extends("ReadonlyImageInfoProperty")
+class _ReadonlyImageInfoProperty(_Info, _ReadOnly):
+    pass
 
 
-@extends(_classes.ImageInfoProperty)
-class _ImageInfoProperty:
+@extends("ImageInfoProperty")
+class _ImageInfoProperty(_Info, _Changeable):
     def __init__(
         self,
         *arguments: Any,
@@ -261,25 +273,25 @@ class _ImageInfoProperty:
             arguments = (_classes.DataType() if dtype is None else as_data_type(dtype),)
         elif not arguments:
             raise TypeError("ImageInfoProperty needs dtype, or both bit_depth and value_range")
-        _zarnik.ImageInfoProperty_swiginit(self, _zarnik.new_ImageInfoProperty(*arguments))
+        flat.ImageInfoProperty_swiginit(self, flat.new_ImageInfoProperty(*arguments))
         if axes is not None:
             self.set_axes_interpretation(axes)
         if interpretation is not None:
-            _zarnik.ImageInfoProperty_set_interpretation(self, interpretation)
+            flat.ImageInfoProperty_set_interpretation(self, interpretation)
         if alpha is not None:
-            _zarnik.ImageInfoProperty_set_alpha(self, alpha)
+            flat.ImageInfoProperty_set_alpha(self, alpha)
         if bit_depth is not None:
-            _zarnik.ImageInfoProperty_set_bit_depth(self, bit_depth)
+            flat.ImageInfoProperty_set_bit_depth(self, bit_depth)
         if value_range is not None:
             self.set_value_range(value_range)
 
     def set_axes_interpretation(self, axes: Any) -> None:
         """Change the meaning of the image's axes, an `ImageType` or a string such as "ZYX"."""
-        _zarnik.ImageInfoProperty_set_axes_interpretation(self, as_image_type(axes))
+        flat.ImageInfoProperty_set_axes_interpretation(self, as_image_type(axes))
 
     def set_value_range(self, value_range: Any) -> None:
         """Change the smallest and the largest value that the values may take."""
-        _zarnik.ImageInfoProperty_set_value_range(self, as_vector(_classes.Vector2d, value_range))
+        flat.ImageInfoProperty_set_value_range(self, as_vector(_classes.Vector2d, value_range))
 
 
 _INFOS = (_classes.ImageInfoProperty, _classes.ReadonlyImageInfoProperty)
@@ -305,11 +317,13 @@ class _Properties:
         return {"calibration": _Properties.calibration(self), "image_info": _Properties.image_info(self)}
 
 
-extends(_classes.ImageProperties, _classes.ReadonlyImageProperties)(_Properties)
+@extends("ReadonlyImageProperties")
+class _ReadonlyImageProperties(_Properties, _ReadOnly):
+    pass
 
 
-@extends(_classes.ImageProperties)
-class _ImageProperties:
+@extends("ImageProperties")
+class _ImageProperties(_Properties, _Changeable):
     def __init__(self, *arguments: Any, calibration: Any = None, image_info: Any = None, dtype: Any = None) -> None:
         """Create properties from their parts, or copy some.
 
@@ -326,14 +340,14 @@ class _ImageProperties:
             )
         elif len(arguments) == 1 and isinstance(arguments[0], _classes.ReadonlyImageProperties):
             arguments = (arguments[0].clone(),)
-        _zarnik.ImageProperties_swiginit(self, _zarnik.new_ImageProperties(*arguments))
+        flat.ImageProperties_swiginit(self, flat.new_ImageProperties(*arguments))
 
     @staticmethod
     def from_data_type(dtype: Any) -> Any:
         """Create properties with all values defaulted for a data type."""
-        return _zarnik.ImageProperties_from_data_type(as_data_type(dtype))
+        return flat.ImageProperties_from_data_type(as_data_type(dtype))
 
     def is_compatible_with(self, shape: Any, dtype: Any) -> bool:
         """Tell whether an image of a shape (X, Y, Z, C, T) and a data type can have these properties."""
         shape = as_vector(_classes.VectorXu64, shape)
-        return bool(_zarnik.ImageProperties_is_compatible_with(self, shape, as_data_type(dtype)))
+        return bool(flat.ImageProperties_is_compatible_with(self, shape, as_data_type(dtype)))

@@ -11,6 +11,7 @@ import numpy
 import _zarnik
 import zarnik._classes as _classes
 from zarnik import _axes
+from zarnik._calls import flat
 from zarnik._enumerations import DataTypeId, DataTypeInterpretation, ImageDimension, PrimitiveTypeId
 from zarnik._extension import extends
 
@@ -99,7 +100,7 @@ def _make_dtype(data_type_id: int) -> numpy.dtype[Any]:
     return scalar if count == 1 else numpy.dtype((scalar, (count,)))
 
 
-@extends(_classes.DataType)
+@extends("DataType")
 class _DataType:
     """`numpy.dtype(data_type)` and `DataType(dtype)` convert; both kinds compare with each other."""
 
@@ -112,9 +113,11 @@ class _DataType:
             (given,) = properties
             if isinstance(given, _classes.DataType):
                 properties = (given.get_id(),)
-            elif given is not None:
+            elif given is None:
+                raise TypeError("DataType is made of a dtype, what makes one, or the id of a data type, got None")
+            else:
                 properties = (data_type_id_of(numpy.dtype(given)),)
-        _zarnik.DataType_swiginit(self, _zarnik.new_DataType(*properties))
+        flat.DataType_swiginit(self, flat.new_DataType(*properties))
 
     @property
     def dtype(self) -> numpy.dtype[Any]:
@@ -123,11 +126,11 @@ class _DataType:
 
     def get_primitive_type(self) -> PrimitiveTypeId:
         """Return the kind of the components."""
-        return PrimitiveTypeId(_zarnik.DataType__get_primitive_type(self))
+        return PrimitiveTypeId(flat.DataType__get_primitive_type(self))
 
     def get_interpretation(self) -> DataTypeInterpretation:
         """Return what the components mean together."""
-        return DataTypeInterpretation(_zarnik.DataType__get_interpretation(self))
+        return DataTypeInterpretation(flat.DataType__get_interpretation(self))
 
     def __eq__(self, other: object) -> bool:
         """Compare with a data type, the id of one, or a dtype."""
@@ -147,7 +150,12 @@ class _DataType:
         return equal if equal is NotImplemented else not equal
 
     def __hash__(self) -> int:
-        return hash(self.get_id())
+        """That of the dtype, since both are equal; data types without one have that of their id."""
+        number = self.get_id()
+        try:
+            return hash(dtype_of(number))
+        except TypeError:
+            return hash(number)
 
     def __repr__(self) -> str:
         number = self.get_id()
@@ -165,7 +173,7 @@ def as_data_type(value: Any) -> Any:
     return value if isinstance(value, _classes.DataType) else _classes.DataType(value)
 
 
-@extends(_classes.ImageType)
+@extends("ImageType")
 class _ImageType:
     """A set of dimensions, iterated in canonical order; strings of axes read in NumPy's order: `ImageType("ZYX")`."""
 
@@ -180,12 +188,12 @@ class _ImageType:
         # A plain int is a mask, a dimension is a dimension.
         if len(dimensions) == 1 and (isinstance(dimensions[0], ImageDimension) or not isinstance(dimensions[0], int)):
             (axes,) = dimensions
-            made = _zarnik.new_ImageType()
+            made = flat.new_ImageType()
             for dimension in _axes.dimensions_of(axes):
-                _zarnik.ImageType_add(made, dimension)
+                flat.ImageType_add(made, dimension)
         else:
-            made = _zarnik.new_ImageType(*dimensions)
-        _zarnik.ImageType_swiginit(self, made)
+            made = flat.new_ImageType(*dimensions)
+        flat.ImageType_swiginit(self, made)
 
     @property
     def axes(self) -> str:
@@ -194,7 +202,7 @@ class _ImageType:
 
     def dimension(self, index: int) -> ImageDimension:
         """Return the dimension at a position, e.g. 2 of a sequence of images is SEQUENCE."""
-        return ImageDimension(_zarnik.ImageType__dimension(self, index))
+        return ImageDimension(flat.ImageType__dimension(self, index))
 
     def __len__(self) -> int:
         return self.dimension_count()

@@ -3,7 +3,8 @@
 from __future__ import annotations
 
 import operator
-from collections.abc import Iterator, Mapping, Sequence
+from collections.abc import Sequence
+from functools import partial
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -11,21 +12,22 @@ import numpy
 import _zarnik
 import zarnik._classes as _classes
 from zarnik import _axes, _direct
-from zarnik._enumerations import ImageInterpretation, ViewDataOrigin
-from zarnik._extension import extends
+from zarnik._calls import flat
+from zarnik._enumerations import ViewDataOrigin
+from zarnik._extension import extends, kept
 from zarnik._geometry import corners_of, geometry_of
 from zarnik._indexing import read_part, write_part
 from zarnik._interop import read_only, shared_array
-from zarnik._transfer import dense, filled, read, write
-from zarnik._types import as_data_type, as_image_type
-from zarnik._values import as_vector
+from zarnik._transfer import filled, read, write, write_tile
+from zarnik._types import as_data_type
+from zarnik._vectors import as_vector
 
 if TYPE_CHECKING:
-    from zarnik._classes import ImageProperties, MetadataNode, ReadonlyImageProperties, ReadonlyMetadataNode
+    from zarnik._classes import ImageView
     from zarnik._geometry import Array, Layout
 
 
-@extends(_classes.ImageView)
+@extends("ImageView")
 class _ImageView:
     """Two orders of axes meet here.
 
@@ -36,7 +38,6 @@ class _ImageView:
 
     if TYPE_CHECKING:
 
-        def set_properties(self, properties: Any) -> None: ...
         def get_spatial_spacing(self) -> Any: ...
         def get_spatial_unit(self) -> str: ...
 
@@ -142,7 +143,9 @@ class _ImageView:
 
         :param region: A region, or a pair of origin and size, in the library's order X, Y, Z, C, T; None is all.
         :param values: What could be assigned to the array of the region: an array in its order of axes, or anything
-            that NumPy broadcasts and converts to it.
+            that NumPy broadcasts and converts to it. They may lie in the memory of the image itself: then they are
+            written as they were before. All are converted before any is written; only a file or a server that fails
+            while it is written leaves a part of them.
         """
         layout, sizes = geometry_of(self)
         write(self, layout, *corners_of(region, sizes), values)
@@ -156,87 +159,33 @@ class _ImageView:
         """
         return read_part(self, key)
 
-    def __iter__(self) -> Iterator[Any]:
-        """Go over the parts along the first axis."""
-        return (self[index] for index in range(self.shape[0]))
-
     def __setitem__(self, key: Any, values: Any) -> None:
         """Write a part of the image, with the conversions of an assignment to an array."""
         write_part(self, key, values)
 
-    # ---- properties and metadata -------------------------------------------------------------------------------------
+    def reshape(self, shape: Any, data_type: Any = None) -> Any:
+        """Change the shape and sample data type of the image; without a type, show its elements in another shape.
 
-    @property
-    def properties(self) -> ReadonlyImageProperties:
-        """The image's properties. Assign changed ones, or use the setters of the image, to change them."""
-        return _zarnik.ImageView___get_properties(self)
+        All the image's data is invalidated by a change. Without a data type the image stays as it is, and the result
+        is what `to_numpy().reshape(shape)` gives.
 
-    @properties.setter
-    def properties(self, properties: ImageProperties) -> None:
-        self.set_properties(properties)
-
-    @property
-    def metadata(self) -> ReadonlyMetadataNode | None:
-        """The root of the image's metadata, or None. Assign a node, or a dict of them, to change it."""
-        node = _zarnik.ImageView___get_metadata(self)
-        return None if node is None else _classes.ReadonlyMetadataNode(node)
-
-    @metadata.setter
-    def metadata(self, metadata: MetadataNode | ReadonlyMetadataNode | Mapping[str, Any] | None) -> None:
-        _ImageView.set_metadata(self, metadata)
-
-    def set_metadata(self, metadata: Any) -> None:
-        """Attach a copy of a tree of metadata to the image: a node, a dict of them, or None."""
-        if isinstance(metadata, Mapping):
-            metadata = _classes.MetadataNode.from_dict(metadata)
-        elif isinstance(metadata, _classes.ReadonlyMetadataNode):
-            metadata = metadata.clone()
-        _zarnik.ImageView_set_metadata(self, metadata)
-
-    def set_spatial_origin(self, origin: Any) -> None:
-        """Change the position of the first element, along X, Y, Z in spatial units."""
-        _zarnik.ImageView_set_spatial_origin(self, as_vector(_classes.Vector3d, origin))
-
-    def set_spatial_spacing(self, spacing: Any) -> None:
-        """Change the distances between elements along X, Y, Z, in spatial units; they are finite and not 0."""
-        _zarnik.ImageView_set_spatial_spacing(self, as_vector(_classes.Vector3d, spacing))
-
-    def set_value_range(self, value_range: Any) -> None:
-        """Change the smallest and the largest value that the elements may take."""
-        _zarnik.ImageView_set_value_range(self, as_vector(_classes.Vector2d, value_range))
-
-    def set_axes_interpretation(self, axes: Any) -> None:
-        """Change what the axes mean, to an `ImageType` or the dimensions of a string such as "ZYX"."""
-        _zarnik.ImageView_set_axes_interpretation(self, as_image_type(axes))
-
-    def get_image_interpretation(self) -> ImageInterpretation:
-        """Shortcut to access Image interpretation from image properties"""
-        return ImageInterpretation(_zarnik.ImageView__get_image_interpretation(self))
-
-    def reshape(self, shape: Any, data_type: Any) -> None:
-        """Change the shape and sample data type of the image.
-
-        All the image's data is invalidated after this operation.
-
-        :param shape: The new size along each dimension, in the library's order X, Y, Z, C, T.
+        :param shape: The new size along each dimension, in the library's order X, Y, Z, C, T; without a data type the
+            shape of an array, as NumPy takes it.
         :param data_type: The new type of the samples, a `DataType` or what NumPy takes for a dtype.
         :raises Error: if the image does not support RESHAPE.
         """
-        _zarnik.ImageView_reshape(self, as_vector(_classes.VectorXu64, shape), as_data_type(data_type))
-
-    def set_bit_depth(self, bit_depth: int) -> None:
-        """Change how many bits of each sample are used."""
-        _zarnik.ImageView_set_bit_depth(self, operator.index(bit_depth))
-
-    def set_alpha(self, alpha: bool) -> None:
-        """Change whether the last channel is an alpha channel."""
-        _zarnik.ImageView_set_alpha(self, bool(alpha))
+        if data_type is None or isinstance(shape, int):
+            return _ImageView.to_numpy(self).reshape(shape if data_type is None else (shape, data_type))
+        flat.ImageView_reshape(self, as_vector(_classes.VectorXu64, shape), as_data_type(data_type))
+        return None
 
     def __repr__(self) -> str:
+        if not hasattr(self, "this"):
+            return f"<zarnik.{type(self).__name__} that was not constructed>"
         try:
             layout, sizes = geometry_of(self)
         except TypeError:  # elements that NumPy has no type for
-            return f"<zarnik.ImageView {_zarnik.ImageView_to_string(self)}>"
+            return f"<zarnik.ImageView {flat.ImageView_to_string(self)}>"
         spacing = ", ".join(f"{distance:g}" for distance in self.get_spatial_spacing())
         unit = self.get_spatial_unit()
         return (
@@ -251,13 +200,13 @@ class _ImageView:
 
         :return: The tiling of the image, or None if it has no tiles.
         """
-        tiling = _zarnik.ImageView_tiling_info(self)
+        tiling = flat.ImageView_tiling_info(self)
         if tiling is not None:
-            tiling._image = self
+            tiling._kept = self
         return tiling
 
 
-@extends(_classes.TilingInfoExtension)
+@extends("TilingInfoExtension")
 class _TilingInfoExtension:
     """The tiling of an image as `image.tiling_info()` returns it, which keeps the image."""
 
@@ -272,8 +221,8 @@ class _TilingInfoExtension:
         :param out: An array to fill instead, of the right shape and dtype, of any strides.
         :return: The array.
         """
-        layout, size = self._geometry(tile_index)
-        return filled(layout, size, out, lambda tile: _zarnik.TilingInfoExtension_read_tile(self, tile_index, tile))
+        layout, (_, size) = self._geometry(tile_index)
+        return filled(layout, size, out, partial(_zarnik.TilingInfoExtension_read_tile, self, tile_index))
 
     def write_tile(self, tile_index: int, values: Any) -> None:
         """Change the elements of a tile.
@@ -281,39 +230,41 @@ class _TilingInfoExtension:
         :param tile_index: Index of the tile, below the tile count.
         :param values: What could be assigned to the array of the tile.
         """
-        layout, size = self._geometry(tile_index)
-        _zarnik.TilingInfoExtension_write_tile(self, tile_index, dense(layout, size, values))
+        layout, region = self._geometry(tile_index)
+        store = partial(_zarnik.TilingInfoExtension_write_tile, self, tile_index)
+        write_tile(kept(self), layout, region, values, store)
 
-    def _geometry(self, tile_index: int) -> tuple[Layout, Sequence[int]]:
-        image = getattr(self, "_image", None)
+    def _geometry(self, tile_index: int) -> tuple[Layout, tuple[Any, Any]]:
+        image = kept(self)
         if image is None:
             raise TypeError("this tiling does not know the type of the image: take it from image.tiling_info()")
-        return geometry_of(image)[0], _direct.corners(self.tile_region(tile_index))[1]
+        return geometry_of(image)[0], _direct.corners(self.tile_region(tile_index))
 
 
-@extends(_classes.ViewOriginExtension)
+@extends("ViewOriginExtension")
 class _ViewOriginExtension:
     def data_origin(self) -> ViewDataOrigin:
         """Returns the data origin of current view"""
-        return ViewDataOrigin(_zarnik.ViewOriginExtension_data_origin(self))
+        return ViewDataOrigin(flat.ViewOriginExtension_data_origin(self))
 
 
-@extends(_classes.ImageViewProvider)
+@extends("ImageViewProvider")
 class _ImageViewProvider:
     @staticmethod
-    def to_read_only(image: Any) -> Any:
+    def to_read_only(image: Any) -> ImageView:
         """Remove all capacities except READ to an ImageView.
 
         :param image: The image. The result shares its data, and shows it as arrays that cannot be written.
         :return: The image that cannot be changed.
         """
-        return read_only(image)
+        shown: ImageView = read_only(image)
+        return shown
 
 
-@extends(_classes.ImageViewFactory)
+@extends("ImageViewFactory")
 class _ImageViewFactory:
     @staticmethod
-    def allocate(shape: Any, data_type: Any, *attachments: Any) -> Any:
+    def allocate(shape: Any, data_type: Any, *attachments: Any) -> ImageView:
         """Create an image in memory, with all elements 0.
 
         :param shape: The size along each dimension, in the library's order X, Y, Z, C, T.
@@ -324,7 +275,8 @@ class _ImageViewFactory:
         :raises Error: if the memory cannot be had, or the properties do not fit.
         """
         shape = as_vector(_classes.VectorXu64, shape)
-        return _zarnik.ImageViewFactory_allocate(shape, as_data_type(data_type), *attachments)
+        made: ImageView = flat.ImageViewFactory_allocate(shape, as_data_type(data_type), *attachments)
+        return made
 
 
 def _checked_index(index: Any, sizes: Sequence[int]) -> list[int]:

@@ -52,22 +52,25 @@ def find_scan() -> Path:
 
 def calibrate(image: Any, scan: Any) -> None:
     """Tell an image of the voxels of a scan where they are in space."""
-    affine = scan.affine
-    spacing = scan.header.get_zooms()[:3]
-    image.set_spatial_spacing(spacing)
-    image.set_spatial_unit(scan.header.get_xyzt_units()[0])
-    image.set_spatial_origin(affine[:3, 3])
-    column, row = (affine[:3, axis] / spacing[axis] for axis in (0, 1))
-    directions = zarnik.SpatialDirections(column=column, row=row)
-    image.set_spatial_directions(directions)
+    image.set_affine(scan.affine, convention="RAS")  # as nibabel has it, whichever way the file's axes run
+    image.unit = scan.header.get_xyzt_units()[0]
 
 
-def side(direction: Any) -> tuple[str, str]:
-    """Return the letters of the sides of the body where an axis begins and ends: Left, Posterior, Inferior ..."""
-    axis = max(range(3), key=lambda place: abs(direction[place]))
-    letters = ("L", "R"), ("P", "A"), ("I", "S")
-    begin, end = letters[axis]
-    return (begin, end) if direction[axis] > 0 else (end, begin)
+def side(step: Any) -> tuple[str, str]:
+    """Return the letters of the sides of the body where an axis begins and ends: Left, Posterior, Inferior ...
+
+    :param step: From one element to the next in RAS, a column of the affine matrix.
+    """
+    axis = int(numpy.argmax(numpy.abs(step)))
+    begin, end = (("L", "R"), ("P", "A"), ("I", "S"))[axis]
+    return (begin, end) if step[axis] > 0 else (end, begin)
+
+
+def where(image: Any, z: int) -> str:
+    """Return where the middle of a slice is, along the axis of the body that slices follow most."""
+    middle = image.index_to_world([(image.shape[-1] - 1) / 2, (image.shape[-2] - 1) / 2, z])
+    axis = int(numpy.argmax(numpy.abs(image.affine[:3, 2])))
+    return f"{'xyz'[axis]} = {middle[axis]:.1f} {image.unit}"
 
 
 def draw(image: Any, path: Path, title: str, tiles: int = 12) -> None:
@@ -77,14 +80,13 @@ def draw(image: Any, path: Path, title: str, tiles: int = 12) -> None:
     slices = image.shape[-3]
     chosen = numpy.unique(numpy.linspace(0, slices - 1, tiles).round().astype(int)).tolist()
     pictures = [image[0, z] if image.ndim == 4 else image[z] for z in chosen]
-    spacing = image.get_spatial_spacing()
-    unit = image.get_spatial_unit()
+    spacing, unit = numpy.abs(image.spacing), image.unit
     height, width = pictures[0].shape
     # The first row is drawn at the bottom, so that both axes grow as the voxels are counted.
     extent = (0, width * spacing[0], 0, height * spacing[1])
     darkest, brightest = numpy.percentile(numpy.stack(pictures), (1, 99.5))
-    left, right = side(image.get_spatial_directions().column_direction())
-    bottom, top = side(image.get_spatial_directions().row_direction())
+    left, right = side(image.affine[:3, 0])
+    bottom, top = side(image.affine[:3, 1])
 
     columns = 4
     rows = -(-len(chosen) // columns)
@@ -97,7 +99,7 @@ def draw(image: Any, path: Path, title: str, tiles: int = 12) -> None:
     for place, (z, picture) in enumerate(zip(chosen, pictures)):
         tile = axes.flat[place]
         tile.imshow(picture, cmap="gray", vmin=darkest, vmax=brightest, origin="lower", extent=extent)
-        tile.set_title(f"slice {z}, z = {z * spacing[2]:.1f} {unit}", fontsize=11)
+        tile.set_title(f"slice {z}, {where(image, z)}", fontsize=11)
         letters: dict[str, Any] = {"color": "gold", "fontsize": 11, "fontweight": "bold", "transform": tile.transAxes}
         letters["bbox"] = {"facecolor": "black", "edgecolor": "none", "alpha": 0.6, "pad": 1.5}
         tile.text(0.03, 0.5, left, ha="left", va="center", **letters)
@@ -107,8 +109,8 @@ def draw(image: Any, path: Path, title: str, tiles: int = 12) -> None:
     for tile in axes.flat[len(chosen) :]:
         tile.set_axis_off()
     figure.suptitle(title, fontsize=14)
-    figure.supxlabel(f"x ({unit})", fontsize=12)
-    figure.supylabel(f"y ({unit})", fontsize=12)
+    figure.supxlabel(f"along rows ({unit})", fontsize=12)
+    figure.supylabel(f"along columns ({unit})", fontsize=12)
     path.parent.mkdir(parents=True, exist_ok=True)
     figure.savefig(path, dpi=80)
 

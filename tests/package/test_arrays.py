@@ -56,13 +56,16 @@ def test_an_array_comes_back_with_its_memory_whatever_its_strides_and_axes(array
         (ImageType("XYZ"), "ZYX"),
         ((zarnik.ImageDimension_SEQUENCE, 1, 0), "TYX"),
         (None, "ZYX"),
+        ("zyx", "ZYX"),
+        (["S", "y", "X"], "YXC"),
+        (iter("TYX"), "TYX"),
     ],
 )
 def test_axes_can_be_given_in_each_way(axes, expected):
     image = zarnik.from_numpy(numpy.zeros((2, 3, 4)), axes=axes)
     assert image.axes == expected
     assert image.get_axes_interpretation() == ImageType(expected)
-    for ndim, default in enumerate(("X", "YX", "ZYX", "TZYX", "TZYXC"), 1):
+    for ndim, default in enumerate(("X", "YX", "ZYX", "TZYX"), 1):
         assert zarnik.from_numpy(numpy.zeros((1,) * ndim)).axes == default
 
 
@@ -71,7 +74,7 @@ def test_axes_can_be_given_in_each_way(axes, expected):
     [
         ([1, 2], None, TypeError, "from_numpy takes a numpy.ndarray, got list"),
         (numpy.zeros(3, bool), None, TypeError, "dtype bool: allowed are uint8, int8, .* view\\(numpy.uint8\\)"),
-        (numpy.zeros(3, "c8"), None, TypeError, "dtype complex64"),
+        (numpy.zeros(3, "g"), None, TypeError, "dtype float128|longdouble"),
         (numpy.zeros(3, "f2"), None, TypeError, "dtype float16"),
         (numpy.zeros(3, ">i4"), None, TypeError, "dtype >i4: .*native byte order; astype"),
         (numpy.zeros(3, "U2"), None, TypeError, "dtype <U2"),
@@ -81,7 +84,9 @@ def test_axes_can_be_given_in_each_way(axes, expected):
         (numpy.zeros((2, 3)), "ZYX", ValueError, r"'ZYX' name 3 axes, the array has 2: its shape is \(2, 3\)"),
         (numpy.zeros((2, 3)), "XX", ValueError, "name an axis twice"),
         (numpy.zeros((2, 3)), "AB", ValueError, "unknown axis 'A' in 'AB': the axes are T, Z, Y, X and C"),
+        (numpy.zeros((2, 3)), "QX", ValueError, "unknown axis 'Q' in 'QX': Q stands for .*: say which of T, Z and C"),
         (numpy.zeros((2, 3)), 5, TypeError, "axes must be"),
+        (numpy.zeros((1,) * 5), None, ValueError, "5 axes, .*: pass axes, such as axes='TZYXC' or axes='TCZYX'"),
     ],
 )
 def test_what_cannot_be_shared_is_refused_with_a_reason(array, axes, error, text):

@@ -1,8 +1,11 @@
-"""Metadata nodes as mappings, and metadata values as Python values."""
+"""Metadata nodes as trees, and metadata values as Python values."""
 
 from __future__ import annotations
 
+import copy
 import ctypes
+import json
+import pickle
 import sys
 
 import numpy
@@ -12,18 +15,30 @@ from hypothesis import strategies as st
 
 import zarnik
 from zarnik import MetadataNode, ReadonlyMetadataNode, variant
-from zarnik._metadata import wide_string
+from zarnik._variants import wide_string
 
 int64 = st.integers(-(2**63), 2**63 - 1)
 numbers = int64 | st.floats(allow_nan=False)
 texts = st.text(st.characters(exclude_characters="\0", exclude_categories=["Cs"]))
 values = numbers | texts | st.lists(int64, min_size=2) | st.lists(texts, min_size=2)
-keys = st.text("abcäß /.", min_size=1, max_size=4)
-trees = st.recursive(
-    st.dictionaries(keys, values | st.none(), max_size=4),
-    lambda tree: st.dictionaries(keys, tree, min_size=1),
-    max_leaves=12,
+keys = st.text("abcäß /.@", max_size=4) | st.sampled_from(["@zarnik", "@zarnik:", "@zarnik:a"])
+leaves = st.none() | st.booleans() | st.integers(-(2**70), 2**70) | st.floats(allow_nan=False) | st.text()
+trees = st.dictionaries(
+    keys,
+    st.recursive(
+        leaves | values,
+        lambda below: st.lists(below, max_size=4) | st.dictionaries(keys, below, max_size=4),
+        max_leaves=12,
+    ),
+    max_size=4,
 )
+
+
+def exact(value):
+    """Tell apart what compares equal: 1, 1.0 and True."""
+    if isinstance(value, dict):
+        return {key: exact(entry) for key, entry in value.items()}
+    return [exact(entry) for entry in value] if isinstance(value, list) else (type(value), value)
 
 
 @given(value=values)
@@ -33,7 +48,9 @@ def test_values_come_back_whole(value):
     assert made == value
     assert (list(made), len(made)) == ((value, len(value)) if isinstance(value, list) else ([value], 1))
     assert variant(made) is made
-    assert made == made.clone()
+    for twin in (made.clone(), copy.copy(made), copy.deepcopy(made), pickle.loads(pickle.dumps(made))):
+        assert twin == made
+        assert (twin is made, twin.type()) == (False, made.type())
 
 
 def test_values_convert_and_compare():
@@ -89,19 +106,109 @@ def test_strings_of_wide_characters_end_at_a_whole_zero():
 
 
 @given(tree=trees)
-def test_nested_dicts_come_back(tree):
+def test_trees_of_python_values_come_back_as_they_were(tree):
     node = MetadataNode.from_dict(tree, "root")
-    # A node without children is the same whether it came from a dict or from None.
-    assert node.to_dict() == _without_empty(tree)
+    assert exact(node.to_dict()) == exact(tree)
+    assert sorted(node.to_dict()) == sorted(tree)
     assert node.key() == "root"
-    assert node.clone().to_dict() == node.to_dict() == ReadonlyMetadataNode(node).to_dict()
+    copies = [node.clone(), copy.copy(node), copy.deepcopy(node), pickle.loads(pickle.dumps(node))]
+    from_json = MetadataNode.from_json(node.to_json(), "root")
+    for same in (
+        *copies,
+        ReadonlyMetadataNode(node),
+        from_json,
+        pickle.loads(pickle.dumps(ReadonlyMetadataNode(node))),
+    ):
+        assert exact(same.to_dict()) == exact(tree)
+        assert same == node == tree
+    assert exact(json.loads(MetadataNode.from_json(json.dumps(tree)).to_json())) == exact(tree)
+    if tree:
+        changed = {**tree, next(iter(tree)): {"other": 1}}
+        assert node != changed
+        assert node != MetadataNode.from_dict(changed, "root")
+    outer = MetadataNode("outer")
+    for key, entry in tree.items():
+        outer[(key,)] = entry
+        assert (key,) in outer
+        assert exact(outer[(key,)].to_python()) == exact(entry)
+    assert list(outer.keys()) == list(tree)
 
 
-def _without_empty(tree):
-    return {key: _without_empty(entry) or None if isinstance(entry, dict) else entry for key, entry in tree.items()}
+@pytest.mark.parametrize("entry", [None, True, 5, "a", [], [1], [[]], {"": True}, 2.5])
+def test_json_of_anything_comes_back(entry):
+    assert exact(json.loads(MetadataNode.from_json(json.dumps(entry)).to_json())) == exact(entry)
 
 
-def test_a_node_is_a_mapping_of_paths():
+@pytest.mark.parametrize("dtype", ["?", "i1", "u2", "u8", "f4", "f8", "c8", "c16", "U3", ">i4"])
+@pytest.mark.parametrize("shape", [(), (1,), (2, 3), (0, 2)])
+def test_arrays_come_back_with_dtype_and_shape(dtype, shape):
+    array = (numpy.arange(6)[: int(numpy.prod(shape))] * (2**61 if dtype == "u8" else 1)).astype(dtype).reshape(shape)
+    back = MetadataNode.from_dict({"a": array, "b": {"": 1, "c": [array, 2]}}).to_dict()
+    for found in (back["a"], back["b"]["c"][0]):
+        assert (found.dtype, found.shape) == (array.dtype, shape)
+        numpy.testing.assert_array_equal(found, array)
+
+
+@pytest.mark.parametrize(
+    ("entry", "error", "text"),
+    [
+        ({"a": {"b": object()}}, TypeError, "metadata at 'a/b': .*got <object"),
+        ({"a": [1, {"c": b"x"}]}, TypeError, "metadata at 'a/1/c': .*got b'x'"),
+        ({"a": {5: 1}}, TypeError, "metadata at 'a': the keys of metadata are strings, got 5"),
+        ({"a": {"b\0": 1}}, ValueError, "a key of metadata has no zero character"),
+        ({"a": numpy.array([object()])}, TypeError, "metadata at 'a': .*dtype object"),
+        ([1], TypeError, r"from_dict takes a dict, got \[1\]"),
+    ],
+)
+def test_errors_name_the_key(entry, error, text):
+    with pytest.raises(error, match=text):
+        MetadataNode.from_dict(entry)
+
+
+def test_nodes_are_changed_like_dicts():
+    node = MetadataNode.from_dict({"a": 1, "b": {"c": 2}})
+    assert (node.pop("b/c").value(), "b/c" in node, node.pop("none", 5)) == (2, False, 5)
+    with pytest.raises(KeyError, match="none"):
+        node.pop("none")
+    assert node.setdefault("x/y", 3).value() == 3 == node.setdefault("x/y", 4).value()
+    node.update({"a": [1, 2], "with/slash": False}, more="text")
+    node.update(MetadataNode.from_dict({"d": {"e": None}}))
+    expected = {"a": [1, 2], "b": {}, "x": {"y": 3}, "with/slash": False, "more": "text", "d": {"e": None}}
+    assert node == {**expected, "b": None}
+    assert node[("with/slash",)].to_python() is False
+    assert [child.key() for child in node.values()] == node.keys() == list(expected)
+    assert dict(node)["x"]["y"] == node["x/y"]
+    with pytest.raises(TypeError, match="read-only: clone"):
+        ReadonlyMetadataNode(node)["a"] = 1
+
+
+def test_metadata_of_other_libraries_come_back():
+    tifffile = pytest.importorskip("tifffile")
+    xml = tifffile.OmeXml()
+    xml.addimage("uint8", (3, 4, 5), (3, 1, 1, 4, 5, 1), "ZYX", PhysicalSizeX=0.5, Channel={"Name": ["a/b"]})
+    ome = tifffile.xml2dict(xml.tostring())
+    assert exact(MetadataNode.from_dict(ome).to_dict()) == exact(ome)
+
+
+DICOM = {
+    "00080005": {"vr": "CS", "Value": ["ISO_IR 100"]},
+    "00081140": {"vr": "SQ", "Value": [{"00081150": {"vr": "UI", "Value": ["1.2.3"]}}, {}]},
+    "00100010": {"vr": "PN", "Value": [{"Alphabetic": "A^B"}]},
+    "00280030": {"vr": "DS", "Value": [0.5, 0.25]},
+    "00281052": {"vr": "DS"},
+    "00189999": {"vr": "IS", "Value": []},
+}
+
+
+def test_metadata_of_dicom_come_back():
+    assert exact(MetadataNode.from_dict(DICOM).to_dict()) == exact(DICOM)
+    assert MetadataNode.from_dict(DICOM)["00100010/Value/0/Alphabetic"].value() == "A^B"
+    pydicom = pytest.importorskip("pydicom")
+    dataset = pydicom.Dataset.from_json(DICOM).to_json_dict()
+    assert exact(MetadataNode.from_dict(dataset).to_dict()) == exact(dataset)
+
+
+def test_a_node_is_found_by_its_path():
     node = MetadataNode("root")
     node["MRC/ext/pixelSize"] = 2.5
     node["\\MRC\\title"] = "a"
@@ -137,7 +244,7 @@ def test_nodes_are_copied_to_where_they_are_put():
     with pytest.raises(TypeError, match="got <object"):
         root["p/q"] = object()
     assert "p" not in root
-    with pytest.raises(TypeError, match="paths, which are strings, got 0"):
+    with pytest.raises(TypeError, match="paths, which are strings or tuples of strings, got 0"):
         root[0]
 
 

@@ -71,7 +71,7 @@ def test_a_region_is_the_same_part_of_the_array(array, data):
 
 @given(array=strided_arrays(), data=st.data())
 def test_a_key_selects_what_it_selects_of_an_array(array, data):
-    image = zarnik.from_numpy(array)
+    image = zarnik.from_numpy(array, axes="TZYXC"[-array.ndim - (array.ndim < 5) :][: array.ndim])
     key = data.draw(keys_for(array.shape))
     expected = array[key]
     found = image[key]
@@ -146,7 +146,7 @@ def test_tiles_are_arrays_of_their_regions():
     del image
     assert tiling.read_tile(5).shape == (5, 1, 1, 2)
     with pytest.raises(TypeError, match="take it from"):
-        zarnik.TilingInfoExtension.cast(tiling._image._extension(1)).read_tile(0)
+        zarnik.TilingInfoExtension.cast(tiling._kept._extension(1)).read_tile(0)
 
 
 @given(data=st.data())
@@ -253,16 +253,35 @@ def test_calibration_takes_numbers_of_every_kind():
     assert image.get_spatial_unit() == "um"
 
 
-def test_metadata_of_an_image_is_shown_but_not_lent():
-    image = zarnik.from_numpy(numpy.zeros((2, 3)))
-    assert image.metadata is None
-    tree = {"scanner": {"name": "Z1", "field": 3.0}}
-    image.metadata = tree
-    assert image.metadata.to_dict() == tree
-    assert not hasattr(image.metadata, "add_child")
-    assert not hasattr(image.metadata["scanner"], "add_child")
-    image.metadata = None
-    assert image.metadata is None
+def test_metadata_of_an_image_are_changed_through_it():
+    array = numpy.zeros((2, 3))
+    for writeable in (True, False):
+        array.flags.writeable = writeable
+        image = zarnik.from_numpy(array)
+        assert (len(image.metadata), image.metadata.to_dict(), image.metadata == {}) == (0, {}, True)
+        image.metadata["a/b"] = False
+        assert image.metadata.to_dict() == {"a": {"b": False}}
+        shown = image.metadata
+        shown["a"]["c"] = [1, {"d": 2}]
+        for node in image.metadata["a/c"]:
+            node["e"] = 5
+        assert image.metadata["a/c/1"] == {"d": 2, "e": 5}
+        assert shown["a"].pop("b").key() == "b"
+        assert "a/b" not in image.metadata
+        assert shown["a/c/1"].setdefault("d", 7).value() == 2
+        del image.metadata["a"]
+        with pytest.raises(KeyError, match="no metadata at 'a'"):
+            shown["a"]["b"] = 1
+        tree = {"scanner": {"name": "Z1", "field": 3.0}}
+        image.metadata = tree
+        assert image.metadata.to_dict() == tree
+        # What is shown is no way to change what other images share.
+        assert not hasattr(image.metadata, "add_child")
+        assert not hasattr(image.metadata["scanner"], "add_child")
+        image.metadata = None
+        assert image.metadata == {}
+        with pytest.raises(TypeError, match="a MetadataNode, a dict or None, got 5"):
+            image.metadata = 5
 
 
 def test_capabilities_are_printed_and_enforced():
@@ -296,3 +315,67 @@ def test_no_warnings_and_no_surprises_in_use():
         image = zarnik.from_numpy(numpy.zeros((2, 3)))
         assert [row.shape for row in image] == [(3,), (3,)]
         assert str(image)
+
+
+def shifted(array: numpy.ndarray, axis: int, step: int) -> tuple[numpy.ndarray, numpy.ndarray]:
+    """Return two overlapping parts of an array, of one shape."""
+    ahead = tuple(slice(step, None) if place == axis else slice(None) for place in range(array.ndim))
+    behind = tuple(slice(None, -step) if place == axis else slice(None) for place in range(array.ndim))
+    return array[ahead], array[behind]
+
+
+@pytest.mark.parametrize("block_bytes", [64, 2**24])
+@pytest.mark.parametrize("copied_bytes", [0, 2**14])
+def test_values_in_the_memory_of_the_image_are_written_as_they_were(monkeypatch, block_bytes, copied_bytes):
+    monkeypatch.setattr("zarnik._transfer._BLOCK_BYTES", block_bytes)
+    monkeypatch.setattr("zarnik._transfer._COPIED_BYTES", copied_bytes)
+    start = numpy.arange(4 * 6 * 10, dtype="i4").reshape(4, 6, 10)
+    for values in (lambda a: a[::-1], lambda a: a[:, :, ::-1], lambda a: a[1:2], lambda a: a[:, ::-1].view("u4")):
+        array = start.copy()
+        expected = numpy.broadcast_to(values(start), start.shape)
+        zarnik.from_numpy(array).write_region(None, values(array))
+        assert_array_equal(array, expected)
+        image = zarnik.from_numpy(array)
+        image[::2] = values(image.to_numpy())[::2]
+        image[1::2, ::-1] = expected[1::2, ::-1]
+    for axis, step in ((0, 1), (1, 2), (2, 3)):
+        for ahead in (True, False):
+            array, expected = start.copy(), start.copy()
+            target, source = shifted(expected, axis, step)[:: 1 if ahead else -1]
+            target[...] = source.copy()
+            origin = [step * ahead if 2 - axis == place else 0 for place in range(3)]
+            image = zarnik.from_numpy(array)
+            image.write_region((origin, target.shape[::-1]), shifted(array, axis, step)[1 if ahead else 0])
+            assert_array_equal(array, expected)
+            # Through a view that does not tell where its memory is.
+            array[...] = start
+            hidden = zarnik.ImageViewProvider.to_write_only(image)
+            hidden.write_region((origin, target.shape[::-1]), shifted(array, axis, step)[1 if ahead else 0])
+            assert_array_equal(array, expected)
+            array[...] = start
+            out = shifted(array, axis, step)[0 if ahead else 1]
+            other = [0 if ahead else step if 2 - axis == place else 0 for place in range(3)]
+            image.read_region((other, out.shape[::-1]), out=out)
+            assert_array_equal(array, expected)
+
+
+def test_an_assignment_that_is_refused_leaves_nothing_written(monkeypatch):
+    monkeypatch.setattr("zarnik._transfer._BLOCK_BYTES", 64)
+    for image in (zarnik.from_numpy(numpy.ones((4, 6, 10), "u2")), TiledView([10, 6, 4], DataTypeId.UINT16, [4, 4, 1])):
+        image[...] = 1
+        last_is_wrong = numpy.zeros(image.shape, object)
+        last_is_wrong[-1, -1, -1] = "x"
+        too_large = numpy.zeros(image.shape, int).tolist()
+        too_large[-1][-1][-1] = 2**70
+        nan = numpy.zeros(image.shape)
+        nan[-1, -1, -1] = numpy.nan
+        for values, error in ((last_is_wrong, ValueError), (too_large, OverflowError), (nan, FloatingPointError)):
+            with numpy.errstate(invalid="raise"):
+                with pytest.raises(error):
+                    image.write_region(None, values)
+                for key in (..., numpy.s_[:, ::-1], numpy.s_[1::2, :, 1:]):
+                    with pytest.raises(error):
+                        image[key] = values if key is ... else numpy.array(values)[key]
+        assert numpy.all(image.read() == 1)
+        image.write_region(None, numpy.zeros((1, 1, *image.shape), "f4"))
+        assert not image.read().any()

@@ -1,0 +1,274 @@
+"""Images where arrays are expected."""
+
+from __future__ import annotations
+
+import copy
+import inspect
+import pickle
+import pydoc
+import sys
+
+import numpy
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+from numpy.testing import assert_array_equal
+
+import zarnik
+from support.shared_types import TiledView
+from support.strided import axes_for, strided_arrays
+from zarnik import DataTypeId, RegionXu64
+
+
+@given(array=strided_arrays(), data=st.data())
+def test_images_measure_what_their_arrays_do(array, data):
+    axes = data.draw(axes_for(array.ndim))
+    image = zarnik.from_numpy(array, axes)
+    shown = image.to_numpy()
+    assert (len(image), image.size, image.nbytes, image.itemsize) == (
+        *(len(shown), shown.size, shown.nbytes, shown.itemsize),
+    )
+    for part, expected in zip(image, shown):
+        assert_array_equal(part, expected)
+    if array.size:
+        assert shown.max() in image
+        assert 252 not in image
+        interface = image.__array_interface__
+        assert interface["data"] == shown.__array_interface__["data"]
+        assert (interface["shape"], interface["strides"]) == (shown.shape, shown.strides)
+    assert image.equals(image.to_numpy(copy=True))
+    assert image.equals(zarnik.from_numpy(array.copy(), axes))
+    if array.size:
+        assert not image.equals(zarnik.from_numpy(array + array.dtype.type(1), axes))
+    assert not image.equals(shown[..., None])
+
+
+def test_images_without_memory_to_share_are_arrays_by_copies():
+    image = TiledView([10, 4], DataTypeId.UINT16, [4, 4])
+    image[...] = numpy.arange(40).reshape(4, 10)
+    assert not hasattr(image, "__array_interface__")
+    assert_array_equal(numpy.asarray(image), image.read())
+    assert_array_equal(numpy.from_dlpack(image), image.read())
+    assert [part.shape for part in image] == [(10,)] * 4
+    assert 39 in image
+    assert image.equals(image.read())
+    with pytest.raises(BufferError):
+        image.__buffer__(0)
+
+
+def test_nan_is_equal_and_shapes_differ():
+    image = zarnik.from_numpy(numpy.array([[1, numpy.nan]]))
+    assert image.equals(zarnik.from_numpy(numpy.array([[1, numpy.nan]])))
+    assert not image.equals(zarnik.from_numpy(numpy.array([[1, 2.0]])))
+    assert not image.equals(zarnik.from_numpy(numpy.array([[1, numpy.nan]]), "YT"))
+    assert not image.equals("text")
+    assert bool(zarnik.zeros((0, 3))) is True
+
+
+def test_memory_that_others_look_at_stays_after_a_reshape():
+    image = zarnik.ImageViewFactory.allocate([300, 200], "u2")
+    image[...] = 7
+    seen = [numpy.asarray(image)]
+    image.reshape([400, 300], "u2")
+    image[...] = 9
+    seen.append(numpy.asarray(image))
+    image.reshape([10, 10], "u1")
+    assert all(numpy.all(array == value) for array, value in zip(seen, (7, 9)))
+
+
+def test_memory_goes_by_dlpack_both_ways():
+    array = numpy.arange(6.0).reshape(2, 3)
+    assert numpy.shares_memory(numpy.from_dlpack(zarnik.from_numpy(array)), array)
+    assert numpy.shares_memory(zarnik.from_dlpack(array, unit="mm").to_numpy(), array)
+    assert zarnik.from_numpy(array).__dlpack_device__() == array.__dlpack_device__()
+
+
+def test_parts_are_named_by_axes():
+    array = numpy.arange(120).reshape(2, 3, 4, 5)
+    image = zarnik.from_numpy(array, "TZYX")
+    assert_array_equal(image.isel(Z=1, t=0), array[0, 1])
+    assert_array_equal(image.isel(X=slice(None, None, -2), Y=-1), array[:, :, -1, ::-2])
+    assert_array_equal(zarnik.zeros((2, 3, 4), axes="YXC").isel(C=0).shape, (2, 3))
+    with pytest.raises(ValueError, match="no axis 'C', its axes are 'TZYX'"):
+        image.isel(C=0)
+    with pytest.raises(IndexError, match="out of bounds"):
+        image.isel(Z=3)
+
+
+@given(data=st.data())
+def test_regions_are_slices_of_arrays(data):
+    array = numpy.arange(2 * 3 * 4 * 5).reshape(2, 3, 4, 5)
+    axes = "".join(data.draw(st.permutations("TZYX")))
+    image = zarnik.from_numpy(array, axes)
+    sizes = dict(zip(axes, array.shape))
+    origin = [data.draw(st.integers(0, sizes[letter])) for letter in "XYZT"]
+    size = [data.draw(st.integers(0, sizes[letter] - start)) for letter, start in zip("XYZT", origin)]
+    region = RegionXu64(origin, size)
+    assert_array_equal(image.to_numpy(axes)[region.slices(axes)], array[region.slices(axes)])
+    assert_array_equal(image.to_numpy()[region.slices("TZYX")], image.read_region(region))
+    assert RegionXu64.from_slices(region.slices(axes), axes) == region
+    assert RegionXu64.from_slices(region.slices(axes), axes, array.shape) == region
+
+
+def test_slices_become_regions():
+    assert RegionXu64.from_slices(numpy.s_[2, 1:, :-1], shape=(3, 4, 5)) == ((0, 1, 2), (4, 3, 1))
+    assert zarnik.Region3u64.from_slices(numpy.s_[-1, :, 3:2], "zyx", (3, 4, 5)) == ((3, 0, 2), (0, 4, 1))
+    for slices, shape, error in (
+        (numpy.s_[1:], None, ValueError),
+        (numpy.s_[::2], (5,), ValueError),
+        (5, (5,), IndexError),
+        (-1, None, IndexError),
+        (numpy.s_[1:2], (5, 5), ValueError),
+    ):
+        with pytest.raises(error):
+            RegionXu64.from_slices(slices, shape=shape)
+    region = RegionXu64((0, 0), (1, 1))
+    assert region in [RegionXu64((0,), (1,)), ((0, 0, 0), (1, 1, 1)), region]
+    assert region not in [RegionXu64((0,), (1,)), ((0, 0, 0), (1, 1, 1)), ((0,), (1, 1)), "ab", None, zarnik.Vector2d()]
+
+
+def picture(*shape: int) -> zarnik.ImageView:
+    return zarnik.from_numpy(
+        (numpy.arange(numpy.prod(shape)) * 37 % 256).astype("u1").reshape(shape), "YXC"[: len(shape)]
+    )
+
+
+def test_other_libraries_take_images_as_they_are(tmp_path):
+    image = picture(20, 30)
+    filters = pytest.importorskip("skimage.filters")
+    assert filters.threshold_otsu(image) == filters.threshold_otsu(image.to_numpy())
+
+
+def test_pillow_takes_images():
+    module = pytest.importorskip("PIL.Image")
+    for image in (picture(20, 30), picture(20, 30, 3), zarnik.from_numpy(picture(20, 30).to_numpy()[::-1, ::2])):
+        assert_array_equal(numpy.asarray(module.fromarray(image)), image.to_numpy())
+
+
+def test_tifffile_takes_images(tmp_path):
+    tifffile = pytest.importorskip("tifffile")
+    for image in (picture(20, 30), picture(20, 30, 3)):
+        tifffile.imwrite(tmp_path / "image.tif", image)
+        assert_array_equal(tifffile.imread(tmp_path / "image.tif"), image.to_numpy())
+
+
+def test_matplotlib_takes_images():
+    figure = pytest.importorskip("matplotlib.figure").Figure()
+    axes = figure.subplots()
+    for image in (picture(20, 30), picture(20, 30, 3)):
+        assert_array_equal(axes.imshow(image).get_array(), image.to_numpy())
+
+
+def test_the_names_are_those_that_a_person_uses():
+    names = [name for name in dir(zarnik) if name[0] != "_"]
+    assert 45 <= len(names) <= 90
+    assert {"from_numpy", "zeros", "ImageView", "MetadataNode", "RegionXu64", "ImageDimension"} <= set(names)
+    assert not {"ImageDimension_ROW", "Vector3u8", "SwigPyIterator", "NotImplemented", "annotations"} & set(names)
+    from zarnik import _classes
+
+    everything = {name for name, value in vars(_classes).items() if isinstance(value, (type, int)) and name[0] != "_"}
+    assert everything <= set(vars(zarnik))
+    assert zarnik.__version__ == zarnik.Versioning.version_string()
+    for name in names:
+        assert inspect.getdoc(getattr(zarnik, name)), name
+    page = pydoc.plain(pydoc.render_doc(zarnik)).splitlines()
+    assert any("from_numpy" in line for line in page[:40])
+
+
+REFUSED = (TypeError, ValueError, OverflowError, AttributeError, zarnik.Error)
+
+
+def generated_classes() -> list[type]:
+    from zarnik import _classes
+
+    return [value for name, value in vars(_classes).items() if isinstance(value, type) and name[0] != "_"]
+
+
+@pytest.mark.parametrize("cls", generated_classes(), ids=lambda cls: cls.__name__)
+def test_attributes_that_do_not_exist_are_refused(cls):
+    if issubclass(cls, Exception):
+        return
+    instance = object.__new__(cls)
+    with pytest.raises(AttributeError):
+        instance.no_such_name = 5
+    assert not hasattr(instance, "__dict__")
+
+
+SPOKEN_BY_CPP = (
+    "::",
+    "std",
+    "C++",
+    "in method",
+    "SWIG",
+    "Swig",
+    "_t'",
+    "overload",
+    "without setting",
+    "with an exception",
+)
+
+
+@pytest.mark.parametrize("cls", generated_classes(), ids=lambda cls: cls.__name__)
+def test_wrong_arguments_are_refused_in_the_words_of_python(cls):
+    """Each method, and the constructor, with an object and with a string where something else is expected."""
+    if cls.__name__ in ("SwigPyIterator", "Logger"):
+        return
+    instance = example_of(cls)
+    for name in sorted(vars(cls)):
+        if (name.startswith("_") and name != "__init__") or name == "create_from_pointer":  # trusts its caller
+            continue
+        owner = cls if instance is None or not callable(vars(cls)[name]) else instance
+        method = cls if name == "__init__" else getattr(owner, name)
+        if not callable(method):
+            continue
+        for arguments in (
+            (object(),),
+            ("text", object()),
+            (object(), object(), object()),
+            (2**70,),
+            (DataTypeId.MATRIX2_FLOAT,),
+        ):
+            try:
+                method(*arguments)
+            except (*REFUSED, KeyError, IndexError) as error:  # noqa: PERF203
+                assert not any(word in str(error) for word in SPOKEN_BY_CPP), (name, arguments, str(error))
+
+
+def example_of(cls: type) -> object:
+    if cls.__name__ == "ImageView":
+        return zarnik.zeros((2, 3))
+    for arguments in ((), ("u1",), (3,), ("key",), ((1, 2), "u1")):
+        try:
+            return cls(*arguments)
+        except REFUSED:  # noqa: PERF203
+            continue
+    return None
+
+
+def test_errors_say_what_was_expected():
+    with pytest.raises(TypeError, match=r"^Vector3d.at\(\) needs an integer .*, got 'a'$"):
+        zarnik.Vector3d().at("a")
+    with pytest.raises(TypeError, match=r"^MetadataNode.add_child\(\) needs a MetadataNode, got 5$"):
+        zarnik.MetadataNode("a").add_child(5)
+    with pytest.raises(TypeError, match=r"^Indexer\(\) does not take \('a', 5\)$"):
+        zarnik.Indexer("a", 5)
+    assert zarnik.DataType("u1").is_convertible_to(DataTypeId.MATRIX2_FLOAT) is False
+    assert zarnik.DataType("u1").is_convertible_to("f4") is True
+    assert zarnik.DataType.extract_scalar_type(DataTypeId.MATRIX2_DOUBLE) == DataTypeId.DOUBLE
+    assert issubclass(zarnik.InvalidArgument, ValueError)
+    assert issubclass(zarnik.NotImplemented, NotImplementedError)
+    assert hash(zarnik.DataType("u1")) == hash(numpy.dtype("u1"))
+    assert {numpy.dtype("u1"): 5}[zarnik.DataType("u1")] == 5
+
+
+@pytest.mark.skipif(sys.version_info < (3, 12), reason="Python asks classes for buffers from 3.12 on")
+def test_images_are_buffers():
+    array = numpy.arange(6, dtype="u2").reshape(2, 3)
+    assert memoryview(zarnik.from_numpy(array)).tolist() == array.tolist()
+
+
+def test_copies_of_what_is_read_only_can_be_changed():
+    properties = zarnik.zeros((2, 3)).properties
+    for twin in (copy.copy(properties), copy.deepcopy(properties), pickle.loads(pickle.dumps(properties))):
+        assert isinstance(twin, zarnik.ImageProperties)
+        assert twin == zarnik.ImageProperties(properties)
