@@ -14,10 +14,24 @@ arrays stand in the order T, Z, Y, X, C; those of the library in the order X, Y,
 
 The colours or components of a pixel are the axis C (CHANNEL), the last of an array.
 
+Where to begin:
+
+- images: `from_numpy(array, axes="ZYX", spacing=..., unit="mm")`, `zeros`, `empty`, `full`, `zeros_like`, `from_dlpack`
+- elements: `image[...]`, `image.to_numpy()`, `image.isel(Z=3)`, `image.read_region(RegionXu64(origin, size))`
+- space: `image.spacing`, `origin`, `unit`, `directions`, `affine`, `set_affine`, `index_to_world`
+- meaning: `image.axes`, `interpretation`, `value_range`, `bit_depth`, and all together `image.properties`
+- metadata: `image.metadata["scanner/name"] = "Z1"`, `MetadataNode.from_dict`, `to_json`
+- views of images: `ImageViewFactory`, `ImageViewProvider`
+- values: `RegionXu64`, `VectorXu64`, `Vector3d`, `Matrix4d`, `DataType`, `ImageType`, `ImageDimension`
+- errors: `Error`, and its kinds `InvalidArgument` (a ValueError) and `NotImplemented` (a NotImplementedError)
+
+`dir(zarnik)` has what a person uses. More can be imported: vectors, regions, matrices and arrays of every element type
+(`zarnik.Vector3u8`), and the members of enumerations as constants (`zarnik.ImageDimension_ROW`).
+
     >>> import numpy, zarnik
     >>> scan = numpy.zeros((20, 30, 64, 48), numpy.uint16)
     >>> image = zarnik.from_numpy(scan, axes="TZYX")    # no copy
-    >>> image.set_spatial_spacing([0.8, 0.8, 2.5])      # along X, Y, Z
+    >>> image.spacing = 0.8, 0.8, 2.5                   # along X, Y, Z
     >>> image[0, 10, 5, 5] = 7
     >>> int(scan[0, 10, 5, 5]), image[0, 10].shape, image.to_numpy().shape
     (7, (64, 48), (20, 30, 64, 48))
