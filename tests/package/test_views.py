@@ -268,7 +268,7 @@ def test_metadata_of_an_image_are_changed_through_it():
         assert image.metadata["a/c/1"] == {"d": 2, "e": 5}
         assert shown["a"].pop("b").key() == "b"
         assert "a/b" not in image.metadata
-        assert shown["a/c/1"].setdefault("d", 7).value() == 2
+        assert image.metadata["a/c/1"].setdefault("d", 7).value() == 2
         del image.metadata["a"]
         with pytest.raises(KeyError, match="no metadata at 'a'"):
             shown["a"]["b"] = 1
