@@ -87,6 +87,7 @@ def tree_of(key: str, entry: Any, is_root: bool = False) -> Any:
 def _node_of(key: str, entry: Any, is_root: bool, path: list[str]) -> tuple[Any, list[tuple[str, Any]]]:
     """Return the node of a value, and keys and values of the children that it is to get."""
     try:
+        entry = _bare(entry)
         if isinstance(entry, Mapping):
             return _dict_node(key, entry, is_root)
         if isinstance(entry, (list, tuple, range)):
@@ -100,6 +101,7 @@ def _node_of(key: str, entry: Any, is_root: bool, path: list[str]) -> tuple[Any,
 def _dict_node(key: str, entry: Mapping[Any, Any], is_root: bool) -> tuple[Any, list[tuple[str, Any]]]:
     children, own = [], None
     for name, below in entry.items():
+        below = _bare(below)
         if not isinstance(name, str):
             raise TypeError(f"the keys of metadata are strings, got {name!r}")
         if name == "" and _is_plain(below):
@@ -113,6 +115,7 @@ def _dict_node(key: str, entry: Mapping[Any, Any], is_root: bool) -> tuple[Any, 
 
 
 def _list_node(key: str, items: list[Any]) -> tuple[Any, list[tuple[str, Any]]]:
+    items = [_bare(item) for item in items]
     if _is_plain(items):
         return _plain(key, items), []
     if items and all(isinstance(item, (bool, numpy.bool_)) for item in items):
@@ -122,9 +125,23 @@ def _list_node(key: str, items: list[Any]) -> tuple[Any, list[tuple[str, Any]]]:
     return _marked(_plain(key, None), "list"), [(str(place), item) for place, item in enumerate(items)]
 
 
-def _leaf(key: str, entry: Any) -> Any:
+def _bare(entry: Any) -> Any:
+    """Return a number or a string of a class of its own, such as one of NumPy's, as one of Python's."""
+    if type(entry) in _BARE:
+        return entry
     if isinstance(entry, numpy.generic):
         entry = entry.item()
+    if isinstance(entry, (int, float, str)) and not isinstance(entry, bool):
+        for kind in _BARE:
+            if isinstance(entry, kind):
+                return kind.__str__(entry) if kind is str else kind(entry)
+    return entry
+
+
+_BARE = (int, float, str)
+
+
+def _leaf(key: str, entry: Any) -> Any:
     if entry is None or _is_plain(entry):
         return _plain(key, entry)
     if isinstance(entry, bool):

@@ -95,7 +95,7 @@ def values() -> float:
     data_type = zarnik.DataType("uint16")
     assert data_type == zarnik.DataTypeId.UINT16 and data_type.dtype == numpy.uint16
     assert len(origin) == len(size) == len(slices)
-    assert list(zarnik.ImageType("ZYX"))[0] is ImageDimension.COLUMN
+    assert zarnik.ImageType("ZYX")[0] is ImageDimension.COLUMN
     try:
         vector.at(5)
     except zarnik.InvalidArgument as error:
