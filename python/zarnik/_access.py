@@ -13,7 +13,7 @@ import _zarnik
 import zarnik._classes as _classes
 from zarnik import _direct
 from zarnik._enumerations import SeekOrigin, StreamAccessCapability
-from zarnik._extension import extends
+from zarnik._extension import extends, kept
 
 if TYPE_CHECKING:
     import numpy
@@ -53,6 +53,10 @@ def _as_headers(headers: Mapping[str, str] | Any) -> Any:
     return result
 
 
+# What is kept with a stream that was closed.
+_CLOSED: Any = object()
+
+
 @extends(_classes.StreamAccess)
 class _StreamAccess:
     """A binary file.
@@ -62,7 +66,9 @@ class _StreamAccess:
     and so on, are plain numbers that cannot be told from Python's: use the members.
     """
 
-    _closed = False
+    @property
+    def _closed(self) -> bool:
+        return kept(self) is _CLOSED
 
     if TYPE_CHECKING:
 
@@ -128,7 +134,7 @@ class _StreamAccess:
         """Complete what was written and close the stream; an error of that is raised here."""
         if self._closed:
             return
-        object.__setattr__(self, "_closed", True)
+        self._kept: Any = _CLOSED
         try:
             if self.support(StreamAccessCapability.WRITE):
                 _direct.close_stream(self)
@@ -174,7 +180,7 @@ class _StreamAccess:
             self.close()
         elif not self._closed:
             # A part must never be taken for the whole.
-            object.__setattr__(self, "_closed", True)
+            self._kept = _CLOSED
             if self.support(StreamAccessCapability.WRITE):
                 _direct.abort_stream(self)
             self._release()
