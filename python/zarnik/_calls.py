@@ -48,8 +48,10 @@ def explained(error: Exception, function: str, arguments: tuple[Any, ...]) -> Ex
         return error
     place, wanted = int(found.group(2)), _in_python(found.group(3))
     given = arguments[place - 1] if 0 < place <= len(arguments) else None
-    if place == 1 and not function.startswith("new_") and given is not None and not _is_bound(given):
-        return TypeError(f"{_spoken(function)}() needs an object of its class that was constructed")
+    owner = getattr(sys.modules.get("zarnik._classes"), function.partition("_")[0], None)
+    if place == 1 and isinstance(owner, type) and isinstance(given, owner):
+        state = "deleted or closed" if _is_bound(given) else "not constructed"
+        return ValueError(f"{_spoken(function)}() was called with an object that was {state}")
     kind = type(error) if isinstance(error, OverflowError) else TypeError
     return kind(f"{_spoken(function)}() needs {wanted}, got {reprlib.repr(given)}")
 

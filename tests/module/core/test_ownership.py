@@ -35,7 +35,7 @@ def fill_memory(size):
 
 WAYS_TO_DESTROY = {
     "destructor": lambda name, wrapped: getattr(_zarnik, f"delete_{name}")(wrapped),
-    "attribute": lambda name, wrapped: wrapped.__dict__.update(this=getattr(_zarnik, f"new_{name}")()),
+    "attribute": lambda name, wrapped: setattr(wrapped, "this", getattr(_zarnik, f"new_{name}")()),
 }
 
 
