@@ -62,5 +62,6 @@ using namespace zarnik;
 %include "views/factory.i"
 %include "frames/frames.i"
 %include "views/writer.i"
+%include "serialization/serialization.i"
 %include "numpy/numpy.i"
 %include "views/dependency_graph.i"
