@@ -161,29 +161,58 @@ ImageHeader readImageHeader(ObjectReader & reader) {
   return header;
 }
 
-void encodeImage(std::shared_ptr<ImageView> const & image, std::shared_ptr<StreamAccess> stream) {
+SampleBlocks::SampleBlocks(std::shared_ptr<ImageView> image)
+    : image_(std::move(image)), stored_(static_cast<std::byte const *>(storedSamples(std::as_const(*image_)))),
+      shape_(image_->shape()), elementBytes_(image_->dataType().byteCount()) {
+  auto const elements = std::max<uint64_t>(1, SCRATCH_BYTES / elementBytes_);
+  runs_ = storedRuns(shape_, elements);
+  uint64_t all = 1;
+  for (size_t axis = 0; axis != shape_.size(); ++axis) {
+    count_ *= (shape_[axis] + runs_[axis] - 1) / runs_[axis];
+    all *= shape_[axis];
+  }
+  if (!stored_ && count_ != 0)
+    scratch_ = allocateBlock(std::min(all, elements) * elementBytes_);
+}
+
+void SampleBlocks::write(uint64_t index, ObjectWriter & writer) {
+  VectorXu64 origin(shape_.size()), size(shape_.size());
+  uint64_t elements = 1;
+  uint64_t first = 0;
+  uint64_t stride = 1;
+  for (size_t axis = 0; axis != shape_.size(); ++axis) {
+    auto const blocks = (shape_[axis] + runs_[axis] - 1) / runs_[axis];
+    origin[axis] = index % blocks * runs_[axis];
+    size[axis] = std::min(runs_[axis], shape_[axis] - origin[axis]);
+    index /= blocks;
+    elements *= size[axis];
+    first += origin[axis] * stride;
+    stride *= shape_[axis];
+  }
+  if (stored_) {
+    writer.write(stored_ + first * elementBytes_, elements * elementBytes_);
+    return;
+  }
+  image_->readRegion(RegionXu64(origin, size), scratch_.get());
+  writer.write(scratch_.get(), elements * elementBytes_);
+}
+
+void requireStorable(std::shared_ptr<ImageView> const & image) {
   if (!image)
     throw InvalidArgument("there is no image to encode");
   if (!image->support(ImageCapability::READ))
     throw NotImplemented("the image does not support READ, which encoding needs");
   if (!image->dataType().isNumeric())
     throw InvalidArgument(fmt::format("samples of type {} cannot be stored", image->dataType().toString()));
+}
+
+void encodeImage(std::shared_ptr<ImageView> const & image, std::shared_ptr<StreamAccess> stream) {
+  requireStorable(image);
   ObjectWriter writer(std::move(stream), Kind::IMAGE, image->dataType());
   writeImageHeader(writer, *image);
-  if (auto const * const samples = storedSamples(std::as_const(*image))) {
-    writer.write(samples, writer.left());
-  } else {
-    auto const elementBytes = image->dataType().byteCount();
-    auto const elements = std::max<uint64_t>(1, SCRATCH_BYTES / elementBytes);
-    auto const scratch = allocateBlock(std::min<uint64_t>(writer.left(), elements * elementBytes));
-    auto const & shape = image->shape();
-    forEachBlock(shape, storedRuns(shape, elements), VectorXu64(shape.size()),
-                 [&](VectorXu64 const & first, VectorXu64 const & size) {
-                   RegionXu64 const block(first, size);
-                   image->readRegion(block, scratch.get());
-                   writer.write(scratch.get(), block.elementCount() * elementBytes);
-                 });
-  }
+  SampleBlocks blocks(image);
+  for (uint64_t block = 0; block != blocks.count(); ++block)
+    blocks.write(block, writer);
   writer.endSection();
   writer.finish();
 }

@@ -23,6 +23,28 @@ struct ImageHeader {
   uint64_t sampleBytes = 0;
 };
 
+/// The samples of an image in the order in which they are stored, a block of about 1 MiB at a time.
+class SampleBlocks {
+public:
+  explicit SampleBlocks(std::shared_ptr<ImageView> image);
+
+  uint64_t count() const { return count_; }
+  /// Writes a block to the open section: straight from memory where the samples lie as they are stored.
+  void write(uint64_t index, ObjectWriter & writer);
+
+private:
+  std::shared_ptr<ImageView> image_;
+  std::byte const * stored_;
+  VectorXu64 shape_;
+  VectorXu64 runs_; ///< the size of a block
+  uint64_t count_ = 1;
+  uint64_t elementBytes_;
+  std::unique_ptr<std::byte[]> scratch_;
+};
+
+/// \throws Error if the image cannot be stored
+void requireStorable(std::shared_ptr<ImageView> const & image);
+
 /// Writes what stands before the samples, and begins their section.
 void writeImageHeader(ObjectWriter & writer, ImageView const & image);
 

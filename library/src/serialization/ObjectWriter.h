@@ -43,6 +43,9 @@ public:
   /// Bytes of content that the open section still needs.
   uint64_t left() const { return left_; }
 
+  /// Bytes of the object that the stream has taken.
+  uint64_t position() const { return position_; }
+
 private:
   void put(void const * bytes, uint64_t size);
   uint64_t blockCount(uint64_t length) const {

@@ -6,9 +6,11 @@
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/metadata/VariantDataValueFactory.h"
+#include "zarnik/serialization/ImageWriter.h"
 #include "zarnik/values/RegionX.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
+#include "zarnik/views/Writer.h"
 
 #include <algorithm>
 #include <cstring>
@@ -184,6 +186,43 @@ TEST(Serialization, AnArrayOfAnyLayoutKeepsItsElements) {
     Serialization::encodeArrayXi16(array, pipe);
     EXPECT_EQ(Serialization::decodeArrayXi16(pipe), array);
   }
+}
+
+TEST(ImageWriter, StoresBlockByBlockWhatTheEncoderStoresAtOnce) {
+  auto const ramp = std::make_shared<Ramp>(VectorXu64{300, 1000, 5});
+  auto const whole = std::make_shared<Pipe>(SIZE_MAX), parts = std::make_shared<Pipe>(5000);
+  Serialization::encodeImageView(ramp, whole);
+  auto const writer = makeImageWriter(ramp, parts);
+  writer->setProgress([](uint64_t written, uint64_t) { return written != 2; });
+  writer->writeInit();
+  EXPECT_THROW(writer->writeFinish(), Error);
+  writer->writeData();
+  EXPECT_LT(parts->bytes.size(), whole->bytes.size());
+  writer->setProgress({});
+  writer->writeData();
+  writer->writeFinish();
+  EXPECT_EQ(parts->bytes, whole->bytes);
+}
+
+TEST(ImageWriter, HasOptionsAndRefusesOthers) {
+  auto const image = ImageViewFactory::allocate({5000}, DataTypeId::DOUBLE);
+  auto const number = [](int value) { return VariantDataValueFactory::create(value); };
+  auto const pipe = std::make_shared<Pipe>(SIZE_MAX);
+  auto const writer = makeImageWriter(image, pipe);
+  for (auto const & [name, value] : {std::pair{"block_bytes", 1000}, {"checksums", 2}, {"alignment", 48}, {"x", 1}})
+    EXPECT_THROW(writer->setOption(name, number(value)), Error) << name;
+  EXPECT_THROW(writer->setOption("checksums", VariantDataValueFactory::create(1.0)), Error);
+  writer->setOption("block_bytes", number(4096));
+  writer->setOption("alignment", number(4096));
+  writer->setOption("checksums", number(0));
+  writer->writeAll();
+  // Without hashes the samples are followed by the end alone.
+  EXPECT_EQ(pipe->bytes.size(), 4096 + 40000 + 32);
+  EXPECT_EQ(*Serialization::decodeImageView(pipe)->properties(), *image->properties());
+
+  auto const full = makeImageWriter(image, std::make_shared<Pipe>(SIZE_MAX, 3000));
+  EXPECT_THROW(full->writeAll(), Error);
+  EXPECT_THAT([&] { full->writeData(); }, testing::ThrowsMessage<Error>(testing::HasSubstr("failed before")));
 }
 
 TEST(Serialization, AFullStreamIsAnErrorThatTellsHowFarItWent) {
