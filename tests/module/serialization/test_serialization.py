@@ -108,7 +108,8 @@ def test_other_kinds_types_and_streams_are_refused():
     refused("the object is a Vector, not a DataFrameView", decoded, "data_frame_view", vector)
     refused("magic number 78 78 .* is invalid, 89 5a 52 4e", decoded, "vector_3f", b"x" * 100)
     refused("ends in the header, where 38 more bytes were expected", decoded, "vector_3f", vector[:10])
-    full = _zarnik.StreamAccessFactory_from_random_access(_zarnik.RandomAccessFactory_allocate(60))
+    room = bytearray(60)
+    full = _zarnik.StreamAccessFactory_from_random_access(_zarnik.RandomAccessFactory___from_buffer(room))
     refused("takes no more bytes: 60 were written", _zarnik.Serialization_encode_vector_3u8, (1, 2, 3), full)
 
 
@@ -232,7 +233,7 @@ def test_headers_that_ask_for_too_much_or_contradict_themselves():
     shape = struct.pack("<3QI", 2, 2**40, 2**40, 1)
     refused("64 bits", decoded, "arrayxu8", stored.put_together(array, uint8, ("ARRY", shape), ("VALS", b"")))
     columns = struct.pack("<QQQ1sQQ", 1, 2**62, 1, b"a", 0, uint8)
-    refused("memory|64 bits|too many", decoded, "data_frame_view", stored.put_together(frame, 0, ("COLS", columns)))
+    refused("cannot allocate", decoded, "data_frame_view", stored.put_together(frame, 0, ("COLS", columns)))
 
 
 def test_tables():
