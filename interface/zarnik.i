@@ -59,6 +59,8 @@ using namespace zarnik;
 %include "views/extensions.i"
 %include "views/image_view.i"
 %include "views/capabilities.i"
+%include "views/multi_image.i"
+%include "views/lod.i"
 %include "views/factory.i"
 %include "frames/frames.i"
 %include "views/writer.i"

@@ -5,12 +5,14 @@
 namespace zarnik {
 class ImageView;
 class MetadataNode;
+class MultiImageView;
 } // namespace zarnik
 
 namespace zarnik::python {
 
-/// The metadata of an image, or null. Python does not know const: whoever gets the tree can change it. So an image
-/// that does not offer WRITE hands out a copy.
+/// The metadata of a view, or null. Python does not know const: whoever gets the tree can change it. So a view that
+/// does not offer WRITE hands out a copy.
 std::shared_ptr<MetadataNode const> metadataOf(ImageView const & image);
+std::shared_ptr<MetadataNode const> metadataOf(MultiImageView const & set);
 
 } // namespace zarnik::python

@@ -3,12 +3,18 @@
 #include "zarnik/metadata/ImageInterpretation.h"
 #include "zarnik/values/DataType.h"
 #include "zarnik/values/ImageType.h"
+#include "zarnik/values/Indexer.h"
 #include "zarnik/values/RegionX.h"
 #include "zarnik/values/Vector.h"
 #include "zarnik/values/VectorX.h"
 
 #include <cstddef>
 #include <memory>
+#include <string>
+
+#ifndef SWIG
+#include "zarnik/core/Progress.h"
+#endif
 
 namespace zarnik {
 
@@ -17,6 +23,7 @@ class ImageProperties;
 class ImageView;
 class MetadataNode;
 class MultiImageView;
+class RandomAccess;
 #endif
 
 /// Makes image views.
@@ -53,6 +60,154 @@ public:
   /// \throws InvalidArgument if the type is not numeric.
   /// \throws Error if there is not enough memory.
   static std::shared_ptr<ImageView> allocate(VectorXu64 const & shape, DataType dataType);
+
+#ifndef SWIG
+  /// Copy an image into memory.
+  ///
+  /// If the input image already is in memory, return it (no copy are done). Capabilities of a copy are READ, WRITE,
+  /// RESHAPE and MEMORY_ACCESS. The copy has the properties and the metadata of the image.
+  /// \param image The image to copy.
+  /// \return The copy, or the image itself.
+  /// \throws InvalidArgument if the image is null, or its properties are not valid.
+  /// \throws NotImplemented if the image cannot be read.
+  /// \throws Error if there is not enough memory.
+  static std::shared_ptr<ImageView> copyInMemory(std::shared_ptr<ImageView> image);
+
+  /// Create an image in a raw temporary file in a folder, all samples 0.
+  ///
+  /// Capabilities are READ, WRITE and RESHAPE. The file takes room where samples were written. The created file is
+  /// automatically deleted when destroying the image.
+  /// \param folder The folder, which exists; "" for the usual folder of temporary files.
+  /// \param imageShape The size along each dimension, the dimensions in canonical order.
+  /// \param dataType The type of the samples, a numeric one.
+  /// \param properties The properties, of which the image keeps a copy; null for the default ones.
+  /// \param metadata The root node of the metadata, of which the image keeps a copy; may be null.
+  /// \return The new image.
+  /// \throws InvalidArgument if the folder does not exist or the type is not numeric.
+  /// \throws Error if the properties do not fit shape and type, or the file cannot be made.
+  static std::shared_ptr<ImageView> createOnDisk(std::string const & folder, VectorXu64 const & imageShape,
+                                                 DataType dataType, std::shared_ptr<ImageProperties> properties,
+                                                 std::shared_ptr<MetadataNode> metadata);
+
+  /// Create an image with default properties and no metadata in a raw temporary file in a folder, all samples 0.
+  ///
+  /// Capabilities are READ, WRITE and RESHAPE. The created file is automatically deleted when destroying the image.
+  /// \param folder The folder, which exists; "" for the usual folder of temporary files.
+  /// \param imageShape The size along each dimension, the dimensions in canonical order.
+  /// \param dataType The type of the samples, a numeric one.
+  /// \return The new image.
+  /// \throws InvalidArgument if the folder does not exist or the type is not numeric.
+  /// \throws Error if the file cannot be made.
+  static std::shared_ptr<ImageView> createOnDisk(std::string const & folder, VectorXu64 const & imageShape,
+                                                 DataType dataType);
+
+  /// Create an image in a raw temporary file in the usual folder of temporary files (TMPDIR), all samples 0.
+  ///
+  /// Capabilities are READ, WRITE and RESHAPE. The created file is automatically deleted when destroying the image.
+  /// \param imageShape The size along each dimension, the dimensions in canonical order.
+  /// \param dataType The type of the samples, a numeric one.
+  /// \param properties The properties, of which the image keeps a copy; null for the default ones.
+  /// \param metadata The root node of the metadata, of which the image keeps a copy; may be null.
+  /// \return The new image.
+  /// \throws InvalidArgument if the type is not numeric.
+  /// \throws Error if the properties do not fit shape and type, or the file cannot be made.
+  static std::shared_ptr<ImageView> createOnDisk(VectorXu64 const & imageShape, DataType dataType,
+                                                 std::shared_ptr<ImageProperties> properties,
+                                                 std::shared_ptr<MetadataNode> metadata);
+
+  /// Create an image with default properties and no metadata in a raw temporary file in the usual folder (TMPDIR).
+  ///
+  /// Capabilities are READ, WRITE and RESHAPE. The created file is automatically deleted when destroying the image.
+  /// \param imageShape The size along each dimension, the dimensions in canonical order.
+  /// \param dataType The type of the samples, a numeric one.
+  /// \return The new image.
+  /// \throws InvalidArgument if the type is not numeric.
+  /// \throws Error if the file cannot be made.
+  static std::shared_ptr<ImageView> createOnDisk(VectorXu64 const & imageShape, DataType dataType);
+
+  /// Copy an image into a raw temporary file in the usual folder of temporary files (TMPDIR), chunk by chunk.
+  ///
+  /// Maximum chunk size is 1MB. An image that is on disk already is copied, too. Capabilities are READ, WRITE and
+  /// RESHAPE. The created file is automatically deleted when destroying the image.
+  /// \param image The image to copy, with its properties and its metadata.
+  /// \return The copy.
+  /// \throws InvalidArgument if the image is null, or its properties are not valid.
+  /// \throws NotImplemented if the image cannot be read.
+  /// \throws Error if the file cannot be made, or there is no room for it.
+  static std::shared_ptr<ImageView> copyOnDisk(std::shared_ptr<ImageView> image);
+
+  /// Copy an image into a raw temporary file in a folder, chunk by chunk.
+  ///
+  /// Maximum chunk size is 1MB. An image that is on disk already is copied, too. Capabilities are READ, WRITE and
+  /// RESHAPE. The created file is automatically deleted when destroying the image.
+  /// \param image The image to copy, with its properties and its metadata.
+  /// \param folder The folder, which exists; "" for the usual folder of temporary files.
+  /// \return The copy.
+  /// \throws InvalidArgument if the image is null, its properties are not valid or the folder does not exist.
+  /// \throws NotImplemented if the image cannot be read.
+  /// \throws Error if the file cannot be made, or there is no room for it.
+  static std::shared_ptr<ImageView> copyOnDisk(std::shared_ptr<ImageView> image, std::string const & folder);
+
+#ifndef SWIG
+  /// The same, telling how many bytes are copied. Whoever is told may cancel: nothing is left of the copy then.
+  static std::shared_ptr<ImageView> copyInMemory(std::shared_ptr<ImageView> image, Progress const & progress);
+  static std::shared_ptr<ImageView> copyOnDisk(std::shared_ptr<ImageView> image, std::string const & folder,
+                                               Progress const & progress);
+#endif
+
+  /// Create an image whose samples are the first bytes of an accessor, without gaps.
+  ///
+  /// Nothing is read before it is asked for: of a region, its bytes and at most some that lie between them. What is
+  /// written goes to the accessor. Capabilities are READ and WRITE as far as the accessor has them, and MEMORY_ACCESS
+  /// when it offers its memory and both.
+  /// \param access The accessor, which the image holds.
+  /// \param memoryLayout C: the last dimension is the fastest. FORTRAN, UNKNOWN: the first one is.
+  /// \param imageShape The size along each dimension, the dimensions in canonical order.
+  /// \param dataType The type of the samples, a numeric one.
+  /// \param properties The properties, of which the image keeps a copy; null for the default ones.
+  /// \param metadata The root node of the metadata, of which the image keeps a copy; may be null.
+  /// \return The new image.
+  /// \throws InvalidArgument if the accessor is null or has too few bytes, or the properties do not fit.
+  static std::shared_ptr<ImageView> fromRandomAccess(std::shared_ptr<RandomAccess> access, MemoryLayout memoryLayout,
+                                                     VectorXu64 const & imageShape, DataType const dataType,
+                                                     std::shared_ptr<ImageProperties> properties,
+                                                     std::shared_ptr<MetadataNode const> const metadata);
+
+  /// Create an image with default properties and no metadata whose samples are the first bytes of an accessor.
+  ///
+  /// \param access The accessor, which the image holds.
+  /// \param memoryLayout C: the last dimension is the fastest. FORTRAN, UNKNOWN: the first one is.
+  /// \param imageShape The size along each dimension, the dimensions in canonical order.
+  /// \param dataType The type of the samples, a numeric one.
+  /// \return The new image.
+  /// \throws InvalidArgument if the accessor is null or has too few bytes.
+  static std::shared_ptr<ImageView> fromRandomAccess(std::shared_ptr<RandomAccess> access, MemoryLayout memoryLayout,
+                                                     VectorXu64 const & imageShape, DataType const dataType);
+
+  /// Create an image whose samples are the first bytes of an accessor, the first dimension fastest.
+  ///
+  /// \param access The accessor, which the image holds.
+  /// \param imageShape The size along each dimension, the dimensions in canonical order.
+  /// \param dataType The type of the samples, a numeric one.
+  /// \param properties The properties, of which the image keeps a copy; null for the default ones.
+  /// \param metadata The root node of the metadata, of which the image keeps a copy; may be null.
+  /// \return The new image.
+  /// \throws InvalidArgument if the accessor is null or has too few bytes, or the properties do not fit.
+  static std::shared_ptr<ImageView> fromRandomAccess(std::shared_ptr<RandomAccess> access,
+                                                     VectorXu64 const & imageShape, DataType const dataType,
+                                                     std::shared_ptr<ImageProperties> properties,
+                                                     std::shared_ptr<MetadataNode const> metadata);
+
+  /// Create an image with default properties whose samples are the first bytes of an accessor, first dimension fastest.
+  ///
+  /// \param access The accessor, which the image holds.
+  /// \param imageShape The size along each dimension, the dimensions in canonical order.
+  /// \param dataType The type of the samples, a numeric one.
+  /// \return The new image.
+  /// \throws InvalidArgument if the accessor is null or has too few bytes.
+  static std::shared_ptr<ImageView> fromRandomAccess(std::shared_ptr<RandomAccess> access,
+                                                     VectorXu64 const & imageShape, DataType const dataType);
+#endif
 
 #ifndef SWIG
   /// Create a view of an image with other properties and metadata.
@@ -249,6 +404,35 @@ public:
   /// \return The new view; the image itself if it needs no protection.
   /// \throws InvalidArgument if the image is null.
   static std::shared_ptr<ImageView> makeThreadSafe(std::shared_ptr<ImageView> image);
+#endif
+
+#ifndef SWIG
+  /// Create an image of which all samples have the same value, which is kept once.
+  ///
+  /// The capability is READ.
+  /// \param shape      the size along each dimension, the dimensions in canonical order
+  /// \param dataType   the type of the samples, a numeric one
+  /// \param value      dataType.byteCount() bytes, which are copied
+  /// \param properties the properties, of which the image keeps a copy; null for the default ones
+  /// \param metadata   the root node of the metadata, of which the image keeps a copy; may be null
+  /// \throws InvalidArgument when the value is null or the properties do not fit
+  static std::shared_ptr<ImageView> uniform(VectorXu64 const & shape, DataType dataType, void const * value,
+                                            std::shared_ptr<ImageProperties> properties,
+                                            std::shared_ptr<MetadataNode const> metadata);
+
+  /// Create an image over memory of the caller, the first dimension fastest, without gaps.
+  ///
+  /// Capabilities are READ, WRITE and MEMORY_ACCESS. The memory has to stay valid as long as the image lives.
+  /// \param shape      the size along each dimension, the dimensions in canonical order
+  /// \param dataType   the type of the samples, a numeric one
+  /// \param buffer     the first sample
+  /// \param bufferSize the bytes of the memory, at least those of the samples
+  /// \param properties the properties, of which the image keeps a copy; null for the default ones
+  /// \param metadata   the root node of the metadata, of which the image keeps a copy; may be null
+  /// \throws InvalidArgument when the memory is too small or the properties do not fit
+  static std::shared_ptr<ImageView> fromBuffer(VectorXu64 const & shape, DataType dataType, void * buffer,
+                                               size_t bufferSize, std::shared_ptr<ImageProperties> properties,
+                                               std::shared_ptr<MetadataNode> metadata);
 #endif
 };
 

@@ -27,15 +27,14 @@ public:
   /// \return The new set, without frames and metadata.
   static std::shared_ptr<MultiImageView> create();
 
-#ifndef SWIG
   /// Create a set of images, which are shared, not copied.
   ///
   /// Capabilities are READ and WRITE.
-  /// \param images the first of the images, in the order of the frames
-  /// \param count  the number of images
-  /// \throws InvalidArgument when an image is null
+  /// \param images The images, in the order of the frames.
+  /// \param count  Their number.
+  /// \return The new set, without metadata.
+  /// \throws InvalidArgument if an image is null.
   static std::shared_ptr<MultiImageView> createFromList(std::shared_ptr<ImageView> const * images, size_t count);
-#endif
 
   /// Split an image along one of its dimensions, which the frames do not have any more.
   ///

@@ -1,0 +1,64 @@
+#include "views/DescribedImageView.h"
+
+#include "views/ImageViewProperties.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/metadata/MetadataNode.h"
+
+#include <fmt/format.h>
+
+namespace zarnik {
+
+DataType requireNumeric(DataType dataType) {
+  if (!dataType.isNumeric() || dataType.bitCount() == 0)
+    throw InvalidArgument(fmt::format("samples of type {} are not numeric", dataType.toString()));
+  return dataType;
+}
+
+DescribedImageView::DescribedImageView(VectorXu64 const & shape, DataType dataType,
+                                       std::shared_ptr<ImageProperties const> const & properties,
+                                       std::shared_ptr<MetadataNode const> const & metadata)
+    : properties_(properties ? fittingProperties(properties, shape, dataType) : defaultProperties(shape, dataType)),
+      metadata_(metadata ? metadata->clone() : nullptr) {}
+
+DescribedImageView::~DescribedImageView() = default;
+
+std::shared_ptr<ImageProperties const> DescribedImageView::properties() const {
+  std::lock_guard const lock(describing_);
+  return properties_;
+}
+
+std::shared_ptr<MetadataNode const> DescribedImageView::metadata() const {
+  std::lock_guard const lock(describing_);
+  return metadata_;
+}
+
+void DescribedImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
+  if (!support(ImageCapability::WRITE))
+    return ImageView::setProperties(std::move(properties));
+  replaceProperties(changedProperties(properties, shape(), dataType()));
+}
+
+void DescribedImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
+  if (!support(ImageCapability::WRITE))
+    return ImageView::setMetadata(std::move(metadata));
+  std::shared_ptr<MetadataNode const> copy = metadata ? metadata->clone() : nullptr;
+  std::lock_guard const lock(describing_);
+  metadata_.swap(copy);
+}
+
+std::shared_ptr<ImageProperties const> DescribedImageView::propertiesFor(VectorXu64 const & shape,
+                                                                         DataType dataType) const {
+  auto const current = properties();
+  if (current->isCompatibleWith(shape, dataType))
+    return current;
+  auto changed = defaultProperties(shape, dataType);
+  changed->setCalibration(current->calibration());
+  return changed;
+}
+
+void DescribedImageView::replaceProperties(std::shared_ptr<ImageProperties const> properties) noexcept {
+  std::lock_guard const lock(describing_);
+  properties_.swap(properties);
+}
+
+} // namespace zarnik

@@ -1,0 +1,120 @@
+#include "views/RandomAccessImageView.h"
+
+#include "views/ByteRuns.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/values/Checked.h"
+#include "zarnik/views/ParallelAccessExtension.h"
+#include "zarnik/views/ViewOriginExtension.h"
+
+#include <fmt/format.h>
+
+namespace zarnik {
+
+RandomAccessImageView::RandomAccessImageView(std::shared_ptr<RandomAccess> access, Indexer indexer, Kind kind,
+                                             std::shared_ptr<ImageProperties const> const & properties,
+                                             std::shared_ptr<MetadataNode const> const & metadata)
+    : DescribedImageView(indexer.shape(), requireNumeric(indexer.dtype()), properties, metadata),
+      access_(std::move(access)), capabilities_(kind.capabilities),
+      origin_(ViewOriginExtension::create(kind.dataOrigin, std::move(kind.name))) {
+  if (auto const size = access_->size(); indexer.byteCount() > size)
+    throw InvalidArgument(fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of {}",
+                                      indexer.shape().toString(), indexer.dtype().toString(), indexer.byteCount(), size,
+                                      access_->toString()));
+  geometries_.push_back(std::make_unique<Indexer const>(std::move(indexer)));
+  geometry_ = geometries_.back().get();
+}
+
+RandomAccessImageView::~RandomAccessImageView() = default;
+
+std::shared_ptr<Extension> RandomAccessImageView::extension(size_t id) const {
+  using enum ParallelAccessCapability;
+  switch (id) {
+  case ViewOriginExtension::EXTENSION_ID:
+    return origin_;
+  case ParallelAccessExtension::EXTENSION_ID: {
+    ParallelAccessCapabilitySet flags;
+    if (capabilities_.has(ImageCapability::READ))
+      flags.add(PARALLEL_READ);
+    if (capabilities_.has(ImageCapability::WRITE))
+      flags.add(PARALLEL_WRITE);
+    return ParallelAccessExtension::create(flags);
+  }
+  default:
+    return nullptr;
+  }
+}
+
+ImageCapabilitySet RandomAccessImageView::capabilities() const { return capabilities_; }
+VectorXu64 const & RandomAccessImageView::shape() const { return geometry().shape(); }
+DataType RandomAccessImageView::dataType() const { return geometry().dtype(); }
+
+void RandomAccessImageView::read(VectorXu64 const & index, void * destination) {
+  if (!capabilities_.has(ImageCapability::READ))
+    return ImageView::read(index, destination);
+  auto const & indexer = geometry();
+  RandomAccess::ReadRequest const request{indexer.byteOffset(index), destination, indexer.dtype().byteCount()};
+  access_->readMany({&request, 1});
+}
+
+void RandomAccessImageView::readRegion(RegionXu64 const & region, void * destination) {
+  if (!capabilities_.has(ImageCapability::READ))
+    return ImageView::readRegion(region, destination);
+  auto const & indexer = geometry();
+  requireInside(region, indexer.shape());
+  auto const samples = SampleRegion::whole(region, indexer.dtype());
+  ComponentFormat const components(indexer.dtype());
+  if (!samples.isEmpty())
+    readRuns(*access_, indexer, samples, {}, destination,
+             SampleStrides::dense(region.size(), components.count, components.bytes));
+}
+
+void RandomAccessImageView::write(VectorXu64 const & index, void const * source) {
+  writeRegion(RegionXu64(index, VectorXu64::createUniform(index.size(), 1)), source);
+}
+
+void RandomAccessImageView::writeRegion(RegionXu64 const & region, void const * source) {
+  if (!capabilities_.has(ImageCapability::WRITE))
+    return ImageView::writeRegion(region, source);
+  auto const & indexer = geometry();
+  requireInside(region, indexer.shape());
+  auto const samples = SampleRegion::whole(region, indexer.dtype());
+  ComponentFormat const components(indexer.dtype());
+  if (!samples.isEmpty())
+    writeRuns(*access_, indexer, samples, {}, source,
+              SampleStrides::dense(region.size(), components.count, components.bytes));
+}
+
+void RandomAccessImageView::readStrided(SampleRegion const & region, ValueConversion const & conversion,
+                                        void * destination, SampleStrides const & strides) {
+  if (!capabilities_.has(ImageCapability::READ))
+    return ImageView::readRegion(RegionXu64(region.origin, region.size), destination);
+  readRuns(*access_, geometry(), region, conversion, destination, strides);
+}
+
+void RandomAccessImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion,
+                                         void const * source, SampleStrides const & strides) {
+  if (!capabilities_.has(ImageCapability::WRITE))
+    return ImageView::writeRegion(RegionXu64(region.origin, region.size), source);
+  auto const & indexer = geometry();
+  std::unique_lock lock(changing_, std::defer_lock);
+  if (readsToWrite(*access_, indexer.dtype(), region))
+    lock.lock();
+  writeRuns(*access_, indexer, region, conversion, source, strides);
+}
+
+void RandomAccessImageView::reshape(VectorXu64 const & shape, DataType dataType) {
+  if (!capabilities_.has(ImageCapability::RESHAPE))
+    return ImageView::reshape(shape, dataType);
+  auto indexer = std::make_unique<Indexer const>(shape, requireNumeric(dataType));
+  auto properties = propertiesFor(shape, dataType);
+  std::lock_guard const lock(changing_);
+  geometries_.reserve(geometries_.size() + 1);
+  access_->resize(indexer->byteCount());
+
+  // Nothing below this line fails.
+  geometries_.push_back(std::move(indexer));
+  geometry_.store(geometries_.back().get(), std::memory_order_release);
+  replaceProperties(std::move(properties));
+}
+
+} // namespace zarnik

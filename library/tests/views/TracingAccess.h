@@ -1,0 +1,73 @@
+#pragma once
+
+#include "zarnik/access/RandomAccess.h"
+#include "zarnik/core/Error.h"
+
+#include <algorithm>
+#include <mutex>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+namespace zarnik::test {
+
+/// Bytes that record who asks for which of them.
+class TracingAccess : public RandomAccess {
+public:
+  using Range = std::pair<size_t, size_t>; // offset and size
+
+  explicit TracingAccess(std::vector<uint8_t> initial,
+                         RandomAccessCapabilitySet offered = RandomAccessCapability::READ_WRITE)
+      : bytes(std::move(initial)), offered_(offered) {}
+
+  RandomAccessCapabilitySet capabilities() const override { return offered_; }
+  size_t size() const override { return bytes.size(); }
+  std::string toString() const override { return "traced bytes"; }
+
+  size_t read(size_t offset, void * destination, size_t size) override {
+    std::lock_guard const lock(mutex_);
+    reads.emplace_back(offset, size);
+    if (offset >= failFrom)
+      throw Error("the disk is on fire");
+    auto const count = offset >= bytes.size() ? 0 : std::min(size, bytes.size() - offset);
+    std::copy_n(bytes.begin() + static_cast<ptrdiff_t>(offset), count, static_cast<uint8_t *>(destination));
+    return count;
+  }
+
+  size_t write(size_t offset, void const * source, size_t size) override {
+    std::lock_guard const lock(mutex_);
+    writes.emplace_back(offset, size);
+    auto const count = offset >= bytes.size() ? 0 : std::min(size, bytes.size() - offset);
+    std::copy_n(static_cast<uint8_t const *>(source), count, bytes.begin() + static_cast<ptrdiff_t>(offset));
+    return count;
+  }
+
+  void resize(size_t newSize) override { bytes.resize(newSize); }
+
+  void readMany(std::span<ReadRequest const> requests) override {
+    lists.push_back(requests.size());
+    RandomAccess::readMany(requests);
+  }
+
+  static size_t total(std::vector<Range> const & ranges) {
+    return std::accumulate(ranges.begin(), ranges.end(), size_t{0},
+                           [](size_t sum, Range const & range) { return sum + range.second; });
+  }
+
+  void forget() {
+    reads.clear();
+    writes.clear();
+    lists.clear();
+  }
+
+  std::vector<uint8_t> bytes;
+  std::vector<Range> reads, writes;
+  std::vector<size_t> lists; // how many requests came at once
+  size_t failFrom = ~size_t{0};
+
+private:
+  RandomAccessCapabilitySet offered_;
+  std::mutex mutex_;
+};
+
+} // namespace zarnik::test
