@@ -31,8 +31,8 @@ constexpr size_t LARGEST_TRANSFER = size_t{1} << 30;
 std::string errorText(int error) { return std::generic_category().message(error); }
 
 [[noreturn]] void throwFailed(char const * what, std::filesystem::path const & path, uint64_t bytes, int error) {
-  throw Error(fmt::format("cannot {} {} bytes of the temporary file '{}': {}", what, bytes, path.string(),
-                          errorText(error)));
+  throw Error(
+      fmt::format("cannot {} {} bytes of the temporary file '{}': {}", what, bytes, path.string(), errorText(error)));
 }
 
 std::string newName() { return fmt::format("{}{:016x}{}", PREFIX, UidGenerator::generate(), SUFFIX); }
@@ -89,8 +89,8 @@ private:
 void removeIfAbandoned(std::filesystem::path const & path) {
   Descriptor const file(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat status {};
-  if (file.get() >= 0 && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-      status.st_uid == ::geteuid() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+  if (file.get() >= 0 && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() &&
+      ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
     ::unlink(path.c_str());
 }
 

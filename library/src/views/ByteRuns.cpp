@@ -52,8 +52,9 @@ struct Walk {
 
 Walk::Walk(Indexer const & indexer, SampleRegion const & region, SampleStrides const & given, bool wholeSamples)
     : format(indexer.dtype()), offset(wholeSamples ? 0 : region.firstComponent * format.bytes),
-      elementBytes((wholeSamples ? format.count : region.componentCount) * format.bytes),
-      memory{VectorXu64(), given.componentStride} {
+      elementBytes((wholeSamples ? format.count : region.componentCount) * format.bytes), memory{
+                                                                                              VectorXu64(),
+                                                                                              given.componentStride} {
   std::vector<size_t> order;
   for (size_t axis = 0; axis < region.size.size(); ++axis) {
     offset += region.origin[axis] * indexer.byteStride()[axis];
@@ -109,9 +110,8 @@ uint64_t Walk::span(VectorXu64 const & sizes, size_t axes) const {
 
 /// Calls visit(offset from the first run in the accessor, and in the memory) for the runs of a block, in order.
 /// \param axes the axes that are part of a run
-template <typename Visit>
-void forEachRun(Walk const & walk, VectorXu64 const & sizes, size_t axes, VectorXu64 const & memoryStrides,
-                Visit const & visit) {
+template <typename Visit> void forEachRun(Walk const & walk, VectorXu64 const & sizes, size_t axes,
+                                          VectorXu64 const & memoryStrides, Visit const & visit) {
   VectorXu64 index(walk.rank());
   uint64_t offset = 0, place = 0;
   while (true) {
@@ -155,8 +155,8 @@ private:
 
 void writeWhole(RandomAccess & access, uint64_t offset, void const * source, uint64_t size) {
   if (auto const count = access.write(offset, source, size); count != size)
-    throw Error(fmt::format("{} of {} bytes at offset {} could be written of {}", count, size, offset,
-                            access.toString()));
+    throw Error(
+        fmt::format("{} of {} bytes at offset {} could be written of {}", count, size, offset, access.toString()));
 }
 
 /// Parts of a region that fit a block of memory, in which each run stands as it is in the accessor.
@@ -257,26 +257,24 @@ void writeRuns(RandomAccess & access, Indexer const & indexer, SampleRegion cons
   Blocks const blocks(walk, contiguous);
   auto const scratch = allocateBlock(blocks.size);
   Requests requests(access);
-  forEachBlock(walk.size, blocks.extents, VectorXu64(walk.rank()),
-               [&](VectorXu64 const & first, VectorXu64 const & size) {
-                 Block const block(walk, first, walk.memory);
-                 auto const run = walk.span(size, contiguous);
-                 auto const forRuns = [&](auto const & visit) {
-                   forEachRun(walk, size, contiguous, blocks.strides, visit);
-                 };
-                 if (readsFirst) {
-                   forRuns([&](uint64_t offset, uint64_t place) {
-                     requests.add(block.offset + offset, scratch.get() + place, run);
-                   });
-                   requests.read();
-                 }
-                 writeMemory(Indexer(size, indexer.dtype(), blocks.strides), scratch.get(),
-                             wholeBlock(size, readsFirst ? region.firstComponent : 0, region.componentCount),
-                             conversion, moved(source, block.place), walk.memory);
-                 forRuns([&](uint64_t offset, uint64_t place) {
-                   writeWhole(access, block.offset + offset, scratch.get() + place, run);
-                 });
-               });
+  forEachBlock(
+      walk.size, blocks.extents, VectorXu64(walk.rank()), [&](VectorXu64 const & first, VectorXu64 const & size) {
+        Block const block(walk, first, walk.memory);
+        auto const run = walk.span(size, contiguous);
+        auto const forRuns = [&](auto const & visit) { forEachRun(walk, size, contiguous, blocks.strides, visit); };
+        if (readsFirst) {
+          forRuns([&](uint64_t offset, uint64_t place) {
+            requests.add(block.offset + offset, scratch.get() + place, run);
+          });
+          requests.read();
+        }
+        writeMemory(Indexer(size, indexer.dtype(), blocks.strides), scratch.get(),
+                    wholeBlock(size, readsFirst ? region.firstComponent : 0, region.componentCount), conversion,
+                    moved(source, block.place), walk.memory);
+        forRuns([&](uint64_t offset, uint64_t place) {
+          writeWhole(access, block.offset + offset, scratch.get() + place, run);
+        });
+      });
 }
 
 } // namespace zarnik

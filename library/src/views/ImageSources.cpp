@@ -34,9 +34,7 @@ public:
   size_t size() const override { return file_.size(); }
   std::string resourceId() const override { return file_.path().string(); }
   std::string toString() const override { return fmt::format("temporary file '{}'", file_.path().string()); }
-  size_t read(size_t offset, void * destination, size_t size) override {
-    return file_.read(offset, destination, size);
-  }
+  size_t read(size_t offset, void * destination, size_t size) override { return file_.read(offset, destination, size); }
   size_t write(size_t offset, void const * source, size_t size) override {
     file_.write(offset, source, size);
     return size;
@@ -79,7 +77,9 @@ uint64_t byteCountOf(ImageView const & image) { return Indexer(image.shape(), im
 /// Where the bytes of an accessor are, as far as it tells.
 ViewDataOrigin originOf(RandomAccess const & access) {
   auto const storage = access.storage();
-  auto const isRemote = [](std::string const & name) { return name.starts_with("http:") || name.starts_with("https:"); };
+  auto const isRemote = [](std::string const & name) {
+    return name.starts_with("http:") || name.starts_with("https:");
+  };
   if (isRemote(access.resourceId()) || (storage && isRemote(storage->source())))
     return ViewDataOrigin::NETWORK;
   return storage ? ViewDataOrigin::DRIVE : ViewDataOrigin::CPU_MEMORY;
@@ -96,7 +96,8 @@ std::shared_ptr<ImageView> onDisk(std::string const & folder, VectorXu64 const &
   auto name = access->toString();
   return std::make_shared<RandomAccessImageView>(
       std::move(access), std::move(indexer),
-      RandomAccessImageView::Kind{READ | WRITE | RESHAPE, ViewDataOrigin::DRIVE, std::move(name)}, properties, metadata);
+      RandomAccessImageView::Kind{READ | WRITE | RESHAPE, ViewDataOrigin::DRIVE, std::move(name)}, properties,
+      metadata);
 }
 
 } // namespace
@@ -110,8 +111,8 @@ std::shared_ptr<ImageView> ImageViewFactory::copyInMemory(std::shared_ptr<ImageV
   if (image->support(ImageCapability::MEMORY_ACCESS))
     return image;
   auto const metadata = image->metadata();
-  auto copy = allocate(image->shape(), image->dataType(), image->properties()->clone(),
-                       metadata ? metadata->clone() : nullptr);
+  auto copy =
+      allocate(image->shape(), image->dataType(), image->properties()->clone(), metadata ? metadata->clone() : nullptr);
   auto const total = copy->bufferSize();
   ProgressReport report("copying an image into memory", total, progress);
   auto * destination = static_cast<std::byte *>(copy->buffer());

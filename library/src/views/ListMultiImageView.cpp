@@ -53,7 +53,8 @@ std::shared_ptr<Extension> ListMultiImageView::extension(size_t id) const {
   switch (id) {
   case ViewOriginExtension::EXTENSION_ID:
     return std::make_shared<ListOrigin>(
-        uid_, ViewOriginExtension::derive("multi-image", std::vector<std::shared_ptr<View>>(frames_.begin(), frames_.end())));
+        uid_,
+        ViewOriginExtension::derive("multi-image", std::vector<std::shared_ptr<View>>(frames_.begin(), frames_.end())));
   case ParallelAccessExtension::EXTENSION_ID:
     return ParallelAccessExtension::create(PARALLEL_READ);
   default:

@@ -30,7 +30,8 @@ LevelList::LevelList(std::vector<std::shared_ptr<ImageView>> levels, int64_t fin
   if (finestLevel > 0 || -static_cast<uint64_t>(finestLevel) >= levels_.size())
     throw InvalidArgument(fmt::format("level 0 is none of the {} levels from {}", levels_.size(), finestLevel));
   if (auto const missing = std::ranges::find(levels_, nullptr); missing != levels_.end())
-    throw InvalidArgument(fmt::format("the image of level {} cannot be null", finestLevel + (missing - levels_.begin())));
+    throw InvalidArgument(
+        fmt::format("the image of level {} cannot be null", finestLevel + (missing - levels_.begin())));
   origin_ = ViewOriginExtension::derive("image at several levels of detail", {levels_.begin(), levels_.end()});
 }
 

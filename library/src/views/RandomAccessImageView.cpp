@@ -13,7 +13,7 @@ namespace zarnik {
 RandomAccessImageView::RandomAccessImageView(std::shared_ptr<RandomAccess> access, Indexer indexer, Kind kind,
                                              std::shared_ptr<ImageProperties const> const & properties,
                                              std::shared_ptr<MetadataNode const> const & metadata)
-    : DescribedImageView(indexer.shape(), requireNumeric(indexer.dtype()), properties, metadata),
+    : StoredImageView(indexer.shape(), requireNumeric(indexer.dtype()), properties, metadata),
       access_(std::move(access)), capabilities_(kind.capabilities),
       origin_(ViewOriginExtension::create(kind.dataOrigin, std::move(kind.name))) {
   if (auto const size = access_->size(); indexer.byteCount() > size)

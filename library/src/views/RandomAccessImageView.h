@@ -1,7 +1,7 @@
 #pragma once
 
-#include "views/DescribedImageView.h"
 #include "views/RegionTransfer.h"
+#include "views/StoredImageView.h"
 #include "zarnik/access/RandomAccess.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/ViewDataOrigin.h"
@@ -16,7 +16,7 @@ namespace zarnik {
 /// A region is read by few requests, which go to the accessor as one list: parts that lie close together are read as
 /// one, with what lies between them, as long as that is at most WASTE times as much. Nothing is read along by writes.
 /// Whatever the size of the region, about 1 MiB of memory is used.
-class RandomAccessImageView : public DescribedImageView, public StridedTransfer {
+class RandomAccessImageView : public StoredImageView, public StridedTransfer {
 public:
   /// How the image came about and what can be done with it.
   struct Kind {

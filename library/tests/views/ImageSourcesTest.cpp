@@ -9,11 +9,11 @@
 #include "zarnik/views/ViewOriginExtension.h"
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <csignal>
 #include <random>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -96,8 +96,7 @@ Bytes reordered(VectorXu64 const & shape, DataType dataType, MemoryLayout layout
 
 auto overAccess(MemoryLayout layout, RandomAccessCapabilitySet offered) {
   return [=](VectorXu64 const & shape, DataType dataType, Bytes const & samples) {
-    auto const access =
-        std::make_shared<TracingAccess>(reordered(shape, dataType, layout, samples, false), offered);
+    auto const access = std::make_shared<TracingAccess>(reordered(shape, dataType, layout, samples, false), offered);
     return ImageViewUnderTest{ImageViewFactory::fromRandomAccess(access, layout, shape, dataType),
                               [=] { return reordered(shape, dataType, layout, access->bytes, true); }};
   };
@@ -108,8 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         ImageViewImplementation{"Disk", READ | WRITE | RESHAPE, onDisk},
         ImageViewImplementation{"Buffer", READ | WRITE | MEMORY_ACCESS, overBuffer},
-        ImageViewImplementation{"AccessC", READ_WRITE,
-                                overAccess(MemoryLayout::C, RandomAccessCapability::READ_WRITE)},
+        ImageViewImplementation{"AccessC", READ_WRITE, overAccess(MemoryLayout::C, RandomAccessCapability::READ_WRITE)},
         ImageViewImplementation{"AccessFortran", READ_WRITE,
                                 overAccess(MemoryLayout::FORTRAN, RandomAccessCapability::READ_WRITE)},
         ImageViewImplementation{"AccessReadOnly", READ, overAccess(MemoryLayout::C, RandomAccessCapability::READ)},
@@ -117,7 +115,8 @@ INSTANTIATE_TEST_SUITE_P(
                                 overAccess(MemoryLayout::UNKNOWN, RandomAccessCapability::WRITE)}),
     implementationName);
 
-// ---- views over an accessor -------------------------------------------------------------------------------------------
+// ---- views over an accessor
+// -------------------------------------------------------------------------------------------
 
 struct Traced {
   Traced(VectorXu64 const & shape, DataType dataType, MemoryLayout layout = MemoryLayout::FORTRAN)
@@ -208,7 +207,8 @@ TEST(ImageOverAccess, RefusesWhatDoesNotFitAndGoesOnAfterAFailure) {
   EXPECT_EQ(readAll(*image).size(), 20u);
 }
 
-// ---- images on disk ---------------------------------------------------------------------------------------------------
+// ---- images on disk
+// ---------------------------------------------------------------------------------------------------
 
 TEST(ImageOnDisk, ItsFileLivesAsLongAsItDoes) {
   Folder const folder;
@@ -342,7 +342,8 @@ TEST(ImageOnDisk, CopiesInChunksAndStopsWhenToldTo) {
   EXPECT_THROW(ImageViewFactory::copyOnDisk(ImageViewProvider::toWriteOnly(copy)), NotImplemented);
 }
 
-// ---- images in memory -------------------------------------------------------------------------------------------------
+// ---- images in memory
+// -------------------------------------------------------------------------------------------------
 
 TEST(CopyInMemory, CopiesWhatIsNotThere) {
   auto const memory = ImageViewFactory::allocate({3, 2}, DataTypeId::UINT8);

@@ -1,3 +1,4 @@
+#include "zarnik/views/MultiImageView.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/views/ImageView.h"
@@ -5,7 +6,6 @@
 #include "zarnik/views/LodImageView.h"
 #include "zarnik/views/LodImageViewFactory.h"
 #include "zarnik/views/LodImageViewProvider.h"
-#include "zarnik/views/MultiImageView.h"
 #include "zarnik/views/MultiImageViewFactory.h"
 #include "zarnik/views/MultiImageViewProvider.h"
 #include "zarnik/views/ViewOriginExtension.h"
@@ -84,9 +84,11 @@ TEST(Providers, TellViewsApart) {
   auto const lod = LodImageViewFactory::createFromLevels({single});
   EXPECT_EQ(MultiImageViewProvider::toMultiImage(set), set);
   EXPECT_EQ(LodImageViewProvider::toLodImage(lod), lod);
-  for (std::shared_ptr<View> const & view : {std::shared_ptr<View>(single), std::shared_ptr<View>(lod), std::shared_ptr<View>()})
+  for (std::shared_ptr<View> const & view :
+       {std::shared_ptr<View>(single), std::shared_ptr<View>(lod), std::shared_ptr<View>()})
     EXPECT_FALSE(MultiImageViewProvider::isMultiImage(view));
-  for (std::shared_ptr<View> const & view : {std::shared_ptr<View>(single), std::shared_ptr<View>(set), std::shared_ptr<View>()})
+  for (std::shared_ptr<View> const & view :
+       {std::shared_ptr<View>(single), std::shared_ptr<View>(set), std::shared_ptr<View>()})
     EXPECT_FALSE(LodImageViewProvider::isLodImage(view));
 }
 

@@ -7,11 +7,6 @@ from zarnik import _classes
 # What the module does not have yet: whole classes, and single functions of classes that it has.
 CLASSES_TO_COME = {
     "Serialization",
-    "MultiImageView",
-    "MultiImageViewProvider",
-    "MultiImageViewFactory",
-    "LodImageView",
-    "LodImageViewProvider",
 }
 FACTORY = {f"{name}ImageViewFactory{rest}" for name, rest in (("new_", ""), ("delete_", ""), ("", "_allocate"))}
 FUNCTIONS_TO_COME = {*functions_of("ImageViewFactory")} - FACTORY

@@ -61,7 +61,6 @@ public:
   /// \throws Error if there is not enough memory.
   static std::shared_ptr<ImageView> allocate(VectorXu64 const & shape, DataType dataType);
 
-#ifndef SWIG
   /// Copy an image into memory.
   ///
   /// If the input image already is in memory, return it (no copy are done). Capabilities of a copy are READ, WRITE,
@@ -153,7 +152,6 @@ public:
   static std::shared_ptr<ImageView> copyInMemory(std::shared_ptr<ImageView> image, Progress const & progress);
   static std::shared_ptr<ImageView> copyOnDisk(std::shared_ptr<ImageView> image, std::string const & folder,
                                                Progress const & progress);
-#endif
 
   /// Create an image whose samples are the first bytes of an accessor, without gaps.
   ///

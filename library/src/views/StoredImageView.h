@@ -6,11 +6,11 @@
 
 namespace zarnik {
 
-/// What images have in common that keep properties and metadata of their own. Both may be asked for and changed on
+/// What sources of images have in common: properties and metadata of their own. Both may be asked for and changed on
 /// several threads at once.
-class DescribedImageView : public ImageView {
+class StoredImageView : public ImageView {
 public:
-  ~DescribedImageView() override;
+  ~StoredImageView() override;
   std::shared_ptr<ImageProperties const> properties() const override;
   std::shared_ptr<MetadataNode const> metadata() const override;
   void setProperties(std::shared_ptr<ImageProperties const> properties) override;
@@ -19,9 +19,9 @@ public:
 protected:
   /// \param properties null for the default ones
   /// \throws InvalidArgument when they do not fit
-  DescribedImageView(VectorXu64 const & shape, DataType dataType,
-                     std::shared_ptr<ImageProperties const> const & properties,
-                     std::shared_ptr<MetadataNode const> const & metadata);
+  StoredImageView(VectorXu64 const & shape, DataType dataType,
+                  std::shared_ptr<ImageProperties const> const & properties,
+                  std::shared_ptr<MetadataNode const> const & metadata);
 
   /// The properties that the image has after a reshape.
   std::shared_ptr<ImageProperties const> propertiesFor(VectorXu64 const & shape, DataType dataType) const;

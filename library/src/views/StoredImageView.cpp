@@ -1,4 +1,4 @@
-#include "views/DescribedImageView.h"
+#include "views/StoredImageView.h"
 
 #include "views/ImageViewProperties.h"
 #include "zarnik/core/Error.h"
@@ -14,31 +14,31 @@ DataType requireNumeric(DataType dataType) {
   return dataType;
 }
 
-DescribedImageView::DescribedImageView(VectorXu64 const & shape, DataType dataType,
-                                       std::shared_ptr<ImageProperties const> const & properties,
-                                       std::shared_ptr<MetadataNode const> const & metadata)
+StoredImageView::StoredImageView(VectorXu64 const & shape, DataType dataType,
+                                 std::shared_ptr<ImageProperties const> const & properties,
+                                 std::shared_ptr<MetadataNode const> const & metadata)
     : properties_(properties ? fittingProperties(properties, shape, dataType) : defaultProperties(shape, dataType)),
       metadata_(metadata ? metadata->clone() : nullptr) {}
 
-DescribedImageView::~DescribedImageView() = default;
+StoredImageView::~StoredImageView() = default;
 
-std::shared_ptr<ImageProperties const> DescribedImageView::properties() const {
+std::shared_ptr<ImageProperties const> StoredImageView::properties() const {
   std::lock_guard const lock(describing_);
   return properties_;
 }
 
-std::shared_ptr<MetadataNode const> DescribedImageView::metadata() const {
+std::shared_ptr<MetadataNode const> StoredImageView::metadata() const {
   std::lock_guard const lock(describing_);
   return metadata_;
 }
 
-void DescribedImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
+void StoredImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
   if (!support(ImageCapability::WRITE))
     return ImageView::setProperties(std::move(properties));
   replaceProperties(changedProperties(properties, shape(), dataType()));
 }
 
-void DescribedImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
+void StoredImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
   if (!support(ImageCapability::WRITE))
     return ImageView::setMetadata(std::move(metadata));
   std::shared_ptr<MetadataNode const> copy = metadata ? metadata->clone() : nullptr;
@@ -46,8 +46,8 @@ void DescribedImageView::setMetadata(std::shared_ptr<MetadataNode const> metadat
   metadata_.swap(copy);
 }
 
-std::shared_ptr<ImageProperties const> DescribedImageView::propertiesFor(VectorXu64 const & shape,
-                                                                         DataType dataType) const {
+std::shared_ptr<ImageProperties const> StoredImageView::propertiesFor(VectorXu64 const & shape,
+                                                                      DataType dataType) const {
   auto const current = properties();
   if (current->isCompatibleWith(shape, dataType))
     return current;
@@ -56,7 +56,7 @@ std::shared_ptr<ImageProperties const> DescribedImageView::propertiesFor(VectorX
   return changed;
 }
 
-void DescribedImageView::replaceProperties(std::shared_ptr<ImageProperties const> properties) noexcept {
+void StoredImageView::replaceProperties(std::shared_ptr<ImageProperties const> properties) noexcept {
   std::lock_guard const lock(describing_);
   properties_.swap(properties);
 }

@@ -1,0 +1,61 @@
+"""Images made and read by flat functions alone, as arrays of the same order of axes."""
+
+from __future__ import annotations
+
+from typing import Any
+
+import numpy
+
+import _zarnik
+from zarnik import _classes
+
+DATA_TYPES = {
+    "uint8": _zarnik.DataTypeId_UINT8,
+    "int8": _zarnik.DataTypeId_INT8,
+    "uint16": _zarnik.DataTypeId_UINT16,
+    "int16": _zarnik.DataTypeId_INT16,
+    "uint32": _zarnik.DataTypeId_UINT32,
+    "int32": _zarnik.DataTypeId_INT32,
+    "float32": _zarnik.DataTypeId_FLOAT,
+    "float64": _zarnik.DataTypeId_DOUBLE,
+}
+
+
+def whole(shape: Any) -> Any:
+    return _classes.RegionXu64([0] * len(shape), list(shape))
+
+
+def shape_of(view: Any) -> list[int]:
+    return list(_zarnik.ImageView_get_shape(view))
+
+
+def image_of(array: numpy.ndarray, data_type: int | None = None) -> Any:
+    """An image in memory with the samples of an array: first axis first; a vector type takes the array's last axis."""
+    shape = array.shape if data_type is None else array.shape[:-1]
+    made = _zarnik.ImageViewFactory_allocate(shape, DATA_TYPES[array.dtype.name] if data_type is None else data_type)
+    _zarnik.ImageView___write_region(made, whole(shape), bytes_of(array, len(shape)))
+    return made
+
+
+def bytes_of(array: numpy.ndarray, rank: int) -> bytes:
+    """The samples as a transfer has them: the first of the image's dimensions fastest, components together."""
+    return array.transpose([*range(rank)[::-1], *range(rank, array.ndim)]).tobytes()
+
+
+def array_of(view: Any, dtype: Any, components: int = 1) -> numpy.ndarray:
+    """All samples of a view; a vector type gives a last axis of its components."""
+    shape = shape_of(view)
+    parts = [components] if components > 1 else []
+    buffer = bytearray(int(numpy.prod([*shape, *parts], dtype=int)) * numpy.dtype(dtype).itemsize)
+    _zarnik.ImageView___read_region(view, whole(shape), buffer)
+    array = numpy.frombuffer(buffer, dtype).reshape([*shape[::-1], *parts])
+    return array.transpose([*range(len(shape))[::-1], *range(len(shape), array.ndim)])
+
+
+def ramp(shape: tuple[int, ...], dtype: str = "uint8") -> numpy.ndarray:
+    """Different values as far as the type has them."""
+    return numpy.arange(numpy.prod(shape, dtype=int)).reshape(shape, order="F").astype(dtype)
+
+
+def capabilities_of(view: Any) -> int:
+    return _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view))
