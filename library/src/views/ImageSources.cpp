@@ -185,22 +185,25 @@ std::shared_ptr<ImageView> ImageViewFactory::fromRandomAccess(std::shared_ptr<Ra
                                       imageShape.toString(), dataType.toString(), indexer.byteCount(), bytes,
                                       access->toString()));
   auto name = fmt::format("samples in {}", access->toString());
-  auto * const memory = offered.has(RandomAccessCapability::MEMORY_ACCESS) ? access->buffer() : nullptr;
-  // Memory that may move is left to the accessor.
-  if (memory && offered.has(RandomAccessCapability::READ) && !offered.has(RandomAccessCapability::RESIZE)) {
-    using enum BorrowedMemoryView::Protection;
-    auto const protection = offered.has(RandomAccessCapability::WRITE) ? NONE : READ_ONLY;
-    auto const origin = originOf(*access);
-    return std::make_shared<BorrowedMemoryView>(
-        BorrowedMemoryView::Memory{memory, std::move(indexer), std::move(access), protection, origin, std::move(name)},
-        std::move(properties), metadata);
+  auto const origin = originOf(*access);
+  if (offered.has(RandomAccessCapability::MEMORY_ACCESS) && offered.has(RandomAccessCapability::READ)) {
+    // Memory that a resize would free is left to the accessor.
+    auto const shared = access->sharedBuffer();
+    auto * const memory = shared || offered.has(RandomAccessCapability::RESIZE) ? shared.get() : access->buffer();
+    if (memory) {
+      using enum BorrowedMemoryView::Protection;
+      auto const protection = offered.has(RandomAccessCapability::WRITE) ? NONE : READ_ONLY;
+      std::shared_ptr<void> owner = shared ? shared : std::move(access);
+      return std::make_shared<BorrowedMemoryView>(
+          BorrowedMemoryView::Memory{memory, std::move(indexer), std::move(owner), protection, origin, std::move(name)},
+          std::move(properties), metadata);
+    }
   }
   ImageCapabilitySet capabilities;
   if (offered.has(RandomAccessCapability::READ))
     capabilities.add(ImageCapability::READ);
   if (offered.has(RandomAccessCapability::WRITE))
     capabilities.add(ImageCapability::WRITE);
-  auto const origin = originOf(*access);
   return std::make_shared<RandomAccessImageView>(std::move(access), std::move(indexer),
                                                  RandomAccessImageView::Kind{capabilities, origin, std::move(name)},
                                                  properties, metadata);

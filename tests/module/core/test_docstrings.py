@@ -93,7 +93,7 @@ def test_no_type_of_c_plus_plus_shows_where_python_has_another():
 # which have one text for both of their functions.
 WITHOUT_RESULT = r"__\w+__|delete_\w+|\w+_swig(register|init)|SwigPyIterator_\w+|new_\w+|VersionInfo_\w+"
 PROCEDURES = (
-    r"init|set_\w+|(add|remove)(_child)?|normalize|reshape|transpose_in_place",
+    r"init|set_\w+|(add|remove)(_child|_frame)?|normalize|reshape|transpose_in_place",
     r"__(read|write)(_region)?|(read|write)_tile",
     r"resize|seek|flush|(add|remove)_(column|rows)|_reshape|_(read|write)_(bytes|strings)|_set_at|write_(all|init|data|finish)",
 )

@@ -8,9 +8,7 @@ from zarnik import _classes
 CLASSES_TO_COME = {
     "Serialization",
 }
-FACTORY = {f"{name}ImageViewFactory{rest}" for name, rest in (("new_", ""), ("delete_", ""), ("", "_allocate"))}
-FUNCTIONS_TO_COME = {*functions_of("ImageViewFactory")} - FACTORY
-FUNCTIONS_TO_COME -= {"ImageViewFactory_swigregister", "ImageViewFactory_swiginit"}
+FUNCTIONS_TO_COME: set[str] = set()
 
 
 def exported():

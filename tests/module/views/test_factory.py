@@ -230,3 +230,223 @@ def test_a_region_of_a_terabyte(tmp_path):
     _zarnik.ImageView___read_region(image, region, buffer)
     assert buffer == b"\0\0\0\0\0\7"
     assert next(tmp_path.iterdir()).stat().st_blocks * 512 < 2**20
+
+
+# ---- adapters --------------------------------------------------------------------------------------------------------
+
+X, Y, Z, C, T = range(5)
+
+
+def set_of(*images):
+    return _zarnik.MultiImageViewFactory_create_from_list(images)
+
+
+def axes_of(view):
+    value = _zarnik.ImageType_value(_zarnik.ImageView_get_axes_interpretation(view))
+    return "".join(letter for bit, letter in enumerate("XYZCT") if value >> bit & 1)
+
+
+def vector3(view, what):
+    return list(getattr(_zarnik, f"ImageView_get_spatial_{what}")(view))
+
+
+@pytest.fixture(params=["memory", "disk"])
+def volume(request):
+    """An image of shape (5, 4, 6) with calibration and metadata, and its samples."""
+    array = ramp((5, 4, 6), "uint16")
+    image = image_of(array)
+    _zarnik.ImageView_set_spatial_origin(image, [10.0, 20.0, 30.0])
+    _zarnik.ImageView_set_spatial_spacing(image, [1.0, 2.0, 3.0])
+    _zarnik.ImageView_set_metadata(image, node("scan"))
+    return (image if request.param == "memory" else flat("copy_on_disk")(image)), array
+
+
+def shows(view, expected, components=1):
+    numpy.testing.assert_array_equal(array_of(view, expected.dtype, components), expected)
+
+
+def test_geometry(volume):
+    image, array = volume
+    memory = capabilities_of(image) & MEMORY
+    region = _classes.RegionXu64((1, 2, 3), (3, 1, 2))
+    part = array[1:4, 2:3, 3:5]
+    for view, expected, axes, origin in (
+        (flat("extract_region")(image, region), part, "XYZ", [11, 24, 39]),
+        (flat("extract_adjusted_region")(image, region), part[:, 0], "XZ", [11, 24, 39]),
+        (flat("flip_dimension")(image, Y), array[:, ::-1], "XYZ", [10, 26, 30]),
+        (flat("flip_dimension_index")(image, 2), array[:, :, ::-1], "XYZ", [10, 20, 45]),
+        (flat("reinterpret_axes")(image, (Z, X, Y)), array.transpose(1, 2, 0), "XYZ", None),
+        (flat("reinterpret_axes")(image, [X, Y, T]), array, "XYT", None),
+        (flat("reinterpret")(image, _classes.ImageType([X, Y, T])), array, "XYT", None),
+    ):
+        shows(view, expected)
+        assert axes_of(view) == axes
+        assert capabilities_of(view) == READ | WRITE | memory
+        assert key_of(view) == "scan"
+        if origin:
+            assert vector3(view, "origin") == origin
+        # What is written to the view goes to the image.
+        index = [size - 1 for size in shape_of(view)]
+        _zarnik.ImageView___write(view, index, b"\xfe\xff")
+        changed = array_of(image, numpy.uint16)
+        assert (changed != array).sum() == 1
+        _zarnik.ImageView___write_region(image, whole(array.shape), array.tobytes(order="F"))
+    assert vector3(flat("flip_dimension")(image, X), "spacing") == [1, 2, 3]
+
+
+def test_sub_sampling(volume):
+    image, array = volume
+    view = flat("sub_sample")(image, 2)
+    shows(view, array[::2, ::2, ::2])
+    assert vector3(view, "spacing") == [2, 4, 6]
+    assert capabilities_of(view) == READ
+    shows(flat("sub_sample")(image, 1), array)
+    shows(flat("sub_sample")(image, 100), array[:1, :1, :1])
+    refused("step 0", flat("sub_sample"), image, 0)
+
+
+def test_geometry_that_does_not_fit(volume):
+    image, _ = volume
+    outside = _classes.RegionXu64((4, 0, 0), (2, 1, 1))
+    refused(r"exceeds .*shape \(5, 4, 6\)", flat("extract_region"), image, outside)
+    refused(r"exceeds", flat("extract_adjusted_region"), image, outside)
+    refused("", flat("flip_dimension"), image, T)
+    refused("dimension index 3", flat("flip_dimension_index"), image, 3)
+    refused("twice", flat("reinterpret_axes"), image, [X, X, Y])
+    refused("dimension", flat("reinterpret_axes"), image, [X, Y])
+    refused("", flat("reinterpret_axes"), image, [X, Y, 9])
+    refused("dimension", flat("reinterpret"), image, _classes.ImageType([X, Y]))
+    fails(TypeError, "not a list", flat("reinterpret_axes"), image, 5)
+    fails(TypeError, "list must contain ImageDimension", flat("reinterpret_axes"), image, [X, "y", Z])
+    for name, *arguments in (
+        ("extract_region", outside),
+        ("extract_adjusted_region", outside),
+        ("flip_dimension", X),
+        ("flip_dimension_index", 0),
+        ("reinterpret_axes", [X]),
+        ("reinterpret", _classes.ImageType([X])),
+        ("sub_sample", 1),
+        ("extract_channel", 0),
+        ("assemble_channels",),
+        ("disassemble_channels",),
+        ("make_thread_safe",),
+        ("adapt_data_type", UINT8),
+        ("adapt_dynamic_range", UINT8, [0.0, 1.0], [0.0, 1.0]),
+        ("from_image_view", None, None),
+        ("stack",),
+        ("interlace",),
+    ):
+        refused("null", flat(name), None, *arguments)
+
+
+def test_values(volume):
+    image, array = volume
+    double = _zarnik.DataTypeId_DOUBLE
+    shows(flat("adapt_data_type")(image, _zarnik.DataTypeId_FLOAT), array.astype(numpy.float32))
+    view = flat("adapt_dynamic_range")(image, double, [0.0, 100.0], [-1.0, 1.0])
+    numpy.testing.assert_allclose(array_of(view, numpy.float64), array / 50.0 - 1)
+    assert capabilities_of(view) == READ | WRITE
+    assert list(_zarnik.ImageView_get_value_range(view)) == [-1, 1]
+    _zarnik.ImageView___write(view, (1, 1, 1), numpy.float64(0.5).tobytes())
+    assert array_of(image, numpy.uint16)[1, 1, 1] == 75
+    # Not clamped to the range, but to what the type can hold.
+    shows(
+        flat("adapt_dynamic_range")(flat("copy_in_memory")(image), UINT8, [0.0, 10.0], [0.0, 100.0]),
+        numpy.clip(array_of(image, numpy.uint16).astype(float) * 10, 0, 255).astype(numpy.uint8),
+    )
+    wild = image_of(numpy.array([[numpy.nan, numpy.inf, -numpy.inf, 0.5, 1.5, 2.5, -0.5, 300]]).T)
+    shows(flat("adapt_data_type")(wild, UINT8), numpy.array([[0, 255, 0, 0, 2, 2, 0, 255]], numpy.uint8).T)
+    refused("width|different", flat("adapt_dynamic_range"), image, double, [1.0, 1.0], [0.0, 1.0])
+    refused("finite", flat("adapt_dynamic_range"), image, double, [0.0, float("nan")], [0.0, 1.0])
+    refused("convert", flat("adapt_data_type"), image, RGB)
+
+
+def test_channels():
+    rgb = ramp((5, 4, 3))
+    image = image_of(rgb, RGB)
+    shows(flat("extract_channel")(image, 2), rgb[..., 2])
+    refused("channel 3", flat("extract_channel"), image, 3)
+    apart = flat("disassemble_channels")(image)
+    shows(apart, rgb)
+    assert axes_of(apart) == "XYC"
+    together = flat("assemble_channels")(apart)
+    shows(together, rgb, components=3)
+    refused("", flat("assemble_channels"), image)
+    refused("", flat("disassemble_channels"), apart)
+    shows(flat("extract_channel")(apart, 1), rgb[..., 1])
+    for view, place in ((flat("extract_channel")(image, 1), (2, 3, 1)), (apart, (2, 3, 0))):
+        index = (2, 3) if axes_of(view) == "XY" else place
+        _zarnik.ImageView___write(view, index, b"\xff")
+        assert array_of(image, numpy.uint8, 3)[place] == 255
+
+
+def test_stack_and_interlace():
+    arrays = [ramp((5, 4)) + index for index in range(3)]
+    images = [image_of(array) for array in arrays]
+    expected = numpy.stack(arrays, axis=-1)
+    for arguments, axes in (((), "XYZ"), ((Z,), "XYZ"), ((T,), "XYT"), ((C, 2), "XYC"), ((Z, 3), "XYZ")):
+        view = flat("stack")(set_of(*images), *arguments)
+        shows(view, expected)
+        assert axes_of(view) == axes
+        assert capabilities_of(view) == READ | WRITE
+    colours = flat("interlace")(set_of(*images), _zarnik.ImageInterpretation_RGB, False)
+    shows(colours, expected, components=3)
+    assert _zarnik.ImageView__get_image_interpretation(colours) == _zarnik.ImageInterpretation_RGB
+    shows(flat("interlace")(set_of(*images)), expected, components=3)
+    _zarnik.ImageView___write(colours, (4, 3), b"\1\2\3")
+    assert [array_of(image, numpy.uint8)[4, 3] for image in images] == [1, 2, 3]
+
+    refused("null|empty|frame", flat("stack"), set_of())
+    refused("frame 1", flat("stack"), set_of(images[0], image_of(ramp((5, 3)))))
+    refused("frame 1", flat("stack"), set_of(images[0], image_of(ramp((5, 4), "uint16"))))
+    refused("", flat("stack"), set_of(*images), X)
+    refused("", flat("stack"), set_of(*images), Z, 0)
+    refused("frame 1", flat("interlace"), set_of(images[0], image_of(ramp((5, 3)))))
+    refused("", flat("interlace"), set_of(*images), _zarnik.ImageInterpretation_CMYK, False)
+    multi = "std::shared_ptr< zarnik::MultiImageView >"
+    fails(
+        TypeError,
+        no_overload(
+            "ImageViewFactory_stack",
+            f"{PREFIX}stack({multi},zarnik::ImageDimension)",
+            f"{PREFIX}stack({multi})",
+            f"{PREFIX}stack({multi},zarnik::ImageDimension,size_t)",
+        ),
+        flat("stack"),
+        5,
+    )
+    fails(
+        TypeError,
+        no_overload(
+            "ImageViewFactory_interlace",
+            f"{PREFIX}interlace({multi},zarnik::ImageInterpretation,bool)",
+            f"{PREFIX}interlace({multi})",
+        ),
+        flat("interlace"),
+        set_of(*images),
+        33,
+        0,
+    )
+
+
+def test_other_properties(volume):
+    image, array = volume
+    view = flat("from_image_view")(image, properties(UINT16, "um"), node("other"))
+    assert capabilities_of(view) == capabilities_of(image)
+    assert (_zarnik.ImageView_get_spatial_unit(view), key_of(view)) == ("um", "other")
+    assert (_zarnik.ImageView_get_spatial_unit(image), key_of(image)) == ("", "scan")
+    shows(view, array)
+    same = flat("from_image_view")(image, None, None)
+    assert vector3(same, "origin") == [10, 20, 30]
+    _zarnik.ImageView_set_spatial_unit(same, "km")
+    assert _zarnik.ImageView_get_spatial_unit(image) == ""
+    _zarnik.ImageView___write(view, (0, 0, 0), b"\1\1")
+    assert array_of(image, numpy.uint16)[0, 0, 0] == 257
+
+
+def test_thread_safe(volume):
+    image, array = volume
+    view = flat("make_thread_safe")(image)
+    shows(view, array)
+    assert capabilities_of(view) == capabilities_of(image)
+    assert _zarnik.ImageView_parallel_access(view).support(_zarnik.ParallelAccessCapability_THREAD_SAFE)

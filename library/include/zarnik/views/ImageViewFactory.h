@@ -207,7 +207,6 @@ public:
                                                      VectorXu64 const & imageShape, DataType const dataType);
 #endif
 
-#ifndef SWIG
   /// Create a view of an image with other properties and metadata.
   ///
   /// No memory is allocated for samples. Capabilities are those of the image.
@@ -353,10 +352,11 @@ public:
   /// Create a view of an image whose dimensions have another meaning, told one by one.
   ///
   /// The dimensions of the view stand in canonical order: (COLUMN, SLICE, ROW) for an image of shape (2, 3, 4) gives
-  /// the shape (2, 4, 3). The calibration of each dimension goes with it. \param image      The image to show. \param
-  /// dimensions The meaning of each dimension of the image, each at most once. \param count      Number of dimensions,
-  /// that of the image. \return The new view. \throws InvalidArgument if the image is null, if the number of dimensions
-  /// differs, or if one is twice or unknown.
+  /// the shape (2, 4, 3). The calibration of each dimension goes with it.
+  /// \param image      The image to show.
+  /// \param dimensions The meaning of each dimension of the image, each at most once.
+  /// \return The new view.
+  /// \throws InvalidArgument if the image is null, if the number of dimensions differs, or if one is twice or unknown.
   static std::shared_ptr<ImageView> reinterpretAxes(std::shared_ptr<ImageView> image, ImageDimension const * dimensions,
                                                     size_t count);
 
@@ -369,6 +369,7 @@ public:
   /// \throws InvalidArgument if the image is null or the step is 0.
   static std::shared_ptr<ImageView> subSample(std::shared_ptr<ImageView> image, size_t step);
 
+#ifndef SWIG
   /// Create a view of every nth element of an image along each dimension, n being another one for each.
   ///
   /// The contrary of subSample in one thing: it is in memory, and can be written, where the image is and can.
@@ -376,6 +377,7 @@ public:
   /// \param steps The step along each dimension, at least 1.
   /// \throws InvalidArgument if the image is null, or the steps do not fit.
   static std::shared_ptr<ImageView> everyNth(std::shared_ptr<ImageView> image, VectorXu64 const & steps);
+#endif
 
   /// Create a view of an image turned around along a dimension.
   ///
@@ -402,7 +404,6 @@ public:
   /// \return The new view; the image itself if it needs no protection.
   /// \throws InvalidArgument if the image is null.
   static std::shared_ptr<ImageView> makeThreadSafe(std::shared_ptr<ImageView> image);
-#endif
 
 #ifndef SWIG
   /// Create an image of which all samples have the same value, which is kept once.

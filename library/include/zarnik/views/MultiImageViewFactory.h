@@ -35,7 +35,6 @@ public:
   /// \throws InvalidArgument if an image is null.
   static std::shared_ptr<MultiImageView> createFromList(std::shared_ptr<ImageView> const * images, size_t count);
 
-#ifndef SWIG
   /// Split an image along one of its dimensions, which the frames do not have any more.
   ///
   /// The image XYZ split along Y, of index 1, gives as many frames XZ as there are rows. Frames are made when they are
@@ -68,7 +67,6 @@ public:
   /// \throws InvalidArgument if the image is null.
   /// \throws Error if the properties of the image are not valid.
   static std::shared_ptr<MultiImageView> deinterlace(std::shared_ptr<ImageView> image);
-#endif
 };
 
 } // namespace zarnik

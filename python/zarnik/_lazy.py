@@ -1,0 +1,428 @@
+"""Images made from images without reading them, and from files, in NumPy's order of axes.
+
+Each of these gives a new image at once; what it shows is read when it is asked for, and only that: `image[...]`,
+`image.to_numpy()` or `numpy.asarray(image)` read. Chains of them are one step, whatever their order. Where the image is
+in memory and only its geometry changes, the new image shares that memory.
+
+    >>> import zarnik
+    >>> scan = zarnik.uniform((40, 100, 120), 1000, "uint16")
+    >>> part = scan.crop(z=slice(10, 30), y=slice(20, 60)).flip("X").astype("float32")
+    >>> part.shape, str(part.dtype)
+    ((20, 40, 120), 'float32')
+    >>> scan.crop(z=5).axes
+    'YX'
+"""
+
+from __future__ import annotations
+
+import operator
+import os
+from collections.abc import Iterable, Mapping, Sequence
+from typing import TYPE_CHECKING, Any
+
+import numpy
+
+import _zarnik
+import zarnik._classes as _classes
+from zarnik import _axes, _direct
+from zarnik._enumerations import ImageDimension, MemoryLayout
+from zarnik._extension import extends
+from zarnik._geometry import geometry_of
+from zarnik._types import as_data_type, as_image_type, data_type_id_of, scalar_dtype
+from zarnik._values import as_vector
+
+if TYPE_CHECKING:
+    from zarnik._classes import ImageView, MultiImageView
+
+
+@extends(_classes.ImageView)
+class _LazyImage:
+    """What makes another image of an image, without reading it."""
+
+    if TYPE_CHECKING:
+
+        @property
+        def axes(self) -> str | None: ...
+        @property
+        def shape(self) -> tuple[int, ...]: ...
+
+    def crop(self, *places: Any, **by_axis: Any) -> ImageView:
+        """Return a part of the image: a slice keeps an axis, an index leaves it out.
+
+        :param places: One for each axis in the order of `shape`, as in square brackets; the rest are whole, and `...`
+            stands for as many as there are left.
+        :param by_axis: The same by the axis's letter, `image.crop(y=slice(100, 200), z=5)`.
+        :return: The part. Its origin is where its first element is in space. A slice may run backwards.
+        :raises IndexError: if an index is outside of the image.
+        """
+        view: Any = self
+        layout, sizes = geometry_of(view)
+        keys = _keys(places, by_axis, layout, view)
+        origin, size = [0] * layout.rank, list(sizes)
+        steps = [1] * layout.rank
+        dropped = []
+        component = None
+        for axis, key in enumerate(keys):
+            if axis >= layout.rank:
+                component = _component(key, layout.components)
+                continue
+            position = layout.positions[axis]
+            extent = sizes[position]
+            if isinstance(key, slice):
+                chosen = range(*key.indices(extent))
+                first = chosen[-1] if chosen and chosen.step < 0 else chosen.start if chosen else 0
+                steps[position] = chosen.step
+                origin[position] = first
+                size[position] = (len(chosen) - 1) * abs(chosen.step) + 1 if chosen else 0
+            else:
+                index = operator.index(key)
+                if not -extent <= index < extent:
+                    raise IndexError(f"index {index} is out of bounds for axis {axis} with size {extent}")
+                origin[position], size[position] = index % extent, 1
+                dropped.append(position)
+        if origin != [0] * layout.rank or size != list(sizes):
+            region = _classes.RegionXu64(_wide(origin), _wide(size))
+            view = _zarnik.ImageViewFactory_extract_region(view, region)
+        for position in range(layout.rank):
+            if steps[position] < 0:
+                view = _zarnik.ImageViewFactory_flip_dimension_index(view, position)
+        if any(abs(step) != 1 for step in steps):
+            view = _direct.every_nth(view, [abs(step) for step in steps])
+        for position in sorted(dropped, reverse=True):
+            if len(view.get_shape()) == 1:
+                raise IndexError("an index for every axis leaves no image: image[...] reads an element")
+            frames = _zarnik.MultiImageViewFactory_unstack_dimension_index(view, position)
+            view = _zarnik.MultiImageView_frame(frames, 0)
+        return view if component is None else _zarnik.ImageViewFactory_extract_channel(view, component)
+
+    def flip(self, *axes: str | int) -> ImageView:
+        """Return the image turned around along axes, letters such as "Z" or positions in `shape`.
+
+        The directions turn and the origin moves with them: each element stays where it is in space.
+        """
+        view: Any = self
+        for axis in axes:
+            view = _zarnik.ImageViewFactory_flip_dimension_index(view, _position(view, axis))
+        return view
+
+    def transpose(self, order: _axes.Axes | None = None) -> ImageView:
+        """Return the image with its axes in another order, reversed by default.
+
+        `image.transpose("XYZ")` of an image of axes "ZYX" shows along its first axis what was along X; as the first
+        axis of every volume it is called Z then. The calibration goes with the axes.
+        """
+        view: Any = self
+        axes = view.axes
+        if axes is None:
+            raise ValueError("the axes of this image are unknown: rename_axes names them")
+        layout, _ = geometry_of(view)
+        moving = axes[: layout.rank]
+        letters = moving[::-1] if order is None else _axes.letters(_axes.dimensions_of(order))
+        if layout.components and letters.endswith("C"):
+            letters = letters[:-1]
+        if sorted(letters) != sorted(moving):
+            raise ValueError(f"axes {letters!r} are not the axes {moving!r} of the image in another order")
+        new_name = dict(zip(letters, moving))
+        meanings = [_axes.BY_LETTER[new_name[moving[layout.positions.index(p)]]] for p in range(layout.rank)]
+        return _zarnik.ImageViewFactory_reinterpret_axes(view, meanings)
+
+    def astype(self, dtype: Any) -> ImageView:
+        """Return the image with its values converted to another type.
+
+        Values that an integer type cannot hold become the nearest it can; fractions are rounded to nearest, ties to
+        even; NaN becomes 0. `rescale` maps the values to another range.
+
+        :param dtype: What NumPy takes for a dtype, or a `DataType`; pixels keep their components.
+        """
+        return _zarnik.ImageViewFactory_adapt_data_type(self, _type_like(self, dtype))
+
+    def rescale(self, input_range: Any, output_range: Any, dtype: Any = None) -> ImageView:
+        """Return the image with its values mapped linearly, `input_range` to `output_range`; they are not clamped.
+
+        :param input_range: Two values; the value range of the image when None.
+        :param output_range: The two values that they become.
+        :param dtype: The type of the result; float32 by default, or the image's own floating point type.
+        """
+        view: Any = self
+        own = geometry_of(view)[0].scalar
+        dtype = dtype if dtype is not None else own if own.kind == "f" else numpy.float32
+        ranges = (view.get_value_range() if input_range is None else input_range), output_range
+        pairs = [as_vector(_classes.Vector2d, pair) for pair in ranges]
+        return _zarnik.ImageViewFactory_adapt_dynamic_range(view, _type_like(view, dtype), *pairs)
+
+    def channel(self, index: int) -> ImageView:
+        """Return one channel: a component of the pixels, or an element along the axis C."""
+        return _zarnik.ImageViewFactory_extract_channel(self, operator.index(index))
+
+    def subsample(self, step: int) -> ImageView:
+        """Return every `step`-th element along X, Y and Z, from the first on."""
+        return _zarnik.ImageViewFactory_sub_sample(self, operator.index(step))
+
+    def rename_axes(self, axes: _axes.Axes) -> ImageView:
+        """Return the image with its axes taken as others, in the same order, such as "TYX" for a "ZYX" image."""
+        view: Any = self
+        layout, _ = geometry_of(view)
+        dimensions = list(as_image_type(axes))
+        if layout.components and ImageDimension.CHANNEL in dimensions:
+            dimensions.remove(ImageDimension.CHANNEL)
+        return _zarnik.ImageViewFactory_reinterpret(view, _classes.ImageType(dimensions))
+
+    def with_properties(self, properties: Any = None, **changes: Any) -> ImageView:
+        """Return the image with other properties; the elements are shared, the image itself stays as it is.
+
+        :param properties: The properties to begin with; those of the image by default.
+        :param changes: `spacing`, `origin`, `unit`, `value_range`, `bit_depth`, `alpha`, `interpretation`, `metadata`.
+        """
+        view: Any = self
+        own = _zarnik.ImageView___get_properties(view) if properties is None else properties
+        calibration, info = own.get_calibration(), own.get_image_info()
+        calibration = _classes.SpatialCalibrationProperty(
+            calibration.get_origin(), calibration.get_spacing(), calibration.get_directions(), calibration.get_unit()
+        )
+        info = _classes.ImageInfoProperty(
+            info.get_axes_interpretation(),
+            info._get_interpretation(),
+            info.get_alpha(),
+            info.get_bit_depth(),
+            info.get_value_range(),
+        )
+        metadata = changes.pop("metadata", None)
+        if metadata is None:
+            metadata = _zarnik.ImageView___get_metadata(view)
+        elif isinstance(metadata, Mapping):
+            metadata = _classes.MetadataNode.from_dict(metadata)
+        of_space = {"spacing": calibration.set_spacing, "origin": calibration.set_origin, "unit": calibration.set_unit}
+        of_values = {
+            "value_range": info.set_value_range,
+            "bit_depth": info.set_bit_depth,
+            "alpha": info.set_alpha,
+            "interpretation": info.set_interpretation,
+        }
+        for name, value in changes.items():
+            setter = of_space.get(name) or of_values.get(name)
+            if setter is None:
+                raise TypeError(f"there is no property {name!r}: they are {', '.join([*of_space, *of_values])}, metadata")
+            setter(value)
+        changed = _classes.ImageProperties(calibration, info)
+        return _zarnik.ImageViewFactory_from_image_view(view, changed, metadata)
+
+    def to_memory(self) -> ImageView:
+        """Return a copy of the image in memory; the image itself if it is there."""
+        return _direct.copy_in_memory(self)
+
+    def to_disk(self, folder: str | os.PathLike[str] | None = None) -> ImageView:
+        """Return a copy of the image in a temporary file, which goes with the last image that shows it.
+
+        :param folder: Where to put it; by default the usual folder of temporary files.
+        """
+        return _direct.copy_on_disk(self, "" if folder is None else os.fspath(folder))
+
+    def frames(self, axis: str | int) -> MultiImageView:
+        """Return the images along an axis, which they do not have any more: `image.frames("T")[3]`."""
+        return _zarnik.MultiImageViewFactory_unstack_dimension_index(self, _position(self, axis))
+
+    def channels(self) -> MultiImageView:
+        """Return the images of the channels."""
+        return _zarnik.MultiImageViewFactory_deinterlace(self)
+
+    def thread_safe(self) -> ImageView:
+        """Return the image for use by several threads at once: one operation runs at a time."""
+        return _zarnik.ImageViewFactory_make_thread_safe(self)
+
+
+def stack(images: Any, axis: str | int = "Z", threads: int | None = None) -> ImageView:
+    """Put images of one shape and type one after the other along a new axis, without reading them.
+
+    :param images: A `MultiImageView`, or any number of images.
+    :param axis: The letter or dimension of the axis, which the images do not have.
+    :param threads: How many images may be read at the same time.
+    """
+    dimension = axis if isinstance(axis, int) else _axes.dimensions_of(axis)[0]
+    more = () if threads is None else (operator.index(threads),)
+    return _zarnik.ImageViewFactory_stack(_multi_image(images), dimension, *more)
+
+
+def uniform(shape: Any, value: Any, dtype: Any = None, axes: _axes.Axes | None = None) -> ImageView:
+    """Make an image whose elements all have one value, whatever its size, in next to no memory. It cannot be written.
+
+    :param shape: The shape of an array of the image.
+    :param value: The value, or the components of each pixel.
+    :param dtype: What NumPy takes for a dtype, or a `DataType`; that of the value by default.
+    :param axes: The axes in the order of the shape; by default X, YX, ZYX or TZYX by their number.
+    """
+    sizes = [operator.index(size) for size in (shape if isinstance(shape, Iterable) else [shape])]
+    scalar = numpy.asarray(value) if dtype is None else numpy.asarray(value, as_data_type(dtype).dtype.base)
+    element = numpy.dtype((scalar.dtype, scalar.shape)) if scalar.ndim else scalar.dtype
+    data_type = as_data_type(data_type_id_of(element))
+    dimensions = _axes.dimensions_of_array(axes, tuple(sizes))
+    library_order = sorted(range(len(sizes)), key=lambda axis: dimensions[axis])
+    shape = _wide(sizes[axis] for axis in library_order)
+    properties = _properties(data_type, dimensions)
+    return _zarnik.ImageViewFactory__uniform(shape, data_type, scalar.tobytes(), properties, None)
+
+
+def open_raw(
+    source: Any,
+    shape: Any,
+    dtype: Any,
+    axes: _axes.Axes | None = None,
+    *,
+    order: str = "C",
+    offset: int = 0,
+    mode: str = "r",
+) -> ImageView:
+    """Open a file of nothing but elements as an image, without reading it.
+
+    :param source: The path of a file, a file: or http(s): address, or a `RandomAccess`.
+    :param shape: The shape of an array of the image.
+    :param dtype: What NumPy takes for a dtype, or a `DataType`.
+    :param axes: The axes in the order of the shape; by default X, YX, ZYX or TZYX by their number.
+    :param order: "C" when the last axis of the shape is the fastest in the file, "F" when the first one is.
+    :param offset: Bytes before the first element.
+    :param mode: "r" to read; "r+" to write, too, which shares the memory of a mapped file.
+    :raises Error: if the file is too short.
+    """
+    if order not in ("C", "F"):
+        raise ValueError(f"order {order!r} is neither 'C' nor 'F'")
+    access = _accessor(source, mode)
+    if offset:
+        access = _zarnik.RandomAccessFactory_extract_region(access, operator.index(offset))
+    sizes = [operator.index(size) for size in shape]
+    dimensions = _axes.dimensions_of_array(axes, tuple(sizes))
+    data_type = as_data_type(dtype)
+    # The file has its axes in the order of the shape: as an image of unknown axes first, then with their names.
+    fastest_first = sizes[::-1] if order == "C" else sizes
+    made = _zarnik.ImageViewFactory_from_random_access(
+        access, int(MemoryLayout.FORTRAN), _wide(fastest_first), data_type
+    )
+    return _zarnik.ImageViewFactory_reinterpret_axes(made, dimensions[::-1] if order == "C" else dimensions)
+
+
+def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
+    """Make an image of any array that is read lazily, without reading it.
+
+    Every region is read by one `array[...]`, so that chunks are read once for each region, by whatever thread needs it.
+    What that raises becomes an `Error`. The image cannot be written.
+
+    :param array: What has `shape`, `dtype` and `__getitem__` for slices: arrays of zarr, h5py, dask, tensorstore, ...
+    :param axes: The axes, as `from_numpy` takes them.
+    :return: The image, whose tiles are the array's chunks.
+    """
+    shape = tuple(operator.index(size) for size in array.shape)
+    scalar = scalar_dtype(numpy.dtype(getattr(array.dtype, "numpy_dtype", array.dtype)), "an image cannot show an array")
+    dimensions = _axes.dimensions_of_array(axes, shape)
+    library_order = sorted(range(len(shape)), key=lambda axis: dimensions[axis])
+
+    def fill(origin: tuple[int, ...], size: tuple[int, ...], buffer: bytearray) -> None:
+        key = [slice(None)] * len(shape)
+        for axis, first, count in zip(library_order, origin, size):
+            key[axis] = slice(first, first + count)
+        part = numpy.asarray(array[tuple(key)])
+        expected = tuple(place.stop - place.start for place in key)
+        if part.shape != expected:
+            raise ValueError(f"the array gave a part of shape {part.shape} for one of shape {expected}")
+        numpy.frombuffer(buffer, scalar).reshape(size[::-1])[...] = part.transpose(library_order[::-1])
+
+    chunks = _chunks(array, len(shape))
+    sizes = [shape[axis] for axis in library_order]
+    tiles = None if chunks is None else [chunks[axis] for axis in library_order]
+    data_type, named = data_type_id_of(scalar), _classes.ImageType(dimensions).value()
+    return _direct.callback_image(sizes, data_type, named, tiles, fill, f"array of {type(array).__module__}")
+
+
+def _chunks(array: Any, rank: int) -> tuple[int, ...] | None:
+    layout = getattr(getattr(array, "chunk_layout", None), "read_chunk", None)
+    for chunks in (getattr(array, "chunksize", None), getattr(array, "chunks", None), getattr(layout, "shape", None)):
+        if isinstance(chunks, tuple) and len(chunks) == rank and all(isinstance(c, int) and c > 0 for c in chunks):
+            return chunks
+    return None
+
+
+def _accessor(source: Any, mode: str) -> Any:
+    if mode not in ("r", "r+"):
+        raise ValueError(f"mode {mode!r} is neither 'r' nor 'r+'")
+    if not isinstance(source, (str, os.PathLike)):
+        return source
+    path = os.fspath(source)
+    if mode == "r+":
+        return _zarnik.RandomAccessFactory_map_file(path)
+    if "://" not in path and not path.startswith("file:"):
+        from pathlib import Path
+
+        path = Path(path).absolute().as_uri()
+    return _zarnik.RandomAccessFactory_open_uri_read(_classes.Uri(path))
+
+
+def _multi_image(images: Any) -> Any:
+    if isinstance(images, _classes.MultiImageView):
+        return images
+    return _zarnik.MultiImageViewFactory_create_from_list(list(images))
+
+
+def _wide(components: Iterable[int]) -> Any:
+    # A sequence would be read with 32 bits an item.
+    return as_vector(_classes.VectorXu64, list(components))
+
+
+def _position(view: Any, axis: str | int) -> int:
+    """The index, in the library's order, of an axis by its letter or its position in `shape`."""
+    layout, _ = geometry_of(view)
+    if isinstance(axis, str):
+        found = (layout.axes or "")[: layout.rank].find(axis.upper())
+        if len(axis) != 1 or found < 0:
+            raise ValueError(f"axis {axis!r} is none of the axes {layout.axes!r} of the image")
+        return layout.positions[found]
+    index = operator.index(axis)
+    if not -layout.rank <= index < layout.rank:
+        raise ValueError(f"axis {index} is none of the {layout.rank} axes of the image")
+    return layout.positions[index]
+
+
+def _keys(places: Sequence[Any], by_axis: Mapping[str, Any], layout: Any, view: Any) -> list[Any]:
+    rank = layout.rank + len(layout.components)
+    if len(places) == 1 and isinstance(places[0], tuple):
+        places = places[0]
+    whole = slice(None)
+    given = list(places)
+    if Ellipsis in given:
+        at = given.index(Ellipsis)
+        given[at : at + 1] = [whole] * (rank - len(given) + 1)
+    if len(given) > rank:
+        raise IndexError(f"{len(given)} places are given for the {rank} axes of the image")
+    keys = given + [whole] * (rank - len(given))
+    for name, key in by_axis.items():
+        axis = (layout.axes or "").find(name.upper())
+        if len(name) != 1 or axis < 0:
+            raise ValueError(f"axis {name!r} is none of the axes {layout.axes!r} of the image")
+        if axis < len(given) and keys[axis] != whole:
+            raise ValueError(f"axis {name!r} is given twice")
+        keys[axis] = key
+    return keys
+
+
+def _component(key: Any, components: Sequence[int]) -> int | None:
+    if isinstance(key, slice):
+        if len(range(*key.indices(components[0]))) != components[0]:
+            raise IndexError("the components of a pixel are taken together or one at a time")
+        return None
+    index = operator.index(key)
+    if not -components[0] <= index < components[0]:
+        raise IndexError(f"component {index} is none of the {components[0]} of a pixel")
+    return index % components[0]
+
+
+def _type_like(view: Any, dtype: Any) -> Any:
+    """The data type of a dtype, with as many components as the image has."""
+    data_type = as_data_type(dtype)
+    count = view.get_data_type().get_id() & 0xFF00
+    if data_type.get_id() >> 8 & 0xFF == 1:
+        return as_data_type((data_type.get_id() & ~0xFF00) | count)
+    return data_type
+
+
+def _properties(data_type: Any, dimensions: Iterable[int]) -> Any:
+    properties = _classes.ImageProperties.from_data_type(data_type)
+    info = _zarnik.ImageProperties_get_image_info(properties)
+    _zarnik.ImageInfoProperty_set_axes_interpretation(info, _classes.ImageType(list(dimensions)))
+    _zarnik.ImageProperties_set_image_info(properties, info)
+    return properties

@@ -1,0 +1,118 @@
+"""Pictures of images: for notebooks, and on axes of Matplotlib."""
+
+from __future__ import annotations
+
+import base64
+import html
+import struct
+import zlib
+from typing import TYPE_CHECKING, Any
+
+import numpy
+
+import zarnik._classes as _classes
+from zarnik._extension import extends
+
+#: What a thumbnail may read, in bytes, and its longest side, in pixels.
+_THUMBNAIL_BYTES = 16 << 20
+_THUMBNAIL_PIXELS = 160
+
+
+@extends(_classes.ImageView)
+class _Picture:
+    if TYPE_CHECKING:
+        axes: str | None
+        shape: tuple[int, ...]
+        dtype: numpy.dtype[Any]
+
+    def show(self, ax: Any = None, **options: Any) -> Any:
+        """Draw the image on axes of Matplotlib, the middle picture of a volume or a sequence.
+
+        Axes are in the unit of the calibration. `image.crop(z=5).show()` shows another picture.
+
+        :param ax: The axes to draw on; new ones by default.
+        :param options: What `imshow` takes.
+        :return: The axes.
+        """
+        try:
+            from matplotlib import pyplot
+        except ImportError as error:
+            raise ImportError("pictures need Matplotlib: pip install zarnik[demo]") from error
+        view: Any = self
+        picture = _middle(view)
+        ax = pyplot.subplots()[1] if ax is None else ax
+        spacing, unit = list(view.get_spatial_spacing()), view.get_spatial_unit()
+        pixels = picture.to_numpy()
+        axes = picture.axes or ("YXC" if pixels.ndim == 3 else "YX")
+        rows, columns = pixels.shape[:2]
+        height, width = (abs(spacing["XYZ".index(axis)]) if axis in "XYZ" else 1.0 for axis in axes[:2])
+        options.setdefault("extent", (0, columns * width, rows * height, 0))
+        options.setdefault("cmap", "gray")
+        ax.imshow(pixels, **options)
+        ax.set_xlabel(f"{axes[1]}{f' ({unit})' if unit else ''}")
+        ax.set_ylabel(f"{axes[0]}{f' ({unit})' if unit else ''}")
+        return ax
+
+    def _repr_html_(self) -> str:
+        view: Any = self
+        spacing = ", ".join(f"{distance:g}" for distance in view.get_spatial_spacing())
+        rows = {
+            "axes": view.axes or "unknown",
+            "shape": " × ".join(str(size) for size in view.shape),
+            "type": str(view.dtype),
+            "spacing": f"{spacing} {view.get_spatial_unit()}".strip(),
+        }
+        origin = view.view_origin()
+        if origin is not None:
+            rows["made by"] = origin.display_name()
+        cells = "".join(
+            f"<tr><th style='text-align:left'>{html.escape(name)}</th><td>{html.escape(text)}</td></tr>"
+            for name, text in rows.items()
+        )
+        return f"<div style='display:flex;gap:1em'><table>{cells}</table>{_thumbnail(view)}</div>"
+
+
+def _middle(view: Any) -> Any:
+    """The picture in the middle: two axes, and that of the components if they are colours."""
+    axes = view.axes or ""
+    kept = [axis for axis in range(len(view.shape)) if axes[axis : axis + 1] in "YX" and axes] or [*range(view.ndim)][-2:]
+    if "C" in axes and view.shape[-1] in (3, 4):
+        kept.append(len(view.shape) - 1)
+    if len([axis for axis in kept if axes[axis : axis + 1] != "C"]) < 2:
+        more = [axis for axis in reversed(range(view.ndim)) if axis not in kept and axes[axis : axis + 1] != "C"]
+        kept = sorted(kept + more[: 2 - len(kept)])
+    places = [slice(None) if axis in kept else size // 2 for axis, size in enumerate(view.shape)]
+    return view if all(isinstance(place, slice) for place in places) else view.crop(*places)
+
+
+def _thumbnail(view: Any) -> str:
+    try:
+        if 0 in view.shape or view.ndim < 2 or not view.support(1):
+            return ""
+        picture = _middle(view)
+        rows, columns = picture.shape[:2]
+        step = max(1, -(-max(rows, columns) // _THUMBNAIL_PIXELS))
+        # Of each row that is shown, all may have to be read.
+        if -(-rows // step) * columns * numpy.prod(picture.shape[2:], dtype=int) * view.dtype.itemsize > _THUMBNAIL_BYTES:
+            return ""
+        pixels = picture.crop(slice(None, None, step), slice(None, None, step)).to_numpy()
+        return f"<img alt='thumbnail' src='data:image/png;base64,{base64.b64encode(_png(pixels)).decode()}'/>"
+    except (_classes.Error, TypeError, ValueError, MemoryError):
+        return ""  # a picture that cannot be had is no reason not to show the rest
+
+
+def _png(pixels: Any) -> bytes:
+    values = numpy.abs(pixels) if pixels.dtype.kind == "c" else pixels
+    values = numpy.nan_to_num(values.astype(numpy.float64))
+    if pixels.dtype != numpy.uint8 or values.ndim == 2:
+        low, high = values.min(), values.max()
+        values = (values - low) * (255 / (high - low)) if high > low else values * 0
+    grey = values.astype(numpy.uint8)
+    kind = {2: 0, 3: 2 if grey.shape[-1] == 3 else 6}[grey.ndim]
+    lines = b"".join(b"\0" + row.tobytes() for row in grey)
+
+    def chunk(name: bytes, data: bytes) -> bytes:
+        return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+
+    header = struct.pack(">IIBBBBB", grey.shape[1], grey.shape[0], 8, kind, 0, 0, 0)
+    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(lines)) + chunk(b"IEND", b"")

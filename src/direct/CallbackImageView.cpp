@@ -1,0 +1,134 @@
+#include "direct/CallbackImageView.h"
+
+#include "zarnik/core/Error.h"
+#include "zarnik/metadata/ImageProperties.h"
+#include "zarnik/values/Checked.h"
+#include "zarnik/views/GridTiling.h"
+#include "zarnik/views/ParallelAccessExtension.h"
+#include "zarnik/views/ViewOriginExtension.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <utility>
+
+namespace zarnik::python {
+
+namespace {
+
+/// The interpreter's lock, taken by whatever thread reads.
+class WithLock {
+public:
+  WithLock() : state_(PyGILState_Ensure()) {}
+  ~WithLock() { PyGILState_Release(state_); }
+  WithLock(WithLock const &) = delete;
+  WithLock & operator=(WithLock const &) = delete;
+
+private:
+  PyGILState_STATE state_;
+};
+
+std::string textOf(PyObject * object) {
+  auto const text = Reference::steal(object ? PyObject_Str(object) : nullptr);
+  auto const bytes = Reference::steal(text ? PyUnicode_AsUTF8String(text.get()) : nullptr);
+  auto const * const characters = bytes ? PyBytes_AsString(bytes.get()) : nullptr;
+  PyErr_Clear();
+  return characters ? characters : "(no text)";
+}
+
+/// The pending error as text; none is pending any more.
+std::string takeError() {
+  PyObject * type = nullptr;
+  PyObject * value = nullptr;
+  PyObject * traceback = nullptr;
+  PyErr_Fetch(&type, &value, &traceback);
+  PyErr_NormalizeException(&type, &value, &traceback);
+  auto const heldType = Reference::steal(type);
+  auto const heldValue = Reference::steal(value);
+  auto const heldTraceback = Reference::steal(traceback);
+  auto const name = Reference::steal(type ? PyObject_GetAttrString(type, "__name__") : nullptr);
+  return fmt::format("{}: {}", textOf(name.get()), textOf(value));
+}
+
+Reference tupleOf(VectorXu64 const & vector) {
+  auto tuple = Reference::steal(PyTuple_New(static_cast<Py_ssize_t>(vector.size())));
+  for (size_t axis = 0; tuple && axis < vector.size(); ++axis)
+    if (PyTuple_SetItem(tuple.get(), static_cast<Py_ssize_t>(axis), PyLong_FromUnsignedLongLong(vector[axis])) != 0)
+      return Reference();
+  return tuple;
+}
+
+void requireInside(RegionXu64 const & region, VectorXu64 const & shape) {
+  auto const & origin = region.origin();
+  auto const & size = region.size();
+  if (origin.size() != shape.size())
+    throw InvalidArgument(fmt::format("a region of {} dimensions does not fit the {} of the image", origin.size(),
+                                      shape.size()));
+  for (size_t axis = 0; axis < shape.size(); ++axis)
+    if (origin[axis] > shape[axis] || size[axis] > shape[axis] - origin[axis])
+      throw InvalidArgument(fmt::format("region origin {} + size {} exceeds the image shape {} on axis {}",
+                                        origin.toString(), size.toString(), shape.toString(), axis));
+}
+
+} // namespace
+
+std::shared_ptr<ImageView> CallbackImageView::create(VectorXu64 shape, DataType dataType, ImageType axes,
+                                                     VectorXu64 tileSize, KeptObject fill, std::string name) {
+  return std::shared_ptr<ImageView>(new CallbackImageView(std::move(shape), dataType, std::move(axes),
+                                                          std::move(tileSize), std::move(fill), std::move(name)));
+}
+
+CallbackImageView::CallbackImageView(VectorXu64 shape, DataType dataType, ImageType axes, VectorXu64 tileSize,
+                                     KeptObject fill, std::string name)
+    : shape_(std::move(shape)), dataType_(dataType), tileSize_(std::move(tileSize)), fill_(std::move(fill)),
+      origin_(ViewOriginExtension::create(ViewDataOrigin::UNKNOWN, std::move(name))) {
+  auto properties = ImageProperties::fromDataType(dataType);
+  properties->imageInfo().setAxesInterpretation(axes);
+  properties->requireCompatibleWith(shape_, dataType);
+  properties_ = std::move(properties);
+}
+
+CallbackImageView::~CallbackImageView() = default;
+
+std::shared_ptr<Extension> CallbackImageView::extension(size_t id) const {
+  switch (id) {
+  case ViewOriginExtension::EXTENSION_ID:
+    return origin_;
+  case ParallelAccessExtension::EXTENSION_ID:
+    return ParallelAccessExtension::create(ParallelAccessCapability::THREAD_SAFE |
+                                           ParallelAccessCapability::PARALLEL_READ);
+  case TilingInfoExtension::EXTENSION_ID:
+    if (tileSize_.size() == 0)
+      return nullptr;
+    return std::make_shared<GridTiling>(std::const_pointer_cast<CallbackImageView>(shared_from_this()), tileSize_);
+  default:
+    return nullptr;
+  }
+}
+
+ImageCapabilitySet CallbackImageView::capabilities() const { return ImageCapability::READ; }
+
+void CallbackImageView::read(VectorXu64 const & index, void * destination) {
+  readRegion(RegionXu64(index, VectorXu64::createUniform(index.size(), 1)), destination);
+}
+
+void CallbackImageView::readRegion(RegionXu64 const & region, void * destination) {
+  requireInside(region, shape_);
+  auto const bytes = checkedMultiply(region.elementCount(), dataType_.byteCount(), "bytes of a region");
+  if (bytes == 0)
+    return;
+  WithLock const lock;
+  auto const origin = tupleOf(region.origin());
+  auto const size = tupleOf(region.size());
+  auto const buffer = Reference::steal(PyByteArray_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(bytes)));
+  auto const result = origin && size && buffer ? Reference::steal(PyObject_CallFunctionObjArgs(
+                                                     fill_.get(), origin.get(), size.get(), buffer.get(), nullptr))
+                                               : Reference();
+  if (!result)
+    throw Error(fmt::format("cannot read region {} of an array: {}", region.toString(), takeError()));
+  if (static_cast<uint64_t>(PyByteArray_Size(buffer.get())) != bytes)
+    throw Error("the buffer of a region changed its size while it was filled");
+  std::copy_n(reinterpret_cast<std::byte const *>(PyByteArray_AsString(buffer.get())), bytes,
+              static_cast<std::byte *>(destination));
+}
+
+} // namespace zarnik::python

@@ -1,0 +1,144 @@
+#include "direct/CallWithoutLock.h"
+#include "direct/CallbackImageView.h"
+#include "direct/Functions.h"
+#include "direct/TypeTable.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/core/Progress.h"
+#include "zarnik/views/ImageView.h"
+#include "zarnik/views/ImageViewFactory.h"
+#include "zarnik/views/LodImageView.h"
+#include "zarnik/views/LodImageViewFactory.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zarnik::python {
+
+namespace {
+
+PyObject * wrapImage(std::shared_ptr<ImageView> image) {
+  static auto * const type = findType("std::shared_ptr< zarnik::ImageView > *");
+  return wrapShared(std::move(image), type);
+}
+
+PyObject * wrapLod(std::shared_ptr<LodImageView> image) {
+  static auto * const type = findType("std::shared_ptr< zarnik::LodImageView > *");
+  return wrapShared(std::move(image), type);
+}
+
+VectorXu64 sizesOf(PyObject * sequence) {
+  auto const items = Reference::steal(PySequence_Tuple(sequence));
+  if (!items)
+    throw PendingError();
+  VectorXu64 sizes(static_cast<size_t>(PyTuple_Size(items.get())));
+  for (size_t axis = 0; axis < sizes.size(); ++axis) {
+    sizes[axis] = PyLong_AsUnsignedLongLong(PyTuple_GetItem(items.get(), static_cast<Py_ssize_t>(axis)));
+    if (PyErr_Occurred())
+      throw PendingError();
+  }
+  return sizes;
+}
+
+PyObject * everyNth(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * image = nullptr;
+    PyObject * steps = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "every_nth", 2, 2, &image, &steps))
+      return nullptr;
+    auto view = viewOf(image);
+    return wrapImage(ImageViewFactory::everyNth(std::move(view), sizesOf(steps)));
+  });
+}
+
+PyObject * levelsOf(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * images = nullptr;
+    long long finest = 0;
+    if (!PyArg_ParseTuple(arguments, "OL:lod_image", &images, &finest))
+      return nullptr;
+    auto const items = Reference::steal(PySequence_Tuple(images));
+    if (!items)
+      return nullptr;
+    std::vector<std::shared_ptr<ImageView>> levels;
+    for (Py_ssize_t level = 0; level < PyTuple_Size(items.get()); ++level)
+      levels.push_back(viewOf(PyTuple_GetItem(items.get(), level)));
+    return wrapLod(LodImageViewFactory::createFromLevels(std::move(levels), finest));
+  });
+}
+
+PyObject * coarserLevels(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * image = nullptr;
+    int method = 0;
+    unsigned long long coarsest = 0;
+    char const * folder = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OiKs:coarser_levels", &image, &method, &coarsest, &folder))
+      return nullptr;
+    return wrapLod(
+        LodImageViewFactory::createLevels(viewOf(image), static_cast<LevelMethod>(method), coarsest, folder));
+  });
+}
+
+Progress until(Cancellation const & cancellation) {
+  return [&cancellation](uint64_t, uint64_t) { return !cancellation.requested(); };
+}
+
+PyObject * copyInMemory(PyObject *, PyObject * image) {
+  return guarded([&]() -> PyObject * {
+    return wrapImage(callWithoutLock(
+        [view = viewOf(image)](Cancellation const & cancellation) {
+          return ImageViewFactory::copyInMemory(view, until(cancellation));
+        },
+        CallLength::LONG));
+  });
+}
+
+PyObject * copyOnDisk(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * image = nullptr;
+    char const * folder = nullptr;
+    if (!PyArg_ParseTuple(arguments, "Os:copy_on_disk", &image, &folder))
+      return nullptr;
+    return wrapImage(callWithoutLock(
+        [view = viewOf(image), where = std::string(folder)](Cancellation const & cancellation) {
+          return ImageViewFactory::copyOnDisk(view, where, until(cancellation));
+        },
+        CallLength::LONG));
+  });
+}
+
+PyObject * callbackImage(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * sizes = nullptr;
+    PyObject * chunks = nullptr;
+    PyObject * fill = nullptr;
+    unsigned long long dataType = 0;
+    unsigned long long axes = 0;
+    char const * name = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OKKOOs:callback_image", &sizes, &dataType, &axes, &chunks, &fill, &name))
+      return nullptr;
+    auto tiles = chunks == Py_None ? VectorXu64() : sizesOf(chunks);
+    return wrapImage(CallbackImageView::create(sizesOf(sizes), DataType(dataType), ImageType(axes), std::move(tiles),
+                                               KeptObject(Reference::share(fill)), name));
+  });
+}
+
+PyMethodDef methods[] = {
+    {"every_nth", everyNth, METH_VARARGS, "Every nth element along each dimension: every_nth(image, steps)."},
+    {"lod_image", levelsOf, METH_VARARGS, "An image of given levels: lod_image(images, finest level)."},
+    {"coarser_levels", coarserLevels, METH_VARARGS,
+     "The levels of an image: coarser_levels(image, method, coarsest size, folder)."},
+    {"copy_in_memory", copyInMemory, METH_O, "A copy of an image in memory, without the interpreter's lock."},
+    {"copy_on_disk", copyOnDisk, METH_VARARGS, "A copy of an image in a temporary file: copy_on_disk(image, folder)."},
+    {"callback_image", callbackImage, METH_VARARGS,
+     "An image read by a function: callback_image(sizes, data type, axes, chunk sizes or None, fill, name)."},
+    {nullptr, nullptr, 0, nullptr},
+};
+
+DirectFunctions const registered(methods);
+
+} // namespace
+
+} // namespace zarnik::python

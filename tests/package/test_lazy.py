@@ -1,0 +1,208 @@
+"""Images made of images without reading them, against the same steps in NumPy."""
+
+import base64
+import re
+import threading
+import zlib
+
+import numpy
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+
+import zarnik
+
+
+def volume(shape=(6, 5, 7), dtype="uint16", **description):
+    array = numpy.arange(numpy.prod(shape)).reshape(shape).astype(dtype)
+    image = zarnik.from_numpy(array.copy())
+    for name, value in description.items():
+        getattr(image, f"set_spatial_{name}")(value)
+    return image, array
+
+
+def shows(image, expected):
+    numpy.testing.assert_array_equal(image.to_numpy(), expected)
+    assert image.shape == expected.shape
+
+
+def position_of_first(image):
+    """Where the element at index 0 is in space."""
+    return list(image.get_spatial_origin())
+
+
+SLICES = st.builds(slice, *[st.none() | st.integers(-7, 7)] * 2, st.sampled_from([None, 1, -1, 2, 3, -2]))
+
+
+@given(keys=st.lists(SLICES | st.integers(0, 4), max_size=3).filter(lambda k: sum(map(lambda i: isinstance(i, int), k)) < 3))
+def test_crop_is_indexing(keys):
+    image, array = volume()
+    shows(image.crop(*keys), array[tuple(keys)])
+    shows(image.to_disk().crop(*keys), array[tuple(keys)])
+
+
+STEPS = {
+    "crop": lambda image, array: (image.crop(slice(1, None)), array[1:]),
+    "row": lambda image, array: (image.crop(..., slice(1, -1), slice(None)), array[..., 1:-1, :]),
+    "flip": lambda image, array: (image.flip(-1), array[..., ::-1]),
+    "transpose": lambda image, array: (image.transpose(), array.transpose()),
+    "float": lambda image, array: (image.astype("float32"), array.astype("float32")),
+    "step": lambda image, array: (image.crop(..., slice(None, None, 2)), array[..., ::2]),
+    "rescale": lambda image, array: (image.rescale((0, 100), (0, 50), "float32"), (array / 2).astype("float32")),
+}
+
+
+@given(names=st.lists(st.sampled_from(sorted(STEPS)), max_size=8), start=st.sampled_from(["memory", "disk", "array"]))
+def test_chains(names, start):
+    image, array = volume((9, 8, 10))
+    image = {"memory": image, "disk": image.to_disk(), "array": zarnik.from_array(array)}[start]
+    for name in names:
+        if min(array.shape, default=0) > 2 or name in ("float", "flip", "transpose"):
+            image, array = STEPS[name](image, array)
+    numpy.testing.assert_allclose(image.to_numpy(), array, rtol=1e-6)
+
+
+def test_axes_by_name():
+    image, array = volume(spacing=[1.0, 2.0, 3.0], origin=[10.0, 20.0, 30.0])
+    part = image.crop(y=slice(1, 4), z=5)
+    shows(part, array[5, 1:4])
+    assert (part.axes, position_of_first(image.crop(y=slice(1, 4)))) == ("YX", [10, 22, 30])
+    shows(image.crop((slice(None), 2)), array[:, 2])
+    shows(image.flip("Z", "X"), array[::-1, :, ::-1])
+    shows(image.transpose("XYZ"), array.transpose(2, 1, 0))
+    shows(image.transpose("ZXY"), array.transpose(0, 2, 1))
+    assert image.rename_axes("TYX").axes == "TYX"
+    assert position_of_first(image.flip("X")) == [16, 20, 30]
+    assert list(image.subsample(2).get_spatial_spacing()) == [2, 4, 6]
+    shows(image.subsample(2), array[::2, ::2, ::2])
+    for wrong in (lambda: image.crop(t=1), lambda: image.flip("C"), lambda: image.transpose("ZZX"), lambda: image.crop(5, z=5)):
+        with pytest.raises(ValueError):
+            wrong()
+    for wrong in (lambda: image.crop(6), lambda: image.crop(0, 0, 0), lambda: image.crop(0, 0, 0, 0)):
+        with pytest.raises(IndexError):
+            wrong()
+
+
+def test_memory_is_shared():
+    image, _ = volume()
+    part = image.crop(slice(None, None, 2), slice(None, None, -1)).transpose("XYZ")
+    assert numpy.shares_memory(part.to_numpy(copy=False), image.to_numpy())
+    part[0, 0, 0] = 999
+    assert image[0, 4, 0] == 999
+
+
+def test_channels_and_stacks():
+    frames = [volume((5, 7), "uint8")[1] + index for index in range(3)]
+    images = [zarnik.from_numpy(frame) for frame in frames]
+    stacked = zarnik.stack(images, axis="T", threads=2)
+    assert stacked.axes == "TYX"
+    shows(stacked, numpy.stack(frames))
+    shows(stacked.frames("T")[1], frames[1])
+    shows(stacked.frames("Y")[4], numpy.stack(frames)[:, 4])
+    colours = zarnik.stack(images, axis="C")
+    shows(colours.channel(2), frames[2])
+    assert [list(channel[0, :2]) for channel in colours.channels()] == [list(frame[0, :2]) for frame in frames]
+
+
+def test_uniform_and_properties():
+    image = zarnik.uniform((2**20, 2**20, 3), 7, "uint16", axes="ZYX")
+    assert image.shape == (2**20, 2**20, 3)
+    assert image[2**20 - 1, 0].tolist() == [7, 7, 7]
+    changed = image.with_properties(spacing=[1.0, 2.0, 3.0], unit="mm", metadata={"scan": {"a": 1}})
+    assert (list(changed.get_spatial_spacing()), changed.get_spatial_unit()) == ([1, 2, 3], "mm")
+    assert image.get_spatial_unit() == ""
+    assert changed[5, 5, 0] == 7
+    with pytest.raises(TypeError, match="spacing"):
+        image.with_properties(colour=1)
+
+
+def test_open_raw(tmp_path):
+    array = numpy.arange(2 * 3 * 4, dtype="int16").reshape(2, 3, 4)
+    path = tmp_path / "raw file.bin"
+    path.write_bytes(b"header" + array.tobytes() + array.tobytes(order="F"))
+    shows(zarnik.open_raw(path, (2, 3, 4), "int16", offset=6), array)
+    shows(zarnik.open_raw(str(path), (2, 3, 4), "int16", axes="TYX", offset=6 + array.nbytes, order="F"), array)
+    shows(zarnik.open_raw(path.as_uri(), (3, 2, 4), "int16", "XZY", offset=6), array.reshape(3, 2, 4).transpose(1, 2, 0))
+    mapped = zarnik.open_raw(path, (2, 3, 4), "int16", offset=6, mode="r+")
+    mapped[1, 2, 3] = -5
+    assert path.read_bytes()[6 + array.nbytes - 2 : 6 + array.nbytes] == b"\xfb\xff"
+    with pytest.raises(zarnik.Error, match="more than"):
+        zarnik.open_raw(path, (200, 3, 4), "int16")
+    with pytest.raises(ValueError, match="order"):
+        zarnik.open_raw(path, (2,), "int16", order="K")
+
+
+class Chunked:
+    """An array that records what is asked of it."""
+
+    def __init__(self, array, chunks):
+        self._array, self.chunks = array, chunks
+        self.shape, self.dtype = array.shape, array.dtype
+        self.keys = []
+
+    def __getitem__(self, key):
+        self.keys.append(tuple((place.start, place.stop) for place in key))
+        if len(self.keys) == 1 and self.chunks == (0, 0):
+            raise KeyError("the disk is on fire")
+        return self._array[key]
+
+
+def test_from_array_reads_what_is_asked_for():
+    array = numpy.arange(600 * 800, dtype="float32").reshape(600, 800)
+    source = Chunked(array, (100, 200))
+    image = zarnik.from_array(source)
+    assert (image.shape, image.dtype, source.keys) == (array.shape, array.dtype, [])
+    assert list(image.tiling_info().max_tile_size()) == [200, 100]
+    shows(image.crop(slice(10, 20), slice(30, 50)), array[10:20, 30:50])
+    assert source.keys == [((10, 20), (30, 50))]
+    part = image.flip("X").astype("float64").crop(x=slice(0, 3))
+    shows(part, array[:, ::-1][:, :3].astype("float64"))
+    with pytest.raises(zarnik.Error, match="WRITE"):
+        image.write((0, 0), 1)
+    results = []
+    threads = [threading.Thread(target=lambda: results.append(image.to_numpy())) for _ in range(3)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    for result in results:
+        numpy.testing.assert_array_equal(result, array)
+
+
+def test_from_array_that_fails():
+    image = zarnik.from_array(Chunked(numpy.zeros((4, 4), "uint8"), (0, 0)))
+    with pytest.raises(zarnik.Error, match="KeyError: 'the disk is on fire'"):
+        image.to_numpy()
+    assert image.to_numpy().tolist() == [[0] * 4] * 4
+    with pytest.raises(TypeError):
+        zarnik.from_array(numpy.zeros(3, "U4"))
+
+
+def test_copies_can_be_interrupted_nowhere_but_come_through(tmp_path):
+    image, array = volume((40, 100, 200))
+    on_disk = image.to_disk(tmp_path)
+    shows(on_disk, array)
+    assert len(list(tmp_path.iterdir())) == 1
+    shows(on_disk.to_memory(), array)
+    assert image.to_memory().to_numpy(copy=False) is not None
+    del on_disk
+    assert list(tmp_path.iterdir()) == []
+
+
+@pytest.mark.parametrize("shape", [(40, 50), (9, 40, 50), (2, 9, 40, 50), (40, 50, 3)])
+def test_thumbnails(shape):
+    image = zarnik.from_numpy(numpy.arange(numpy.prod(shape)).reshape(shape).astype("uint8"), axes={2: "YX", 3: "ZYX", 4: "TZYX"}[len(shape)] if shape[-1] != 3 else "YXC")
+    text = image._repr_html_()
+    png = base64.b64decode(re.search(r"base64,([^']+)'", text).group(1))
+    size = int.from_bytes(png[16:20], "big"), int.from_bytes(png[20:24], "big")
+    assert size == (50, 40)
+    data = png.index(b"IDAT") + 4
+    assert len(zlib.decompress(png[data:])) == 40 * (1 + 50 * (3 if shape[-1] == 3 else 1))
+
+
+def test_descriptions_are_escaped():
+    image = zarnik.from_numpy(numpy.zeros((2, 2), "uint8"))
+    image.set_spatial_unit("<script>")
+    assert "<script>" not in image._repr_html_()
+    huge = zarnik.uniform((2**20, 2**30), 1, "uint8")
+    assert "thumbnail" not in huge._repr_html_()
