@@ -49,8 +49,11 @@ from zarnik import (  # noqa: F401
     _dependencies,
     _errors,
     _frames,
+    _lazy,
     _matrices,
+    _multi,
     _nodes,
+    _picture,
     _properties,
     _regions,
     _small_arrays,
@@ -72,6 +75,13 @@ from zarnik._enumerations import *  # noqa: F403
 from zarnik._extension import publish as _publish
 from zarnik._interop import from_dlpack as from_dlpack
 from zarnik._interop import from_numpy as from_numpy
+from zarnik._lazy import from_array as from_array
+from zarnik._lazy import open_raw as open_raw
+from zarnik._lazy import stack as stack
+from zarnik._lazy import uniform as uniform
+from zarnik._multi import coarser_levels as coarser_levels
+from zarnik._multi import lod_image as lod_image
+from zarnik._multi import multi_image as multi_image
 from zarnik._names import shown_names as _shown_names
 from zarnik._threads import set_thread_count as set_thread_count
 from zarnik._threads import thread_count as thread_count

@@ -4,7 +4,7 @@ Errors keep their kind: `InvalidArgument` and `NotImplemented` arrive as such. T
 64 KiB and more are moved, if the image allows parallel access.
 """
 
-from collections.abc import Sequence
+from collections.abc import Callable, Sequence
 from typing import Any
 
 import numpy
@@ -120,3 +120,31 @@ def share_memory(access: Any, /) -> numpy.ndarray[Any, Any] | None:
 
 def http_counters(access: Any, /) -> dict[str, int] | None:
     """Return what an access over HTTP has done so far, None for any other."""
+
+# ---- images ----------------------------------------------------------------------------------------------------------
+
+def every_nth(image: Any, steps: Sequence[int], /) -> Any:
+    """Return a view of every nth element along each dimension, in the library's order."""
+
+def lod_image(images: Sequence[Any], finest_level: int, /) -> Any:
+    """Return an image of given levels, the finest first."""
+
+def coarser_levels(image: Any, method: int, coarsest: int, folder: str, /) -> Any:
+    """Return the levels of an image; the method is 0 by interpretation, 1 the mean, 2 the nearest."""
+
+def copy_in_memory(image: Any, /) -> Any:
+    """Return a copy of an image in memory, made without the interpreter's lock; Ctrl-C ends it."""
+
+def copy_on_disk(image: Any, folder: str, /) -> Any:
+    """Return a copy of an image in a temporary file, made without the interpreter's lock; Ctrl-C ends it."""
+
+def callback_image(
+    sizes: Sequence[int],
+    data_type: int,
+    axes: int,
+    chunk_sizes: Sequence[int] | None,
+    fill: Callable[[tuple[int, ...], tuple[int, ...], bytearray], None],
+    name: str,
+    /,
+) -> Any:
+    """Return an image whose regions a function reads, given origin, size and a buffer to fill."""

@@ -201,7 +201,9 @@ class _LazyImage:
         for name, value in changes.items():
             setter = of_space.get(name) or of_values.get(name)
             if setter is None:
-                raise TypeError(f"there is no property {name!r}: they are {', '.join([*of_space, *of_values])}, metadata")
+                raise TypeError(
+                    f"there is no property {name!r}: they are {', '.join([*of_space, *of_values])}, metadata"
+                )
             setter(value)
         changed = _classes.ImageProperties(calibration, info)
         return _zarnik.ImageViewFactory_from_image_view(view, changed, metadata)
@@ -309,7 +311,9 @@ def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
     :return: The image, whose tiles are the array's chunks.
     """
     shape = tuple(operator.index(size) for size in array.shape)
-    scalar = scalar_dtype(numpy.dtype(getattr(array.dtype, "numpy_dtype", array.dtype)), "an image cannot show an array")
+    scalar = scalar_dtype(
+        numpy.dtype(getattr(array.dtype, "numpy_dtype", array.dtype)), "an image cannot show an array"
+    )
     dimensions = _axes.dimensions_of_array(axes, shape)
     library_order = sorted(range(len(shape)), key=lambda axis: dimensions[axis])
 

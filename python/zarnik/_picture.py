@@ -58,7 +58,7 @@ class _Picture:
         spacing = ", ".join(f"{distance:g}" for distance in view.get_spatial_spacing())
         rows = {
             "axes": view.axes or "unknown",
-            "shape": " × ".join(str(size) for size in view.shape),
+            "shape": " x ".join(str(size) for size in view.shape),
             "type": str(view.dtype),
             "spacing": f"{spacing} {view.get_spatial_unit()}".strip(),
         }
@@ -75,7 +75,9 @@ class _Picture:
 def _middle(view: Any) -> Any:
     """The picture in the middle: two axes, and that of the components if they are colours."""
     axes = view.axes or ""
-    kept = [axis for axis in range(len(view.shape)) if axes[axis : axis + 1] in "YX" and axes] or [*range(view.ndim)][-2:]
+    kept = [axis for axis in range(len(view.shape)) if axes[axis : axis + 1] in "YX" and axes] or [*range(view.ndim)][
+        -2:
+    ]
     if "C" in axes and view.shape[-1] in (3, 4):
         kept.append(len(view.shape) - 1)
     if len([axis for axis in kept if axes[axis : axis + 1] != "C"]) < 2:
@@ -93,7 +95,10 @@ def _thumbnail(view: Any) -> str:
         rows, columns = picture.shape[:2]
         step = max(1, -(-max(rows, columns) // _THUMBNAIL_PIXELS))
         # Of each row that is shown, all may have to be read.
-        if -(-rows // step) * columns * numpy.prod(picture.shape[2:], dtype=int) * view.dtype.itemsize > _THUMBNAIL_BYTES:
+        if (
+            -(-rows // step) * columns * numpy.prod(picture.shape[2:], dtype=int) * view.dtype.itemsize
+            > _THUMBNAIL_BYTES
+        ):
             return ""
         pixels = picture.crop(slice(None, None, step), slice(None, None, step)).to_numpy()
         return f"<img alt='thumbnail' src='data:image/png;base64,{base64.b64encode(_png(pixels)).decode()}'/>"

@@ -61,8 +61,8 @@ void requireInside(RegionXu64 const & region, VectorXu64 const & shape) {
   auto const & origin = region.origin();
   auto const & size = region.size();
   if (origin.size() != shape.size())
-    throw InvalidArgument(fmt::format("a region of {} dimensions does not fit the {} of the image", origin.size(),
-                                      shape.size()));
+    throw InvalidArgument(
+        fmt::format("a region of {} dimensions does not fit the {} of the image", origin.size(), shape.size()));
   for (size_t axis = 0; axis < shape.size(); ++axis)
     if (origin[axis] > shape[axis] || size[axis] > shape[axis] - origin[axis])
       throw InvalidArgument(fmt::format("region origin {} + size {} exceeds the image shape {} on axis {}",
@@ -94,8 +94,8 @@ std::shared_ptr<Extension> CallbackImageView::extension(size_t id) const {
   case ViewOriginExtension::EXTENSION_ID:
     return origin_;
   case ParallelAccessExtension::EXTENSION_ID:
-    return ParallelAccessExtension::create(ParallelAccessCapability::THREAD_SAFE |
-                                           ParallelAccessCapability::PARALLEL_READ);
+    // Threads that read for a caller who holds the interpreter's lock would wait for it for ever.
+    return ParallelAccessExtension::create({});
   case TilingInfoExtension::EXTENSION_ID:
     if (tileSize_.size() == 0)
       return nullptr;
@@ -120,9 +120,10 @@ void CallbackImageView::readRegion(RegionXu64 const & region, void * destination
   auto const origin = tupleOf(region.origin());
   auto const size = tupleOf(region.size());
   auto const buffer = Reference::steal(PyByteArray_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(bytes)));
-  auto const result = origin && size && buffer ? Reference::steal(PyObject_CallFunctionObjArgs(
-                                                     fill_.get(), origin.get(), size.get(), buffer.get(), nullptr))
-                                               : Reference();
+  auto const result =
+      origin && size && buffer
+          ? Reference::steal(PyObject_CallFunctionObjArgs(fill_.get(), origin.get(), size.get(), buffer.get(), nullptr))
+          : Reference();
   if (!result)
     throw Error(fmt::format("cannot read region {} of an array: {}", region.toString(), takeError()));
   if (static_cast<uint64_t>(PyByteArray_Size(buffer.get())) != bytes)

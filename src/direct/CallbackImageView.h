@@ -9,9 +9,9 @@
 
 namespace zarnik::python {
 
-/// An image whose regions a Python function reads: fill(origin, size, buffer), origin and size in the library's order of
-/// dimensions, fills the buffer with the elements, the first dimension fastest. It is called with the interpreter's lock,
-/// once for each region; what it raises becomes an Error.
+/// An image whose regions a Python function reads: fill(origin, size, buffer), origin and size in the library's order
+/// of dimensions, fills the buffer with the elements, the first dimension fastest. It is called with the interpreter's
+/// lock, once for each region; what it raises becomes an Error.
 class CallbackImageView : public ImageView, public std::enable_shared_from_this<CallbackImageView> {
 public:
   /// \param tileSize the regions that are best read as a whole, without dimensions if there are none

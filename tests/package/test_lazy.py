@@ -34,7 +34,7 @@ def position_of_first(image):
 SLICES = st.builds(slice, *[st.none() | st.integers(-7, 7)] * 2, st.sampled_from([None, 1, -1, 2, 3, -2]))
 
 
-@given(keys=st.lists(SLICES | st.integers(0, 4), max_size=3).filter(lambda k: sum(map(lambda i: isinstance(i, int), k)) < 3))
+@given(keys=st.lists(SLICES | st.integers(0, 4), max_size=3).filter(lambda k: sum(isinstance(i, int) for i in k) < 3))
 def test_crop_is_indexing(keys):
     image, array = volume()
     shows(image.crop(*keys), array[tuple(keys)])
@@ -75,7 +75,12 @@ def test_axes_by_name():
     assert position_of_first(image.flip("X")) == [16, 20, 30]
     assert list(image.subsample(2).get_spatial_spacing()) == [2, 4, 6]
     shows(image.subsample(2), array[::2, ::2, ::2])
-    for wrong in (lambda: image.crop(t=1), lambda: image.flip("C"), lambda: image.transpose("ZZX"), lambda: image.crop(5, z=5)):
+    for wrong in (
+        lambda: image.crop(t=1),
+        lambda: image.flip("C"),
+        lambda: image.transpose("ZZX"),
+        lambda: image.crop(5, z=5),
+    ):
         with pytest.raises(ValueError):
             wrong()
     for wrong in (lambda: image.crop(6), lambda: image.crop(0, 0, 0), lambda: image.crop(0, 0, 0, 0)):
@@ -122,7 +127,9 @@ def test_open_raw(tmp_path):
     path.write_bytes(b"header" + array.tobytes() + array.tobytes(order="F"))
     shows(zarnik.open_raw(path, (2, 3, 4), "int16", offset=6), array)
     shows(zarnik.open_raw(str(path), (2, 3, 4), "int16", axes="TYX", offset=6 + array.nbytes, order="F"), array)
-    shows(zarnik.open_raw(path.as_uri(), (3, 2, 4), "int16", "XZY", offset=6), array.reshape(3, 2, 4).transpose(1, 2, 0))
+    shows(
+        zarnik.open_raw(path.as_uri(), (3, 2, 4), "int16", "XZY", offset=6), array.reshape(3, 2, 4).transpose(1, 2, 0)
+    )
     mapped = zarnik.open_raw(path, (2, 3, 4), "int16", offset=6, mode="r+")
     mapped[1, 2, 3] = -5
     assert path.read_bytes()[6 + array.nbytes - 2 : 6 + array.nbytes] == b"\xfb\xff"
@@ -191,7 +198,10 @@ def test_copies_can_be_interrupted_nowhere_but_come_through(tmp_path):
 
 @pytest.mark.parametrize("shape", [(40, 50), (9, 40, 50), (2, 9, 40, 50), (40, 50, 3)])
 def test_thumbnails(shape):
-    image = zarnik.from_numpy(numpy.arange(numpy.prod(shape)).reshape(shape).astype("uint8"), axes={2: "YX", 3: "ZYX", 4: "TZYX"}[len(shape)] if shape[-1] != 3 else "YXC")
+    image = zarnik.from_numpy(
+        numpy.arange(numpy.prod(shape)).reshape(shape).astype("uint8"),
+        axes={2: "YX", 3: "ZYX", 4: "TZYX"}[len(shape)] if shape[-1] != 3 else "YXC",
+    )
     text = image._repr_html_()
     png = base64.b64decode(re.search(r"base64,([^']+)'", text).group(1))
     size = int.from_bytes(png[16:20], "big"), int.from_bytes(png[20:24], "big")

@@ -78,8 +78,7 @@ LevelMethod methodFor(ImageView const & image, LevelMethod method) {
   if (method != LevelMethod::BY_INTERPRETATION)
     return method;
   auto const interpretation = image.imageInterpretation();
-  bool const isLabel =
-      interpretation == ImageInterpretation::LABEL || interpretation == ImageInterpretation::BINARY;
+  bool const isLabel = interpretation == ImageInterpretation::LABEL || interpretation == ImageInterpretation::BINARY;
   return isLabel ? LevelMethod::NEAREST : LevelMethod::MEAN;
 }
 

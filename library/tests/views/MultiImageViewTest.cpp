@@ -1,4 +1,5 @@
 #include "zarnik/views/MultiImageView.h"
+#include "views/TracingAccess.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/views/ImageView.h"
@@ -76,6 +77,43 @@ TEST(LodImage, HasTheLevelsOfItsList) {
   EXPECT_THROW(LodImageViewFactory::createFromLevels({image(1)}, 1), InvalidArgument);
   EXPECT_THROW(LodImageViewFactory::createFromLevels({image(1)}, std::numeric_limits<int64_t>::min()), InvalidArgument);
   EXPECT_THROW(LodImageViewFactory::createFromLevels({nullptr}), InvalidArgument);
+}
+
+TEST(MultiImage, SplitsAnImageIntoFramesThatWriteIt) {
+  auto const volume = ImageViewFactory::allocate({4, 1, 3}, DataTypeId::UINT8);
+  auto const slices = MultiImageViewFactory::unstack(volume, ImageDimension::SLICE);
+  EXPECT_EQ(slices->frameCount(), 3u);
+  EXPECT_EQ(slices->frame(0)->shape(), (VectorXu64{4, 1})); // the other flat dimension stays
+  uint8_t const value = 7;
+  slices->frame(2)->write({3, 0}, &value);
+  EXPECT_EQ(static_cast<uint8_t const *>(volume->buffer())[11], 7);
+  EXPECT_THROW(slices->addFrame(volume), NotImplemented);
+  EXPECT_THROW(slices->frame(3), Error);
+  EXPECT_THROW(MultiImageViewFactory::unstack(volume, ImageDimension::CHANNEL), Error);
+  EXPECT_THROW(MultiImageViewFactory::unstack(volume, 3), InvalidArgument);
+  EXPECT_THROW(MultiImageViewFactory::unstack(nullptr, 0), InvalidArgument);
+  EXPECT_THROW(MultiImageViewFactory::unstack(ImageViewFactory::allocate({4}, DataTypeId::UINT8), 0), InvalidArgument);
+}
+
+TEST(LodImage, ComputesALevelOnceWhenItIsRead) {
+  auto const access = std::make_shared<TracingAccess>(std::vector<uint8_t>(1000 * 1000, 10));
+  access->bytes[0] = 30; // the mean of 30, 10, 10, 10 is 15
+  auto const image = ImageViewFactory::fromRandomAccess(access, {1000, 1000}, DataTypeId::UINT8);
+  auto const lod = LodImageViewFactory::createLevels(image, LevelMethod::MEAN, 100);
+  EXPECT_EQ(lod->levelRange(), (Vector2i64{0, 4}));
+  EXPECT_TRUE(access->reads.empty());
+  uint8_t value = 0;
+  lod->resolution(1)->read({0, 0}, &value);
+  EXPECT_EQ(value, 15);
+  auto const once = TracingAccess::total(access->reads);
+  EXPECT_LT(once, 600'000u); // not all of it
+  lod->resolution(1)->read({1, 1}, &value);
+  EXPECT_EQ(TracingAccess::total(access->reads), once);
+  access->failFrom = 0;
+  EXPECT_THROW(lod->resolution(1)->read({499, 499}, &value), Error);
+  access->failFrom = ~size_t{0};
+  lod->resolution(1)->read({499, 499}, &value);
+  EXPECT_EQ(value, 10);
 }
 
 TEST(Providers, TellViewsApart) {

@@ -27,7 +27,7 @@ public:
   size_t read(size_t offset, void * destination, size_t size) override {
     std::lock_guard const lock(mutex_);
     reads.emplace_back(offset, size);
-    if (offset >= failFrom)
+    if (offset + size > failFrom)
       throw Error("the disk is on fire");
     auto const count = offset >= bytes.size() ? 0 : std::min(size, bytes.size() - offset);
     std::copy_n(bytes.begin() + static_cast<ptrdiff_t>(offset), count, static_cast<uint8_t *>(destination));
