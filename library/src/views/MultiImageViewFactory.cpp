@@ -4,6 +4,7 @@
 #include "views/ListMultiImageView.h"
 #include "views/SplitMultiImageView.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/views/ImageViewFactory.h"
 
 #include <fmt/format.h>
@@ -11,6 +12,11 @@
 
 namespace zarnik {
 namespace {
+
+/// \throws Error if the properties of an image do not fit it
+void requireValid(ImageView const & image) {
+  image.properties()->requireCompatibleWith(image.shape(), image.dataType());
+}
 
 std::shared_ptr<MultiImageView> unstackAxis(std::shared_ptr<ImageView> image, Draft const & draft, size_t axis) {
   if (draft.rank() < 2)
@@ -39,6 +45,7 @@ std::shared_ptr<MultiImageView> MultiImageViewFactory::createFromList(std::share
 std::shared_ptr<MultiImageView> MultiImageViewFactory::unstack(std::shared_ptr<ImageView> image,
                                                                size_t dimensionIndex) {
   Draft const draft(image);
+  requireValid(*image);
   if (dimensionIndex >= draft.rank())
     throw InvalidArgument(
         fmt::format("dimension index {} is not below the dimension count {}", dimensionIndex, draft.rank()));
@@ -48,12 +55,14 @@ std::shared_ptr<MultiImageView> MultiImageViewFactory::unstack(std::shared_ptr<I
 std::shared_ptr<MultiImageView> MultiImageViewFactory::unstack(std::shared_ptr<ImageView> image,
                                                                ImageDimension dimension) {
   Draft const draft(image);
+  requireValid(*image);
   auto const axis = draft.axisOf(dimension);
   return unstackAxis(std::move(image), draft, axis);
 }
 
 std::shared_ptr<MultiImageView> MultiImageViewFactory::deinterlace(std::shared_ptr<ImageView> image) {
   Draft const draft(image);
+  requireValid(*image);
   size_t count = 1;
   bool const hasDimension = draft.has(ImageDimension::CHANNEL);
   if (draft.type().isVector() || (draft.type().elementCount() > 1 && !hasDimension))
