@@ -25,6 +25,7 @@ import numpy
 import _zarnik
 import zarnik._classes as _classes
 from zarnik import _axes, _direct
+from zarnik._access import open_random
 from zarnik._enumerations import ImageDimension, MemoryLayout
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
@@ -275,7 +276,7 @@ def open_raw(
 ) -> ImageView:
     """Open a file of nothing but elements as an image, without reading it.
 
-    :param source: The path of a file, a file: or http(s): address, or a `RandomAccess`.
+    :param source: What `open_random` takes: the path of a file, a file: or http(s): address, an accessor, ...
     :param shape: The shape of an array of the image.
     :param dtype: What NumPy takes for a dtype, or a `DataType`.
     :param axes: The axes in the order of the shape; by default X, YX, ZYX or TZYX by their number.
@@ -286,7 +287,9 @@ def open_raw(
     """
     if order not in ("C", "F"):
         raise ValueError(f"order {order!r} is neither 'C' nor 'F'")
-    access = _accessor(source, mode)
+    if mode not in ("r", "r+"):
+        raise ValueError(f"mode {mode!r} is neither 'r' nor 'r+'")
+    access: Any = open_random(source, mode="m" if mode == "r+" else "r")
     if offset:
         access = _zarnik.RandomAccessFactory_extract_region(access, operator.index(offset))
     sizes = [operator.index(size) for size in shape]
@@ -340,21 +343,6 @@ def _chunks(array: Any, rank: int) -> tuple[int, ...] | None:
         if isinstance(chunks, tuple) and len(chunks) == rank and all(isinstance(c, int) and c > 0 for c in chunks):
             return chunks
     return None
-
-
-def _accessor(source: Any, mode: str) -> Any:
-    if mode not in ("r", "r+"):
-        raise ValueError(f"mode {mode!r} is neither 'r' nor 'r+'")
-    if not isinstance(source, (str, os.PathLike)):
-        return source
-    path = os.fspath(source)
-    if mode == "r+":
-        return _zarnik.RandomAccessFactory_map_file(path)
-    if "://" not in path and not path.startswith("file:"):
-        from pathlib import Path
-
-        path = Path(path).absolute().as_uri()
-    return _zarnik.RandomAccessFactory_open_uri_read(_classes.Uri(path))
 
 
 def _multi_image(images: Any) -> Any:

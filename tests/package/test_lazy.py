@@ -10,7 +10,6 @@ import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
-import _zarnik
 import zarnik
 
 
@@ -122,7 +121,6 @@ def test_uniform_and_properties():
         image.with_properties(colour=1)
 
 
-@pytest.mark.skipif(not hasattr(_zarnik, "RandomAccessFactory_map_file"), reason="accessors are not wrapped yet")
 def test_open_raw(tmp_path):
     array = numpy.arange(2 * 3 * 4, dtype="int16").reshape(2, 3, 4)
     path = tmp_path / "raw file.bin"

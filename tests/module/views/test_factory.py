@@ -449,3 +449,63 @@ def test_thread_safe(volume):
     shows(view, array)
     assert capabilities_of(view) == capabilities_of(image)
     assert _zarnik.ImageView_parallel_access(view).support(_zarnik.ParallelAccessCapability_THREAD_SAFE)
+
+
+# ---- images over accessors -------------------------------------------------------------------------------------------
+
+
+def accessor(array):
+    """Random access to the bytes of an array in C order."""
+    access = _zarnik.RandomAccessFactory_allocate(array.nbytes)
+    _zarnik.RandomAccess___write(access, 0, array.tobytes())
+    return access
+
+
+def test_from_random_access():
+    create = flat("from_random_access")
+    array = ramp((2, 3, 4), "uint16")
+    access = accessor(array)
+    c_order, fortran = _zarnik.MemoryLayout_C, _zarnik.MemoryLayout_FORTRAN
+    for arguments, expected in (
+        ((c_order, (2, 3, 4)), array),
+        ((fortran, (4, 3, 2)), array.transpose()),
+        ((_zarnik.MemoryLayout_UNKNOWN, (4, 3, 2)), array.transpose()),
+        (((4, 3, 2),), array.transpose()),
+    ):
+        plain = create(access, *arguments, UINT16)
+        described = create(access, *arguments, UINT16, properties(UINT16), node())
+        for view in (plain, described):
+            shows(view, expected)
+            assert capabilities_of(view) & (READ | WRITE) == READ | WRITE
+        assert (_zarnik.ImageView_get_spatial_unit(described), key_of(described)) == ("mm", "root")
+    refused("24 bytes, which is more than the 48|50 bytes, which is more than the 48", create, access, (5, 5), UINT16)
+    refused("null", create, None, (5, 5), UINT16)
+    refused("", create, access, 9, (2, 2), UINT16)
+    # The memory is shared, and stays where it is for the image.
+    view = create(access, c_order, (2, 3, 4), UINT16)
+    _zarnik.ImageView___write(view, (1, 2, 3), b"\xff\xff")
+    last = bytearray(2)
+    _zarnik.RandomAccess___read(access, array.nbytes - 2, last)
+    assert last == b"\xff\xff"
+    if capabilities_of(view) & MEMORY:
+        _zarnik.RandomAccess_resize(access, 1)
+        array_of(view, numpy.uint16)
+
+
+def test_prototypes_over_accessors():
+    access, layout = "std::shared_ptr< zarnik::RandomAccess >", "zarnik::MemoryLayout"
+    name = f"{PREFIX}fromRandomAccess({access}"
+    fails(
+        TypeError,
+        no_overload(
+            "ImageViewFactory_from_random_access",
+            f"{name},{layout},{VECTOR},{TYPE} const,{PROPERTIES},{CONST_METADATA} const)",
+            f"{name},{layout},{VECTOR},{TYPE} const)",
+            f"{name},{VECTOR},{TYPE} const,{PROPERTIES},{CONST_METADATA})",
+            f"{name},{VECTOR},{TYPE} const)",
+        ),
+        flat("from_random_access"),
+        5,
+        (2,),
+        UINT16,
+    )

@@ -152,6 +152,7 @@ public:
   static std::shared_ptr<ImageView> copyInMemory(std::shared_ptr<ImageView> image, Progress const & progress);
   static std::shared_ptr<ImageView> copyOnDisk(std::shared_ptr<ImageView> image, std::string const & folder,
                                                Progress const & progress);
+#endif
 
   /// Create an image whose samples are the first bytes of an accessor, without gaps.
   ///
@@ -205,7 +206,6 @@ public:
   /// \throws InvalidArgument if the accessor is null or has too few bytes.
   static std::shared_ptr<ImageView> fromRandomAccess(std::shared_ptr<RandomAccess> access,
                                                      VectorXu64 const & imageShape, DataType const dataType);
-#endif
 
   /// Create a view of an image with other properties and metadata.
   ///
