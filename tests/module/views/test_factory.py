@@ -457,7 +457,7 @@ def test_thread_safe(volume):
 def accessor(array):
     """Random access to the bytes of an array in C order."""
     access = _zarnik.RandomAccessFactory_allocate(array.nbytes)
-    _zarnik.RandomAccess___write(access, 0, array.tobytes())
+    _zarnik.RandomAccess_write(access, 0, array.tobytes())
     return access
 
 
