@@ -101,10 +101,6 @@ class _ArrayLike:
             key[axes.index(dimension.letter)] = index
         return tuple(key)
 
-    def astype(self, dtype: Any, *, copy: bool = True) -> Array:
-        """Return an array of the elements, converted to another dtype as NumPy does."""
-        return self.to_numpy().astype(dtype, copy=copy)
-
     def tobytes(self, order: Any = "C") -> bytes:
         """Return the elements as bytes, those of the last axis of an array first."""
         return self.to_numpy().tobytes(order)

@@ -30,7 +30,7 @@ from zarnik._enumerations import ImageDimension, MemoryLayout
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
 from zarnik._types import as_data_type, as_image_type, data_type_id_of, scalar_dtype
-from zarnik._values import as_vector
+from zarnik._vectors import as_vector
 
 if TYPE_CHECKING:
     from zarnik._classes import ImageView, MultiImageView
