@@ -10,6 +10,7 @@
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/TilingInfoExtension.h"
 
+#include <cstring>
 #include <fmt/format.h>
 #include <utility>
 
@@ -144,11 +145,20 @@ VectorXu64 const & AdaptedImageView::shape() const { return adaptation_.shape; }
 DataType AdaptedImageView::dataType() const { return adaptation_.type; }
 
 void AdaptedImageView::requireUnchangedSource() const {
-  auto const & source = *adaptation_.source;
-  if (source.shape() != adaptation_.sourceShape || source.dataType() != adaptation_.sourceType)
-    throw Error(fmt::format("the image that the view was made from was reshaped since, from shape {} of {} to {} of {}",
-                            adaptation_.sourceShape.toString(), adaptation_.sourceType.toString(),
-                            source.shape().toString(), source.dataType().toString()));
+  requireUnchanged(adaptation_.sourceShape, adaptation_.sourceType, geometryOf(*adaptation_.source));
+}
+
+SharedSamples AdaptedImageView::shareSamples() const {
+  auto const * const sharing = dynamic_cast<SampleSharing const *>(adaptation_.source.get());
+  if (!isInMemory_ || sharing == nullptr || !support(READ))
+    return {};
+  auto shared = sharing->shareSamples();
+  if (!shared.owner)
+    return {};
+  requireUnchanged(adaptation_.sourceShape, adaptation_.sourceType, {shared.indexer.shape(), shared.indexer.dtype()});
+  auto const offset = static_cast<int64_t>(adaptation_.axes.offsetInMemory(shared.indexer));
+  return {adaptation_.axes.overMemory(shared.indexer, adaptation_.shape, adaptation_.type),
+          static_cast<std::byte *>(shared.data) + offset, std::move(shared.owner)};
 }
 
 ValueConversion AdaptedImageView::reading() const {
@@ -180,6 +190,11 @@ void AdaptedImageView::read(VectorXu64 const & index, void * destination) {
   if (!support(READ))
     return ImageView::read(index, destination);
   requireIndex(index, shape());
+  if (auto const shared = shareSamples(); shared.owner) {
+    auto const offset = static_cast<int64_t>(shared.indexer.byteOffset(index));
+    std::memmove(destination, static_cast<std::byte const *>(shared.data) + offset, dataType().byteCount());
+    return;
+  }
   if (!movesSamples())
     return readRegion(at(index), destination);
   requireUnchangedSource();
@@ -190,10 +205,7 @@ void AdaptedImageView::write(VectorXu64 const & index, void const * source) {
   if (!support(WRITE))
     return ImageView::write(index, source);
   requireIndex(index, shape());
-  if (!movesSamples())
-    return writeRegion(at(index), source);
-  requireUnchangedSource();
-  adaptation_.source->write(adaptation_.axes.sourceIndex(index), source);
+  writeRegion(at(index), source);
 }
 
 void AdaptedImageView::readRegion(RegionXu64 const & region, void * destination) {
@@ -236,12 +248,11 @@ void AdaptedImageView::readStrided(SampleRegion const & region, ValueConversion 
                                    SampleStrides const & strides) {
   if (!support(READ))
     ImageView::readRegion(RegionXu64(region.origin, region.size), destination);
-  requireUnchangedSource();
   auto values = adaptation_.values.empty() ? conversion : reading();
   if (!adaptation_.values.empty())
     for (auto const & step : conversion.steps())
       values.add(step);
-  auto const transfer = adaptation_.axes.translate(region, strides);
+  auto const transfer = adaptation_.axes.translate(region, strides, adaptation_.sourceType, adaptation_.sourceShape);
   forEachPart(transfer, [&](SampleRegion const & part, uint64_t offset) {
     auto * const first = static_cast<std::byte *>(destination) + static_cast<int64_t>(offset);
     readSamples(*adaptation_.source, part, values, first, transfer.strides);
@@ -252,14 +263,13 @@ void AdaptedImageView::writeStrided(SampleRegion const & region, ValueConversion
                                     void const * source, SampleStrides const & strides) {
   if (!support(WRITE))
     ImageView::writeRegion(RegionXu64(region.origin, region.size), source);
-  requireUnchangedSource();
   auto values = conversion.isEmpty() ? writing() : conversion;
   if (!conversion.isEmpty()) {
     auto const back = writing();
     for (auto const & step : back.steps())
       values.add(step);
   }
-  auto const transfer = adaptation_.axes.translate(region, strides);
+  auto const transfer = adaptation_.axes.translate(region, strides, adaptation_.sourceType, adaptation_.sourceShape);
   forEachPart(transfer, [&](SampleRegion const & part, uint64_t offset) {
     auto const * const first = static_cast<std::byte const *>(source) + static_cast<int64_t>(offset);
     writeSamples(*adaptation_.source, part, values, first, transfer.strides);

@@ -2,6 +2,7 @@
 
 #include "adapters/AxisMapping.h"
 #include "adapters/DescribedImageView.h"
+#include "zarnik/views/SharedSamples.h"
 
 #include <atomic>
 #include <optional>
@@ -34,7 +35,7 @@ struct Adaptation {
 };
 
 /// A lazy view of another one: one mapping of axes and one list of conversions, however many views it was made through.
-class AdaptedImageView : public DescribedImageView, public StridedTransfer {
+class AdaptedImageView : public DescribedImageView, public StridedTransfer, public SampleSharing {
 public:
   AdaptedImageView(Adaptation adaptation, Description description);
   ~AdaptedImageView() override;
@@ -58,6 +59,7 @@ public:
   void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                     SampleStrides const & strides) override;
   bool readsToWriteComponents() const override;
+  SharedSamples shareSamples() const override;
 
 private:
   std::shared_ptr<Extension> tiling() const;

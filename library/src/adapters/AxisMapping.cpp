@@ -62,10 +62,11 @@ void AxisMapping::permute(VectorXu64 const & order) {
   axes_ = std::move(permuted);
 }
 
-SourceTransfer AxisMapping::translate(SampleRegion const & region, SampleStrides const & strides) const {
+SourceTransfer AxisMapping::translate(SampleRegion const & region, SampleStrides const & strides, DataType type,
+                                      VectorXu64 const & shape) const {
   auto const components = sourceComponents();
   SourceTransfer result{{VectorXu64(components), VectorXu64::createUniform(components, 1),
-                         VectorXu64::createUniform(components, 1), fixed_[components], 1},
+                         VectorXu64::createUniform(components, 1), fixed_[components], 1, type, &shape},
                         {VectorXu64(components), strides.componentStride}};
   std::copy_n(fixed_.begin(), components, result.region.origin.begin());
 

@@ -53,7 +53,10 @@ public:
   void permute(VectorXu64 const & order);
 
   /// \param region not empty
-  SourceTransfer translate(SampleRegion const & region, SampleStrides const & strides) const;
+  /// \param type   of the source
+  /// \param shape  of the source; it outlives the result
+  SourceTransfer translate(SampleRegion const & region, SampleStrides const & strides, DataType type,
+                           VectorXu64 const & shape) const;
 
   /// Whether each index leads to itself.
   bool isIdentity() const;

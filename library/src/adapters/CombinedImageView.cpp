@@ -137,12 +137,15 @@ void CombinedImageView::forEachPart(std::vector<Part> const & parts, bool parall
   auto const work = [&] {
     for (auto n = next++; n < parts.size(); n = next++) {
       try {
-        auto const & part = parts[n];
+        auto part = parts[n];
+        part.region.type = frameTypes_[part.frame];
+        part.region.shape = &frameShape_;
         auto & frame = *frames_[part.frame];
-        if (frame.shape() != frameShape_ || frame.dataType() != frameTypes_[part.frame])
+        auto const now = geometryOf(frame);
+        if (now.shape != frameShape_ || now.type != frameTypes_[part.frame])
           throw Error(fmt::format("frame {} was reshaped since, from shape {} of {} to {} of {}", part.frame,
-                                  frameShape_.toString(), frameTypes_[part.frame].toString(), frame.shape().toString(),
-                                  frame.dataType().toString()));
+                                  frameShape_.toString(), frameTypes_[part.frame].toString(), now.shape.toString(),
+                                  now.type.toString()));
         transfer(frame, part);
       } catch (...) {
         std::lock_guard const lock(failing);

@@ -135,16 +135,4 @@ void * MemoryImageView::buffer() { return handOut(); }
 void const * MemoryImageView::buffer() const { return handOut(); }
 size_t MemoryImageView::bufferSize() const { return samples()->indexer.byteCount(); }
 
-void MemoryImageView::readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,
-                                  SampleStrides const & strides) {
-  auto const now = samples();
-  readMemory(now->indexer, now->memory.get(), region, conversion, destination, strides);
-}
-
-void MemoryImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
-                                   SampleStrides const & strides) {
-  auto const now = samples();
-  writeMemory(now->indexer, now->memory.get(), region, conversion, source, strides);
-}
-
 } // namespace zarnik

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "views/RegionTransfer.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/SharedSamples.h"
@@ -12,7 +11,7 @@ namespace zarnik {
 
 /// An image that owns the memory of its samples, dense, the first dimension fastest. Elements and regions may be read
 /// and written while another thread reshapes it: they see the samples before or after.
-class MemoryImageView : public ImageView, public StridedTransfer, public SampleSharing {
+class MemoryImageView : public ImageView, public SampleSharing {
 public:
   MemoryImageView(VectorXu64 const & shape, DataType dataType, std::shared_ptr<ImageProperties const> properties,
                   std::shared_ptr<MetadataNode const> metadata);
@@ -35,10 +34,6 @@ public:
   void * buffer() override;
   void const * buffer() const override;
   size_t bufferSize() const override;
-  void readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,
-                   SampleStrides const & strides) override;
-  void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
-                    SampleStrides const & strides) override;
   SharedSamples shareSamples() const override;
 
 private:

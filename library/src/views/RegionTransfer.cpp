@@ -1,11 +1,13 @@
 #include "views/RegionTransfer.h"
 
 #include "views/BlockWalk.h"
+#include "views/MemoryImageView.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/CopyPlan.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/BorrowedMemoryView.h"
 #include "zarnik/views/ImageView.h"
+#include "zarnik/views/SharedSamples.h"
 #include "zarnik/views/TilingInfoExtension.h"
 
 #include <algorithm>
@@ -299,21 +301,28 @@ void writeThroughBlocks(ImageView & image, SampleRegion const & region, ValueCon
   });
 }
 
-void requireInside(ImageView & image, SampleRegion const & region) {
-  auto const rank = image.shape().size();
+void requireInside(SampleRegion const & region, VectorXu64 const & shape, DataType type) {
+  requireUnchanged(region.shape == nullptr ? shape : *region.shape, region.type, {shape, type});
+  auto const rank = shape.size();
   if (region.origin.size() != rank || region.size.size() != rank || region.step.size() != rank)
     throw InvalidArgument(
         fmt::format("a region of {} dimensions does not fit the {} of the image", region.size.size(), rank));
   for (size_t axis = 0; axis < rank; ++axis) {
-    auto const extent = image.shape()[axis], origin = region.origin[axis], count = region.size[axis];
+    auto const extent = shape[axis], origin = region.origin[axis], count = region.size[axis];
     if (count != 0 && (origin >= extent || (count - 1) > (extent - 1 - origin) / region.step[axis]))
       throw InvalidArgument(fmt::format("region origin {} + {} elements at step {} exceeds image shape {} on axis {}",
-                                        origin, count, region.step[axis], image.shape().toString(), axis));
+                                        origin, count, region.step[axis], shape.toString(), axis));
   }
-  auto const components = ComponentFormat(image.dataType()).count;
+  auto const components = ComponentFormat(type).count;
   if (region.firstComponent > components || region.componentCount > components - region.firstComponent)
     throw InvalidArgument(fmt::format("components {} to {} exceed those of type {}", region.firstComponent,
-                                      region.firstComponent + region.componentCount, image.dataType().toString()));
+                                      region.firstComponent + region.componentCount, type.toString()));
+}
+
+/// A share of the image's samples, without an owner if it has none to share.
+SharedSamples sharedBy(ImageView const & image) {
+  auto const * const sharing = dynamic_cast<SampleSharing const *>(&image);
+  return sharing == nullptr ? SharedSamples() : sharing->shareSamples();
 }
 
 } // namespace
@@ -329,8 +338,12 @@ StridedTransfer::~StridedTransfer() = default;
 bool StridedTransfer::readsToWriteComponents() const { return false; }
 
 SampleRegion SampleRegion::whole(RegionXu64 const & region, DataType type) {
-  return {region.origin(), region.size(), VectorXu64::createUniform(region.dimensionCount(), 1), 0,
-          ComponentFormat(type).count};
+  return {region.origin(),
+          region.size(),
+          VectorXu64::createUniform(region.dimensionCount(), 1),
+          0,
+          ComponentFormat(type).count,
+          type};
 }
 
 bool SampleRegion::isEmpty() const {
@@ -349,7 +362,11 @@ SampleStrides SampleStrides::dense(VectorXu64 const & size, uint64_t componentCo
 
 void readSamples(ImageView & image, SampleRegion const & region, ValueConversion const & conversion, void * destination,
                  SampleStrides const & strides) {
-  requireInside(image, region);
+  if (auto const shared = sharedBy(image); shared.owner && image.support(ImageCapability::READ)) {
+    requireInside(region, shared.indexer.shape(), shared.indexer.dtype());
+    return readMemory(shared.indexer, shared.data, region, conversion, destination, strides);
+  }
+  requireInside(region, image.shape(), image.dataType());
   if (region.isEmpty())
     return;
   if (auto * const strided = dynamic_cast<StridedTransfer *>(&image))
@@ -361,7 +378,13 @@ void readSamples(ImageView & image, SampleRegion const & region, ValueConversion
 
 void writeSamples(ImageView & image, SampleRegion const & region, ValueConversion const & conversion,
                   void const * source, SampleStrides const & strides) {
-  requireInside(image, region);
+  // Others may refuse to write what they share.
+  if (dynamic_cast<MemoryImageView *>(&image) != nullptr) {
+    auto const shared = sharedBy(image);
+    requireInside(region, shared.indexer.shape(), shared.indexer.dtype());
+    return writeMemory(shared.indexer, shared.data, region, conversion, source, strides);
+  }
+  requireInside(region, image.shape(), image.dataType());
   if (region.isEmpty())
     return;
   if (auto * const strided = dynamic_cast<StridedTransfer *>(&image))
@@ -371,6 +394,18 @@ void writeSamples(ImageView & image, SampleRegion const & region, ValueConversio
   if (image.support(ImageCapability::MEMORY_ACCESS) && image.support(ImageCapability::WRITE))
     return writeMemory(image.indexer(), image.buffer(), region, conversion, source, strides);
   writeThroughBlocks(image, region, conversion, source, strides);
+}
+
+ImageGeometry geometryOf(ImageView const & image) {
+  if (auto const shared = sharedBy(image); shared.owner)
+    return {shared.indexer.shape(), shared.indexer.dtype()};
+  return {image.shape(), image.dataType()};
+}
+
+void requireUnchanged(VectorXu64 const & shape, DataType type, ImageGeometry const & now) {
+  if (now.shape != shape || now.type != type)
+    throw Error(fmt::format("the image that the view was made from was reshaped since, from shape {} of {} to {} of {}",
+                            shape.toString(), type.toString(), now.shape.toString(), now.type.toString()));
 }
 
 bool readsToWriteComponents(ImageView const & image) {

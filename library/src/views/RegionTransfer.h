@@ -23,6 +23,9 @@ struct SampleRegion {
   VectorXu64 step; ///< at least 1
   uint64_t firstComponent;
   uint64_t componentCount;
+  /// The type and the shape that the caller found the image to have. Another thread may have reshaped it since.
+  DataType type = {};
+  VectorXu64 const * shape = nullptr;
 };
 
 /// Where the caller's memory has the samples of a region: bytes from one to the next along each dimension of the image,
@@ -57,8 +60,10 @@ public:
 
 /// Reads samples of any image by the best way it offers: StridedTransfer, its memory, or readRegion in blocks of about
 /// 1 MiB (or one tile). The memory is written once.
+/// Memory that can be shared is held meanwhile: whatever happens to the image, freed memory is never read.
 /// \throws InvalidArgument if the region leaves the image
 /// \throws NotImplemented if the image cannot be read
+/// \throws Error if the image was reshaped since the region was made
 void readSamples(ImageView & image, SampleRegion const & region, ValueConversion const & conversion, void * destination,
                  SampleStrides const & strides);
 
@@ -77,6 +82,16 @@ void readMemory(Indexer const & indexer, void const * memory, SampleRegion const
 /// For views over memory: writes samples of an image whose element with index 0 is at `memory`.
 void writeMemory(Indexer const & indexer, void * memory, SampleRegion const & region,
                  ValueConversion const & conversion, void const * source, SampleStrides const & strides);
+
+/// Shape and type of an image, also while another thread reshapes it.
+struct ImageGeometry {
+  VectorXu64 shape;
+  DataType type;
+};
+ImageGeometry geometryOf(ImageView const & image);
+
+/// \throws Error unless the geometry is that of an image when it was taken
+void requireUnchanged(VectorXu64 const & shape, DataType type, ImageGeometry const & now);
 
 /// \throws InvalidArgument unless the region lies within the shape
 void requireInside(RegionXu64 const & region, VectorXu64 const & shape);

@@ -4,6 +4,7 @@
 #include "zarnik/views/MultiImageView.h"
 #include "zarnik/views/MultiImageViewFactory.h"
 
+#include <atomic>
 #include <cmath>
 #include <gmock/gmock.h>
 #include <limits>
@@ -220,6 +221,32 @@ TEST(Adapters, RefuseToReadAnImageThatWasReshaped) {
   auto const reshaped = ThrowsMessage<Error>(HasSubstr("was reshaped since, from shape (100, 100)"));
   EXPECT_THAT([&] { view->readRegion(RegionXu64::createFullRegion({100, 100}), scratch.data()); }, reshaped);
   EXPECT_THAT([&] { view->buffer(); }, reshaped);
+}
+
+TEST(Adapters, ReadersMeetAnErrorOrOldSamplesWhileAnotherThreadReshapes) {
+  auto const image = Factory::allocate({64, 64}, DataTypeId::UINT8);
+  Image const views[] = {Factory::flip(image, ROW), Factory::adaptDataType(image, DataTypeId::UINT16),
+                         Factory::fromImageView(image, nullptr, nullptr), Factory::stack(setOf({image}), SLICE)};
+  std::atomic<bool> isOver = false;
+  std::thread reshaping([&] {
+    for (int n = 0; n < 300; ++n)
+      image->reshape(n % 2 ? VectorXu64{64, 64} : VectorXu64{3, 2}, n % 2 ? DataTypeId::UINT8 : DataTypeId::DOUBLE);
+    isOver = true;
+  });
+  std::vector<uint8_t> scratch(64 * 64 * 2 + 1, 7);
+  while (!isOver)
+    for (auto const & view : views)
+      try {
+        VectorXu64 size{64, 64, 1};
+        view->readRegion(
+            {VectorXu64(view == views[3] ? 3 : 2), {size.begin(), size.end() - (view == views[3] ? 0 : 1)}},
+            scratch.data());
+        EXPECT_EQ(scratch[100], 0);
+        scratch[100] = 7;
+      } catch (Error const &) {
+      }
+  reshaping.join();
+  EXPECT_EQ(scratch.back(), 7);
 }
 
 TEST(Adapters, SealedMemoryIsNotWrittenThroughAnyView) {
