@@ -135,6 +135,18 @@ QUOTES = [
     ("StreamAccessFactory_open_http_write", "HTTP server must support chunked transfer encoding."),
     ("StreamAccessFactory_open_uri_write", "using the POST method and no headers"),
     ("RandomAccessFactory_copy_in_memory", "no copy are done"),
+    ("DataFrameView_get_capabilities", "Return the view's capabilities"),
+    (
+        "DataFrameView_get_shape",
+        "First element being the number of columns, and the second, the number of rows.",
+    ),
+    ("DataFrameView__reshape", "Warning: No check is done on inputs. Pass arguments very carefully."),
+    ("DataFrameView__reshape", "column count and row count cannot be 0."),
+    ("Writer_write_all", "Output all the data."),
+    ("Writer_write_init", "Initialize file and output only the header"),
+    ("Writer_write_data", "Should be called between writeInit() and writeFinish()."),
+    ("Writer_write_finish", "Write footer (if any) and finalize file. Should be called after writeData()."),
+    ("Writer_set_option", "if parameter is not known or given data is not valid"),
 ]
 
 
