@@ -58,6 +58,7 @@ from zarnik import (  # noqa: F401
     _regions,
     _small_arrays,
     _spatial,
+    _store,
     _types,
     _vectors,
     _views,
@@ -83,6 +84,8 @@ from zarnik._multi import coarser_levels as coarser_levels
 from zarnik._multi import lod_image as lod_image
 from zarnik._multi import multi_image as multi_image
 from zarnik._names import shown_names as _shown_names
+from zarnik._store import open as open
+from zarnik._store import save as save
 from zarnik._threads import set_thread_count as set_thread_count
 from zarnik._threads import thread_count as thread_count
 from zarnik._variants import variant as variant
@@ -91,8 +94,9 @@ _publish(vars(_classes).values())
 
 __version__: str = _classes.cvar.ZARNIK_VERSION_STRING
 
-__all__ = _shown_names(globals())
+# An asterisk import must not hide Python's own.
+__all__ = [name for name in _shown_names(globals()) if name != "open"]
 
 
 def __dir__() -> list[str]:
-    return [*__all__, "__version__"]
+    return [*__all__, "open", "__version__"]

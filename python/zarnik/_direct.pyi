@@ -148,3 +148,14 @@ def callback_image(
     /,
 ) -> Any:
     """Return an image whose regions a function reads, given origin, size and a buffer to fill."""
+
+# ---- stored images ---------------------------------------------------------------------------------------------------
+
+def open_image(access: Any, /) -> Any:
+    """Return the stored image that a RandomAccess begins with, its samples not read."""
+
+def store_image(image: Any, stream: Any, block_bytes: int, checksums: bool, /) -> None:
+    """Write an image to a StreamAccess: bytes of a block, 0 for the usual ones, and whether blocks have hashes."""
+
+def image_over_buffer(buffer: Any, sizes: tuple[int, ...], data_type: int, properties: Any, metadata: Any, /) -> Any:
+    """Return an image over a buffer, first dimension fastest: its sizes, id of the data type, properties, metadata."""

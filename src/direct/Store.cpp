@@ -1,0 +1,138 @@
+// What the package does with stored images: they are opened where they lie and written without the interpreter's lock;
+// samples that somebody else has become an image.
+
+#include "direct/CallWithoutLock.h"
+#include "direct/Functions.h"
+#include "direct/TypeTable.h"
+#include "module/Buffers.h"
+#include "zarnik/access/RandomAccess.h"
+#include "zarnik/access/StreamAccess.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/metadata/ImageProperties.h"
+#include "zarnik/metadata/MetadataNode.h"
+#include "zarnik/metadata/VariantDataValueFactory.h"
+#include "zarnik/serialization/ImageWriter.h"
+#include "zarnik/serialization/StoredImage.h"
+#include "zarnik/values/Checked.h"
+#include "zarnik/views/BorrowedMemoryView.h"
+#include "zarnik/views/Writer.h"
+
+#include <fmt/format.h>
+#include <memory>
+
+namespace zarnik::python {
+
+namespace {
+
+struct Types {
+  swig_type_info * image = findType("std::shared_ptr< zarnik::ImageView > *");
+  swig_type_info * stream = findType("std::shared_ptr< zarnik::StreamAccess > *");
+  swig_type_info * random = findType("std::shared_ptr< zarnik::RandomAccess > *");
+  swig_type_info * properties = findType("std::shared_ptr< zarnik::ImageProperties > *");
+  swig_type_info * node = findType("std::shared_ptr< zarnik::MetadataNode > *");
+};
+Types const & types() {
+  static Types const found;
+  return found;
+}
+
+template <typename T> std::shared_ptr<T> required(PyObject * object, swig_type_info * type, char const * what) {
+  if (auto shared = sharedPointer<T>(object, type))
+    return shared;
+  PyErr_Format(PyExc_TypeError, "%s is needed, got %R", what, object);
+  throw PendingError();
+}
+
+PyObject * openImage(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto access = required<RandomAccess>(object, types().random, "a RandomAccess");
+    // Of a server the header comes over the network.
+    auto image = callWithoutLock([access = std::move(access)] { return openImageView(access); }, CallLength::LONG);
+    return wrapShared(std::move(image), types().image);
+  });
+}
+
+PyObject * storeImage(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * imageObject = nullptr;
+    PyObject * streamObject = nullptr;
+    unsigned long long blockBytes = 0;
+    int checksums = 1;
+    if (!PyArg_ParseTuple(arguments, "OOKp", &imageObject, &streamObject, &blockBytes, &checksums))
+      return nullptr;
+    auto const writer =
+        makeImageWriter(viewOf(imageObject), required<StreamAccess>(streamObject, types().stream, "a StreamAccess"));
+    uint64_t const bytes = blockBytes;
+    auto const areHashed = static_cast<uint8_t>(checksums != 0);
+    if (bytes != 0)
+      writer->setOption("block_bytes", VariantDataValueFactory::create(&bytes, 1));
+    writer->setOption("checksums", VariantDataValueFactory::create(&areHashed, 1));
+    callWithoutLock(
+        [writer](Cancellation const & cancellation) {
+          writer->setProgress([&](uint64_t, uint64_t) { return !cancellation.requested(); });
+          writer->writeAll();
+        },
+        CallLength::LONG);
+    return Reference::share(Py_None).release();
+  });
+}
+
+PyObject * imageOverBuffer(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    PyObject * sizes = nullptr;
+    unsigned long long type = 0;
+    PyObject * propertiesObject = nullptr;
+    PyObject * metadataObject = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OO!KOO", &object, &PyTuple_Type, &sizes, &type, &propertiesObject,
+                          &metadataObject))
+      return nullptr;
+    VectorXu64 shape(static_cast<size_t>(PyTuple_Size(sizes)));
+    for (size_t axis = 0; axis != shape.size(); ++axis)
+      shape[axis] = PyLong_AsUnsignedLongLong(PyTuple_GetItem(sizes, static_cast<Py_ssize_t>(axis)));
+    if (PyErr_Occurred())
+      return nullptr;
+    auto const properties = required<ImageProperties>(propertiesObject, types().properties, "an ImageProperties");
+    std::shared_ptr<MetadataNode> metadata;
+    if (metadataObject != Py_None)
+      metadata = required<MetadataNode>(metadataObject, types().node, "a MetadataNode");
+
+    BorrowedMemoryView::Memory memory;
+    Reference pin;
+    size_t size = 0;
+    if (Buffer<void> writable; readWritableBuffer(object, writable)) {
+      memory.first = writable.data;
+      size = writable.size;
+      pin = std::move(writable.pin);
+    } else if (Buffer<void const> readable; readReadableBuffer(object, readable)) {
+      memory.first = const_cast<void *>(readable.data);
+      memory.protection = BorrowedMemoryView::Protection::READ_ONLY;
+      size = readable.size;
+      pin = std::move(readable.pin);
+    } else {
+      PyErr_Format(PyExc_TypeError, "a contiguous bytes-like object is needed, got %R", object);
+      return nullptr;
+    }
+    memory.indexer = Indexer(shape, DataType(type));
+    if (memory.indexer.byteCount() != size)
+      throw InvalidArgument(fmt::format("{} bytes are no image of shape {} and type {}, which has {}", size,
+                                        shape.toString(), DataType(type).toString(), memory.indexer.byteCount()));
+    memory.owner = std::make_shared<KeptObject>(std::move(pin));
+    memory.name = "image over a buffer";
+    std::shared_ptr<ImageView> image = std::make_shared<BorrowedMemoryView>(std::move(memory), properties, metadata);
+    return wrapShared(std::move(image), types().image);
+  });
+}
+
+PyMethodDef methods[] = {
+    {"open_image", openImage, METH_O, "Return the stored image that a RandomAccess begins with, its samples not read."},
+    {"store_image", storeImage, METH_VARARGS,
+     "Write an image to a StreamAccess: bytes of a block, 0 for the usual ones, and whether blocks have hashes."},
+    {"image_over_buffer", imageOverBuffer, METH_VARARGS,
+     "Return an image over a buffer, first dimension fastest: its sizes, id of the data type, properties, metadata."},
+    {}};
+DirectFunctions const registered(methods);
+
+} // namespace
+
+} // namespace zarnik::python

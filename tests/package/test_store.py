@@ -1,0 +1,187 @@
+"""What is saved comes back whole, wherever it lies."""
+
+import copy
+import multiprocessing
+import os
+import pickle
+import signal
+import subprocess
+import sys
+
+import numpy
+import pytest
+
+import zarnik
+from zarnik import _classes
+
+
+def described(shape=(3, 4, 5), dtype="uint16", axes="ZYX"):
+    array = numpy.arange(numpy.prod(shape)).reshape(shape).astype(dtype)
+    image = zarnik.from_numpy(array, axes=axes)
+    image.set_spatial_spacing((0.5, 0.25, 2.0))
+    image.set_spatial_origin((1, 2, 3))
+    image.set_spatial_unit("mm")
+    image.metadata = {"scanner": {"name": "Z1", "echoes": [4.2, 8.4]}}
+    return image
+
+
+def same(image, expected):
+    assert type(image) is zarnik.ImageView
+    assert image.get_shape() == expected.get_shape()
+    assert image.get_data_type() == expected.get_data_type()
+    assert image.axes == expected.axes
+    assert image.properties == expected.properties
+    assert (image.metadata is None) == (expected.metadata is None)
+    assert image.metadata is None or image.metadata.to_dict() == expected.metadata.to_dict()
+    numpy.testing.assert_array_equal(image.to_numpy(), expected.to_numpy())
+
+
+IMAGES = {
+    "described": described,
+    "channels": lambda: described((2, 3, 4, 5, 3), "float32", "TZYXC"),
+    "strided": lambda: zarnik.from_numpy(numpy.arange(60.0).reshape(5, 12)[::2, ::-3], axes="YX"),
+    "vectors": lambda: zarnik.ImageViewFactory.allocate((5, 4, 2), zarnik.DataType(zarnik.DataTypeId.VEC3_INT16)),
+    "read-only": lambda: zarnik.ImageViewProvider.to_read_only(described()),
+    "empty": lambda: zarnik.ImageViewFactory.allocate((0, 3), zarnik.DataType("uint8")),
+}
+
+
+@pytest.mark.parametrize("kind", IMAGES)
+def test_files_pickles_and_copies_keep_everything(kind, tmp_path):
+    image = IMAGES[kind]()
+    path = tmp_path / "image.zrn"
+    zarnik.save(path, image)
+    same(zarnik.open(path), image)
+    same(zarnik.open(path.read_bytes()), image)
+    for protocol in (2, 4, 5):
+        same(pickle.loads(pickle.dumps(image, protocol)), image)
+    for again in (copy.copy(image), copy.deepcopy(image)):
+        same(again, image)
+        if again.to_numpy().size:
+            assert not numpy.shares_memory(again.to_numpy(), image.to_numpy())
+
+
+def test_an_opened_image_is_its_file(tmp_path):
+    path = tmp_path / "image.zrn"
+    zarnik.save(path, described())
+    image = zarnik.open(path, mode="r+")
+    array = image.to_numpy(copy=False)
+    os.unlink(path)
+    array[2, 3, 4] = 7
+    assert image[2, 3, 4] == 7
+    zarnik.save(path, described())
+    kept = zarnik.open(path)
+    assert numpy.shares_memory(kept.to_numpy(copy=False), kept.to_numpy(copy=False))
+    with pytest.raises(zarnik.Error, match="WRITE"):
+        kept[...] = 0
+    writable = zarnik.open(path, mode="r+")
+    writable[0, 0, 0] = 99
+    assert kept[0, 0, 0] == 99
+    # The hash of what was there before is in the file still.
+    with pytest.raises(zarnik.Error, match="damaged"):
+        zarnik.Serialization.decode_image_view(_classes.StreamAccessFactory.open_file_read(str(path)))
+
+
+def test_out_of_band_pickles_share_memory():
+    image = described()
+    buffers = []
+    data = pickle.dumps(image, 5, buffer_callback=buffers.append)
+    assert len(data) < 2000 and len(buffers) == 1
+    assert numpy.shares_memory(numpy.frombuffer(buffers[0].raw(), numpy.uint8), image.to_numpy())
+    again = pickle.loads(data, buffers=buffers)
+    again[1, 1, 1] = 12345
+    assert image[1, 1, 1] == 12345
+    assert not pickle.loads(data, buffers=[bytes(buffers[0].raw())]).to_numpy().flags.owndata
+
+
+def test_saving_leaves_the_old_file_or_the_new_one(tmp_path):
+    path = tmp_path / "image.zrn"
+    zarnik.save(path, described())
+    before = path.read_bytes()
+    assert path.stat().st_mode & 0o777 == 0o666 & ~_umask()
+
+    program = f"""
+import resource, signal, numpy, zarnik
+signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 20, 1 << 20))
+try:
+    zarnik.save({str(path)!r}, zarnik.from_numpy(numpy.zeros((2048, 1024), "uint8")))
+except zarnik.Error as error:
+    print("refused", "File too large" in str(error))
+"""
+    run = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, check=True)
+    assert run.stdout == "refused True\n"
+    assert path.read_bytes() == before
+    with pytest.raises(zarnik.Error, match="No such file"):
+        zarnik.save(tmp_path / "missing" / "image.zrn", described())
+    with pytest.raises(TypeError, match="an ImageView or a DataFrameView"):
+        zarnik.save(path, numpy.zeros(3))
+    assert os.listdir(tmp_path) == ["image.zrn"]
+
+
+def _umask():
+    mask = os.umask(0)
+    os.umask(mask)
+    return mask
+
+
+def test_what_is_no_stored_image_is_refused(tmp_path):
+    path = tmp_path / "file"
+    for content in (b"", b"text", bytes(1000)):
+        path.write_bytes(content)
+        with pytest.raises(zarnik.Error, match=r"cannot decode an ImageView"):
+            zarnik.open(path)
+    with pytest.raises(zarnik.Error, match="No such file"):
+        zarnik.open(tmp_path / "missing")
+    whole = described()
+    zarnik.save(path, whole)
+    path.write_bytes(path.read_bytes()[:-100])
+    with pytest.raises(zarnik.Error):
+        zarnik.open(path)
+    with pytest.raises(ValueError, match='"r" or "r\\+"'):
+        zarnik.open(path, mode="w")
+
+
+def test_tables(tmp_path):
+    frame = zarnik.DataFrameView.from_dict({"area": [1.5, 2.5], "name": ["a", "éé"]}, units={"area": "mm²"})
+    path = tmp_path / "table.zrn"
+    zarnik.save(path, frame)
+    for again in (zarnik.open(path), pickle.loads(pickle.dumps(frame)), copy.copy(frame)):
+        assert type(again) is zarnik.DataFrameView
+        numpy.testing.assert_array_equal(again["area"], [1.5, 2.5])
+        assert again["name"] == ["a", "éé"]
+        assert dict(again.units) == dict(frame.units)
+
+
+def _sum_of(image):
+    return image.axes, int(image.to_numpy().sum())
+
+
+@pytest.mark.parametrize("start", ["fork", "spawn"])
+def test_processes_pass_images(start):
+    if start == "fork" and "ZARNIK_SANITIZED" in os.environ:
+        pytest.skip("a forked process of an instrumented one may wait for ever")
+    with multiprocessing.get_context(start).Pool(1) as pool:
+        assert pool.apply(_sum_of, (described(),)) == ("ZYX", sum(range(60)))
+
+
+def test_an_interrupted_save_leaves_nothing(tmp_path):
+    program = f"""
+import numpy, zarnik
+image = zarnik.from_numpy(numpy.zeros((1 << 14, 1 << 15), "uint8")[::2, ::2])
+print("ready", flush=True)
+try:
+    while True:
+        zarnik.save({str(tmp_path / "image.zrn")!r}, image)
+except KeyboardInterrupt:
+    print("interrupted")
+"""
+    run = subprocess.Popen([sys.executable, "-c", program], stdout=subprocess.PIPE, text=True)
+    assert run.stdout.readline() == "ready\n"
+    try:
+        run.wait(0.3)
+    except subprocess.TimeoutExpired:
+        run.send_signal(signal.SIGINT)
+    output, _ = run.communicate(timeout=30)
+    assert output == "interrupted\n"
+    assert [name for name in os.listdir(tmp_path) if name != "image.zrn"] == []
