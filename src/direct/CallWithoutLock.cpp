@@ -124,12 +124,13 @@ void endInterrupted(Outcome & outcome, std::atomic<bool> & requested, bool liste
 } // namespace
 
 void runInterruptibly(std::function<void(Cancellation const &)> work, bool listens) {
-  Cancellation const cancellation;
+  Cancellation cancellation;
   if (!isMainThread()) {
     WithoutLock const released;
     work(cancellation);
     return;
   }
+  cancellation.requested_ = std::make_shared<std::atomic<bool>>(false);
   auto const outcome = std::make_shared<Outcome>();
   auto const owned = std::make_shared<Work>(std::move(work));
   try {

@@ -15,11 +15,11 @@ namespace zarnik::python {
 /// Told to a function that can end early, when the user has interrupted the call.
 class Cancellation {
 public:
-  bool requested() const { return requested_->load(std::memory_order_relaxed); }
+  bool requested() const { return requested_ && requested_->load(std::memory_order_relaxed); }
 
 private:
   friend void runInterruptibly(std::function<void(Cancellation const &)> work, bool listens);
-  std::shared_ptr<std::atomic<bool>> requested_ = std::make_shared<std::atomic<bool>>(false);
+  std::shared_ptr<std::atomic<bool>> requested_; // none where nobody can ask
 };
 
 /// How long a call without the lock may take.

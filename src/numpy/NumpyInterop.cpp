@@ -130,13 +130,14 @@ ArrayGeometry arrayGeometry(ImageView const & view, Indexer const & indexer, Axi
 }
 
 PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const & order, PyObject * image) {
-  auto samples = shareSamples(view);
-  if (samples.owner.get() == view.get())
-    samples.owner.reset(); // which is held anyway
-  auto geometry = arrayGeometry(*view, samples.indexer, order);
+  // Where the view can give up its memory the array has a share of it.
+  auto shared = view->support(ImageCapability::RESHAPE) ? shareSamples(view) : SharedSamples();
+  auto const isShared = shared.owner && shared.owner.get() != view.get();
+  auto geometry = arrayGeometry(*view, isShared ? shared.indexer : view->indexer(), order);
   auto const typeNumber = python::numpyTypeOf(DataType::extractScalarType(view->dataType()));
+  auto * const data = isShared ? shared.data : view->buffer();
 
-  auto holder = std::make_unique<ViewHolder>(ViewHolder{view, std::move(samples.owner)});
+  auto holder = std::make_unique<ViewHolder>(ViewHolder{view, isShared ? std::move(shared.owner) : nullptr});
   auto capsule = Reference::steal(PyCapsule_New(holder.get(), holderName, deleteHolder));
   if (!capsule)
     throw Error("Error when linking Numpy array to Zarnik View");
@@ -144,7 +145,7 @@ PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const 
 
   auto array =
       Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(geometry.extents.size()), geometry.extents.data(),
-                                   typeNumber, geometry.byteStrides.data(), samples.data, 0, NPY_ARRAY_FARRAY, image));
+                                   typeNumber, geometry.byteStrides.data(), data, 0, NPY_ARRAY_FARRAY, image));
   if (!array) {
     std::cout << "error when creating array" << std::endl;
     return nullptr;
@@ -154,7 +155,7 @@ PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const 
     throw Error("Error when linking Numpy array to Zarnik View");
   }
   // Memory that its owner calls read-only is shown, but not offered for writing.
-  auto const * const borrowed = dynamic_cast<BorrowedMemoryView const *>(view.get());
+  auto const * const borrowed = isShared ? nullptr : dynamic_cast<BorrowedMemoryView const *>(view.get());
   if (borrowed && borrowed->protection() != BorrowedMemoryView::Protection::NONE)
     PyArray_CLEARFLAGS(reinterpret_cast<PyArrayObject *>(array.get()), NPY_ARRAY_WRITEABLE);
   return array.release();

@@ -37,7 +37,7 @@ MemoryImageView::Samples::Samples(VectorXu64 const & shape, DataType dataType) :
 MemoryImageView::MemoryImageView(VectorXu64 const & shape, DataType dataType,
                                  std::shared_ptr<ImageProperties const> properties,
                                  std::shared_ptr<MetadataNode const> metadata)
-    : samples_(std::make_shared<Samples>(shape, dataType)),
+    : samples_(std::make_shared<Samples>(shape, dataType)), dataType_(dataType),
       properties_(properties ? fittingProperties(properties, shape, dataType) : defaultProperties(shape, dataType)),
       metadata_(metadata ? metadata->clone() : nullptr),
       origin_(ViewOriginExtension::create(ViewDataOrigin::CPU_MEMORY, "image in memory")) {}
@@ -50,8 +50,10 @@ std::shared_ptr<Extension> MemoryImageView::extension(size_t id) const {
   case ViewOriginExtension::EXTENSION_ID:
     return origin_;
   // Properties and metadata are not protected, so the image as a whole is not THREAD_SAFE.
-  case ParallelAccessExtension::EXTENSION_ID:
-    return ParallelAccessExtension::create(PARALLEL_READ | PARALLEL_WRITE);
+  case ParallelAccessExtension::EXTENSION_ID: {
+    static auto const parallel = ParallelAccessExtension::create(PARALLEL_READ | PARALLEL_WRITE);
+    return parallel;
+  }
   default:
     return nullptr;
   }
@@ -68,7 +70,7 @@ std::shared_ptr<MemoryImageView::Samples> MemoryImageView::samples() const {
 }
 
 VectorXu64 const & MemoryImageView::shape() const { return samples_->indexer.shape(); }
-DataType MemoryImageView::dataType() const { return samples()->indexer.dtype(); }
+DataType MemoryImageView::dataType() const { return dataType_; }
 std::shared_ptr<ImageProperties const> MemoryImageView::properties() const { return properties_; }
 std::shared_ptr<MetadataNode const> MemoryImageView::metadata() const { return metadata_; }
 
@@ -120,6 +122,7 @@ void MemoryImageView::reshape(VectorXu64 const & shape, DataType dataType) {
   if (samples_->isHandedOut)
     retired_.push_back(samples_);
   before = std::exchange(samples_, std::move(changed));
+  dataType_ = dataType;
   properties_ = std::move(properties);
 }
 

@@ -4,6 +4,7 @@
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/SharedSamples.h"
 
+#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -55,6 +56,7 @@ private:
 
   mutable std::mutex mutex_; // of the pointer, and of what is said about the memory
   std::shared_ptr<Samples> samples_;
+  std::atomic<DataType> dataType_; // of the samples, which is asked for with every element
   std::shared_ptr<ImageProperties const> properties_;
   std::shared_ptr<MetadataNode const> metadata_;
   std::shared_ptr<Extension> origin_;
