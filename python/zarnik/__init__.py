@@ -74,6 +74,8 @@ from zarnik._creation import zeros as zeros
 from zarnik._creation import zeros_like as zeros_like
 from zarnik._enumerations import *  # noqa: F403
 from zarnik._extension import publish as _publish
+from zarnik._http import http_options as http_options
+from zarnik._http import set_http_options as set_http_options
 from zarnik._interop import from_dlpack as from_dlpack
 from zarnik._interop import from_numpy as from_numpy
 from zarnik._lazy import from_array as from_array

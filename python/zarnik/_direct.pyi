@@ -159,3 +159,9 @@ def store_image(image: Any, stream: Any, block_bytes: int, checksums: bool, /) -
 
 def image_over_buffer(buffer: Any, sizes: tuple[int, ...], data_type: int, properties: Any, metadata: Any, /) -> Any:
     """Return an image over a buffer, first dimension fastest: its sizes, id of the data type, properties, metadata."""
+
+def http_options() -> dict[str, float]:
+    """Return the limits of accessors over HTTP, by name."""
+
+def set_http_options(limits: dict[str, float], /) -> None:
+    """Change limits of accessors over HTTP that will be opened."""

@@ -34,7 +34,7 @@ async def forward(reader: asyncio.StreamReader, writer: asyncio.StreamWriter, de
 
 @contextlib.contextmanager
 def delayed(port: int, round_trip: float) -> Iterator[int]:
-    """Makes the server at a port of the loopback address answer later by a round trip; gives the port to use instead."""
+    """Makes the server at a port of the loopback address answer a round trip later; gives the port to use instead."""
     loop = asyncio.new_event_loop()
     ready = threading.Event()
     ports: list[int] = []

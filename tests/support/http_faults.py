@@ -1,7 +1,8 @@
 """A web server that misbehaves on purpose, each kind of fault under a path of its own.
 
 `python http_faults.py` serves on a free loopback port, which it prints, until its standard input ends; so it ends with
-whoever started it. What it serves are `SIZE` bytes of `content`. `GET /log` tells the requests so far as JSON, `GET /uploads/<path>` what came to a path.
+whoever started it. What it serves are `SIZE` bytes of `content`. `GET /log` tells the requests so far as JSON,
+`GET /uploads/<path>` what came to a path.
 """
 
 from __future__ import annotations
@@ -11,13 +12,12 @@ import gzip
 import json
 import re
 import socket
-import socketserver
 import struct
 import sys
 import threading
 import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
-from typing import Any, Callable
+from typing import Any
 
 SIZE = 300_000
 
@@ -149,14 +149,16 @@ class Handler(BaseHTTPRequestHandler):
 
     def fault_other_bytes(self, number: int) -> None:
         if number == 1:
-            return self.serve()
+            self.serve()
+            return
         first, last = self.wanted()
         data = BODY[first - 100 : last - 99]
         self.send(206, self.part(Content_Range=f"bytes {first - 100}-{last - 100}/{SIZE}")[0], data)
 
     def fault_fewer_bytes(self, number: int) -> None:
         if number == 1:
-            return self.serve()
+            self.serve()
+            return
         first, last = self.wanted()
         data = BODY[first:last]
         length = str(len(data))

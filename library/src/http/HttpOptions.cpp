@@ -15,7 +15,7 @@ namespace {
 template <typename T> void checkRange(char const * name, T value, T least, T most) {
   // Written so that what is not a number fails.
   if (!(value >= least && value <= most))
-    throw InvalidArgument(fmt::format("HTTP option {} is {}, allowed is {} to {}", name, value, least, most));
+    throw InvalidArgument(fmt::format("{} of HTTP is {}, allowed is {} to {}", name, value, least, most));
 }
 
 } // namespace

@@ -19,7 +19,7 @@ struct HttpOptions {
   /// The most that one request asks for; longer parts are asked for by several requests at a time.
   size_t requestBytes = size_t{8} << 20;
   /// The most that is read ahead of a reader that goes through the resource in order. 0 reads nothing ahead.
-  size_t readAheadBytes = size_t{4} << 20;
+  size_t readAheadBytes = size_t{16} << 20;
   /// Requests of one accessor that are under way at a time over HTTP/1; 1 to 256.
   unsigned parallelRequests = 8;
   /// Requests of one accessor that are under way at a time where the server offers HTTP/2, which carries them all over
