@@ -22,10 +22,10 @@ from typing import TYPE_CHECKING, Any
 
 import numpy
 
-import _zarnik
 import zarnik._classes as _classes
 from zarnik import _axes, _direct
 from zarnik._access import open_random
+from zarnik._calls import flat
 from zarnik._enumerations import ImageDimension, MemoryLayout
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
@@ -83,18 +83,18 @@ class _LazyImage:
                 dropped.append(position)
         if origin != [0] * layout.rank or size != list(sizes):
             region = _classes.RegionXu64(_wide(origin), _wide(size))
-            view = _zarnik.ImageViewFactory_extract_region(view, region)
+            view = flat.ImageViewFactory_extract_region(view, region)
         for position in range(layout.rank):
             if steps[position] < 0:
-                view = _zarnik.ImageViewFactory_flip_dimension_index(view, position)
+                view = flat.ImageViewFactory_flip_dimension_index(view, position)
         if any(abs(step) != 1 for step in steps):
             view = _direct.every_nth(view, [abs(step) for step in steps])
         for position in sorted(dropped, reverse=True):
             if len(view.get_shape()) == 1:
                 raise IndexError("an index for every axis leaves no image: image[...] reads an element")
-            frames = _zarnik.MultiImageViewFactory_unstack_dimension_index(view, position)
-            view = _zarnik.MultiImageView_frame(frames, 0)
-        return view if component is None else _zarnik.ImageViewFactory_extract_channel(view, component)
+            frames = flat.MultiImageViewFactory_unstack_dimension_index(view, position)
+            view = flat.MultiImageView_frame(frames, 0)
+        return view if component is None else flat.ImageViewFactory_extract_channel(view, component)
 
     def flip(self, *axes: str | int) -> ImageView:
         """Return the image turned around along axes, letters such as "Z" or positions in `shape`.
@@ -103,7 +103,7 @@ class _LazyImage:
         """
         view: Any = self
         for axis in axes:
-            view = _zarnik.ImageViewFactory_flip_dimension_index(view, _position(view, axis))
+            view = flat.ImageViewFactory_flip_dimension_index(view, _position(view, axis))
         return view
 
     def transpose(self, order: _axes.Axes | None = None) -> ImageView:
@@ -125,7 +125,7 @@ class _LazyImage:
             raise ValueError(f"axes {letters!r} are not the axes {moving!r} of the image in another order")
         new_name = dict(zip(letters, moving))
         meanings = [_axes.BY_LETTER[new_name[moving[layout.positions.index(p)]]] for p in range(layout.rank)]
-        return _zarnik.ImageViewFactory_reinterpret_axes(view, meanings)
+        return flat.ImageViewFactory_reinterpret_axes(view, meanings)
 
     def astype(self, dtype: Any) -> ImageView:
         """Return the image with its values converted to another type.
@@ -135,7 +135,7 @@ class _LazyImage:
 
         :param dtype: What NumPy takes for a dtype, or a `DataType`; pixels keep their components.
         """
-        return _zarnik.ImageViewFactory_adapt_data_type(self, _type_like(self, dtype))
+        return flat.ImageViewFactory_adapt_data_type(self, _type_like(self, dtype))
 
     def rescale(self, input_range: Any, output_range: Any, dtype: Any = None) -> ImageView:
         """Return the image with its values mapped linearly, `input_range` to `output_range`; they are not clamped.
@@ -149,15 +149,15 @@ class _LazyImage:
         dtype = dtype if dtype is not None else own if own.kind == "f" else numpy.float32
         ranges = (view.get_value_range() if input_range is None else input_range), output_range
         pairs = [as_vector(_classes.Vector2d, pair) for pair in ranges]
-        return _zarnik.ImageViewFactory_adapt_dynamic_range(view, _type_like(view, dtype), *pairs)
+        return flat.ImageViewFactory_adapt_dynamic_range(view, _type_like(view, dtype), *pairs)
 
     def channel(self, index: int) -> ImageView:
         """Return one channel: a component of the pixels, or an element along the axis C."""
-        return _zarnik.ImageViewFactory_extract_channel(self, operator.index(index))
+        return flat.ImageViewFactory_extract_channel(self, operator.index(index))
 
     def subsample(self, step: int) -> ImageView:
         """Return every `step`-th element along X, Y and Z, from the first on."""
-        return _zarnik.ImageViewFactory_sub_sample(self, operator.index(step))
+        return flat.ImageViewFactory_sub_sample(self, operator.index(step))
 
     def rename_axes(self, axes: _axes.Axes) -> ImageView:
         """Return the image with its axes taken as others, in the same order, such as "TYX" for a "ZYX" image."""
@@ -166,7 +166,7 @@ class _LazyImage:
         dimensions = list(as_image_type(axes))
         if layout.components and ImageDimension.CHANNEL in dimensions:
             dimensions.remove(ImageDimension.CHANNEL)
-        return _zarnik.ImageViewFactory_reinterpret(view, _classes.ImageType(dimensions))
+        return flat.ImageViewFactory_reinterpret(view, _classes.ImageType(dimensions))
 
     def with_properties(self, properties: Any = None, **changes: Any) -> ImageView:
         """Return the image with other properties; the elements are shared, the image itself stays as it is.
@@ -175,7 +175,7 @@ class _LazyImage:
         :param changes: `spacing`, `origin`, `unit`, `value_range`, `bit_depth`, `alpha`, `interpretation`, `metadata`.
         """
         view: Any = self
-        own = _zarnik.ImageView___get_properties(view) if properties is None else properties
+        own = flat.ImageView___get_properties(view) if properties is None else properties
         calibration, info = own.get_calibration(), own.get_image_info()
         calibration = _classes.SpatialCalibrationProperty(
             calibration.get_origin(), calibration.get_spacing(), calibration.get_directions(), calibration.get_unit()
@@ -189,7 +189,7 @@ class _LazyImage:
         )
         metadata = changes.pop("metadata", None)
         if metadata is None:
-            metadata = _zarnik.ImageView___get_metadata(view)
+            metadata = flat.ImageView___get_metadata(view)
         elif isinstance(metadata, Mapping):
             metadata = _classes.MetadataNode.from_dict(metadata)
         of_space = {"spacing": calibration.set_spacing, "origin": calibration.set_origin, "unit": calibration.set_unit}
@@ -207,7 +207,7 @@ class _LazyImage:
                 )
             setter(value)
         changed = _classes.ImageProperties(calibration, info)
-        return _zarnik.ImageViewFactory_from_image_view(view, changed, metadata)
+        return flat.ImageViewFactory_from_image_view(view, changed, metadata)
 
     def to_memory(self) -> ImageView:
         """Return a copy of the image in memory; the image itself if it is there."""
@@ -222,15 +222,15 @@ class _LazyImage:
 
     def frames(self, axis: str | int) -> MultiImageView:
         """Return the images along an axis, which they do not have any more: `image.frames("T")[3]`."""
-        return _zarnik.MultiImageViewFactory_unstack_dimension_index(self, _position(self, axis))
+        return flat.MultiImageViewFactory_unstack_dimension_index(self, _position(self, axis))
 
     def channels(self) -> MultiImageView:
         """Return the images of the channels."""
-        return _zarnik.MultiImageViewFactory_deinterlace(self)
+        return flat.MultiImageViewFactory_deinterlace(self)
 
     def thread_safe(self) -> ImageView:
         """Return the image for use by several threads at once: one operation runs at a time."""
-        return _zarnik.ImageViewFactory_make_thread_safe(self)
+        return flat.ImageViewFactory_make_thread_safe(self)
 
 
 def stack(images: Any, axis: str | int = "Z", threads: int | None = None) -> ImageView:
@@ -242,7 +242,7 @@ def stack(images: Any, axis: str | int = "Z", threads: int | None = None) -> Ima
     """
     dimension = axis if isinstance(axis, int) else _axes.dimensions_of(axis)[0]
     more = () if threads is None else (operator.index(threads),)
-    return _zarnik.ImageViewFactory_stack(_multi_image(images), dimension, *more)
+    return flat.ImageViewFactory_stack(_multi_image(images), dimension, *more)
 
 
 def uniform(shape: Any, value: Any, dtype: Any = None, axes: _axes.Axes | None = None) -> ImageView:
@@ -261,7 +261,7 @@ def uniform(shape: Any, value: Any, dtype: Any = None, axes: _axes.Axes | None =
     library_order = sorted(range(len(sizes)), key=lambda axis: dimensions[axis])
     shape = _wide(sizes[axis] for axis in library_order)
     properties = _properties(data_type, dimensions)
-    return _zarnik.ImageViewFactory__uniform(shape, data_type, scalar.tobytes(), properties, None)
+    return flat.ImageViewFactory__uniform(shape, data_type, scalar.tobytes(), properties, None)
 
 
 def open_raw(
@@ -291,16 +291,14 @@ def open_raw(
         raise ValueError(f"mode {mode!r} is neither 'r' nor 'r+'")
     access: Any = open_random(source, mode="m" if mode == "r+" else "r")
     if offset:
-        access = _zarnik.RandomAccessFactory_extract_region(access, operator.index(offset))
+        access = flat.RandomAccessFactory_extract_region(access, operator.index(offset))
     sizes = [operator.index(size) for size in shape]
     dimensions = _axes.dimensions_of_array(axes, tuple(sizes))
     data_type = as_data_type(dtype)
     # The file has its axes in the order of the shape: as an image of unknown axes first, then with their names.
     fastest_first = sizes[::-1] if order == "C" else sizes
-    made = _zarnik.ImageViewFactory_from_random_access(
-        access, int(MemoryLayout.FORTRAN), _wide(fastest_first), data_type
-    )
-    return _zarnik.ImageViewFactory_reinterpret_axes(made, dimensions[::-1] if order == "C" else dimensions)
+    made = flat.ImageViewFactory_from_random_access(access, int(MemoryLayout.FORTRAN), _wide(fastest_first), data_type)
+    return flat.ImageViewFactory_reinterpret_axes(made, dimensions[::-1] if order == "C" else dimensions)
 
 
 def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
@@ -348,7 +346,7 @@ def _chunks(array: Any, rank: int) -> tuple[int, ...] | None:
 def _multi_image(images: Any) -> Any:
     if isinstance(images, _classes.MultiImageView):
         return images
-    return _zarnik.MultiImageViewFactory_create_from_list(list(images))
+    return flat.MultiImageViewFactory_create_from_list(list(images))
 
 
 def _wide(components: Iterable[int]) -> Any:
@@ -414,7 +412,7 @@ def _type_like(view: Any, dtype: Any) -> Any:
 
 def _properties(data_type: Any, dimensions: Iterable[int]) -> Any:
     properties = _classes.ImageProperties.from_data_type(data_type)
-    info = _zarnik.ImageProperties_get_image_info(properties)
-    _zarnik.ImageInfoProperty_set_axes_interpretation(info, _classes.ImageType(list(dimensions)))
-    _zarnik.ImageProperties_set_image_info(properties, info)
+    info = flat.ImageProperties_get_image_info(properties)
+    flat.ImageInfoProperty_set_axes_interpretation(info, _classes.ImageType(list(dimensions)))
+    flat.ImageProperties_set_image_info(properties, info)
     return properties

@@ -7,9 +7,9 @@ import os
 from collections.abc import Iterable, Iterator, Mapping
 from typing import TYPE_CHECKING, Any
 
-import _zarnik
 import zarnik._classes as _classes
 from zarnik import _direct
+from zarnik._calls import flat
 from zarnik._extension import extends
 
 if TYPE_CHECKING:
@@ -18,7 +18,7 @@ if TYPE_CHECKING:
 
 def multi_image(images: Iterable[ImageView] = ()) -> MultiImageView:
     """Make a set of images, which are shared, not copied."""
-    return _zarnik.MultiImageViewFactory_create_from_list(list(images))
+    return flat.MultiImageViewFactory_create_from_list(list(images))
 
 
 @extends(_classes.MultiImageView)
@@ -26,44 +26,44 @@ class _MultiImageView:
     """A set of images is a sequence of its frames."""
 
     def __len__(self) -> int:
-        return _zarnik.MultiImageView_get_frame_count(self)
+        return flat.MultiImageView_get_frame_count(self)
 
     def __getitem__(self, index: Any) -> Any:
         """Return a frame, or a set of those in a slice."""
         if isinstance(index, slice):
-            return multi_image(_zarnik.MultiImageView_frame(self, i) for i in range(*index.indices(len(self))))
-        return _zarnik.MultiImageView_frame(self, _place(self, index))
+            return multi_image(flat.MultiImageView_frame(self, i) for i in range(*index.indices(len(self))))
+        return flat.MultiImageView_frame(self, _place(self, index))
 
     def __setitem__(self, index: int, image: ImageView) -> None:
-        _zarnik.MultiImageView_set_frame(self, _place(self, index), image)
+        flat.MultiImageView_set_frame(self, _place(self, index), image)
 
     def __delitem__(self, index: Any) -> None:
         places = range(*index.indices(len(self))) if isinstance(index, slice) else (_place(self, index),)
         for place in sorted(places, reverse=True):
-            _zarnik.MultiImageView_remove_frame(self, place)
+            flat.MultiImageView_remove_frame(self, place)
 
     def __iter__(self) -> Iterator[ImageView]:
         index = 0
         while index < len(self):
-            yield _zarnik.MultiImageView_frame(self, index)
+            yield flat.MultiImageView_frame(self, index)
             index += 1
 
     def __reversed__(self) -> Iterator[ImageView]:
-        return (_zarnik.MultiImageView_frame(self, index) for index in reversed(range(len(self))))
+        return (flat.MultiImageView_frame(self, index) for index in reversed(range(len(self))))
 
     def append(self, image: ImageView) -> None:
         """Add a frame at the end."""
-        _zarnik.MultiImageView_add_frame(self, image)
+        flat.MultiImageView_add_frame(self, image)
 
     def extend(self, images: Iterable[ImageView]) -> None:
         """Add frames at the end."""
         for image in list(images):
-            _zarnik.MultiImageView_add_frame(self, image)
+            flat.MultiImageView_add_frame(self, image)
 
     @property
     def metadata(self) -> ReadonlyMetadataNode | None:
         """The root of the set's metadata, or None. Assign a node, or a dict of them, to change it."""
-        node = _zarnik.MultiImageView___get_metadata(self)
+        node = flat.MultiImageView___get_metadata(self)
         return None if node is None else _classes.ReadonlyMetadataNode(node)
 
     @metadata.setter
@@ -76,11 +76,11 @@ class _MultiImageView:
             metadata = _classes.MetadataNode.from_dict(metadata)
         elif isinstance(metadata, _classes.ReadonlyMetadataNode):
             metadata = metadata.clone()
-        _zarnik.MultiImageView_set_metadata(self, metadata)
+        flat.MultiImageView_set_metadata(self, metadata)
 
     def __repr__(self) -> str:
         count = len(self)
-        first = f", the first {_zarnik.MultiImageView_frame(self, 0)!r}" if count else ""
+        first = f", the first {flat.MultiImageView_frame(self, 0)!r}" if count else ""
         return f"<zarnik.MultiImageView of {count} {'image' if count == 1 else 'images'}{first}>"
 
 
@@ -91,7 +91,7 @@ class _LodImageView:
     @property
     def levels(self) -> range:
         """The levels that there are, from the finest to the coarsest."""
-        finest, coarsest = _zarnik.LodImageView_get_level_range(self)
+        finest, coarsest = flat.LodImageView_get_level_range(self)
         return range(finest, coarsest + 1)
 
     def __getitem__(self, level: int) -> ImageView:
@@ -99,14 +99,14 @@ class _LodImageView:
         if number not in _LodImageView.levels.fget(self):  # type: ignore[attr-defined]
             levels = _LodImageView.levels.fget(self)  # type: ignore[attr-defined]
             raise IndexError(f"level {number} is not among the levels {levels[0]} to {levels[-1]}")
-        return _zarnik.LodImageView_resolution(self, number)
+        return flat.LodImageView_resolution(self, number)
 
     def __len__(self) -> int:
         return len(_LodImageView.levels.fget(self))  # type: ignore[attr-defined]
 
     def __iter__(self) -> Iterator[ImageView]:
         """Go over the images, from the finest to the coarsest."""
-        return (_zarnik.LodImageView_resolution(self, level) for level in _LodImageView.levels.fget(self))  # type: ignore[attr-defined]
+        return (flat.LodImageView_resolution(self, level) for level in _LodImageView.levels.fget(self))  # type: ignore[attr-defined]
 
     def at_most(self, pixels: int) -> ImageView:
         """Return the finest level of which no side along X, Y or Z is longer than so many elements, or the coarsest."""

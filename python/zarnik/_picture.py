@@ -2,10 +2,6 @@
 
 from __future__ import annotations
 
-import base64
-import html
-import struct
-import zlib
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -54,6 +50,8 @@ class _Picture:
         return ax
 
     def _repr_html_(self) -> str:
+        import html  # takes longer than the rest of this module
+
         view: Any = self
         spacing = ", ".join(f"{distance:g}" for distance in view.get_spatial_spacing())
         rows = {
@@ -88,6 +86,8 @@ def _middle(view: Any) -> Any:
 
 
 def _thumbnail(view: Any) -> str:
+    import base64
+
     try:
         if 0 in view.shape or view.ndim < 2 or not view.support(1):
             return ""
@@ -107,6 +107,9 @@ def _thumbnail(view: Any) -> str:
 
 
 def _png(pixels: Any) -> bytes:
+    import struct
+    import zlib
+
     values = numpy.abs(pixels) if pixels.dtype.kind == "c" else pixels
     values = numpy.nan_to_num(values.astype(numpy.float64))
     if pixels.dtype != numpy.uint8 or values.ndim == 2:
