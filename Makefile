@@ -35,7 +35,7 @@ INSTALL = $(PIP) install --no-build-isolation --no-deps --force-reinstall . \
 .PHONY: help demo build test bench lint format sanitize clean
 
 help:
-	@echo 'make demo      show a real 4-D scan as an image that shares its memory with NumPy'
+	@echo 'make demo      show a real 4-D scan that shares its memory with NumPy, and a part of 20 GiB'
 	@echo 'make test      build everything, run the C++ and the Python tests'
 	@echo 'make build     build the package into .venv'
 	@echo 'make bench     measure against NumPy and memcpy, results in $(BUILD)/bench'
@@ -74,6 +74,7 @@ $(BUILD)/.built: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build $(BUILD)
 
 demo: $(BUILD)/.built .venv/.group-demo | $(BUILD)/.system-demo
 	@.venv/bin/python -m zarnik.demo
+	@.venv/bin/python -m zarnik.demo_volume
 
 # ---- test ------------------------------------------------------------------------------------------------------------
 

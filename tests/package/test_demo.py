@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import re
 import subprocess
 import sys
 from pathlib import Path
@@ -37,6 +38,17 @@ def test_the_demonstration_tells_its_story_and_draws_a_picture(tmp_path):
     # Black around gray slices on white paper, not an empty page.
     assert min(picture.shape[:2]) > 400
     assert 0.1 < (picture[..., :3].max(axis=-1) < 0.1).mean() < 0.8
+
+
+def test_the_large_volume_is_read_in_part(tmp_path):
+    pytest.importorskip("nibabel")
+    image = pytest.importorskip("matplotlib.image")
+    done = run("-m", "zarnik.demo_volume", "--output", "volume.png", cwd=tmp_path)
+    assert done.returncode == 0, done.stderr
+    asked, read = (float(text) for text in re.findall(r"([\d.]+) MiB(?: of samples| read)", done.stdout)[:2])
+    assert asked <= read <= 4 * asked
+    assert float(re.search(r"the most memory in use was ([\d.]+) MiB", done.stdout).group(1)) < 300
+    assert min(image.imread(tmp_path / "volume.png").shape[:2]) > 300
 
 
 @pytest.mark.parametrize("missing", ["nibabel", "matplotlib"])
