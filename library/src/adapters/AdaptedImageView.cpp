@@ -190,15 +190,19 @@ void AdaptedImageView::read(VectorXu64 const & index, void * destination) {
   if (!support(READ))
     return ImageView::read(index, destination);
   requireIndex(index, shape());
-  if (auto const shared = shareSamples(); shared.owner) {
-    auto const offset = static_cast<int64_t>(shared.indexer.byteOffset(index));
-    std::memmove(destination, static_cast<std::byte const *>(shared.data) + offset, dataType().byteCount());
-    return;
-  }
   if (!movesSamples())
     return readRegion(at(index), destination);
-  requireUnchangedSource();
-  adaptation_.source->read(adaptation_.axes.sourceIndex(index), destination);
+  auto const sourceIndex = adaptation_.axes.sourceIndex(index);
+  auto const * const sharing = dynamic_cast<SampleSharing const *>(adaptation_.source.get());
+  auto const shared = sharing == nullptr ? SharedSamples() : sharing->shareSamples();
+  if (!shared.owner) {
+    requireUnchangedSource();
+    return adaptation_.source->read(sourceIndex, destination);
+  }
+  auto const & indexer = shared.indexer;
+  requireUnchanged(adaptation_.sourceShape, adaptation_.sourceType, {indexer.shape(), indexer.dtype()});
+  auto const offset = static_cast<int64_t>(indexer.byteOffset(sourceIndex));
+  std::memmove(destination, static_cast<std::byte const *>(shared.data) + offset, dataType().byteCount());
 }
 
 void AdaptedImageView::write(VectorXu64 const & index, void const * source) {
