@@ -102,6 +102,8 @@ lint: $(BUILD)/.built .venv/.group-lint | $(BUILD)/.system-lint
 	ruff check --quiet . || failed=1; \
 	ruff format --quiet --check . || failed=1; \
 	mypy --no-error-summary || failed=1; \
+	mypy --no-error-summary --strict --config-file= --cache-dir $(BUILD)/lint/mypy tests/typing || failed=1; \
+	basedpyright --level error --project tests/typing || failed=1; \
 	test -z "$$failed"
 
 format: .venv/.group-lint | $(BUILD)/.system-lint

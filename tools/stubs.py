@@ -138,7 +138,8 @@ def _extended_by(node: ast.ClassDef) -> list[str]:
 
 
 def class_lines(node: ast.ClassDef, types: Types, additions: Additions) -> Iterator[str]:
-    added = additions.of(node.name)
+    inherited = {found for base in node.bases if isinstance(base, ast.Name) for found in additions.of(base.id)}
+    added = [found for found in additions.of(node.name) if found not in inherited]
     own = [base.id for base in node.bases if isinstance(base, ast.Name) and base.id != "object"]
     bases = [*(f"{module}.{name}" for module, name in added), *own]
     hidden = set().union(*(additions.names(module, name) for module, name in added))

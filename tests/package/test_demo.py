@@ -63,7 +63,10 @@ def test_a_missing_extra_is_named_with_what_installs_it(tmp_path, missing):
     assert "Traceback" not in done.stderr
 
 
-@pytest.mark.parametrize("example", sorted((ROOT / "examples").glob("*.py")), ids=lambda path: path.stem)
+PROGRAMS = [*sorted((ROOT / "examples").glob("*.py")), ROOT / "tests" / "typing" / "everything.py"]
+
+
+@pytest.mark.parametrize("example", PROGRAMS, ids=lambda path: path.stem)
 def test_examples_run(example, tmp_path):
     done = run(str(example), cwd=tmp_path)
     assert done.returncode == 0, done.stderr

@@ -67,7 +67,8 @@ def space(image: ImageView) -> tuple[float, float, float]:
     )
     image.properties = properties
     assert properties.calibration().unit() == image.unit
-    return image.spacing
+    spacing: tuple[float, float, float] = image.spacing
+    return spacing
 
 
 def metadata(image: ImageView) -> str:
