@@ -114,6 +114,8 @@ class _Flat:
 
     def __getattr__(self, name: str) -> Any:
         function = getattr(_zarnik, name)
+        if not callable(function):
+            return function
 
         def call(*arguments: Any) -> Any:
             try:

@@ -26,13 +26,18 @@ class Layout:
     Unknown axes keep the order of the image, first dimension first, since nothing says what they are.
     """
 
-    __slots__ = ("axes", "buffer_axes", "components", "dimensions", "dtype", "inverse", "positions", "rank", "scalar")
+    __slots__ = (
+        *("axes", "buffer_axes", "components", "dimensions", "dtype", "first", "inverse", "ones", "positions", "rank"),
+        "scalar",
+    )
 
     def __init__(self, image_type: Any, rank: int, data_type_id: int) -> None:
         self.dtype = _types.dtype_of(data_type_id)
         #: the type of the elements of an array, and the shape of one element of the image: () or that of the last axis
         self.scalar, self.components = self.dtype.base, self.dtype.shape
         self.rank = rank
+        #: the size of one element, and the index of the first one
+        self.ones, self.first = (1,) * rank, (0,) * rank
         canonical = list(image_type)
         known = len(canonical) == rank
         self.dimensions = [dimension for dimension in _axes.NUMPY_ORDER if dimension in canonical] if known else []

@@ -19,6 +19,10 @@ if TYPE_CHECKING:
     from zarnik._classes import ImageView
 
 
+# Members of enumerations take longer to calculate with than the rest takes together.
+_MEMORY_ACCESS, _WRITE = int(ImageCapability.MEMORY_ACCESS), int(ImageCapability.WRITE)
+
+
 def from_numpy(
     array: numpy.ndarray[Any, Any],
     axes: _axes.Axes | None = None,
@@ -163,9 +167,9 @@ def shared_array(view: Any, layout: Layout) -> numpy.ndarray[Any, Any] | None:
     if source is not None:
         view = source
         capabilities = _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view))
-    if not capabilities & ImageCapability.MEMORY_ACCESS:
+    if not capabilities & _MEMORY_ACCESS:
         return None
-    writeable = source is None and bool(capabilities & ImageCapability.WRITE)
+    writeable = source is None and bool(capabilities & _WRITE)
     # The axes that the flat functions choose by themselves are those of a buffer in all cases but one, and those that
     # they can be told are right for scalars only: so scalars are told, and the others reordered here.
     is_complex = layout.scalar.kind == "c"

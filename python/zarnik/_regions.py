@@ -157,7 +157,6 @@ _NARROW = 2**31 - 1
 def _region_constructor(generated: Any, vector: Any) -> Callable[..., None]:
     new = getattr(_zarnik, f"new_{generated.__name__}")
     explained = getattr(flat, f"new_{generated.__name__}")
-    attach = getattr(_zarnik, f"{generated.__name__}_swiginit")
 
     def __init__(self: Any, *arguments: Any) -> None:
         if len(arguments) == 2:
@@ -171,12 +170,12 @@ def _region_constructor(generated: Any, vector: Any) -> Callable[..., None]:
                 except (TypeError, ValueError, OverflowError, SystemError):
                     pass  # told below, with the item at fault
             if made is not None:
-                attach(self, made)
+                self.this = made
                 return
             arguments = tuple(
                 corner if type(corner) is vector or items_of(corner) is None else vector(corner) for corner in arguments
             )
-        attach(self, explained(*arguments))
+        self.this = explained(*arguments)
 
     __init__.__doc__ = generated.__init__.__doc__
     return __init__

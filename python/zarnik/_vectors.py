@@ -65,10 +65,12 @@ _VECTOR_CONVERSIONS: dict[str, Callable[[Any], Any]] = {
 }
 
 
+_PLAIN = (list, tuple)
+
+
 def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
     new = getattr(_zarnik, f"new_{name}")
     explained = getattr(flat, f"new_{name}")
-    attach = getattr(_zarnik, f"{name}_swiginit")
     set_at = getattr(_zarnik, f"{name}_set_at")
     dtype, size = _VECTORS[name]
     convert = _VECTOR_CONVERSIONS[name]
@@ -80,17 +82,23 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
 
     def __init__(self: Any, *arguments: Any) -> None:
         items = None
+        if is_float and len(arguments) == 1 and type(arguments[0]) in _PLAIN and len(arguments[0]) == fixed:
+            try:
+                self.this = new(*arguments)
+                return
+            except (TypeError, OverflowError, SystemError):
+                pass  # told below, with the item at fault
         if len(arguments) == 1 and type(arguments[0]) is not generated:
             items = items_of(arguments[0])
         if items is None:
-            attach(self, explained(*arguments))
+            self.this = explained(*arguments)
             return
         if fixed is not None and len(items) != fixed:
             raise ValueError(f"{name} has {fixed} components, got {len(items)}: {items!r}")
         # The flat constructor reads 32 bits of each integer and narrows them without a word: it is for what fits.
         try:
             if items and (is_float or (low <= min(items) and max(items) <= high)):
-                attach(self, new(items))
+                self.this = new(items)
                 return
         except (TypeError, OverflowError, SystemError):
             pass
@@ -105,7 +113,7 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
                     set_at(vector, index, item)
             except OverflowError:
                 raise OverflowError(f"a component of {items} is out of the range of {dtype}, in a {name}") from None
-        attach(self, vector)
+        self.this = vector
 
     __init__.__doc__ = generated.__init__.__doc__
     return __init__
