@@ -39,8 +39,8 @@ Where to begin:
 
 from __future__ import annotations
 
-# Each of these adds to the generated classes. A new topic is one more name here: what its module lists in __all__
-# becomes part of the package.
+# Each of these adds to the generated classes. A new topic is one more name here, and a line below for each function
+# that it makes public.
 from zarnik import (  # noqa: F401
     _access,
     _arraylike,

@@ -9,9 +9,9 @@ from collections.abc import Iterable, Mapping
 from types import TracebackType
 from typing import TYPE_CHECKING, Any
 
-import _zarnik
 import zarnik._classes as _classes
 from zarnik import _direct
+from zarnik._calls import flat as _zarnik
 from zarnik._enumerations import SeekOrigin, StreamAccessCapability
 from zarnik._extension import extends, kept
 

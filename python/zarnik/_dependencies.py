@@ -4,8 +4,8 @@ from __future__ import annotations
 
 from typing import Any
 
-import _zarnik
 import zarnik._classes as _classes
+from zarnik._calls import flat as _zarnik
 from zarnik._enumerations import CommonAncestorStatus
 from zarnik._extension import extends
 

@@ -8,9 +8,9 @@ from typing import TYPE_CHECKING, Any, Union
 
 import numpy
 
-import _zarnik
 import zarnik._classes as _classes
 from zarnik import _direct
+from zarnik._calls import flat as _zarnik
 from zarnik._enumerations import DataTypeId
 from zarnik._extension import extends
 from zarnik._types import as_data_type, data_type_id_of, dtype_of
