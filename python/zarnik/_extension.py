@@ -18,6 +18,8 @@ class _Empty:
 # What every class statement brings by itself; the generated class keeps its own.
 _BROUGHT_BY_ANY_CLASS = frozenset(vars(_Empty)) | {"__annotations__", "__annotate_func__", "__annotations_cache__"}
 
+_CLASSES: dict[str, Any] = {name: entry for name, entry in vars(_classes).items() if isinstance(entry, type)}
+
 # Which addition gave a class its attribute of a name.
 _given: dict[tuple[type, str], type] = {}
 
@@ -47,7 +49,10 @@ def extends(*names: Any) -> Callable[[Addition], Addition]:
 def _classes_named(pattern: Any) -> list[Any]:
     if isinstance(pattern, type):
         return [pattern]
-    found = [entry for name, entry in vars(_classes).items() if isinstance(entry, type) and re.fullmatch(pattern, name)]
+    if pattern in _CLASSES:
+        return [_CLASSES[pattern]]
+    matches = re.compile(pattern).fullmatch
+    found = [entry for name, entry in _CLASSES.items() if matches(name)]
     if not found:
         raise TypeError(f"there is no generated class {pattern!r} to extend")
     return found
