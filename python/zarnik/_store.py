@@ -11,10 +11,10 @@ from typing import TYPE_CHECKING, Any
 
 import numpy
 
-import _zarnik
 import zarnik._classes as _classes
 from zarnik import _direct
 from zarnik._access import open_random, open_stream
+from zarnik._calls import flat as _zarnik
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
 from zarnik._interop import read_only
