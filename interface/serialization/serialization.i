@@ -25,7 +25,6 @@ typedef Matrix<double, 4> Matrix4d;
 :param VALUE: The value to encode.
 :type INTO: :py:class:`StreamAccess`
 :param INTO: The stream that takes the bytes.
-:rtype: None
 :raises: Error if the stream does not take all bytes}
 %feature("noautodoc", "1") zarnik::Serialization::decode ## FAMILY ## MEMBER;
 %feature("docstring") zarnik::Serialization::decode ## FAMILY ## MEMBER {Decode NAME.

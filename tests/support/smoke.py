@@ -34,8 +34,8 @@ def fails(kind: type, part: str, function, *arguments) -> None:
 def check_errors() -> None:
     vector = zarnik.VectorXu64([4, 5, 6])
     fails(zarnik.Error, "3", vector.at, 3)
-    fails(TypeError, "argument 2 of type 'size_t'", vector.at, "a")
-    fails(OverflowError, "argument 2 of type 'size_t'", vector.at, 2**64)
+    fails(TypeError, "argument 2 of type 'size_t'", _zarnik.VectorXu64_at, vector, "a")
+    fails(OverflowError, "argument 2 of type 'size_t'", _zarnik.VectorXu64_at, vector, 2**64)
     check = _zarnik.Versioning_check_compatibility
     fails(TypeError, "Possible C/C++ prototypes are", check, "x")
     fails(TypeError, "Additional information:", check, 1, 2)

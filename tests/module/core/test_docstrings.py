@@ -95,7 +95,7 @@ WITHOUT_RESULT = r"__\w+__|delete_\w+|\w+_swig(register|init)|SwigPyIterator_\w+
 PROCEDURES = (
     r"init|set_\w+|(add|remove)(_child|_frame)?|normalize|reshape|transpose_in_place",
     r"__(read|write)(_region)?|(read|write)_tile",
-    r"resize|seek|flush|(add|remove)_(column|rows)|_reshape|_(read|write)_(bytes|strings)|_set_at|write_(all|init|data|finish)",
+    r"resize|seek|flush|(add|remove)_(column|rows)|_reshape|_(read|write)_(bytes|strings)|_set_at|write_(all|init|data|finish)|encode_\w+",
 )
 
 
