@@ -82,22 +82,22 @@ class _StreamAccess:
     def read(self, n: int | None = -1) -> bytes:
         """Return at most `n` bytes from the cursor on, all up to the end if it is negative or None."""
         self._check_open()
-        if n is not None and operator.index(n) >= 0:
-            # No more memory than there are bytes, where that is known.
-            n = min(operator.index(n), self._remaining(operator.index(n)))
-            buffer = bytearray(n)
-            return bytes(memoryview(buffer)[: _direct.read_stream(self, buffer)])
+        left = 2**64 if n is None or operator.index(n) < 0 else operator.index(n)
+        if left <= _PIECE:
+            return _direct.read_stream_bytes(self, left)
         pieces = []
-        while True:
-            buffer = bytearray(max(self._remaining(_PIECE), 1))
-            count = _direct.read_stream(self, buffer)
-            pieces.append(bytes(memoryview(buffer)[:count]))
-            if count < len(buffer):
-                return b"".join(pieces)
+        while left:
+            wanted = min(left, self._remaining())
+            pieces.append(_direct.read_stream_bytes(self, wanted))
+            left -= wanted
+            if len(pieces[-1]) < wanted:
+                break
+        return b"".join(pieces)
 
-    def _remaining(self, default: int) -> int:
-        if default <= _PIECE or not self.support(StreamAccessCapability.SEEK):
-            return default
+    def _remaining(self) -> int:
+        """Return how many bytes there are up to the end, at least one, or a piece where nobody knows."""
+        if not self.support(StreamAccessCapability.SEEK):
+            return _PIECE
         position = _zarnik.StreamAccess_tell(self)
         _zarnik.StreamAccess_seek(self, 0, SeekOrigin.END)
         end = _zarnik.StreamAccess_tell(self)
@@ -321,11 +321,7 @@ class _RandomAccess:
 
     def read(self, offset: int = 0, size: int | None = None) -> bytes:
         """Return bytes from an offset on, all up to the end without a size, fewer only at the end."""
-        offset = _as_size(offset, "offset")
-        available = max(self.get_size() - offset, 0)
-        wanted = available if size is None else min(_as_size(size, "size"), available)
-        buffer = bytearray(wanted)
-        return bytes(memoryview(buffer)[: _direct.read_random(self, offset, buffer)])
+        return _direct.read_bytes(self, offset, size)
 
     def read_into(self, offset: int, buffer: Buffer) -> int:
         """Read from an offset on into a buffer; return the number of bytes, fewer than it takes only at the end."""

@@ -82,6 +82,12 @@ def read_random(access: Any, offset: int, buffer: Any, /) -> int:
 def write_random(access: Any, offset: int, buffer: Any, /) -> int:
     """Write a contiguous buffer at an offset of an accessor; return the number of bytes."""
 
+def read_bytes(access: Any, offset: int, size: int | None, /) -> bytes:
+    """Return bytes of an accessor from an offset on, all up to the end without a size, fewer only at the end."""
+
+def read_stream_bytes(stream: Any, size: int, /) -> bytes:
+    """Return bytes from the cursor of a stream on, fewer only at the end."""
+
 def read_many(access: Any, parts: Sequence[tuple[int, int]], buffer: Any, /) -> None:
     """Read parts of an accessor, pairs of offset and size, one behind the other into a buffer.
 

@@ -226,6 +226,75 @@ PyObject * writeRandom(PyObject *, PyObject * arguments) {
   });
 }
 
+// An offset or a size; what it is, for the message, where it is no int of 64 bits.
+size_t boundedSizeOf(PyObject * object, char const * what) {
+  auto const number = Reference::steal(PyNumber_Index(object));
+  if (!number)
+    throw PendingError();
+  auto const value = PyLong_AsUnsignedLongLong(number.get());
+  if (PyErr_Occurred()) {
+    PyErr_Format(PyExc_ValueError, "%s %S is out of range, allowed are 0 to 2**64 - 1", what, number.get());
+    throw PendingError();
+  }
+  return value;
+}
+
+// New bytes that a transfer fills, fewer when it is short.
+template <typename Fill> PyObject * filledBytes(size_t size, Fill const & fill) {
+  if (size > static_cast<size_t>(std::numeric_limits<Py_ssize_t>::max()))
+    return PyErr_NoMemory();
+  auto bytes = Reference::steal(PyBytes_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(size)));
+  if (!bytes)
+    return nullptr;
+  auto * const memory = PyBytes_AsString(bytes.get());
+  auto const count = fill(reinterpret_cast<uint8_t *>(memory), bytes);
+  return count == size ? bytes.release() : PyBytes_FromStringAndSize(memory, static_cast<Py_ssize_t>(count));
+}
+
+// More than this is not allocated before it is known whether there is so much.
+constexpr size_t smallBytes = size_t{1} << 20;
+
+// read_bytes(access, offset, size): all up to the end without a size.
+PyObject * readBytes(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    PyObject * first = nullptr;
+    PyObject * count = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "read_bytes", 3, 3, &object, &first, &count))
+      return nullptr;
+    auto const access = randomOf(object);
+    auto const offset = boundedSizeOf(first, "offset");
+    auto size = count == Py_None ? std::numeric_limits<size_t>::max() : boundedSizeOf(count, "size");
+    if (size > smallBytes) {
+      auto const end = access->size();
+      size = offset >= end ? 0 : std::min(size, end - offset);
+    }
+    return filledBytes(size, [&](uint8_t * bytes, Reference const & pin) {
+      return transfer(*access, size, pin, isInMemory(*access), [access, offset, bytes](size_t place, size_t length) {
+        return access->read(offset + place, bytes + place, length);
+      });
+    });
+  });
+}
+
+// read_stream_bytes(stream, size)
+PyObject * readStreamBytes(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    PyObject * count = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "read_stream_bytes", 2, 2, &object, &count))
+      return nullptr;
+    auto const stream = streamOf(object);
+    auto const size = boundedSizeOf(count, "size");
+    return filledBytes(size, [&](uint8_t * bytes, Reference const & pin) {
+      return transfer(*stream, size, pin, isInMemory(*stream),
+                      [stream, bytes, use = std::make_shared<StreamUse>(*stream)](size_t place, size_t length) {
+                        return stream->read(bytes + place, length);
+                      });
+    });
+  });
+}
+
 // read_many(access, [(offset, size), ...], buffer): the parts one behind the other.
 PyObject * readMany(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
@@ -432,6 +501,8 @@ PyMethodDef methods[] = {
     {"write_stream", writeStream, METH_VARARGS, "Write a buffer at the cursor of a stream; the number of bytes."},
     {"read_random", readRandom, METH_VARARGS, "Read at an offset of an accessor into a buffer; the number of bytes."},
     {"write_random", writeRandom, METH_VARARGS, "Write a buffer at an offset of an accessor; the number of bytes."},
+    {"read_bytes", readBytes, METH_VARARGS, "Bytes of an accessor from an offset on, all up to the end for None."},
+    {"read_stream_bytes", readStreamBytes, METH_VARARGS, "Bytes from the cursor of a stream on."},
     {"read_many", readMany, METH_VARARGS, "Read parts of an accessor, one behind the other, into a buffer."},
     {"flush_stream", flushStream, METH_O, "Hand on what was written to a stream."},
     {"close_stream", closeStream, METH_O, "Complete what was written to a stream."},
