@@ -24,15 +24,14 @@ ASAN := $(BUILD)/asan
 PIP := .venv/bin/python -m pip --quiet
 
 # What the installed package is made of. Folders are listed too: their time tells that a file came or went.
-SOURCES := $(shell find cmake library/include library/src interface src python/zarnik tests/support/typetable \
+SOURCES := $(shell find cmake library/include library/src interface src python/zarnik \
   -name __pycache__ -prune -o -print 2>/dev/null) CMakeLists.txt library/CMakeLists.txt pyproject.toml
 FORMATTED = $(shell find library src benchmarks tests examples \( -name '*.cpp' -o -name '*.h' \) -print 2>/dev/null)
 
-# One tree for everything that is built with one set of flags: package, tests and benchmarks.
 INSTALL = $(PIP) install --no-build-isolation --no-deps --force-reinstall . \
-  -C cmake.define.ZARNIK_BUILD_TESTS=ON -C cmake.define.ZARNIK_BUILD_TEST_MODULES=ON
+  -C cmake.define.ZARNIK_WARNINGS_AS_ERRORS=ON
 
-.PHONY: help demo build test bench lint format sanitize clean
+.PHONY: help demo build test bench lint format sanitize tsan clang clean
 
 help:
 	@echo 'make demo      show a real 4-D scan that shares its memory with NumPy, and a part of 20 GiB'
@@ -42,6 +41,8 @@ help:
 	@echo 'make lint      clang-format, clang-tidy, ruff, mypy'
 	@echo 'make format    rewrite the sources as make lint wants them'
 	@echo 'make sanitize  run the tests under AddressSanitizer and UndefinedBehaviorSanitizer'
+	@echo 'make tsan      run the C++ tests under ThreadSanitizer'
+	@echo 'make clang     build the library with the oldest and the newest clang, run the C++ tests'
 	@echo 'make clean     remove everything that was built'
 
 # ---- set-up ----------------------------------------------------------------------------------------------------------
@@ -65,9 +66,19 @@ $(BUILD)/.system-%: tools/install-system-packages.sh
 
 build: $(BUILD)/.built
 
-$(BUILD)/.built: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test $(BUILD)/.system-bench
+# One tree for all that is built with one set of flags. Tests and benchmarks join it when they are first asked for, so
+# that the package alone needs neither their libraries nor their time.
+$(BUILD)/.built: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build
 	@echo 'building the package'
-	@$(INSTALL) -C build-dir=$(RELEASE) -C cmake.define.ZARNIK_BUILD_BENCHMARKS=ON
+	@$(INSTALL) -C build-dir=$(RELEASE)
+	@touch $@
+
+$(BUILD)/.with-tests: | $(BUILD)/.built $(BUILD)/.system-test
+	@cmake -DZARNIK_BUILD_TESTS=ON -DZARNIK_BUILD_TEST_MODULES=ON $(RELEASE) >/dev/null
+	@touch $@
+
+$(BUILD)/.with-benchmarks: | $(BUILD)/.built $(BUILD)/.system-bench
+	@cmake -DZARNIK_BUILD_BENCHMARKS=ON $(RELEASE) >/dev/null
 	@touch $@
 
 # ---- demo ------------------------------------------------------------------------------------------------------------
@@ -78,7 +89,7 @@ demo: $(BUILD)/.built .venv/.group-demo | $(BUILD)/.system-demo
 
 # ---- test ------------------------------------------------------------------------------------------------------------
 
-test: $(BUILD)/.built .venv/.group-test .venv/.group-demo
+test: $(BUILD)/.built $(BUILD)/.with-tests .venv/.group-test .venv/.group-demo
 	@cmake --build $(RELEASE) --target zarnik_tests test_modules
 	@failed=; \
 	ctest --test-dir $(RELEASE) --output-on-failure --no-tests=error || failed=1; \
@@ -88,7 +99,7 @@ test: $(BUILD)/.built .venv/.group-test .venv/.group-demo
 
 # ---- bench -----------------------------------------------------------------------------------------------------------
 
-bench: $(BUILD)/.built
+bench: $(BUILD)/.built $(BUILD)/.with-benchmarks
 	@cmake --build $(RELEASE) --target zarnik_benchmarks zarnik_benchmark_pixels
 	@.venv/bin/python benchmarks/python/run.py --output $(BUILD)/bench $(BENCH_ARGS) \
 	  --library `find $(RELEASE) -name zarnik_benchmarks -type f`
@@ -120,7 +131,8 @@ PRELOAD = `g++ -print-file-name=libasan.so` `g++ -print-file-name=libstdc++.so`
 $(BUILD)/.built-asan: $(SOURCES) .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test
 	@echo 'building the package with sanitizers'
 	@$(INSTALL) --upgrade --target $(ASAN)/site -C build-dir=$(ASAN) -C cmake.build-type=Debug \
-	  -C install.strip=false -C cmake.define.ZARNIK_SANITIZE=ON
+	  -C install.strip=false -C cmake.define.ZARNIK_SANITIZE=ON \
+	  -C cmake.define.ZARNIK_BUILD_TESTS=ON -C cmake.define.ZARNIK_BUILD_TEST_MODULES=ON
 	@touch $@
 
 sanitize: $(BUILD)/.built-asan .venv/.group-test .venv/.group-demo
@@ -131,6 +143,25 @@ sanitize: $(BUILD)/.built-asan .venv/.group-test .venv/.group-demo
 	ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  PYTHONPATH=$(CURDIR)/$(ASAN)/site:$(CURDIR)/$(ASAN)/test_modules PYTHONMALLOC=malloc ZARNIK_SANITIZED=1 \
 	  LD_PRELOAD="$(PRELOAD)" .venv/bin/python -m pytest -o pythonpath=tests $(PYTEST_ARGS) || failed=1; \
+	test -z "$$failed"
+
+# ThreadSanitizer maps its own memory, which needs the addresses where they are without randomization.
+tsan: .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test
+	@cmake -S library -B $(BUILD)/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZARNIK_SANITIZE_THREADS=ON >/dev/null
+	@cmake --build $(BUILD)/tsan --target zarnik_tests
+	@TSAN_OPTIONS=halt_on_error=1 setarch `uname -m` -R $(BUILD)/tsan/zarnik_tests --gtest_brief=1
+
+# ---- other compilers -------------------------------------------------------------------------------------------------
+
+clang: .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test $(BUILD)/.system-clang
+	@failed=; \
+	for version in `tools/install-system-packages.sh --clang-versions`; do \
+	  echo "clang $$version"; \
+	  cmake -S library -B $(BUILD)/clang-$$version -G Ninja -DCMAKE_CXX_COMPILER=clang++-$$version \
+	    -DZARNIK_WARNINGS_AS_ERRORS=ON >/dev/null && \
+	  cmake --build $(BUILD)/clang-$$version --target zarnik zarnik_tests && \
+	  $(BUILD)/clang-$$version/zarnik_tests --gtest_brief=1 || failed=1; \
+	done; \
 	test -z "$$failed"
 
 # ---- clean -----------------------------------------------------------------------------------------------------------

@@ -1,7 +1,17 @@
 #!/bin/sh
-# Makes sure that the Debian packages for the given purposes are installed: build, demo, test, bench, lint, sanitize.
+# Makes sure that the Debian packages for the given purposes are installed: build, demo, test, bench, lint, clang.
 # Installs what is missing when it may, else says what is missing and how to get it.
+# With --clang-versions it prints the oldest clang that the library is built with, and the newest that there is.
 set -eu
+
+clang_versions() {
+  apt-cache search --names-only '^clang-[0-9]+$' | sed 's/^clang-\([0-9]*\) .*/\1/' | sort -n |
+    awk '$1 >= 15 { if (!oldest) oldest = $1; newest = $1 } END { print oldest; if (newest != oldest) print newest }'
+}
+if [ "${1:-}" = --clang-versions ]; then
+  clang_versions
+  exit
+fi
 
 wanted=""
 for purpose in "$@"; do
@@ -12,7 +22,8 @@ for purpose in "$@"; do
     test) wanted="$wanted libgtest-dev libgmock-dev binutils nginx-light openssl" ;;
     bench) wanted="$wanted libbenchmark-dev nginx-light curl" ;;
     lint) wanted="$wanted clang-format clang-tidy" ;;
-    *) echo "unknown purpose $purpose, known are build, demo, test, bench, lint" >&2; exit 2 ;;
+    clang) for version in $(clang_versions); do wanted="$wanted clang-$version"; done ;;
+    *) echo "unknown purpose $purpose, known are build, demo, test, bench, lint, clang" >&2; exit 2 ;;
   esac
 done
 

@@ -3,7 +3,7 @@
 // "of_memcpy" 1.0 is the speed of memcpy. Bytes are those written.
 
 #include "Ratio.h"
-#include "zarnik/layout/CopyPlan.h"
+#include "layout/CopyPlan.h"
 
 #include <cmath>
 #include <string>

@@ -1,7 +1,7 @@
 // The pixel engine as plain C functions, for the benchmarks that compare it with NumPy in one Python process.
 
-#include "zarnik/layout/ConversionPlan.h"
-#include "zarnik/layout/CopyPlan.h"
+#include "layout/ConversionPlan.h"
+#include "layout/CopyPlan.h"
 #include "zarnik/layout/Threads.h"
 
 using zarnik::ScalarType;

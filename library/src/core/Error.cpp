@@ -1,10 +1,18 @@
 #include "zarnik/core/Error.h"
 
+#include <exception>
 #include <utility>
 
 namespace zarnik {
 
-Error::Error(std::string const & message) : message_(message) {}
+Error::Error(std::string const & message) {
+  try {
+    message_ = message;
+  } catch (std::exception const &) {
+    message_ = "out of memory"; // short enough to be kept without an allocation
+  }
+}
+
 Error::Error(Error const & other) = default;
 Error::Error(Error && other) noexcept = default;
 Error::~Error() = default;

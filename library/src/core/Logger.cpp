@@ -3,8 +3,11 @@
 #include "core/Logging.h"
 
 #include <algorithm>
+#include <exception>
 #include <memory>
 #include <mutex>
+#include <spdlog/logger.h>
+#include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
 namespace zarnik {
@@ -44,6 +47,12 @@ void Logger::init(LogLevel level) { logging(level); }
 
 LogLevel Logger::logLevel() { return logging(defaultLevel).level; }
 
-spdlog::logger & logger() { return logging(defaultLevel).backEnd; }
+void logMessage(LogLevel level, std::string_view message) noexcept {
+  try {
+    logging(defaultLevel).backEnd.log(toBackEnd(level), message);
+  } catch (std::exception const &) {
+    // There is not even the memory to say so.
+  }
+}
 
 } // namespace zarnik

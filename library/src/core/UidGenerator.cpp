@@ -1,6 +1,6 @@
 #include "zarnik/core/UidGenerator.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 
 #include <exception>
 #include <fmt/format.h>
@@ -21,7 +21,7 @@ uint64_t UidGenerator::generate() {
         return uid;
     }
   } catch (std::exception const & failure) {
-    throw Error(fmt::format("cannot read the system's random source: {}", failure.what()));
+    throw Error(message("cannot read the system's random source: {}", failure.what()));
   }
 }
 

@@ -1,11 +1,11 @@
-#include "zarnik/layout/ConversionPlan.h"
+#include "layout/ConversionPlan.h"
 
+#include "core/Guarded.h"
 #include "layout/CacheSize.h"
 #include "layout/ConvertKernels.h"
+#include "layout/CopyPlan.h"
 #include "layout/Offsets.h"
 #include "layout/ThreadPool.h"
-#include "zarnik/core/Error.h"
-#include "zarnik/layout/CopyPlan.h"
 
 #include <fmt/format.h>
 
@@ -75,7 +75,7 @@ void ConversionPlan::runThroughTemporary(std::byte const * source, std::byte * d
   uint64_t const bytes = nest_.elements * destinationBytes_;
   std::unique_ptr<std::byte[]> const temporary(new (std::nothrow) std::byte[bytes]);
   if (!temporary) {
-    throw Error(fmt::format("cannot allocate {} bytes to convert between regions that share memory", bytes));
+    throw Error(message("cannot allocate {} bytes to convert between regions that share memory", bytes));
   }
   ConversionPlan toTemporary(*this);
   std::array<uint64_t, LoopNest::capacity> counts;

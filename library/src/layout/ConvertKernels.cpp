@@ -34,7 +34,11 @@ constexpr size_t lineBytesOfAnyUnit = 64;
 
 using Convert = void (*)(std::byte const *, std::byte *, size_t);
 
-#if HWY_TARGET != HWY_SCALAR
+// Emulated vectors gain nothing over the plain loops, and what they do with values out of range is left open.
+#undef ZARNIK_HAS_VECTORS
+#define ZARNIK_HAS_VECTORS (HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128)
+
+#if ZARNIK_HAS_VECTORS
 
 // Two loops over the same number of bytes whose addresses agree in their lowest bits by less than this: the loads of
 // one seem to the processor to depend on the stores just before, if the destination is ahead.
@@ -119,7 +123,7 @@ HWY_INLINE size_t vectorsToLongs(double const * source, int64_t * destination, s
 
 // Nearest integers of values below 2^31, without Highway's care for those from there on. What is below -2^31 becomes
 // -2^31, and on x86 so does NaN.
-#if HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128
+#if HWY_ARCH_X86
 HWY_INLINE hn::Vec128<int32_t> nearestWords(hn::Vec128<float> v) { return {_mm_cvtps_epi32(v.raw)}; }
 HWY_INLINE hn::Vec128<int32_t, 2> nearestWords(hn::Vec128<double> v) {
   return hn::Vec128<int32_t, 2>{_mm_cvtpd_epi32(v.raw)};
@@ -147,7 +151,7 @@ template <class V> HWY_INLINE auto nearestWords(V v) {
 template <typename To, class D> HWY_INLINE auto limitedWords(D d, hn::TFromD<D> const * source) {
   auto const most = hn::Set(d, static_cast<hn::TFromD<D>>(std::numeric_limits<To>::max()));
   auto const value = hn::LoadU(d, source);
-  if constexpr (HWY_ARCH_X86 && HWY_TARGET != HWY_EMU128 && !std::is_signed_v<To>) {
+  if constexpr (HWY_ARCH_X86 && !std::is_signed_v<To>) {
     return nearestWords(hn::Min(most, value)); // the minimum instructions hand on a second operand that is NaN
   } else {
     return nearestWords(hn::Min(hn::IfThenElseZero(hn::Eq(value, value), value), most));
@@ -238,7 +242,7 @@ void convertLoop(std::byte const * source, std::byte * destination, size_t count
     destination += head * sizeof(To);
     count -= head;
   }
-#if HWY_TARGET != HWY_SCALAR
+#if ZARNIK_HAS_VECTORS
   size_t const done =
       convertVectors(reinterpret_cast<From const *>(source), reinterpret_cast<To *>(destination), count);
   source += done * sizeof(From);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zarnik/layout/ConversionPlan.h"
+#include "layout/ConversionPlan.h"
 
 #include <cstddef>
 

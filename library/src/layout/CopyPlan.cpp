@@ -1,10 +1,10 @@
-#include "zarnik/layout/CopyPlan.h"
+#include "layout/CopyPlan.h"
 
+#include "core/Guarded.h"
 #include "layout/CacheSize.h"
 #include "layout/CopyKernels.h"
 #include "layout/Offsets.h"
 #include "layout/ThreadPool.h"
-#include "zarnik/core/Error.h"
 
 #include <fmt/format.h>
 
@@ -26,16 +26,17 @@ CopyPlan::CopyPlan(std::span<uint64_t const> size, std::span<uint64_t const> sou
   }
   if (nest_.elements > (uint64_t{1} << 63) / elementBytes) {
     throw InvalidArgument(
-        fmt::format("a region of {} elements of {} bytes is above 2^63 bytes", fmt::join(size, " x "), elementBytes));
+        message("a region of {} elements of {} bytes is above 2^63 bytes", fmt::join(size, " x "), elementBytes));
   }
   byteCount_ = nest_.elements * elementBytes;
   if (byteCount_ != 0) {
     streaming_ = byteCount_ >= layout::streamingThresholdBytes();
+    orderLoops();
     chooseKernel();
   }
 }
 
-void CopyPlan::chooseKernel() {
+void CopyPlan::orderLoops() {
   auto & loops = nest_.loops;
   auto const element = static_cast<int64_t>(elementBytes_);
   if (nest_.count > 0 && loops[0].sourceStride == element && loops[0].destinationStride == element) {
@@ -61,7 +62,13 @@ void CopyPlan::chooseKernel() {
   if (fastest > 0 && loops[1].sourceStride < 0) {
     nest_.reverse(1);
   }
-  kernel_ = layout::selectKernel(innerBlock(), fastest > 0);
+  transposed_ = fastest > 0;
+}
+
+void CopyPlan::chooseKernel() {
+  if (nest_.count != 0) {
+    kernel_ = layout::selectKernel(innerBlock(), transposed_);
+  }
 }
 
 layout::CopyBlock CopyPlan::innerBlock() const {
@@ -101,7 +108,7 @@ void CopyPlan::run(void const * source, void * destination) const {
 void CopyPlan::runThroughTemporary(std::byte const * source, std::byte * destination) const {
   std::unique_ptr<std::byte[]> const temporary(new (std::nothrow) std::byte[byteCount_]);
   if (!temporary) {
-    throw Error(fmt::format("cannot allocate {} bytes to copy between regions that share memory", byteCount_));
+    throw Error(message("cannot allocate {} bytes to copy between regions that share memory", byteCount_));
   }
   std::array<uint64_t, LoopNest::capacity> counts;
   std::array<uint64_t, LoopNest::capacity> sourceStrides;
@@ -141,6 +148,8 @@ void CopyPlan::runParallel(std::byte const * source, std::byte * destination) co
     }
     CopyPlan piece(*this);
     (run ? piece.elementBytes_ : piece.nest_.loops[cut].count) = std::min(step, count - begin);
+    // Kernels for pixels hold for one number of rounds only.
+    piece.chooseKernel();
     piece.runSerial(
         layout::moved(source, begin * (run ? 1 : static_cast<uint64_t>(nest_[cut].sourceStride))),
         layout::moved(destination, begin * (run ? 1 : static_cast<uint64_t>(nest_[cut].destinationStride))));

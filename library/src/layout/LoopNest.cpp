@@ -1,7 +1,7 @@
-#include "zarnik/layout/LoopNest.h"
+#include "layout/LoopNest.h"
 
+#include "core/Guarded.h"
 #include "layout/Offsets.h"
-#include "zarnik/core/Error.h"
 
 #include <fmt/format.h>
 
@@ -13,9 +13,9 @@ namespace zarnik::layout {
 LoopNest::LoopNest(std::span<uint64_t const> size, std::span<uint64_t const> sourceStrides,
                    std::span<uint64_t const> destinationStrides) {
   if (size.size() != sourceStrides.size() || size.size() != destinationStrides.size() || size.size() > capacity) {
-    throw InvalidArgument(fmt::format("a region of {} dimensions, with {} source strides and {} destination strides, "
-                                      "must have as many of each, at most {}",
-                                      size.size(), sourceStrides.size(), destinationStrides.size(), capacity));
+    throw InvalidArgument(message("a region of {} dimensions, with {} source strides and {} destination strides, "
+                                  "must have as many of each, at most {}",
+                                  size.size(), sourceStrides.size(), destinationStrides.size(), capacity));
   }
   if (std::find(size.begin(), size.end(), uint64_t{0}) != size.end()) {
     return;
@@ -28,7 +28,7 @@ LoopNest::LoopNest(std::span<uint64_t const> size, std::span<uint64_t const> sou
     elements *= size[axis];
   }
   if (product > 9.2e18) {
-    throw InvalidArgument(fmt::format("a region of {} elements is above 2^63 elements", fmt::join(size, " x ")));
+    throw InvalidArgument(message("a region of {} elements is above 2^63 elements", fmt::join(size, " x ")));
   }
   for (size_t axis = 0; axis < size.size(); ++axis) {
     if (size[axis] > 1) {
@@ -41,7 +41,7 @@ LoopNest::LoopNest(std::span<uint64_t const> size, std::span<uint64_t const> sou
 void LoopNest::add(uint64_t extent, uint64_t sourceStride, uint64_t destinationStride, size_t axis) {
   if (destinationStride == 0) {
     throw InvalidArgument(
-        fmt::format("destination stride 0 on axis {} of {} elements: only a source stride may be 0", axis, extent));
+        message("destination stride 0 on axis {} of {} elements: only a source stride may be 0", axis, extent));
   }
   Loop loop{extent, static_cast<int64_t>(sourceStride), static_cast<int64_t>(destinationStride)};
   if (loop.destinationStride < 0) {
@@ -91,9 +91,11 @@ void LoopNest::reverse(size_t n) {
 
 size_t LoopNest::loopToCut(size_t parts) const {
   size_t farthest = 0;
-  size_t longest = 0;
   for (size_t n = 1; n < count; ++n) {
     farthest = magnitude(loops[n].destinationStride) > magnitude(loops[farthest].destinationStride) ? n : farthest;
+  }
+  size_t longest = farthest;
+  for (size_t n = 0; n < count; ++n) {
     longest = loops[n].count > loops[longest].count ? n : longest;
   }
   return loops[farthest].count < parts ? longest : farthest;

@@ -1,5 +1,7 @@
 #include "zarnik/layout/RegionConverter.h"
 
+#include "core/Guarded.h"
+#include "layout/ConversionPlan.h"
 #include "layout/RegionChecks.h"
 #include "zarnik/core/Error.h"
 
@@ -34,9 +36,9 @@ ScalarType scalarTypeOf(DataType type) {
   default:
     break;
   }
-  throw InvalidArgument(fmt::format("values of type {} cannot be converted, only integers of 8, 16, 32 or 64 bits and "
-                                    "floating point numbers of 32 or 64 bits",
-                                    type.toString()));
+  throw InvalidArgument(message("values of type {} cannot be converted, only integers of 8, 16, 32 or 64 bits and "
+                                "floating point numbers of 32 or 64 bits",
+                                type.toString()));
 }
 
 namespace {
@@ -46,8 +48,8 @@ ConversionPlan plan(Indexer const & source, Indexer const & destination, VectorX
   DataType const from = source.dtype();
   DataType const to = destination.dtype();
   if (from.elementCount() != to.elementCount()) {
-    throw InvalidArgument(fmt::format("elements of {} components cannot be converted to elements of {}",
-                                      from.elementCount(), to.elementCount()));
+    throw InvalidArgument(message("elements of {} components cannot be converted to elements of {}",
+                                  from.elementCount(), to.elementCount()));
   }
   ScalarType const fromScalar = scalarTypeOf(from);
   ScalarType const toScalar = scalarTypeOf(to);
@@ -56,8 +58,8 @@ ConversionPlan plan(Indexer const & source, Indexer const & destination, VectorX
   using Extents = std::array<uint64_t, layout::LoopNest::capacity>;
   size_t const rank = size.size() + 1;
   if (rank > layout::LoopNest::capacity) {
-    throw InvalidArgument(fmt::format("a region of {} dimensions is above the {} that can be converted", size.size(),
-                                      layout::LoopNest::capacity - 1));
+    throw InvalidArgument(message("a region of {} dimensions is above the {} that can be converted", size.size(),
+                                  layout::LoopNest::capacity - 1));
   }
   auto const withComponents = [&](auto const & values, uint64_t component) {
     Extents result;
@@ -77,13 +79,16 @@ ConversionPlan plan(Indexer const & source, Indexer const & destination, VectorX
 RegionConverter::RegionConverter(Indexer const & source, Indexer const & destination, VectorXu64 const & sourceOrigin,
                                  VectorXu64 const & destinationOrigin, VectorXu64 const & size,
                                  std::optional<LinearMap> map)
-    : plan_(plan(source, destination, sourceOrigin, destinationOrigin, size, map)),
+    : plan_(guarded([&] {
+        return std::make_shared<ConversionPlan const>(
+            plan(source, destination, sourceOrigin, destinationOrigin, size, map));
+      })),
       sourceOffset_(layout::originOffset(source, sourceOrigin)),
       destinationOffset_(layout::originOffset(destination, destinationOrigin)) {}
 
 void RegionConverter::convert(void const * source, void * destination) const {
-  plan_.run(static_cast<std::byte const *>(source) + static_cast<int64_t>(sourceOffset_),
-            static_cast<std::byte *>(destination) + static_cast<int64_t>(destinationOffset_));
+  plan_->run(static_cast<std::byte const *>(source) + static_cast<int64_t>(sourceOffset_),
+             static_cast<std::byte *>(destination) + static_cast<int64_t>(destinationOffset_));
 }
 
 } // namespace zarnik

@@ -1,5 +1,7 @@
 #include "zarnik/layout/RegionCopier.h"
 
+#include "core/Guarded.h"
+#include "layout/CopyPlan.h"
 #include "layout/RegionChecks.h"
 
 #include <algorithm>
@@ -39,13 +41,15 @@ struct DenseStrides {
 
 RegionCopier::RegionCopier(Indexer const & source, Indexer const & destination, VectorXu64 const & sourceOrigin,
                            VectorXu64 const & destinationOrigin, VectorXu64 const & size, DataType type)
-    : plan_(plan(source, destination, sourceOrigin, destinationOrigin, size, type)),
+    : plan_(guarded([&] {
+        return std::make_shared<CopyPlan const>(plan(source, destination, sourceOrigin, destinationOrigin, size, type));
+      })),
       sourceOffset_(layout::originOffset(source, sourceOrigin)),
       destinationOffset_(layout::originOffset(destination, destinationOrigin)) {}
 
 void RegionCopier::copy(void const * source, void * destination) const {
-  plan_.run(static_cast<std::byte const *>(source) + static_cast<int64_t>(sourceOffset_),
-            static_cast<std::byte *>(destination) + static_cast<int64_t>(destinationOffset_));
+  plan_->run(static_cast<std::byte const *>(source) + static_cast<int64_t>(sourceOffset_),
+             static_cast<std::byte *>(destination) + static_cast<int64_t>(destinationOffset_));
 }
 
 void readDense(Indexer const & indexer, void const * image, RegionXu64 const & region, void * dense) {

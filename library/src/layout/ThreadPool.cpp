@@ -7,10 +7,11 @@
 #include <charconv>
 #include <condition_variable>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string_view>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -73,29 +74,26 @@ struct Job {
 
 class Pool {
 public:
-  explicit Pool(size_t workers) {
+  Pool() = default;
+  Pool(Pool const &) = delete;
+  Pool & operator=(Pool const &) = delete;
+  ~Pool() { stop(); }
+
+  /// Ends all threads but `workers`, or starts those that are missing.
+  void resize(size_t workers) noexcept {
+    if (threads_.size() > workers) {
+      stop();
+    }
     try {
-      for (size_t n = 0; n < workers; ++n) {
+      threads_.reserve(workers);
+      while (threads_.size() < workers) {
         threads_.emplace_back([this] { serve(); });
       }
-    } catch (std::system_error const &) {
-      // The system has no more threads: those that started, or the caller alone, do the work.
-    }
-    requested_ = workers;
-  }
-
-  ~Pool() {
-    {
-      std::lock_guard const lock(mutex_);
-      stopped_ = true;
-    }
-    wake_.notify_all();
-    for (auto & thread : threads_) {
-      thread.join();
+    } catch (std::exception const &) {
+      // There is no memory, or no thread, for more: those that started, or the caller alone, do the work. The next
+      // large operation tries again.
     }
   }
-
-  size_t requested() const { return requested_; }
 
   void run(Job & job) {
     {
@@ -110,6 +108,19 @@ public:
   }
 
 private:
+  void stop() noexcept {
+    {
+      std::lock_guard const lock(mutex_);
+      stopped_ = true;
+    }
+    wake_.notify_all();
+    for (auto & thread : threads_) {
+      thread.join();
+    }
+    threads_.clear();
+    stopped_ = false;
+  }
+
   void serve() {
     std::unique_lock lock(mutex_);
     for (;;) {
@@ -134,7 +145,6 @@ private:
   Job * job_ = nullptr;
   size_t busy_ = 0;
   bool stopped_ = false;
-  size_t requested_ = 0;
   std::vector<std::thread> threads_;
 };
 
@@ -167,13 +177,22 @@ void setThreadCount(size_t count) { configuredThreads() = usableThreads(count); 
 
 namespace layout {
 
+namespace {
+
+std::atomic<uint64_t> parallelBytes = usualParallelBytes;
+
+} // namespace
+
+void setParallelBytes(uint64_t bytes) { parallelBytes = bytes; }
+
 size_t partsFor(uint64_t bytes) {
   size_t const threads = threadCount();
-  if (threads == 1 || bytes < parallelBytes) {
+  uint64_t const enough = parallelBytes;
+  if (threads == 1 || bytes < enough) {
     return 1;
   }
   // A few parts per thread, so that a thread that is late does not hold up the others.
-  return static_cast<size_t>(std::min<uint64_t>(threads * 4, bytes / (parallelBytes / 4)));
+  return static_cast<size_t>(std::min<uint64_t>(threads * 4, bytes / std::max<uint64_t>(enough / 4, 1)));
 }
 
 void runParts(size_t parts, void (*work)(void const *, size_t), void const * context) {
@@ -188,11 +207,15 @@ void runParts(size_t parts, void (*work)(void const *, size_t), void const * con
     job.help();
     return;
   }
-  if (!shared.pool || shared.pool->requested() != threads - 1) {
-    shared.pool = nullptr;
-    shared.pool = std::make_unique<Pool>(threads - 1);
+  if (!shared.pool) {
+    shared.pool.reset(new (std::nothrow) Pool);
   }
-  shared.pool->run(job);
+  if (shared.pool) {
+    shared.pool->resize(threads - 1);
+    shared.pool->run(job);
+  } else {
+    job.help();
+  }
   shared.inUse = false;
 }
 

@@ -1,7 +1,7 @@
 #include "zarnik/layout/VectorUnit.h"
 
+#include "core/Guarded.h"
 #include "layout/CopyKernels.h"
-#include "zarnik/core/Error.h"
 
 #include <fmt/format.h>
 #include <hwy/targets.h>
@@ -32,7 +32,7 @@ void useVectorUnit(std::string const & name) {
   auto const names = vectorUnits();
   if (!name.empty() && name != "portable" && std::find(names.begin(), names.end(), name) == names.end()) {
     throw InvalidArgument(
-        fmt::format("there is no vector unit '{}' here, only {} and portable", name, fmt::join(names, ", ")));
+        message("there is no vector unit '{}' here, only {} and portable", name, fmt::join(names, ", ")));
   }
   layout::portableOnly = name == "portable";
   int64_t chosen = layout::portableOnly ? 0 : availableUnits();

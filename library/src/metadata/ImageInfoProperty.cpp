@@ -1,7 +1,7 @@
 #include "zarnik/metadata/ImageInfoProperty.h"
 
+#include "core/Guarded.h"
 #include "metadata/ImageInterpretationTable.h"
-#include "zarnik/core/Error.h"
 
 #include <fmt/format.h>
 
@@ -63,7 +63,7 @@ ImageInfoProperty::~ImageInfoProperty() = default;
 size_t ImageInfoProperty::channelCount(ImageInterpretation interpretation) {
   auto const * const info = findImageInterpretation(interpretation);
   if (info == nullptr)
-    throw InvalidArgument(fmt::format("{} is no image interpretation", static_cast<int>(interpretation)));
+    throw InvalidArgument(message("{} is no image interpretation", static_cast<int>(interpretation)));
   return info->channelCount;
 }
 
@@ -85,10 +85,12 @@ bool ImageInfoProperty::operator==(ImageInfoProperty const & other) const {
 }
 
 std::string ImageInfoProperty::toString() const {
-  auto const * const info = findImageInterpretation(interpretation_);
-  return fmt::format("axes {}, interpretation {}, {}alpha, bit depth {}, value range {}", axes_.toString(),
-                     info != nullptr ? std::string(info->name) : fmt::to_string(static_cast<int>(interpretation_)),
-                     alpha_ ? "" : "no ", bitDepth_, valueRange_.toString());
+  return guarded([&] {
+    auto const * const info = findImageInterpretation(interpretation_);
+    return fmt::format("axes {}, interpretation {}, {}alpha, bit depth {}, value range {}", axes_.toString(),
+                       info != nullptr ? std::string(info->name) : fmt::to_string(static_cast<int>(interpretation_)),
+                       alpha_ ? "" : "no ", bitDepth_, valueRange_.toString());
+  });
 }
 
 } // namespace zarnik

@@ -1,7 +1,7 @@
 #include "zarnik/metadata/ImageProperties.h"
 
+#include "core/Guarded.h"
 #include "metadata/ImageInterpretationTable.h"
-#include "zarnik/core/Error.h"
 
 #include <algorithm>
 #include <cmath>
@@ -77,7 +77,7 @@ std::shared_ptr<ImageProperties> ImageProperties::fromDataType(DataType dtype) {
 
 std::shared_ptr<ImageProperties> ImageProperties::fromProperties(SpatialCalibrationProperty const & calibration,
                                                                  ImageInfoProperty const & imageInfo) {
-  return std::make_shared<ImageProperties>(calibration, imageInfo);
+  return guarded([&] { return std::make_shared<ImageProperties>(calibration, imageInfo); });
 }
 
 std::shared_ptr<ImageProperties> ImageProperties::fromProperties(ImageProperties const & properties,
@@ -90,21 +90,27 @@ std::shared_ptr<ImageProperties> ImageProperties::fromProperties(ImageProperties
   return fromProperties(properties.calibration_, imageInfo);
 }
 
-std::shared_ptr<ImageProperties> ImageProperties::clone() const { return std::make_shared<ImageProperties>(*this); }
+std::shared_ptr<ImageProperties> ImageProperties::clone() const {
+  return guarded([&] { return std::make_shared<ImageProperties>(*this); });
+}
 
 SpatialCalibrationProperty const & ImageProperties::calibration() const { return calibration_; }
 SpatialCalibrationProperty & ImageProperties::calibration() { return calibration_; }
-void ImageProperties::setCalibration(SpatialCalibrationProperty const & calibration) { calibration_ = calibration; }
+void ImageProperties::setCalibration(SpatialCalibrationProperty const & calibration) {
+  guarded([&] { calibration_ = calibration; });
+}
 
 ImageInfoProperty const & ImageProperties::imageInfo() const { return imageInfo_; }
 ImageInfoProperty & ImageProperties::imageInfo() { return imageInfo_; }
 void ImageProperties::setImageInfo(ImageInfoProperty const & imageInfo) { imageInfo_ = imageInfo; }
 
 std::string ImageProperties::incompatibilityWith(VectorXu64 const & shape, DataType dtype) const {
-  auto objection = objectionTo(imageInfo_, shape, dtype);
-  if (objection.empty())
-    objection = objectionToColours(imageInfo_, shape, dtype);
-  return objection.empty() ? objectionTo(calibration_) : objection;
+  return guarded([&] {
+    auto objection = objectionTo(imageInfo_, shape, dtype);
+    if (objection.empty())
+      objection = objectionToColours(imageInfo_, shape, dtype);
+    return objection.empty() ? objectionTo(calibration_) : objection;
+  });
 }
 
 bool ImageProperties::isCompatibleWith(VectorXu64 const & shape, DataType dtype) const {
@@ -117,11 +123,13 @@ void ImageProperties::requireCompatibleWith(VectorXu64 const & shape, DataType d
 }
 
 void ImageProperties::requireSettableOn(VectorXu64 const & shape, DataType dtype) const {
-  auto objection = objectionTo(imageInfo_, shape, dtype);
-  if (objection.empty())
-    objection = objectionTo(calibration_);
-  if (!objection.empty())
-    throw InvalidArgument(objection);
+  guarded([&] {
+    auto objection = objectionTo(imageInfo_, shape, dtype);
+    if (objection.empty())
+      objection = objectionTo(calibration_);
+    if (!objection.empty())
+      throw InvalidArgument(objection);
+  });
 }
 
 bool ImageProperties::operator==(ImageProperties const & other) const {
@@ -129,7 +137,8 @@ bool ImageProperties::operator==(ImageProperties const & other) const {
 }
 
 std::string ImageProperties::toString() const {
-  return fmt::format("calibration: {}\nimage info: {}", calibration_.toString(), imageInfo_.toString());
+  return guarded(
+      [&] { return fmt::format("calibration: {}\nimage info: {}", calibration_.toString(), imageInfo_.toString()); });
 }
 
 } // namespace zarnik

@@ -1,9 +1,9 @@
 #include "zarnik/metadata/MetadataNode.h"
 
+#include "core/Guarded.h"
 #include "metadata/MetadataChildren.h"
 #include "metadata/MetadataIteratorObject.h"
 #include "metadata/ValueDescription.h"
-#include "zarnik/core/Error.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -24,41 +24,47 @@ std::string printableKey(std::string const & key) {
 } // namespace
 
 MetadataNode::MetadataNode(std::string const & key, std::shared_ptr<VariantDataValue> value)
-    : key_(key), value_(std::move(value)) {}
+    : key_(guarded([&] { return key; })), value_(std::move(value)) {}
 
 MetadataNode::MetadataNode(MetadataNode const & other) : MetadataNode(other.key_, other.value_) {
-  std::vector<std::pair<MetadataNode const *, MetadataNode *>> pending{{&other, this}};
-  std::unordered_map<MetadataNode const *, std::shared_ptr<MetadataNode>> copiesOfShared;
-  while (!pending.empty()) {
-    auto const [source, target] = pending.back();
-    pending.pop_back();
-    if (!source->children_)
-      continue;
-    source->children_->forEach([&, target = target](std::shared_ptr<MetadataNode> const & child) {
-      bool const isShared = child->parentCount_ > 1;
-      if (auto const known = copiesOfShared.find(child.get()); isShared && known != copiesOfShared.end()) {
-        target->attach(known->second);
-        return;
-      }
-      auto copy = std::make_shared<MetadataNode>(child->key_, child->value_);
-      target->attach(copy);
-      pending.emplace_back(child.get(), copy.get());
-      if (isShared)
-        copiesOfShared.emplace(child.get(), std::move(copy));
-    });
-  }
+  guarded([&] {
+    std::vector<std::pair<MetadataNode const *, MetadataNode *>> pending{{&other, this}};
+    std::unordered_map<MetadataNode const *, std::shared_ptr<MetadataNode>> copiesOfShared;
+    while (!pending.empty()) {
+      auto const * const source = pending.back().first;
+      auto * const target = pending.back().second;
+      pending.pop_back();
+      if (!source->children_)
+        continue;
+      source->children_->forEach([&](std::shared_ptr<MetadataNode> const & child) {
+        bool const isShared = child->parentCount_ > 1;
+        if (auto const known = copiesOfShared.find(child.get()); isShared && known != copiesOfShared.end()) {
+          target->attach(known->second);
+          return;
+        }
+        auto copy = std::make_shared<MetadataNode>(child->key_, child->value_);
+        target->attach(copy);
+        pending.emplace_back(child.get(), copy.get());
+        if (isShared)
+          copiesOfShared.emplace(child.get(), std::move(copy));
+      });
+    }
+  });
 }
 
 MetadataNode::MetadataNode(MetadataNode && other)
     // NOLINTNEXTLINE(performance-move-constructor-init): the key stays with the other node
-    : key_(other.key_), value_(std::move(other.value_)), children_(std::move(other.children_)) {}
+    : key_(guarded([&] { return other.key_; })), value_(std::move(other.value_)),
+      children_(std::move(other.children_)) {}
 
 MetadataNode::~MetadataNode() {
   if (children_)
     children_->forEach([](std::shared_ptr<MetadataNode> const & child) { --child->parentCount_; });
 }
 
-std::shared_ptr<MetadataNode> MetadataNode::clone() const { return std::make_shared<MetadataNode>(*this); }
+std::shared_ptr<MetadataNode> MetadataNode::clone() const {
+  return guarded([&] { return std::make_shared<MetadataNode>(*this); });
+}
 
 std::string const & MetadataNode::key() const { return key_; }
 
@@ -71,7 +77,7 @@ bool MetadataNode::hasChild(std::string const & key) const { return children_ &&
 std::shared_ptr<MetadataNode> MetadataNode::find(std::string const & key) const {
   auto found = children_ ? children_->find(key) : nullptr;
   if (!found)
-    throw InvalidArgument(fmt::format("metadata node '{}' has no child '{}' among its {}", key_, key, childCount()));
+    throw InvalidArgument(message("metadata node '{}' has no child '{}' among its {}", key_, key, childCount()));
   return found;
 }
 
@@ -81,39 +87,44 @@ std::shared_ptr<MetadataNode const> MetadataNode::child(std::string const & key)
 
 /// Whether the node is this one or stands anywhere below it.
 bool MetadataNode::reaches(MetadataNode const * node) const {
-  std::vector<MetadataNode const *> pending{this};
-  std::unordered_set<MetadataNode const *> seenShared;
-  while (!pending.empty()) {
-    auto const * const current = pending.back();
-    pending.pop_back();
-    if (current == node)
-      return true;
-    if (current->children_ && (current->parentCount_ < 2 || seenShared.insert(current).second))
-      current->children_->forEach([&](std::shared_ptr<MetadataNode> const & child) { pending.push_back(child.get()); });
-  }
-  return false;
+  return guarded([&] {
+    std::vector<MetadataNode const *> pending{this};
+    std::unordered_set<MetadataNode const *> seenShared;
+    while (!pending.empty()) {
+      auto const * const current = pending.back();
+      pending.pop_back();
+      if (current == node)
+        return true;
+      if (current->children_ && (current->parentCount_ < 2 || seenShared.insert(current).second))
+        current->children_->forEach(
+            [&](std::shared_ptr<MetadataNode> const & child) { pending.push_back(child.get()); });
+    }
+    return false;
+  });
 }
 
 void MetadataNode::addChild(std::shared_ptr<MetadataNode> child) {
   if (!child)
-    throw InvalidArgument(fmt::format("cannot add an empty child to metadata node '{}'", key_));
+    throw InvalidArgument(message("cannot add an empty child to metadata node '{}'", key_));
   // A node without a parent is below no other node, so there is nothing to search through.
   bool const isAncestor = child.get() == this || (parentCount_ > 0 && child->reaches(this));
   if (isAncestor)
     throw InvalidArgument(
-        fmt::format("metadata node '{}' cannot become a child of '{}', which is the same node or stands below it",
-                    child->key_, key_));
+        message("metadata node '{}' cannot become a child of '{}', which is the same node or stands below it",
+                child->key_, key_));
   attach(std::move(child));
 }
 
 void MetadataNode::attach(std::shared_ptr<MetadataNode> child) {
-  if (!children_)
-    children_ = MetadataChildren::make();
-  auto * const added = child.get();
-  auto const replaced = children_->put(std::move(child));
-  ++added->parentCount_;
-  if (replaced)
-    --replaced->parentCount_;
+  guarded([&] {
+    if (!children_)
+      children_ = MetadataChildren::make();
+    auto * const added = child.get();
+    auto const replaced = children_->put(std::move(child));
+    ++added->parentCount_;
+    if (replaced)
+      --replaced->parentCount_;
+  });
 }
 
 void MetadataNode::removeChild(std::string const & key) {
@@ -123,7 +134,9 @@ void MetadataNode::removeChild(std::string const & key) {
     --removed->parentCount_;
 }
 
-MetadataNodeIterator MetadataNode::begin() { return MetadataNodeIterator(new MetadataIteratorObject(children_)); }
+MetadataNodeIterator MetadataNode::begin() {
+  return guarded([&] { return MetadataNodeIterator(new MetadataIteratorObject(children_)); });
+}
 
 MetadataNodeIterator MetadataNode::end() { return MetadataNodeIterator(); }
 
@@ -132,32 +145,41 @@ ConstMetadataNodeIterator MetadataNode::begin() const { return cbegin(); }
 ConstMetadataNodeIterator MetadataNode::end() const { return cend(); }
 
 ConstMetadataNodeIterator MetadataNode::cbegin() const {
-  return ConstMetadataNodeIterator(new ConstMetadataIteratorObject(children_));
+  return guarded([&] { return ConstMetadataNodeIterator(new ConstMetadataIteratorObject(children_)); });
 }
 
 ConstMetadataNodeIterator MetadataNode::cend() const { return ConstMetadataNodeIterator(); }
 
 std::string MetadataNode::toString() const {
-  constexpr size_t indentedLevels = 20;
-  fmt::memory_buffer text;
-  auto out = std::back_inserter(text);
-  std::vector<std::pair<MetadataNode const *, size_t>> pending{{this, 0}};
-  while (!pending.empty()) {
-    auto const [node, level] = pending.back();
-    pending.pop_back();
-    if (level > 0)
-      fmt::format_to(out, "\n{:{}}", "", 2 * std::min(level, indentedLevels));
-    if (level > indentedLevels)
-      fmt::format_to(out, "({}) ", level);
-    fmt::format_to(out, "{}", printableKey(node->key_));
-    if (node->value_)
-      fmt::format_to(out, " = {}", describeValue(*node->value_));
-    if (node->children_)
-      node->children_->forEachReversed([&, below = level + 1](std::shared_ptr<MetadataNode> const & child) {
-        pending.emplace_back(child.get(), below);
-      });
-  }
-  return fmt::to_string(text);
+  return guarded([&] {
+    constexpr size_t indentedLevels = 20;
+    fmt::memory_buffer text;
+    auto out = std::back_inserter(text);
+    std::vector<std::pair<MetadataNode const *, size_t>> pending{{this, 0}};
+    // What stands below a node that several share is told once: spelled out for each, it can grow with every level.
+    std::unordered_set<MetadataNode const *> told;
+    while (!pending.empty()) {
+      auto const * const node = pending.back().first;
+      size_t const level = pending.back().second;
+      pending.pop_back();
+      if (level > 0)
+        fmt::format_to(out, "\n{:{}}", "", 2 * std::min(level, indentedLevels));
+      if (level > indentedLevels)
+        fmt::format_to(out, "({}) ", level);
+      fmt::format_to(out, "{}", printableKey(node->key_));
+      if (node->value_)
+        fmt::format_to(out, " = {}", describeValue(*node->value_));
+      if (node->childCount() == 0)
+        continue;
+      if (node->parentCount_ > 1 && !told.insert(node).second) {
+        fmt::format_to(out, " (its {} children are above)", node->childCount());
+        continue;
+      }
+      node->children_->forEachReversed(
+          [&](std::shared_ptr<MetadataNode> const & child) { pending.emplace_back(child.get(), level + 1); });
+    }
+    return fmt::to_string(text);
+  });
 }
 
 } // namespace zarnik

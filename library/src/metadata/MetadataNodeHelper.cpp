@@ -1,6 +1,6 @@
 #include "zarnik/metadata/MetadataNodeHelper.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 #include "zarnik/metadata/MetadataNodeFactory.h"
 
 #include <fmt/format.h>
@@ -10,20 +10,22 @@ namespace zarnik {
 
 std::shared_ptr<MetadataNode> MetadataNodeFactory::create(std::string const & key,
                                                           std::shared_ptr<VariantDataValue> value) {
-  return std::make_shared<MetadataNode>(key, std::move(value));
+  return guarded([&] { return std::make_shared<MetadataNode>(key, std::move(value)); });
 }
 
 namespace {
 
 std::vector<std::string> keysOf(std::string const & path) {
-  std::vector<std::string> keys;
-  for (size_t start = 0; start < path.size();) {
-    size_t const end = std::min(path.find_first_of("/\\", start), path.size());
-    if (end > start)
-      keys.push_back(path.substr(start, end - start));
-    start = end + 1;
-  }
-  return keys;
+  return guarded([&] {
+    std::vector<std::string> keys;
+    for (size_t start = 0; start < path.size();) {
+      size_t const end = std::min(path.find_first_of("/\\", start), path.size());
+      if (end > start)
+        keys.push_back(path.substr(start, end - start));
+      start = end + 1;
+    }
+    return keys;
+  });
 }
 
 } // namespace
@@ -46,10 +48,10 @@ std::shared_ptr<MetadataNode const> MetadataNodeHelper::createPath(std::shared_p
                                                                    std::string const & path,
                                                                    std::shared_ptr<VariantDataValue> value) {
   if (!origin)
-    throw InvalidArgument(fmt::format("metadata path '{}' needs a node to begin at", path));
+    throw InvalidArgument(message("metadata path '{}' needs a node to begin at", path));
   auto const keys = keysOf(path);
   if (keys.empty())
-    throw InvalidArgument(fmt::format("metadata path '{}' names no node", path));
+    throw InvalidArgument(message("metadata path '{}' names no node", path));
   auto parent = origin;
   size_t existing = 0;
   while (existing + 1 < keys.size() && parent->hasChild(keys[existing]))

@@ -1,7 +1,7 @@
 #include "zarnik/metadata/MetadataNodeIterator.h"
 
+#include "core/Guarded.h"
 #include "metadata/MetadataIteratorObject.h"
-#include "zarnik/core/Error.h"
 #include "zarnik/metadata/MetadataNode.h"
 
 namespace zarnik {
@@ -32,7 +32,7 @@ namespace {
 template <typename Object> bool isAtEnd(std::unique_ptr<Object> const & object) { return !object || object->isAtEnd(); }
 
 template <typename Object> std::unique_ptr<Object> copyOf(std::unique_ptr<Object> const & object) {
-  return object ? std::make_unique<Object>(*object) : nullptr;
+  return object ? guarded([&] { return std::make_unique<Object>(*object); }) : nullptr;
 }
 
 template <typename Object> std::shared_ptr<MetadataNode> valueOf(std::unique_ptr<Object> const & object) {

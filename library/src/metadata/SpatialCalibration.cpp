@@ -1,5 +1,6 @@
 #include "zarnik/metadata/SpatialCalibrationProperty.h"
 
+#include "core/Guarded.h"
 #include <fmt/format.h>
 
 namespace zarnik {
@@ -24,7 +25,9 @@ bool SpatialDirections::operator==(SpatialDirections const & other) const {
 bool SpatialDirections::operator!=(SpatialDirections const & other) const { return !(*this == other); }
 
 std::string SpatialDirections::toString() const {
-  return fmt::format("column {}, row {}, slice {}", column_.toString(), row_.toString(), slice_.toString());
+  return guarded([&] {
+    return fmt::format("column {}, row {}, slice {}", column_.toString(), row_.toString(), slice_.toString());
+  });
 }
 
 SpatialCalibrationProperty::SpatialCalibrationProperty() : SpatialCalibrationProperty(Vector3d{}) {}
@@ -41,9 +44,10 @@ SpatialCalibrationProperty::SpatialCalibrationProperty(Vector3d const & origin, 
 
 SpatialCalibrationProperty::SpatialCalibrationProperty(Vector3d const & origin, Vector3d const & spacing,
                                                        SpatialDirections const & directions, std::string const & unit)
-    : origin_(origin), spacing_(spacing), directions_(directions), unit_(unit) {}
+    : origin_(origin), spacing_(spacing), directions_(directions), unit_(guarded([&] { return unit; })) {}
 
-SpatialCalibrationProperty::SpatialCalibrationProperty(SpatialCalibrationProperty const & other) = default;
+SpatialCalibrationProperty::SpatialCalibrationProperty(SpatialCalibrationProperty const & other)
+    : SpatialCalibrationProperty(other.origin_, other.spacing_, other.directions_, other.unit_) {}
 SpatialCalibrationProperty::SpatialCalibrationProperty(SpatialCalibrationProperty && other) noexcept = default;
 SpatialCalibrationProperty::~SpatialCalibrationProperty() = default;
 
@@ -55,7 +59,9 @@ std::string const & SpatialCalibrationProperty::unit() const { return unit_; }
 void SpatialCalibrationProperty::setOrigin(Vector3d const & origin) { origin_ = origin; }
 void SpatialCalibrationProperty::setSpacing(Vector3d const & spacing) { spacing_ = spacing; }
 void SpatialCalibrationProperty::setDirections(SpatialDirections const & directions) { directions_ = directions; }
-void SpatialCalibrationProperty::setUnit(std::string const & unit) { unit_ = unit; }
+void SpatialCalibrationProperty::setUnit(std::string const & unit) {
+  guarded([&] { unit_ = unit; });
+}
 
 bool SpatialCalibrationProperty::operator==(SpatialCalibrationProperty const & other) const {
   return origin_ == other.origin_ && spacing_ == other.spacing_ && directions_ == other.directions_ &&
@@ -67,8 +73,10 @@ bool SpatialCalibrationProperty::operator!=(SpatialCalibrationProperty const & o
 }
 
 std::string SpatialCalibrationProperty::toString() const {
-  return fmt::format("origin {}, spacing {}, unit '{}', {}", origin_.toString(), spacing_.toString(), unit_,
-                     directions_.toString());
+  return guarded([&] {
+    return fmt::format("origin {}, spacing {}, unit '{}', {}", origin_.toString(), spacing_.toString(), unit_,
+                       directions_.toString());
+  });
 }
 
 } // namespace zarnik

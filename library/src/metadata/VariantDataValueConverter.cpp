@@ -1,6 +1,6 @@
 #include "zarnik/metadata/VariantDataValueConverter.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 #include "zarnik/metadata/VariantDataValue.h"
 
 #include <fmt/format.h>
@@ -15,7 +15,7 @@ namespace {
 /// Calls the visitor with the element as its own type: a number, or a pointer to characters.
 template <typename Visitor> auto visitElement(VariantDataValue const & value, size_t index, Visitor && visitor) {
   if (index >= value.count())
-    throw InvalidArgument(fmt::format("element {} of a metadata value of {} elements", index, value.count()));
+    throw InvalidArgument(message("element {} of a metadata value of {} elements", index, value.count()));
   auto const at = [&]<typename T>(T const *) { return visitor(static_cast<T const *>(value.raw())[index]); };
   switch (DataTypeId{value.type().id()}) {
   case DataTypeId::UINT8:
@@ -45,17 +45,17 @@ template <typename Visitor> auto visitElement(VariantDataValue const & value, si
   case DataTypeId::UTF32_STRING:
     return at(static_cast<char32_t const * const *>(nullptr));
   default:
-    throw InvalidArgument(fmt::format("metadata value of type {} has no readable elements", value.type().toString()));
+    throw InvalidArgument(message("metadata value of type {} has no readable elements", value.type().toString()));
   }
 }
 
 [[noreturn]] void refuseText(char const * wanted) {
-  throw InvalidArgument(fmt::format("metadata value is text where {} is wanted", wanted));
+  throw InvalidArgument(message("metadata value is text where {} is wanted", wanted));
 }
 
 template <typename Number> [[noreturn]] void refuseNumber(Number number, bool toSigned) {
   throw InvalidArgument(
-      fmt::format("metadata value {} is not {} 64-bit integer", number, toSigned ? "a signed" : "an unsigned"));
+      message("metadata value {} is not {} 64-bit integer", number, toSigned ? "a signed" : "an unsigned"));
 }
 
 template <typename Integer> Integer toInteger(VariantDataValue const & value, size_t index) {
@@ -145,11 +145,13 @@ double VariantDataValueConverter::toDouble(VariantDataValue const & value, size_
 }
 
 std::string VariantDataValueConverter::toText(VariantDataValue const & value, size_t index) {
-  return visitElement(value, index, [](auto element) -> std::string {
-    if constexpr (std::is_pointer_v<decltype(element)>)
-      return textOf(element);
-    else
-      return fmt::format("{}", element);
+  return guarded([&] {
+    return visitElement(value, index, [](auto element) -> std::string {
+      if constexpr (std::is_pointer_v<decltype(element)>)
+        return textOf(element);
+      else
+        return fmt::format("{}", element);
+    });
   });
 }
 

@@ -1,6 +1,6 @@
 #include "zarnik/metadata/VariantDataValueFactory.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 
 #include <fmt/format.h>
 #include <string_view>
@@ -18,7 +18,9 @@ template <typename T> class NumericValue final : public VariantDataValue {
 public:
   NumericValue(T const * values, size_t count) : values_(values, values + count) {}
 
-  std::shared_ptr<VariantDataValue> clone() const override { return std::make_shared<NumericValue>(*this); }
+  std::shared_ptr<VariantDataValue> clone() const override {
+    return guarded([&] { return std::make_shared<NumericValue>(*this); });
+  }
   DataType type() const override { return dataTypeIdOf<T>; }
   size_t count() const override { return values_.size(); }
   void const * raw() const override { return values_.data(); }
@@ -50,7 +52,9 @@ public:
   StringValue(StringValue const & other) : StringValue(other.starts_.data(), other.starts_.size()) {}
   StringValue & operator=(StringValue const &) = delete;
 
-  std::shared_ptr<VariantDataValue> clone() const override { return std::make_shared<StringValue>(*this); }
+  std::shared_ptr<VariantDataValue> clone() const override {
+    return guarded([&] { return std::make_shared<StringValue>(*this); });
+  }
   DataType type() const override { return stringTypeIdOf<Char>; }
   size_t count() const override { return starts_.size(); }
   void const * raw() const override { return starts_.data(); }
@@ -62,21 +66,25 @@ private:
 
 void requireElements(void const * values, size_t count) {
   if (values == nullptr || count == 0)
-    throw InvalidArgument(fmt::format("a metadata value needs at least one element, got {} at {}", count,
-                                      values == nullptr ? "a null pointer" : "a valid address"));
+    throw InvalidArgument(message("a metadata value needs at least one element, got {} at {}", count,
+                                  values == nullptr ? "a null pointer" : "a valid address"));
 }
 
 template <typename T> std::shared_ptr<VariantDataValue> createNumeric(T const * values, size_t count) {
-  requireElements(values, count);
-  return std::make_shared<NumericValue<T>>(values, count);
+  return guarded([&] {
+    requireElements(values, count);
+    return std::make_shared<NumericValue<T>>(values, count);
+  });
 }
 
 template <typename Char> std::shared_ptr<VariantDataValue> createStrings(Char const ** values, size_t count) {
-  requireElements(values, count);
-  for (size_t i = 0; i < count; ++i)
-    if (values[i] == nullptr)
-      throw InvalidArgument(fmt::format("string {} of {} for a metadata value is a null pointer", i, count));
-  return std::make_shared<StringValue<Char>>(values, count);
+  return guarded([&] {
+    requireElements(values, count);
+    for (size_t i = 0; i < count; ++i)
+      if (values[i] == nullptr)
+        throw InvalidArgument(message("string {} of {} for a metadata value is a null pointer", i, count));
+    return std::make_shared<StringValue<Char>>(values, count);
+  });
 }
 
 } // namespace

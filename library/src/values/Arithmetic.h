@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 
 #include <cstdint>
 #include <fmt/format.h>
@@ -43,11 +43,11 @@ template <typename T> T negate(T value) {
 template <typename T> void requireQuotient(T left, T right) {
   if constexpr (std::is_integral_v<T>) {
     if (right == 0)
-      throw InvalidArgument(fmt::format("integer division of {} by zero", +left));
+      throw InvalidArgument(message("integer division of {} by zero", +left));
     if constexpr (std::is_signed_v<T>)
       if (right == -1 && left == std::numeric_limits<T>::min())
         throw InvalidArgument(
-            fmt::format("integer division of {} by -1 exceeds {}", +left, +std::numeric_limits<T>::max()));
+            message("integer division of {} by -1 exceeds {}", +left, +std::numeric_limits<T>::max()));
   }
 }
 

@@ -1,7 +1,7 @@
 #include "zarnik/values/ArrayX.h"
 
 #include "Components.h"
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 #include "zarnik/values/DataType.h"
 
 #include <cstring>
@@ -13,21 +13,21 @@ namespace zarnik {
 
 namespace {
 
-// Arrays up to this number of elements are printed whole, larger ones with this many elements at each end.
-constexpr size_t PRINTED_WHOLE = 1000;
-constexpr size_t PRINTED_ENDS = 3;
+// Like long vectors: larger arrays are printed with a few elements at each end of each axis.
+using components::PRINTED_ENDS;
+using components::PRINTED_WHOLE;
 
 template <typename T> T * allocate(Indexer const & indexer) {
   DataType const dtype = dataTypeIdOf<T>;
   if (indexer.dtype() != dtype)
     throw InvalidArgument(
-        fmt::format("an array of {} cannot be laid out for {}", dtype.toString(), indexer.dtype().toString()));
+        message("an array of {} cannot be laid out for {}", dtype.toString(), indexer.dtype().toString()));
   if (indexer.firstByteOffset() < 0)
-    throw InvalidArgument(fmt::format("an array cannot begin {} bytes before its buffer", -indexer.firstByteOffset()));
+    throw InvalidArgument(message("an array cannot begin {} bytes before its buffer", -indexer.firstByteOffset()));
   for (auto const byteStride : indexer.byteStride())
     if (byteStride % sizeof(T) != 0)
       throw InvalidArgument(
-          fmt::format("byte stride {} is no multiple of the {} bytes of {}", byteStride, sizeof(T), dtype.toString()));
+          message("byte stride {} is no multiple of the {} bytes of {}", byteStride, sizeof(T), dtype.toString()));
   return static_cast<T *>(detail::allocateZeroed(indexer.byteCount(), 1, "an array"));
 }
 
@@ -118,17 +118,19 @@ template <typename T> void ArrayX<T>::reshape(VectorX<uint64_t> const & shape) {
   auto const isFortran = layoutIs(MemoryLayout::FORTRAN);
   if (!isFortran && !layoutIs(MemoryLayout::C))
     throw InvalidArgument(
-        fmt::format("an array with byte strides {} cannot be reshaped, it has neither C nor FORTRAN layout",
-                    indexer_.byteStride().toString()));
+        message("an array with byte strides {} cannot be reshaped, it has neither C nor FORTRAN layout",
+                indexer_.byteStride().toString()));
   Indexer reshaped(shape, indexer_.dtype(), isFortran ? MemoryLayout::FORTRAN : MemoryLayout::C);
   if (reshaped.elementCount() != indexer_.elementCount())
-    throw InvalidArgument(fmt::format("an array of {} elements cannot take shape {}, which has {}",
-                                      indexer_.elementCount(), shape.toString(), reshaped.elementCount()));
+    throw InvalidArgument(message("an array of {} elements cannot take shape {}, which has {}", indexer_.elementCount(),
+                                  shape.toString(), reshaped.elementCount()));
   indexer_ = std::move(reshaped);
 }
 
 template <typename T> std::string ArrayX<T>::toString() const {
-  return indexer_.elementCount() == 0 ? fmt::format("(array of shape {})", shape().toString()) : print(*this);
+  return guarded([&] {
+    return indexer_.elementCount() == 0 ? fmt::format("(array of shape {})", shape().toString()) : print(*this);
+  });
 }
 
 template <typename T> bool ArrayX<T>::operator==(ArrayX<T> const & other) const {

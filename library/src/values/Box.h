@@ -1,6 +1,6 @@
 #pragma once
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 #include "zarnik/values/Checked.h"
 
 #include <algorithm>
@@ -15,8 +15,8 @@ template <typename V> void requireFits(V const & origin, V const & size) {
   using T = typename V::ValueType;
   for (size_t axis = 0; axis != origin.size(); ++axis)
     if (size[axis] != 0 && size[axis] - 1 > std::numeric_limits<T>::max() - origin[axis])
-      throw InvalidArgument(fmt::format("region origin {} + size {} on axis {} exceeds the largest coordinate {}",
-                                        origin[axis], size[axis], axis, std::numeric_limits<T>::max()));
+      throw InvalidArgument(message("region origin {} + size {} on axis {} exceeds the largest coordinate {}",
+                                    origin[axis], size[axis], axis, std::numeric_limits<T>::max()));
 }
 
 template <typename V> bool isEmpty(V const & size) {
@@ -78,8 +78,8 @@ template <typename R> R extractSlice(R const & region, size_t dimension, typenam
   if (dimension >= region.dimensionCount())
     detail::throwIndexBeyond("region dimension", dimension, region.dimensionCount());
   if (position >= region.size()[dimension])
-    throw InvalidArgument(fmt::format("slice origin {} is out of range, the region has size {} on axis {}", position,
-                                      region.size()[dimension], dimension));
+    throw InvalidArgument(message("slice origin {} is out of range, the region has size {} on axis {}", position,
+                                  region.size()[dimension], dimension));
   auto origin = region.origin();
   auto size = region.size();
   origin[dimension] += position;
@@ -92,7 +92,8 @@ template <typename R> bool areIdentical(R const & left, R const & right) {
 }
 
 template <typename R> std::string toString(R const & region) {
-  return fmt::format("(origin {}, size {})", region.origin().toString(), region.size().toString());
+  return guarded(
+      [&] { return fmt::format("(origin {}, size {})", region.origin().toString(), region.size().toString()); });
 }
 
 } // namespace zarnik::box

@@ -1,6 +1,6 @@
 #include "zarnik/values/Checked.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 
 #include <cstdlib>
 #include <fmt/format.h>
@@ -10,13 +10,13 @@ namespace zarnik {
 
 uint64_t checkedMultiply(uint64_t left, uint64_t right, char const * what) {
   if (left != 0 && right > std::numeric_limits<uint64_t>::max() / left)
-    throw InvalidArgument(fmt::format("{} do not fit 64 bits: {} * {}", what, left, right));
+    throw InvalidArgument(message("{} do not fit 64 bits: {} * {}", what, left, right));
   return left * right;
 }
 
 uint64_t checkedAdd(uint64_t left, uint64_t right, char const * what) {
   if (right > std::numeric_limits<uint64_t>::max() - left)
-    throw InvalidArgument(fmt::format("{} do not fit 64 bits: {} + {}", what, left, right));
+    throw InvalidArgument(message("{} do not fit 64 bits: {} + {}", what, left, right));
   return left + right;
 }
 
@@ -24,12 +24,12 @@ namespace detail {
 
 void throwIndexBeyond(char const * what, size_t index, size_t size) {
   if (size == 0)
-    throw InvalidArgument(fmt::format("{} index {} is out of range, there is none", what, index));
-  throw InvalidArgument(fmt::format("{} index {} is out of range, allowed are 0 to {}", what, index, size - 1));
+    throw InvalidArgument(message("{} index {} is out of range, there is none", what, index));
+  throw InvalidArgument(message("{} index {} is out of range, allowed are 0 to {}", what, index, size - 1));
 }
 
 void throwSizeMismatch(char const * what, size_t left, size_t right) {
-  throw InvalidArgument(fmt::format("{} differ in number: {} and {}", what, left, right));
+  throw InvalidArgument(message("{} differ in number: {} and {}", what, left, right));
 }
 
 void * allocateZeroed(uint64_t count, uint64_t bytesEach, char const * what) {
@@ -37,7 +37,7 @@ void * allocateZeroed(uint64_t count, uint64_t bytesEach, char const * what) {
   // malloc(0) may be null, which is no failure.
   auto * const memory = bytes > std::numeric_limits<size_t>::max() ? nullptr : std::calloc(bytes == 0 ? 1 : bytes, 1);
   if (memory == nullptr)
-    throw Error(fmt::format("cannot allocate {} bytes for {}", bytes, what));
+    throw Error(message("cannot allocate {} bytes for {}", bytes, what));
   return memory;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Arithmetic.h"
+#include "core/Guarded.h"
 
 #include <cmath>
 #include <cstddef>
@@ -61,7 +62,7 @@ template <typename T> T dot(T const * left, T const * right, size_t size) {
 
 inline void requireThree(size_t size) {
   if (size != 3)
-    throw InvalidArgument(fmt::format("cross product needs vectors of size 3, not {}", size));
+    throw InvalidArgument(message("cross product needs vectors of size 3, not {}", size));
 }
 
 template <typename T> void cross(T const * left, T const * right, T * result) {
@@ -124,11 +125,22 @@ template <typename T> bool areEqual(T const * left, T const * right, size_t size
   return true;
 }
 
+// Up to this number of components a vector is printed whole, a longer one with this many at each end.
+constexpr size_t PRINTED_WHOLE = 1000;
+constexpr size_t PRINTED_ENDS = 3;
+
 template <typename T> std::string toString(T const * values, size_t size) {
-  std::string text = "(";
-  for (size_t i = 0; i != size; ++i)
-    fmt::format_to(std::back_inserter(text), "{}{}", i == 0 ? "" : ", ", +values[i]);
-  return text + ")";
+  return guarded([&] {
+    std::string text = "(";
+    for (size_t i = 0; i != size; ++i) {
+      if (size > PRINTED_WHOLE && i == PRINTED_ENDS) {
+        text += ", ...";
+        i = size - PRINTED_ENDS;
+      }
+      fmt::format_to(std::back_inserter(text), "{}{}", i == 0 ? "" : ", ", +values[i]);
+    }
+    return text + ")";
+  });
 }
 
 } // namespace zarnik::components

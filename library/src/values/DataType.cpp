@@ -1,6 +1,6 @@
 #include "zarnik/values/DataType.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 #include "zarnik/values/Vector.h"
 
 #include <array>
@@ -85,8 +85,7 @@ DataType::DataType(PrimitiveTypeId primitive, size_t bitDepth, size_t elementCou
                    DataTypeInterpretation interpretation) {
   auto const require = [](bool fits, char const * what, auto value, unsigned limit) {
     if (!fits)
-      throw InvalidArgument(
-          fmt::format("{} {} of a data type is out of range, allowed are 0 to {}", what, value, limit));
+      throw InvalidArgument(message("{} {} of a data type is out of range, allowed are 0 to {}", what, value, limit));
   };
   auto const primitiveValue = static_cast<int>(primitive);
   auto const interpretationValue = static_cast<int>(interpretation);
@@ -115,7 +114,7 @@ Vector<double, 2> DataType::standardRange(DataType t) {
       return {0, 1};
     }
   }
-  throw InvalidArgument(fmt::format("data type {} has no range of values, only numeric types have", t.toString()));
+  throw InvalidArgument(message("data type {} has no range of values, only numeric types have", t.toString()));
 }
 
 bool DataType::isNumeric() const {
@@ -135,10 +134,13 @@ bool DataType::isConvertibleTo(DataType other) const {
 }
 
 std::string DataType::toString() const {
-  if (auto name = idName(*this); !name.empty())
-    return name;
-  return fmt::format("({}, {} bits, {} elements, {})", nameOrNumber(PRIMITIVES, static_cast<uint64_t>(primitiveType())),
-                     bitDepth(), elementCount(), nameOrNumber(INTERPRETATIONS, id_ >> 32));
+  return guarded([&] {
+    if (auto name = idName(*this); !name.empty())
+      return name;
+    return fmt::format("({}, {} bits, {} elements, {})",
+                       nameOrNumber(PRIMITIVES, static_cast<uint64_t>(primitiveType())), bitDepth(), elementCount(),
+                       nameOrNumber(INTERPRETATIONS, id_ >> 32));
+  });
 }
 
 } // namespace zarnik

@@ -1,6 +1,6 @@
 #include "zarnik/values/ImageType.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 
 #include <array>
 #include <bit>
@@ -23,16 +23,21 @@ template <typename... Dimensions> constexpr uint64_t bits(Dimensions... dimensio
 
 uint64_t checkedBit(ImageDimension dimension) {
   if (!isDimension(dimension))
-    throw InvalidArgument(fmt::format("image dimension {} is unknown, allowed are 0 to {}", static_cast<int>(dimension),
-                                      DIMENSION_COUNT - 1));
+    throw InvalidArgument(message("image dimension {} is unknown, allowed are 0 to {}", static_cast<int>(dimension),
+                                  DIMENSION_COUNT - 1));
   return bit(dimension);
 }
 
 } // namespace
 
+ImageType::ImageType(ImageDimension dimension) : value_(checkedBit(dimension)) {}
+
 ImageType::ImageType(ImageDimension const * dimensions, size_t count) {
+  if (count > NAMES.size())
+    throw InvalidArgument(
+        message("a list of {} image dimensions names one more than once, there are {}", count, NAMES.size()));
   if (dimensions == nullptr && count != 0)
-    throw InvalidArgument(fmt::format("no list of {} image dimensions was given", count));
+    throw InvalidArgument(message("no list of {} image dimensions was given", count));
   for (size_t i = 0; i != count; ++i)
     add(dimensions[i]);
 }
@@ -40,7 +45,7 @@ ImageType::ImageType(ImageDimension const * dimensions, size_t count) {
 ImageType::ImageType(uint64_t value) : value_(value) {
   constexpr auto limit = uint64_t{1} << DIMENSION_COUNT;
   if (value >= limit)
-    throw InvalidArgument(fmt::format("image type value {} is unknown, allowed are 0 to {}", value, limit - 1));
+    throw InvalidArgument(message("image type value {} is unknown, allowed are 0 to {}", value, limit - 1));
 }
 
 bool ImageType::has(ImageDimension dimension) const { return isDimension(dimension) && (value_ & bit(dimension)) != 0; }
@@ -55,8 +60,7 @@ size_t ImageType::dimensionCount() const { return static_cast<size_t>(std::popco
 
 ImageDimension ImageType::dimension(size_t index) const {
   if (index >= dimensionCount())
-    throw InvalidArgument(
-        fmt::format("image type {} has no dimension {}, it has {}", toString(), index, dimensionCount()));
+    throw InvalidArgument(message("image type {} has no dimension {}, it has {}", toString(), index, dimensionCount()));
   auto remaining = value_;
   for (size_t i = 0; i != index; ++i)
     remaining &= remaining - 1;
@@ -67,7 +71,7 @@ size_t ImageType::indexDimension(ImageDimension dimension) const {
   auto const wanted = checkedBit(dimension);
   if ((value_ & wanted) == 0)
     throw InvalidArgument(
-        fmt::format("image type {} has no dimension {}", toString(), NAMES[static_cast<size_t>(dimension)]));
+        message("image type {} has no dimension {}", toString(), NAMES[static_cast<size_t>(dimension)]));
   return static_cast<size_t>(std::popcount(value_ & (wanted - 1)));
 }
 
@@ -78,10 +82,13 @@ ImageType ImageType::operator|(ImageDimension dimension) const {
 }
 
 std::string ImageType::toString() const {
-  std::string text = "(";
-  for (auto remaining = value_; remaining != 0; remaining &= remaining - 1)
-    text += fmt::format("{}{}", text.size() == 1 ? "" : ", ", NAMES[static_cast<size_t>(std::countr_zero(remaining))]);
-  return text + ")";
+  return guarded([&] {
+    std::string text = "(";
+    for (auto remaining = value_; remaining != 0; remaining &= remaining - 1)
+      text +=
+          fmt::format("{}{}", text.size() == 1 ? "" : ", ", NAMES[static_cast<size_t>(std::countr_zero(remaining))]);
+    return text + ")";
+  });
 }
 
 ImageType operator|(ImageDimension left, ImageDimension right) { return ImageType() | left | right; }

@@ -1,6 +1,6 @@
 #include "zarnik/values/Indexer.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -29,15 +29,17 @@ VectorXu64 order(size_t dimensionCount, MemoryLayout memoryLayout) {
     std::reverse(layout.begin(), layout.end());
     return layout;
   }
-  throw InvalidArgument(fmt::format("memory layout {} is unknown, allowed are 0 (UNKNOWN), 1 (C) and 2 (FORTRAN)",
-                                    static_cast<int>(memoryLayout)));
+  throw InvalidArgument(message("memory layout {} is unknown, allowed are 0 (UNKNOWN), 1 (C) and 2 (FORTRAN)",
+                                static_cast<int>(memoryLayout)));
 }
 
 // Equal strides keep the order of the dimensions; a unit dimension has its place by its stride all the same.
 VectorXu64 orderByStride(VectorXu64 const & byteStrides) {
   auto layout = order(byteStrides.size(), MemoryLayout::FORTRAN);
-  std::stable_sort(layout.begin(), layout.end(), [&byteStrides](uint64_t left, uint64_t right) {
-    return magnitude(byteStrides[left]) < magnitude(byteStrides[right]);
+  std::sort(layout.begin(), layout.end(), [&byteStrides](uint64_t left, uint64_t right) {
+    auto const leftStride = magnitude(byteStrides[left]);
+    auto const rightStride = magnitude(byteStrides[right]);
+    return leftStride != rightStride ? leftStride < rightStride : left < right;
   });
   return layout;
 }
@@ -57,12 +59,12 @@ void requireOrder(VectorXu64 const & layout, size_t dimensionCount) {
   auto sorted = layout;
   std::sort(sorted.begin(), sorted.end());
   if (sorted != order(dimensionCount, MemoryLayout::FORTRAN))
-    throw InvalidArgument(fmt::format("layout {} is no order of {} dimensions", layout.toString(), dimensionCount));
+    throw InvalidArgument(message("layout {} is no order of {} dimensions", layout.toString(), dimensionCount));
 }
 
 void requireSize(char const * what, size_t size, size_t dimensionCount) {
   if (size != dimensionCount)
-    throw InvalidArgument(fmt::format("{} given for {} dimensions, the shape has {}", what, size, dimensionCount));
+    throw InvalidArgument(message("{} given for {} dimensions, the shape has {}", what, size, dimensionCount));
 }
 
 uint64_t component(char const * what, VectorXu64 const & vector, size_t index) {
@@ -130,8 +132,8 @@ void Indexer::measure() {
   }
   byteCount_ = checkedAdd(before, after, "bytes of the shape");
   if (byteCount_ > LARGEST_OFFSET || elementCount_ > LARGEST_OFFSET)
-    throw InvalidArgument(fmt::format("shape {} spans {} elements and {} bytes, allowed are up to {}",
-                                      shape_.toString(), elementCount_, byteCount_, LARGEST_OFFSET));
+    throw InvalidArgument(message("shape {} spans {} elements and {} bytes, allowed are up to {}", shape_.toString(),
+                                  elementCount_, byteCount_, LARGEST_OFFSET));
   firstByteOffset_ = -static_cast<int64_t>(before);
 }
 
@@ -153,7 +155,7 @@ size_t Indexer::layout(size_t order) const { return component("order", layout_, 
 size_t Indexer::offset(VectorX<uint64_t> const & index) const { return inElements(byteOffset(index), dtype_); }
 
 void Indexer::throwOutside(VectorXu64 const & index) const {
-  throw InvalidArgument(fmt::format("index {} is outside of shape {}", index.toString(), shape_.toString()));
+  throw InvalidArgument(message("index {} is outside of shape {}", index.toString(), shape_.toString()));
 }
 
 bool Indexer::isContinuous() const {

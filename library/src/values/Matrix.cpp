@@ -1,6 +1,7 @@
 #include "zarnik/values/Matrix.h"
 
 #include "Components.h"
+#include "core/Guarded.h"
 
 #include <algorithm>
 #include <utility>
@@ -93,10 +94,12 @@ template <typename T, size_t N> Matrix<T, N> Matrix<T, N>::inverse() const {
 }
 
 template <typename T, size_t N> std::string Matrix<T, N>::toString() const {
-  std::string text = "(";
-  for (size_t row = 0; row != N; ++row)
-    text += (row == 0 ? "" : ", ") + components::toString(elements_ + row * N, N);
-  return text + ")";
+  return guarded([&] {
+    std::string text = "(";
+    for (size_t row = 0; row != N; ++row)
+      text += (row == 0 ? "" : ", ") + components::toString(elements_ + row * N, N);
+    return text + ")";
+  });
 }
 
 template <typename T, size_t N> Matrix<T, N> Matrix<T, N>::operator-() const {

@@ -1,6 +1,6 @@
 #include "zarnik/values/TransformMatrixFactory.h"
 
-#include "zarnik/core/Error.h"
+#include "core/Guarded.h"
 
 #include <cmath>
 #include <fmt/format.h>
@@ -35,9 +35,9 @@ template <size_t N> Matrix<double, N> planeRotation(size_t from, size_t to, doub
 
 size_t axisIndex(char axis, char first, std::string const & convention) {
   if (axis < first || axis > first + 2)
-    throw InvalidArgument(fmt::format(
-        "Euler convention '{}' is invalid, allowed are three of xyz (extrinsic) or three of XYZ (intrinsic)",
-        convention));
+    throw InvalidArgument(
+        message("Euler convention '{}' is invalid, allowed are three of xyz (extrinsic) or three of XYZ (intrinsic)",
+                convention));
   return static_cast<size_t>(axis - first);
 }
 
@@ -71,7 +71,7 @@ Matrix<double, 4> TransformMatrix4Factory::rotationOnAxis(double angle, Vector<d
   auto const length = direction.length();
   if (constexpr double TOLERANCE = 1e-3; !(std::fabs(length - 1) <= TOLERANCE))
     throw InvalidArgument(
-        fmt::format("rotation axis {} has length {}, it must be normalized to 1", direction.toString(), length));
+        message("rotation axis {} has length {}, it must be normalized to 1", direction.toString(), length));
   auto const axis = direction / length;
   auto const sine = std::sin(angle);
   auto const cosine = std::cos(angle);

@@ -10,7 +10,7 @@ namespace zarnik {
 namespace {
 template <typename T, size_t N> void copyExactly(T const * source, size_t size, T (&destination)[N]) {
   if (size != N)
-    throw InvalidArgument(fmt::format("a vector of {} components cannot be made from {}", N, size));
+    throw InvalidArgument(message("a vector of {} components cannot be made from {}", N, size));
   std::copy_n(source, N, destination);
 }
 } // namespace

@@ -1,7 +1,7 @@
 #include "zarnik/views/ImageView.h"
 
+#include "core/Guarded.h"
 #include "views/FlagNames.h"
-#include "zarnik/core/Error.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/TilingInfoExtension.h"
@@ -17,11 +17,26 @@ namespace {
                                    flagNames(image.capabilities())));
 }
 
+void requireIndex(ImageView const & image, ImageCapability capability, VectorXu64 const & index) {
+  if (!image.support(capability))
+    throwMissing(image, capability);
+  if (index.size() != image.dimensionCount())
+    detail::throwSizeMismatch("dimensions of index and image", index.size(), image.dimensionCount());
+}
+
+/// The properties, which an image from elsewhere may fail to tell.
+std::shared_ptr<ImageProperties const> told(ImageView const & image) {
+  auto properties = image.properties();
+  if (!properties)
+    throw Error("the image tells no properties");
+  return properties;
+}
+
 /// Sets a copy of the image's properties after a change, so that a refused change leaves the image as it was.
 template <typename Change> void changeProperties(ImageView & image, Change change) {
   if (!image.support(ImageCapability::WRITE))
     throwMissing(image, ImageCapability::WRITE);
-  auto properties = image.properties()->clone();
+  auto properties = told(image)->clone();
   change(*properties);
   image.setProperties(std::move(properties));
 }
@@ -35,21 +50,25 @@ size_t ImageView::dimensionCount() const { return shape().size(); }
 bool ImageView::support(ImageCapabilitySet capabilities) const { return this->capabilities().has(capabilities); }
 
 std::string ImageView::toString() const {
-  auto const origin = viewOrigin();
-  auto const chain = origin && origin->parentCount() > 0 ? ", " + origin->displayName() : std::string();
-  return fmt::format("ImageView(shape {}, {}, {}, {}{})", shape().toString(), dataType().toString(),
-                     axesInterpretation().toString(), flagNames(capabilities()), chain);
+  return guarded([&] {
+    auto const known = properties();
+    auto const axes = known ? known->imageInfo().axesInterpretation() : ImageType();
+    auto const origin = viewOrigin();
+    auto const chain = origin && origin->parentCount() > 0 ? ", " + origin->displayName() : std::string();
+    return fmt::format("ImageView(shape {}, {}, {}, {}{})", shape().toString(), dataType().toString(), axes.toString(),
+                       flagNames(capabilities()), chain);
+  });
 }
 
-ImageInterpretation ImageView::imageInterpretation() const { return properties()->imageInfo().interpretation(); }
-ImageType ImageView::axesInterpretation() const { return properties()->imageInfo().axesInterpretation(); }
-Vector3d ImageView::spatialOrigin() const { return properties()->calibration().origin(); }
-Vector3d ImageView::spatialSpacing() const { return properties()->calibration().spacing(); }
-std::string ImageView::spatialUnit() const { return properties()->calibration().unit(); }
-SpatialDirections ImageView::spatialDirections() const { return properties()->calibration().directions(); }
-size_t ImageView::bitDepth() const { return properties()->imageInfo().bitDepth(); }
-bool ImageView::hasAlpha() const { return properties()->imageInfo().alpha(); }
-Vector2d ImageView::valueRange() const { return properties()->imageInfo().valueRange(); }
+ImageInterpretation ImageView::imageInterpretation() const { return told(*this)->imageInfo().interpretation(); }
+ImageType ImageView::axesInterpretation() const { return told(*this)->imageInfo().axesInterpretation(); }
+Vector3d ImageView::spatialOrigin() const { return told(*this)->calibration().origin(); }
+Vector3d ImageView::spatialSpacing() const { return told(*this)->calibration().spacing(); }
+std::string ImageView::spatialUnit() const { return told(*this)->calibration().unit(); }
+SpatialDirections ImageView::spatialDirections() const { return told(*this)->calibration().directions(); }
+size_t ImageView::bitDepth() const { return told(*this)->imageInfo().bitDepth(); }
+bool ImageView::hasAlpha() const { return told(*this)->imageInfo().alpha(); }
+Vector2d ImageView::valueRange() const { return told(*this)->imageInfo().valueRange(); }
 
 void ImageView::setImageInterpretation(ImageInterpretation interpretation) {
   changeProperties(*this, [&](auto & properties) { properties.imageInfo().setInterpretation(interpretation); });
@@ -87,13 +106,21 @@ void ImageView::setValueRange(Vector2d const & range) {
   changeProperties(*this, [&](auto & properties) { properties.imageInfo().setValueRange(range); });
 }
 
-void ImageView::read(VectorXu64 const &, void *) { throwMissing(*this, ImageCapability::READ); }
+void ImageView::read(VectorXu64 const & index, void * destination) {
+  requireIndex(*this, ImageCapability::READ, index);
+  readRegion(RegionXu64(index, VectorXu64::createUniform(index.size(), 1)), destination);
+}
+
 void ImageView::readRegion(RegionXu64 const &, void *) { throwMissing(*this, ImageCapability::READ); }
 
 void ImageView::setProperties(std::shared_ptr<ImageProperties const>) { throwMissing(*this, ImageCapability::WRITE); }
 void ImageView::setMetadata(std::shared_ptr<MetadataNode const>) { throwMissing(*this, ImageCapability::WRITE); }
 
-void ImageView::write(VectorXu64 const &, void const *) { throwMissing(*this, ImageCapability::WRITE); }
+void ImageView::write(VectorXu64 const & index, void const * source) {
+  requireIndex(*this, ImageCapability::WRITE, index);
+  writeRegion(RegionXu64(index, VectorXu64::createUniform(index.size(), 1)), source);
+}
+
 void ImageView::writeRegion(RegionXu64 const &, void const *) { throwMissing(*this, ImageCapability::WRITE); }
 
 void ImageView::reshape(VectorXu64 const &, DataType) { throwMissing(*this, ImageCapability::RESHAPE); }

@@ -2,6 +2,9 @@
 
 #include "zarnik/core/Error.h"
 #include "zarnik/values/ImageType.h"
+#include "zarnik/views/ImageView.h"
+
+#include <fmt/format.h>
 
 namespace zarnik {
 namespace {
@@ -26,7 +29,15 @@ ImageType usualAxes(size_t dimensionCount) {
 
 } // namespace
 
+VectorXu64 const & imageShape(VectorXu64 const & shape) {
+  if (shape.size() > ImageView::MAXIMUM_DIMENSION_COUNT)
+    throw InvalidArgument(fmt::format("an image cannot have {} dimensions, allowed are up to {}", shape.size(),
+                                      ImageView::MAXIMUM_DIMENSION_COUNT));
+  return shape;
+}
+
 std::shared_ptr<ImageProperties> defaultProperties(VectorXu64 const & shape, DataType dataType) {
+  imageShape(shape);
   auto properties = ImageProperties::fromDataType(dataType);
   properties->imageInfo().setAxesInterpretation(usualAxes(shape.size()));
   return properties;
@@ -34,6 +45,7 @@ std::shared_ptr<ImageProperties> defaultProperties(VectorXu64 const & shape, Dat
 
 std::shared_ptr<ImageProperties> fittingProperties(std::shared_ptr<ImageProperties const> const & properties,
                                                    VectorXu64 const & shape, DataType dataType) {
+  imageShape(shape);
   properties->requireCompatibleWith(shape, dataType);
   return properties->clone();
 }

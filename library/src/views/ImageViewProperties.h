@@ -8,6 +8,10 @@
 
 namespace zarnik {
 
+/// The shape itself.
+/// \throws InvalidArgument when it has more dimensions than an image can have
+VectorXu64 const & imageShape(VectorXu64 const & shape);
+
 /// The properties of a new image: those of its data type, the axes after the number of dimensions,
 /// unknown for more than the five that have a name.
 std::shared_ptr<ImageProperties> defaultProperties(VectorXu64 const & shape, DataType dataType);

@@ -1,5 +1,6 @@
 #include "zarnik/views/ImageViewProvider.h"
 
+#include "core/Guarded.h"
 #include "views/RestrictedImageView.h"
 #include "zarnik/core/Error.h"
 
@@ -9,7 +10,12 @@ namespace {
 template <typename Restricted> std::shared_ptr<ImageView> restrictTo(std::shared_ptr<ImageView> image) {
   if (!image)
     throw InvalidArgument("the image to restrict cannot be null");
-  return std::make_shared<Restricted>(std::move(image));
+  // Once more would change nothing; nor would anything once both are taken away.
+  auto const * const restricted = dynamic_cast<RestrictedImageView const *>(image.get());
+  if (restricted != nullptr && (dynamic_cast<Restricted const *>(restricted) != nullptr ||
+                                dynamic_cast<RestrictedImageView const *>(restricted->restricted().get()) != nullptr))
+    return image;
+  return guarded([&] { return std::make_shared<Restricted>(std::move(image)); });
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "views/MemoryImageView.h"
 
+#include "core/Guarded.h"
 #include "views/ImageViewProperties.h"
-#include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionCopier.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/values/Checked.h"
@@ -29,7 +29,8 @@ DataType numeric(DataType dataType) {
 
 void MemoryImageView::FreeMemory::operator()(std::byte * memory) const noexcept { detail::freeZeroed(memory); }
 
-MemoryImageView::Samples::Samples(VectorXu64 const & shape, DataType dataType) : indexer(shape, numeric(dataType)) {
+MemoryImageView::Samples::Samples(VectorXu64 const & shape, DataType dataType)
+    : indexer(imageShape(shape), numeric(dataType)) {
   memory.reset(static_cast<std::byte *>(
       detail::allocateZeroed(indexer.elementCount(), dataType.byteCount(), describe(shape, dataType).c_str())));
 }
@@ -109,21 +110,23 @@ void MemoryImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) 
 }
 
 void MemoryImageView::reshape(VectorXu64 const & shape, DataType dataType) {
-  auto changed = std::make_shared<Samples>(shape, dataType);
-  auto properties = properties_;
-  if (!properties->isCompatibleWith(shape, dataType)) {
-    auto fitting = defaultProperties(shape, dataType);
-    fitting->setCalibration(properties_->calibration());
-    properties = std::move(fitting);
-  }
-  // Declared before the lock, so that they go after it.
-  std::shared_ptr<Samples> before;
-  std::lock_guard const lock(mutex_);
-  if (samples_->isHandedOut)
-    retired_.push_back(samples_);
-  before = std::exchange(samples_, std::move(changed));
-  dataType_ = dataType;
-  properties_ = std::move(properties);
+  guarded([&] {
+    auto changed = std::make_shared<Samples>(shape, dataType);
+    auto properties = properties_;
+    if (!properties->isCompatibleWith(shape, dataType)) {
+      auto fitting = defaultProperties(shape, dataType);
+      fitting->setCalibration(properties_->calibration());
+      properties = std::move(fitting);
+    }
+    // Declared before the lock, so that they go after it.
+    std::shared_ptr<Samples> before;
+    std::lock_guard const lock(mutex_);
+    if (samples_->isHandedOut)
+      retired_.push_back(samples_);
+    before = std::exchange(samples_, std::move(changed));
+    dataType_ = dataType;
+    properties_ = std::move(properties);
+  });
 }
 
 Indexer const & MemoryImageView::indexer() const { return samples_->indexer; }

@@ -1,9 +1,9 @@
 #include "views/RegionTransfer.h"
 
+#include "layout/CopyPlan.h"
 #include "views/BlockWalk.h"
 #include "views/MemoryImageView.h"
 #include "zarnik/core/Error.h"
-#include "zarnik/layout/CopyPlan.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/BorrowedMemoryView.h"
 #include "zarnik/views/ImageView.h"

@@ -1,5 +1,6 @@
 #include "views/RestrictedImageView.h"
 
+#include "core/ReleaseQueue.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/values/ArrayX.h"
 #include "zarnik/views/ParallelAccessExtension.h"
@@ -54,7 +55,7 @@ RestrictedImageView::RestrictedImageView(std::shared_ptr<ImageView> image, Image
   origin_ = ViewOriginExtension::derive(std::move(displayName), {image_});
 }
 
-RestrictedImageView::~RestrictedImageView() = default;
+RestrictedImageView::~RestrictedImageView() { release(std::move(image_)); }
 
 std::shared_ptr<Extension> RestrictedImageView::extension(size_t id) const {
   switch (id) {

@@ -1,5 +1,6 @@
 #include "zarnik/views/ViewOriginExtension.h"
 
+#include "core/ReleaseQueue.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/UidGenerator.h"
 #include "zarnik/views/View.h"
@@ -19,16 +20,10 @@ public:
   RecordedOrigin(ViewDataOrigin dataOrigin, std::string displayName, Parents parents)
       : uid_(UidGenerator::generate()), dataOrigin_(dataOrigin), displayName_(std::move(displayName)),
         parents_(std::move(parents)) {}
-
   // Generations of any number are released one after the other: recursion would end with the stack.
   ~RecordedOrigin() override {
-    while (!parents_.empty()) {
-      auto const parent = std::move(parents_.back());
-      parents_.pop_back();
-      auto * const recorded = parent.use_count() == 1 ? dynamic_cast<RecordedOrigin *>(parent.get()) : nullptr;
-      if (recorded != nullptr)
-        std::move(recorded->parents_.begin(), recorded->parents_.end(), std::back_inserter(parents_));
-    }
+    for (auto & parent : parents_)
+      release(std::move(parent));
   }
 
   uint64_t uid() const override { return uid_; }

@@ -1,6 +1,7 @@
-#include "zarnik/layout/ConversionPlan.h"
+#include "layout/ConversionPlan.h"
 
 #include "layout/StridedCases.h"
+#include "layout/ThreadPool.h"
 #include "zarnik/layout/Threads.h"
 
 #include <fmt/format.h>
@@ -176,6 +177,27 @@ TEST(ConversionPlan, AllOrdersAndSigns) {
       }
     } while (std::next_permutation(order.begin(), order.end()));
   }
+}
+
+TEST(ConversionPlan, PiecesOfSmallOnesGiveTheSameResult) {
+  size_t const before = threadCount();
+  layout::setParallelBytes(1);
+  setThreadCount(2);
+  for (auto const & size :
+       {std::vector<uint64_t>{7, 5, 3}, {100, 2, 70}, {3, 90}, {1000}, std::vector<uint64_t>(7, 4)}) {
+    std::vector<size_t> order(size.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    auto const straight = order;
+    for (size_t turn = 0; turn < size.size(); ++turn) {
+      std::rotate(order.begin(), order.begin() + 1, order.end());
+      for (unsigned signs = 0; signs < 4; ++signs) {
+        EXPECT_TRUE(
+            convertsLikeReference(size, arrange(size, order, signs, 0, 2), arrange(size, straight, 0, signs, 4)));
+      }
+    }
+  }
+  layout::setParallelBytes(layout::usualParallelBytes);
+  setThreadCount(before);
 }
 
 TEST(ConversionPlan, LargeOnesStreamAndUseThreadsWithTheSameResult) {

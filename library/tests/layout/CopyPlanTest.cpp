@@ -1,7 +1,9 @@
-#include "zarnik/layout/CopyPlan.h"
+#include "layout/CopyPlan.h"
 
 #include "layout/StridedCases.h"
+#include "layout/ThreadPool.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/layout/Threads.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -46,10 +48,11 @@ std::vector<size_t> canonical(size_t rank) {
   return order;
 }
 
-TEST(CopyPlan, AllSmallShapesOrdersAndSigns) {
+// Every shape of up to `rank` extents below 6, in every order of axes, with any of them turned around.
+void copyAllSmallShapes(size_t highestRank) {
   constexpr size_t elementSizes[] = {1, 2, 3, 4, 5, 6, 8, 12, 16, 24, 40};
   size_t round = 0;
-  for (size_t rank = 0; rank <= 4; ++rank) {
+  for (size_t rank = 0; rank <= highestRank; ++rank) {
     uint64_t shapes = 1;
     for (size_t n = 0; n < rank; ++n) {
       shapes *= 6;
@@ -72,6 +75,47 @@ TEST(CopyPlan, AllSmallShapesOrdersAndSigns) {
         }
       } while (std::next_permutation(order.begin(), order.end()));
     }
+  }
+}
+
+TEST(CopyPlan, AllSmallShapesOrdersAndSigns) { copyAllSmallShapes(4); }
+
+/// Cuts copies of any size for two threads.
+struct CutCopies : testing::Test {
+  size_t const threads = threadCount();
+  CutCopies() {
+    layout::setParallelBytes(1);
+    setThreadCount(2);
+  }
+  ~CutCopies() override {
+    layout::setParallelBytes(layout::usualParallelBytes);
+    setThreadCount(threads);
+  }
+};
+
+TEST_F(CutCopies, AllSmallShapesOrdersAndSigns) {
+  // While the pool is busy with this, it is this thread that copies all pieces: no time goes in waking others.
+  layout::runParts(2, [](size_t part) {
+    if (part == 0) {
+      copyAllSmallShapes(4);
+    }
+  });
+}
+
+TEST_F(CutCopies, ManyShortAxes) {
+  std::mt19937_64 random(testSeed());
+  for (int round = 0; round < 300; ++round) {
+    size_t const elementBytes = std::vector<size_t>{1, 2, 4}[random() % 3];
+    std::vector<uint64_t> size(5 + random() % 5);
+    for (auto & extent : size) {
+      extent = round % 2 == 0 ? 4 : 1 + random() % 4;
+    }
+    auto order = canonical(size.size());
+    std::shuffle(order.begin(), order.end(), random);
+    auto const source = arrange(size, order, static_cast<unsigned>(random() & random() & random()), 0, elementBytes);
+    auto const destination = arrange(size, canonical(size.size()), 0, 0, elementBytes);
+    ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
+        << describe(size, source, destination, elementBytes) << " seed " << testSeed();
   }
 }
 

@@ -1,7 +1,7 @@
 #include "zarnik/layout/Threads.h"
 
+#include "layout/CopyPlan.h"
 #include "layout/StridedCases.h"
-#include "zarnik/layout/CopyPlan.h"
 
 #include <gmock/gmock.h>
 

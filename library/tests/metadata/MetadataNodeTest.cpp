@@ -268,3 +268,22 @@ TEST(MetadataNodeHelper, ExistingNodesInBetweenStayAndTheLastIsMadeAnew) {
   EXPECT_THAT([&] { MetadataNodeHelper::createPath(root, "//", nullptr); }, ThrowsMessage<Error>(HasSubstr("'//'")));
   EXPECT_THROW(MetadataNodeHelper::createPath(nullptr, "a", nullptr), Error);
 }
+
+// Two children that are one node, on each of many levels: spelled out that would be 2^60 lines.
+TEST(MetadataNode, TextOfSharedNodesIsAsLongAsTheirNumber) {
+  auto inner = node("leaf");
+  for (int level = 0; level < 60; ++level) {
+    auto const outer = node("level " + std::to_string(level));
+    auto const left = node("left");
+    auto const right = node("right");
+    left->addChild(inner);
+    right->addChild(inner);
+    outer->addChild(left);
+    outer->addChild(right);
+    inner = outer;
+  }
+  auto const text = inner->toString();
+  EXPECT_LT(text.size(), 60u * 300);
+  EXPECT_THAT(text, HasSubstr("level 58\n"));
+  EXPECT_THAT(text, HasSubstr("level 58 (its 2 children are above)"));
+}

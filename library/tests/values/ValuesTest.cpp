@@ -57,6 +57,10 @@ TEST(ImageType, TakesDimensionsInAnyOrderAndRemovesByNameAndByPosition) {
   EXPECT_EQ(type, ImageType() | ROW);
   EXPECT_FALSE(type.has(static_cast<ImageDimension>(5)));
   EXPECT_THROW(type.remove(static_cast<ImageDimension>(-1)), InvalidArgument);
+  EXPECT_EQ(ImageType(ROW), ImageType() | ROW);
+  EXPECT_THROW(ImageType(static_cast<ImageDimension>(7)), InvalidArgument);
+  // The list is not looked at, however long it claims to be.
+  EXPECT_THROW(ImageType(dimensions.data(), size_t{1} << 40), InvalidArgument);
 }
 
 } // namespace

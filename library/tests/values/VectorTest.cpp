@@ -66,5 +66,10 @@ TEST(VectorX, SizesMustAgree) {
   EXPECT_THROW(VectorXi32().normalize(), InvalidArgument);
 }
 
+TEST(VectorX, TextOfAnySizeIsShort) {
+  EXPECT_EQ(VectorXu8::createUniform(1000000, 7).toString(), "(7, 7, 7, ..., 7, 7, 7)");
+  EXPECT_EQ(VectorXu8::createUniform(1000, 7).toString().size(), 3000u);
+}
+
 } // namespace
 } // namespace zarnik

@@ -170,6 +170,70 @@ TEST(ImageViewProvider, RestrictionsAddUpOverOneMemory) {
   EXPECT_THROW(nothing->write({0}, &sample), NotImplemented);
 }
 
+TEST(ImageViewProvider, RestrictionsDoNotPileUp) {
+  auto const image = ImageViewFactory::allocate({2}, DataTypeId::UINT8);
+  auto const readOnly = ImageViewProvider::toReadOnly(image);
+  EXPECT_EQ(ImageViewProvider::toReadOnly(readOnly), readOnly);
+  auto view = image;
+  for (int n = 0; n < 200000; ++n)
+    view = n % 2 == 0 ? ImageViewProvider::toReadOnly(view) : ImageViewProvider::toWriteOnly(view);
+  EXPECT_EQ(view->shape(), VectorXu64{2});
+  EXPECT_LT(view->viewOrigin()->displayName().size(), 100u);
+}
+
+TEST(ViewOrigin, LongChainsEndWithoutUsingUpTheStack) {
+  struct Tip : View {
+    std::shared_ptr<ViewOriginExtension> origin;
+    std::shared_ptr<Extension> extension(size_t) const override { return origin; }
+  };
+  auto const tip = std::make_shared<Tip>();
+  for (int n = 0; n < 300000; ++n)
+    tip->origin = ViewOriginExtension::derive("link", {tip});
+  EXPECT_EQ(tip->origin->parentCount(), 1u);
+}
+
+TEST(MemoryImage, HasNoMoreDimensionsThanCanBeRead) {
+  auto const most = VectorXu64::createUniform(ImageView::MAXIMUM_DIMENSION_COUNT, 1);
+  for (auto const type : {DataTypeId::UINT8, DataTypeId::VEC3_FLOAT}) {
+    auto const image = ImageViewFactory::allocate(most, type);
+    float samples[3];
+    image->readRegion(RegionXu64::createFullRegion(most), samples);
+    EXPECT_THAT(([&] { image->reshape(VectorXu64::createUniform(33, 1), type); }),
+                ThrowsMessage<InvalidArgument>("an image cannot have 33 dimensions, allowed are up to 32"));
+    EXPECT_EQ(image->shape(), most);
+  }
+  EXPECT_THROW(ImageViewFactory::allocate(VectorXu64::createUniform(40, 1), DataTypeId::UINT8), InvalidArgument);
+}
+
+/// What others may make: it tells little, and reads and writes regions only.
+class SparseImage : public ImageView {
+public:
+  ImageCapabilitySet capabilities() const override { return READ_WRITE; }
+  VectorXu64 const & shape() const override { return image_->shape(); }
+  DataType dataType() const override { return image_->dataType(); }
+  std::shared_ptr<ImageProperties const> properties() const override { return nullptr; }
+  std::shared_ptr<MetadataNode const> metadata() const override { return nullptr; }
+  void readRegion(RegionXu64 const & region, void * destination) override { image_->readRegion(region, destination); }
+  void writeRegion(RegionXu64 const & region, void const * source) override { image_->writeRegion(region, source); }
+
+private:
+  std::shared_ptr<ImageView> image_ = ImageViewFactory::allocate({3, 2}, DataTypeId::UINT16);
+};
+
+TEST(ImageView, OfOthersMayTellNoPropertiesAndKnowRegionsOnly) {
+  SparseImage image;
+  EXPECT_THROW((void)image.spatialSpacing(), Error);
+  EXPECT_THROW(image.setSpatialUnit("mm"), Error);
+  EXPECT_THAT(image.toString(), HasSubstr("shape (3, 2)"));
+  uint16_t const written = 77;
+  image.write({2, 1}, &written);
+  uint16_t read = 0;
+  image.read({2, 1}, &read);
+  EXPECT_EQ(read, written);
+  EXPECT_THROW(image.read({3, 1}, &read), InvalidArgument);
+  EXPECT_THROW(image.read({1}, &read), InvalidArgument);
+}
+
 TEST(GridTiling, NumbersTilesAlongTheFirstDimensionFirst) {
   auto const image = ImageViewFactory::allocate({10, 7}, DataTypeId::UINT8);
   GridTiling const tiling(image, {4, 16});

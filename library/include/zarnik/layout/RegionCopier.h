@@ -1,13 +1,16 @@
 #pragma once
 
 #include "zarnik/core/Export.h"
-#include "zarnik/layout/CopyPlan.h"
 #include "zarnik/values/DataType.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/values/RegionX.h"
 #include "zarnik/values/VectorX.h"
 
+#include <memory>
+
 namespace zarnik {
+
+class CopyPlan;
 
 /// Copies a region of one buffer to a region of another of the same size.
 ///
@@ -27,13 +30,15 @@ public:
   RegionCopier(Indexer const & source, Indexer const & destination, VectorXu64 const & sourceOrigin,
                VectorXu64 const & destinationOrigin, VectorXu64 const & size, DataType type);
 
-  /// Copies the region. See `CopyPlan::run` for buffers that share memory.
+  /// Copies the region. When the two regions share memory, the result is as if the whole source had been read before
+  /// the first element was written; unless they are the same elements, or one contiguous run each, this takes a
+  /// temporary copy of the region.
   /// \param source The source buffer: the element with index 0 along every dimension.
   /// \param destination The destination buffer, likewise.
   void copy(void const * source, void * destination) const;
 
 private:
-  CopyPlan plan_;
+  std::shared_ptr<CopyPlan const> plan_;
   uint64_t sourceOffset_;
   uint64_t destinationOffset_;
 };

@@ -115,6 +115,7 @@ public:
   ///
   /// Each node is one line, "key" or "key = value", indented by two blanks a level. Levels below the twentieth are
   /// not indented further but show their number; of long lists the first elements and the count are shown.
+  /// What is below a node that stands at several places is shown at the first of them.
   /// \return The text, the line of this node first.
   std::string toString() const;
 

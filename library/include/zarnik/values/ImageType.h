@@ -20,11 +20,18 @@ public:
   /// Create an ImageType with no known dimensions.
   ImageType() = default;
 
+#ifndef SWIG
+  /// Create an ImageType with one dimension.
+  ///
+  /// \throws InvalidArgument If the value names no dimension.
+  ImageType(ImageDimension dimension);
+#endif
+
   /// Create an ImageType with a list of dimensions (C array style)
   ///
   /// \param dimensions The dimensions, in any order.
   /// \param count Number of dimensions.
-  /// \throws InvalidArgument If a value names no dimension.
+  /// \throws InvalidArgument If a value names no dimension, or if there are more of them than dimensions.
   ImageType(ImageDimension const * dimensions, size_t count);
 
   /// Create an ImageType from an 64-bits integer

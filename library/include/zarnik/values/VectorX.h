@@ -148,7 +148,7 @@ public:
 
   /// Return a string representation of the vector, as (1, 2, 3).
   ///
-  /// \return The components in their order, separated by commas.
+  /// \return The components in their order, separated by commas; of more than 1000 the first and the last three.
   std::string toString() const;
 
   /// Return the vector with the sign of each component changed.

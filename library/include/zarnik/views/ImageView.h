@@ -31,6 +31,11 @@ class TilingInfoExtension;
 /// Queries and reads may run on several threads at once when parallelAccess() says so.
 class ZARNIK_API ImageView : public View {
 public:
+#ifndef SWIG
+  /// The highest number of dimensions of an image.
+  static constexpr size_t MAXIMUM_DIMENSION_COUNT = 32;
+#endif
+
   /// Destroy the image view.
   ~ImageView() override;
 
@@ -107,7 +112,7 @@ public:
 
 #ifndef SWIG
   /// Read the data at the given index into a buffer.
-  /// Needs the capability READ.
+  /// Needs the capability READ. Unless an image knows better, it is a region of one element that is read.
   /// \param index       position of the element, one component a dimension
   /// \param destination receives dataType().byteCount() bytes
   /// \throws InvalidArgument if the index is outside of the image

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "zarnik/core/Export.h"
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +17,7 @@ enum class Overlap {
 /// The loops over a pair of strided regions, in the order of the destination's memory, fastest first: without those of
 /// one round, and with those that run on into each other in both regions made one. The destination is walked upwards;
 /// the offsets lead from the elements with index 0 to those where the walk begins.
-struct ZARNIK_API LoopNest {
+struct LoopNest {
   struct Loop {
     uint64_t count;
     int64_t sourceStride;

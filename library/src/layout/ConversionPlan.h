@@ -1,7 +1,7 @@
 #pragma once
 
-#include "zarnik/core/Export.h"
-#include "zarnik/layout/LoopNest.h"
+#include "layout/LoopNest.h"
+#include "zarnik/layout/ScalarType.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,27 +10,9 @@
 
 namespace zarnik {
 
-/// The ten scalar types whose values can be converted into each other.
-enum class ScalarType : uint8_t { U8, I8, U16, I16, U32, I32, U64, I64, F32, F64 };
-
-/// The map value * scale + offset, computed in double precision: a product, then a sum, each rounded.
-struct LinearMap {
-  double scale = 1;
-  double offset = 0;
-};
-
 /// A strided conversion between two buffers, prepared once and run any number of times: `CopyPlan` for elements that
-/// change their type.
-///
-/// How a value changes its type:
-/// - integer to integer: a value out of range becomes the nearest limit;
-/// - floating point to integer: to the nearest integer, ties to the even one, a value out of range becomes the nearest
-///   limit; NaN becomes 0;
-/// - integer to floating point: to the nearest value of the type, ties to even;
-/// - double to float: to the nearest value, ties to even, beyond the largest one infinity; NaN stays NaN;
-/// - with a linear map: the value as a double (rounded to nearest for integers above 2^53), mapped, and then from
-///   double to the type as above.
-class ZARNIK_API ConversionPlan {
+/// change their type. See `RegionConverter` for how a value changes its type.
+class ConversionPlan {
 public:
   /// Prepares the conversion of `size[0]` x `size[1]` x ... values. The arguments are those of `CopyPlan`.
   /// \throws InvalidArgument If the ranks differ or are too high, or if a destination stride is 0.

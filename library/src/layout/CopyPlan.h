@@ -1,7 +1,6 @@
 #pragma once
 
-#include "zarnik/core/Export.h"
-#include "zarnik/layout/LoopNest.h"
+#include "layout/LoopNest.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +20,7 @@ struct CopyBlock;
 /// the two buffers run along different axes. Making a plan allocates nothing and takes well under a microsecond.
 ///
 /// A plan is a value that refers to no buffer: copies of it may run on any number of threads at a time.
-class ZARNIK_API CopyPlan {
+class CopyPlan {
 public:
   /// The highest number of dimensions of a plan.
   static constexpr size_t maximumRank = layout::LoopNest::capacity;
@@ -57,6 +56,7 @@ public:
 private:
   using Kernel = void (*)(layout::CopyBlock const &, std::byte const *, std::byte *);
 
+  void orderLoops();
   void chooseKernel();
   layout::CopyBlock innerBlock() const;
   void runThroughTemporary(std::byte const * source, std::byte * destination) const;
@@ -67,6 +67,7 @@ private:
   size_t elementBytes_;
   uint64_t byteCount_ = 0;
   Kernel kernel_ = nullptr;
+  bool transposed_ = false; // loop 1 is the source's fastest
   bool streaming_ = false;
 };
 
