@@ -174,6 +174,38 @@ TEST(ImageOverAccess, WastesABoundedShareAndWritesNothingElse) {
     }
 }
 
+TEST(ImageOverAccess, AdaptedSamplesAreThoseOfTheSameImageInMemory) {
+  VectorXu64 const shape{13, 7, 5};
+  std::mt19937 random(20240602);
+  for (auto const layout : {MemoryLayout::C, MemoryLayout::FORTRAN})
+    for (int round = 0; round < 40; ++round) {
+      Traced traced(shape, DataTypeId::VEC3_UINT16, layout);
+      auto const memory = ImageViewFactory::allocate(shape, DataTypeId::VEC3_UINT16);
+      auto const before = readAll(*traced.image);
+      memory->writeRegion(RegionXu64::createFullRegion(shape), before.data());
+      VectorXu64 origin(3), size(3), steps(3);
+      for (size_t axis = 0; axis < 3; ++axis) {
+        origin[axis] = random() % shape[axis];
+        size[axis] = random() % (shape[axis] - origin[axis]) + 1;
+        steps[axis] = random() % 3 + 1;
+      }
+      auto const flipped = random() % 3, channel = random() % 4;
+      auto const adapt = [&](std::shared_ptr<ImageView> image) {
+        image = ImageViewFactory::extractRegion(std::move(image), RegionXu64(origin, size));
+        image = ImageViewFactory::flip(ImageViewFactory::everyNth(std::move(image), steps), flipped);
+        return channel == 3 ? image : ImageViewFactory::extractChannel(image, channel);
+      };
+      auto const ours = adapt(traced.image), theirs = adapt(memory);
+      auto samples = readAll(*theirs);
+      ASSERT_EQ(readAll(*ours), samples);
+      std::ranges::generate(samples, [&] { return static_cast<uint8_t>(random()); });
+      auto const whole = RegionXu64::createFullRegion(ours->shape());
+      ours->writeRegion(whole, samples.data());
+      theirs->writeRegion(whole, samples.data());
+      ASSERT_EQ(readAll(*traced.image), readAll(*memory));
+    }
+}
+
 TEST(ImageOverAccess, LargeRegionsGoThroughBlocks) {
   VectorXu64 const shape{700, 900, 3};
   Traced traced(shape, DataTypeId::UINT16, MemoryLayout::C);
