@@ -110,11 +110,10 @@ class _LodImageView:
 
     def at_most(self, pixels: int) -> ImageView:
         """Return the finest level of which no side along X, Y or Z is longer than so many elements, or the coarsest."""
-        chosen = None
         for chosen in self:
             sides = [size for letter, size in zip(chosen.axes or "", chosen.shape) if letter in "XYZ"]
             if max(sides or chosen.shape) <= pixels:
-                break
+                return chosen
         return chosen
 
 
