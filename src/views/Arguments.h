@@ -2,8 +2,8 @@
 
 #include "module/Python.h"
 #include "module/Runtime.h"
-#include "zarnik/values/VectorX.h"
 #include "zarnik/core/FlagSet.h"
+#include "zarnik/values/VectorX.h"
 
 #include <cstdint>
 

@@ -159,7 +159,15 @@ def test_faults_that_pass_are_not_seen(faulty: str, path: str) -> None:
 
 @pytest.mark.parametrize(
     "path",
-    ["forbidden", "ignores_ranges", "compressed", "wrong_length", "more_bytes", "two_content_ranges", "redirects_elsewhere"],
+    [
+        "forbidden",
+        "ignores_ranges",
+        "compressed",
+        "wrong_length",
+        "more_bytes",
+        "two_content_ranges",
+        "redirects_elsewhere",
+    ],
 )
 def test_other_faults_are_errors_without_credentials(faulty: str, path: str) -> None:
     address = faulty.replace("//", "//someone:secret@") + path + "?token=hidden"

@@ -25,7 +25,8 @@ struct HttpStatistics {
   uint64_t retries = 0;
 };
 
-/// Return the counters of an access over HTTP, or of a part or a stream over one; nothing for any other. Safe while others read through it.
+/// Return the counters of an access over HTTP, or of a part or a stream over one; nothing for any other. Safe while
+/// others read through it.
 ZARNIK_API std::optional<HttpStatistics> httpStatistics(DataAccess const & access);
 
 } // namespace zarnik
