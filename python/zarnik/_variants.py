@@ -78,7 +78,9 @@ def _integers(items: list[int]) -> VariantDataValue:
 
 def _elements(value: Any, dtype: numpy.dtype[Any]) -> numpy.ndarray[Any, Any]:
     address = int(_zarnik.VariantDataValue_raw(value))
-    return array_over(address, (_zarnik.VariantDataValue_get_count(value),), dtype, value)
+    # A node shares the value, so the memory stays even if the object that wraps the value is destroyed.
+    owner = _zarnik.new_MetadataNode("value", value)
+    return array_over(address, (_zarnik.VariantDataValue_get_count(value),), dtype, owner)
 
 
 def wide_string(address: int, unit_bytes: int, encoding: str) -> str:

@@ -13,6 +13,7 @@ import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
+import _zarnik
 import zarnik
 from zarnik import MetadataNode, ReadonlyMetadataNode, variant
 from zarnik._variants import wide_string
@@ -65,8 +66,9 @@ def test_values_convert_and_compare():
             value[index]
     array = numpy.asarray(value)
     assert (array.dtype, array.tolist(), array.flags.writeable) == (numpy.int64, [1, 2**40, -3], False)
-    del value
-    assert array.tolist() == [1, 2**40, -3]
+    _zarnik.delete_VariantDataValue(value)
+    taken = [bytes([0xAB]) * array.nbytes for _ in range(100)]  # what is freed is used again
+    assert array.tolist() == [1, 2**40, -3] and taken
     assert numpy.asarray(variant(["a", "ß"])).tolist() == ["a", "ß"]
     assert numpy.asarray(variant(2), "f4").dtype == numpy.float32
     assert (int(variant(5)), float(variant(5)), str(variant(5)), float(variant(2.5))) == (5, 5.0, "5", 2.5)
