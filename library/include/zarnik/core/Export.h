@@ -1,7 +1,15 @@
 #pragma once
 
-#if !defined(SWIG) && (defined(_MSVC_LANG) ? _MSVC_LANG : __cplusplus) < 202002L
+#ifndef SWIG
+#if defined(_MSVC_LANG)
+#define ZARNIK_LANGUAGE _MSVC_LANG
+#else
+#define ZARNIK_LANGUAGE __cplusplus
+#endif
+#if ZARNIK_LANGUAGE < 202002L
 #error "zarnik needs C++20: compile with -std=c++20 or later"
+#endif
+#undef ZARNIK_LANGUAGE
 #endif
 
 #if defined(SWIG)
