@@ -3,10 +3,8 @@
 from __future__ import annotations
 
 import contextlib
-import mmap
 import os
 import sys
-import tempfile
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -52,6 +50,9 @@ def open(what: Any, *, mode: str = "r") -> ImageView | DataFrameView:
 
 
 def _mapping_of(path: Any) -> memoryview:
+    # The modules of the standard library are imported when they are needed: they take longer than the package.
+    import mmap
+
     # Private: what would be changed by mistake is not in the file, which may be one that must not be written. No memory
     # is set aside for changes that never come.
     no_reserve = getattr(mmap, "MAP_NORESERVE", 0x4000 if sys.platform == "linux" else 0)
@@ -83,6 +84,8 @@ def save(path: Any, what: Any, *, block_bytes: int | None = None, checksums: boo
     """
     if not isinstance(what, (_classes.ImageView, _classes.DataFrameView)):
         raise TypeError(f"an ImageView or a DataFrameView can be saved, not {type(what).__name__}")
+    import tempfile
+
     path = os.fspath(path)
     folder, name = os.path.split(os.path.abspath(path))
     try:

@@ -27,8 +27,8 @@ The items of a tuple come back as a list.
 
 from __future__ import annotations
 
-import json
 from collections.abc import Iterator, Mapping
+from types import ModuleType
 from typing import Any
 
 import numpy
@@ -40,6 +40,13 @@ from zarnik._variants import variant
 MARK = "@zarnik"
 _ESCAPED = MARK + ":"
 _INT64 = range(-(2**63), 2**63)
+
+
+def _json() -> ModuleType:
+    # Takes a third of the package's time to import, and few programs need it.
+    import json
+
+    return json
 
 
 def stored_key(key: str) -> str:
@@ -147,7 +154,7 @@ def _leaf(key: str, entry: Any) -> Any:
     if isinstance(entry, bool):
         return _marked(_plain(key, int(entry)), "bool")
     if isinstance(entry, (int, str)):
-        return _marked(_plain(key, json.dumps(entry)), "json")
+        return _marked(_plain(key, _json().dumps(entry)), "json")
     if isinstance(entry, numpy.ndarray):
         return _array_node(key, entry)
     if isinstance(entry, (_classes.MetadataNode, _classes.ReadonlyMetadataNode)):
@@ -310,7 +317,7 @@ _KINDS: dict[Any, Any] = {
     "bools": lambda value, marker: [bool(item) for item in value.tolist()],
     "list": lambda value, marker: value.tolist(),
     "dict": None,
-    "json": lambda value, marker: json.loads(value.to_python()),
+    "json": lambda value, marker: _json().loads(value.to_python()),
     "array": _array_of,
     "value": lambda value, marker: None if value is None else value.to_python(),
 }
@@ -330,7 +337,7 @@ def is_marked(node: Any, *kinds: str) -> bool:
 def json_of(root: Any, indent: int | None) -> str:
     """Return a tree as JSON: that of the dict, or of what the root is marked as."""
     is_value = is_marked(root) and not is_marked(root, "dict")
-    return json.dumps(python_of(root) if is_value else dict_of(root), indent=indent, default=_as_json)
+    return _json().dumps(python_of(root) if is_value else dict_of(root), indent=indent, default=_as_json)
 
 
 def dict_of(root: Any) -> dict[str, Any]:
@@ -343,7 +350,7 @@ def dict_of(root: Any) -> dict[str, Any]:
 
 def from_json(text: str | bytes, key: str) -> Any:
     """Return the tree of a JSON text."""
-    entry = json.loads(text)
+    entry = _json().loads(text)
     root = tree_of(key, entry, is_root=True)
     if not isinstance(entry, dict) and not is_marked(root):
         _mark(root, "value")

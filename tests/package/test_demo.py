@@ -87,13 +87,12 @@ def test_the_example_of_the_package_is_true():
     assert (failed, tried > 3) == (0, True)
 
 
-@pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers take their time")
-def test_importing_costs_little():
+def test_importing_takes_nothing_along():
     program = (
-        "import time, numpy, sys\nbefore = set(sys.modules)\nstart = time.process_time()\nimport zarnik\n"
-        "print(time.process_time() - start, *sorted(m for m in set(sys.modules) - before if 'zarnik' not in m))"
+        "import numpy, sys\nbefore = set(sys.modules)\nimport zarnik\n"
+        "print(*sorted(m for m in set(sys.modules) - before if 'zarnik' not in m))"
     )
-    runs = [run("-c", program, cwd=ROOT / "tests", PYTHONDONTWRITEBYTECODE="").stdout.split() for _ in range(5)]
-    assert min(float(seconds) for seconds, *_ in runs) < 0.050
+    imported = set(run("-c", program, cwd=ROOT / "tests").stdout.split())
     # Nothing but what NumPy has imported already.
-    assert not set(runs[0][1:]) & {"ctypes", "html", "asyncio", "typing_extensions", "matplotlib", "dataclasses"}
+    heavy = {"ctypes", "html", "asyncio", "typing_extensions", "matplotlib", "dataclasses", "json", "tempfile", "mmap"}
+    assert not imported & heavy

@@ -179,7 +179,8 @@ BlockReader::Copies BlockReader::await(std::vector<Shared> const & others) {
   for (auto const & [block, wanted] : others) {
     {
       std::unique_lock lock(mutex_);
-      while (!loaded_.wait_for(lock, pollInterval, [&] { return block->state != Block::State::LOADING; }))
+      while (
+          !loaded_.wait_for(lock, pollInterval, [&shared = *block] { return shared.state != Block::State::LOADING; }))
         if (InterruptionScope::isRequested())
           throw Error(fmt::format("{}: waiting for another reader was interrupted", resource_.target().text()));
       if (block->state == Block::State::FAILED) {

@@ -135,7 +135,7 @@ HttpTarget::HttpTarget(Uri const & uri, std::string const & method, HTTPHeaders 
       if (equalIgnoringCase(own, name))
         throw InvalidArgument(fmt::format("the header {} is left to the access itself", name));
     // libcurl's way to send a header without a value.
-    appendHeader(headers_, (value.empty() ? name + ";" : name + ": " + value).c_str());
+    appendHeader(headers_, (value.empty() ? fmt::format("{};", name) : fmt::format("{}: {}", name, value)).c_str());
   }
   if (secure_)
     trust_ = readTrust();

@@ -119,7 +119,7 @@ std::shared_ptr<DataFrameView> decodeFrame(std::shared_ptr<StreamAccess> stream)
   // Name, unit and type.
   auto const columns = header.getCount(3 * sizeof(uint64_t), "columns of a data frame");
   auto const rows = header.get<uint64_t>("the number of rows");
-  auto const frame = DataFrameViewFactory::allocate();
+  auto frame = DataFrameViewFactory::allocate();
   for (size_t column = 0; column != columns; ++column) {
     auto const name = header.getText("the name of a column");
     auto const unit = header.getText("the unit of a column");

@@ -220,7 +220,7 @@ void encodeImage(std::shared_ptr<ImageView> const & image, std::shared_ptr<Strea
 std::shared_ptr<ImageView> decodeImage(std::shared_ptr<StreamAccess> stream) {
   ObjectReader reader(std::move(stream), Kind::IMAGE, "an ImageView");
   auto const header = readImageHeader(reader);
-  auto const image = ImageViewFactory::allocate(header.shape, header.dataType, header.properties, header.metadata);
+  auto image = ImageViewFactory::allocate(header.shape, header.dataType, header.properties, header.metadata);
   reader.read(image->buffer(), reader.left());
   reader.endSection();
   reader.finish();
