@@ -73,8 +73,8 @@ void requireInside(RegionXu64 const & region, VectorXu64 const & shape) {
 
 std::shared_ptr<ImageView> CallbackImageView::create(VectorXu64 shape, DataType dataType, ImageType axes,
                                                      VectorXu64 tileSize, KeptObject fill, std::string name) {
-  return std::shared_ptr<ImageView>(new CallbackImageView(std::move(shape), dataType, std::move(axes),
-                                                          std::move(tileSize), std::move(fill), std::move(name)));
+  return std::shared_ptr<ImageView>(
+      new CallbackImageView(std::move(shape), dataType, axes, std::move(tileSize), std::move(fill), std::move(name)));
 }
 
 CallbackImageView::CallbackImageView(VectorXu64 shape, DataType dataType, ImageType axes, VectorXu64 tileSize,

@@ -46,4 +46,5 @@ DirectFunctions::DirectFunctions(PyMethodDef * methods) { allFunctions().push_ba
 
 } // namespace zarnik::python
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the interpreter looks for this name
 PyMODINIT_FUNC PyInit__direct() { return zarnik::python::createModule(); }

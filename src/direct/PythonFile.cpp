@@ -148,7 +148,7 @@ private:
     if (view && !Reference::steal(PyObject_CallMethod(view.get(), "release", nullptr)))
       PyErr_Clear();
     if (error)
-      throw *error;
+      throw CausedError(*error);
     auto const count = PyLong_AsSsize_t(result.get());
     if (count < 0 || static_cast<size_t>(count) > size)
       fail("read");

@@ -29,4 +29,5 @@ PyModuleDef definition = {PyModuleDef_HEAD_INIT, "_zarnik", nullptr, 0, nullptr,
 
 } // namespace zarnik::python
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the interpreter looks for this name
 PyMODINIT_FUNC PyInit__zarnik() { return PyModuleDef_Init(&zarnik::python::definition); }

@@ -59,7 +59,7 @@ void requireReadable(ImageView const & image) {
 
 /// Calls visit(region) for the parts of an image that follow each other in a dense copy, the first dimension fastest.
 template <typename Visit> void forEachChunk(ImageView const & image, uint64_t chunkBytes, Visit const & visit) {
-  auto const shape = image.shape();
+  auto const & shape = image.shape();
   auto extents = VectorXu64::createUniform(shape.size(), 1);
   auto room = std::max<uint64_t>(chunkBytes / image.dataType().byteCount(), 1);
   for (size_t axis = 0; axis < shape.size(); ++axis) {

@@ -48,7 +48,7 @@ void StoredImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) 
 
 std::shared_ptr<ImageProperties const> StoredImageView::propertiesFor(VectorXu64 const & shape,
                                                                       DataType dataType) const {
-  auto const current = properties();
+  auto current = properties();
   if (current->isCompatibleWith(shape, dataType))
     return current;
   auto changed = defaultProperties(shape, dataType);
