@@ -309,11 +309,11 @@ def test_geometry_that_does_not_fit(volume):
     outside = _classes.RegionXu64((4, 0, 0), (2, 1, 1))
     refused(r"exceeds .*shape \(5, 4, 6\)", flat("extract_region"), image, outside)
     refused(r"exceeds", flat("extract_adjusted_region"), image, outside)
-    refused("", flat("flip_dimension"), image, T)
+    refused("no dimension SEQUENCE", flat("flip_dimension"), image, T)
     refused("dimension index 3", flat("flip_dimension_index"), image, 3)
     refused("twice", flat("reinterpret_axes"), image, [X, X, Y])
     refused("dimension", flat("reinterpret_axes"), image, [X, Y])
-    refused("", flat("reinterpret_axes"), image, [X, Y, 9])
+    refused("image dimension 9 is unknown, allowed are 0 to 4", flat("reinterpret_axes"), image, [X, Y, 9])
     refused("dimension", flat("reinterpret"), image, _classes.ImageType([X, Y]))
     fails(TypeError, "not a list", flat("reinterpret_axes"), image, 5)
     fails(TypeError, "list must contain ImageDimension", flat("reinterpret_axes"), image, [X, "y", Z])
@@ -370,8 +370,8 @@ def test_channels():
     assert axes_of(apart) == "XYC"
     together = flat("assemble_channels")(apart)
     shows(together, rgb, components=3)
-    refused("", flat("assemble_channels"), image)
-    refused("", flat("disassemble_channels"), apart)
+    refused("samples of type VEC3_UINT8 are not scalar", flat("assemble_channels"), image)
+    refused("are no vectors", flat("disassemble_channels"), apart)
     shows(flat("extract_channel")(apart, 1), rgb[..., 1])
     for view, place in ((flat("extract_channel")(image, 1), (2, 3, 1)), (apart, (2, 3, 0))):
         index = (2, 3) if axes_of(view) == "XY" else place
@@ -398,10 +398,16 @@ def test_stack_and_interlace():
     refused("null|empty|frame", flat("stack"), set_of())
     refused("frame 1", flat("stack"), set_of(images[0], image_of(ramp((5, 3)))))
     refused("frame 1", flat("stack"), set_of(images[0], image_of(ramp((5, 4), "uint16"))))
-    refused("", flat("stack"), set_of(*images), X)
-    refused("", flat("stack"), set_of(*images), Z, 0)
+    refused("have the dimension COLUMN already", flat("stack"), set_of(*images), X)
+    refused("thread count 0 is not at least 1", flat("stack"), set_of(*images), Z, 0)
     refused("frame 1", flat("interlace"), set_of(images[0], image_of(ramp((5, 3)))))
-    refused("", flat("interlace"), set_of(*images), _zarnik.ImageInterpretation_CMYK, False)
+    refused(
+        "interpretation CMYK needs 4 channels, the image has 3",
+        flat("interlace"),
+        set_of(*images),
+        _zarnik.ImageInterpretation_CMYK,
+        False,
+    )
     multi = "std::shared_ptr< zarnik::MultiImageView >"
     fails(
         TypeError,
@@ -480,7 +486,7 @@ def test_from_random_access():
         assert (_zarnik.ImageView_get_spatial_unit(described), key_of(described)) == ("mm", "root")
     refused("24 bytes, which is more than the 48|50 bytes, which is more than the 48", create, access, (5, 5), UINT16)
     refused("null", create, None, (5, 5), UINT16)
-    refused("", create, access, 9, (2, 2), UINT16)
+    refused("memory layout 9 is unknown", create, access, 9, (2, 2), UINT16)
     # The memory is shared, and stays where it is for the image.
     view = create(access, c_order, (2, 3, 4), UINT16)
     _zarnik.ImageView___write(view, (1, 2, 3), b"\xff\xff")
