@@ -48,6 +48,7 @@ from zarnik import (  # noqa: F401
     _classes,
     _dependencies,
     _errors,
+    _files,
     _frames,
     _lazy,
     _matrices,
@@ -74,6 +75,11 @@ from zarnik._creation import zeros as zeros
 from zarnik._creation import zeros_like as zeros_like
 from zarnik._enumerations import *  # noqa: F403
 from zarnik._extension import publish as _publish
+from zarnik._files import LossWarning as LossWarning
+from zarnik._files import formats as formats
+from zarnik._files import info as info
+from zarnik._files import open as open
+from zarnik._files import save as save
 from zarnik._http import http_options as http_options
 from zarnik._http import set_http_options as set_http_options
 from zarnik._interop import from_dlpack as from_dlpack
@@ -86,8 +92,6 @@ from zarnik._multi import coarser_levels as coarser_levels
 from zarnik._multi import lod_image as lod_image
 from zarnik._multi import multi_image as multi_image
 from zarnik._names import shown_names as _shown_names
-from zarnik._store import open as open
-from zarnik._store import save as save
 from zarnik._threads import set_thread_count as set_thread_count
 from zarnik._threads import thread_count as thread_count
 from zarnik._variants import variant as variant

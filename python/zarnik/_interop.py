@@ -122,7 +122,7 @@ def _complex_image(array: numpy.ndarray[Any, Any], axes: _axes.Axes | None, inte
 class Kept:
     """What the package keeps with an image."""
 
-    __slots__ = ("may_describe", "memory", "source")
+    __slots__ = ("levels", "may_describe", "memory", "source")
 
     def __init__(self, source: Any = None, may_describe: bool = False) -> None:
         #: whose memory a read-only image shows
@@ -131,6 +131,8 @@ class Kept:
         self.may_describe = may_describe
         #: arrays that hold what others look at by an address, and hold the image for
         self.memory: dict[int, numpy.ndarray[Any, Any]] = {}
+        #: coarser levels of the image, or functions that open them
+        self.levels: Any = ()
 
 
 def read_only(view: Any, may_describe: bool = False) -> Any:

@@ -123,28 +123,7 @@ class _Description:
             or "LPS", to the left, the back and the head, as in DICOM and ITK. Either way `affine` is in RAS.
         :raises ValueError: if axes are not perpendicular to each other, have no extent, or are not finite.
         """
-        rows = numpy.array(matrix, float)
-        if rows.shape not in ((4, 4), (3, 4)):
-            raise ValueError(f"an affine matrix has 4 rows of 4 numbers, got an array of shape {rows.shape}")
-        if len(rows) == 4 and tuple(rows[3]) != (0, 0, 0, 1):
-            raise ValueError(f"the last row of an affine matrix is (0, 0, 0, 1), got {tuple(rows[3].tolist())}")
-        if not numpy.isfinite(rows).all():
-            raise ValueError(f"the numbers of an affine matrix are finite, got {rows.tolist()}")
-        rows = _turned(convention) @ rows[:3]
-        lengths = numpy.sqrt((rows[:, :3] ** 2).sum(axis=0))
-        if not lengths.all():
-            raise ValueError(f"axis {'XYZ'[int(lengths.argmin())]} of the affine matrix has no extent")
-        column, row, last = (rows[:, :3] / lengths).T
-        for (first, one), (second, other) in combinations((("X", column), ("Y", row), ("Z", last)), 2):
-            if abs(one @ other) > _SHEAR:
-                angle = numpy.degrees(numpy.arccos(numpy.clip(one @ other, -1, 1)))
-                raise ValueError(
-                    f"the affine matrix shears: {first} and {second} are {angle:.4g} degrees apart, an image has 90"
-                )
-        if numpy.cross(column, row) @ last < 0:
-            lengths[2] = -lengths[2]
-        directions = _classes.SpatialDirections(column=column, row=row)
-        self.properties = _with_calibration(self, origin=rows[:, 3], spacing=lengths, directions=directions)
+        self.properties = _with_calibration(self, **calibration_of_affine(matrix, convention))
 
     def index_to_world(self, index: Any) -> Array:
         """Return positions in RAS, along the last axis of the result, of indices in the library's order X, Y, Z.
@@ -297,6 +276,32 @@ class _Description:
         elif metadata is not None and not isinstance(metadata, _classes.MetadataNode):
             raise TypeError(f"the metadata of an image are a MetadataNode, a dict or None, got {metadata!r}")
         flat.ImageView_set_metadata(described(self), metadata)
+
+
+def calibration_of_affine(matrix: Any, convention: str) -> dict[str, Any]:
+    """Return origin, spacing and directions of a matrix, as `set_affine` takes it."""
+    rows = numpy.array(matrix, float)
+    if rows.shape not in ((4, 4), (3, 4)):
+        raise ValueError(f"an affine matrix has 4 rows of 4 numbers, got an array of shape {rows.shape}")
+    if len(rows) == 4 and tuple(rows[3]) != (0, 0, 0, 1):
+        raise ValueError(f"the last row of an affine matrix is (0, 0, 0, 1), got {tuple(rows[3].tolist())}")
+    if not numpy.isfinite(rows).all():
+        raise ValueError(f"the numbers of an affine matrix are finite, got {rows.tolist()}")
+    rows = _turned(convention) @ rows[:3]
+    lengths = numpy.sqrt((rows[:, :3] ** 2).sum(axis=0))
+    if not lengths.all():
+        raise ValueError(f"axis {'XYZ'[int(lengths.argmin())]} of the affine matrix has no extent")
+    column, row, last = (rows[:, :3] / lengths).T
+    for (first, one), (second, other) in combinations((("X", column), ("Y", row), ("Z", last)), 2):
+        if abs(one @ other) > _SHEAR:
+            angle = numpy.degrees(numpy.arccos(numpy.clip(one @ other, -1, 1)))
+            raise ValueError(
+                f"the affine matrix shears: {first} and {second} are {angle:.4g} degrees apart, an image has 90"
+            )
+    if numpy.cross(column, row) @ last < 0:
+        lengths[2] = -lengths[2]
+    directions = _classes.SpatialDirections(column=column, row=row)
+    return {"origin": rows[:, 3], "spacing": lengths, "directions": directions}
 
 
 def _affine_of(view: Any) -> Array:

@@ -1,0 +1,349 @@
+"""Files of every format: opened, described and saved."""
+
+from __future__ import annotations
+
+import operator
+import os
+from collections.abc import Callable, Iterator, Mapping, Sequence
+from typing import TYPE_CHECKING, Any, Union, cast
+
+import zarnik._classes as _classes
+from zarnik._extension import extends, kept
+from zarnik._interop import Kept
+
+if TYPE_CHECKING:
+    from zarnik._classes import DataFrameView, ImageView
+    from zarnik.plugins import Format, Series, Source
+
+__all__ = ["LossWarning", "formats", "info", "open", "save"]
+
+
+class LossWarning(UserWarning):
+    """Something of an image that the format of a file cannot hold: it is not in what was saved."""
+
+
+Progress = Union[bool, Callable[[int, int], None], None]
+
+
+def open(
+    what: Any,
+    *,
+    series: int | str | None = None,
+    level: int | None = None,
+    format: str | None = None,
+    mode: str = "r",
+    **options: Any,
+) -> ImageView | SeriesMapping | DataFrameView:
+    """Open an image, of which no elements are read before they are asked for.
+
+    The content decides which format it is. Where a file can be mapped, arrays of the image share its memory.
+
+        image = zarnik.open("cells.ome.tif")
+        image.shape, image.spacing, image.unit, image.metadata, image.channel_names
+        image.levels                            # the same image coarser and coarser, where the file has that
+        image.crop(z=5, y=slice(1000, 2000))    # reads the tiles that it needs, when it is read
+
+    :param what: a path of a file or folder; a URL; a bytes-like object, a binary file or an accessor.
+    :param series: Which of several images: its name or place.
+    :param level: Which level of detail, 0 is the finest; negative ones count from the coarsest.
+    :param format: The name of the format, if the content shall not decide.
+    :param mode: "r" to read, "r+" to write elements in place too, where the format allows.
+    :param options: Of the format, as its section in the guide tells.
+    :return: The image; a mapping from names to images if there are several; a table, if that was stored.
+    :raises Error: if nothing that can be read is there, or libraries for it are missing.
+    """
+    source, chosen, found = _opened(what, format, mode, options)
+    with _errors_of(chosen, source):
+        if series is None and len(found) > 1:
+            return SeriesMapping(found, level)
+        return _image_of_series(_series_of(found, series), level)
+
+
+def info(what: Any, *, format: str | None = None, **options: Any) -> dict[str, Any]:
+    """Tell what is in a file without reading pixels.
+
+        zarnik.info("cells.ome.tif")["series"][0]["shape"]
+
+    :param what: What `open` takes, as are `format` and the options.
+    :return: "format" is its name, and "series" a list of dicts, one for each image: name, shape, axes, dtype, spacing,
+        origin and unit (X, Y, Z), levels (the shape of each), and what the format adds.
+    """
+    source, chosen, found = _opened(what, format, "r", options)
+    with _errors_of(chosen, source):
+        return {"format": chosen.name, "series": [_described(one) for one in found]}
+
+
+def formats() -> list[Format]:
+    """Return the formats that can be read or written, those of other packages too.
+
+    Each has a name, suffixes, can_read, can_write, the extra that installs its libraries, and those that are missing.
+    """
+    from zarnik import _formats
+
+    return _formats.every()
+
+
+def save(path: Any, what: Any, *, format: str | None = None, progress: Progress = None, **options: Any) -> None:
+    """Save an image in a file or folder, in the format of its suffix; tables in the package's own.
+
+    It is written under another name in the same folder, synchronized with the disk and renamed: whatever happens, the
+    path has the old file or the whole new one. It is read and written part by part, in memory of a few MiB and what
+    `set_cache_size` allows. An image must not be saved to the folder that it is read from.
+
+    :param path: The file or folder, which is replaced if it exists; a folder only by one of the same format.
+    :param what: An ImageView or a DataFrameView.
+    :param format: The name of the format, if the suffix shall not decide. Without a suffix it is the package's own.
+    :param progress: True for a bar, or a function that is called with what is done and the total, in bytes.
+    :param options: Of the format, as its section in the guide tells.
+    :raises Error: if the image cannot be read, the file not be written, or the format not hold the image at all.
+    :warns LossWarning: of what the format cannot hold.
+    """
+    if not isinstance(what, (_classes.ImageView, _classes.DataFrameView)):
+        raise TypeError(f"an ImageView or a DataFrameView can be saved, not {type(what).__name__}")
+    from zarnik import _atomic, _formats
+    from zarnik.plugins import Source
+
+    path = os.fsdecode(path)
+    name = os.path.basename(os.path.abspath(path))
+    chosen = _formats.named(format) if format is not None else _formats.for_name(name)
+    if not chosen.can_write:
+        raise _classes.NotImplemented(f"{chosen.name} can be read, not written")
+    if isinstance(what, _classes.DataFrameView) and not getattr(chosen, "can_write_tables", False):
+        raise _classes.NotImplemented(f"{chosen.name} holds images, not tables")
+    _require(chosen)
+    _check_options(chosen.save, options, chosen)
+    if isinstance(what, _classes.ImageView):
+        _warn_of(chosen.losses(what, **options), chosen)
+    suffix = max((end for end in chosen.suffixes if name.lower().endswith(end)), key=len, default="")
+    suffix = name[len(name) - len(suffix) :]
+
+    def is_of_format() -> bool:
+        return chosen.recognizes(Source(path))
+
+    with _atomic.replaced(path, suffix, is_of_format) as part, _reporting(progress) as report, _errors_of(chosen, path):
+        chosen.save(part, cast("ImageView", what), progress=report, **options)
+
+
+class SeriesMapping(Mapping[str, Any]):
+    """The images of a file by their names, in the order of the file; each is opened when it is asked for."""
+
+    def __init__(self, found: Sequence[Series], level: int | None = None) -> None:
+        self._series = dict(zip(_names(found), found))
+        self._level = level
+
+    def __getitem__(self, name: str) -> ImageView:
+        return _image_of_series(self._series[name], self._level)
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._series)
+
+    def __len__(self) -> int:
+        return len(self._series)
+
+    def __repr__(self) -> str:
+        return f"<{len(self)} images: {', '.join(map(repr, self))}>"
+
+
+class Levels(Sequence[Any]):
+    """An image and its coarser levels, the finest first; each is opened when it is asked for."""
+
+    def __init__(self, finest: Any, coarser: Sequence[Any]) -> None:
+        self._images = [finest, *coarser]
+
+    def __len__(self) -> int:
+        return len(self._images)
+
+    def __getitem__(self, index: Any) -> Any:
+        if isinstance(index, slice):
+            return [self[place] for place in range(*index.indices(len(self)))]
+        found = self._images[index]
+        if not isinstance(found, _classes.ImageView):
+            found = self._images[index] = found()
+        return found
+
+    def at_most(self, pixels: int) -> Any:
+        """Return the finest level of which no side along X, Y or Z is longer than so many elements, or the coarsest."""
+        for image in self:
+            sides = [size for letter, size in zip(image.axes or "", image.shape) if letter in "XYZ"]
+            if max(sides or image.shape) <= pixels:
+                return image
+        return image
+
+    def __repr__(self) -> str:
+        return f"<{len(self)} levels of shape {', '.join(str(image.shape) for image in self)}>"
+
+
+@extends(_classes.ImageView)
+class _Leveled:
+    @property
+    def levels(self) -> Levels:
+        """The image and the coarser levels of it that its file has: `image.levels[-1]` is the coarsest."""
+        keeps = kept(self)
+        return Levels(self, keeps.levels if isinstance(keeps, Kept) else ())
+
+    @property
+    def channel_names(self) -> list[str] | None:
+        """The names of the channels along C, if the file that the image came from has them."""
+        metadata: Any = self.metadata  # type: ignore[attr-defined]
+        names = None if metadata is None else metadata.get("channel_names")
+        return None if names is None else [str(name) for name in names.to_python()]
+
+
+def _opened(what: Any, format: str | None, mode: str, options: Any) -> tuple[Source, Format, list[Series]]:
+    if mode not in ("r", "r+"):
+        raise ValueError(f'mode must be "r" or "r+", not {mode!r}')
+    from zarnik import _formats
+    from zarnik.plugins import Source
+
+    source = what if isinstance(what, Source) else Source(what, mode)
+    if source.path is not None and not os.path.exists(source.path):
+        raise _classes.Error(f"cannot open {source.path!r}: {os.strerror(2)}")
+    chosen = _formats.named(format) if format is not None else _formats.of_source(source)
+    if not chosen.can_read:
+        raise _classes.NotImplemented(f"{chosen.name} can be written, not read")
+    if mode != "r" and not chosen.can_update:
+        raise _classes.NotImplemented(f"{chosen.name} can only be read or saved whole, not written in place")
+    _require(chosen)
+    _check_options(chosen.open, options, chosen)
+    with _errors_of(chosen, source):
+        found = chosen.open(source, **options)
+    if not found:
+        raise _classes.Error(f"there is no image in {source.path or source.url or source.name!r}")
+    return source, chosen, found
+
+
+def _require(chosen: Format) -> None:
+    missing = chosen.missing
+    if missing:
+        how = f'pip install "zarnik[{chosen.extra}]" installs it' if chosen.extra else "install it"
+        raise _classes.Error(f"{chosen.name} needs {' and '.join(missing)}, which is not installed: {how}")
+
+
+def _check_options(function: Any, options: Mapping[str, Any], chosen: Format) -> None:
+    """:raises TypeError: if a format does not have an option."""
+    if not options:
+        return
+    from inspect import Parameter, signature
+
+    known = signature(function).parameters.values()
+    if any(parameter.kind is Parameter.VAR_KEYWORD for parameter in known):
+        return
+    names = [parameter.name for parameter in known if parameter.kind is Parameter.KEYWORD_ONLY]
+    names = [name for name in names if name != "progress"]
+    for name in options:
+        if name not in names:
+            has = f"they are {', '.join(names)}" if names else "it has none"
+            raise TypeError(f"{chosen.name} has no option {name!r}: {has}")
+
+
+class _errors_of:
+    """What libraries raise of what they cannot read or write becomes an Error."""
+
+    def __init__(self, chosen: Format, where: Any) -> None:
+        self._name = chosen.name
+        self._where = where if isinstance(where, str) else where.path or where.url or "the bytes"
+
+    def __enter__(self) -> None:
+        pass
+
+    def __exit__(self, kind: Any, error: Any, trace: Any) -> None:
+        if not isinstance(error, Exception) or isinstance(error, _classes.Error):
+            return
+        text = str(error) or kind.__name__
+        raise _classes.Error(f"{self._where!r} as {self._name}: {text}") from error
+
+
+def _warn_of(losses: Sequence[str], chosen: Format) -> None:
+    if losses:
+        import warnings
+
+        warnings.warn(f"{chosen.name} cannot hold {'; '.join(losses)}", LossWarning, stacklevel=3)
+
+
+class _reporting:
+    """The function that tells what is done, over what a caller asked for."""
+
+    def __init__(self, progress: Progress) -> None:
+        self._bar: Any = None
+        self._progress = progress
+
+    def __enter__(self) -> Callable[[int, int], None]:
+        if self._progress is None or self._progress is False:
+            return lambda done, total: None
+        if self._progress is not True:
+            return self._progress
+        try:
+            from tqdm.auto import tqdm
+        except ImportError:
+            raise _classes.Error(
+                'a bar needs tqdm, which is not installed: pip install "zarnik[progress]" installs it'
+            ) from None
+        self._bar = tqdm(unit="B", unit_scale=True)
+        return self._show
+
+    def _show(self, done: int, total: int) -> None:
+        self._bar.total = total
+        self._bar.update(done - self._bar.n)
+
+    def __exit__(self, *error: Any) -> None:
+        if self._bar is not None:
+            self._bar.close()
+
+
+def _names(found: Sequence[Series]) -> list[str]:
+    names: list[str] = []
+    for place, one in enumerate(found):
+        name = one.name or str(place)
+        names.append(name if name not in names else f"{name} ({place})")
+    return names
+
+
+def _series_of(found: Sequence[Series], series: int | str | None) -> Series:
+    if series is None:
+        return found[0]
+    names = _names(found)
+    if isinstance(series, str):
+        if series in names:
+            return found[names.index(series)]
+        raise _classes.InvalidArgument(f"there is no series {series!r}: they are {', '.join(map(repr, names))}")
+    place = operator.index(series)
+    if not -len(found) <= place < len(found):
+        raise _classes.InvalidArgument(f"series {place} is out of range, allowed are 0 to {len(found) - 1}")
+    return found[place]
+
+
+def _image_of_series(one: Series, level: int | None) -> Any:
+    count = len(one.levels)
+    place = 0 if level is None else operator.index(level)
+    if not -count <= place < count:
+        raise _classes.InvalidArgument(f"level {place} is out of range, allowed are 0 to {count - 1}")
+    place %= count
+    image = _made(one.levels[place])
+    if place + 1 < count:
+        keeps = kept(image)
+        if keeps is None:
+            keeps = image._kept = Kept()
+        keeps.levels = one.levels[place + 1 :]
+    return image
+
+
+def _made(level: Any) -> Any:
+    return level if isinstance(level, (_classes.ImageView, _classes.DataFrameView)) else level()
+
+
+def _described(one: Series) -> dict[str, Any]:
+    levels = [_made(level) for level in one.levels]
+    finest = levels[0]
+    told: dict[str, Any] = {"name": one.name}
+    if isinstance(finest, _classes.ImageView):
+        told |= {
+            "shape": finest.shape,
+            "axes": finest.axes,
+            "dtype": str(finest.dtype),
+            "spacing": finest.spacing,
+            "origin": finest.origin,
+            "unit": finest.unit,
+            "levels": [level.shape for level in levels],
+            "channel_names": finest.channel_names,
+        }
+    return told | one.info
