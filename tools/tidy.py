@@ -50,7 +50,7 @@ def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=Path, help="build folder with compile_commands.json")
     parser.add_argument("--cache", type=Path, required=True, help="folder that remembers the clean runs")
-    parser.add_argument("folders", nargs="+", type=Path, help="folders whose translation units to check")
+    parser.add_argument("folders", nargs="+", type=Path, help="translation units to check, or folders of them")
     arguments = parser.parse_args()
 
     folders = [folder.resolve() for folder in arguments.folders]
@@ -60,7 +60,7 @@ def main() -> int:
 
     pending = {}
     for unit in sorted(flags):
-        if any(folder in unit.parents for folder in folders):
+        if any(folder in (unit, *unit.parents) for folder in folders):
             stamp = arguments.cache / fingerprint(unit, flags[unit])
             if not stamp.exists():
                 pending[unit] = stamp

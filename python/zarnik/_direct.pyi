@@ -138,11 +138,18 @@ def lod_image(images: Sequence[Any], finest_level: int, /) -> Any:
 def coarser_levels(image: Any, method: int, coarsest: int, folder: str, /) -> Any:
     """Return the levels of an image; the method is 0 by interpretation, 1 the mean, 2 the nearest."""
 
-def copy_in_memory(image: Any, /) -> Any:
-    """Return a copy of an image in memory, made without the interpreter's lock; Ctrl-C ends it."""
+# Operations that take long are made without the interpreter's lock, and Ctrl-C ends them. They tell
+# progress(done, total) in bytes, some twenty times a second and at the end, from a thread of their own; what it raises
+# ends them, too. Nothing is left of a copy then; levels keep the parts that are computed.
 
-def copy_on_disk(image: Any, folder: str, /) -> Any:
-    """Return a copy of an image in a temporary file, made without the interpreter's lock; Ctrl-C ends it."""
+def compute_levels(image: Any, progress: Callable[[int, int], object] | None = None, /) -> None:
+    """Compute the parts of coarser levels that nobody has read yet; other levels stay as they are."""
+
+def copy_in_memory(image: Any, progress: Callable[[int, int], object] | None = None, /) -> Any:
+    """Return a copy of an image in memory; the image itself if it is there."""
+
+def copy_on_disk(image: Any, folder: str, progress: Callable[[int, int], object] | None = None, /) -> Any:
+    """Return a copy of an image in a temporary file."""
 
 def callback_image(
     sizes: Sequence[int],

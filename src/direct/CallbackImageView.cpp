@@ -1,6 +1,6 @@
 #include "direct/CallbackImageView.h"
 
-#include "zarnik/core/Error.h"
+#include "module/CausedError.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/GridTiling.h"
@@ -14,40 +14,6 @@
 namespace zarnik::python {
 
 namespace {
-
-/// The interpreter's lock, taken by whatever thread reads.
-class WithLock {
-public:
-  WithLock() : state_(PyGILState_Ensure()) {}
-  ~WithLock() { PyGILState_Release(state_); }
-  WithLock(WithLock const &) = delete;
-  WithLock & operator=(WithLock const &) = delete;
-
-private:
-  PyGILState_STATE state_;
-};
-
-std::string textOf(PyObject * object) {
-  auto const text = Reference::steal(object ? PyObject_Str(object) : nullptr);
-  auto const bytes = Reference::steal(text ? PyUnicode_AsUTF8String(text.get()) : nullptr);
-  auto const * const characters = bytes ? PyBytes_AsString(bytes.get()) : nullptr;
-  PyErr_Clear();
-  return characters ? characters : "(no text)";
-}
-
-/// The pending error as text; none is pending any more.
-std::string takeError() {
-  PyObject * type = nullptr;
-  PyObject * value = nullptr;
-  PyObject * traceback = nullptr;
-  PyErr_Fetch(&type, &value, &traceback);
-  PyErr_NormalizeException(&type, &value, &traceback);
-  auto const heldType = Reference::steal(type);
-  auto const heldValue = Reference::steal(value);
-  auto const heldTraceback = Reference::steal(traceback);
-  auto const name = Reference::steal(type ? PyObject_GetAttrString(type, "__name__") : nullptr);
-  return fmt::format("{}: {}", textOf(name.get()), textOf(value));
-}
 
 Reference tupleOf(VectorXu64 const & vector) {
   auto tuple = Reference::steal(PyTuple_New(static_cast<Py_ssize_t>(vector.size())));
@@ -125,7 +91,7 @@ void CallbackImageView::readRegion(RegionXu64 const & region, void * destination
           ? Reference::steal(PyObject_CallFunctionObjArgs(fill_.get(), origin.get(), size.get(), buffer.get(), nullptr))
           : Reference();
   if (!result)
-    throw Error(fmt::format("cannot read region {} of an array: {}", region.toString(), takeError()));
+    throw CausedError(fmt::format("cannot read region {} of an array", region.toString()));
   if (static_cast<uint64_t>(PyByteArray_Size(buffer.get())) != bytes)
     throw Error("the buffer of a region changed its size while it was filled");
   std::copy_n(reinterpret_cast<std::byte const *>(PyByteArray_AsString(buffer.get())), bytes,

@@ -1,8 +1,8 @@
 #include "module/Errors.h"
 
 #include "direct/Functions.h"
-#include "direct/PythonFile.h"
 #include "direct/TypeTable.h"
+#include "module/CausedError.h"
 #include "module/Reference.h"
 #include "zarnik/core/Error.h"
 

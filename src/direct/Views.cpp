@@ -1,9 +1,9 @@
 #include "direct/CallWithoutLock.h"
 #include "direct/CallbackImageView.h"
 #include "direct/Functions.h"
+#include "direct/ProgressCall.h"
 #include "direct/TypeTable.h"
 #include "zarnik/core/Error.h"
-#include "zarnik/core/Progress.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/LodImageView.h"
@@ -23,9 +23,18 @@ PyObject * wrapImage(std::shared_ptr<ImageView> image) {
   return wrapShared(std::move(image), type);
 }
 
-PyObject * wrapLod(std::shared_ptr<LodImageView> image) {
+swig_type_info * lodType() {
   static auto * const type = findType("std::shared_ptr< zarnik::LodImageView > *");
-  return wrapShared(std::move(image), type);
+  return type;
+}
+
+PyObject * wrapLod(std::shared_ptr<LodImageView> image) { return wrapShared(std::move(image), lodType()); }
+
+std::shared_ptr<LodImageView> lodOf(PyObject * object) {
+  if (auto levels = sharedPointer<LodImageView>(object, lodType()))
+    return levels;
+  PyErr_Format(PyExc_TypeError, "a LodImageView is needed, got %R", object);
+  throw PendingError();
 }
 
 VectorXu64 sizesOf(PyObject * sequence) {
@@ -81,15 +90,30 @@ PyObject * coarserLevels(PyObject *, PyObject * arguments) {
   });
 }
 
-Progress until(Cancellation const & cancellation) {
-  return [&cancellation](uint64_t, uint64_t) { return !cancellation.requested(); };
+PyObject * computeLevels(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * image = nullptr;
+    PyObject * progress = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "compute_levels", 1, 2, &image, &progress))
+      return nullptr;
+    callWithoutLock(
+        [levels = lodOf(image), told = ProgressCall(progress)](Cancellation const & cancellation) {
+          LodImageViewFactory::computeLevels(*levels, told.until(cancellation));
+        },
+        CallLength::LONG);
+    return Reference::share(Py_None).release();
+  });
 }
 
-PyObject * copyInMemory(PyObject *, PyObject * image) {
+PyObject * copyInMemory(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
+    PyObject * image = nullptr;
+    PyObject * progress = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "copy_in_memory", 1, 2, &image, &progress))
+      return nullptr;
     return wrapImage(callWithoutLock(
-        [view = viewOf(image)](Cancellation const & cancellation) {
-          return ImageViewFactory::copyInMemory(view, until(cancellation));
+        [view = viewOf(image), told = ProgressCall(progress)](Cancellation const & cancellation) {
+          return ImageViewFactory::copyInMemory(view, told.until(cancellation));
         },
         CallLength::LONG));
   });
@@ -99,11 +123,13 @@ PyObject * copyOnDisk(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
     PyObject * image = nullptr;
     char const * folder = nullptr;
-    if (!PyArg_ParseTuple(arguments, "Os:copy_on_disk", &image, &folder))
+    PyObject * progress = nullptr;
+    if (!PyArg_ParseTuple(arguments, "Os|O:copy_on_disk", &image, &folder, &progress))
       return nullptr;
     return wrapImage(callWithoutLock(
-        [view = viewOf(image), where = std::string(folder)](Cancellation const & cancellation) {
-          return ImageViewFactory::copyOnDisk(view, where, until(cancellation));
+        [view = viewOf(image), where = std::string(folder),
+         told = ProgressCall(progress)](Cancellation const & cancellation) {
+          return ImageViewFactory::copyOnDisk(view, where, told.until(cancellation));
         },
         CallLength::LONG));
   });
@@ -130,8 +156,11 @@ PyMethodDef methods[] = {
     {"lod_image", levelsOf, METH_VARARGS, "An image of given levels: lod_image(images, finest level)."},
     {"coarser_levels", coarserLevels, METH_VARARGS,
      "The levels of an image: coarser_levels(image, method, coarsest size, folder)."},
-    {"copy_in_memory", copyInMemory, METH_O, "A copy of an image in memory, without the interpreter's lock."},
-    {"copy_on_disk", copyOnDisk, METH_VARARGS, "A copy of an image in a temporary file: copy_on_disk(image, folder)."},
+    {"compute_levels", computeLevels, METH_VARARGS,
+     "Compute what is not there yet of coarser levels: compute_levels(lod image, progress)."},
+    {"copy_in_memory", copyInMemory, METH_VARARGS, "A copy of an image in memory: copy_in_memory(image, progress)."},
+    {"copy_on_disk", copyOnDisk, METH_VARARGS,
+     "A copy of an image in a temporary file: copy_on_disk(image, folder, progress)."},
     {"callback_image", callbackImage, METH_VARARGS,
      "An image read by a function: callback_image(sizes, data type, axes, chunk sizes or None, fill, name)."},
     {nullptr, nullptr, 0, nullptr},

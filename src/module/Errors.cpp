@@ -1,5 +1,6 @@
 #include "module/Errors.h"
 
+#include "module/CausedError.h"
 #include "module/Runtime.h"
 #include "zarnik/core/Error.h"
 
@@ -27,6 +28,8 @@ void translateException() noexcept {
   } catch (Error const & error) {
     try {
       raiseLibraryError(error);
+      if (auto const * const caused = dynamic_cast<CausedError const *>(&error))
+        caused->restore();
     } catch (...) {
       PyErr_NoMemory();
     }

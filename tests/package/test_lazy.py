@@ -10,7 +10,10 @@ import pytest
 from hypothesis import given
 from hypothesis import strategies as st
 
+import _zarnik
 import zarnik
+from support.expect import run_python
+from zarnik import _direct
 
 
 def volume(shape=(6, 5, 7), dtype="uint16", **description):
@@ -176,16 +179,40 @@ def test_from_array_reads_what_is_asked_for():
         numpy.testing.assert_array_equal(result, array)
 
 
-def test_from_array_that_fails():
+READERS = {
+    "array": lambda image: image.to_numpy(),
+    "element": lambda image: image[1, 2],
+    "chain": lambda image: image.flip("X").crop(y=slice(1, 3)).astype("float32")[...],
+    "copy": lambda image: image.to_memory(),
+    "flat copy": lambda image: _zarnik.ImageViewFactory_copy_in_memory(image),
+    "threads": lambda image: zarnik.stack([image, image], "T", threads=2)[...],
+}
+
+
+@pytest.mark.parametrize("read", READERS.values(), ids=READERS)
+def test_from_array_that_fails(read):
     image = zarnik.from_array(Chunked(numpy.zeros((4, 4), "uint8"), (0, 0)))
-    with pytest.raises(zarnik.Error, match="KeyError: 'the disk is on fire'"):
-        image.to_numpy()
+    with pytest.raises(zarnik.Error, match="KeyError: 'the disk is on fire'") as caught:
+        read(image)
+    assert isinstance(caught.value.__cause__, KeyError) and caught.value.__cause__.__traceback__
     assert image.to_numpy().tolist() == [[0] * 4] * 4
+
+
+def test_from_array_refuses_what_is_no_image():
     with pytest.raises(TypeError):
         zarnik.from_array(numpy.zeros(3, "U4"))
 
 
-def test_copies_can_be_interrupted_nowhere_but_come_through(tmp_path):
+def test_copies_read_every_chunk_once(tmp_path):
+    array = numpy.arange(700 * 9 * 3000, dtype="uint16").reshape(700, 9, 3000)
+    for copy in (lambda image: image.to_memory(), lambda image: image.to_disk(tmp_path)):
+        source = Chunked(array, (500, 4, 1000))
+        shows(copy(zarnik.from_array(source)), array)
+        assert all(first % size == 0 for key in source.keys for (first, _), size in zip(key, source.chunks))
+        assert sum(numpy.prod([stop - first for first, stop in key]) for key in source.keys) == array.size
+
+
+def test_copies_come_through(tmp_path):
     image, array = volume((40, 100, 200))
     on_disk = image.to_disk(tmp_path)
     shows(on_disk, array)
@@ -194,6 +221,57 @@ def test_copies_can_be_interrupted_nowhere_but_come_through(tmp_path):
     assert image.to_memory().to_numpy(copy=False) is not None
     del on_disk
     assert list(tmp_path.iterdir()) == []
+
+
+def test_long_operations_tell_their_progress(tmp_path):
+    image, array = volume((40, 100, 200))
+    doubles = image.astype("float64")
+    levels = zarnik.coarser_levels(image, coarsest=10)
+    level_bytes = sum(level.nbytes for level in list(levels)[1:])
+    for operation, total in (
+        (lambda progress: _direct.copy_in_memory(doubles, progress), array.size * 8),
+        (lambda progress: _direct.copy_on_disk(doubles, str(tmp_path), progress), array.size * 8),
+        (lambda progress: _direct.compute_levels(levels, progress), level_bytes),
+    ):
+        with pytest.raises(KeyError, match="enough") as caught:
+            operation(lambda done, total: {}["enough"])
+        assert caught.value.__cause__ is None and list(tmp_path.iterdir()) == []
+        told: list = []
+        operation(lambda done, total, told=told: told.append((done, total)))
+        assert told == sorted(told) and told[-1] == (total, total)
+
+
+def test_long_operations_end_by_ctrl_c(tmp_path):
+    """Also where the samples come from Python code, which the interrupted thread runs."""
+    run = run_python(
+        """
+import os, signal, time
+import numpy, zarnik
+
+class Slow:
+    shape, dtype, chunks = (400, 500, 500), numpy.dtype("u2"), (4, 500, 500)
+    def __getitem__(self, key):
+        time.sleep(0.2)
+        return numpy.zeros([place.stop - place.start for place in key], "u2")
+
+slow = zarnik.from_array(Slow())
+levels = zarnik.coarser_levels(slow.crop(z=slice(0, 100)), folder=sys.argv[1])
+image = zarnik.uniform((100, 4000, 4000), 1, "u2").astype("f4")
+for operation in (
+    image.to_memory, lambda: image.to_disk(sys.argv[1]), slow.to_memory, lambda: slow.to_disk(sys.argv[1]),
+    levels[2].to_numpy,
+):
+    before = os.listdir(sys.argv[1])
+    signal.signal(signal.SIGALRM, signal.default_int_handler)
+    signal.setitimer(signal.ITIMER_REAL, 0.3)
+    try:
+        operation()
+    except KeyboardInterrupt:
+        print(os.listdir(sys.argv[1]) == before)
+""",
+        str(tmp_path),
+    )
+    assert (run.stdout, run.stderr, run.returncode) == ("True\n" * 5, "", 0)
 
 
 @pytest.mark.parametrize("shape", [(40, 50), (9, 40, 50), (2, 9, 40, 50), (40, 50, 3)])

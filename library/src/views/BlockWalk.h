@@ -8,7 +8,11 @@
 
 namespace zarnik {
 
+/// \throws Error if what this thread does is to end early, see InterruptionScope
+void requireUninterrupted();
+
 /// Calls visit(first, size) for blocks that cover the box of that shape once, the first dimension fastest.
+/// Whoever waits for the thread may end this between two blocks.
 /// \param extents the size of a block along each dimension, at least 1
 /// \param begin   subtracted from the first cut along each dimension, so that cuts fall on multiples of something
 template <typename Visit>
@@ -24,6 +28,7 @@ void forEachBlock(VectorXu64 const & shape, VectorXu64 const & extents, VectorXu
   for (size_t axis = 0; axis < rank; ++axis)
     cut(axis);
   while (true) {
+    requireUninterrupted();
     visit(first, size);
     size_t axis = 0;
     for (; axis < rank; ++axis) {

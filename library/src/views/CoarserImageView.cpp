@@ -1,5 +1,6 @@
 #include "views/CoarserImageView.h"
 
+#include "core/ProgressReport.h"
 #include "views/BlockWalk.h"
 #include "views/ImageViewProperties.h"
 #include "views/RegionTransfer.h"
@@ -143,29 +144,46 @@ void CoarserImageView::readRegion(RegionXu64 const & region, void * destination)
   samples_->readRegion(region, destination);
 }
 
+RegionXu64 CoarserImageView::blockAt(VectorXu64 const & place) const {
+  VectorXu64 origin(place.size()), size(place.size());
+  for (size_t axis = 0; axis < place.size(); ++axis) {
+    origin[axis] = place[axis] * blocks_[axis];
+    size[axis] = std::min(blocks_[axis], shape()[axis] - origin[axis]);
+  }
+  return {origin, size};
+}
+
+void CoarserImageView::makeSureOfBlock(VectorXu64 const & place) {
+  uint64_t number = 0, stride = 1;
+  for (size_t axis = 0; axis < place.size(); ++axis) {
+    number += place[axis] * stride;
+    stride *= grid_[axis];
+  }
+  std::lock_guard const lock(computing_);
+  if (isThere_[number])
+    return;
+  auto const block = blockAt(place);
+  compute(block.origin(), block.size());
+  isThere_[number] = true;
+}
+
 void CoarserImageView::makeSure(RegionXu64 const & region) {
   auto const rank = grid_.size();
-  VectorXu64 first(rank), count(rank), strides(rank);
+  VectorXu64 first(rank), count(rank);
   for (size_t axis = 0; axis < rank; ++axis) {
     first[axis] = region.origin()[axis] / blocks_[axis];
     count[axis] = (region.origin()[axis] + region.size()[axis] - 1) / blocks_[axis] - first[axis] + 1;
-    strides[axis] = axis == 0 ? 1 : strides[axis - 1] * grid_[axis - 1];
   }
-  std::lock_guard const lock(computing_);
   forEachBlock(count, VectorXu64::createUniform(rank, 1), VectorXu64(rank),
-               [&](VectorXu64 const & index, VectorXu64 const &) {
-                 VectorXu64 origin(rank), size(rank);
-                 uint64_t number = 0;
-                 for (size_t axis = 0; axis < rank; ++axis) {
-                   auto const block = first[axis] + index[axis];
-                   number += block * strides[axis];
-                   origin[axis] = block * blocks_[axis];
-                   size[axis] = std::min(blocks_[axis], shape()[axis] - origin[axis]);
-                 }
-                 if (isThere_[number])
-                   return;
-                 compute(origin, size);
-                 isThere_[number] = true;
+               [&](VectorXu64 const & index, VectorXu64 const &) { makeSureOfBlock(first + index); });
+}
+
+void CoarserImageView::computeAll(std::function<void(uint64_t)> const & advance) {
+  auto const rank = grid_.size();
+  forEachBlock(grid_, VectorXu64::createUniform(rank, 1), VectorXu64(rank),
+               [&](VectorXu64 const & place, VectorXu64 const &) {
+                 makeSureOfBlock(place);
+                 advance(blockAt(place).elementCount() * dataType().byteCount());
                });
 }
 
@@ -224,6 +242,20 @@ std::shared_ptr<LodImageView> LodImageViewFactory::createLevels(std::shared_ptr<
   while (!isCoarse(*levels.back()))
     levels.push_back(std::make_shared<CoarserImageView>(levels.back(), method, folder));
   return createFromLevels(std::move(levels));
+}
+
+void LodImageViewFactory::computeLevels(LodImageView const & levels, Progress const & progress) {
+  auto const range = levels.levelRange();
+  std::vector<std::shared_ptr<CoarserImageView>> computed; // the finer ones first, of which the others are made
+  uint64_t bytes = 0;
+  for (auto level = range[0]; level <= range[1]; ++level)
+    if (auto coarser = std::dynamic_pointer_cast<CoarserImageView>(levels.resolution(level))) {
+      bytes += Indexer(coarser->shape(), coarser->dataType()).byteCount();
+      computed.push_back(std::move(coarser));
+    }
+  ProgressReport report("computing the levels of an image", bytes, progress);
+  for (auto const & level : computed)
+    level->computeAll([&](uint64_t amount) { report.advance(amount); });
 }
 
 } // namespace zarnik

@@ -3,6 +3,7 @@
 #include "views/StoredImageView.h"
 #include "zarnik/views/LodImageViewFactory.h"
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -25,8 +26,14 @@ public:
   void read(VectorXu64 const & index, void * destination) override;
   void readRegion(RegionXu64 const & region, void * destination) override;
 
+  /// Computes what nobody has read yet.
+  /// \param advance told the bytes of each part
+  void computeAll(std::function<void(uint64_t)> const & advance);
+
 private:
+  RegionXu64 blockAt(VectorXu64 const & place) const;
   void makeSure(RegionXu64 const & region);
+  void makeSureOfBlock(VectorXu64 const & place);
   void compute(VectorXu64 const & origin, VectorXu64 const & size);
 
   std::shared_ptr<ImageView> finer_;

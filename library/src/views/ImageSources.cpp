@@ -2,6 +2,7 @@
 #include "platform/TemporaryFile.h"
 #include "views/BlockWalk.h"
 #include "views/RandomAccessImageView.h"
+#include "views/RegionTransfer.h"
 #include "zarnik/access/DataStorage.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/ImageProperties.h"
@@ -9,6 +10,7 @@
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/BorrowedMemoryView.h"
 #include "zarnik/views/ImageViewFactory.h"
+#include "zarnik/views/TilingInfoExtension.h"
 
 #include <algorithm>
 #include <cstring>
@@ -21,6 +23,8 @@ namespace {
 constexpr uint64_t CHUNK_BYTES = uint64_t{1} << 20;
 // Told often enough to be cancelled at once, in parts that are worth a call.
 constexpr uint64_t MEMORY_CHUNK_BYTES = uint64_t{1} << 24;
+// Tiles that are read a part at a time are decoded anew for each part.
+constexpr uint64_t TILED_CHUNK_BYTES = uint64_t{1} << 25;
 
 /// The bytes of a temporary file.
 class TemporaryFileAccess : public RandomAccess {
@@ -57,16 +61,25 @@ void requireReadable(ImageView const & image) {
   image.properties()->requireCompatibleWith(image.shape(), image.dataType());
 }
 
-/// Calls visit(region) for the parts of an image that follow each other in a dense copy, the first dimension fastest.
+/// Calls visit(region) for parts of an image that are read one after the other: some that follow each other in a dense
+/// copy, the first dimension fastest, or of a tiled image whole tiles, at least one.
 template <typename Visit> void forEachChunk(ImageView const & image, uint64_t chunkBytes, Visit const & visit) {
   auto const & shape = image.shape();
-  auto extents = VectorXu64::createUniform(shape.size(), 1);
-  auto room = std::max<uint64_t>(chunkBytes / image.dataType().byteCount(), 1);
+  auto const tiling = image.tilingInfo();
+  auto extents = tiling ? tiling->maxTileSize() : VectorXu64::createUniform(shape.size(), 1);
+  auto bytes = image.dataType().byteCount();
+  for (auto & extent : extents) {
+    extent = std::max<uint64_t>(extent, 1);
+    bytes = checkedMultiply(bytes, extent, "bytes of a tile");
+  }
+  auto room = std::max<uint64_t>((tiling ? TILED_CHUNK_BYTES : chunkBytes) / bytes, 1);
   for (size_t axis = 0; axis < shape.size(); ++axis) {
-    extents[axis] = std::clamp<uint64_t>(shape[axis], 1, room);
-    if (extents[axis] < shape[axis])
+    auto const tiles = std::max<uint64_t>((shape[axis] + extents[axis] - 1) / extents[axis], 1);
+    auto const taken = std::min(tiles, room);
+    extents[axis] = std::max<uint64_t>(std::min(taken * extents[axis], shape[axis]), 1);
+    if (taken < tiles)
       break;
-    room /= extents[axis];
+    room /= taken;
   }
   forEachBlock(shape, extents, VectorXu64(shape.size()),
                [&](VectorXu64 const & first, VectorXu64 const & size) { visit(RegionXu64(first, size)); });
@@ -115,12 +128,13 @@ std::shared_ptr<ImageView> ImageViewFactory::copyInMemory(std::shared_ptr<ImageV
       allocate(image->shape(), image->dataType(), image->properties()->clone(), metadata ? metadata->clone() : nullptr);
   auto const total = copy->bufferSize();
   ProgressReport report("copying an image into memory", total, progress);
-  auto * destination = static_cast<std::byte *>(copy->buffer());
+  Indexer const indexer(image->shape(), image->dataType());
+  ComponentFormat const components(image->dataType());
+  auto * const memory = static_cast<std::byte *>(copy->buffer());
   forEachChunk(*image, progress ? MEMORY_CHUNK_BYTES : std::max<uint64_t>(total, 1), [&](RegionXu64 const & region) {
-    auto const bytes = region.elementCount() * image->dataType().byteCount();
-    image->readRegion(region, destination);
-    destination += bytes;
-    report.advance(bytes);
+    readSamples(*image, SampleRegion::whole(region, image->dataType()), {},
+                memory + indexer.byteOffset(region.origin()), {indexer.byteStride(), components.bytes});
+    report.advance(region.elementCount() * image->dataType().byteCount());
   });
   return copy;
 }

@@ -4,6 +4,7 @@
 #include "views/BlockWalk.h"
 #include "views/MemoryImageView.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/core/Interruption.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/BorrowedMemoryView.h"
 #include "zarnik/views/ImageView.h"
@@ -332,6 +333,11 @@ std::unique_ptr<std::byte[]> allocateBlock(uint64_t bytes) {
   if (!block)
     throw Error(fmt::format("cannot allocate {} bytes to transfer a region", bytes));
   return block;
+}
+
+void requireUninterrupted() {
+  if (InterruptionScope::isRequested())
+    throw Error("the transfer of a region was interrupted");
 }
 
 StridedTransfer::~StridedTransfer() = default;

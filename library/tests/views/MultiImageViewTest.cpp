@@ -116,6 +116,32 @@ TEST(LodImage, ComputesALevelOnceWhenItIsRead) {
   EXPECT_EQ(value, 10);
 }
 
+TEST(LodImage, ComputesTheRestOfItsLevels) {
+  auto const access = std::make_shared<TracingAccess>(std::vector<uint8_t>(1000 * 1000, 10));
+  auto const image = ImageViewFactory::fromRandomAccess(access, {1000, 1000}, DataTypeId::UINT8);
+  auto const lod = LodImageViewFactory::createLevels(image, LevelMethod::MEAN, 100);
+  auto const stop = [](uint64_t done, uint64_t) { return done < 100'000; };
+  EXPECT_THAT([&] { LodImageViewFactory::computeLevels(*lod, stop); }, ThrowsMessage<Error>(HasSubstr("cancelled")));
+  auto const partly = TracingAccess::total(access->reads);
+  std::vector<std::pair<uint64_t, uint64_t>> told;
+  LodImageViewFactory::computeLevels(*lod, [&](uint64_t done, uint64_t total) {
+    told.emplace_back(done, total);
+    return true;
+  });
+  uint64_t const total = 500 * 500 + 250 * 250 + 125 * 125 + 63 * 63;
+  EXPECT_EQ(told.back(), std::pair(total, total));
+  auto const once = TracingAccess::total(access->reads);
+  access->reads.clear();
+  LodImageViewFactory::computeLevels(*LodImageViewFactory::createLevels(image, LevelMethod::MEAN, 100));
+  EXPECT_EQ(TracingAccess::total(access->reads), once); // what was there has not been computed again
+  EXPECT_LT(partly, once);
+  access->failFrom = 0;
+  std::vector<uint8_t> coarsest(63 * 63);
+  lod->resolution(4)->readRegion({{0, 0}, {63, 63}}, coarsest.data());
+  EXPECT_EQ(coarsest, std::vector<uint8_t>(63 * 63, 10));
+  EXPECT_NO_THROW(LodImageViewFactory::computeLevels(*LodImageViewFactory::createFromLevels({image})));
+}
+
 TEST(Providers, TellViewsApart) {
   auto const single = image(1);
   auto const set = MultiImageViewFactory::create();

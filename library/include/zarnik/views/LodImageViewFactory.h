@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zarnik/core/Export.h"
+#include "zarnik/core/Progress.h"
 
 #include <cstdint>
 #include <memory>
@@ -44,6 +45,12 @@ public:
   static std::shared_ptr<LodImageView> createLevels(std::shared_ptr<ImageView> image,
                                                     LevelMethod method = LevelMethod::BY_INTERPRETATION,
                                                     uint64_t coarsestSize = 64, std::string const & folder = {});
+
+  /// Computes all of the levels that createLevels made and nobody has read yet, so that reading them waits for nothing.
+  /// Levels that came from elsewhere stay as they are.
+  /// \param progress told the bytes of the levels; who cancels keeps the parts that are there, the rest comes later
+  /// \throws Error when it is cancelled, the image cannot be read or there is no room
+  static void computeLevels(LodImageView const & levels, Progress const & progress = {});
 };
 
 } // namespace zarnik
