@@ -14,6 +14,7 @@ from zarnik import _direct
 from zarnik._calls import flat as _zarnik
 from zarnik._enumerations import SeekOrigin, StreamAccessCapability
 from zarnik._extension import extends, kept
+from zarnik._recipes import made_by
 
 if TYPE_CHECKING:
     import numpy
@@ -464,12 +465,15 @@ def open_random(
     if uri is not None and uri.scheme() in ("http", "https"):
         if mode != "r":
             raise _classes.NotImplemented(f"a resource of a server can only be read, mode {mode!r} is for files")
-        return _direct.open_http_random(uri, method, _as_headers(headers))
+        opened = _direct.open_http_random(uri, method, _as_headers(headers))
+        sent = dict(headers) if isinstance(headers, Mapping) else headers
+        return made_by(opened, open_random, uri.to_string(), method=method, headers=sent)
     if uri is not None and uri.scheme() != "file":
         return _zarnik.RandomAccessFactory_open_uri_read(uri)
     path = _path_of(what) if uri is None else _local_path(uri)
     if path is not None:
-        return _direct.open_file(path, {"r": "random", "r+": "random+", "m": "mapped"}[mode])
+        opened = _direct.open_file(path, {"r": "random", "r+": "random+", "m": "mapped"}[mode])
+        return made_by(opened, open_random, os.fsdecode(path), mode=mode)
     if _is_file(what):
         return _direct.random_over_file(what)
     return _direct.random_over_buffer(what)

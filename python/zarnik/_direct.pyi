@@ -129,6 +129,9 @@ def http_counters(access: Any, /) -> dict[str, int] | None:
 
 # ---- images ----------------------------------------------------------------------------------------------------------
 
+def is_same_view(first: Any, second: Any, /) -> bool:
+    """Tell whether two objects wrap one image."""
+
 def every_nth(image: Any, steps: Sequence[int], /) -> Any:
     """Return a view of every nth element along each dimension, in the library's order."""
 

@@ -70,6 +70,25 @@ def kept(wrapped: Any) -> Any:
     return getattr(wrapped, "_kept", None)
 
 
+class Kept:
+    """What the package keeps with an image, a set of images or an accessor."""
+
+    # Attributes of the class, so that what has few of them, as each image of a chain has, is made in no time.
+
+    #: whose memory a read-only image shows
+    source: Any = None
+    #: whether its properties and metadata may be changed all the same
+    may_describe = False
+    #: arrays that hold what others look at by an address, and hold the image for
+    memory: dict[int, Any] | None = None
+    #: of a set of images or levels, those that it was made of
+    frames: list[Any] | None = None
+    #: coarser levels of the image, or functions that open them
+    levels: Any = ()
+    #: how it was made, see zarnik._recipes
+    recipe: tuple[Any, ...] | None = None
+
+
 def publish(names: Iterable[Any]) -> None:
     """Let the generated classes be known, to pickle and to readers, by the package's name, and describe themselves."""
     for name in names:

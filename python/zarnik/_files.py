@@ -5,11 +5,12 @@ from __future__ import annotations
 import operator
 import os
 from collections.abc import Callable, Iterator, Mapping, Sequence
+from functools import partial
 from typing import TYPE_CHECKING, Any, Union, cast
 
 import zarnik._classes as _classes
-from zarnik._extension import extends, kept
-from zarnik._interop import Kept
+from zarnik._extension import Kept, extends, kept
+from zarnik._recipes import made_by
 
 if TYPE_CHECKING:
     from zarnik._classes import DataFrameView, ImageView
@@ -22,6 +23,8 @@ class LossWarning(UserWarning):
     """Something of an image that the format of a file cannot hold: it is not in what was saved."""
 
 
+# Tells how an image was opened, given the image, its series and its level.
+Again = Callable[..., Any]
 Progress = Union[bool, Callable[[int, int], None], None]
 
 
@@ -52,11 +55,14 @@ def open(
     :return: The image; a mapping from names to images if there are several; a table, if that was stored.
     :raises Error: if nothing that can be read is there, or libraries for it are missing.
     """
+    from zarnik.plugins import Source
+
     source, chosen, found = _opened(what, format, mode, options)
     with _errors_of(chosen, source):
+        again = partial(_again, what.what if isinstance(what, Source) else what, format=format, mode=mode, **options)
         if series is None and len(found) > 1:
-            return SeriesMapping(found, level)
-        return _image_of_series(_series_of(found, series), level)
+            return SeriesMapping(found, level, again)
+        return _image_of_series(_series_of(found, series), level, partial(again, series=series))
 
 
 def info(what: Any, *, format: str | None = None, **options: Any) -> dict[str, Any]:
@@ -127,12 +133,13 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
 class SeriesMapping(Mapping[str, Any]):
     """The images of a file by their names, in the order of the file; each is opened when it is asked for."""
 
-    def __init__(self, found: Sequence[Series], level: int | None = None) -> None:
+    def __init__(self, found: Sequence[Series], level: int | None, again: Again) -> None:
         self._series = dict(zip(_names(found), found))
         self._level = level
+        self._again = again
 
     def __getitem__(self, name: str) -> ImageView:
-        return _image_of_series(self._series[name], self._level)
+        return _image_of_series(self._series[name], self._level, partial(self._again, series=name))
 
     def __iter__(self) -> Iterator[str]:
         return iter(self._series)
@@ -312,19 +319,30 @@ def _series_of(found: Sequence[Series], series: int | str | None) -> Series:
     return found[place]
 
 
-def _image_of_series(one: Series, level: int | None) -> Any:
+def _image_of_series(one: Series, level: int | None, again: Again) -> Any:
     count = len(one.levels)
     place = 0 if level is None else operator.index(level)
     if not -count <= place < count:
         raise _classes.InvalidArgument(f"level {place} is out of range, allowed are 0 to {count - 1}")
     place %= count
-    image = _made(one.levels[place])
+    image = again(_made(one.levels[place]), level=level)
     if place + 1 < count:
         keeps = kept(image)
         if keeps is None:
             keeps = image._kept = Kept()
-        keeps.levels = one.levels[place + 1 :]
+        keeps.levels = [partial(_level_of, one, coarser, again) for coarser in range(place + 1, count)]
     return image
+
+
+def _level_of(one: Series, place: int, again: Again) -> Any:
+    return again(_made(one.levels[place]), level=place)
+
+
+def _again(what: Any, image: Any, **options: Any) -> Any:
+    """Tell how an image was opened, so that it can be opened elsewhere."""
+    if not isinstance(image, _classes.ImageView):
+        return image
+    return made_by(image, open, what, **{name: option for name, option in options.items() if option is not None})
 
 
 def _made(level: Any) -> Any:

@@ -12,8 +12,9 @@ import zarnik._classes as _classes
 from zarnik import _axes, _types
 from zarnik._calls import flat
 from zarnik._enumerations import ImageCapability, ImageInterpretation
-from zarnik._extension import kept
+from zarnik._extension import Kept, kept
 from zarnik._geometry import Layout
+from zarnik._recipes import made_by
 
 if TYPE_CHECKING:
     from zarnik._classes import ImageView
@@ -119,27 +120,13 @@ def _complex_image(array: numpy.ndarray[Any, Any], axes: _axes.Axes | None, inte
     return view if array.flags.writeable else read_only(view, may_describe=True)
 
 
-class Kept:
-    """What the package keeps with an image."""
-
-    __slots__ = ("levels", "may_describe", "memory", "source")
-
-    def __init__(self, source: Any = None, may_describe: bool = False) -> None:
-        #: whose memory a read-only image shows
-        self.source = source
-        #: whether its properties and metadata may be changed all the same
-        self.may_describe = may_describe
-        #: arrays that hold what others look at by an address, and hold the image for
-        self.memory: dict[int, numpy.ndarray[Any, Any]] = {}
-        #: coarser levels of the image, or functions that open them
-        self.levels: Any = ()
-
-
 def read_only(view: Any, may_describe: bool = False) -> Any:
     """Return a view that cannot be changed, and knows whose memory it may show as arrays that cannot be either."""
     shown = flat.ImageViewProvider_to_read_only(view)
     if shown is not None:
-        shown._kept = Kept(_source_of(view) or view, may_describe)
+        keeps = shown._kept = Kept()
+        keeps.source, keeps.may_describe = _source_of(view) or view, may_describe
+        made_by(shown, read_only, view, may_describe)
     return shown
 
 
@@ -159,6 +146,8 @@ def keep_memory(view: Any, array: numpy.ndarray[Any, Any]) -> None:
     keeps = kept(view)
     if keeps is None:
         keeps = view._kept = Kept()
+    if keeps.memory is None:
+        keeps.memory = {}
     keeps.memory.setdefault(array.ctypes.data if array.size else 0, array)
 
 

@@ -29,6 +29,7 @@ from zarnik._calls import flat
 from zarnik._enumerations import ImageDimension, MemoryLayout
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
+from zarnik._recipes import made_by, recipe_of
 from zarnik._types import as_data_type, as_image_type, data_type_id_of, scalar_dtype
 from zarnik._vectors import as_vector
 
@@ -94,7 +95,9 @@ class _LazyImage:
                 raise IndexError("an index for every axis leaves no image: image[...] reads an element")
             frames = flat.MultiImageViewFactory_unstack_dimension_index(view, position)
             view = flat.MultiImageView_frame(frames, 0)
-        return view if component is None else flat.ImageViewFactory_extract_channel(view, component)
+        if component is not None:
+            view = flat.ImageViewFactory_extract_channel(view, component)
+        return made_by(view, "crop", self, *places, **by_axis)
 
     def flip(self, *axes: str | int) -> ImageView:
         """Return the image turned around along axes, letters such as "Z" or positions in `shape`.
@@ -104,7 +107,7 @@ class _LazyImage:
         view: Any = self
         for axis in axes:
             view = flat.ImageViewFactory_flip_dimension_index(view, _position(view, axis))
-        return view
+        return made_by(view, "flip", self, *axes)
 
     def transpose(self, order: _axes.Axes | None = None) -> ImageView:
         """Return the image with its axes in another order, reversed by default.
@@ -125,7 +128,7 @@ class _LazyImage:
             raise ValueError(f"axes {letters!r} are not the axes {moving!r} of the image in another order")
         new_name = dict(zip(letters, moving))
         meanings = [_axes.BY_LETTER[new_name[moving[layout.positions.index(p)]]] for p in range(layout.rank)]
-        return flat.ImageViewFactory_reinterpret_axes(view, meanings)
+        return made_by(flat.ImageViewFactory_reinterpret_axes(view, meanings), "transpose", self, letters)
 
     def astype(self, dtype: Any) -> ImageView:
         """Return the image with its values converted to another type.
@@ -135,7 +138,8 @@ class _LazyImage:
 
         :param dtype: What NumPy takes for a dtype, or a `DataType`; pixels keep their components.
         """
-        return flat.ImageViewFactory_adapt_data_type(self, _type_like(self, dtype))
+        data_type = _type_like(self, dtype)
+        return made_by(flat.ImageViewFactory_adapt_data_type(self, data_type), "astype", self, data_type)
 
     def rescale(self, input_range: Any, output_range: Any, dtype: Any = None) -> ImageView:
         """Return the image with its values mapped linearly, `input_range` to `output_range`; they are not clamped.
@@ -149,15 +153,19 @@ class _LazyImage:
         dtype = dtype if dtype is not None else own if own.kind == "f" else numpy.float32
         ranges = (view.get_value_range() if input_range is None else input_range), output_range
         pairs = [as_vector(_classes.Vector2d, pair) for pair in ranges]
-        return flat.ImageViewFactory_adapt_dynamic_range(view, _type_like(view, dtype), *pairs)
+        data_type = _type_like(view, dtype)
+        made = flat.ImageViewFactory_adapt_dynamic_range(view, data_type, *pairs)
+        return made_by(made, "rescale", view, *map(tuple, pairs), data_type)
 
     def channel(self, index: int) -> ImageView:
         """Return one channel: a component of the pixels, or an element along the axis C."""
-        return flat.ImageViewFactory_extract_channel(self, operator.index(index))
+        index = operator.index(index)
+        return made_by(flat.ImageViewFactory_extract_channel(self, index), "channel", self, index)
 
     def subsample(self, step: int) -> ImageView:
         """Return every `step`-th element along X, Y and Z, from the first on."""
-        return flat.ImageViewFactory_sub_sample(self, operator.index(step))
+        step = operator.index(step)
+        return made_by(flat.ImageViewFactory_sub_sample(self, step), "subsample", self, step)
 
     def rename_axes(self, axes: _axes.Axes) -> ImageView:
         """Return the image with its axes taken as others, in the same order, such as "TYX" for a "ZYX" image."""
@@ -166,7 +174,8 @@ class _LazyImage:
         dimensions = list(as_image_type(axes))
         if layout.components and ImageDimension.CHANNEL in dimensions:
             dimensions.remove(ImageDimension.CHANNEL)
-        return flat.ImageViewFactory_reinterpret(view, _classes.ImageType(dimensions))
+        made = flat.ImageViewFactory_reinterpret(view, _classes.ImageType(dimensions))
+        return made_by(made, "rename_axes", view, _axes.letters(dimensions))
 
     def with_properties(self, properties: Any = None, **changes: Any) -> ImageView:
         """Return the image with other properties; the elements are shared, the image itself stays as it is.
@@ -188,7 +197,8 @@ class _LazyImage:
             info.get_value_range(),
         )
         metadata = changes.pop("metadata", None)
-        if metadata is None:
+        is_kept = metadata is None
+        if is_kept:
             metadata = flat.ImageView___get_metadata(view)
         elif isinstance(metadata, Mapping):
             metadata = _classes.MetadataNode.from_dict(metadata)
@@ -207,7 +217,9 @@ class _LazyImage:
                 )
             setter(value)
         changed = _classes.ImageProperties(calibration, info)
-        return flat.ImageViewFactory_from_image_view(view, changed, metadata)
+        made = flat.ImageViewFactory_from_image_view(view, changed, metadata)
+        told = {} if is_kept else {"metadata": flat.ImageView___get_metadata(made)}
+        return made_by(made, "with_properties", view, changed, **told)
 
     def to_memory(self) -> ImageView:
         """Return a copy of the image in memory; the image itself if it is there."""
@@ -222,15 +234,16 @@ class _LazyImage:
 
     def frames(self, axis: str | int) -> MultiImageView:
         """Return the images along an axis, which they do not have any more: `image.frames("T")[3]`."""
-        return flat.MultiImageViewFactory_unstack_dimension_index(self, _position(self, axis))
+        position = _position(self, axis)
+        return made_by(flat.MultiImageViewFactory_unstack_dimension_index(self, position), "frames", self, axis)
 
     def channels(self) -> MultiImageView:
         """Return the images of the channels."""
-        return flat.MultiImageViewFactory_deinterlace(self)
+        return made_by(flat.MultiImageViewFactory_deinterlace(self), "channels", self)
 
     def thread_safe(self) -> ImageView:
         """Return the image for use by several threads at once: one operation runs at a time."""
-        return flat.ImageViewFactory_make_thread_safe(self)
+        return made_by(flat.ImageViewFactory_make_thread_safe(self), "thread_safe", self)
 
 
 def stack(images: Any, axis: str | int = "Z", threads: int | None = None) -> ImageView:
@@ -242,7 +255,12 @@ def stack(images: Any, axis: str | int = "Z", threads: int | None = None) -> Ima
     """
     dimension = axis if isinstance(axis, int) else _axes.dimensions_of(axis)[0]
     more = () if threads is None else (operator.index(threads),)
-    return flat.ImageViewFactory_stack(_multi_image(images), dimension, *more)
+    if not isinstance(images, _classes.MultiImageView):
+        images = tuple(images)
+    elif recipe_of(images) is None:
+        images = tuple(flat.MultiImageView_frame(images, i) for i in range(len(images)))
+    made = flat.ImageViewFactory_stack(_multi_image(images), dimension, *more)
+    return made_by(made, stack, images, int(dimension), *more)
 
 
 def uniform(shape: Any, value: Any, dtype: Any = None, axes: _axes.Axes | None = None) -> ImageView:
@@ -261,7 +279,8 @@ def uniform(shape: Any, value: Any, dtype: Any = None, axes: _axes.Axes | None =
     library_order = sorted(range(len(sizes)), key=lambda axis: dimensions[axis])
     shape = _wide(sizes[axis] for axis in library_order)
     properties = _properties(data_type, dimensions)
-    return flat.ImageViewFactory__uniform(shape, data_type, scalar.tobytes(), properties, None)
+    made = flat.ImageViewFactory__uniform(shape, data_type, scalar.tobytes(), properties, None)
+    return made_by(made, uniform, tuple(sizes), scalar, data_type, _axes.letters(dimensions))
 
 
 def open_raw(
@@ -289,16 +308,19 @@ def open_raw(
         raise ValueError(f"order {order!r} is neither 'C' nor 'F'")
     if mode not in ("r", "r+"):
         raise ValueError(f"mode {mode!r} is neither 'r' nor 'r+'")
-    access: Any = open_random(source, mode="m" if mode == "r+" else "r")
-    if offset:
-        access = flat.RandomAccessFactory_extract_region(access, operator.index(offset))
+    offset = operator.index(offset)
+    opened: Any = open_random(source, mode="m" if mode == "r+" else "r")
+    access = flat.RandomAccessFactory_extract_region(opened, offset) if offset else opened
     sizes = [operator.index(size) for size in shape]
     dimensions = _axes.dimensions_of_array(axes, tuple(sizes))
     data_type = as_data_type(dtype)
     # The file has its axes in the order of the shape: as an image of unknown axes first, then with their names.
     fastest_first = sizes[::-1] if order == "C" else sizes
     made = flat.ImageViewFactory_from_random_access(access, int(MemoryLayout.FORTRAN), _wide(fastest_first), data_type)
-    return flat.ImageViewFactory_reinterpret_axes(made, dimensions[::-1] if order == "C" else dimensions)
+    made = flat.ImageViewFactory_reinterpret_axes(made, dimensions[::-1] if order == "C" else dimensions)
+    letters = _axes.letters(dimensions)
+    named = {"order": order, "offset": offset, "mode": mode}
+    return made_by(made, open_raw, opened, tuple(sizes), data_type, letters, **named)
 
 
 def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
@@ -332,7 +354,8 @@ def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
     sizes = [shape[axis] for axis in library_order]
     tiles = None if chunks is None else [chunks[axis] for axis in library_order]
     data_type, named = data_type_id_of(scalar), _classes.ImageType(dimensions).value()
-    return _direct.callback_image(sizes, data_type, named, tiles, fill, f"array of {type(array).__module__}")
+    made = _direct.callback_image(sizes, data_type, named, tiles, fill, f"array of {type(array).__module__}")
+    return made_by(made, from_array, array, _axes.letters(dimensions))
 
 
 def _chunks(array: Any, rank: int) -> tuple[int, ...] | None:

@@ -10,7 +10,8 @@ from typing import TYPE_CHECKING, Any
 import zarnik._classes as _classes
 from zarnik import _direct
 from zarnik._calls import flat
-from zarnik._extension import extends
+from zarnik._extension import Kept, extends, kept
+from zarnik._recipes import made_by, recipe_of
 
 if TYPE_CHECKING:
     from zarnik._classes import ImageView, LodImageView, MetadataNode, MultiImageView, ReadonlyMetadataNode
@@ -18,7 +19,9 @@ if TYPE_CHECKING:
 
 def multi_image(images: Iterable[ImageView] = ()) -> MultiImageView:
     """Make a set of images, which are shared, not copied."""
-    return flat.MultiImageViewFactory_create_from_list(list(images))
+    frames = list(images)
+    made = flat.MultiImageViewFactory_create_from_list(frames)
+    return _made_of(made, frames)
 
 
 @extends(_classes.MultiImageView)
@@ -31,34 +34,38 @@ class _MultiImageView:
     def __getitem__(self, index: Any) -> Any:
         """Return a frame, or a set of those in a slice."""
         if isinstance(index, slice):
-            return multi_image(flat.MultiImageView_frame(self, i) for i in range(*index.indices(len(self))))
-        return flat.MultiImageView_frame(self, _place(self, index))
+            return multi_image(_frame(self, i) for i in range(*index.indices(len(self))))
+        return _frame(self, _place(self, index))
 
     def __setitem__(self, index: int, image: ImageView) -> None:
-        flat.MultiImageView_set_frame(self, _place(self, index), image)
+        place = _place(self, index)
+        flat.MultiImageView_set_frame(self, place, image)
+        _frames_of(self)[place : place + 1] = [image]
 
     def __delitem__(self, index: Any) -> None:
         places = range(*index.indices(len(self))) if isinstance(index, slice) else (_place(self, index),)
         for place in sorted(places, reverse=True):
             flat.MultiImageView_remove_frame(self, place)
+            del _frames_of(self)[place : place + 1]
 
     def __iter__(self) -> Iterator[ImageView]:
         index = 0
         while index < len(self):
-            yield flat.MultiImageView_frame(self, index)
+            yield _frame(self, index)
             index += 1
 
     def __reversed__(self) -> Iterator[ImageView]:
-        return (flat.MultiImageView_frame(self, index) for index in reversed(range(len(self))))
+        return (_frame(self, index) for index in reversed(range(len(self))))
 
     def append(self, image: ImageView) -> None:
         """Add a frame at the end."""
         flat.MultiImageView_add_frame(self, image)
+        _frames_of(self).append(image)
 
     def extend(self, images: Iterable[ImageView]) -> None:
         """Add frames at the end."""
         for image in list(images):
-            flat.MultiImageView_add_frame(self, image)
+            _MultiImageView.append(self, image)
 
     @property
     def metadata(self) -> ReadonlyMetadataNode | None:
@@ -99,14 +106,14 @@ class _LodImageView:
         if number not in _LodImageView.levels.fget(self):  # type: ignore[attr-defined]
             levels = _LodImageView.levels.fget(self)  # type: ignore[attr-defined]
             raise IndexError(f"level {number} is not among the levels {levels[0]} to {levels[-1]}")
-        return flat.LodImageView_resolution(self, number)
+        return _level(self, number)
 
     def __len__(self) -> int:
         return len(_LodImageView.levels.fget(self))  # type: ignore[attr-defined]
 
     def __iter__(self) -> Iterator[ImageView]:
         """Go over the images, from the finest to the coarsest."""
-        return (flat.LodImageView_resolution(self, level) for level in _LodImageView.levels.fget(self))  # type: ignore[attr-defined]
+        return (_level(self, level) for level in _LodImageView.levels.fget(self))  # type: ignore[attr-defined]
 
     def at_most(self, pixels: int) -> ImageView:
         """Return the finest level of which no side along X, Y or Z is longer than so many elements, or the coarsest."""
@@ -119,7 +126,9 @@ class _LodImageView:
 
 def lod_image(images: Iterable[ImageView], finest_level: int = 0) -> LodImageView:
     """Make an image of levels that exist already, the finest first."""
-    return _direct.lod_image(tuple(images), operator.index(finest_level))
+    levels = list(images)
+    made = _direct.lod_image(tuple(levels), operator.index(finest_level))
+    return _made_of(made, levels)
 
 
 def coarser_levels(
@@ -140,7 +149,9 @@ def coarser_levels(
     if method not in methods:
         raise ValueError(f"method {method!r} is neither 'mean' nor 'nearest'")
     where = "" if folder is None else os.fspath(folder)
-    return _direct.coarser_levels(image, methods[method], operator.index(coarsest), where)
+    coarsest = operator.index(coarsest)
+    made = _direct.coarser_levels(image, methods[method], coarsest, where)
+    return made_by(made, coarser_levels, image, method, coarsest)
 
 
 def _place(images: Any, index: Any) -> int:
@@ -149,3 +160,34 @@ def _place(images: Any, index: Any) -> int:
     if not -count <= place < count:
         raise IndexError(f"index {place} is outside of a set of {count} images")
     return place % count
+
+
+def _made_of(images: Any, frames: list[Any]) -> Any:
+    keeps = images._kept = Kept()
+    keeps.frames = frames
+    return images
+
+
+def _frames_of(images: Any) -> list[ImageView]:
+    """What a set was made of, as far as it was made and changed here; else a list that nobody sees."""
+    keeps = kept(images)
+    return [] if keeps is None or keeps.frames is None else keeps.frames
+
+
+def _frame(images: Any, place: int) -> ImageView:
+    return _known(images, place, place, flat.MultiImageView_frame(images, place))
+
+
+def _level(images: Any, number: int) -> ImageView:
+    finest, _ = flat.LodImageView_get_level_range(images)
+    return _known(images, number, number - finest, flat.LodImageView_resolution(images, number))
+
+
+def _known(images: Any, number: int, place: int, image: Any) -> ImageView:
+    """Return an image of a set with what is known of it, see zarnik._recipes."""
+    if recipe_of(images) is not None:
+        return made_by(image, "__getitem__", images, number)
+    for given in _frames_of(images)[place : place + 1]:
+        if _direct.is_same_view(given, image):
+            image._kept = kept(given)
+    return image

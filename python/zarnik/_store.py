@@ -11,6 +11,7 @@ from zarnik._access import open_random
 from zarnik._calls import flat as _zarnik
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
+from zarnik._recipes import reduced
 
 if TYPE_CHECKING:
     from zarnik._classes import DataFrameView, ImageView
@@ -19,18 +20,7 @@ if TYPE_CHECKING:
 @extends("ImageView")
 class _PickledImage:
     def __reduce_ex__(self, protocol: Any) -> tuple[Any, ...]:
-        samples = _stored_samples(self)
-        data: Any = samples.tobytes() if protocol < 5 else _buffer_of(samples)
-        properties = _zarnik.ReadonlyImageProperties_clone(_zarnik.ImageView___get_properties(self))
-        metadata = _zarnik.ImageView___get_metadata(self)
-        metadata = None if metadata is None else _zarnik.MetadataNode_clone(metadata)
-        sizes = tuple(self.get_shape())
-        data_type = _zarnik.DataType_get_id(_zarnik.ImageView_get_data_type(self))
-        return _image_of, (data, sizes, data_type, properties, metadata)
-
-    if TYPE_CHECKING:
-
-        def get_shape(self) -> Any: ...
+        return reduced(self, protocol) or by_value(self, protocol)
 
 
 @extends("DataFrameView")
@@ -42,6 +32,17 @@ class _PickledFrame:
         _zarnik.StreamAccess_seek(stream, 0, _zarnik.SeekOrigin_BEGIN)
         _direct.read_stream(stream, data)
         return _frame_of, (bytes(data),)
+
+
+def by_value(image: Any, protocol: Any) -> tuple[Any, ...]:
+    """Return what an image pickles as by its elements, out of band where the protocol has that."""
+    samples = _stored_samples(image)
+    data: Any = samples.tobytes() if protocol < 5 else _buffer_of(samples)
+    properties = _zarnik.ReadonlyImageProperties_clone(_zarnik.ImageView___get_properties(image))
+    metadata = _zarnik.ImageView___get_metadata(image)
+    metadata = None if metadata is None else _zarnik.MetadataNode_clone(metadata)
+    data_type = _zarnik.DataType_get_id(_zarnik.ImageView_get_data_type(image))
+    return _image_of, (data, tuple(image.get_shape()), data_type, properties, metadata)
 
 
 def _stored_samples(image: Any) -> numpy.ndarray[Any, Any]:

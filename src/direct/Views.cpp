@@ -50,6 +50,16 @@ VectorXu64 sizesOf(PyObject * sequence) {
   return sizes;
 }
 
+PyObject * isSameView(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * first = nullptr;
+    PyObject * second = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "is_same_view", 2, 2, &first, &second))
+      return nullptr;
+    return PyBool_FromLong(viewOf(first) == viewOf(second));
+  });
+}
+
 PyObject * everyNth(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
     PyObject * image = nullptr;
@@ -152,6 +162,7 @@ PyObject * callbackImage(PyObject *, PyObject * arguments) {
 }
 
 PyMethodDef methods[] = {
+    {"is_same_view", isSameView, METH_VARARGS, "Whether two objects wrap one image: is_same_view(image, image)."},
     {"every_nth", everyNth, METH_VARARGS, "Every nth element along each dimension: every_nth(image, steps)."},
     {"lod_image", levelsOf, METH_VARARGS, "An image of given levels: lod_image(images, finest level)."},
     {"coarser_levels", coarserLevels, METH_VARARGS,
