@@ -19,6 +19,8 @@ namespace {
 
 // Samples that do not lie in memory as they are stored pass through a buffer of this size.
 constexpr uint64_t SCRATCH_BYTES = BLOCK_BYTES;
+// Those that do are given to the stream in parts so large that copying them goes past the cache.
+constexpr uint64_t STORED_BYTES = 64 << 20;
 
 template <typename V> void putVector(ContentBuilder & content, V const & vector) {
   content.putBytes(vector.data(), vector.size() * sizeof(vector[0]));
@@ -164,7 +166,7 @@ ImageHeader readImageHeader(ObjectReader & reader) {
 SampleBlocks::SampleBlocks(std::shared_ptr<ImageView> image)
     : image_(std::move(image)), stored_(static_cast<std::byte const *>(storedSamples(std::as_const(*image_)))),
       shape_(image_->shape()), elementBytes_(image_->dataType().byteCount()) {
-  auto const elements = std::max<uint64_t>(1, SCRATCH_BYTES / elementBytes_);
+  auto const elements = std::max<uint64_t>(1, (stored_ ? STORED_BYTES : SCRATCH_BYTES) / elementBytes_);
   runs_ = storedRuns(shape_, elements);
   uint64_t all = 1;
   for (size_t axis = 0; axis != shape_.size(); ++axis) {

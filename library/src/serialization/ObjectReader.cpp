@@ -119,21 +119,24 @@ void ObjectReader::read(void * destination, uint64_t size) {
   auto const name = tagText(tag_);
   if (size > left_)
     fail(fmt::format("section '{}' has {} bytes left where {} are needed", name, left_, size));
+  if (!isHashed_) {
+    get(destination, size, name.c_str());
+    left_ -= size;
+    return;
+  }
   auto * rest = static_cast<std::byte *>(destination);
   // A block is hashed while it is still in the cache.
   while (size != 0) {
     auto const part = std::min(size, blockBytes_ - inBlock_);
     get(rest, part, name.c_str());
-    if (isHashed_) {
-      if (inBlock_ == 0 && (part == blockBytes_ || part == left_)) {
-        hashes_.push_back(hashOf(rest, part));
-      } else {
-        if (inBlock_ == 0)
-          hash_.restart();
-        hash_.add(rest, part);
-        if (inBlock_ + part == blockBytes_ || part == left_)
-          hashes_.push_back(hash_.value());
-      }
+    if (inBlock_ == 0 && (part == blockBytes_ || part == left_)) {
+      hashes_.push_back(hashOf(rest, part));
+    } else {
+      if (inBlock_ == 0)
+        hash_.restart();
+      hash_.add(rest, part);
+      if (inBlock_ + part == blockBytes_ || part == left_)
+        hashes_.push_back(hash_.value());
     }
     inBlock_ = (inBlock_ + part) % blockBytes_;
     left_ -= part;

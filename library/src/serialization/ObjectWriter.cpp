@@ -59,19 +59,22 @@ void ObjectWriter::write(void const * bytes, uint64_t size) {
   if (size > left_)
     throw Error(fmt::format("{} bytes are too many for a section that takes {} more", size, left_));
   auto const * rest = static_cast<std::byte const *>(bytes);
+  if (!isHashed()) {
+    put(bytes, size);
+    left_ -= size;
+    return;
+  }
   // A block is hashed while it is in the cache, then written.
   while (size != 0) {
     auto const part = std::min(size, options_.blockBytes - inBlock_);
-    if (isHashed()) {
-      if (inBlock_ == 0 && (part == options_.blockBytes || part == left_)) {
-        hashes_.push_back(hashOf(rest, part));
-      } else {
-        if (inBlock_ == 0)
-          hash_.restart();
-        hash_.add(rest, part);
-        if (inBlock_ + part == options_.blockBytes || part == left_)
-          hashes_.push_back(hash_.value());
-      }
+    if (inBlock_ == 0 && (part == options_.blockBytes || part == left_)) {
+      hashes_.push_back(hashOf(rest, part));
+    } else {
+      if (inBlock_ == 0)
+        hash_.restart();
+      hash_.add(rest, part);
+      if (inBlock_ + part == options_.blockBytes || part == left_)
+        hashes_.push_back(hash_.value());
     }
     put(rest, part);
     inBlock_ = (inBlock_ + part) % options_.blockBytes;
