@@ -63,6 +63,7 @@ from zarnik import (  # noqa: F401
     _types,
     _vectors,
     _views,
+    _writer,
 )
 from zarnik._access import open_random as open_random
 from zarnik._access import open_stream as open_stream
@@ -95,6 +96,7 @@ from zarnik._names import shown_names as _shown_names
 from zarnik._threads import set_thread_count as set_thread_count
 from zarnik._threads import thread_count as thread_count
 from zarnik._variants import variant as variant
+from zarnik._writer import writer as writer
 
 _publish(vars(_classes).values())
 

@@ -19,6 +19,7 @@
 
 #include <fmt/format.h>
 #include <memory>
+#include <string>
 
 namespace zarnik::python {
 
@@ -30,6 +31,7 @@ struct Types {
   swig_type_info * random = findType("std::shared_ptr< zarnik::RandomAccess > *");
   swig_type_info * properties = findType("std::shared_ptr< zarnik::ImageProperties > *");
   swig_type_info * node = findType("std::shared_ptr< zarnik::MetadataNode > *");
+  swig_type_info * writer = findType("std::shared_ptr< zarnik::Writer > *");
 };
 Types const & types() {
   static Types const found;
@@ -52,6 +54,17 @@ PyObject * openImage(PyObject *, PyObject * object) {
   });
 }
 
+/// Calls a function of a writer, which stops between two blocks when the user asks for it.
+template <typename F> void runWriter(std::shared_ptr<Writer> writer, F function) {
+  callWithoutLock(
+      [writer = std::move(writer), function](Cancellation const & cancellation) {
+        writer->setProgress([&](uint64_t, uint64_t) { return !cancellation.requested(); });
+        function(*writer);
+        writer->setProgress({});
+      },
+      CallLength::LONG);
+}
+
 PyObject * storeImage(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
     PyObject * imageObject = nullptr;
@@ -67,12 +80,39 @@ PyObject * storeImage(PyObject *, PyObject * arguments) {
     if (bytes != 0)
       writer->setOption("block_bytes", VariantDataValueFactory::create(&bytes, 1));
     writer->setOption("checksums", VariantDataValueFactory::create(&areHashed, 1));
-    callWithoutLock(
-        [writer](Cancellation const & cancellation) {
-          writer->setProgress([&](uint64_t, uint64_t) { return !cancellation.requested(); });
-          writer->writeAll();
-        },
-        CallLength::LONG);
+    runWriter(writer, [](Writer & all) { all.writeAll(); });
+    return Reference::share(Py_None).release();
+  });
+}
+
+PyObject * imageWriter(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * imageObject = nullptr;
+    PyObject * streamObject = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OO", &imageObject, &streamObject))
+      return nullptr;
+    return wrapShared(
+        makeImageWriter(viewOf(imageObject), required<StreamAccess>(streamObject, types().stream, "a StreamAccess")),
+        types().writer);
+  });
+}
+
+PyObject * runSteps(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    char const * name = nullptr;
+    if (!PyArg_ParseTuple(arguments, "Os", &object, &name))
+      return nullptr;
+    runWriter(required<Writer>(object, types().writer, "a Writer"), [steps = std::string(name)](Writer & writer) {
+      if (steps == "data") {
+        writer.writeData();
+      } else if (steps == "all" || !writer.hasBegun()) {
+        writer.writeAll();
+      } else if (!writer.isFinished()) {
+        writer.writeData();
+        writer.writeFinish();
+      }
+    });
     return Reference::share(Py_None).release();
   });
 }
@@ -128,6 +168,9 @@ PyMethodDef methods[] = {
     {"open_image", openImage, METH_O, "Return the stored image that a RandomAccess begins with, its samples not read."},
     {"store_image", storeImage, METH_VARARGS,
      "Write an image to a StreamAccess: bytes of a block, 0 for the usual ones, and whether blocks have hashes."},
+    {"image_writer", imageWriter, METH_VARARGS, "Return the writer that stores an image in a StreamAccess."},
+    {"run_writer", runSteps, METH_VARARGS,
+     "Let a writer write \"all\", the \"data\" that is missing, or the \"rest\" of the file, whatever that is."},
     {"image_over_buffer", imageOverBuffer, METH_VARARGS,
      "Return an image over a buffer, first dimension fastest: its sizes, id of the data type, properties, metadata."},
     {}};

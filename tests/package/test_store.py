@@ -185,3 +185,43 @@ except KeyboardInterrupt:
     output, _ = run.communicate(timeout=30)
     assert output == "interrupted\n"
     assert [name for name in os.listdir(tmp_path) if name != "image.zrn"] == []
+
+
+class TestWriter:
+    @pytest.fixture
+    def image(self) -> zarnik.ImageView:
+        return zarnik.from_numpy(numpy.arange(60, dtype="u2").reshape(3, 4, 5), axes="ZYX", spacing=(1, 2, 3))
+
+    @pytest.mark.parametrize("steps", [(), ("write_init",), ("write_init", "write_data"), ("write_all",)])
+    def test_writes_what_is_missing_when_it_is_closed(self, image, steps, tmp_path):
+        path = tmp_path / "image.zrn"
+        with zarnik.writer(path, image, block_bytes=1024, checksums=True) as writer:
+            writer.set_option("alignment", 4096)
+            for step in steps:
+                getattr(writer, step)()
+            assert not path.exists()
+        assert zarnik.open(path).equals(image)
+        assert os.listdir(tmp_path) == ["image.zrn"]
+        stored = numpy.frombuffer(path.read_bytes(), "u1")
+        first = bytes(stored).index(numpy.arange(60, dtype="u2").tobytes())
+        assert first % 4096 == 0
+
+    def test_leaves_nothing_of_a_block_that_fails(self, image, tmp_path):
+        path = tmp_path / "image.zrn"
+        path.write_bytes(b"before")
+        with pytest.raises(FileNotFoundError, match="of the block"), zarnik.writer(path, image) as writer:
+            writer.write_init()
+            raise FileNotFoundError("of the block")
+        dropped = zarnik.writer(path, image)
+        dropped.write_all()
+        del dropped
+        with pytest.raises(zarnik.Error, match="option"):
+            zarnik.writer(path, image, block_bites=4)
+        with pytest.raises(zarnik.Error, match="out of order"), zarnik.writer(path, image) as writer:
+            writer.write_data()
+        assert os.listdir(tmp_path) == ["image.zrn"]
+        assert path.read_bytes() == b"before"
+        with pytest.raises(zarnik.Error, match="nowhere"):
+            zarnik.writer(tmp_path / "nowhere" / "image.zrn", image)
+        with pytest.raises(TypeError, match="an ImageView can be written, not ndarray"):
+            zarnik.writer(path, numpy.zeros(3))

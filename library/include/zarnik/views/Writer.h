@@ -78,6 +78,9 @@ public:
   /// Sets what is told about the progress of writeData() and writeAll(), empty for nobody.
   void setProgress(Progress progress);
 
+  /// Whether the header is written.
+  bool hasBegun() const { return phase_ != Phase::NEW; }
+
   /// Whether the file is complete.
   bool isFinished() const { return phase_ == Phase::FINISHED; }
 
