@@ -170,14 +170,24 @@ def callback_image(
 def open_image(access: Any, /) -> Any:
     """Return the stored image that a RandomAccess begins with, its samples not read."""
 
-def store_image(image: Any, stream: Any, block_bytes: int, checksums: bool, /) -> None:
+def store_image(
+    image: Any,
+    stream: Any,
+    block_bytes: int,
+    checksums: bool,
+    progress: Callable[[int, int], object] | None = None,
+    /,
+) -> None:
     """Write an image to a StreamAccess: bytes of a block, 0 for the usual ones, and whether blocks have hashes."""
 
 def image_writer(image: Any, stream: Any, /) -> Any:
     """Return the writer that stores an image in a StreamAccess."""
 
-def run_writer(writer: Any, steps: str, /) -> None:
-    """Let a writer write "all", the "data" that is missing, or the "rest" of the file, whatever that is."""
+def run_writer(writer: Any, steps: str, progress: Callable[[int, int], object] | None = None, /) -> None:
+    """Let a writer write "all", the "data" that is missing, or the "rest" of the file, whatever that is.
+
+    The function is told the blocks written and their number.
+    """
 
 def image_over_buffer(buffer: Any, sizes: tuple[int, ...], data_type: int, properties: Any, metadata: Any, /) -> Any:
     """Return an image over a buffer, first dimension fastest: its sizes, id of the data type, properties, metadata."""

@@ -3,6 +3,7 @@
 
 #include "direct/CallWithoutLock.h"
 #include "direct/Functions.h"
+#include "direct/ProgressCall.h"
 #include "direct/TypeTable.h"
 #include "module/Buffers.h"
 #include "zarnik/access/RandomAccess.h"
@@ -55,10 +56,10 @@ PyObject * openImage(PyObject *, PyObject * object) {
 }
 
 /// Calls a function of a writer, which stops between two blocks when the user asks for it.
-template <typename F> void runWriter(std::shared_ptr<Writer> writer, F function) {
+template <typename F> void runWriter(std::shared_ptr<Writer> writer, ProgressCall told, F function) {
   callWithoutLock(
-      [writer = std::move(writer), function](Cancellation const & cancellation) {
-        writer->setProgress([&](uint64_t, uint64_t) { return !cancellation.requested(); });
+      [writer = std::move(writer), told = std::move(told), function](Cancellation const & cancellation) {
+        writer->setProgress(told.until(cancellation));
         function(*writer);
         writer->setProgress({});
       },
@@ -71,7 +72,8 @@ PyObject * storeImage(PyObject *, PyObject * arguments) {
     PyObject * streamObject = nullptr;
     unsigned long long blockBytes = 0;
     int checksums = 1;
-    if (!PyArg_ParseTuple(arguments, "OOKp", &imageObject, &streamObject, &blockBytes, &checksums))
+    PyObject * progress = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OOKp|O", &imageObject, &streamObject, &blockBytes, &checksums, &progress))
       return nullptr;
     auto const writer =
         makeImageWriter(viewOf(imageObject), required<StreamAccess>(streamObject, types().stream, "a StreamAccess"));
@@ -80,7 +82,7 @@ PyObject * storeImage(PyObject *, PyObject * arguments) {
     if (bytes != 0)
       writer->setOption("block_bytes", VariantDataValueFactory::create(&bytes, 1));
     writer->setOption("checksums", VariantDataValueFactory::create(&areHashed, 1));
-    runWriter(writer, [](Writer & all) { all.writeAll(); });
+    runWriter(writer, ProgressCall(progress), [](Writer & all) { all.writeAll(); });
     return Reference::share(Py_None).release();
   });
 }
@@ -101,18 +103,20 @@ PyObject * runSteps(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
     PyObject * object = nullptr;
     char const * name = nullptr;
-    if (!PyArg_ParseTuple(arguments, "Os", &object, &name))
+    PyObject * progress = nullptr;
+    if (!PyArg_ParseTuple(arguments, "Os|O", &object, &name, &progress))
       return nullptr;
-    runWriter(required<Writer>(object, types().writer, "a Writer"), [steps = std::string(name)](Writer & writer) {
-      if (steps == "data") {
-        writer.writeData();
-      } else if (steps == "all" || !writer.hasBegun()) {
-        writer.writeAll();
-      } else if (!writer.isFinished()) {
-        writer.writeData();
-        writer.writeFinish();
-      }
-    });
+    runWriter(required<Writer>(object, types().writer, "a Writer"), ProgressCall(progress),
+              [steps = std::string(name)](Writer & writer) {
+                if (steps == "data") {
+                  writer.writeData();
+                } else if (steps == "all" || !writer.hasBegun()) {
+                  writer.writeAll();
+                } else if (!writer.isFinished()) {
+                  writer.writeData();
+                  writer.writeFinish();
+                }
+              });
     return Reference::share(Py_None).release();
   });
 }
@@ -167,10 +171,13 @@ PyObject * imageOverBuffer(PyObject *, PyObject * arguments) {
 PyMethodDef methods[] = {
     {"open_image", openImage, METH_O, "Return the stored image that a RandomAccess begins with, its samples not read."},
     {"store_image", storeImage, METH_VARARGS,
-     "Write an image to a StreamAccess: bytes of a block, 0 for the usual ones, and whether blocks have hashes."},
+     "Write an image to a StreamAccess: bytes of a block, 0 for the usual ones, whether blocks have hashes, and the\n"
+     "function that is told of the blocks."},
     {"image_writer", imageWriter, METH_VARARGS, "Return the writer that stores an image in a StreamAccess."},
     {"run_writer", runSteps, METH_VARARGS,
-     "Let a writer write \"all\", the \"data\" that is missing, or the \"rest\" of the file, whatever that is."},
+     "Let a writer write \"all\", the \"data\" that is missing, or the \"rest\" of the file, whatever that is, and "
+     "tell\n"
+     "a function of the blocks."},
     {"image_over_buffer", imageOverBuffer, METH_VARARGS,
      "Return an image over a buffer, first dimension fastest: its sizes, id of the data type, properties, metadata."},
     {}};

@@ -58,7 +58,9 @@ class Own(Format):
             if isinstance(image, _classes.DataFrameView):
                 flat.Serialization_encode_data_frame_view(image, stream)
             else:
-                _direct.store_image(image, stream, block_bytes or 0, checksums)
+                count = image.nbytes
+                blocks = lambda done, total: progress(count * done // max(1, total), count)  # noqa: E731
+                _direct.store_image(image, stream, block_bytes or 0, checksums, blocks)
 
 
 def _mapping_of(path: Any) -> memoryview:
