@@ -29,6 +29,7 @@ from zarnik._calls import flat
 from zarnik._enumerations import ImageDimension, MemoryLayout
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
+from zarnik._progress import Progress, listener
 from zarnik._recipes import made_by, recipe_of
 from zarnik._types import as_data_type, as_image_type, data_type_id_of, scalar_dtype
 from zarnik._vectors import as_vector
@@ -221,16 +222,23 @@ class _LazyImage:
         told = {} if is_kept else {"metadata": flat.ImageView___get_metadata(made)}
         return made_by(made, "with_properties", view, changed, **told)
 
-    def to_memory(self) -> ImageView:
-        """Return a copy of the image in memory; the image itself if it is there."""
-        return _direct.copy_in_memory(self)
+    def to_memory(self, *, progress: Progress = None) -> ImageView:
+        """Return a copy of the image in memory; the image itself if it is there.
 
-    def to_disk(self, folder: str | os.PathLike[str] | None = None) -> ImageView:
+        :param progress: True for a bar of tqdm; or a function of the bytes done and their total, called about ten times
+            a second: what it raises ends the copying, and nothing is left of it.
+        """
+        with listener(progress, "reading") as told:
+            return _direct.copy_in_memory(self, told)
+
+    def to_disk(self, folder: str | os.PathLike[str] | None = None, *, progress: Progress = None) -> ImageView:
         """Return a copy of the image in a temporary file, which goes with the last image that shows it.
 
         :param folder: Where to put it; by default the usual folder of temporary files.
+        :param progress: As for `to_memory`.
         """
-        return _direct.copy_on_disk(self, "" if folder is None else os.fspath(folder))
+        with listener(progress, "copying") as told:
+            return _direct.copy_on_disk(self, "" if folder is None else os.fspath(folder), told)
 
     def frames(self, axis: str | int) -> MultiImageView:
         """Return the images along an axis, which they do not have any more: `image.frames("T")[3]`."""

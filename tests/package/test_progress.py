@@ -1,0 +1,104 @@
+"""How operations that take a while tell how far they are, and how they are broken off."""
+
+import os
+import signal
+import threading
+import time
+
+import numpy
+import pytest
+
+import zarnik
+from support.expect import run_python
+
+SHAPE = 40, 1000, 500
+
+
+def lazy(size=None):
+    """An image of 20 MB that is not in memory."""
+    return zarnik.uniform(SHAPE if size is None else (size >> 20, 1 << 20), 7, "uint8")
+
+
+def in_thread(function):
+    result = []
+    thread = threading.Thread(target=lambda: result.append(function()))
+    thread.start()
+    thread.join()
+    return result[0]
+
+
+def raised_by(function):
+    with pytest.raises(KeyError) as caught:
+        function()
+    return caught.value.args
+
+
+COPIES = {
+    "memory": lambda folder, progress, size=None: lazy(size).to_memory(progress=progress),
+    "disk": lambda folder, progress, size=None: lazy(size).to_disk(folder, progress=progress),
+}
+
+
+@pytest.mark.parametrize("call", [lambda function: function(), in_thread], ids=["here", "thread"])
+@pytest.mark.parametrize("copy", COPIES.values(), ids=COPIES)
+def test_progress_ends_with_everything_done(copy, call, tmp_path):
+    told, threads = [], set()
+
+    def listen(done, total):
+        threads.add(threading.current_thread())
+        told.append((done, total))
+
+    def work():
+        assert copy(tmp_path, listen).to_numpy().sum() == 7 * numpy.prod(SHAPE)
+        return threading.current_thread()
+
+    assert {call(work)} == threads
+    size = int(numpy.prod(SHAPE))
+    assert told[-1] == (size, size)
+    assert told == sorted(told)
+    assert all(total == size for _, total in told)
+
+
+@pytest.mark.parametrize("call", [lambda function: function(), in_thread], ids=["here", "thread"])
+@pytest.mark.parametrize("copy", COPIES.values(), ids=COPIES)
+def test_what_a_listener_raises_ends_the_work(copy, call, tmp_path):
+    def enough(done, total):
+        raise KeyError("enough")
+
+    assert call(lambda: raised_by(lambda: copy(tmp_path, enough))) == ("enough",)
+    assert list(tmp_path.iterdir()) == []
+
+
+@pytest.mark.parametrize("copy", COPIES.values(), ids=COPIES)
+def test_ctrl_c_ends_the_work(copy, tmp_path):
+    def interrupt(done, total):
+        assert done < total
+        os.kill(os.getpid(), signal.SIGINT)
+        time.sleep(0.01)
+
+    with pytest.raises(KeyboardInterrupt):
+        copy(tmp_path, interrupt, 1 << 33)
+    assert list(tmp_path.iterdir()) == []
+
+
+def test_bars():
+    pytest.importorskip("tqdm")
+    program = """
+import zarnik
+zarnik.uniform((40, 1000, 500), 7, "uint8").to_memory(progress=True)
+zarnik.uniform((4, 10), 7, "uint8").to_memory(progress=False)
+"""
+    run = run_python(program)
+    assert (run.returncode, run.stdout) == (0, "")
+    assert "reading: 100%" in run.stderr
+    assert "19.1M/19.1M" in run.stderr
+    assert run.stderr.count("reading: 100%") == 1
+
+
+def test_what_is_no_progress():
+    with pytest.raises(TypeError, match="progress is None, True or a function of done and total, got 'yes'"):
+        lazy().to_memory(progress="yes")
+    run = run_python(
+        "import sys; sys.modules['tqdm.auto'] = None\nimport zarnik\nzarnik.zeros((2, 2)).to_disk(progress=True)"
+    )
+    assert 'ImportError: progress bars need tqdm: pip install "zarnik[progress]"' in run.stderr
