@@ -6,10 +6,11 @@ import operator
 import os
 from collections.abc import Callable, Iterator, Mapping, Sequence
 from functools import partial
-from typing import TYPE_CHECKING, Any, Union, cast
+from typing import TYPE_CHECKING, Any, cast
 
 import zarnik._classes as _classes
 from zarnik._extension import Kept, extends, kept
+from zarnik._progress import Progress, listener
 from zarnik._recipes import made_by
 
 if TYPE_CHECKING:
@@ -25,7 +26,6 @@ class LossWarning(UserWarning):
 
 # Tells how an image was opened, given the image, its series and its level.
 Again = Callable[..., Any]
-Progress = Union[bool, Callable[[int, int], None], None]
 
 
 def open(
@@ -126,8 +126,10 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
     def is_of_format() -> bool:
         return chosen.recognizes(Source(path))
 
-    with _atomic.replaced(path, suffix, is_of_format) as part, _reporting(progress) as report, _errors_of(chosen, path):
-        chosen.save(part, cast("ImageView", what), progress=report, **options)
+    with _atomic.replaced(path, suffix, is_of_format) as part, listener(progress, "saving") as told:
+        report = told or _tell_nobody
+        with _errors_of(chosen, path):
+            chosen.save(part, cast("ImageView", what), progress=report, **options)
 
 
 class SeriesMapping(Mapping[str, Any]):
@@ -267,34 +269,8 @@ def _warn_of(losses: Sequence[str], chosen: Format) -> None:
         warnings.warn(f"{chosen.name} cannot hold {'; '.join(losses)}", LossWarning, stacklevel=3)
 
 
-class _reporting:
-    """The function that tells what is done, over what a caller asked for."""
-
-    def __init__(self, progress: Progress) -> None:
-        self._bar: Any = None
-        self._progress = progress
-
-    def __enter__(self) -> Callable[[int, int], None]:
-        if self._progress is None or self._progress is False:
-            return lambda done, total: None
-        if self._progress is not True:
-            return self._progress
-        try:
-            from tqdm.auto import tqdm
-        except ImportError:
-            raise _classes.Error(
-                'a bar needs tqdm, which is not installed: pip install "zarnik[progress]" installs it'
-            ) from None
-        self._bar = tqdm(unit="B", unit_scale=True)
-        return self._show
-
-    def _show(self, done: int, total: int) -> None:
-        self._bar.total = total
-        self._bar.update(done - self._bar.n)
-
-    def __exit__(self, *error: Any) -> None:
-        if self._bar is not None:
-            self._bar.close()
+def _tell_nobody(done: int, total: int) -> None:
+    pass
 
 
 def _names(found: Sequence[Series]) -> list[str]:

@@ -225,8 +225,8 @@ class _LazyImage:
     def to_memory(self, *, progress: Progress = None) -> ImageView:
         """Return a copy of the image in memory; the image itself if it is there.
 
-        :param progress: True for a bar of tqdm; or a function of the bytes done and their total, called about ten times
-            a second: what it raises ends the copying, and nothing is left of it.
+        :param progress: True for a bar of tqdm; or a function of the bytes done and their total, called some times a
+            second by whatever thread works: what it raises ends the copying, and nothing is left of it.
         """
         with listener(progress, "reading") as told:
             return _direct.copy_in_memory(self, told)

@@ -6,8 +6,8 @@ import contextlib
 from collections.abc import Iterator
 from typing import Any, Callable, Union
 
-#: Nobody; a bar of tqdm; or what takes the units that are done and their total, about ten times a second and at the
-#: end. What it raises ends the operation, which then leaves nothing half-made.
+#: Nobody; a bar of tqdm; or what takes the units that are done and their total, some times a second and at the end,
+#: by whatever thread works. What it raises ends the operation, which then leaves nothing half-made.
 Progress = Union[None, bool, Callable[[int, int], Any]]
 
 
