@@ -99,7 +99,7 @@ test: $(BUILD)/.built $(BUILD)/.with-tests .venv/.group-test .venv/.group-demo
 
 # ---- bench -----------------------------------------------------------------------------------------------------------
 
-bench: $(BUILD)/.built $(BUILD)/.with-benchmarks
+bench: $(BUILD)/.built $(BUILD)/.with-benchmarks .venv/.group-bench
 	@cmake --build $(RELEASE) --target zarnik_benchmarks zarnik_benchmark_pixels
 	@.venv/bin/python benchmarks/python/run.py --output $(BUILD)/bench $(BENCH_ARGS) \
 	  --library `find $(RELEASE) -name zarnik_benchmarks -type f`
