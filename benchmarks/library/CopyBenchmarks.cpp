@@ -17,7 +17,7 @@ using zarnik::benchmarks::Buffer;
 using Strides = std::vector<uint64_t>;
 
 // Bytes moved by each benchmark: in the cache, around it, far out of it.
-constexpr int64_t sizes[] = {256 << 10, 8 << 20, 256 << 20};
+constexpr int64_t SIZES[] = {256 << 10, 8 << 20, 256 << 20};
 
 // Sides of a square picture and of a cube of about `bytes` bytes, just below the powers of two.
 uint64_t sideOf(int64_t bytes, uint64_t elementBytes) {
@@ -106,7 +106,7 @@ int const registered = [] {
   };
   constexpr Type types[] = {{"u8", 1}, {"u16", 2}, {"f32", 4}, {"f64", 8}, {"Vector3u8", 3}};
   auto const add = [](std::string const & name, auto const & function, auto... arguments) {
-    for (int64_t const bytes : sizes) {
+    for (int64_t const bytes : SIZES) {
       benchmark::RegisterBenchmark((name + "/" + benchmarks::sizeName(bytes)).c_str(), function, arguments...)
           ->Arg(bytes)
           ->UseManualTime();

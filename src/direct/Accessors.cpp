@@ -28,9 +28,9 @@ namespace zarnik::python {
 namespace {
 
 // More than this may take longer than somebody waits who has pressed Ctrl-C.
-constexpr size_t longBytes = size_t{64} << 20;
+constexpr size_t LONG_BYTES = size_t{64} << 20;
 // Of a long transfer, between two looks whether it is wanted still.
-constexpr size_t pieceBytes = size_t{16} << 20;
+constexpr size_t PIECE_BYTES = size_t{16} << 20;
 
 struct Types {
   swig_type_info * access = findType("std::shared_ptr< zarnik::DataAccess > *");
@@ -98,7 +98,7 @@ PyObject * none() { return Reference::share(Py_None).release(); }
 template <typename Move> size_t inPieces(size_t size, Cancellation const & cancellation, Move const & move) {
   size_t done = 0;
   while (done < size && !cancellation.requested()) {
-    auto const wanted = std::min(pieceBytes, size - done);
+    auto const wanted = std::min(PIECE_BYTES, size - done);
     auto const count = move(done, wanted);
     done += count;
     if (count < wanted)
@@ -146,7 +146,7 @@ size_t transfer(DataAccess const & access, size_t size, Reference const & pin, b
     return move(0, size);
   if (httpStatistics(access))
     return callWithoutLock([move, size, kept = KeptObject(Reference(pin))] { return move(0, size); }, CallLength::LONG);
-  if (size < longBytes) {
+  if (size < LONG_BYTES) {
     WithoutLock const released;
     return move(0, size);
   }
@@ -252,7 +252,7 @@ template <typename Fill> PyObject * filledBytes(size_t size, Fill const & fill) 
 }
 
 // More than this is not allocated before it is known whether there is so much.
-constexpr size_t smallBytes = size_t{1} << 20;
+constexpr size_t SMALL_BYTES = size_t{1} << 20;
 
 // read_bytes(access, offset, size): all up to the end without a size.
 PyObject * readBytes(PyObject *, PyObject * arguments) {
@@ -265,7 +265,7 @@ PyObject * readBytes(PyObject *, PyObject * arguments) {
     auto const access = randomOf(object);
     auto const offset = boundedSizeOf(first, "offset");
     auto size = count == Py_None ? std::numeric_limits<size_t>::max() : boundedSizeOf(count, "size");
-    if (size > smallBytes) {
+    if (size > SMALL_BYTES) {
       auto const end = access->size();
       size = offset >= end ? 0 : std::min(size, end - offset);
     }
@@ -331,7 +331,7 @@ PyObject * readMany(PyObject *, PyObject * arguments) {
     };
     // Not in pieces: an accessor that is far away plans all of it together.
     callWithoutLock([read, total, kept = KeptObject(Reference(buffer.pin))] { return read(0, total); },
-                    httpStatistics(*access) || total >= longBytes ? CallLength::LONG : CallLength::SHORT);
+                    httpStatistics(*access) || total >= LONG_BYTES ? CallLength::LONG : CallLength::SHORT);
     return none();
   });
 }
@@ -453,10 +453,10 @@ PyObject * streamOverFile(PyObject *, PyObject * file) {
   return guarded([&] { return wrapShared(streamOverPythonFile(file), types().stream); });
 }
 
-constexpr char memoryName[] = "zarnik.memory of an accessor";
+constexpr char MEMORY_NAME[] = "zarnik.memory of an accessor";
 
 void deleteMemory(PyObject * capsule) {
-  delete static_cast<std::shared_ptr<void> *>(PyCapsule_GetPointer(capsule, memoryName));
+  delete static_cast<std::shared_ptr<void> *>(PyCapsule_GetPointer(capsule, MEMORY_NAME));
 }
 
 // The memory of an accessor as an array of bytes, which keeps it; None when it cannot be kept.
@@ -468,7 +468,7 @@ PyObject * shareMemory(PyObject *, PyObject * object) {
     if (!memory || size > static_cast<size_t>(std::numeric_limits<npy_intp>::max()))
       return none();
     auto holder = std::make_unique<std::shared_ptr<void>>(memory);
-    auto capsule = Reference::steal(PyCapsule_New(holder.get(), memoryName, deleteMemory));
+    auto capsule = Reference::steal(PyCapsule_New(holder.get(), MEMORY_NAME, deleteMemory));
     if (!capsule)
       return nullptr;
     holder.release();

@@ -15,9 +15,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds pollInterval{100};
-constexpr milliseconds grace{500};
-constexpr milliseconds graceAtExit{5000};
+constexpr milliseconds POLL_INTERVAL{100};
+constexpr milliseconds GRACE{500};
+constexpr milliseconds GRACE_AT_EXIT{5000};
 
 // Of work that another thread does: whether it has ended, and how.
 struct Outcome {
@@ -52,7 +52,7 @@ Orphans & orphans() {
 
 void waitForOrphans() {
   std::unique_lock lock(orphans().mutex);
-  orphans().ended.wait_for(lock, graceAtExit, [] { return orphans().count == 0; });
+  orphans().ended.wait_for(lock, GRACE_AT_EXIT, [] { return orphans().count == 0; });
 }
 
 using Work = std::function<void(Cancellation const &)>;
@@ -109,11 +109,11 @@ void endInterrupted(Outcome & outcome, std::atomic<bool> & requested, bool liste
   PyErr_Fetch(&type, &value, &traceback);
   requested = true;
   auto const start = std::chrono::steady_clock::now();
-  while (!wait(outcome, pollInterval)) {
+  while (!wait(outcome, POLL_INTERVAL)) {
     bool const isInterruptedAgain = PyErr_CheckSignals() != 0;
     PyErr_Clear();
     // Whoever interrupts twice does not wait for work that merely says that it listens.
-    if (isInterruptedAgain || (!listens && std::chrono::steady_clock::now() - start > grace)) {
+    if (isInterruptedAgain || (!listens && std::chrono::steady_clock::now() - start > GRACE)) {
       leave(outcome);
       break;
     }
@@ -143,7 +143,7 @@ void runInterruptibly(std::function<void(Cancellation const &)> work, bool liste
     (*owned)(cancellation);
     return;
   }
-  while (!wait(*outcome, pollInterval))
+  while (!wait(*outcome, POLL_INTERVAL))
     if (PyErr_CheckSignals() != 0) {
       endInterrupted(*outcome, *cancellation.requested_, listens);
       throw PendingError();

@@ -10,7 +10,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 // Each call waits for the interpreter's lock, which other threads may have for 5 ms.
-constexpr std::chrono::milliseconds betweenCalls{50};
+constexpr std::chrono::milliseconds BETWEEN_CALLS{50};
 
 void tell(PyObject * function, uint64_t done, uint64_t total) {
   WithLock const lock;
@@ -33,7 +33,7 @@ Progress ProgressCall::until(Cancellation const & cancellation) const {
       return false;
     if (auto const now = Clock::now(); function && (done == total || now >= next)) {
       tell(function->get(), done, total);
-      next = now + betweenCalls;
+      next = now + BETWEEN_CALLS;
     }
     return true;
   };

@@ -20,22 +20,22 @@ std::map<ImageKind, ArrayLayout> & layouts() {
 }
 
 // No NumPy that the module accepts has arrays of fewer dimensions than this.
-constexpr size_t maximalRank = 32;
+constexpr size_t MAXIMAL_RANK = 32;
 
 struct Geometry {
-  npy_intp extents[maximalRank];
-  npy_intp byteStrides[maximalRank];
+  npy_intp extents[MAXIMAL_RANK];
+  npy_intp byteStrides[MAXIMAL_RANK];
 };
 
 // False when the array is too large for NumPy.
 bool arrange(ArrayLayout const & layout, VectorXu64 const & size, size_t elementBytes, Geometry & geometry) {
   auto const rank = size.size();
   auto const axisCount = layout.axes.size();
-  size_t extents[maximalRank];
+  size_t extents[MAXIMAL_RANK];
   for (size_t i = 0; i < axisCount; ++i)
     extents[i] = i < rank ? size[rank - 1 - i] : layout.components[i - rank];
 
-  npy_intp strides[maximalRank];
+  npy_intp strides[MAXIMAL_RANK];
   auto bytes = elementBytes;
   for (size_t i = axisCount; i-- > 0;) {
     strides[i] = static_cast<npy_intp>(bytes);
@@ -58,7 +58,7 @@ ImageKind kindOf(ImageView & view) {
 }
 
 void addLayout(ImageKind const & kind, ArrayLayout layout) {
-  if (layout.axes.size() <= maximalRank)
+  if (layout.axes.size() <= MAXIMAL_RANK)
     layouts().insert_or_assign(kind, std::move(layout));
 }
 

@@ -15,9 +15,9 @@ namespace zarnik::python {
 namespace {
 
 // Below this the lock is given up for longer than it takes to copy.
-constexpr uint64_t largeBytes = uint64_t{64} << 10;
+constexpr uint64_t LARGE_BYTES = uint64_t{64} << 10;
 // Less than this moves in well below 0.2 s even where every element needs a cache line of its own.
-constexpr uint64_t longBytes = uint64_t{32} << 20;
+constexpr uint64_t LONG_BYTES = uint64_t{32} << 20;
 
 bool isParallel(ImageView const & view, ParallelAccessCapability needed) {
   auto const access = ParallelAccessExtension::cast(view.extension(ParallelAccessExtension::EXTENSION_ID));
@@ -35,9 +35,9 @@ bool isRemote(ImageView const & view) {
 // How long a transfer without the lock may take; none if the lock has to be kept.
 std::optional<CallLength> lengthWithoutLock(ImageView const & view, uint64_t bytes, ParallelAccessCapability needed) {
   bool const isInMemory = view.capabilities().has(ImageCapability::MEMORY_ACCESS);
-  if ((bytes < largeBytes && isInMemory) || !isParallel(view, needed))
+  if ((bytes < LARGE_BYTES && isInMemory) || !isParallel(view, needed))
     return std::nullopt;
-  return bytes >= longBytes || (!isInMemory && isRemote(view)) ? CallLength::LONG : CallLength::SHORT;
+  return bytes >= LONG_BYTES || (!isInMemory && isRemote(view)) ? CallLength::LONG : CallLength::SHORT;
 }
 
 // Samples that can be taken away are shared for the time, with the geometry that they have at the start.

@@ -40,12 +40,12 @@ struct Watch {
 
 namespace {
 
-constexpr char watchName[] = "zarnik.Watch";
+constexpr char WATCH_NAME[] = "zarnik.Watch";
 
-void deleteWatch(PyObject * capsule) { delete static_cast<Watch *>(PyCapsule_GetPointer(capsule, watchName)); }
+void deleteWatch(PyObject * capsule) { delete static_cast<Watch *>(PyCapsule_GetPointer(capsule, WATCH_NAME)); }
 
 PyObject * endOfArray(PyObject * capsule, PyObject *) {
-  Watch::end(*static_cast<Watch *>(PyCapsule_GetPointer(capsule, watchName)));
+  Watch::end(*static_cast<Watch *>(PyCapsule_GetPointer(capsule, WATCH_NAME)));
   return Reference::share(Py_None).release();
 }
 
@@ -56,7 +56,7 @@ PyMethodDef callbackMethod = {"end_of_array", endOfArray, METH_O, nullptr};
 bool Exports::add(void const * pointer, PyObject * array) {
   auto watch = std::make_unique<Watch>(Watch{pointer, {}});
   auto * const kept = watch.get();
-  auto const capsule = Reference::steal(PyCapsule_New(kept, watchName, deleteWatch));
+  auto const capsule = Reference::steal(PyCapsule_New(kept, WATCH_NAME, deleteWatch));
   if (!capsule)
     return false;
   watch.release();

@@ -16,7 +16,7 @@ PyObject * nameOfThis() {
 }
 
 // The generator's code for what this module raises ValueError for.
-constexpr int nullReference = -9;
+constexpr int NULL_REFERENCE = -9;
 
 PyTypeObject * commonHolderType = nullptr;
 
@@ -127,7 +127,7 @@ int convertPointer(PyObject * object, void ** pointer, swig_type_info * type, in
   if (object == Py_None) {
     if (pointer)
       *pointer = nullptr;
-    return flags & SWIG_POINTER_NO_NULL ? nullReference : SWIG_OK;
+    return flags & SWIG_POINTER_NO_NULL ? NULL_REFERENCE : SWIG_OK;
   }
   auto * const first = reinterpret_cast<SwigPyObject *>(holderOf(object));
   if (!first)

@@ -15,9 +15,9 @@ namespace zarnik::python {
 
 namespace {
 
-constexpr unsigned compiledAbi = 0x1000009;
-constexpr unsigned secondAbi = 0x2000000;
-constexpr unsigned compiledApi = 0xD;
+constexpr unsigned COMPILED_ABI = 0x1000009;
+constexpr unsigned SECOND_ABI = 0x2000000;
+constexpr unsigned COMPILED_API = 0xD;
 
 // NumPy 2 moved the module and warns when it is imported under the old name; before 1.26 only the old name exists.
 Reference importCore() {
@@ -33,15 +33,15 @@ Reference importCore() {
 
 bool checkVersions() {
   auto const abi = PyArray_GetNDArrayCVersion();
-  if (abi != compiledAbi && abi != secondAbi) {
+  if (abi != COMPILED_ABI && abi != SECOND_ABI) {
     PyErr_Format(PyExc_RuntimeError, "module compiled against ABI version 0x%x but this version of numpy is 0x%x",
-                 static_cast<int>(compiledAbi), static_cast<int>(abi));
+                 static_cast<int>(COMPILED_ABI), static_cast<int>(abi));
     return false;
   }
   auto const api = PyArray_GetNDArrayCFeatureVersion();
-  if (api < compiledApi) {
+  if (api < COMPILED_API) {
     PyErr_Format(PyExc_RuntimeError, "module compiled against API version 0x%x but this version of numpy is 0x%x",
-                 static_cast<int>(compiledApi), static_cast<int>(api));
+                 static_cast<int>(COMPILED_API), static_cast<int>(api));
     return false;
   }
   PyArray_RUNTIME_VERSION = static_cast<int>(api);

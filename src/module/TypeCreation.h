@@ -13,4 +13,5 @@ PyObject * createType(PyType_Spec * spec);
 } // namespace zarnik::python
 
 // The generated code asks for its types by this name.
+// NOLINTNEXTLINE(readability-identifier-naming)
 #define PyType_FromSpec zarnik::python::createType

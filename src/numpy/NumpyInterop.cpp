@@ -29,16 +29,16 @@ struct ViewHolder {
   std::shared_ptr<void const> memory; // which the view may give up before it goes
 };
 
-constexpr char holderName[] = "ContainerView";
+constexpr char HOLDER_NAME[] = "ContainerView";
 
-void deleteHolder(PyObject * capsule) { delete static_cast<ViewHolder *>(PyCapsule_GetPointer(capsule, holderName)); }
+void deleteHolder(PyObject * capsule) { delete static_cast<ViewHolder *>(PyCapsule_GetPointer(capsule, HOLDER_NAME)); }
 
-constexpr size_t noAxis = std::numeric_limits<size_t>::max();
+constexpr size_t NO_AXIS = std::numeric_limits<size_t>::max();
 
 // Where the axes of a view stand among those of an array.
 struct AxisOrder {
-  VectorXu64 positions;           // of each dimension of the view
-  size_t componentsAxis = noAxis; // of the components of vector data
+  VectorXu64 positions;            // of each dimension of the view
+  size_t componentsAxis = NO_AXIS; // of the components of vector data
 };
 
 AxisOrder naturalOrder(ImageType axes, size_t rank, bool isVector) {
@@ -48,7 +48,7 @@ AxisOrder naturalOrder(ImageType axes, size_t rank, bool isVector) {
     return order;
   }
   auto const hasChannels = !isVector && axes.has(ImageDimension::CHANNEL);
-  auto const channels = hasChannels ? axes.indexDimension(ImageDimension::CHANNEL) : noAxis;
+  auto const channels = hasChannels ? axes.indexDimension(ImageDimension::CHANNEL) : NO_AXIS;
   // A list of axes is used as a list of positions: the two are the same thing unless CHANNEL and SEQUENCE are both
   // there, and callers rely on the axes that come out then.
   auto * next = order.positions.begin();
@@ -138,7 +138,7 @@ PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const 
   auto * const data = isShared ? shared.data : view->buffer();
 
   auto holder = std::make_unique<ViewHolder>(ViewHolder{view, isShared ? std::move(shared.owner) : nullptr});
-  auto capsule = Reference::steal(PyCapsule_New(holder.get(), holderName, deleteHolder));
+  auto capsule = Reference::steal(PyCapsule_New(holder.get(), HOLDER_NAME, deleteHolder));
   if (!capsule)
     throw Error("Error when linking Numpy array to Zarnik View");
   holder.release();

@@ -17,16 +17,16 @@ struct NumpyType {
 
 // One number for each kind and size, the one that numpy.int32, numpy.uint64 and the like carry: C's long is 32 bits
 // wide on some platforms and 64 on others, and long long is the second 64-bit type where long has 64.
-constexpr bool longHas64Bits = sizeof(long) == 8;
-constexpr NumpyType table[] = {
+constexpr bool LONG_HAS_64_BITS = sizeof(long) == 8;
+constexpr NumpyType TABLE[] = {
     {NPY_BYTE, DataTypeId::INT8},
     {NPY_UBYTE, DataTypeId::UINT8},
     {NPY_SHORT, DataTypeId::INT16},
     {NPY_USHORT, DataTypeId::UINT16},
-    {longHas64Bits ? NPY_INT : NPY_LONG, DataTypeId::INT32},
-    {longHas64Bits ? NPY_UINT : NPY_ULONG, DataTypeId::UINT32},
-    {longHas64Bits ? NPY_LONG : NPY_LONGLONG, DataTypeId::INT64},
-    {longHas64Bits ? NPY_ULONG : NPY_ULONGLONG, DataTypeId::UINT64},
+    {LONG_HAS_64_BITS ? NPY_INT : NPY_LONG, DataTypeId::INT32},
+    {LONG_HAS_64_BITS ? NPY_UINT : NPY_ULONG, DataTypeId::UINT32},
+    {LONG_HAS_64_BITS ? NPY_LONG : NPY_LONGLONG, DataTypeId::INT64},
+    {LONG_HAS_64_BITS ? NPY_ULONG : NPY_ULONGLONG, DataTypeId::UINT64},
     {NPY_FLOAT, DataTypeId::FLOAT},
     {NPY_DOUBLE, DataTypeId::DOUBLE},
 };
@@ -35,16 +35,16 @@ constexpr NumpyType table[] = {
 
 DataType dataTypeOfNumpy(int typeNumber) {
   auto const found =
-      std::find_if(std::begin(table), std::end(table), [&](auto const & row) { return row.number == typeNumber; });
-  if (found == std::end(table))
+      std::find_if(std::begin(TABLE), std::end(TABLE), [&](auto const & row) { return row.number == typeNumber; });
+  if (found == std::end(TABLE))
     throw Error("Unsupported numpy data type");
   return DataType(found->id);
 }
 
 int numpyTypeOf(DataType scalarType) {
-  auto const found = std::find_if(std::begin(table), std::end(table),
+  auto const found = std::find_if(std::begin(TABLE), std::end(TABLE),
                                   [&](auto const & row) { return DataType(row.id) == scalarType; });
-  return found == std::end(table) ? NPY_BOOL : found->number;
+  return found == std::end(TABLE) ? NPY_BOOL : found->number;
 }
 
 } // namespace zarnik::python

@@ -64,14 +64,14 @@ CombinedImageView::CombinedImageView(Frames frames, VectorXu64 shape, DataType t
     : DescribedImageView(std::move(description)), frames_(std::move(frames)), frameShape_(frames_.front()->shape()),
       shape_(std::move(shape)), type_(type), threadCount_(threadCount) {
   // Transfers and releases go through all of them on one stack.
-  constexpr size_t DEEPEST = 100;
+  constexpr size_t deepest = 100;
   frameTypes_.reserve(frames_.size());
   for (auto const & frame : frames_) {
     frameTypes_.push_back(frame->dataType());
     depth_ = std::max(depth_, depthOf(frame) + 1);
   }
-  if (depth_ > DEEPEST)
-    throw InvalidArgument(fmt::format("{} sets of images within each other, allowed are {}", depth_, DEEPEST));
+  if (depth_ > deepest)
+    throw InvalidArgument(fmt::format("{} sets of images within each other, allowed are {}", depth_, deepest));
 }
 
 CombinedImageView::~CombinedImageView() = default;

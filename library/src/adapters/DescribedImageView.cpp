@@ -14,13 +14,13 @@ namespace {
 
 /// Tells the chain that led to a view: what its source was, and what was done to it since. Of a long one, the begin.
 std::string nameOf(std::vector<std::shared_ptr<View>> const & parents, std::string const & deed) {
-  constexpr size_t LONGEST = 300;
+  constexpr size_t longest = 300;
   auto const origin = parents.size() == 1 ? parents.front()->viewOrigin() : nullptr;
   if (!origin)
     return parents.size() == 1 ? fmt::format("image, {}", deed) : deed;
   auto name = origin->displayName();
-  if (name.size() + deed.size() > LONGEST)
-    name = name.substr(0, LONGEST / 2) + " ...";
+  if (name.size() + deed.size() > longest)
+    name = name.substr(0, longest / 2) + " ...";
   return fmt::format("{}, {}", name, deed);
 }
 

@@ -14,7 +14,7 @@ namespace zarnik {
 
 namespace {
 
-constexpr auto defaultLevel = LogLevel::LOG_WARNING;
+constexpr auto DEFAULT_LEVEL = LogLevel::LOG_WARNING;
 
 spdlog::level::level_enum toBackEnd(LogLevel level) {
   constexpr spdlog::level::level_enum table[] = {spdlog::level::off,  spdlog::level::critical, spdlog::level::err,
@@ -45,11 +45,11 @@ Logging & logging(LogLevel wanted) {
 
 void Logger::init(LogLevel level) { logging(level); }
 
-LogLevel Logger::logLevel() { return logging(defaultLevel).level; }
+LogLevel Logger::logLevel() { return logging(DEFAULT_LEVEL).level; }
 
 void logMessage(LogLevel level, std::string_view message) noexcept {
   try {
-    logging(defaultLevel).backEnd.log(toBackEnd(level), message);
+    logging(DEFAULT_LEVEL).backEnd.log(toBackEnd(level), message);
   } catch (std::exception const &) {
     // There is not even the memory to say so.
   }

@@ -15,9 +15,9 @@ namespace zarnik::http {
 namespace {
 
 // What one round of requests is planned for; bounds the memory that the plan takes.
-constexpr uint64_t blocksAtOnce = 8192;
+constexpr uint64_t BLOCKS_AT_ONCE = 8192;
 
-constexpr std::chrono::milliseconds pollInterval{50};
+constexpr std::chrono::milliseconds POLL_INTERVAL{50};
 
 struct FirstBytes final : ByteSink {
   explicit FirstBytes(size_t size) : bytes(std::make_unique_for_overwrite<uint8_t[]>(size)) {}
@@ -113,7 +113,7 @@ void BlockReader::readParts(std::vector<RandomAccess::ReadRequest> parts, uint64
   Copies copies;
   for (size_t i = 0; i < parts.size();) {
     auto & part = parts[i];
-    auto const room = blocksAtOnce - std::min<uint64_t>(copies.size(), blocksAtOnce - 1);
+    auto const room = BLOCKS_AT_ONCE - std::min<uint64_t>(copies.size(), BLOCKS_AT_ONCE - 1);
     auto const size = std::min<uint64_t>(part.size, room * blockBytes_ - part.offset % blockBytes_);
     addCopies({part.offset, part.destination, static_cast<size_t>(size)}, copies);
     part.offset += size;
@@ -121,7 +121,7 @@ void BlockReader::readParts(std::vector<RandomAccess::ReadRequest> parts, uint64
     part.destination = static_cast<uint8_t *>(part.destination) + size;
     if (part.size == 0)
       ++i;
-    if (copies.size() >= blocksAtOnce || i == parts.size())
+    if (copies.size() >= BLOCKS_AT_ONCE || i == parts.size())
       readBlocks(std::exchange(copies, {}), large, i == parts.size() ? bytesAhead : 0);
   }
 }
@@ -180,7 +180,7 @@ BlockReader::Copies BlockReader::await(std::vector<Shared> const & others) {
     {
       std::unique_lock lock(mutex_);
       while (
-          !loaded_.wait_for(lock, pollInterval, [&shared = *block] { return shared.state != Block::State::LOADING; }))
+          !loaded_.wait_for(lock, POLL_INTERVAL, [&shared = *block] { return shared.state != Block::State::LOADING; }))
         if (InterruptionScope::isRequested())
           throw Error(fmt::format("{}: waiting for another reader was interrupted", resource_.target().text()));
       if (block->state == Block::State::FAILED) {

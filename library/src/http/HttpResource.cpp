@@ -17,11 +17,11 @@ namespace zarnik::http {
 namespace {
 
 // How often the clock is looked at while nothing arrives.
-constexpr int pollMilliseconds = 50;
+constexpr int POLL_MILLISECONDS = 50;
 
 // Ranges of a compressed body are of no use, and the lengths are ours to tell.
-constexpr std::array<std::string_view, 5> ownHeaders = {"Accept-Encoding", "Range", "If-Range", "Content-Length",
-                                                        "Transfer-Encoding"};
+constexpr std::array<std::string_view, 5> OWN_HEADERS = {"Accept-Encoding", "Range", "If-Range", "Content-Length",
+                                                         "Transfer-Encoding"};
 
 double randomUpTo(double most) {
   thread_local std::minstd_rand source{std::random_device()()};
@@ -86,7 +86,7 @@ private:
         continue;
       }
       // With nothing under way there is nothing else to do than to wait for the requests of other threads.
-      if (active_.empty() ? !resource_.pool_.acquire(pollMilliseconds) : !resource_.pool_.tryAcquire())
+      if (active_.empty() ? !resource_.pool_.acquire(POLL_MILLISECONDS) : !resource_.pool_.tryAcquire())
         return;
       auto const next = *work;
       work = waiting_.erase(work);
@@ -139,7 +139,7 @@ private:
   void drive() {
     if (active_.empty()) {
       if (!waiting_.empty())
-        std::this_thread::sleep_for(std::min(untilNext(), seconds(pollMilliseconds / 1000.0)));
+        std::this_thread::sleep_for(std::min(untilNext(), seconds(POLL_MILLISECONDS / 1000.0)));
       return;
     }
     auto * const handles = (*session_).handles.get();
@@ -157,7 +157,7 @@ private:
     if (finished)
       return;
     auto const wait = std::chrono::duration_cast<std::chrono::milliseconds>(untilNext()).count();
-    curl_multi_poll(handles, nullptr, 0, static_cast<int>(std::clamp<long>(wait, 1, pollMilliseconds)), nullptr);
+    curl_multi_poll(handles, nullptr, 0, static_cast<int>(std::clamp<long>(wait, 1, POLL_MILLISECONDS)), nullptr);
   }
 
   // The time until a waiting request may start.
@@ -227,7 +227,7 @@ private:
 
 HttpResource::HttpResource(Uri const & uri, std::string const & method, HTTPHeaders const & headers,
                            HttpOptions const & options)
-    : options_(options), target_(uri, method, headers, options, ownHeaders), pool_(options.parallelRequests) {
+    : options_(options), target_(uri, method, headers, options, OWN_HEADERS), pool_(options.parallelRequests) {
   if (equalIgnoringCase(method, "HEAD") || equalIgnoringCase(method, "CONNECT"))
     throw InvalidArgument(fmt::format("nothing can be read by the method {}", method));
   target_.addHeader("Accept-Encoding: identity");

@@ -19,12 +19,12 @@ namespace http {
 
 namespace {
 
-constexpr size_t bufferBytes = size_t{256} << 10;
-constexpr size_t mostAnswerBytes = size_t{256} << 10;
-constexpr int pollMilliseconds = 50;
+constexpr size_t BUFFER_BYTES = size_t{256} << 10;
+constexpr size_t MOST_ANSWER_BYTES = size_t{256} << 10;
+constexpr int POLL_MILLISECONDS = 50;
 
 // The body's length is not known before its end, and how it is framed is the connection's business.
-constexpr std::array<std::string_view, 3> ownHeaders = {"Content-Length", "Transfer-Encoding", "Expect"};
+constexpr std::array<std::string_view, 3> OWN_HEADERS = {"Content-Length", "Transfer-Encoding", "Expect"};
 
 double secondsSince(std::chrono::steady_clock::time_point begin) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
@@ -34,8 +34,8 @@ double secondsSince(std::chrono::steady_clock::time_point begin) {
 
 HttpWriteStream::HttpWriteStream(Uri const & uri, std::string const & method, HTTPHeaders const & headers,
                                  HttpOptions const & options)
-    : options_(options), target_(uri, method, headers, options, ownHeaders),
-      buffer_(std::make_unique_for_overwrite<uint8_t[]>(bufferBytes)), process_(processNumber()) {
+    : options_(options), target_(uri, method, headers, options, OWN_HEADERS),
+      buffer_(std::make_unique_for_overwrite<uint8_t[]>(BUFFER_BYTES)), process_(processNumber()) {
   for (auto const * const refused : {"HEAD", "CONNECT", "TRACE"})
     if (equalIgnoringCase(method, refused))
       throw InvalidArgument(fmt::format("nothing can be written by the method {}", method));
@@ -48,7 +48,7 @@ HttpWriteStream::HttpWriteStream(Uri const & uri, std::string const & method, HT
   target_.prepare(handle);
   setOption(handle, CURLOPT_UPLOAD, 1L);
   setOption(handle, CURLOPT_CUSTOMREQUEST, target_.method().c_str());
-  setOption(handle, CURLOPT_UPLOAD_BUFFERSIZE, static_cast<long>(bufferBytes));
+  setOption(handle, CURLOPT_UPLOAD_BUFFERSIZE, static_cast<long>(BUFFER_BYTES));
   setOption(handle, CURLOPT_HTTPHEADER, target_.headers());
   setOption(handle, CURLOPT_ERRORBUFFER, message_.data());
   setOption(handle, CURLOPT_READFUNCTION, &onRead);
@@ -140,7 +140,7 @@ size_t HttpWriteStream::onHeader(char const * data, size_t, size_t size, void * 
   auto & stream = *static_cast<HttpWriteStream *>(self);
   try {
     stream.answerBytes_ += size;
-    if (stream.answerBytes_ > mostAnswerBytes)
+    if (stream.answerBytes_ > MOST_ANSWER_BYTES)
       return 0;
     std::string_view const line(data, size);
     if (stream.answered_)
@@ -161,7 +161,7 @@ size_t HttpWriteStream::onBody(char const *, size_t, size_t size, void * self) n
   auto & stream = *static_cast<HttpWriteStream *>(self);
   stream.counters_.bytesReceived += size;
   stream.answerBytes_ += size;
-  return stream.answerBytes_ > mostAnswerBytes ? 0 : size;
+  return stream.answerBytes_ > MOST_ANSWER_BYTES ? 0 : size;
 }
 
 // Does what can be done without waiting, then waits a little if there was nothing. Returns whether the request is done.
@@ -178,7 +178,7 @@ bool HttpWriteStream::perform() {
   if (answered_ && head_.status >= 300)
     judge(CURLE_OK);
   if (!paused_)
-    curl_multi_poll(connection_.get(), nullptr, 0, pollMilliseconds, nullptr);
+    curl_multi_poll(connection_.get(), nullptr, 0, POLL_MILLISECONDS, nullptr);
   return false;
 }
 
@@ -247,12 +247,12 @@ size_t HttpWriteStream::write(void const * source, size_t size) {
   checkOpen();
   auto const * bytes = static_cast<uint8_t const *>(source);
   for (auto left = size; left > 0;) {
-    auto const count = std::min(left, bufferBytes - filled_);
+    auto const count = std::min(left, BUFFER_BYTES - filled_);
     std::memcpy(buffer_.get() + filled_, bytes, count);
     filled_ += count;
     bytes += count;
     left -= count;
-    if (filled_ == bufferBytes)
+    if (filled_ == BUFFER_BYTES)
       send();
   }
   position_ += size;

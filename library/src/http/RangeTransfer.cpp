@@ -11,13 +11,13 @@ namespace zarnik::http {
 namespace {
 
 // Heads longer than this, and bodies of refusals, are not received to their end.
-constexpr size_t mostHeadBytes = size_t{256} << 10;
-constexpr size_t mostIgnoredBytes = size_t{64} << 10;
+constexpr size_t MOST_HEAD_BYTES = size_t{256} << 10;
+constexpr size_t MOST_IGNORED_BYTES = size_t{64} << 10;
 
-constexpr int wholeContent = 200;
-constexpr int partialContent = 206;
-constexpr int rangeNotSatisfiable = 416;
-constexpr int tooManyRequests = 429;
+constexpr int WHOLE_CONTENT = 200;
+constexpr int PARTIAL_CONTENT = 206;
+constexpr int RANGE_NOT_SATISFIABLE = 416;
+constexpr int TOO_MANY_REQUESTS = 429;
 
 double secondsBetween(Clock::time_point begin, Clock::time_point end) {
   return std::chrono::duration<double>(end - begin).count();
@@ -84,8 +84,8 @@ size_t RangeTransfer::onHeader(char const * data, size_t, size_t size, void * se
   transfer.lastActivity_ = Clock::now();
   try {
     transfer.headBytes_ += size;
-    if (transfer.headBytes_ > mostHeadBytes)
-      transfer.refuse(fmt::format("the head of the answer is longer than {} bytes", mostHeadBytes));
+    if (transfer.headBytes_ > MOST_HEAD_BYTES)
+      transfer.refuse(fmt::format("the head of the answer is longer than {} bytes", MOST_HEAD_BYTES));
     // What follows a body are trailers, which say nothing about it any more.
     if (!transfer.bodyBegan_)
       transfer.head_.addLine({data, size});
@@ -102,13 +102,13 @@ size_t RangeTransfer::onBody(char const * data, size_t, size_t size, void * self
   transfer.bodyBegan_ = true;
   transfer.counters_.bytesReceived += size;
   try {
-    if (transfer.head_.status == partialContent) {
+    if (transfer.head_.status == PARTIAL_CONTENT) {
       transfer.takeBody(reinterpret_cast<uint8_t const *>(data), size);
       return size;
     }
     // The body of anything else is of no use. A short one is received for the sake of the connection.
     transfer.ignored_ += size;
-    return transfer.head_.status / 100 == 2 || transfer.ignored_ > mostIgnoredBytes ? 0 : size;
+    return transfer.head_.status / 100 == 2 || transfer.ignored_ > MOST_IGNORED_BYTES ? 0 : size;
   } catch (...) {
     transfer.failure_ = std::current_exception();
     return 0;
@@ -173,14 +173,14 @@ RangeTransfer::Result RangeTransfer::empty() {
 }
 
 RangeTransfer::Result RangeTransfer::judgeRefusal(int status) {
-  if (status == tooManyRequests || status / 100 == 5) {
+  if (status == TOO_MANY_REQUESTS || status / 100 == 5) {
     curl_off_t seconds = 0;
     curl_easy_getinfo(handle_, CURLINFO_RETRY_AFTER, &seconds);
     retryAfter_ = static_cast<double>(seconds);
     return transient(fmt::format("status {}", status));
   }
   // An empty resource has no ranges that could be asked for.
-  if (status == wholeContent) {
+  if (status == WHOLE_CONTENT) {
     checkIdentity(head_.contentLength);
     if (identity_)
       refuse("the whole resource came instead (status 200)");
@@ -188,7 +188,7 @@ RangeTransfer::Result RangeTransfer::judgeRefusal(int status) {
       return empty();
     refuse("the server does not send ranges of bytes, it sends the whole resource (status 200)");
   }
-  if (status == rangeNotSatisfiable) {
+  if (status == RANGE_NOT_SATISFIABLE) {
     auto const answer = parseContentRange(head_.contentRange);
     checkIdentity(answer ? answer->total : std::nullopt);
     if (!identity_ && answer && !answer->first && answer->total == uint64_t{0})
@@ -202,7 +202,7 @@ RangeTransfer::Result RangeTransfer::finish(CURLcode code) {
     std::rethrow_exception(failure_);
   // A redirect or an interim answer is followed by another one, which may not have come.
   auto const status = head_.status;
-  if (status != partialContent && (code == CURLE_OK || status >= 400 || status / 100 == 2))
+  if (status != PARTIAL_CONTENT && (code == CURLE_OK || status >= 400 || status / 100 == 2))
     return judgeRefusal(status);
   if (code == CURLE_OK) {
     if (!headChecked_)

@@ -13,7 +13,7 @@ namespace zarnik::http {
 
 namespace {
 
-constexpr size_t keptSessions = 4;
+constexpr size_t KEPT_SESSIONS = 4;
 
 } // namespace
 
@@ -60,7 +60,7 @@ std::unique_ptr<Session> SessionPool::take() {
 void SessionPool::giveBack(std::unique_ptr<Session> session) {
   {
     std::lock_guard const lock(mutex_);
-    if (sessions_.size() < keptSessions)
+    if (sessions_.size() < KEPT_SESSIONS)
       sessions_.push_back(std::move(session));
   }
   BrokenPipeGuard const guard; // one too many is closed here

@@ -21,9 +21,9 @@ using layout::Overlap;
 namespace {
 
 // Values of a block that is gathered, converted and scattered: three such blocks stay in the caches next to the core.
-constexpr uint64_t blockValues = 4096;
+constexpr uint64_t BLOCK_VALUES = 4096;
 // Rows shorter than this are not worth a call each.
-constexpr uint64_t shortestRow = 32;
+constexpr uint64_t SHORTEST_ROW = 32;
 
 size_t bytesOf(ScalarType type) {
   constexpr size_t bytes[] = {1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
@@ -59,13 +59,13 @@ void ConversionPlan::run(void const * source, void * destination) const {
   auto const * from = layout::moved(static_cast<std::byte const *>(source), nest_.sourceOffset);
   auto * to = layout::moved(static_cast<std::byte *>(destination), nest_.destinationOffset);
   switch (nest_.overlap(from, sourceBytes_, to, destinationBytes_)) {
-  case Overlap::None:
+  case Overlap::NONE:
     runParallel(from, to);
     break;
-  case Overlap::Shared:
+  case Overlap::SHARED:
     runThroughTemporary(from, to);
     break;
-  case Overlap::Same:
+  case Overlap::SAME:
     runBlocks(from, to);
     break; // a block is read whole before it is written
   }
@@ -78,9 +78,9 @@ void ConversionPlan::runThroughTemporary(std::byte const * source, std::byte * d
     throw Error(message("cannot allocate {} bytes to convert between regions that share memory", bytes));
   }
   ConversionPlan toTemporary(*this);
-  std::array<uint64_t, LoopNest::capacity> counts;
-  std::array<uint64_t, LoopNest::capacity> denseStrides;
-  std::array<uint64_t, LoopNest::capacity> strides;
+  std::array<uint64_t, LoopNest::CAPACITY> counts;
+  std::array<uint64_t, LoopNest::CAPACITY> denseStrides;
+  std::array<uint64_t, LoopNest::CAPACITY> strides;
   uint64_t dense = destinationBytes_;
   for (size_t n = 0; n < nest_.count; ++n) {
     counts[n] = nest_[n].count;
@@ -119,7 +119,7 @@ void ConversionPlan::runSerial(std::byte const * source, std::byte * destination
   LoopNest::Loop const & row = nest_[0];
   bool const dense = row.sourceStride == static_cast<int64_t>(sourceBytes_) &&
                      row.destinationStride == static_cast<int64_t>(destinationBytes_);
-  if (dense && (nest_.count == 1 || row.count >= shortestRow)) {
+  if (dense && (nest_.count == 1 || row.count >= SHORTEST_ROW)) {
     runRows(source, destination);
   } else {
     runBlocks(source, destination);
@@ -138,7 +138,7 @@ void ConversionPlan::convertRow(std::byte const * source, std::byte * destinatio
     convert(source, destination, count);
     return;
   }
-  alignas(64) std::byte buffer[layout::convertedAtOnce * 8];
+  alignas(64) std::byte buffer[layout::CONVERTED_AT_ONCE * 8];
   size_t const chunk = sizeof buffer / destinationBytes_;
   size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % 64 / destinationBytes_;
   for (size_t first = 0; first < count;) {
@@ -153,9 +153,9 @@ namespace {
 
 // Calls visit(source, destination, index) for each round of the loops from `first` on, which advance by `steps`.
 template <typename Visit> void walk(LoopNest const & nest, size_t first,
-                                    std::array<uint64_t, LoopNest::capacity> const & steps, std::byte const * source,
+                                    std::array<uint64_t, LoopNest::CAPACITY> const & steps, std::byte const * source,
                                     std::byte * destination, Visit const & visit) {
-  std::array<uint64_t, LoopNest::capacity> index;
+  std::array<uint64_t, LoopNest::CAPACITY> index;
   std::fill_n(index.begin(), nest.count, 0);
   for (;;) {
     auto const * from = source;
@@ -182,7 +182,7 @@ template <typename Visit> void walk(LoopNest const & nest, size_t first,
 } // namespace
 
 void ConversionPlan::runRows(std::byte const * source, std::byte * destination) const {
-  std::array<uint64_t, LoopNest::capacity> steps;
+  std::array<uint64_t, LoopNest::CAPACITY> steps;
   std::fill_n(steps.begin(), nest_.count, 1);
   bool const streaming = streaming_ && nest_[0].count * destinationBytes_ >= 512;
   walk(nest_, 1, steps, source, destination,
@@ -195,27 +195,27 @@ void ConversionPlan::runRows(std::byte const * source, std::byte * destination) 
 // Blocks of a few thousand values are brought together, converted, and taken to their places: both ways are strided
 // copies, which know how to move through transposed and interleaved memory.
 void ConversionPlan::runBlocks(std::byte const * source, std::byte * destination) const {
-  std::array<uint64_t, LoopNest::capacity> extents;
+  std::array<uint64_t, LoopNest::CAPACITY> extents;
   std::fill_n(extents.begin(), nest_.count, 1);
-  uint64_t room = blockValues;
+  uint64_t room = BLOCK_VALUES;
   auto const extend = [&](size_t n, uint64_t most) {
     extents[n] = std::min({nest_[n].count, std::max<uint64_t>(room, 1), most});
     room /= extents[n];
   };
   if (transposed_ != 0) {
     extend(0, 64);
-    extend(transposed_, blockValues);
+    extend(transposed_, BLOCK_VALUES);
   }
   for (size_t n = 0; n < nest_.count && room > 1; ++n) {
     if (extents[n] == 1) {
-      extend(n, blockValues);
+      extend(n, BLOCK_VALUES);
     }
   }
-  alignas(64) std::byte gathered[blockValues * 8];
-  alignas(64) std::byte converted[blockValues * 8];
+  alignas(64) std::byte gathered[BLOCK_VALUES * 8];
+  alignas(64) std::byte converted[BLOCK_VALUES * 8];
   walk(nest_, 0, extents, source, destination, [&](std::byte const * from, std::byte * to, auto const & index) {
-    std::array<uint64_t, LoopNest::capacity> counts;
-    std::array<uint64_t, LoopNest::capacity> sourceStrides, sourceDense, destinationDense, destinationStrides;
+    std::array<uint64_t, LoopNest::CAPACITY> counts;
+    std::array<uint64_t, LoopNest::CAPACITY> sourceStrides, sourceDense, destinationDense, destinationStrides;
     uint64_t values = 1;
     size_t rank = 0;
     for (size_t n = 0; n < nest_.count; ++n) {

@@ -28,9 +28,9 @@ namespace zarnik::layout {
 namespace HWY_NAMESPACE {
 
 using Scalars = std::tuple<uint8_t, int8_t, uint16_t, int16_t, uint32_t, int32_t, uint64_t, int64_t, float, double>;
-constexpr size_t scalarCount = std::tuple_size_v<Scalars>;
+constexpr size_t SCALAR_COUNT = std::tuple_size_v<Scalars>;
 
-constexpr size_t lineBytesOfAnyUnit = 64;
+constexpr size_t LINE_BYTES_OF_ANY_UNIT = 64;
 
 using Convert = void (*)(std::byte const *, std::byte *, size_t);
 
@@ -42,8 +42,8 @@ using Convert = void (*)(std::byte const *, std::byte *, size_t);
 
 // Two loops over the same number of bytes whose addresses agree in their lowest bits by less than this: the loads of
 // one seem to the processor to depend on the stores just before, if the destination is ahead.
-constexpr uintptr_t pageBytes = 4096;
-constexpr uintptr_t falseDependence = 1024;
+constexpr uintptr_t PAGE_BYTES = 4096;
+constexpr uintptr_t FALSE_DEPENDENCE = 1024;
 
 // Calls convert(n) for each whole vector of `lanes` values at n, and returns how many values these are. Goes downwards
 // where going upwards would wait for false dependences.
@@ -51,8 +51,8 @@ template <typename From, typename To, class ConvertVector>
 HWY_INLINE size_t eachVector(From const * source, To const * destination, size_t lanes, size_t count,
                              ConvertVector const & convert) {
   size_t const whole = count / lanes * lanes;
-  uintptr_t const ahead = (reinterpret_cast<uintptr_t>(destination) - reinterpret_cast<uintptr_t>(source)) % pageBytes;
-  if (ahead != 0 && ahead < falseDependence) {
+  uintptr_t const ahead = (reinterpret_cast<uintptr_t>(destination) - reinterpret_cast<uintptr_t>(source)) % PAGE_BYTES;
+  if (ahead != 0 && ahead < FALSE_DEPENDENCE) {
     for (size_t n = whole; n != 0; n -= lanes) {
       convert(n - lanes);
     }
@@ -65,8 +65,9 @@ HWY_INLINE size_t eachVector(From const * source, To const * destination, size_t
 }
 
 template <typename From, typename To>
-constexpr bool bySingleVectors = sizeof(From) == sizeof(To) && !std::is_same_v<From, To> && std::is_integral_v<From> &&
-                                 (std::is_integral_v<To> || std::is_same_v<From, int32_t>);
+constexpr bool BY_SINGLE_VECTORS = sizeof(From) == sizeof(To) &&
+                                   !std::is_same_v<From, To> && std::is_integral_v<From> &&
+                                   (std::is_integral_v<To> || std::is_same_v<From, int32_t>);
 
 // Values of the same size, one vector of them becomes one. The compiler finds the same instructions, but the direction
 // has to be ours.
@@ -202,7 +203,7 @@ template <typename From, typename To> size_t vectorsToNarrow(From const * source
 // Converts whole vectors where there is a better way than the compiler's, and returns how many values that were; the
 // loop over single values does the rest.
 template <typename From, typename To> size_t convertVectors(From const * source, To * destination, size_t count) {
-  if constexpr (bySingleVectors<From, To>) {
+  if constexpr (BY_SINGLE_VECTORS<From, To>) {
     return vectorsOfSameSize(source, destination, count);
   } else if constexpr ((std::is_floating_point_v<From> && std::is_integral_v<To> && sizeof(To) <= 2) ||
                        (std::is_same_v<From, double> && std::is_same_v<To, int32_t>)) {
@@ -235,8 +236,8 @@ void convertLoop(std::byte const * source, std::byte * destination, size_t count
   // Vectors of the wider side that do not cross cache lines: half the accesses of the widest units otherwise do.
   auto const address =
       sizeof(To) >= sizeof(From) ? reinterpret_cast<uintptr_t>(destination) : reinterpret_cast<uintptr_t>(source);
-  size_t const head = (uintptr_t{0} - address) % lineBytesOfAnyUnit / std::max(sizeof(From), sizeof(To));
-  if (head != 0 && count >= 8 * lineBytesOfAnyUnit) {
+  size_t const head = (uintptr_t{0} - address) % LINE_BYTES_OF_ANY_UNIT / std::max(sizeof(From), sizeof(To));
+  if (head != 0 && count >= 8 * LINE_BYTES_OF_ANY_UNIT) {
     convertEach<From, To>(source, destination, head);
     source += head * sizeof(From);
     destination += head * sizeof(To);
@@ -252,16 +253,16 @@ void convertLoop(std::byte const * source, std::byte * destination, size_t count
   convertEach<From, To>(source, destination, count);
 }
 
-template <size_t... n> constexpr auto convertTable(std::index_sequence<n...>) {
-  return std::array<Convert, sizeof...(n)>{
-      &convertLoop<std::tuple_element_t<n / scalarCount, Scalars>, std::tuple_element_t<n % scalarCount, Scalars>>...};
+template <size_t... N> constexpr auto convertTable(std::index_sequence<N...>) {
+  return std::array<Convert, sizeof...(N)>{&convertLoop<std::tuple_element_t<N / SCALAR_COUNT, Scalars>,
+                                                        std::tuple_element_t<N % SCALAR_COUNT, Scalars>>...};
 }
 
 void convertDense(ScalarType sourceType, ScalarType destinationType, std::byte const * source, std::byte * destination,
                   size_t count) {
-  static constexpr auto table = convertTable(std::make_index_sequence<scalarCount * scalarCount>());
-  table[static_cast<size_t>(sourceType) * scalarCount + static_cast<size_t>(destinationType)](source, destination,
-                                                                                              count);
+  static constexpr auto table = convertTable(std::make_index_sequence<SCALAR_COUNT * SCALAR_COUNT>());
+  table[static_cast<size_t>(sourceType) * SCALAR_COUNT + static_cast<size_t>(destinationType)](source, destination,
+                                                                                               count);
 }
 
 void mapDoubles(LinearMap map, double * values, size_t count) {
@@ -298,7 +299,7 @@ void convertValues(ScalarType sourceType, ScalarType destinationType, std::byte 
 void mapValues(ScalarType sourceType, ScalarType destinationType, LinearMap map, std::byte const * source,
                std::byte * destination, size_t count) {
   constexpr size_t bytesOf[] = {1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
-  std::array<double, convertedAtOnce> values;
+  std::array<double, CONVERTED_AT_ONCE> values;
   auto * const bytes = reinterpret_cast<std::byte *>(values.data());
   for (size_t first = 0; first < count; first += values.size()) {
     size_t const now = std::min(values.size(), count - first);

@@ -7,7 +7,7 @@
 namespace zarnik::layout {
 
 /// Values converted at a time through buffers on the stack.
-constexpr size_t convertedAtOnce = 512;
+constexpr size_t CONVERTED_AT_ONCE = 512;
 
 /// Converts `count` values that are dense on both sides, which must not overlap.
 void convertValues(ScalarType sourceType, ScalarType destinationType, std::byte const * source, std::byte * destination,

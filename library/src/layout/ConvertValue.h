@@ -12,8 +12,8 @@ namespace zarnik::layout {
 
 // Adding this to a double of magnitude below 2^51 leaves no bits for a fraction, so the sum is rounded to nearest, and
 // its lowest bits are the integer in two's complement.
-constexpr double roundingShift64 = 6755399441055744.0; // 1.5 * 2^52
-constexpr float roundingShift32 = 12582912.0F;         // 1.5 * 2^23, for magnitudes below 2^22
+constexpr double ROUNDING_SHIFT_64 = 6755399441055744.0; // 1.5 * 2^52
+constexpr float ROUNDING_SHIFT_32 = 12582912.0F;         // 1.5 * 2^23, for magnitudes below 2^22
 
 template <typename To, typename From> inline To integerToInteger(From value) {
   using FromLimits = std::numeric_limits<From>;
@@ -60,9 +60,9 @@ template <typename To, typename From> inline To floatToInteger(From value) {
     value = value > least ? value : least; // NaN fails the comparison: 0 for unsigned types
     value = value < most ? value : most;
     if constexpr (std::is_same_v<From, float>) {
-      return static_cast<To>(std::bit_cast<uint32_t>(value + roundingShift32));
+      return static_cast<To>(std::bit_cast<uint32_t>(value + ROUNDING_SHIFT_32));
     } else {
-      return static_cast<To>(std::bit_cast<uint64_t>(value + roundingShift64));
+      return static_cast<To>(std::bit_cast<uint64_t>(value + ROUNDING_SHIFT_64));
     }
   }
 }

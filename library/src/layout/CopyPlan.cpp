@@ -90,17 +90,17 @@ void CopyPlan::run(void const * source, void * destination) const {
   auto const * from = layout::moved(static_cast<std::byte const *>(source), nest_.sourceOffset);
   auto * to = layout::moved(static_cast<std::byte *>(destination), nest_.destinationOffset);
   switch (nest_.overlap(from, elementBytes_, to, elementBytes_)) {
-  case Overlap::None:
+  case Overlap::NONE:
     runParallel(from, to);
     break;
-  case Overlap::Shared:
+  case Overlap::SHARED:
     if (nest_.count == 0) {
       std::memmove(to, from, elementBytes_);
     } else {
       runThroughTemporary(from, to);
     }
     break;
-  case Overlap::Same:
+  case Overlap::SAME:
     break;
   }
 }
@@ -110,10 +110,10 @@ void CopyPlan::runThroughTemporary(std::byte const * source, std::byte * destina
   if (!temporary) {
     throw Error(message("cannot allocate {} bytes to copy between regions that share memory", byteCount_));
   }
-  std::array<uint64_t, LoopNest::capacity> counts;
-  std::array<uint64_t, LoopNest::capacity> sourceStrides;
-  std::array<uint64_t, LoopNest::capacity> denseStrides;
-  std::array<uint64_t, LoopNest::capacity> destinationStrides;
+  std::array<uint64_t, LoopNest::CAPACITY> counts;
+  std::array<uint64_t, LoopNest::CAPACITY> sourceStrides;
+  std::array<uint64_t, LoopNest::CAPACITY> denseStrides;
+  std::array<uint64_t, LoopNest::CAPACITY> destinationStrides;
   uint64_t dense = elementBytes_;
   for (size_t n = 0; n < nest_.count; ++n) {
     counts[n] = nest_[n].count;
@@ -166,7 +166,7 @@ void CopyPlan::runSerial(std::byte const * source, std::byte * destination) cons
     kernel_(block, source, destination);
     return;
   }
-  std::array<uint64_t, LoopNest::capacity> index;
+  std::array<uint64_t, LoopNest::CAPACITY> index;
   std::fill_n(index.begin(), nest_.count, 0);
   for (;;) {
     kernel_(block, source, destination);

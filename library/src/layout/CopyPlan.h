@@ -23,7 +23,7 @@ struct CopyBlock;
 class CopyPlan {
 public:
   /// The highest number of dimensions of a plan.
-  static constexpr size_t maximumRank = layout::LoopNest::capacity;
+  static constexpr size_t MAXIMUM_RANK = layout::LoopNest::CAPACITY;
 
   /// Prepares the copy of `size[0]` x `size[1]` x ... elements.
   /// \param size Elements along each dimension, in any order of dimensions; any 0 copies nothing.
@@ -31,7 +31,7 @@ public:
   /// that a negative stride is its two's complement. 0 repeats the same element.
   /// \param destinationStrides The same for the destination, where 0 is not allowed along an extent above 1.
   /// \param elementBytes Bytes of one element, at least 1.
-  /// \throws InvalidArgument If the three ranks differ or are above `maximumRank`, if the element has no bytes, if a
+  /// \throws InvalidArgument If the three ranks differ or are above `MAXIMUM_RANK`, if the element has no bytes, if a
   /// destination stride is 0 or if the region has more than 2^63 bytes.
   CopyPlan(std::span<uint64_t const> size, std::span<uint64_t const> sourceStrides,
            std::span<uint64_t const> destinationStrides, size_t elementBytes);

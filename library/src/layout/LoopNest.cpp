@@ -12,10 +12,10 @@ namespace zarnik::layout {
 
 LoopNest::LoopNest(std::span<uint64_t const> size, std::span<uint64_t const> sourceStrides,
                    std::span<uint64_t const> destinationStrides) {
-  if (size.size() != sourceStrides.size() || size.size() != destinationStrides.size() || size.size() > capacity) {
+  if (size.size() != sourceStrides.size() || size.size() != destinationStrides.size() || size.size() > CAPACITY) {
     throw InvalidArgument(message("a region of {} dimensions, with {} source strides and {} destination strides, "
                                   "must have as many of each, at most {}",
-                                  size.size(), sourceStrides.size(), destinationStrides.size(), capacity));
+                                  size.size(), sourceStrides.size(), destinationStrides.size(), CAPACITY));
   }
   if (std::find(size.begin(), size.end(), uint64_t{0}) != size.end()) {
     return;
@@ -117,10 +117,10 @@ Overlap LoopNest::overlap(std::byte const * source, size_t sourceBytes, std::byt
     sameStrides = sameStrides && loop.sourceStride == loop.destinationStride;
   }
   if (fromHigh <= toLow || toHigh <= fromLow) {
-    return Overlap::None;
+    return Overlap::NONE;
   }
   if (sameStrides && from == to) {
-    return Overlap::Same;
+    return Overlap::SAME;
   }
   // Interleaved regions, such as two channels of the same pixels: their distance differs from every step that either
   // can make.
@@ -129,10 +129,10 @@ Overlap LoopNest::overlap(std::byte const * source, size_t sourceBytes, std::byt
     step = std::gcd(step, std::gcd(magnitude(loops[n].sourceStride), magnitude(loops[n].destinationStride)));
   }
   if (step == 0) {
-    return Overlap::Shared;
+    return Overlap::SHARED;
   }
   uint64_t const ahead = to > from ? (to - from) % step : (step - (from - to) % step) % step;
-  return ahead < sourceBytes || step - ahead < destinationBytes ? Overlap::Shared : Overlap::None;
+  return ahead < sourceBytes || step - ahead < destinationBytes ? Overlap::SHARED : Overlap::NONE;
 }
 
 } // namespace zarnik::layout

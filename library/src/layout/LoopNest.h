@@ -9,9 +9,9 @@ namespace zarnik::layout {
 
 /// How the elements of two regions lie to each other.
 enum class Overlap {
-  None,   ///< No element shares a byte with one of the other region.
-  Shared, ///< Some may.
-  Same    ///< The regions are the same elements in the same order.
+  NONE,   ///< No element shares a byte with one of the other region.
+  SHARED, ///< Some may.
+  SAME    ///< The regions are the same elements in the same order.
 };
 
 /// The loops over a pair of strided regions, in the order of the destination's memory, fastest first: without those of
@@ -25,7 +25,7 @@ struct LoopNest {
   };
 
   /// The highest rank, with room for the components of a vector element beside 32 dimensions.
-  static constexpr size_t capacity = 33;
+  static constexpr size_t CAPACITY = 33;
 
   /// \throws InvalidArgument If the ranks differ or are too high, or if a destination stride is 0.
   LoopNest(std::span<uint64_t const> size, std::span<uint64_t const> sourceStrides,
@@ -43,7 +43,7 @@ struct LoopNest {
   /// Turns a loop around on both sides.
   void reverse(size_t n);
 
-  std::array<Loop, capacity> loops; ///< Only the first `count` are set: clearing them all would outlast the planning.
+  std::array<Loop, CAPACITY> loops; ///< Only the first `count` are set: clearing them all would outlast the planning.
   size_t count = 0;
   uint64_t elements = 0; ///< Product of all extents, 0 for an empty region.
   uint64_t sourceOffset = 0;

@@ -55,11 +55,11 @@ ConversionPlan plan(Indexer const & source, Indexer const & destination, VectorX
   ScalarType const toScalar = scalarTypeOf(to);
   layout::checkRegion("source", source, sourceOrigin, size);
   layout::checkRegion("destination", destination, destinationOrigin, size);
-  using Extents = std::array<uint64_t, layout::LoopNest::capacity>;
+  using Extents = std::array<uint64_t, layout::LoopNest::CAPACITY>;
   size_t const rank = size.size() + 1;
-  if (rank > layout::LoopNest::capacity) {
+  if (rank > layout::LoopNest::CAPACITY) {
     throw InvalidArgument(message("a region of {} dimensions is above the {} that can be converted", size.size(),
-                                  layout::LoopNest::capacity - 1));
+                                  layout::LoopNest::CAPACITY - 1));
   }
   auto const withComponents = [&](auto const & values, uint64_t component) {
     Extents result;

@@ -26,7 +26,7 @@ CopyPlan plan(Indexer const & source, Indexer const & destination, VectorXu64 co
 
 // Strides of a dense buffer. What a wide product loses is found when the copy is planned.
 struct DenseStrides {
-  std::array<uint64_t, CopyPlan::maximumRank> values;
+  std::array<uint64_t, CopyPlan::MAXIMUM_RANK> values;
 
   DenseStrides(VectorXu64 const & size, uint64_t elementBytes) {
     auto stride = elementBytes;

@@ -28,50 +28,51 @@ CopyKernel reverseKernel(size_t) { return nullptr; }
 #else
 
 // Bytes that are prepared in the first-level cache before they are written around the caches.
-constexpr size_t chunkBytes = 1024;
+constexpr size_t CHUNK_BYTES = 1024;
 
 // The processor's own prefetching starts anew with each row: without help the first lines of each would be waited for.
-constexpr size_t headBytes = 8 * lineBytes;
+constexpr size_t HEAD_BYTES = 8 * LINE_BYTES;
 // Regions up to this size are taken to be in the caches next to the core, where fetching ahead only costs instructions.
-constexpr uint64_t nearBytes = 512 << 10;
+constexpr uint64_t NEAR_BYTES = 512 << 10;
 // Rows from here on are worth a call of memcpy.
-constexpr size_t longRow = 65536;
+constexpr size_t LONG_ROW = 65536;
 
 // Copies one row without a call: whole lines of the destination, and vectors over both ends.
 HWY_INLINE void copyRow(std::byte * to, std::byte const * from, size_t bytes) {
-  if (bytes < lineBytes) {
+  if (bytes < LINE_BYTES) {
     copySmall(to, from, bytes);
     return;
   }
   LineTag<uint8_t> const d;
   size_t const lanes = hn::Lanes(d);
   auto const line = [&](size_t at) {
-    for (size_t part = 0; part < lineBytes; part += lanes) {
+    for (size_t part = 0; part < LINE_BYTES; part += lanes) {
       hn::StoreU(hn::LoadU(d, reinterpret_cast<uint8_t const *>(from) + at + part), d,
                  reinterpret_cast<uint8_t *>(to) + at + part);
     }
   };
   line(0);
-  for (size_t at = lineBytes - reinterpret_cast<uintptr_t>(to) % lineBytes; at + lineBytes <= bytes; at += lineBytes) {
+  for (size_t at = LINE_BYTES - reinterpret_cast<uintptr_t>(to) % LINE_BYTES; at + LINE_BYTES <= bytes;
+       at += LINE_BYTES) {
     line(at);
   }
-  line(bytes - lineBytes);
+  line(bytes - LINE_BYTES);
 }
 
 void copyRows(CopyBlock const & block, std::byte const * source, std::byte * destination) {
   bool const streaming = block.streaming && block.elementBytes >= 512;
-  bool const near = block.count0 * block.count1 * block.elementBytes <= nearBytes;
-  size_t const head = near ? 0 : std::min(block.elementBytes, headBytes);
+  bool const near = block.count0 * block.count1 * block.elementBytes <= NEAR_BYTES;
+  size_t const head = near ? 0 : std::min(block.elementBytes, HEAD_BYTES);
   for (uint64_t j = 0; j < block.count1; ++j) {
     auto const * from = source + static_cast<int64_t>(j) * block.sourceStride1;
     auto * to = destination + static_cast<int64_t>(j) * block.destinationStride1;
     for (uint64_t i = 0; i < block.count0; ++i) {
-      for (size_t ahead = 0; ahead < head; ahead += lineBytes) {
+      for (size_t ahead = 0; ahead < head; ahead += LINE_BYTES) {
         hwy::Prefetch(from + block.sourceStride0 + ahead);
       }
       if (streaming) {
         streamBytes(to, from, block.elementBytes);
-      } else if (block.elementBytes < longRow) {
+      } else if (block.elementBytes < LONG_ROW) {
         copyRow(to, from, block.elementBytes);
       } else {
         std::memcpy(to, from, block.elementBytes);
@@ -86,19 +87,19 @@ void copyRows(CopyBlock const & block, std::byte const * source, std::byte * des
 }
 
 // Writes `count` elements to `to` by calls of produce(first, count, where), directly or in chunks around the caches.
-template <size_t elementBytes, class Produce>
+template <size_t ElementBytes, class Produce>
 HWY_INLINE void emitRow(bool streaming, uint64_t count, std::byte * to, Produce const & produce) {
   if (!streaming) {
     produce(uint64_t{0}, count, to);
     return;
   }
-  HWY_ALIGN std::byte buffer[chunkBytes];
-  constexpr uint64_t chunk = chunkBytes / elementBytes;
-  size_t const misaligned = reinterpret_cast<uintptr_t>(to) % lineBytes / elementBytes;
+  HWY_ALIGN std::byte buffer[CHUNK_BYTES];
+  constexpr uint64_t chunk = CHUNK_BYTES / ElementBytes;
+  size_t const misaligned = reinterpret_cast<uintptr_t>(to) % LINE_BYTES / ElementBytes;
   for (uint64_t first = 0; first < count;) {
     uint64_t const now = std::min(first == 0 ? chunk - misaligned : chunk, count - first);
     produce(first, now, buffer);
-    streamBytes(to + first * elementBytes, buffer, static_cast<size_t>(now * elementBytes));
+    streamBytes(to + first * ElementBytes, buffer, static_cast<size_t>(now * ElementBytes));
     first += now;
   }
 }
@@ -170,7 +171,7 @@ void deinterleave(CopyBlock const & block, std::byte const * source, std::byte *
   if (samePixels && block.count1 == K) {
     // The planes are usually a large and round distance apart, so whole runs go to each in turn.
     HWY_ALIGN std::byte buffer[K * planeBytes];
-    size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % lineBytes / sizeof(T);
+    size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % LINE_BYTES / sizeof(T);
     for (uint64_t i = 0; i < block.count0;) {
       uint64_t const now = std::min(i == 0 ? chunk - misaligned : chunk, block.count0 - i);
       auto const * from = source + i * K * sizeof(T);
@@ -242,13 +243,13 @@ template <class D, class V> HWY_INLINE V reversed(D d, V v) {
   }
 }
 
-// Elements of `channels` components of type T. `last` is the first element of the destination's order, the source runs
+// Elements of `Channels` components of type T. `last` is the first element of the destination's order, the source runs
 // downwards from it.
-template <typename T, size_t channels>
+template <typename T, size_t Channels>
 HWY_INLINE void reverseRow(std::byte const * last, uint64_t count, std::byte * to) {
-  constexpr size_t bytes = sizeof(T) * channels;
+  constexpr size_t bytes = sizeof(T) * Channels;
   uint64_t i = 0;
-  if constexpr (sizeof(T) == 1 && channels == 3) {
+  if constexpr (sizeof(T) == 1 && Channels == 3) {
     // Five pixels of a vector of 16 bytes; the 16th is read from the pixel above and written to the pixel after.
     hn::FixedTag<uint8_t, 16> const d;
     HWY_ALIGN static constexpr uint8_t order[16] = {12, 13, 14, 9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, 15};
@@ -267,21 +268,21 @@ HWY_INLINE void reverseRow(std::byte const * last, uint64_t count, std::byte * t
     auto const vectorAt = [&](uint64_t first) {
       auto const * from = reinterpret_cast<T const *>(last - (first + lanes - 1) * bytes);
       auto * target = reinterpret_cast<T *>(to + first * bytes);
-      if constexpr (channels == 1) {
+      if constexpr (Channels == 1) {
         hn::StoreU(reversed(d, hn::LoadU(d, from)), d, target);
       } else {
-        hn::Vec<decltype(d)> v[channels];
-        loadPixels<channels>(d, from, v);
+        hn::Vec<decltype(d)> v[Channels];
+        loadPixels<Channels>(d, from, v);
         for (auto & component : v) {
           component = reversed(d, component);
         }
-        storePixels<channels>(d, v, target);
+        storePixels<Channels>(d, v, target);
       }
     };
     // Whole lines of the destination, and vectors over both ends.
     if (count >= lanes) {
       vectorAt(0);
-      i = channels == 1 ? lanes - reinterpret_cast<uintptr_t>(to) % (lanes * bytes) / bytes : lanes;
+      i = Channels == 1 ? lanes - reinterpret_cast<uintptr_t>(to) % (lanes * bytes) / bytes : lanes;
       for (; i + lanes <= count; i += lanes) {
         vectorAt(i);
       }
@@ -294,14 +295,14 @@ HWY_INLINE void reverseRow(std::byte const * last, uint64_t count, std::byte * t
   }
 }
 
-template <typename T, size_t channels>
+template <typename T, size_t Channels>
 void reverse(CopyBlock const & block, std::byte const * source, std::byte * destination) {
-  constexpr size_t bytes = sizeof(T) * channels;
+  constexpr size_t bytes = sizeof(T) * Channels;
   for (uint64_t j = 0; j < block.count1; ++j) {
     auto const * from = source + static_cast<int64_t>(j) * block.sourceStride1;
     emitRow<bytes>(
         block.streaming, block.count0, destination + static_cast<int64_t>(j) * block.destinationStride1,
-        [&](uint64_t first, uint64_t now, std::byte * to) { reverseRow<T, channels>(from - first * bytes, now, to); });
+        [&](uint64_t first, uint64_t now, std::byte * to) { reverseRow<T, Channels>(from - first * bytes, now, to); });
   }
   if (block.streaming) {
     hwy::FlushStream();

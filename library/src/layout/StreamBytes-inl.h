@@ -19,11 +19,11 @@ namespace zarnik::layout::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-inline constexpr size_t lineBytes = 64;
+inline constexpr size_t LINE_BYTES = 64;
 
 /// A vector of at most one cache line. Where the width is only known at run time it is 16 bytes, so that sizes stay
 /// constants everywhere.
-template <typename T> using LineTag = hn::CappedTag<T, (HWY_HAVE_SCALABLE ? 16 : lineBytes) / sizeof(T)>;
+template <typename T> using LineTag = hn::CappedTag<T, (HWY_HAVE_SCALABLE ? 16 : LINE_BYTES) / sizeof(T)>;
 
 /// Copies fewer than 64 bytes without a call, as two moves that may overlap.
 HWY_INLINE void copySmall(std::byte * to, std::byte const * from, size_t bytes) {
@@ -54,21 +54,22 @@ HWY_INLINE void copySmall(std::byte * to, std::byte const * from, size_t bytes) 
 /// a read as well. The caller ends with hwy::FlushStream().
 HWY_INLINE void streamBytes(std::byte * to, std::byte const * from, size_t bytes) {
   LineTag<uint8_t> const d;
-  size_t const head = (uintptr_t{0} - reinterpret_cast<uintptr_t>(to)) % lineBytes;
-  if (bytes < head + lineBytes) {
+  size_t const head = (uintptr_t{0} - reinterpret_cast<uintptr_t>(to)) % LINE_BYTES;
+  if (bytes < head + LINE_BYTES) {
     std::memcpy(to, from, bytes);
     return;
   }
   copySmall(to, from, head);
   auto * line = reinterpret_cast<uint8_t *>(to + head);
   auto const * next = reinterpret_cast<uint8_t const *>(from + head);
-  size_t const lines = (bytes - head) / lineBytes;
-  for (size_t n = 0; n < lines; ++n, line += lineBytes, next += lineBytes) {
-    for (size_t part = 0; part < lineBytes; part += hn::Lanes(d)) {
+  size_t const lines = (bytes - head) / LINE_BYTES;
+  for (size_t n = 0; n < lines; ++n, line += LINE_BYTES, next += LINE_BYTES) {
+    for (size_t part = 0; part < LINE_BYTES; part += hn::Lanes(d)) {
       hn::Stream(hn::LoadU(d, next + part), d, line + part);
     }
   }
-  copySmall(reinterpret_cast<std::byte *>(line), reinterpret_cast<std::byte const *>(next), (bytes - head) % lineBytes);
+  copySmall(reinterpret_cast<std::byte *>(line), reinterpret_cast<std::byte const *>(next),
+            (bytes - head) % LINE_BYTES);
 }
 
 } // namespace zarnik::layout::HWY_NAMESPACE

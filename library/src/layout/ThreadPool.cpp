@@ -26,8 +26,8 @@ namespace zarnik {
 
 namespace {
 
-constexpr size_t maximumThreads = 256;
-constexpr size_t usualThreads = 4;
+constexpr size_t MAXIMUM_THREADS = 256;
+constexpr size_t USUAL_THREADS = 4;
 
 // The processors that the system lets this process use, which may be fewer than the machine has.
 size_t processorCount() {
@@ -43,7 +43,7 @@ size_t usableThreads(size_t count) {
   if (count == 0) {
     count = processorCount();
   }
-  return std::clamp<size_t>(count, 1, maximumThreads);
+  return std::clamp<size_t>(count, 1, MAXIMUM_THREADS);
 }
 
 std::atomic<size_t> & configuredThreads() {
@@ -54,7 +54,7 @@ std::atomic<size_t> & configuredThreads() {
     size_t value = 0;
     auto const result = std::from_chars(text.data(), end, value);
     bool const isNumber = result.ec == std::errc() && result.ptr == end;
-    return isNumber ? usableThreads(value) : std::min(usualThreads, usableThreads(0));
+    return isNumber ? usableThreads(value) : std::min(USUAL_THREADS, usableThreads(0));
   }();
   return count;
 }
@@ -179,7 +179,7 @@ namespace layout {
 
 namespace {
 
-std::atomic<uint64_t> parallelBytes = usualParallelBytes;
+std::atomic<uint64_t> parallelBytes = USUAL_PARALLEL_BYTES;
 
 } // namespace
 

@@ -6,7 +6,7 @@
 namespace zarnik::layout {
 
 /// Bytes below which an operation stays on the calling thread: waking others takes as long as copying this much.
-constexpr uint64_t usualParallelBytes = uint64_t{2} << 20;
+constexpr uint64_t USUAL_PARALLEL_BYTES = uint64_t{2} << 20;
 
 /// Sets these bytes, so that tests can cut small operations too. At least 1.
 void setParallelBytes(uint64_t bytes);

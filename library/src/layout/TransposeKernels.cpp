@@ -32,7 +32,7 @@ CopyKernel transposeKernel(size_t) { return nullptr; }
 
 // Elements of a band along either loop. Each is a page on one side when the strides are large; two bands of 1024 pages
 // leave room in a second-level translation cache of 1536 entries or more.
-constexpr uint64_t bandElements = 1024;
+constexpr uint64_t BAND_ELEMENTS = 1024;
 
 // Bytes of a tile along either loop.
 constexpr size_t tileBytes(size_t elementBytes) { return elementBytes < 4 ? 256 : 512; }
@@ -193,7 +193,7 @@ HWY_INLINE size_t take(uint64_t left, size_t size, size_t slack) {
 
 HWY_INLINE void prefetchTile(std::byte const * from, int64_t fromStride, size_t row, size_t rows, size_t bytes) {
   if (row < rows) {
-    for (size_t k = 0; k < bytes; k += lineBytes) {
+    for (size_t k = 0; k < bytes; k += LINE_BYTES) {
       hwy::Prefetch(from + static_cast<int64_t>(row) * fromStride + k);
     }
   }
@@ -241,13 +241,13 @@ template <size_t N> void transposeBand(CopyBlock const & block, std::byte const 
 
 template <size_t N> void transpose(CopyBlock const & block, std::byte const * source, std::byte * destination) {
   // The first tile ends where a line of the destination does, and so do all others if the rows are aligned alike.
-  size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % lineBytes;
+  size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % LINE_BYTES;
   size_t const first0 = (tileBytes(N) - (misaligned % N == 0 ? misaligned : 0)) / N;
-  for (uint64_t band1 = 0; band1 < block.count1; band1 += bandElements) {
-    for (uint64_t band0 = 0; band0 < block.count0; band0 += bandElements) {
+  for (uint64_t band1 = 0; band1 < block.count1; band1 += BAND_ELEMENTS) {
+    for (uint64_t band0 = 0; band0 < block.count0; band0 += BAND_ELEMENTS) {
       transposeBand<N>(block, source + static_cast<int64_t>(band0) * block.sourceStride0 + band1 * N,
                        destination + static_cast<int64_t>(band1) * block.destinationStride1 + band0 * N, first0,
-                       std::min(bandElements, block.count0 - band0), std::min(bandElements, block.count1 - band1));
+                       std::min(BAND_ELEMENTS, block.count0 - band0), std::min(BAND_ELEMENTS, block.count1 - band1));
     }
   }
   if (block.streaming) {

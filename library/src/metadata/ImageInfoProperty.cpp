@@ -9,7 +9,7 @@ namespace zarnik {
 
 namespace {
 
-constexpr ImageInterpretationInfo interpretations[] = {
+constexpr ImageInterpretationInfo INTERPRETATIONS[] = {
     {ImageInterpretation::UNKNOWN, "UNKNOWN", 0, false},
     {ImageInterpretation::GRAYSCALE, "GRAYSCALE", 1, false},
     {ImageInterpretation::LABEL, "LABEL", 1, false},
@@ -37,7 +37,7 @@ Vector2d defaultRange(DataType type) { return type.isNumeric() ? DataType::stand
 } // namespace
 
 ImageInterpretationInfo const * findImageInterpretation(ImageInterpretation interpretation) {
-  for (auto const & info : interpretations)
+  for (auto const & info : INTERPRETATIONS)
     if (info.interpretation == interpretation)
       return &info;
   return nullptr;

@@ -142,8 +142,8 @@ void putMetadata(ContentBuilder & content, MetadataNode const & root) {
 
 std::shared_ptr<MetadataNode> getMetadata(ContentReader & content) {
   // Key, type and number of children.
-  constexpr uint64_t NODE_BYTES = 3 * sizeof(uint64_t);
-  auto const count = content.getCount(NODE_BYTES, "metadata nodes");
+  constexpr uint64_t nodeBytes = 3 * sizeof(uint64_t);
+  auto const count = content.getCount(nodeBytes, "metadata nodes");
   if (count == 0)
     throw Error("a metadata tree has no root");
   std::vector<std::shared_ptr<MetadataNode>> nodes;

@@ -64,8 +64,8 @@ template <typename T, size_t N> Matrix<T, N> Matrix<T, N>::transpose() const {
 }
 
 template <typename T, size_t N> Matrix<T, N> Matrix<T, N>::inverse() const {
-  constexpr size_t WIDTH = 2 * N;
-  double rows[N][WIDTH] = {};
+  constexpr size_t width = 2 * N;
+  double rows[N][width] = {};
   for (size_t row = 0; row != N; ++row) {
     std::copy_n(elements_ + row * N, N, rows[row]);
     rows[row][N + row] = 1;
@@ -82,7 +82,7 @@ template <typename T, size_t N> Matrix<T, N> Matrix<T, N>::inverse() const {
     for (size_t row = 0; row != N; ++row) {
       auto const factor = rows[row][step];
       if (row != step)
-        for (size_t column = 0; column != WIDTH; ++column)
+        for (size_t column = 0; column != width; ++column)
           rows[row][column] -= factor * rows[step][column];
     }
   }

@@ -12,13 +12,13 @@ struct FlagName {
   std::string_view name;
 };
 
-constexpr FlagName imageCapabilities[] = {{1, "READ"}, {2, "WRITE"}, {4, "RESHAPE"}, {8, "MEMORY_ACCESS"}};
-constexpr FlagName multiImageCapabilities[] = {{1, "READ"}, {2, "WRITE"}};
-constexpr FlagName parallelAccessCapabilities[] = {{1, "THREAD_SAFE"},
-                                                   {2, "PARALLEL_TILE_READ"},
-                                                   {4, "PARALLEL_TILE_WRITE"},
-                                                   {8, "PARALLEL_READ"},
-                                                   {16, "PARALLEL_WRITE"}};
+constexpr FlagName IMAGE_CAPABILITIES[] = {{1, "READ"}, {2, "WRITE"}, {4, "RESHAPE"}, {8, "MEMORY_ACCESS"}};
+constexpr FlagName MULTI_IMAGE_CAPABILITIES[] = {{1, "READ"}, {2, "WRITE"}};
+constexpr FlagName PARALLEL_ACCESS_CAPABILITIES[] = {{1, "THREAD_SAFE"},
+                                                     {2, "PARALLEL_TILE_READ"},
+                                                     {4, "PARALLEL_TILE_WRITE"},
+                                                     {8, "PARALLEL_READ"},
+                                                     {16, "PARALLEL_WRITE"}};
 
 std::string joinNames(uint64_t mask, std::span<FlagName const> names) {
   std::string text;
@@ -35,14 +35,14 @@ std::string joinNames(uint64_t mask, std::span<FlagName const> names) {
 
 } // namespace
 
-std::string flagNames(ImageCapabilitySet capabilities) { return joinNames(capabilities.value(), imageCapabilities); }
+std::string flagNames(ImageCapabilitySet capabilities) { return joinNames(capabilities.value(), IMAGE_CAPABILITIES); }
 
 std::string flagNames(MultiImageCapabilitySet capabilities) {
-  return joinNames(capabilities.value(), multiImageCapabilities);
+  return joinNames(capabilities.value(), MULTI_IMAGE_CAPABILITIES);
 }
 
 std::string flagNames(ParallelAccessCapabilitySet capabilities) {
-  return joinNames(capabilities.value(), parallelAccessCapabilities);
+  return joinNames(capabilities.value(), PARALLEL_ACCESS_CAPABILITIES);
 }
 
 } // namespace zarnik

@@ -29,7 +29,7 @@ constexpr uint64_t WASTED_BYTES = 4096;
 // Values of a block that goes through several conversions: it stays in the cache next to the core.
 constexpr uint64_t CONVERTED_VALUES = 8192;
 
-using Extents = std::array<uint64_t, CopyPlan::maximumRank>;
+using Extents = std::array<uint64_t, CopyPlan::MAXIMUM_RANK>;
 
 std::byte const * moved(void const * memory, uint64_t distance) {
   return static_cast<std::byte const *>(memory) + static_cast<int64_t>(distance);
@@ -48,9 +48,9 @@ uint64_t offsetOf(VectorXu64 const & index, SampleStrides const & strides) {
 /// The loops of a transfer, the components being the first one unless they are part of the element.
 struct Loops {
   Loops(VectorXu64 const & extents, uint64_t components, SampleStrides const & from, SampleStrides const & to) {
-    if (extents.size() + 1 > CopyPlan::maximumRank)
+    if (extents.size() + 1 > CopyPlan::MAXIMUM_RANK)
       throw InvalidArgument(fmt::format("a region of {} dimensions is above the {} that can be transferred",
-                                        extents.size(), CopyPlan::maximumRank - 1));
+                                        extents.size(), CopyPlan::MAXIMUM_RANK - 1));
     if (components != 1)
       add(components, from.componentStride, to.componentStride);
     for (size_t axis = 0; axis < extents.size(); ++axis)

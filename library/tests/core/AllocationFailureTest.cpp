@@ -38,7 +38,7 @@ struct FewParallelBytes : testing::Test {
   size_t const threads = threadCount();
   FewParallelBytes() { layout::setParallelBytes(1); }
   ~FewParallelBytes() override {
-    layout::setParallelBytes(layout::usualParallelBytes);
+    layout::setParallelBytes(layout::USUAL_PARALLEL_BYTES);
     setThreadCount(threads);
   }
 };

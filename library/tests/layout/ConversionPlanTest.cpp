@@ -20,7 +20,7 @@ namespace {
 
 using namespace test;
 using Scalars = std::tuple<uint8_t, int8_t, uint16_t, int16_t, uint32_t, int32_t, uint64_t, int64_t, float, double>;
-constexpr size_t scalarCount = std::tuple_size_v<Scalars>;
+constexpr size_t SCALAR_COUNT = std::tuple_size_v<Scalars>;
 static_assert(std::numeric_limits<long double>::digits >= 64, "the reference holds every value of every type");
 
 // Every value of the ten types is a long double, so that each rounding of the reference is the only one.
@@ -116,9 +116,9 @@ template <typename From, typename To> void checkPair(ScalarType fromType, Scalar
   }
 }
 
-template <size_t... n> void checkAllPairs(std::index_sequence<n...>) {
-  (checkPair<std::tuple_element_t<n / scalarCount, Scalars>, std::tuple_element_t<n % scalarCount, Scalars>>(
-       static_cast<ScalarType>(n / scalarCount), static_cast<ScalarType>(n % scalarCount)),
+template <size_t... N> void checkAllPairs(std::index_sequence<N...>) {
+  (checkPair<std::tuple_element_t<N / SCALAR_COUNT, Scalars>, std::tuple_element_t<N % SCALAR_COUNT, Scalars>>(
+       static_cast<ScalarType>(N / SCALAR_COUNT), static_cast<ScalarType>(N % SCALAR_COUNT)),
    ...);
 }
 
@@ -127,7 +127,7 @@ INSTANTIATE_TEST_SUITE_P(Units, ConversionLoops, testing::ValuesIn(EachVectorUni
                          [](auto const & unit) { return unit.param; });
 
 TEST_P(ConversionLoops, AllPairsMatchExactArithmetic) {
-  checkAllPairs(std::make_index_sequence<scalarCount * scalarCount>());
+  checkAllPairs(std::make_index_sequence<SCALAR_COUNT * SCALAR_COUNT>());
 }
 
 TEST(ConversionPlan, LinearMapIsComputedInDoubleAndThenRounded) {
@@ -196,7 +196,7 @@ TEST(ConversionPlan, PiecesOfSmallOnesGiveTheSameResult) {
       }
     }
   }
-  layout::setParallelBytes(layout::usualParallelBytes);
+  layout::setParallelBytes(layout::USUAL_PARALLEL_BYTES);
   setThreadCount(before);
 }
 

@@ -88,7 +88,7 @@ struct CutCopies : testing::Test {
     setThreadCount(2);
   }
   ~CutCopies() override {
-    layout::setParallelBytes(layout::usualParallelBytes);
+    layout::setParallelBytes(layout::USUAL_PARALLEL_BYTES);
     setThreadCount(threads);
   }
 };

@@ -8,6 +8,7 @@
 // The Arrow C data and stream interfaces. Their layout is fixed for good, so every program declares them itself; the
 // guards let several such declarations meet in one source file.
 
+// NOLINTBEGIN(readability-identifier-naming)
 #ifndef ARROW_C_DATA_INTERFACE
 #define ARROW_C_DATA_INTERFACE
 
@@ -54,6 +55,7 @@ struct ArrowArrayStream {
 };
 
 #endif
+// NOLINTEND(readability-identifier-naming)
 
 namespace zarnik {
 

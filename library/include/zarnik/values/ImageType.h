@@ -134,6 +134,7 @@ ZARNIK_API ImageType operator|(ImageDimension left, ImageType const & right);
 class ZARNIK_API ImageTypeId {
 public:
 #ifndef SWIG
+  // NOLINTBEGIN(readability-identifier-naming): constants to their users
   /// No known dimensions.
   static ImageType UNKNOWN;
   /// COLUMN and ROW.
@@ -152,6 +153,7 @@ public:
   static ImageType MULTISPECTRAL_IMAGE_SEQUENCE;
   /// All five dimensions.
   static ImageType MULTISPECTRAL_VOLUME_SEQUENCE;
+  // NOLINTEND(readability-identifier-naming)
 #endif
 };
 
