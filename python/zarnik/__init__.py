@@ -95,6 +95,8 @@ from zarnik._multi import multi_image as multi_image
 from zarnik._names import shown_names as _shown_names
 from zarnik._threads import set_thread_count as set_thread_count
 from zarnik._threads import thread_count as thread_count
+from zarnik._tiles import cache_info as cache_info
+from zarnik._tiles import set_cache_size as set_cache_size
 from zarnik._variants import variant as variant
 from zarnik._writer import writer as writer
 

@@ -347,16 +347,23 @@ def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
     )
     dimensions = _axes.dimensions_of_array(axes, shape)
     library_order = sorted(range(len(shape)), key=lambda axis: dimensions[axis])
+    # Where each axis of the array is among those of a buffer, whose axes are the library's from last to first.
+    array_order = [len(shape) - 1 - library_order.index(axis) for axis in range(len(shape))]
+    # Ours decode into the memory where it is wanted.
+    read_into = getattr(array, "read_into", None)
 
     def fill(origin: tuple[int, ...], size: tuple[int, ...], buffer: bytearray) -> None:
-        key = [slice(None)] * len(shape)
-        for axis, first, count in zip(library_order, origin, size):
-            key[axis] = slice(first, first + count)
-        part = numpy.asarray(array[tuple(key)])
-        expected = tuple(place.stop - place.start for place in key)
-        if part.shape != expected:
-            raise ValueError(f"the array gave a part of shape {part.shape} for one of shape {expected}")
-        numpy.frombuffer(buffer, scalar).reshape(size[::-1])[...] = part.transpose(library_order[::-1])
+        first, count = [0] * len(shape), [0] * len(shape)
+        for place, axis in enumerate(library_order):
+            first[axis], count[axis] = origin[place], size[place]
+        out = numpy.frombuffer(buffer, scalar).reshape(size[::-1])
+        if read_into is not None:
+            read_into(first, out.transpose(array_order))
+            return
+        part = numpy.asarray(array[tuple(slice(begin, begin + extent) for begin, extent in zip(first, count))])
+        if part.shape != tuple(count):
+            raise ValueError(f"the array gave a part of shape {part.shape} for one of shape {tuple(count)}")
+        out[...] = part.transpose(library_order[::-1])
 
     chunks = _chunks(array, len(shape))
     sizes = [shape[axis] for axis in library_order]

@@ -225,6 +225,7 @@ def image_of(
     unit: str | None = None,
     value_range: Any = None,
     interpretation: int | str | None = None,
+    alpha: bool = False,
     channel_names: Sequence[str] | None = None,
     bit_depth: int | None = None,
     metadata: Mapping[str, Any] | None = None,
@@ -242,6 +243,7 @@ def image_of(
     :param convention: Where positions of `affine` grow: "RAS" or "LPS".
     :param unit: The unit of positions, such as "mm" or "µm".
     :param interpretation: What the values stand for, an `ImageInterpretation` or the name of one.
+    :param alpha: Whether the last channel is an alpha channel.
     :param channel_names: The names along C, kept in the metadata as "channel_names".
     :param metadata: The header, under the name of its format: {"NIfTI": {...}}. What metadata cannot hold becomes text.
     :raises ValueError: if the axes do not fit the array, or the matrix is none of an image.
@@ -264,6 +266,8 @@ def image_of(
         info.set_value_range(as_vector(_classes.Vector2d, value_range))
     if interpretation is not None:
         info.set_interpretation(_interop.as_interpretation(interpretation))
+    if alpha:
+        info.set_alpha(True)
     if bit_depth is not None:
         info.set_bit_depth(bit_depth)
     if affine is not None:

@@ -1,5 +1,6 @@
 #include "direct/CallbackImageView.h"
 
+#include "direct/Functions.h"
 #include "module/CausedError.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/values/Checked.h"
@@ -7,13 +8,15 @@
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/ViewOriginExtension.h"
 
-#include <algorithm>
 #include <fmt/format.h>
 #include <utility>
 
 namespace zarnik::python {
 
 namespace {
+
+/// PyBUF_WRITE, which the limited interface does not name before 3.11.
+constexpr int bufferWritable = 0x200;
 
 Reference tupleOf(VectorXu64 const & vector) {
   auto tuple = Reference::steal(PyTuple_New(static_cast<Py_ssize_t>(vector.size())));
@@ -85,17 +88,18 @@ void CallbackImageView::readRegion(RegionXu64 const & region, void * destination
   WithLock const lock;
   auto const origin = tupleOf(region.origin());
   auto const size = tupleOf(region.size());
-  auto const buffer = Reference::steal(PyByteArray_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(bytes)));
+  auto const buffer = Reference::steal(
+      PyMemoryView_FromMemory(static_cast<char *>(destination), static_cast<Py_ssize_t>(bytes), bufferWritable));
   auto const result =
       origin && size && buffer
           ? Reference::steal(PyObject_CallFunctionObjArgs(fill_.get(), origin.get(), size.get(), buffer.get(), nullptr))
           : Reference();
-  if (!result)
-    throw CausedError(fmt::format("cannot read region {} of an array", region.toString()));
-  if (static_cast<uint64_t>(PyByteArray_Size(buffer.get())) != bytes)
-    throw Error("the buffer of a region changed its size while it was filled");
-  std::copy_n(reinterpret_cast<std::byte const *>(PyByteArray_AsString(buffer.get())), bytes,
-              static_cast<std::byte *>(destination));
+  if (result)
+    return;
+  // The interruption of a program stays what it is: it is raised on the main thread only, which is the one that called.
+  if (PyErr_ExceptionMatches(PyExc_KeyboardInterrupt))
+    throw PendingError();
+  throw CausedError(fmt::format("cannot read region {} of an array", region.toString()));
 }
 
 } // namespace zarnik::python

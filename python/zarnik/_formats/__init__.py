@@ -13,7 +13,10 @@ if TYPE_CHECKING:
 ENTRY_POINTS = "zarnik.formats"
 
 # Name, suffixes and class: a module is imported when a name has one of its suffixes, or the content has to tell.
-_OURS: tuple[tuple[str, tuple[str, ...], str], ...] = (("Zarnik", (".zrn",), "zarnik._formats.own:Own"),)
+_OURS: tuple[tuple[str, tuple[str, ...], str], ...] = (
+    ("Zarnik", (".zrn",), "zarnik._formats.own:Own"),
+    ("TIFF", (".tif", ".tiff", ".ome.tif", ".ome.tiff", ".tf2", ".tf8", ".btf"), "zarnik._formats.tiff:Tiff"),
+)
 
 _made: dict[str, Format] = {}
 _others: list[Format] | None = None

@@ -1,0 +1,463 @@
+"""TIFF, OME-TIFF and ImageJ's stacks, by tifffile."""
+
+from __future__ import annotations
+
+import itertools
+import math
+import os
+import threading
+import weakref
+from collections.abc import Iterator, Sequence
+from typing import Any
+
+import numpy
+
+import zarnik._classes as _classes
+from zarnik._access import open_random
+from zarnik._formats import ome
+from zarnik._tiles import TiledArray
+from zarnik.plugins import Format, Series, Source, image_of
+
+_HEADS = (b"II*\0", b"MM\0*", b"II+\0", b"MM\0+", b"IIU\0")
+# What stands for an axis that nobody named, and what others are called here: the first that is free.
+_PLACES = {"S": "C"}
+_ANY_PLACE = "ZTC"
+# Strips are decoded together up to so many bytes.
+_STRIP_BYTES = 1 << 18
+_UNITS_IN_MM = {2: 25.4, 3: 10.0}  # ResolutionUnit: inch, centimetre
+# By the number of a photometric interpretation: what it is here, and of how many samples.
+_INTERPRETATIONS = {2: "RGB", 5: "CMYK", 6: "YCC", 8: "CIE_LAB"}
+_SAMPLES = {2: 3, 5: 4, 6: 3, 8: 3}
+_MOST_SPLIT = 1000
+
+
+class Tiff(Format):
+    """Read: `axes` names the axes of the file, for one that does not tell them. Series and pyramids are found."""
+
+    name = "TIFF"
+    suffixes = (".ome.tif", ".ome.tiff", ".ome.tf2", ".ome.tf8", ".ome.btf", ".tif", ".tiff", ".tf8", ".btf")
+    extra = "tiff"
+    requires = ("tifffile",)
+    can_write = True
+    can_update = True
+
+    def recognizes(self, source: Source) -> bool:
+        return source.head[:4] in _HEADS
+
+    def open(self, source: Source, *, axes: str | None = None) -> list[Series]:  # type: ignore[override]
+        """Open the series of a file.
+
+        :param axes: The axes of the file, such as "TZYX", if it does not tell them or tells others.
+        """
+        return list(_File(source, axes).series())
+
+    def save(self, path: str, image: Any, *, progress: Any, **options: Any) -> None:
+        from zarnik._formats import tiff_writer
+
+        tiff_writer.write(path, image, progress, **options)
+
+    def losses(self, image: Any, **options: Any) -> list[str]:
+        from zarnik._formats.tiff_writer import losses
+
+        return losses(image)
+
+
+class _File:
+    """An open file with what all of its series need."""
+
+    def __init__(self, source: Source, axes: str | None) -> None:
+        import tifffile
+
+        self._source = source
+        self._axes = axes
+        self._lock = threading.Lock()
+        self._accesses: dict[str, Any] = {}
+        file = source.file()
+        # Levels that are opened later need the file, which is closed with the last of them.
+        weakref.finalize(self, file.close)
+        self._file = tifffile.TiffFile(file, name=source.path or source.name or None)
+        self._found = self._file.series
+        self._ome = ome.Description.of(self._file.ome_metadata if self._file.is_ome else None)
+        self._identity: Any = None
+        if source.path is not None:
+            status = os.stat(source.path)
+            self._identity = status.st_dev, status.st_ino, status.st_mtime_ns, status.st_size
+
+    def series(self) -> Iterator[Series]:
+        for place, found in enumerate(self._found):
+            yield from self._parts(place, found)
+
+    def _parts(self, place: int, found: Any) -> Iterator[Series]:
+        """One series, or several where the file has axes for which an image has no place."""
+        levels = [_Level(self, level, (place, number)) for number, level in enumerate(found.levels)]
+        named, split = self._named_axes(levels[0])
+        metadata = self._metadata(place, found)
+        told = {"kind": found.kind, "tiles": levels[0].tile_shape, "file_axes": levels[0].axes}
+        choices = [range(levels[0].shape[axis]) for axis in split]
+        if math.prod(map(len, choices)) > _MOST_SPLIT:
+            raise _classes.Error(
+                f"axes {levels[0].axes!r} are more than an image has, and the shape is {levels[0].shape}: "
+                "open it with axes= of your own"
+            )
+        for chosen in itertools.product(*choices):
+            marks = [f"{levels[0].axes[axis]}={index}" for axis, index in zip(split, chosen)]
+            picked = dict(zip(split, chosen))
+            makers = [
+                (lambda level=level, picked=picked, number=number: self._image(
+                    place, level, levels[0], named, picked, metadata if number == 0 else None
+                ))
+                for number, level in enumerate(levels)
+            ]  # fmt: skip
+            yield Series(" ".join([found.name, *marks]).strip() or None, makers, told)
+
+    def _named_axes(self, level: _Level) -> tuple[str, list[int]]:
+        """The axes as an image has them, a blank for each that has no place, and where those are."""
+        given = (self._axes or level.axes).upper()
+        if len(given) != len(level.shape):
+            raise _classes.InvalidArgument(
+                f"axes {given!r} name {len(given)} axes, the file has {len(level.shape)}: its shape is {level.shape}"
+            )
+        result = [letter if letter in "TZYXC" and given.count(letter) == 1 else "" for letter in given]
+        for place, letter in enumerate(given):
+            if not result[place]:
+                wanted = _PLACES.get(letter, _ANY_PLACE)
+                result[place] = next((free for free in wanted if free not in result), " ")
+        return "".join(result), [place for place, letter in enumerate(result) if letter == " "]
+
+    def _image(self, place: int, level: _Level, finest: _Level, named: str, picked: Any, metadata: Any) -> Any:
+        array = level.array()
+        if picked:
+            key = tuple(picked.get(axis, slice(None)) for axis in range(len(level.shape)))
+            array = array[key] if isinstance(array, numpy.ndarray) else _Picked(array, picked)
+        axes = named.replace(" ", "")
+        described = self._calibration(place, axes, level)
+        if metadata is None:
+            described.pop("channel_names", None)
+        ratios = {letter: _ratio(one, other) for letter, one, other in zip(named, finest.shape, level.shape)}
+        coarser = [ratios.get(letter, 1.0) for letter in "XYZ"]
+        spacing = described.pop("spacing", None) or (1.0, 1.0, 1.0)
+        origin = described.pop("origin", None) or (0.0, 0.0, 0.0)
+        # The centre of an element is that of the finer ones which it stands for.
+        described["origin"] = [first + (by - 1) / 2 * step for first, by, step in zip(origin, coarser, spacing)]
+        described["spacing"] = [by * step for by, step in zip(coarser, spacing)]
+        return image_of(array, axes, metadata=metadata, **described)
+
+    def _calibration(self, place: int, axes: str, level: _Level) -> dict[str, Any]:
+        page = level.keyframe
+        told: dict[str, Any] = {}
+        image = self._ome.image(place)
+        if image is not None:
+            told = image.calibration()
+        elif self._file.is_imagej:
+            told = _imagej_calibration(self._file.imagej_metadata or {}, self._file.pages.first)
+        elif page.resolutionunit in _UNITS_IN_MM:
+            x, y = page.get_resolution()
+            millimetres = _UNITS_IN_MM[page.resolutionunit]
+            if x > 0 and y > 0 and math.isfinite(millimetres / x) and math.isfinite(millimetres / y):
+                told = {"spacing": (millimetres / x, millimetres / y, 1.0), "unit": "mm"}
+        if "C" not in axes and told.get("channel_names"):
+            told["channel_names"] = told["channel_names"][:1]
+        bits = page.bitspersample
+        if told.get("bit_depth") is None and isinstance(bits, int) and 0 < bits < page.dtype.itemsize * 8:
+            told["bit_depth"] = bits
+        photometric, samples = int(page.photometric), page.samplesperpixel
+        if samples == _SAMPLES.get(photometric) and "S" in level.axes:
+            told["interpretation"] = _INTERPRETATIONS[photometric]
+        elif photometric == 2 and samples == 4 and "S" in level.axes:
+            told |= {"interpretation": "RGB", "alpha": True}
+        return {name: value for name, value in told.items() if value is not None}
+
+    def _metadata(self, place: int, found: Any) -> dict[str, Any]:
+        file = self._file
+        tree: dict[str, Any] = {"TIFF": _tags_of(found.keyframe)}
+        if file.is_ome:
+            tree["OME"] = self._ome.tree()
+        if file.is_imagej:
+            tree["ImageJ"] = file.imagej_metadata or {}
+        if file.is_shaped:
+            tree["shaped"] = (file.shaped_metadata or ({},) * (place + 1))[place]
+        return tree
+
+    def access(self, page: Any) -> Any:
+        """The bytes of the file that a page is in: OME-TIFF may spread over the files of a folder."""
+        name = page.parent.filehandle.path
+        with self._lock:
+            found = self._accesses.get(name)
+            if found is None:
+                main = self._file.filehandle.path
+                if page.parent is self._file or name == main:
+                    found = self._source.access()
+                elif self._source.path is None or os.path.dirname(os.path.realpath(name)) != os.path.dirname(
+                    os.path.realpath(main)
+                ):
+                    raise _classes.Error(f"{main!r} refers to {name!r}, which is not in its folder")
+                else:
+                    found = open_random(name)
+                self._accesses[name] = found
+        return found
+
+    @property
+    def source(self) -> Source:
+        return self._source
+
+    @property
+    def identity(self) -> Any:
+        return self._identity
+
+    @property
+    def byte_order(self) -> str:
+        return str(self._file.byteorder)
+
+
+class _Level:
+    """One level of a series: where its tiles are, in a grid over the axes that are longer than 1, and Y and X."""
+
+    def __init__(self, file: _File, series: Any, place: tuple[int, int]) -> None:
+        self._file = file
+        self._series = series
+        self._place = place
+        self.keyframe = page = series.keyframe
+        full, axes = series.get_shape(False), series.get_axes(False)
+        kept = [axis for axis, size in enumerate(full) if size != 1 or axes[axis] in "YX"]
+        self.shape = tuple(int(full[axis]) for axis in kept)
+        self.axes = "".join(axes[axis] for axis in kept)
+        # separate samples, depth, length, width, samples of a pixel
+        self._page_shape = tuple(int(size) for size in page.shaped)
+        self._page_axes = [axis for axis in range(5) if self._page_shape[axis] != 1 or axis in (2, 3)]
+        inner = tuple(self._page_shape[axis] for axis in self._page_axes)
+        lead = len(self.shape) - len(inner)
+        self._lead = self.shape[: max(lead, 0)]
+        self._fits = (
+            lead >= 0
+            and self.shape[lead:] == inner
+            and math.prod(self._lead) <= max(1, len(series._pages))
+            and series.transform is None
+        )
+        self._tile = self._page_tile(page)
+        self.tile_shape = (1,) * len(self._lead) + tuple(self._tile[axis] for axis in self._page_axes)
+        if not self._fits:
+            self.tile_shape = self.shape
+
+    def _page_tile(self, page: Any) -> tuple[int, int, int, int, int]:
+        _, _, length, width, samples = self._page_shape
+        if page.is_tiled:
+            self._strips = 1
+            return 1, page.tiledepth, page.tilelength, page.tilewidth, samples
+        rows = max(1, min(page.rowsperstrip, length))
+        strip = max(1, rows * width * samples * (self._series.dtype.itemsize if self._series.dtype else 1))
+        # Strips of few rows are decoded several at a time.
+        self._strips = max(1, min(_STRIP_BYTES // strip, math.ceil(length / rows)))
+        self._rows = rows
+        return 1, 1, self._strips * rows, width, samples
+
+    def array(self) -> Any:
+        mapped = self._mapped()
+        if mapped is not None:
+            return mapped
+        if self._file.source.mode != "r":
+            raise _classes.NotImplemented("only uncompressed TIFF of this machine's byte order is written in place")
+        dtype = self._series.dtype.newbyteorder("=")
+        if not self._fits:
+            return TiledArray(self.shape, dtype, self.shape, lambda index, fetched: self._whole(dtype))
+        self.keyframe.decode  # noqa: B018  made once, before threads ask for it
+        nodata = self.keyframe.nodata
+        # To fetch alone is what a server is asked for together.
+        is_remote = self._file.source.path is None
+        return TiledArray(
+            self.shape,
+            dtype,
+            self.tile_shape,
+            self._decoded,
+            identity=None if self._file.identity is None else (self._file.identity, self._place),
+            waits=False,
+            fill_value=nodata if numpy.can_cast(numpy.min_scalar_type(nodata), dtype) else 0,
+            fetch=self._fetched if is_remote else None,
+        )
+
+    def _whole(self, dtype: Any) -> Any:
+        return self._series.asarray().reshape(self.shape).astype(dtype, copy=False)
+
+    # ---- without decoding --------------------------------------------------------------------------------------------
+
+    def _mapped(self) -> Any:
+        """An array over the mapped file, whose pages NumPy shares; None if it has to be decoded."""
+        file, pages = self._file, self._series._pages
+        dtype = self._series.dtype
+        if file.source.path is None or self._series.is_multifile or not self._fits or dtype is None:
+            return None
+        if dtype.kind not in "uif" or dtype.itemsize * 8 != self.keyframe.bitspersample:
+            return None
+        stored = dtype.newbyteorder(file.byte_order)
+        offset, steps = self._series.dataoffset, None
+        if offset is None:
+            offset, steps = self._page_offsets(pages)
+            if offset is None:
+                return None
+        elif math.prod(self._lead) != len(pages) and len(pages) != 1:
+            return None
+        mode = "r+" if file.source.mode == "r+" else "r"
+        size = os.path.getsize(file.source.path)
+        count = math.prod(self.shape)
+        inner = count // max(1, math.prod(self._lead)) * dtype.itemsize
+        step = steps if steps is not None else inner
+        end = offset + (math.prod(self._lead) - 1) * step + inner
+        if count == 0 or end > size:
+            raise _classes.Error(f"the elements end at byte {end}, the file has {size} bytes")
+        memory = numpy.memmap(file.source.path, numpy.uint8, mode, shape=(size,))
+        part = numpy.asarray(memory)[offset:end]
+        if steps is None:
+            return part.view(stored).reshape(self.shape)
+        inside = numpy.ndarray(self.shape[len(self._lead) :], stored, part)
+        outer = [step * math.prod(self._lead[axis + 1 :]) for axis in range(len(self._lead))]
+        return numpy.ndarray(self.shape, stored, part, 0, (*outer, *inside.strides))
+
+    def _page_offsets(self, pages: Sequence[Any]) -> tuple[int | None, int | None]:
+        """Where the first page is and how far the next ones are apart, if each is one piece and the steps are equal."""
+        if len(pages) != math.prod(self._lead) or any(page is None for page in pages):
+            return None, None
+        if not self.keyframe.is_contiguous or not all(_is_one_piece(page) for page in pages):
+            return None, None
+        offsets = [page.dataoffsets[0] for page in pages]
+        steps = {after - before for before, after in zip(offsets, offsets[1:])} if len(offsets) > 1 else {0}
+        step = steps.pop()
+        return (offsets[0], step) if not steps and step >= 0 else (None, None)
+
+    # ---- by decoding -------------------------------------------------------------------------------------------------
+
+    def _segments(self, index: tuple[int, ...]) -> tuple[Any, list[int]]:
+        """The page that a tile is in, None if it is left out, and the numbers of its segments there."""
+        lead = len(self._lead)
+        number = int(numpy.ravel_multi_index(index[:lead], self._lead)) if lead else 0
+        pages = self._series._pages
+        page = pages[number] if number < len(pages) else None
+        at = dict(zip(self._page_axes, index[lead:]))
+        sample, slice_, row, column, _ = (at.get(axis, 0) for axis in range(5))
+        _, depth, length, width, _ = self._page_shape
+        if not self.keyframe.is_tiled:
+            strips = math.ceil(length / self._rows)
+            first = row * self._strips
+            begin = (sample * depth + slice_) * strips
+            return page, [begin + strip for strip in range(first, min(first + self._strips, strips))]
+        _, tile_depth, tile_length, tile_width, _ = self._tile
+        down, across = math.ceil(length / tile_length), math.ceil(width / tile_width)
+        deep = math.ceil(depth / tile_depth)
+        return page, [((sample * deep + slice_) * down + row) * across + column]
+
+    def _parts_of(self, page: Any, segments: Sequence[int]) -> list[tuple[int, int]]:
+        """Offset and bytes of each segment, which are in the file."""
+        offsets, counts = page.dataoffsets, page.databytecounts
+        size = len(self._file.access(page))
+        if segments and segments[-1] >= min(len(offsets), len(counts)):
+            raise _classes.Error(f"segment {segments[-1]} is missing, the page has {len(offsets)}")
+        parts = [(offsets[segment], counts[segment]) for segment in segments]
+        for offset, count in parts:
+            if offset < 0 or count < 0 or offset + count > size:
+                raise _classes.Error(f"{count} bytes at {offset} exceed the {size} bytes of the file")
+        return parts
+
+    def _fetched(self, indices: list[tuple[int, ...]]) -> dict[tuple[int, ...], Any]:
+        wanted: dict[Any, list[tuple[int, int]]] = {}
+        places = []
+        for index in indices:
+            page, segments = self._segments(index)
+            if page is None:
+                continue
+            parts = self._parts_of(page, segments)
+            asked = wanted.setdefault(self._file.access(page), [])
+            places.append((index, self._file.access(page), len(asked), len(parts)))
+            asked += parts
+        got = {access: access.read_many(parts) for access, parts in wanted.items()}
+        return {index: got[access][first : first + count] for index, access, first, count in places}
+
+    def _decoded(self, index: tuple[int, ...], fetched: list[bytes] | None) -> Any:
+        page, segments = self._segments(index)
+        if page is None:
+            return None
+        if fetched is None:
+            access = self._file.access(page)
+            fetched = [access.read(offset, count) for offset, count in self._parts_of(page, segments)]
+        options: dict[str, Any] = {"_fullsize": False}
+        if self.keyframe.compression in (6, 7, 34892, 33007):
+            options |= {"jpegtables": page.jpegtables, "jpegheader": self.keyframe.jpegheader}
+        decode = self.keyframe.decode
+        pieces = [decode(data or None, segment, **options)[0] for data, segment in zip(fetched, segments)]
+        if all(piece is None for piece in pieces):
+            return None
+        whole = pieces[0] if len(pieces) == 1 else numpy.concatenate(list(self._completed(pieces, segments)), axis=1)
+        # depth, length, width, samples: those axes of them that the array has
+        full = whole[None]
+        kept = [full.shape[axis] for axis in self._page_axes]
+        return full.reshape((1,) * len(self._lead) + tuple(kept))
+
+    def _completed(self, pieces: Sequence[Any], segments: Sequence[int]) -> Iterator[Any]:
+        """Strips of a page, those that the file leaves out too."""
+        length = self._page_shape[2]
+        for piece, segment in zip(pieces, segments):
+            first = segment % math.ceil(length / self._rows) * self._rows
+            shape = 1, min(self._rows, length - first), self._tile[3], self._tile[4]
+            yield numpy.full(shape, self.keyframe.nodata, self._series.dtype) if piece is None else piece
+
+
+def _is_one_piece(page: Any) -> bool:
+    offsets, counts = page.dataoffsets, page.databytecounts
+    return all(
+        offset + count == after for offset, count, after in zip(offsets, counts, offsets[1:])
+    ) and len(offsets) > 0  # fmt: skip
+
+
+class _Picked:
+    """An array with an index along some axes, which it does not have any more."""
+
+    def __init__(self, array: TiledArray, picked: dict[int, int]) -> None:
+        self._array = array
+        self._picked = picked
+        self._axes = [axis for axis in range(len(array.shape)) if axis not in picked]
+        self.dtype = array.dtype
+        self.shape = tuple(array.shape[axis] for axis in self._axes)
+        self.chunks = tuple(array.chunks[axis] for axis in self._axes)
+
+    def read_into(self, origin: Sequence[int], out: Any) -> None:
+        whole = [self._picked.get(axis, 0) for axis in range(len(self._array.shape))]
+        for axis, first in zip(self._axes, origin):
+            whole[axis] = first
+        self._array.read_into(whole, numpy.expand_dims(out, tuple(self._picked)))
+
+    def __getitem__(self, key: Any) -> Any:
+        full: list[Any] = [
+            slice(place, place + 1) for place in (self._picked.get(a, 0) for a in range(len(self._array.shape)))
+        ]
+        for axis, part in zip(self._axes, key):
+            full[axis] = part
+        return numpy.squeeze(self._array[tuple(full)], tuple(self._picked))
+
+
+def _ratio(finest: int, size: int) -> float:
+    """How many elements of the finest level one of a level stands for: a whole number where that fits."""
+    ratio = finest / max(size, 1)
+    whole = max(round(ratio), 1)
+    return float(whole) if abs(finest - whole * size) < whole else ratio
+
+
+def _imagej_calibration(told: dict[str, Any], page: Any) -> dict[str, Any]:
+    unit = ome.unit_of(str(told.get("unit", "")))
+    x, y = page.get_resolution()
+    z = told.get("spacing", 1.0)
+    steps = [1 / x if x > 0 else 1.0, 1 / y if y > 0 else 1.0, z if isinstance(z, (int, float)) and z else 1.0]
+    labels = told.get("Labels")
+    channels = told.get("channels", 1)
+    names = labels[:channels] if isinstance(labels, list) and channels > 1 and len(labels) == channels else None
+    return {"spacing": steps, "unit": unit or None, "channel_names": names}
+
+
+def _tags_of(page: Any) -> dict[str, Any]:
+    """What the tags of a page tell but where its elements are."""
+    hidden = {"StripOffsets", "StripByteCounts", "TileOffsets", "TileByteCounts", "SubIFDs", "ColorMap"}
+    told: dict[str, Any] = {}
+    for tag in page.tags.values():
+        if tag.name not in hidden and tag.count < 1 << 16:
+            value = tag.value
+            told[tag.name] = value.name if hasattr(value, "name") and hasattr(value, "value") else value
+    colours = page.colormap
+    if colours is not None:
+        told["ColorMap"] = colours.tolist()
+    return told

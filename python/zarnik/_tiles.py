@@ -1,0 +1,297 @@
+"""Arrays that are decoded tile by tile, on several threads, and the cache of decoded tiles that all of them share."""
+
+from __future__ import annotations
+
+import itertools
+import math
+import operator
+import os
+import threading
+import weakref
+from collections import OrderedDict
+from collections.abc import Callable, Hashable, Sequence
+from typing import TYPE_CHECKING, Any
+
+import numpy
+
+from zarnik._threads import thread_count
+
+if TYPE_CHECKING:
+    Array = numpy.ndarray[Any, Any]
+
+# What is decoded by the thread that asks: less than it takes to wake others.
+_SMALL = 1 << 17
+# So many bytes of tiles are looked after at a time.
+_BATCH_BYTES = 64 << 20
+# Threads that wait for servers cost little.
+_MOST_THREADS = 32
+
+
+class _Cache:
+    """Decoded tiles up to so many bytes; those that were not used for the longest time go first."""
+
+    def __init__(self, limit: int) -> None:
+        self.limit = limit
+        self.forget()
+
+    def forget(self) -> None:
+        self._lock = threading.Lock()
+        self._tiles: OrderedDict[Hashable, Array] = OrderedDict()
+        self._of_owner: dict[Hashable, set[Hashable]] = {}
+        self._pending: dict[Hashable, threading.Event] = {}
+        self._bytes = self._hits = self._misses = 0
+
+    def get(self, owner: Hashable, index: Hashable, make: Callable[[], Array]) -> Array:
+        """Return a tile. Of several threads that want one at the same time, one makes it and the others wait."""
+        key = owner, index
+        while True:
+            with self._lock:
+                found = self._tiles.get(key)
+                if found is not None:
+                    self._tiles.move_to_end(key)
+                    self._hits += 1
+                    return found
+                waiting = self._pending.get(key)
+                if waiting is None:
+                    mine = self._pending[key] = threading.Event()
+                    self._misses += 1
+                    break
+            waiting.wait()
+            with self._lock:
+                # Where it was too large to be kept, or failed, each makes its own.
+                if key not in self._tiles and key not in self._pending:
+                    mine = self._pending[key] = threading.Event()
+                    self._misses += 1
+                    break
+        try:
+            tile = make()
+            self._keep(owner, key, tile)
+            return tile
+        finally:
+            with self._lock:
+                if self._pending.get(key) is mine:
+                    del self._pending[key]
+            mine.set()
+
+    def has(self, owner: Hashable, index: Hashable) -> bool:
+        return (owner, index) in self._tiles
+
+    def _keep(self, owner: Hashable, key: Hashable, tile: Array) -> None:
+        # Its memory counts whole, even where a part of it is shown.
+        if isinstance(tile.base, numpy.ndarray) and tile.base.nbytes > 2 * tile.nbytes:
+            tile = tile.copy()
+        with self._lock:
+            if tile.nbytes > self.limit:
+                return
+            self._tiles[key] = tile
+            self._of_owner.setdefault(owner, set()).add(key)
+            self._bytes += _cost(tile)
+            self._shrink()
+
+    def _shrink(self) -> None:
+        while self._bytes > self.limit and self._tiles:
+            key, tile = self._tiles.popitem(last=False)
+            self._bytes -= _cost(tile)
+            self._of_owner[key[0]].discard(key)  # type: ignore[index]
+
+    def drop(self, owner: Hashable, index: Hashable | None = None) -> None:
+        """Let go of one tile of an owner, or of all."""
+        with self._lock:
+            keys = list(self._of_owner.get(owner, ())) if index is None else [(owner, index)]
+            for key in keys:
+                tile = self._tiles.pop(key, None)
+                if tile is not None:
+                    self._bytes -= _cost(tile)
+                    self._of_owner[owner].discard(key)
+            if index is None:
+                self._of_owner.pop(owner, None)
+
+    def resize(self, limit: int) -> None:
+        with self._lock:
+            self.limit = limit
+            self._shrink()
+
+    def info(self) -> dict[str, int]:
+        with self._lock:
+            return {
+                "limit_bytes": self.limit,
+                "bytes": self._bytes,
+                "tiles": len(self._tiles),
+                "hits": self._hits,
+                "misses": self._misses,
+            }
+
+
+def _cost(tile: Array) -> int:
+    # One value stands for all of a tile that a file leaves out.
+    return tile.nbytes if any(tile.strides) else tile.itemsize
+
+
+CACHE = _Cache(256 << 20)
+
+_pool: Any = None
+_unique = itertools.count()
+
+
+def cache_info() -> dict[str, int]:
+    """Return how the cache of decoded tiles is used, which all images of tiled and chunked files share.
+
+    The keys are limit_bytes, bytes and tiles that are kept now, hits and misses since the program began.
+    """
+    return CACHE.info()
+
+
+def set_cache_size(limit_bytes: int) -> None:
+    """Change how many bytes of decoded tiles are kept, 256 MiB at first; 0 keeps none.
+
+    :raises ValueError: if it is below 0.
+    """
+    size = operator.index(limit_bytes)
+    if size < 0:
+        raise ValueError(f"the size of the cache is 0 or more bytes, got {size}")
+    CACHE.resize(size)
+
+
+def _after_fork() -> None:
+    global _pool
+    _pool = None
+    CACHE.forget()
+
+
+if hasattr(os, "register_at_fork"):
+    os.register_at_fork(after_in_child=_after_fork)
+
+
+def in_threads(work: Callable[[Any], None], items: Sequence[Any], threads: int) -> None:
+    """Call a function with each of several items, on this thread and others.
+
+    When one fails, or this thread is interrupted, no other is begun, those that were begun are waited for, and the
+    error is raised.
+    """
+    threads = min(threads, len(items), _MOST_THREADS)
+    waiting = iter(items)
+    if threads < 2:
+        for item in waiting:
+            work(item)
+        return
+    failed = False
+
+    def strand() -> None:
+        nonlocal failed
+        try:
+            for item in waiting:
+                if failed:
+                    return
+                work(item)
+        except BaseException:
+            failed = True
+            raise
+
+    strands = [_threads().submit(strand) for _ in range(threads - 1)]
+    try:
+        strand()
+        for one in strands:
+            one.result()
+    finally:
+        failed = True
+        for one in strands:
+            if not one.cancel():
+                one.exception()
+
+
+def _threads() -> Any:
+    global _pool
+    if _pool is None:
+        from concurrent.futures import ThreadPoolExecutor
+
+        _pool = ThreadPoolExecutor(_MOST_THREADS, "zarnik-tiles")
+    return _pool
+
+
+class TiledArray:
+    """What looks like an array and is decoded tile by tile, each once as long as the cache keeps it.
+
+    :param chunks: The shape of a tile; the last ones along an axis may be cut off.
+    :param decode: Called with the index of a tile in the grid of tiles and what was fetched for it or None, on any
+        thread; returns its elements, of the shape of a tile or cut off where the array ends, or None for `fill_value`.
+    :param identity: What tells the file and the array in it from all others, for all who open it to share tiles.
+    :param waits: Whether decoding waits for a server more than it calculates.
+    :param fetch: Called with the indices of tiles that are needed before `decode` is, to get at once what is far away;
+        returns what each of them is decoded from.
+    """
+
+    def __init__(
+        self,
+        shape: Sequence[int],
+        dtype: Any,
+        chunks: Sequence[int],
+        decode: Callable[[tuple[int, ...], Any], Array | None],
+        *,
+        identity: Hashable | None = None,
+        waits: bool = False,
+        fill_value: Any = 0,
+        fetch: Callable[[list[tuple[int, ...]]], dict[tuple[int, ...], Any]] | None = None,
+    ) -> None:
+        self.shape = tuple(shape)
+        self.dtype = numpy.dtype(dtype)
+        self.chunks = tuple(max(1, min(chunk, size)) for chunk, size in zip(chunks, shape))
+        self._grid = tuple(chunks)
+        self._decode = decode
+        self._waits = waits
+        self._fill_value = fill_value
+        self._fetch = fetch
+        tile_bytes = math.prod(self.chunks) * self.dtype.itemsize
+        self._batch = max(1, _BATCH_BYTES // max(tile_bytes, 1))
+        if identity is None:
+            self._owner: Hashable = next(_unique)
+            weakref.finalize(self, CACHE.drop, self._owner)
+        else:
+            self._owner = identity
+
+    def __getitem__(self, key: Any) -> Array:
+        ranges = [range(*part.indices(size)) for part, size in zip(key, self.shape)]
+        if any(part.step != 1 for part in ranges):
+            raise ValueError("tiles are read in steps of 1")
+        out = numpy.empty([len(part) for part in ranges], self.dtype)
+        self.read_into([part.start for part in ranges], out)
+        return out
+
+    def read_into(self, origin: Sequence[int], out: Array) -> None:
+        """Fill an array, of any strides, with the elements of a region that begins at an origin."""
+        if out.size == 0:
+            return
+        places = [
+            range(first // chunk, (first + count - 1) // chunk + 1)
+            for first, count, chunk in zip(origin, out.shape, self._grid)
+        ]
+        fetched: dict[tuple[int, ...], Any] = {}
+
+        def place(index: tuple[int, ...]) -> None:
+            source, target = [], []
+            for tile, chunk, first, count in zip(index, self._grid, origin, out.shape):
+                begin, end = max(tile * chunk, first), min((tile + 1) * chunk, first + count)
+                source.append(slice(begin - tile * chunk, end - tile * chunk))
+                target.append(slice(begin - first, end - first))
+            tile = CACHE.get(self._owner, index, lambda: self._decoded(index, fetched.pop(index, None)))
+            out[tuple(target)] = tile[tuple(source)]
+
+        threads = _MOST_THREADS // 2 if self._waits else 1 if out.nbytes < _SMALL else thread_count()
+        waiting = itertools.product(*places)
+        while batch := list(itertools.islice(waiting, self._batch)):
+            if self._fetch is not None:
+                missing = [index for index in batch if not CACHE.has(self._owner, index)]
+                fetched.update(self._fetch(missing) if missing else {})
+            in_threads(place, batch, threads)
+
+    def _decoded(self, index: tuple[int, ...], fetched: Any) -> Array:
+        tile = self._decode(index, fetched)
+        expected = tuple(min(chunk, size - place * chunk) for place, chunk, size in zip(index, self._grid, self.shape))
+        if tile is None:
+            return numpy.broadcast_to(numpy.asarray(self._fill_value, self.dtype), expected)
+        if tile.ndim != len(expected) or any(has < wants for has, wants in zip(tile.shape, expected)):
+            raise ValueError(f"tile {index} has shape {tile.shape}, expected is {expected}")
+        return tile
+
+    def drop(self, index: tuple[int, ...]) -> None:
+        """Let go of a tile that was changed where it is stored."""
+        CACHE.drop(self._owner, index)
