@@ -216,6 +216,8 @@ def _opened(what: Any, format: str | None, mode: str, options: Any) -> tuple[Sou
     _check_options(chosen.open, options, chosen)
     with _errors_of(chosen, source):
         found = chosen.open(source, **options)
+    for one in found:
+        one.levels = [partial(_made, level, chosen, source) for level in one.levels]
     if not found:
         raise _classes.Error(f"there is no image in {source.path or source.url or source.name!r}")
     return source, chosen, found
@@ -301,7 +303,7 @@ def _image_of_series(one: Series, level: int | None, again: Again) -> Any:
     if not -count <= place < count:
         raise _classes.InvalidArgument(f"level {place} is out of range, allowed are 0 to {count - 1}")
     place %= count
-    image = again(_made(one.levels[place]), level=level)
+    image = again(one.levels[place](), level=level)
     if place + 1 < count:
         keeps = kept(image)
         if keeps is None:
@@ -311,7 +313,7 @@ def _image_of_series(one: Series, level: int | None, again: Again) -> Any:
 
 
 def _level_of(one: Series, place: int, again: Again) -> Any:
-    return again(_made(one.levels[place]), level=place)
+    return again(one.levels[place](), level=place)
 
 
 def _again(what: Any, image: Any, **options: Any) -> Any:
@@ -321,12 +323,15 @@ def _again(what: Any, image: Any, **options: Any) -> Any:
     return made_by(image, open, what, **{name: option for name, option in options.items() if option is not None})
 
 
-def _made(level: Any) -> Any:
-    return level if isinstance(level, (_classes.ImageView, _classes.DataFrameView)) else level()
+def _made(level: Any, chosen: Format, source: Source) -> Any:
+    if isinstance(level, (_classes.ImageView, _classes.DataFrameView)):
+        return level
+    with _errors_of(chosen, source):
+        return level()
 
 
 def _described(one: Series) -> dict[str, Any]:
-    levels = [_made(level) for level in one.levels]
+    levels: list[Any] = [level() for level in one.levels]
     finest = levels[0]
     told: dict[str, Any] = {"name": one.name}
     if isinstance(finest, _classes.ImageView):

@@ -268,9 +268,9 @@ class TiledArray:
 
         def place(index: tuple[int, ...]) -> None:
             source, target = [], []
-            for tile, chunk, first, count in zip(index, self._grid, origin, out.shape):
-                begin, end = max(tile * chunk, first), min((tile + 1) * chunk, first + count)
-                source.append(slice(begin - tile * chunk, end - tile * chunk))
+            for number, chunk, first, count in zip(index, self._grid, origin, out.shape):
+                begin, end = max(number * chunk, first), min((number + 1) * chunk, first + count)
+                source.append(slice(begin - number * chunk, end - number * chunk))
                 target.append(slice(begin - first, end - first))
             tile = CACHE.get(self._owner, index, lambda: self._decoded(index, fetched.pop(index, None)))
             out[tuple(target)] = tile[tuple(source)]

@@ -157,7 +157,7 @@ class Series:
         info: Mapping[str, Any] | None = None,
     ) -> None:
         self.name = name
-        self.levels = levels
+        self.levels: Sequence[Any] = levels
         self.info = dict(info or {})
 
     def __repr__(self) -> str:

@@ -1,6 +1,5 @@
 #include "direct/CallbackImageView.h"
 
-#include "direct/Functions.h"
 #include "module/CausedError.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/values/Checked.h"
@@ -94,12 +93,8 @@ void CallbackImageView::readRegion(RegionXu64 const & region, void * destination
       origin && size && buffer
           ? Reference::steal(PyObject_CallFunctionObjArgs(fill_.get(), origin.get(), size.get(), buffer.get(), nullptr))
           : Reference();
-  if (result)
-    return;
-  // The interruption of a program stays what it is: it is raised on the main thread only, which is the one that called.
-  if (PyErr_ExceptionMatches(PyExc_KeyboardInterrupt))
-    throw PendingError();
-  throw CausedError(fmt::format("cannot read region {} of an array", region.toString()));
+  if (!result)
+    throw CausedError(fmt::format("cannot read region {} of an array", region.toString()));
 }
 
 } // namespace zarnik::python

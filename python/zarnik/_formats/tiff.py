@@ -72,10 +72,10 @@ class _File:
         self._axes = axes
         self._lock = threading.Lock()
         self._accesses: dict[str, Any] = {}
-        file = source.file()
+        file = source.path or source.file()
+        self._file = tifffile.TiffFile(file, name=None if source.path else source.name or None)
         # Levels that are opened later need the file, which is closed with the last of them.
-        weakref.finalize(self, file.close)
-        self._file = tifffile.TiffFile(file, name=source.path or source.name or None)
+        weakref.finalize(self, self._file.close)
         self._found = self._file.series
         self._ome = ome.Description.of(self._file.ome_metadata if self._file.is_ome else None)
         self._identity: Any = None
@@ -230,7 +230,7 @@ class _Level:
         self._fits = (
             lead >= 0
             and self.shape[lead:] == inner
-            and math.prod(self._lead) <= max(1, len(series._pages))
+            and (math.prod(self._lead) <= len(series._pages) or series.dataoffset is not None)
             and series.transform is None
         )
         self._tile = self._page_tile(page)
@@ -256,9 +256,13 @@ class _Level:
             return mapped
         if self._file.source.mode != "r":
             raise _classes.NotImplemented("only uncompressed TIFF of this machine's byte order is written in place")
+        if self._series.dtype is None:
+            raise _classes.Error(f"elements of {self.keyframe.bitspersample} bits cannot be read")
         dtype = self._series.dtype.newbyteorder("=")
         if not self._fits:
             return TiledArray(self.shape, dtype, self.shape, lambda index, fetched: self._whole(dtype))
+        if self._series.dataoffset is not None and self._is_plain():
+            return self._rows_of_one_piece(dtype)
         self.keyframe.decode  # noqa: B018  made once, before threads ask for it
         nodata = self.keyframe.nodata
         # To fetch alone is what a server is asked for together.
@@ -274,6 +278,32 @@ class _Level:
             fetch=self._fetched if is_remote else None,
         )
 
+    def _is_plain(self) -> bool:
+        """Whether the elements in the file are those of an array."""
+        dtype = self._series.dtype
+        return dtype.kind in "uif" and dtype.itemsize * 8 == self.keyframe.bitspersample
+
+    def _rows_of_one_piece(self, dtype: Any) -> TiledArray:
+        """What is one piece of a file that cannot be mapped: some rows are a tile."""
+        access, offset = self._file.access(self._series._pages[0]), self._series.dataoffset
+        stored = dtype.newbyteorder(self._file.byte_order)
+        axis = len(self._lead) + self._page_axes.index(2)
+        row = math.prod(self.shape[axis + 1 :])
+        rows = max(1, min(self.shape[axis], _STRIP_BYTES // (row * dtype.itemsize)))
+        outer = self.shape[:axis]
+
+        def decode(index: tuple[int, ...], fetched: Any) -> Any:
+            first = index[axis] * rows
+            count = min(rows, self.shape[axis] - first)
+            before = int(numpy.ravel_multi_index(index[:axis], outer)) if outer else 0
+            place = offset + (before * self.shape[axis] + first) * row * dtype.itemsize
+            read = access.read(place, count * row * dtype.itemsize)
+            return numpy.frombuffer(read, stored).reshape((1,) * axis + (count, *self.shape[axis + 1 :]))
+
+        chunks = (*(1 for _ in outer), rows, *self.shape[axis + 1 :])
+        identity = None if self._file.identity is None else (self._file.identity, self._place)
+        return TiledArray(self.shape, dtype, chunks, decode, identity=identity)
+
     def _whole(self, dtype: Any) -> Any:
         return self._series.asarray().reshape(self.shape).astype(dtype, copy=False)
 
@@ -285,7 +315,7 @@ class _Level:
         dtype = self._series.dtype
         if file.source.path is None or self._series.is_multifile or not self._fits or dtype is None:
             return None
-        if dtype.kind not in "uif" or dtype.itemsize * 8 != self.keyframe.bitspersample:
+        if not self._is_plain():
             return None
         stored = dtype.newbyteorder(file.byte_order)
         offset, steps = self._series.dataoffset, None
@@ -295,7 +325,7 @@ class _Level:
                 return None
         elif math.prod(self._lead) != len(pages) and len(pages) != 1:
             return None
-        mode = "r+" if file.source.mode == "r+" else "r"
+        mode: Any = "r+" if file.source.mode == "r+" else "r"
         size = os.path.getsize(file.source.path)
         count = math.prod(self.shape)
         inner = count // max(1, math.prod(self._lead)) * dtype.itemsize

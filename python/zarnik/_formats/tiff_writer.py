@@ -135,7 +135,8 @@ class _Stack:
         if str(self.dtype) not in _OME_TYPES:
             raise _classes.NotImplemented(f"OME-TIFF holds no elements of {self.dtype}, but {', '.join(_OME_TYPES)}")
         channels = image.shape[axes.index("C")] if "C" in axes else 0
-        self.is_colour = channels == 3 + image.properties.get_image_info().get_alpha() and image.interpretation in _COLOURS and self.dtype.kind in "u"
+        is_rgb = image.interpretation in _COLOURS and self.dtype.kind == "u"
+        self.is_colour = is_rgb and channels == 3 + image.properties.get_image_info().get_alpha()
         self.axes = "".join(letter for letter in _ORDER if letter in axes and not (letter == "C" and self.is_colour))
         if self.is_colour:
             self.axes += "S"
@@ -215,24 +216,26 @@ class _Blocks:
             page = tuple(slice(index, index + 1) for index in place)
             for first in range(0, self._shape[self._row_axis], self.rows):
                 rows = slice(first, min(first + self.rows, self._shape[self._row_axis]))
-                block = numpy.ascontiguousarray(self._source((*page, rows)))
+                block: Any = numpy.ascontiguousarray(self._source((*page, rows)))
                 if self._coarser is not None:
                     self._make_coarser(page, first, block)
+                # Whoever writes asks for no more than there is: nothing would be told after the last one.
+                self._report(block.nbytes)
                 band = block.reshape(block.shape[self._row_axis :])
                 if self._size is None:
                     yield band.tobytes()
                 else:
                     for column in range(0, band.shape[1], self._size[1]):
                         yield numpy.ascontiguousarray(band[:, column : column + self._size[1]])
-                self._report(block.nbytes)
 
     def _make_coarser(self, page: tuple[slice, ...], first: int, block: Any) -> None:
-        steps = [1] * block.ndim
+        steps = [1] * len(self._shape)
         for axis in (self._row_axis, self._row_axis + 1):
             steps[axis] = 2 if self._shape[axis] > 1 else 1
         part = _pyramid.halved(block, steps, self._nearest)
         begin = first // 2
-        self._coarser.array[(*page, slice(begin, begin + part.shape[self._row_axis]))] = part
+        at = (*page, slice(begin, begin + part.shape[self._row_axis]))
+        self._coarser.array[at] = part
 
 
 def _tile_size(tile: int | tuple[int, int]) -> tuple[int, int]:

@@ -1,0 +1,327 @@
+"""TIFF and OME-TIFF: equal to what tifffile reads, and read by it when we write."""
+
+import contextlib
+import itertools
+import os
+import subprocess
+import sys
+
+import numpy
+import pytest
+import tifffile
+from numpy.testing import assert_allclose, assert_array_equal
+
+import zarnik
+from zarnik._tiles import CACHE, TiledArray, in_threads
+
+KINDS = {
+    "plane": ((70, 90), {"metadata": None}),
+    "volume": ((3, 70, 90), {"photometric": "minisblack", "metadata": {"axes": "ZYX"}}),
+    "colours": ((70, 90, 3), {"photometric": "rgb"}),
+    "planes of colours": ((3, 70, 90), {"photometric": "rgb", "planarconfig": "separate"}),
+    "series": ((2, 3, 2, 70, 90), {"photometric": "minisblack", "metadata": {"axes": "TZCYX"}}),
+    "volumetric": ((16, 32, 48), {"photometric": "minisblack", "volumetric": True, "tile": (16, 16, 16)}),
+}
+CODINGS = {
+    "plain": {},
+    "few rows": {"rowsperstrip": 7},
+    "deflate": {"compression": "zlib", "predictor": True, "rowsperstrip": 7},
+    "tiles": {"tile": (32, 48)},
+    "tiles, lzw": {"tile": (32, 48), "compression": "lzw"},
+    "swapped": {"byteorder": ">"},
+    "swapped, zstd": {"byteorder": ">", "compression": "zstd", "tile": (16, 16)},
+}
+
+
+def values(shape, dtype="uint16", seed=0):
+    return numpy.random.default_rng(seed).integers(0, 200, shape).astype(dtype)
+
+
+def same_as_tifffile(path):
+    """Each series and level has the elements and the axes that tifffile tells."""
+    opened = zarnik.open(path)
+    images = [opened] if isinstance(opened, zarnik.ImageView) else list(opened.values())
+    with tifffile.TiffFile(path) as file:
+        assert len(images) == len(file.series)
+        for image, series in zip(images, file.series):
+            assert len(image.levels) == len(series.levels)
+            for level, expected in zip(image.levels, series.levels):
+                axes = expected.axes.replace("S", "C")
+                assert sorted(level.axes) == sorted(axes)
+                assert_array_equal(level.to_numpy(), expected.asarray().transpose([axes.index(a) for a in level.axes]))
+    return images
+
+
+@pytest.mark.parametrize("coding", CODINGS)
+@pytest.mark.parametrize("kind", KINDS)
+def test_what_tifffile_writes(kind, coding, tmp_path):
+    path = tmp_path / "image.tif"
+    shape, options = KINDS[kind]
+    options = {**options, **{name: value for name, value in CODINGS[coding].items() if name not in options}}
+    byteorder = options.pop("byteorder", None)
+    for dtype in ("uint8", "float32"):
+        if options.get("predictor") and dtype == "float32":
+            options["predictor"] = False
+        if options.get("volumetric"):
+            options.pop("rowsperstrip", None)
+        tifffile.imwrite(path, values(shape, dtype), byteorder=byteorder, **options)
+        (image,) = same_as_tifffile(path)
+        part = image.crop(y=slice(11, 31), x=slice(5, 40))
+        rows, columns = (image.axes.index(letter) for letter in "YX")
+        whole = numpy.moveaxis(image.to_numpy(), (rows, columns), (0, 1))
+        assert_array_equal(numpy.moveaxis(part.to_numpy(), (rows, columns), (0, 1)), whole[11:31, 5:40])
+
+
+def test_memory_is_shared_where_the_file_allows(tmp_path):
+    path = tmp_path / "image.tif"
+    tifffile.imwrite(path, values((4, 70, 90)), metadata={"axes": "ZYX"}, photometric="minisblack")
+    # Pages with their headers between them are as far from each other as the next.
+    with tifffile.TiffWriter(tmp_path / "pages.tif") as file:
+        for page in values((4, 70, 90)):
+            file.write(page, contiguous=False, metadata=None)
+    for name in ("image.tif", "pages.tif"):
+        image = zarnik.open(tmp_path / name)
+        array = image.to_numpy(copy=False)
+        assert array.shape == (4, 70, 90) and not array.flags.writeable
+        assert_array_equal(array, values((4, 70, 90)))
+        zarnik.open(tmp_path / name, mode="r+")[2, 3, 4] = 999
+        assert array[2, 3, 4] == 999 and tifffile.imread(tmp_path / name)[2, 3, 4] == 999
+    tifffile.imwrite(path, values((70, 90)), compression="zlib")
+    with pytest.raises(zarnik.NotImplemented, match="only uncompressed TIFF"):
+        zarnik.open(path, mode="r+")
+    assert zarnik.open(path.read_bytes()).equals(zarnik.open(path))
+
+
+def test_calibration_and_metadata(tmp_path):
+    path = tmp_path / "image.ome.tif"
+    told = {
+        "axes": "TCZYX", "PhysicalSizeX": 200, "PhysicalSizeXUnit": "nm", "PhysicalSizeY": 0.3, "PhysicalSizeZ": 0.001,
+        "PhysicalSizeZUnit": "mm", "Channel": {"Name": ["DAPI", "GFP"]}, "SignificantBits": 12,
+    }  # fmt: skip
+    tifffile.imwrite(path, values((2, 2, 3, 20, 30)), metadata=told, photometric="minisblack")
+    (image,) = same_as_tifffile(path)
+    assert (image.unit, image.channel_names, image.bit_depth) == ("nm", ["DAPI", "GFP"], 12)
+    assert_allclose(image.spacing, (200, 300, 1000))
+    ome = image.metadata["OME"].to_python()
+    assert ome["XML"].startswith("<?xml") and ome["Image"]["Pixels"]["Channel"][1]["Name"] == "GFP"
+    assert image.metadata["TIFF/ImageWidth"].to_python() == 30
+    info = zarnik.info(path)["series"][0]
+    assert (info["axes"], info["shape"], info["kind"]) == ("TZYXC", (2, 3, 20, 30, 2), "ome")
+
+    told = {"axes": "ZCYX", "spacing": 2.5, "unit": "um", "Labels": ["a", "b"]}
+    tifffile.imwrite(path, values((3, 2, 20, 30)), imagej=True, metadata=told, resolution=(4, 2))
+    (image,) = same_as_tifffile(path)
+    assert (image.unit, image.spacing) == ("µm", (0.25, 0.5, 2.5))
+    assert image.metadata["ImageJ/slices"].to_python() == 3
+    tifffile.imwrite(path, values((20, 30)), resolution=(100, 50), resolutionunit="CENTIMETER", ome=False)
+    assert (zarnik.open(path).spacing, zarnik.open(path).unit) == ((0.1, 0.2, 1), "mm")
+
+
+def test_axes_that_nobody_named(tmp_path):
+    path = tmp_path / "image.tif"
+    tifffile.imwrite(path, values((3, 20, 30)), metadata=None, photometric="minisblack")
+    assert zarnik.open(path).axes == "ZYX" and zarnik.open(path, axes="TYX").axes == "TYX"
+    with pytest.raises(zarnik.InvalidArgument, match="'YX' name 2 axes, the file has 3"):
+        zarnik.open(path, axes="YX")
+    array = values((2, 3, 2, 2, 2, 2, 20, 30))
+    tifffile.imwrite(path, array, metadata={"axes": "ATZCPQYX"}, photometric="minisblack")
+    images = zarnik.open(path)
+    assert list(images)[1] == "A=0 P=0 Q=1" and len(images) == 8
+    assert_array_equal(images["A=1 P=0 Q=1"].to_numpy("TZCYX"), array[1, :, :, :, 0, 1])
+    tifffile.imwrite(path, array[0, :, 0, 0, 0], metadata={"axes": "AQYX"}, photometric="minisblack", tile=(16, 16))
+    assert_array_equal(zarnik.open(path).to_numpy("ZTYX"), array[0, :, 0, 0, 0])
+
+
+IMAGES = {
+    "plane": ((70, 91), "YX", "UNKNOWN"),
+    "volume": ((5, 33, 70), "ZYX", "UNKNOWN"),
+    "channels": ((2, 3, 21, 40, 2), "TZYXC", "UNKNOWN"),
+    "colours": ((70, 90, 3), "YXC", "RGB"),
+    "alpha": ((40, 50, 4), "YXC", "RGB"),
+}
+OPTIONS = [
+    {}, {"compression": "zlib"}, {"tile": (32, 16)}, {"bigtiff": True},
+    {"compression": "zstd", "levels": 3, "tile": 16}, {"levels": 2, "tile": 32, "method": "nearest"},
+]  # fmt: skip
+
+
+@pytest.mark.parametrize("kind", IMAGES)
+@pytest.mark.parametrize("options", OPTIONS, ids=str)
+def test_what_we_write(kind, options, tmp_path):
+    shape, axes, interpretation = IMAGES[kind]
+    path = tmp_path / "image.ome.tif"
+    for dtype in ("uint8", "float32"):
+        array = values(shape, dtype)
+        image = zarnik.from_numpy(array, axes, spacing=(0.5, 0.25, 2), origin=(1, 2, 3), unit="µm")
+        image.interpretation, image.bit_depth = interpretation, 7 if dtype == "uint8" else 32
+        image.set_alpha(kind == "alpha")
+        if kind == "channels":
+            image.metadata = {"channel_names": ["a", "b"]}
+        done: list[tuple[int, int]] = []
+        zarnik.save(path, image, progress=lambda *now, done=done: done.append(now), **options)
+        assert done[-1][0] == done[-1][1] >= array.nbytes
+        (again,) = same_as_tifffile(path)
+        assert_array_equal(again.to_numpy(), array)
+        for name in ("axes", "unit", "bit_depth", "channel_names") + (
+            () if dtype == "float32" else ("interpretation",)
+        ):
+            assert getattr(again, name) == getattr(image, name), name
+        count = 3 if "Z" in axes else 2
+        assert_allclose(again.spacing[:count], image.spacing[:count])
+        assert_allclose(again.origin[:count], image.origin[:count])
+        assert len(again.levels) == options.get("levels", 1)
+        if kind == "plane":
+            expected = zarnik.coarser_levels(image, options.get("method"), coarsest=8)
+            for number, level in enumerate(again.levels):
+                assert_allclose(level.to_numpy(), expected[number].to_numpy(), rtol=1e-6)
+                assert_allclose(level.spacing, expected[number].spacing)
+    assert os.listdir(tmp_path) == ["image.ome.tif"]
+
+
+def test_what_tiff_cannot_hold(tmp_path):
+    path = tmp_path / "image.tif"
+    image = zarnik.from_numpy(values((4, 20, 30)), "ZYX", unit="furlong", metadata={"scanner": "Z1"})
+    image.directions = (0, 1, 0), (1, 0, 0)
+    image.interpretation = "LABEL"
+    with pytest.warns(zarnik.LossWarning) as found:
+        zarnik.save(path, image)
+    for loss in ("directions", "unit 'furlong'", "metadata 'scanner'", "interpretation LABEL"):
+        assert loss in str(found[0].message)
+    before = path.read_bytes()
+    for wrong, error in (
+        (zarnik.from_numpy(values((4, 5), "int64")), "no elements of int64"),
+        (zarnik.from_numpy(values((4,))), "axes Y and X"),
+    ):
+        with pytest.raises(zarnik.NotImplemented, match=error):
+            zarnik.save(path, wrong)
+    plane = zarnik.from_numpy(values((40, 50)))
+    with pytest.raises(zarnik.InvalidArgument, match="multiples of 16, got 20 and 20"):
+        zarnik.save(path, plane, tile=20)
+    with pytest.raises(zarnik.Error, match="TIFF"):
+        zarnik.save(path, plane, compression="no such thing")
+    assert path.read_bytes() == before and os.listdir(tmp_path) == ["image.tif"]
+
+
+def test_large_files_in_little_memory(tmp_path):
+    program = """
+import resource, numpy, tifffile, zarnik
+from zarnik._formats import tiff_writer
+tiff_writer._CLASSIC_BYTES >>= 4  # as if it were 16 times as much
+image = zarnik.uniform((5, 8192, 8192), 7, "uint8", axes="ZYX")
+zarnik.save("warm.tif", image.crop(z=0, y=slice(100), x=slice(100)), compression="zstd", levels=2)
+used = int(open("/proc/self/statm").read().split()[0]) * resource.getpagesize()
+resource.setrlimit(resource.RLIMIT_AS, (used + (200 << 20),) * 2)
+zarnik.save("large.tif", image, compression="zstd", tile=512, levels=2)
+again = zarnik.open("large.tif")
+assert again[4, 8191, 8191] == 7 and (again.levels[1][2, 1000:1010] == 7).all()
+with tifffile.TiffFile("large.tif") as file:
+    assert file.is_bigtiff and file.series[0].shape == image.shape
+"""
+    subprocess.run([sys.executable, "-c", program], check=True, cwd=tmp_path)
+
+
+def test_damaged_files_end_in_errors(tmp_path):
+    path = tmp_path / "image.tif"
+    tifffile.imwrite(
+        path, values((3, 64, 64)), tile=(32, 32), compression="zlib", metadata={"axes": "ZYX"}, photometric="minisblack"
+    )
+    whole = path.read_bytes()
+    for size in itertools.chain(range(4, 400, 13), range(400, len(whole), len(whole) // 40)):
+        path.write_bytes(whole[:size])
+        with pytest.raises(zarnik.Error):
+            zarnik.open(path).to_numpy()
+    random = numpy.random.default_rng(1)
+    for _ in range(150):
+        damaged = bytearray(whole)
+        for place in random.integers(0, 600 if random.integers(2) else len(whole), 3):
+            damaged[place] = random.integers(256)
+        path.write_bytes(damaged)
+        try:
+            opened = zarnik.open(path)
+            image = opened if isinstance(opened, zarnik.ImageView) else next(iter(opened.values()))
+            if image.to_numpy is not None and numpy.prod(image.shape, dtype=object) < 1 << 24:
+                image.to_numpy()
+        except zarnik.Error:
+            pass
+    xml = '<?xml version="1.0"?><!DOCTYPE a [<!ENTITY b "x">]><OME xmlns="{}">&b;<Image/></OME>'
+    for text in (xml, "<OME><Image>", '<OME><Image ID="a"><Pixels/></Image></OME>'):
+        tifffile.imwrite(path, values((8, 8)), description=text, metadata=None)
+        with contextlib.suppress(zarnik.Error):
+            assert zarnik.open(path).shape == (8, 8)
+
+
+def test_files_of_a_set_stay_in_their_folder(tmp_path):
+    outside = tmp_path / "outside.tif"
+    tifffile.imwrite(outside, values((8, 8)), metadata=None)
+    (tmp_path / "set").mkdir()
+    xml = (
+        '<OME xmlns="http://www.openmicroscopy.org/Schemas/OME/2016-06"><Image ID="Image:0"><Pixels ID="Pixels:0" '
+        'DimensionOrder="XYZCT" Type="uint16" SizeX="8" SizeY="8" SizeZ="2" SizeC="1" SizeT="1">'
+        '<TiffData IFD="0" FirstZ="0"><UUID FileName="a.ome.tif">urn:uuid:00000000-0000-0000-0000-000000000001</UUID>'
+        '</TiffData><TiffData IFD="0" FirstZ="1"><UUID FileName="{}">'
+        "urn:uuid:00000000-0000-0000-0000-000000000002</UUID>"
+        "</TiffData></Pixels></Image></OME>"
+    )
+    for name in ("b.ome.tif", "../outside.tif"):
+        path = tmp_path / "set" / "a.ome.tif"
+        tifffile.imwrite(path, values((8, 8), seed=1), description=xml.format(name), metadata=None)
+        tifffile.imwrite(tmp_path / "set" / "b.ome.tif", values((8, 8), seed=2), metadata=None)
+        if name == "b.ome.tif":
+            expected = numpy.stack([values((8, 8), seed=1), values((8, 8), seed=2)])
+            assert_array_equal(zarnik.open(path).to_numpy(), expected)
+        else:
+            with pytest.raises(zarnik.Error, match="not in its folder"):
+                zarnik.open(path).to_numpy()
+
+
+def test_only_the_tiles_that_are_needed_and_once(tmp_path):
+    path = tmp_path / "image.tif"
+    tifffile.imwrite(path, values((256, 256)), tile=(64, 64), compression="zlib")
+    before = zarnik.cache_info()
+    image = zarnik.open(path)
+    assert_array_equal(image[70:130, 10:20], values((256, 256))[70:130, 10:20])
+    now = zarnik.cache_info()
+    assert (now["misses"] - before["misses"], now["hits"] - before["hits"]) == (2, 0)
+    zarnik.open(path).crop(y=slice(64, 128)).to_numpy()
+    again = zarnik.cache_info()
+    assert (again["misses"] - now["misses"], again["hits"] - now["hits"]) == (3, 1)
+    assert again["bytes"] - before["bytes"] == 5 * 64 * 64 * 2
+
+
+@pytest.fixture
+def small_cache():
+    limit = CACHE.limit
+    yield zarnik.set_cache_size
+    zarnik.set_cache_size(limit)
+
+
+def test_the_cache_is_bounded_and_shared_by_threads(small_cache):
+    made = []
+
+    def decode(index, fetched):
+        made.append(index)
+        return numpy.full((10, 10), index[0] * 10 + index[1], "uint8")
+
+    array = TiledArray((100, 95), "uint8", (10, 10), decode)
+    small_cache(1000)
+    image = zarnik.from_array(array)
+    expected = numpy.repeat(numpy.repeat(numpy.arange(100).reshape(10, 10), 10, 0), 10, 1)[:, :95]
+    results = []
+    in_threads(lambda _: results.append(image.to_numpy()), range(8), 8)
+    for result in results:
+        assert_array_equal(result, expected)
+    assert zarnik.cache_info()["bytes"] <= 1000
+    small_cache(1 << 20)
+    del made[:]
+    in_threads(lambda _: results.append(image.to_numpy()), range(8), 8)
+    assert len(made) <= 100  # what one thread makes, the others wait for
+    small_cache(0)
+    assert zarnik.cache_info()["tiles"] == 0 and image[5, 5] == 0
+    with pytest.raises(ValueError, match="0 or more bytes, got -1"):
+        zarnik.set_cache_size(-1)
+
+    def fail(index, fetched):
+        raise OSError("the disk is gone")
+
+    with pytest.raises(zarnik.Error, match="the disk is gone"):
+        zarnik.from_array(TiledArray((100, 95), "uint8", (10, 10), fail)).to_numpy()
