@@ -31,7 +31,7 @@ FORMATTED = $(shell find library src benchmarks tests examples \( -name '*.cpp' 
 INSTALL = $(PIP) install --no-build-isolation --no-deps --force-reinstall . \
   -C cmake.define.ZARNIK_WARNINGS_AS_ERRORS=ON
 
-.PHONY: help demo build test bench lint format sanitize tsan clang clean
+.PHONY: help demo build test bench lint format sanitize tsan clang fuzz clean
 
 help:
 	@echo 'make demo      show a real 4-D scan that shares its memory with NumPy, and a part of 20 GiB'
@@ -43,6 +43,7 @@ help:
 	@echo 'make sanitize  run the tests under AddressSanitizer and UndefinedBehaviorSanitizer'
 	@echo 'make tsan      run the C++ tests under ThreadSanitizer'
 	@echo 'make clang     build the library with the oldest and the newest clang, run the C++ tests'
+	@echo 'make fuzz      feed what reads bytes from outside with any bytes, FUZZ_SECONDS=600 each'
 	@echo 'make clean     remove everything that was built'
 
 # ---- set-up ----------------------------------------------------------------------------------------------------------
@@ -161,6 +162,26 @@ clang: .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test $(BUILD
 	    -DZARNIK_WARNINGS_AS_ERRORS=ON >/dev/null && \
 	  cmake --build $(BUILD)/clang-$$version --target zarnik zarnik_tests && \
 	  $(BUILD)/clang-$$version/zarnik_tests --gtest_brief=1 || failed=1; \
+	done; \
+	test -z "$$failed"
+
+# ---- fuzz ------------------------------------------------------------------------------------------------------------
+
+# What it finds stays in build/fuzz/corpus for the next run; an input that does harm is left in build/fuzz.
+FUZZ_SECONDS ?= 600
+FUZZ_TARGETS ?= uri fields resources image frame values
+
+fuzz: .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-fuzz
+	@cmake -S library -B $(BUILD)/fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZARNIK_FUZZ=ON -DZARNIK_BUILD_TESTS=OFF \
+	  -DCMAKE_CXX_COMPILER=clang++-`tools/install-system-packages.sh --clang-versions | head -n 1` >/dev/null
+	@cmake --build $(BUILD)/fuzz --target zarnik_fuzz
+	@failed=; \
+	for target in $(FUZZ_TARGETS); do \
+	  mkdir -p $(BUILD)/fuzz/corpus/$$target && echo "fuzzing $$target" && \
+	  ZARNIK_FUZZ_TARGET=$$target ASAN_OPTIONS=allocator_may_return_null=1 nice -n 19 $(BUILD)/fuzz/zarnik_fuzz \
+	    -max_total_time=$(FUZZ_SECONDS) -max_len=4096 -timeout=60 -rss_limit_mb=2048 -malloc_limit_mb=4194304 \
+	    -verbosity=0 -print_final_stats=1 -artifact_prefix=$(BUILD)/fuzz/$$target- \
+	    $(BUILD)/fuzz/corpus/$$target library/tests/fuzz/seeds/$$target || failed=1; \
 	done; \
 	test -z "$$failed"
 

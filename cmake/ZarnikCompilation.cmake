@@ -19,6 +19,11 @@ endif()
 
 option(ZARNIK_SANITIZE "build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(ZARNIK_SANITIZE_THREADS "build with ThreadSanitizer" OFF)
+option(ZARNIK_FUZZ "build for libFuzzer, which takes clang" OFF)
+if(ZARNIK_FUZZ)
+  add_compile_options(-O1 -g1 -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=address,undefined)
+endif()
 if(ZARNIK_SANITIZE)
   # Line numbers are all that a report needs; more optimization costs the build minutes and hides faults.
   add_compile_options(-O1 -g1 -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes sure that the Debian packages for the given purposes are installed: build, demo, test, bench, lint, clang.
+# Makes sure that the Debian packages for the given purposes are installed: build, demo, test, bench, lint, clang, fuzz.
 # Installs what is missing when it may, else says what is missing and how to get it.
 # With --clang-versions it prints the oldest clang that the library is built with, and the newest that there is.
 set -eu
@@ -23,7 +23,8 @@ for purpose in "$@"; do
     bench) wanted="$wanted libbenchmark-dev nginx-light curl" ;;
     lint) wanted="$wanted clang-format clang-tidy" ;;
     clang) for version in $(clang_versions); do wanted="$wanted clang-$version"; done ;;
-    *) echo "unknown purpose $purpose, known are build, demo, test, bench, lint, clang" >&2; exit 2 ;;
+    fuzz) wanted="$wanted clang-$(clang_versions | head -n 1)" ;;
+    *) echo "unknown purpose $purpose, known are build, demo, test, bench, lint, clang, fuzz" >&2; exit 2 ;;
   esac
 done
 

@@ -137,15 +137,15 @@ private:
   StreamAccess const * stream_;
 };
 
-// Moves bytes between an accessor and memory that the pin keeps. What comes from a server may take any time: it is left
-// to itself when the call is interrupted, since it cannot be told. All else is told between two pieces. In memory the
-// interpreter's lock is what keeps other threads from changing its size.
+// Moves bytes between an accessor and memory that the pin keeps. What comes from a server may take any time, and asks
+// whether it is wanted still. All else is told between two pieces. In memory the interpreter's lock is what keeps other
+// threads from changing its size.
 template <typename Move>
 size_t transfer(DataAccess const & access, size_t size, Reference const & pin, bool isInMemory, Move move) {
   if (isInMemory)
     return move(0, size);
   if (httpStatistics(access))
-    return callWithoutLock([move, size, kept = KeptObject(Reference(pin))] { return move(0, size); }, CallLength::LONG);
+    return callWithoutLock([&] { return move(0, size); }, CallLength::SERVER);
   if (size < LONG_BYTES) {
     WithoutLock const released;
     return move(0, size);
@@ -158,27 +158,31 @@ size_t transfer(DataAccess const & access, size_t size, Reference const & pin, b
 bool isInMemory(StreamAccess const & stream) { return stream.support(StreamAccessCapability::MEMORY_ACCESS); }
 bool isInMemory(RandomAccess const & access) { return access.support(RandomAccessCapability::MEMORY_ACCESS); }
 
+// What moves bytes from or to a place of memory, piece by piece.
+auto reading(std::shared_ptr<StreamAccess> const & stream, uint8_t * bytes) {
+  return [stream, bytes, use = std::make_shared<StreamUse>(*stream)](size_t place, size_t size) {
+    return stream->read(bytes + place, size);
+  };
+}
+
+auto reading(std::shared_ptr<RandomAccess> const & access, size_t offset, uint8_t * bytes) {
+  return
+      [access, offset, bytes](size_t place, size_t size) { return access->read(offset + place, bytes + place, size); };
+}
+
 PyObject * readStream(PyObject *, PyObject * arguments) {
-  return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    PyObject * destination = nullptr;
-    if (!PyArg_UnpackTuple(arguments, "read_stream", 2, 2, &object, &destination))
-      return nullptr;
+  return guarded([&] {
+    auto const [object, destination] = unpacked<2>(arguments, "read_stream");
     auto const stream = streamOf(object);
     auto const buffer = writableBuffer(destination);
-    auto * const bytes = static_cast<uint8_t *>(buffer.data);
     return unsignedObject(transfer(*stream, buffer.size, buffer.pin, isInMemory(*stream),
-                                   [stream, bytes, use = std::make_shared<StreamUse>(*stream)](
-                                       size_t place, size_t size) { return stream->read(bytes + place, size); }));
+                                   reading(stream, static_cast<uint8_t *>(buffer.data))));
   });
 }
 
 PyObject * writeStream(PyObject *, PyObject * arguments) {
-  return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    PyObject * source = nullptr;
-    if (!PyArg_UnpackTuple(arguments, "write_stream", 2, 2, &object, &source))
-      return nullptr;
+  return guarded([&] {
+    auto const [object, source] = unpacked<2>(arguments, "write_stream");
     auto const stream = streamOf(object);
     auto const buffer = readableBuffer(source);
     auto const * const bytes = static_cast<uint8_t const *>(buffer.data);
@@ -189,31 +193,20 @@ PyObject * writeStream(PyObject *, PyObject * arguments) {
 }
 
 PyObject * readRandom(PyObject *, PyObject * arguments) {
-  return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    PyObject * first = nullptr;
-    PyObject * destination = nullptr;
-    if (!PyArg_UnpackTuple(arguments, "read_random", 3, 3, &object, &first, &destination))
-      return nullptr;
+  return guarded([&] {
+    auto const [object, first, destination] = unpacked<3>(arguments, "read_random");
     auto const access = randomOf(object);
     auto const offset = sizeOf(first);
     auto const buffer = writableBuffer(destination);
-    auto * const bytes = static_cast<uint8_t *>(buffer.data);
     checkedAdd(offset, buffer.size, "bytes to read");
     return unsignedObject(transfer(*access, buffer.size, buffer.pin, isInMemory(*access),
-                                   [access, offset, bytes](size_t place, size_t size) {
-                                     return access->read(offset + place, bytes + place, size);
-                                   }));
+                                   reading(access, offset, static_cast<uint8_t *>(buffer.data))));
   });
 }
 
 PyObject * writeRandom(PyObject *, PyObject * arguments) {
-  return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    PyObject * first = nullptr;
-    PyObject * source = nullptr;
-    if (!PyArg_UnpackTuple(arguments, "write_random", 3, 3, &object, &first, &source))
-      return nullptr;
+  return guarded([&] {
+    auto const [object, first, source] = unpacked<3>(arguments, "write_random");
     auto const access = randomOf(object);
     auto const offset = sizeOf(first);
     auto const buffer = readableBuffer(source);
@@ -257,11 +250,7 @@ constexpr size_t SMALL_BYTES = size_t{1} << 20;
 // read_bytes(access, offset, size): all up to the end without a size.
 PyObject * readBytes(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    PyObject * first = nullptr;
-    PyObject * count = nullptr;
-    if (!PyArg_UnpackTuple(arguments, "read_bytes", 3, 3, &object, &first, &count))
-      return nullptr;
+    auto const [object, first, count] = unpacked<3>(arguments, "read_bytes");
     auto const access = randomOf(object);
     auto const offset = boundedSizeOf(first, "offset");
     auto size = count == Py_None ? std::numeric_limits<size_t>::max() : boundedSizeOf(count, "size");
@@ -270,9 +259,7 @@ PyObject * readBytes(PyObject *, PyObject * arguments) {
       size = offset >= end ? 0 : std::min(size, end - offset);
     }
     return filledBytes(size, [&](uint8_t * bytes, Reference const & pin) {
-      return transfer(*access, size, pin, isInMemory(*access), [access, offset, bytes](size_t place, size_t length) {
-        return access->read(offset + place, bytes + place, length);
-      });
+      return transfer(*access, size, pin, isInMemory(*access), reading(access, offset, bytes));
     });
   });
 }
@@ -280,17 +267,11 @@ PyObject * readBytes(PyObject *, PyObject * arguments) {
 // read_stream_bytes(stream, size)
 PyObject * readStreamBytes(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    PyObject * count = nullptr;
-    if (!PyArg_UnpackTuple(arguments, "read_stream_bytes", 2, 2, &object, &count))
-      return nullptr;
+    auto const [object, count] = unpacked<2>(arguments, "read_stream_bytes");
     auto const stream = streamOf(object);
     auto const size = boundedSizeOf(count, "size");
     return filledBytes(size, [&](uint8_t * bytes, Reference const & pin) {
-      return transfer(*stream, size, pin, isInMemory(*stream),
-                      [stream, bytes, use = std::make_shared<StreamUse>(*stream)](size_t place, size_t length) {
-                        return stream->read(bytes + place, length);
-                      });
+      return transfer(*stream, size, pin, isInMemory(*stream), reading(stream, bytes));
     });
   });
 }
@@ -298,11 +279,7 @@ PyObject * readStreamBytes(PyObject *, PyObject * arguments) {
 // read_many(access, [(offset, size), ...], buffer): the parts one behind the other.
 PyObject * readMany(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    PyObject * pairs = nullptr;
-    PyObject * destination = nullptr;
-    if (!PyArg_UnpackTuple(arguments, "read_many", 3, 3, &object, &pairs, &destination))
-      return nullptr;
+    auto const [object, pairs, destination] = unpacked<3>(arguments, "read_many");
     auto const access = randomOf(object);
     auto const buffer = writableBuffer(destination);
     auto const list = Reference::steal(PySequence_List(pairs));
@@ -330,8 +307,10 @@ PyObject * readMany(PyObject *, PyObject * arguments) {
       return size;
     };
     // Not in pieces: an accessor that is far away plans all of it together.
-    callWithoutLock([read, total, kept = KeptObject(Reference(buffer.pin))] { return read(0, total); },
-                    httpStatistics(*access) || total >= LONG_BYTES ? CallLength::LONG : CallLength::SHORT);
+    auto const length = httpStatistics(*access) ? CallLength::SERVER
+                        : total >= LONG_BYTES   ? CallLength::LONG
+                                                : CallLength::SHORT;
+    callWithoutLock([read, total, kept = KeptObject(Reference(buffer.pin))] { return read(0, total); }, length);
     return none();
   });
 }
@@ -340,7 +319,7 @@ PyObject * flushStream(PyObject *, PyObject * object) {
   return guarded([&]() -> PyObject * {
     auto const stream = streamOf(object);
     callWithoutLock([stream, use = std::make_shared<StreamUse>(*stream)] { stream->flush(); },
-                    httpStatistics(*stream) ? CallLength::LONG : CallLength::SHORT);
+                    httpStatistics(*stream) ? CallLength::SERVER : CallLength::SHORT);
     return none();
   });
 }
@@ -367,38 +346,28 @@ PyObject * abortStream(PyObject *, PyObject * object) {
   });
 }
 
-PyObject * openHttpRandom(PyObject *, PyObject * arguments) {
+// An accessor that is opened by a URI, a method and headers.
+template <typename Open> PyObject * openHttp(PyObject * arguments, Open open, swig_type_info * type) {
   return guarded([&]() -> PyObject * {
     PyObject * uri = nullptr;
     char const * method = nullptr;
     PyObject * headers = nullptr;
     if (!PyArg_ParseTuple(arguments, "OsO", &uri, &method, &headers))
       return nullptr;
-    auto access = callWithoutLock(
-        [uri = valueOf<Uri>(uri, types().uri, "Uri"), method = std::string(method),
-         headers = valueOf<HTTPHeaders>(headers, types().headers, "HTTPHeaders")] {
-          return RandomAccessFactory::openHTTPRead(uri, method, headers);
-        },
-        CallLength::LONG);
-    return wrapShared(std::move(access), types().random);
+    auto access = callWithoutLock([open, uri = valueOf<Uri>(uri, types().uri, "Uri"), method = std::string(method),
+                                   headers = valueOf<HTTPHeaders>(
+                                       headers, types().headers, "HTTPHeaders")] { return open(uri, method, headers); },
+                                  CallLength::LONG);
+    return wrapShared(std::move(access), type);
   });
 }
 
+PyObject * openHttpRandom(PyObject *, PyObject * arguments) {
+  return openHttp(arguments, &RandomAccessFactory::openHTTPRead, types().random);
+}
+
 PyObject * openHttpStream(PyObject *, PyObject * arguments) {
-  return guarded([&]() -> PyObject * {
-    PyObject * uri = nullptr;
-    char const * method = nullptr;
-    PyObject * headers = nullptr;
-    if (!PyArg_ParseTuple(arguments, "OsO", &uri, &method, &headers))
-      return nullptr;
-    auto stream = callWithoutLock(
-        [uri = valueOf<Uri>(uri, types().uri, "Uri"), method = std::string(method),
-         headers = valueOf<HTTPHeaders>(headers, types().headers, "HTTPHeaders")] {
-          return StreamAccessFactory::openHTTPWrite(uri, method, headers);
-        },
-        CallLength::LONG);
-    return wrapShared(std::move(stream), types().stream);
-  });
+  return openHttp(arguments, &StreamAccessFactory::openHTTPWrite, types().stream);
 }
 
 // Files by the bytes of their paths, which need not be text.

@@ -1,5 +1,6 @@
 #include "direct/CallWithoutLock.h"
 
+#include "module/CausedError.h"
 #include "zarnik/core/Interruption.h"
 
 #include <chrono>
@@ -122,6 +123,30 @@ void endInterrupted(Outcome & outcome, std::atomic<bool> & requested, bool liste
 }
 
 } // namespace
+
+void runAskingForSignals(std::function<void()> const & work) {
+  bool isInterrupted = false;
+  {
+    WithoutLock const released;
+    auto next = std::chrono::steady_clock::now() + POLL_INTERVAL;
+    InterruptionScope const scope([&] {
+      if (isInterrupted || std::chrono::steady_clock::now() < next)
+        return isInterrupted;
+      WithLock const locked;
+      isInterrupted = PyErr_CheckSignals() != 0;
+      next = std::chrono::steady_clock::now() + POLL_INTERVAL;
+      return isInterrupted;
+    });
+    try {
+      work();
+    } catch (...) {
+      if (!isInterrupted)
+        throw;
+    }
+  }
+  if (isInterrupted)
+    throw PendingError();
+}
 
 void runInterruptibly(std::function<void(Cancellation const &)> work, bool listens) {
   Cancellation cancellation;

@@ -24,9 +24,14 @@ private:
 
 /// How long a call without the lock may take.
 enum class CallLength {
-  SHORT, ///< well below 0.2 s, whatever happens: made on the calling thread
-  LONG   ///< a large transfer, or one that waits for a disk or a server
+  SHORT,  ///< well below 0.2 s, whatever happens: made on the calling thread
+  SERVER, ///< a transfer that asks an InterruptionScope whether to end, as those over HTTP do: made there too
+  LONG    ///< a large transfer, or one that waits for a disk or a server
 };
+
+/// Does work on this thread without the interpreter's lock. An InterruptionScope looks for signals every 0.1 s.
+/// \throws PendingError when a handler raised, with its error pending; else what the work throws
+void runAskingForSignals(std::function<void()> const & work);
 
 /// Does work on another thread and waits for it without the interpreter's lock, looking for signals every 0.1 s: a
 /// handler that raises, as that of Ctrl-C does, ends the waiting. Work that listens is told and waited for; other work
@@ -50,9 +55,18 @@ template <typename F> auto callWithoutLock(F function, CallLength length) {
     WithoutLock const released;
     return call(function, Cancellation());
   }
+  using Result = decltype(call(function, Cancellation()));
+  if (length == CallLength::SERVER) {
+    if constexpr (std::is_void_v<Result>) {
+      return runAskingForSignals([&] { call(function, Cancellation()); });
+    } else {
+      std::optional<Result> result;
+      runAskingForSignals([&] { result.emplace(call(function, Cancellation())); });
+      return std::move(*result);
+    }
+  }
   // Shared with the thread, which outlives an interrupted call.
   auto const shared = std::make_shared<F>(std::move(function));
-  using Result = decltype(call(*shared, Cancellation()));
   if constexpr (std::is_void_v<Result>) {
     runInterruptibly([shared, call](Cancellation const & cancellation) { call(*shared, cancellation); }, listens);
   } else {

@@ -3,6 +3,10 @@
 #include "module/Errors.h"
 #include "module/Python.h"
 
+#include <array>
+#include <cstddef>
+#include <utility>
+
 namespace zarnik::python {
 
 /// Adds functions to zarnik._direct when the module is imported. One static object in each file that defines some:
@@ -28,5 +32,16 @@ template <typename Call> PyObject * guarded(Call call) {
 
 /// To be thrown where a Python error is pending already.
 struct PendingError {};
+
+/// The arguments of a call that takes exactly so many. \throws PendingError with TypeError pending if there are others
+template <size_t COUNT> std::array<PyObject *, COUNT> unpacked(PyObject * arguments, char const * function) {
+  std::array<PyObject *, COUNT> objects{};
+  auto const unpack = [&]<size_t... I>(std::index_sequence<I...>) {
+    return PyArg_UnpackTuple(arguments, function, COUNT, COUNT, &objects[I]...);
+  };
+  if (!unpack(std::make_index_sequence<COUNT>()))
+    throw PendingError();
+  return objects;
+}
 
 } // namespace zarnik::python

@@ -85,12 +85,7 @@ PyObject * readRegionOf(PyObject *, PyObject * arguments) {
 template <typename Byte, typename Reader, typename Move>
 PyObject * transfer(PyObject * arguments, char const * name, Reader reader, Move move) {
   return guarded([&]() -> PyObject * {
-    PyObject * image = nullptr;
-    PyObject * first = nullptr;
-    PyObject * second = nullptr;
-    PyObject * object = nullptr;
-    if (!PyArg_UnpackTuple(arguments, name, 4, 4, &image, &first, &second, &object))
-      return nullptr;
+    auto const [image, first, second, object] = unpacked<4>(arguments, name);
     auto const view = viewOf(image);
     auto const region = regionBetween(first, second);
     Buffer<Byte> buffer;

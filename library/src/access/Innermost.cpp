@@ -9,11 +9,11 @@ namespace zarnik {
 DataAccess const & innermost(DataAccess const & access) {
   auto const * current = &access;
   while (true) {
-    if (auto const * const cursor = dynamic_cast<CursorStream const *>(current))
+    if (auto const * const cursor = exactly<CursorStream>(*current))
       current = cursor->bytes().get();
-    else if (auto const * const region = dynamic_cast<RegionAccess const *>(current))
+    else if (auto const * const region = exactly<RegionAccess>(*current))
       current = region->source().get();
-    else if (auto const * const streamed = dynamic_cast<StreamedAccess const *>(current))
+    else if (auto const * const streamed = exactly<StreamedAccess>(*current))
       current = streamed->stream().get();
     else
       return *current;

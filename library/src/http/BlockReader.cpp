@@ -51,7 +51,9 @@ uint64_t BlockReader::noteRead(uint64_t offset, uint64_t size) {
   auto const & options = resource_.options();
   auto const most = std::min(options.readAheadBytes, options.cacheBytes / 4);
   // Doubled with each read, so that only those who go on for long get much.
-  ahead_ = offset > 0 && offset == lastEnd_ ? std::min<uint64_t>(std::max(ahead_ * 2, size), most) : 0;
+  auto const goesOn = offset > 0 && offset == lastEnd_;
+  ahead_ = goesOn ? std::min<uint64_t>(std::max(ahead_ * 2, size), most) : 0;
+  inOrder_ = goesOn ? inOrder_ + size : size;
   lastEnd_ = offset + size;
   return ahead_;
 }
@@ -77,11 +79,66 @@ void BlockReader::read(uint64_t offset, uint8_t * destination, size_t size) {
   if (size == 0 || readFromCache(offset, destination, size))
     return;
   uint64_t ahead = 0;
+  bool much = false;
   {
     std::lock_guard const lock(mutex_);
     ahead = noteRead(offset, size);
+    auto const & options = resource_.options();
+    much = inOrder_ > size && inOrder_ > options.cacheBytes / 4 && options.readAheadBytes > 0;
   }
+  if (!much)
+    endSequential();
+  else if (readOn(offset, destination, size))
+    return;
   readParts({{offset, destination, size}}, ahead);
+}
+
+void BlockReader::endSequential() {
+  if (std::unique_lock const lock(sequentialMutex_, std::try_to_lock); lock)
+    sequential_.reset();
+}
+
+// The first bytes that are in memory.
+size_t BlockReader::copyPresent(uint64_t offset, uint8_t * destination, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    auto const begin = static_cast<size_t>((offset + done) % blockBytes_);
+    auto const count = std::min(size - done, blockBytes_ - begin);
+    std::shared_ptr<Block> block;
+    {
+      std::lock_guard const lock(mutex_);
+      block = cache_.find((offset + done) / blockBytes_);
+      if (!block || block->state != Block::State::READY)
+        break;
+    }
+    ++resource_.counters().cacheHits;
+    std::memcpy(destination + done, block->bytes.get() + begin, count);
+    done += count;
+  }
+  return done;
+}
+
+// Reads what follows what was read before, past the cache: much that is read in order would only push everything else
+// out. \return false if another thread does so
+bool BlockReader::readOn(uint64_t offset, uint8_t * destination, size_t size) {
+  std::unique_lock const lock(sequentialMutex_, std::try_to_lock);
+  if (!lock)
+    return false;
+  size_t done = 0;
+  if (!sequential_ || !sequential_->goesOnAt(offset)) {
+    sequential_.reset();
+    done = copyPresent(offset, destination, size);
+    if (done == size)
+      return true;
+    sequential_ = std::make_unique<SequentialReader>(resource_, offset + done);
+  }
+  try {
+    sequential_->read(destination + done, size - done);
+  } catch (...) {
+    sequential_.reset();
+    throw;
+  }
+  return true;
 }
 
 void BlockReader::readMany(std::span<RandomAccess::ReadRequest const> parts) {

@@ -2,6 +2,7 @@
 
 #include "http/BlockCache.h"
 #include "http/HttpResource.h"
+#include "http/SequentialReader.h"
 #include "zarnik/access/RandomAccess.h"
 
 #include <condition_variable>
@@ -44,6 +45,9 @@ private:
   };
 
   bool readFromCache(uint64_t offset, uint8_t * destination, size_t size);
+  size_t copyPresent(uint64_t offset, uint8_t * destination, size_t size);
+  void endSequential();
+  bool readOn(uint64_t offset, uint8_t * destination, size_t size);
   uint64_t noteRead(uint64_t offset, uint64_t size);
   void addCopies(RandomAccess::ReadRequest const & part, Copies & copies) const;
   void readParts(std::vector<RandomAccess::ReadRequest> parts, uint64_t bytesAhead);
@@ -59,6 +63,10 @@ private:
   BlockCache cache_;
   uint64_t lastEnd_ = 0;
   uint64_t ahead_ = 0;
+  uint64_t inOrder_ = 0; // bytes read up to lastEnd_ without a jump
+
+  std::mutex sequentialMutex_;
+  std::unique_ptr<SequentialReader> sequential_; // once that is much
 };
 
 } // namespace zarnik::http

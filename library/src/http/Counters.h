@@ -25,11 +25,4 @@ struct Counters {
   }
 };
 
-/// What has counters.
-class Counted {
-public:
-  virtual ~Counted() = default;
-  virtual HttpStatistics statistics() const = 0;
-};
-
 } // namespace zarnik::http

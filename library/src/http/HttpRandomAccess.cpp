@@ -2,6 +2,7 @@
 
 #include "access/Innermost.h"
 #include "http/HttpAccess.h"
+#include "http/HttpWriteStream.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
@@ -71,8 +72,12 @@ std::shared_ptr<RandomAccess> openHttpRead(Uri const & uri, std::string const & 
 }
 
 std::optional<HttpStatistics> httpStatistics(DataAccess const & access) {
-  auto const * const counted = dynamic_cast<http::Counted const *>(&innermost(access));
-  return counted ? std::optional(counted->statistics()) : std::nullopt;
+  auto const & inner = innermost(access);
+  if (auto const * const resource = exactly<http::HttpRandomAccess>(inner))
+    return resource->statistics();
+  if (auto const * const stream = exactly<http::HttpWriteStream>(inner))
+    return stream->statistics();
+  return std::nullopt;
 }
 
 } // namespace zarnik

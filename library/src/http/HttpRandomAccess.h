@@ -6,7 +6,7 @@
 namespace zarnik::http {
 
 /// A resource of a web server, read-only.
-class HttpRandomAccess final : public RandomAccess, public Counted {
+class HttpRandomAccess final : public RandomAccess {
 public:
   HttpRandomAccess(Uri const & uri, std::string const & method, HTTPHeaders const & headers,
                    HttpOptions const & options);
@@ -21,7 +21,7 @@ public:
   void resize(size_t newSize) override;
   void readMany(std::span<ReadRequest const> requests) override;
 
-  HttpStatistics statistics() const override { return resource_.counters().read(); }
+  HttpStatistics statistics() const { return resource_.counters().read(); }
 
 private:
   HttpResource resource_;

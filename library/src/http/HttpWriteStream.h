@@ -17,7 +17,7 @@
 namespace zarnik::http {
 
 /// A request whose body is what is written. The body is sent while it is written; one buffer is all the memory.
-class HttpWriteStream final : public StreamAccess, public StreamCompletion, public Counted {
+class HttpWriteStream final : public StreamAccess, public StreamCompletion {
 public:
   HttpWriteStream(Uri const & uri, std::string const & method, HTTPHeaders const & headers,
                   HttpOptions const & options);
@@ -38,7 +38,7 @@ public:
   void close() override;
   void abort() noexcept override;
 
-  HttpStatistics statistics() const override { return counters_.read(); }
+  HttpStatistics statistics() const { return counters_.read(); }
 
 private:
   enum class State { OPEN, CLOSED, FAILED, ABORTED };

@@ -122,6 +122,21 @@ void RangeTransfer::takeBody(uint8_t const * data, size_t size) {
     refuse("more bytes came than were asked for");
   sink_.accept(range_.offset + received_, data, size);
   received_ += size;
+  if (!paused_ && sink_.full())
+    pause();
+}
+
+void RangeTransfer::pause() {
+  pauseBegin_ = Clock::now();
+  if (!std::exchange(paused_, true))
+    curl_easy_pause(handle_, CURLPAUSE_RECV);
+}
+
+CURLcode RangeTransfer::resume() {
+  auto const now = Clock::now();
+  begin_ += now - pauseBegin_;
+  lastActivity_ = now;
+  return std::exchange(paused_, false) ? curl_easy_pause(handle_, CURLPAUSE_CONT) : CURLE_OK;
 }
 
 void RangeTransfer::checkIdentity(std::optional<uint64_t> total) const {

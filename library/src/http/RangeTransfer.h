@@ -22,6 +22,8 @@ public:
   virtual ~ByteSink() = default;
   /// Takes bytes. Those of one range come in order, each once; those of several ranges in any order.
   virtual void accept(uint64_t offset, uint8_t const * bytes, size_t size) = 0;
+  /// Whether it wants no more for now. What is on its way to it already, it takes nevertheless.
+  virtual bool full() const { return false; }
 };
 
 /// What every answer must agree on while a resource is open.
@@ -56,6 +58,11 @@ public:
   /// Judges what came when libcurl is done with it.
   /// \throws Error when trying again cannot help
   Result finish(CURLcode code);
+
+  /// Leaves what comes next in the system's buffers; the time until it is resumed does not count.
+  void pause();
+  /// Bytes may reach the sink at once.
+  CURLcode resume();
 
   /// Whether the server has been silent for too long, or the whole took too long.
   bool stalled(Clock::time_point now) const;
@@ -106,8 +113,10 @@ private:
   bool headChecked_ = false;
   bool connected_ = false;
   bool unreachable_ = false;
+  bool paused_ = false;
   Clock::time_point begin_ = Clock::now();
   Clock::time_point lastActivity_ = begin_;
+  Clock::time_point pauseBegin_ = begin_;
 };
 
 } // namespace zarnik::http

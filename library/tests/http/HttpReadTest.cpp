@@ -50,6 +50,19 @@ std::vector<uint8_t> readAll(RandomAccess & access) {
   return bytes;
 }
 
+// In order, so much that it goes past the cache.
+std::vector<uint8_t> readInOrder(std::string const & path) {
+  auto options = smallOptions();
+  options.cacheBytes = 2 * options.blockBytes;
+  options.readAheadBytes = 4 * options.blockBytes;
+  auto const access = openFault(path, options);
+  std::vector<uint8_t> bytes(access->size());
+  for (size_t done = 0; done < bytes.size();)
+    done += access->read(done, &bytes[done], std::min<size_t>(3001, bytes.size() - done));
+  EXPECT_LT(httpStatistics(*access)->cacheMisses, 8u);
+  return bytes;
+}
+
 bool isContent(std::vector<uint8_t> const & bytes, size_t offset) {
   static auto const content = servedContent();
   return std::equal(bytes.begin(), bytes.end(), content.begin() + static_cast<std::ptrdiff_t>(offset));
@@ -78,6 +91,7 @@ class PassingFault : public testing::TestWithParam<std::string> {};
 TEST_P(PassingFault, EndsInTheRightBytes) {
   auto const access = openFault(GetParam());
   EXPECT_TRUE(readAll(*access) == servedContent());
+  EXPECT_TRUE(readInOrder(GetParam() + "/in_order") == servedContent());
 }
 
 INSTANTIATE_TEST_SUITE_P(Http, PassingFault,
@@ -117,6 +131,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{"garbage", "GET"}, Wrong{"always_500", "status 500"}, Wrong{"always_truncated", "tries"},
                     Wrong{"silent", "tries"}, Wrong{"stalls", "tries"}, Wrong{"impatient", "status 429"}),
     [](auto const & one) { return one.param.path; });
+
+TEST(HttpRead, FaultsAmongMuchThatIsReadInOrderAreErrors) {
+  for (auto const * const path : {"stops_ranges", "other_bytes", "fewer_bytes", "changes", "changes_size"})
+    EXPECT_THROW(readInOrder(fmt::format("{}/in_order", path)), Error) << path;
+}
 
 TEST(HttpRead, EmptyResourcesAreEmpty) {
   for (auto const * const path : {"empty", "empty_whole"}) {

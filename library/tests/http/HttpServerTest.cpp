@@ -112,6 +112,32 @@ TEST_F(HttpServer, IsReadOverTlsByThoseWhoTrustIt) {
   EXPECT_THROW(openHttpWrite(secureUri("put/x"), "PUT", {}), Error);
 }
 
+TEST_F(HttpServer, SendsMuchThatIsReadInOrderInOneAnswer) {
+  EnvironmentVariable const trust("SSL_CERT_FILE", certificate_.c_str());
+  auto const content = servedContent(8'000'000);
+  std::ofstream(root_ + "/large.bin", std::ios::binary)
+      .write(reinterpret_cast<char const *>(content.data()), static_cast<std::streamsize>(content.size()));
+  for (auto const & target : {uri("large.bin"), secureUri("large.bin")}) {
+    auto options = blocksOf(1000);
+    options.cacheBytes = 100'000;
+    auto const access = openHttpRead(target, "GET", {}, options);
+    std::mt19937 random(4);
+    std::vector<uint8_t> bytes(50'000);
+    auto const readOn = [&](size_t from, size_t to) {
+      for (auto offset = from; offset < to;) {
+        auto const size = access->read(offset, bytes.data(), random() % bytes.size());
+        ASSERT_TRUE(std::equal(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size), &content[offset]));
+        offset += size;
+      }
+    };
+    readOn(0, 5'000'000);
+    readOn(2'000'000, 3'000'000); // a jump back ends the answer
+    readOn(3'500'000, content.size());
+    EXPECT_LT(httpStatistics(*access)->requests, 40u);
+    EXPECT_LT(httpStatistics(*access)->bytesReceived, 15'000'000u);
+  }
+}
+
 TEST_F(HttpServer, TakesWhatIsWritten) {
   EnvironmentVariable const trust("SSL_CERT_FILE", certificate_.c_str());
   auto const content = servedContent(2'000'000);
@@ -156,7 +182,9 @@ TEST_F(HttpServer, BrokenOffUploadsAreNotStored) {
 TEST_F(HttpServer, ForkedProcessesHaveConnectionsOfTheirOwn) {
   EnvironmentVariable const trust("SSL_CERT_FILE", certificate_.c_str());
   for (auto const & target : {uri("content.bin"), secureUri("content.bin")}) {
-    auto access = openHttpRead(target, "GET", {}, blocksOf(1000));
+    auto options = blocksOf(1000);
+    options.cacheBytes = 10'000;
+    auto access = openHttpRead(target, "GET", {}, options);
     auto stream = openHttpWrite(uri("put/forked"), "PUT", {});
     stream->write("abcd", 4);
     stream->flush();
@@ -172,13 +200,21 @@ TEST_F(HttpServer, ForkedProcessesHaveConnectionsOfTheirOwn) {
       }
       return true;
     };
+    auto const readInOrder = [&](size_t from, size_t to) {
+      std::vector<uint8_t> bytes(to - from);
+      for (size_t done = 0; done < bytes.size(); done += 500)
+        access->read(from + done, &bytes[done], 500);
+      return std::equal(bytes.begin(), bytes.end(), &content[from]);
+    };
+    EXPECT_TRUE(readInOrder(0, 50'000));
     auto const child = fork();
     if (child == 0) {
-      auto const right = readSome(1);
+      auto const right = readInOrder(50'000, 100'000) && readSome(1);
       access.reset();
       stream.reset();
       _exit(right ? 0 : 1);
     }
+    EXPECT_TRUE(readInOrder(50'000, 100'000));
     EXPECT_TRUE(readSome(2));
     int status = 0;
     waitpid(child, &status, 0);

@@ -16,9 +16,10 @@ struct HttpOptions {
   /// Blocks that nobody wants are received nevertheless when they are at most this many bytes between wanted ones,
   /// since another request would cost more.
   size_t gapBytes = size_t{256} << 10;
-  /// The most that one request asks for; longer parts are asked for by several requests at a time.
+  /// The most that one request for blocks asks for; longer parts are asked for by several requests at a time.
   size_t requestBytes = size_t{8} << 20;
-  /// The most that is read ahead of a reader that goes through the resource in order. 0 reads nothing ahead.
+  /// The most that is read ahead of a reader that goes through the resource in order. 0 reads nothing ahead. Who has
+  /// read more than a quarter of the cache in order gets the rest by one request, which stays open between reads.
   size_t readAheadBytes = size_t{16} << 20;
   /// Requests of one accessor that are under way at a time over HTTP/1; 1 to 256.
   unsigned parallelRequests = 8;
