@@ -135,6 +135,9 @@ def is_same_view(first: Any, second: Any, /) -> bool:
 def every_nth(image: Any, steps: Sequence[int], /) -> Any:
     """Return a view of every nth element along each dimension, in the library's order."""
 
+def map_linearly(image: Any, data_type: int, scale: float, offset: float, /) -> Any:
+    """Return a view of the values scale * value + offset, of the data type with an id."""
+
 def lod_image(images: Sequence[Any], finest_level: int, /) -> Any:
     """Return an image of given levels, the finest first."""
 

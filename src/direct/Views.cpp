@@ -6,6 +6,7 @@
 #include "zarnik/core/Error.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
+#include "zarnik/views/LinearValues.h"
 #include "zarnik/views/LodImageView.h"
 #include "zarnik/views/LodImageViewFactory.h"
 
@@ -68,6 +69,17 @@ PyObject * everyNth(PyObject *, PyObject * arguments) {
       return nullptr;
     auto view = viewOf(image);
     return wrapImage(ImageViewFactory::everyNth(std::move(view), sizesOf(steps)));
+  });
+}
+
+PyObject * valuesMapped(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * image = nullptr;
+    unsigned long long dataType = 0;
+    LinearMap map;
+    if (!PyArg_ParseTuple(arguments, "OKdd:map_linearly", &image, &dataType, &map.scale, &map.offset))
+      return nullptr;
+    return wrapImage(mapLinearly(viewOf(image), DataType(dataType), map));
   });
 }
 
@@ -164,6 +176,8 @@ PyObject * callbackImage(PyObject *, PyObject * arguments) {
 PyMethodDef methods[] = {
     {"is_same_view", isSameView, METH_VARARGS, "Whether two objects wrap one image: is_same_view(image, image)."},
     {"every_nth", everyNth, METH_VARARGS, "Every nth element along each dimension: every_nth(image, steps)."},
+    {"map_linearly", valuesMapped, METH_VARARGS,
+     "The values scale * value + offset: map_linearly(image, data type, scale, offset)."},
     {"lod_image", levelsOf, METH_VARARGS, "An image of given levels: lod_image(images, finest level)."},
     {"coarser_levels", coarserLevels, METH_VARARGS,
      "The levels of an image: coarser_levels(image, method, coarsest size, folder)."},

@@ -6,11 +6,13 @@
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/views/ImageViewFactory.h"
+#include "zarnik/views/LinearValues.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
+#include <limits>
 #include <utility>
 
 namespace zarnik {
@@ -66,6 +68,25 @@ std::shared_ptr<ImageView> ImageViewFactory::adaptDynamicRange(std::shared_ptr<I
   info.setValueRange({std::min(outputRange[0], outputRange[1]), std::max(outputRange[0], outputRange[1])});
   return draft.finish(
       fmt::format("{} mapped to {} as {}", inputRange.toString(), outputRange.toString(), dataType.toString()));
+}
+
+std::shared_ptr<ImageView> mapLinearly(std::shared_ptr<ImageView> image, DataType dataType, LinearMap const & map) {
+  Draft draft(std::move(image));
+  if (!isFinite(map))
+    throw InvalidArgument(fmt::format("the map value * {} + {} is not finite", map.scale, map.offset));
+  LinearMap const inverse{1 / map.scale, -map.offset / map.scale};
+  draft.restrictTo(ImageCapability::READ | ImageCapability::WRITE);
+  draft.convert(dataType, map, inverse, isFinite(inverse));
+  auto & info = draft.info();
+  info.setBitDepth(dataType.bitDepth());
+  auto const limits = isInteger(dataType)
+                          ? DataType::standardRange(dataType)
+                          : Vector2d{-std::numeric_limits<double>::max(), std::numeric_limits<double>::max()};
+  auto const mapped = [&](double value) { return std::clamp(value * map.scale + map.offset, limits[0], limits[1]); };
+  auto const & range = info.valueRange();
+  auto const ends = std::make_pair(mapped(range[0]), mapped(range[1]));
+  info.setValueRange({std::min(ends.first, ends.second), std::max(ends.first, ends.second)});
+  return draft.finish(fmt::format("value * {} + {} as {}", map.scale, map.offset, dataType.toString()));
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::fromImageView(std::shared_ptr<ImageView> image,

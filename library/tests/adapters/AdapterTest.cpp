@@ -1,6 +1,7 @@
 #include "adapters/AdapterSources.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/SpatialCalibrationProperty.h"
+#include "zarnik/views/LinearValues.h"
 #include "zarnik/views/MultiImageView.h"
 #include "zarnik/views/MultiImageViewFactory.h"
 
@@ -67,6 +68,7 @@ TEST(Adapters, RefuseWhatDoesNotFitAndSayWhy) {
   refused([&] { Factory::adaptDynamicRange(image, DataTypeId::FLOAT, {0, NOT_A_NUMBER}, {0, 1}); }, "input range");
   refused([&] { Factory::adaptDynamicRange(image, DataTypeId::FLOAT, {0, 1}, {0, INFINITE}); }, "output range");
   refused([&] { Factory::adaptDynamicRange(image, DataTypeId::FLOAT, {0, 1e-300}, {0, 1e300}); }, "not finite");
+  refused([&] { mapLinearly(image, DataTypeId::FLOAT, {NOT_A_NUMBER, 0}); }, "not finite");
   refused([] { Factory::makeThreadSafe(nullptr); }, "null");
   refused([] { Factory::fromImageView(nullptr, nullptr, nullptr); }, "null");
 
@@ -106,6 +108,12 @@ TEST(Adapters, ConvertAndMapValues) {
   auto const constant = Factory::adaptDynamicRange(counts, DataTypeId::UINT8, {0, 1}, {7, 7});
   EXPECT_EQ(valuesOf<uint8_t>(constant), (std::vector<uint8_t>(3, 7)));
   EXPECT_EQ(constant->capabilities(), ImageCapabilitySet(READ)); // the way back is not known
+
+  // A product and a sum, each rounded, and what becomes of the value range, which a negative scale turns around.
+  auto const scaled = mapLinearly(counts, DataTypeId::DOUBLE, {-0.1, 3.3});
+  EXPECT_EQ(valuesOf<double>(scaled), (std::vector<double>{3.3, 500 * -0.1 + 3.3, 4000 * -0.1 + 3.3}));
+  EXPECT_EQ(scaled->valueRange(), (Vector2d{counts->valueRange()[1] * -0.1 + 3.3, 3.3}));
+  EXPECT_EQ(mapLinearly(counts, DataTypeId::INT16, {1, -1024})->valueRange()[0], -1024);
 }
 
 TEST(Adapters, LargeRegionsOfForeignImagesTakeBoundedBlocks) {
