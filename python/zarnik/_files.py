@@ -72,7 +72,8 @@ def info(what: Any, *, format: str | None = None, **options: Any) -> dict[str, A
 
     :param what: What `open` takes, as are `format` and the options.
     :return: "format" is its name, and "series" a list of dicts, one for each image: name, shape, axes, dtype, spacing,
-        origin and unit (X, Y, Z), levels (the shape of each), and what the format adds.
+        origin and unit (X, Y, Z), levels (the shape of each), and what the format adds; or error, if that one cannot be
+        opened.
     """
     source, chosen, found = _opened(what, format, "r", options)
     with _errors_of(chosen, source):
@@ -331,9 +332,13 @@ def _made(level: Any, chosen: Format, source: Source) -> Any:
 
 
 def _described(one: Series) -> dict[str, Any]:
-    levels: list[Any] = [level() for level in one.levels]
-    finest = levels[0]
     told: dict[str, Any] = {"name": one.name}
+    try:
+        levels: list[Any] = [level() for level in one.levels]
+    except _classes.Error as error:
+        # The others can be told of all the same.
+        return told | {"error": str(error)} | one.info
+    finest = levels[0]
     if isinstance(finest, _classes.ImageView):
         told |= {
             "shape": finest.shape,

@@ -342,9 +342,9 @@ def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
     :return: The image, whose tiles are the array's chunks.
     """
     shape = tuple(operator.index(size) for size in array.shape)
-    scalar = scalar_dtype(
-        numpy.dtype(getattr(array.dtype, "numpy_dtype", array.dtype)), "an image cannot show an array"
-    )
+    scalar = numpy.dtype(getattr(array.dtype, "numpy_dtype", array.dtype))
+    if scalar not in (numpy.complex64, numpy.complex128):
+        scalar = scalar_dtype(scalar, "an image cannot show an array")
     dimensions = _axes.dimensions_of_array(axes, shape)
     library_order = sorted(range(len(shape)), key=lambda axis: dimensions[axis])
     # Where each axis of the array is among those of a buffer, whose axes are the library's from last to first.

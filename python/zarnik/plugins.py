@@ -46,11 +46,12 @@ _ADDRESS = re.compile(r"([A-Za-z][A-Za-z0-9+.-]+)://")
 
 
 class Source:
-    """What is opened: a path, a URL, a bytes-like object, a binary file or an accessor.
+    """What is opened: a path or a list of paths, a URL, a bytes-like object, a binary file or an accessor.
 
     Attributes:
         name: The last part of the path or URL, for suffixes and messages; "" if it has none.
         path: The path of a local file or folder, else None.
+        files: The paths of a list, else None.
         url: The URL of what is elsewhere, else None.
         mode: "r" to read, "r+" to write elements in place too.
     """
@@ -60,6 +61,12 @@ class Source:
         self.mode = mode
         self.path: str | None = None
         self.url: str | None = None
+        self.files: list[str] | None = None
+        if isinstance(what, (list, tuple)) and all(isinstance(one, (str, os.PathLike)) for one in what):
+            self.files = [os.fsdecode(one) for one in what]
+            missing = next((path for path in self.files if not os.path.isfile(path)), None)
+            if missing is not None:
+                raise _classes.Error(f"cannot open {missing!r}: {os.strerror(2)}")
         if isinstance(what, _classes.Uri):
             what = what.to_string()
         if isinstance(what, (str, os.PathLike)):
@@ -82,9 +89,9 @@ class Source:
 
     @property
     def head(self) -> bytes:
-        """The first 4096 bytes, or all there are; none of a folder, or of a URL that has no content of its own."""
+        """The first 4096 bytes, or all there are; none of a folder, a list, or a URL without content of its own."""
         if self._head is None:
-            if self.is_folder:
+            if self.is_folder or self.files is not None:
                 self._head = b""
             elif self.path is not None:
                 try:
@@ -104,8 +111,8 @@ class Source:
     def access(self) -> RandomAccess:
         """Return an accessor over the bytes."""
         if self._access is None:
-            if self.is_folder:
-                raise _classes.Error(f"{self.path!r} is a folder")
+            if self.is_folder or self.files is not None:
+                raise _classes.Error(f"{self.path!r} is a folder" if self.path else "several files are no accessor")
             if self.url is not None and not self.url.lower().startswith(("http:", "https:")):
                 self._access = _access.open_random(self._by_fsspec())
             else:
@@ -234,9 +241,9 @@ def image_of(
 
     NumPy arrays, mapped ones too, share their memory with the image. Of others, which have `shape`, `dtype` and
     `__getitem__`, regions are read when they are asked for; so they are where NumPy's elements have to be converted:
-    foreign byte order, booleans (to uint8), float16 (to float32).
+    foreign byte order, booleans (to uint8), float16 (to float32). Another image is taken, too: it gets a description.
 
-    :param axes: The axes of the array, such as "TCZYX".
+    :param axes: The axes of the array, such as "TCZYX"; not looked at where that is an image.
     :param spacing: The distances between elements along X, Y, Z; as are `origin`, and `directions`, the vectors of X
         and of Y.
     :param affine: A matrix from an index (x, y, z, 1) to a position, instead of the three.
@@ -291,6 +298,8 @@ def _is_array_of_image(array: Any) -> bool:
 
 
 def _image_over(array: Any, axes: Any) -> Any:
+    if isinstance(array, _classes.ImageView):
+        return array
     if _is_array_of_image(array):
         # A mapped array as a plain one: it takes less to slice, and keeps the mapping.
         plain_array = numpy.asarray(array).view(numpy.uint8 if array.dtype == bool else array.dtype)

@@ -16,6 +16,15 @@ ENTRY_POINTS = "zarnik.formats"
 _OURS: tuple[tuple[str, tuple[str, ...], str], ...] = (
     ("Zarnik", (".zrn",), "zarnik._formats.own:Own"),
     ("TIFF", (".tif", ".tiff", ".ome.tif", ".ome.tiff", ".tf2", ".tf8", ".btf"), "zarnik._formats.tiff:Tiff"),
+    ("NIfTI", (".nii", ".nii.gz", ".hdr", ".img", ".hdr.gz", ".img.gz"), "zarnik._formats.nifti:NIfTI"),
+    ("NRRD", (".nrrd", ".nhdr"), "zarnik._formats.nrrd:NRRD"),
+    ("DICOM", (".dcm", ".dicom", ".ima"), "zarnik._formats.dicom:DICOM"),
+    ("HDF5", (".h5", ".hdf5", ".hdf", ".he5"), "zarnik._formats.hdf5:HDF5"),
+    ("NumPy", (".npy",), "zarnik._formats.numpy_files:NumPyArray"),
+    ("NumPy archive", (".npz",), "zarnik._formats.numpy_files:NumPyArchive"),
+    ("PNG", (".png",), "zarnik._formats.pictures:PNG"),
+    ("JPEG", (".jpg", ".jpeg"), "zarnik._formats.pictures:JPEG"),
+    ("MRC", (".mrc", ".map", ".ccp4", ".mrcs", ".mrc.gz", ".map.gz", ".mrc.bz2"), "zarnik._formats.mrc:MRC"),
 )
 
 _made: dict[str, Format] = {}
@@ -130,5 +139,8 @@ def for_name(name: str) -> Format:
         return max(found, key=lambda pair: pair[0])[1]
     if "." not in name.lstrip("."):
         return named("Zarnik")
+    for format in every():
+        if lower.endswith(format.suffixes):
+            raise _classes.NotImplemented(f"{format.name} can be read, not written")
     known = ", ".join(f"{format.name} ({' '.join(format.suffixes)})" for format in every() if format.can_write)
     raise _classes.Error(f"cannot tell the format of {name!r} by its suffix, can be written are {known}")

@@ -1,0 +1,652 @@
+"""Series of DICOM files, through pydicom."""
+
+from __future__ import annotations
+
+import math
+import os
+import threading
+import warnings
+from collections.abc import Iterator, Sequence
+from typing import Any
+
+import numpy
+
+import zarnik._classes as _classes
+from zarnik import _direct
+from zarnik._enumerations import ImageInterpretation
+from zarnik._formats import _elements
+from zarnik._types import as_data_type
+from zarnik.plugins import Format, Series, Source, image_of
+
+# How many files of a folder are looked at to tell whether it has series.
+_LOOKED_AT = 64
+# Sizes of elements that go into the metadata, in bytes.
+_MOST_VALUE = 1024
+# Compressed pixels that become more than so many times as long are none.
+_MOST_RATIO = 5000
+# How far positions may be from a regular grid, as a part of the distance between two of them.
+_IRREGULAR = 0.01
+_TILT = 1e-3
+_PIXELS = {0x7FE00010: "iu", 0x7FE00008: "f4", 0x7FE00009: "f8"}
+_DEFLATED, _BIG_ENDIAN = "1.2.840.10008.1.2.1.99", "1.2.840.10008.1.2.2"
+# What all images of a volume share.
+_SHARED = ("Rows", "Columns", "SamplesPerPixel", "BitsAllocated", "PixelRepresentation", "PhotometricInterpretation")
+
+
+class DICOM(Format):
+    """Images of a file, or of a folder or list of files, in which each series is a volume, in millimetres."""
+
+    name = "DICOM"
+    suffixes = (".dcm", ".dicom", ".ima")
+    extra = "dicom"
+    requires = ("pydicom",)
+
+    def recognizes(self, source: Source) -> bool:
+        if source.files is not None:
+            return bool(source.files) and _is_dicom(source.files[0])
+        if source.is_folder:
+            files = _files_in(str(source.path))
+            return any(_is_dicom(path) for _, path in zip(range(_LOOKED_AT), files))
+        return _begins_as_dicom(source.head, source.name)
+
+    def open(self, source: Source, *, scaled: bool = True, strict: bool = True) -> list[Series]:  # type: ignore[override]
+        """Open all series, their images sorted by position.
+
+        Files of a folder and of those within it that are no images of DICOM are left out; in a list they are errors.
+
+        :param scaled: Whether values are what the rescale slope and intercept make of them; the stored ones if not.
+        :param strict: Whether images of a series that are no regular grid are an error; with a warning they are put
+            one behind the other if not.
+        """
+        return [_series(images, scaled, strict) for images in _by_series(_read(source))]
+
+
+# ---- finding ---------------------------------------------------------------------------------------------------------
+
+
+def _begins_as_dicom(head: bytes, name: str) -> bool:
+    if head[128:132] == b"DICM":
+        return True
+    # Without a preamble: an element of the group 8 or 2 whose length fits.
+    if len(head) < 8 or head[:4] not in (b"\x08\0\0\0", b"\x08\0\5\0", b"\x08\0\x08\0", b"\x02\0\0\0", b"\x08\0\x16\0"):
+        return False
+    return head[4:6].isalpha() or name.lower().endswith(DICOM.suffixes)
+
+
+def _is_dicom(path: str) -> bool:
+    try:
+        with open(path, "rb") as file:
+            return _begins_as_dicom(file.read(132), path)
+    except OSError:
+        return False
+
+
+def _files_in(folder: str) -> Iterator[str]:
+    for place, folders, names in os.walk(folder):
+        folders.sort()
+        yield from (os.path.join(place, name) for name in sorted(names) if name.upper() != "DICOMDIR")
+
+
+class _File:
+    """The header of a file, and where its pixels are."""
+
+    def __init__(self, source: Source) -> None:
+        import pydicom
+
+        self.source = source
+        self.name = source.name
+        with source.file() as file:
+            try:
+                is_dicom = _begins_as_dicom(source.head, self.name)
+                self.header = pydicom.dcmread(file, stop_before_pixels=True, force=is_dicom)
+            except (pydicom.errors.InvalidDicomError, EOFError, ValueError, KeyError, TypeError, OSError) as error:
+                raise _classes.Error(f"{self.name!r} is no DICOM, or cut: {error}") from error
+            self.syntax = getattr(getattr(self.header, "file_meta", None), "TransferSyntaxUID", None)
+            self.offset, self.length, self.kind = self._pixels(file)
+        if not self.kind and self.syntax == _DEFLATED:
+            self.kind = "iu"  # within what is compressed as a whole
+
+    def _pixels(self, file: Any) -> tuple[int, int, str]:
+        """Where the values of the pixels begin, how many bytes they are, and of which kind."""
+        place = file.tell()
+        start = file.read(12)
+        order: Any = "big" if self.syntax == _BIG_ENDIAN else "little"
+        group, element = (int.from_bytes(start[at : at + 2], order) for at in (0, 2))
+        kind = _PIXELS.get(group << 16 | element, "")
+        if not kind or len(start) < 8:
+            return 0, 0, ""
+        if start[4:6] in (b"OB", b"OW", b"OF", b"OD", b"UN"):
+            return place + 12, int.from_bytes(start[8:12], order), kind
+        return place + 8, int.from_bytes(start[4:8], order), kind
+
+    def get(self, keyword: str, usual: Any = None) -> Any:
+        value = self.header.get(keyword, usual)
+        return usual if value is None or value == "" else value
+
+    @property
+    def is_native(self) -> bool:
+        """Whether samples lie in the file as they are."""
+        return self.syntax is None or str(self.syntax) in (
+            "1.2.840.10008.1.2",
+            "1.2.840.10008.1.2.1",
+            _BIG_ENDIAN,
+        )
+
+    @property
+    def shape(self) -> tuple[int, ...]:
+        samples = int(self.get("SamplesPerPixel", 1))
+        size = (int(self.get("Rows", 0)), int(self.get("Columns", 0)))
+        return (*size, samples) if samples > 1 else size
+
+    @property
+    def dtype(self) -> numpy.dtype[Any]:
+        if self.kind != "iu":
+            return numpy.dtype(self.kind)
+        bits = int(self.get("BitsAllocated", 16))
+        if bits == 1:
+            return numpy.dtype(numpy.uint8)
+        if bits not in (8, 16, 32, 64):
+            raise _classes.Error(f"{self.name!r} has {bits} bits a sample, allowed are 1, 8, 16, 32 and 64")
+        return numpy.dtype(f"{'i' if int(self.get('PixelRepresentation', 0)) else 'u'}{bits // 8}")
+
+    @property
+    def stored_dtype(self) -> numpy.dtype[Any]:
+        return self.dtype.newbyteorder(">" if self.syntax == _BIG_ENDIAN else "<")
+
+    def check(self) -> None:
+        """:raises Error: if there cannot be as many pixels as the header tells."""
+        frames = int(self.get("NumberOfFrames", 1))
+        if min(self.shape) < 1 or frames < 1:
+            raise _classes.Error(f"{self.name!r} has {frames} images of shape {self.shape}")
+        count = math.prod(self.shape) * frames
+        bits = 1 if int(self.get("BitsAllocated", 16)) == 1 and self.kind == "iu" else self.dtype.itemsize * 8
+        there = _elements.size_of(self.source) - self.offset
+        halves = 2 if self.get("PhotometricInterpretation") == "YBR_FULL_422" else 1
+        wanted = count * bits // 8 // halves if halves == 1 else count * bits // 8 * 2 // 3
+        if self.is_native and (wanted > there or wanted > self.length):
+            raise _classes.Error(
+                f"{self.name!r} is cut, or its header wrong: {frames} images of shape {self.shape} are {wanted} bytes,"
+                f" there are {min(there, self.length)}"
+            )
+        if not self.is_native and wanted > max(_elements.size_of(self.source), 1024) * _MOST_RATIO:
+            raise _classes.Error(f"{self.name!r} cannot hold {frames} images of shape {self.shape}")
+
+
+def _read(source: Source) -> list[_File]:
+    if source.files is None and not source.is_folder:
+        found = [_File(source)]
+        if not found[0].kind:
+            kind = found[0].get("MediaStorageSOPClassUID") or found[0].get("SOPClassUID") or found[0].get("Modality")
+            raise _classes.Error(f"{source.name!r} has no pixels{f', it is {_name_of(kind)}' if kind else ''}")
+        return found
+    is_list = source.files is not None
+    found, left_out = [], 0
+    for path in source.files if source.files is not None else _files_in(str(source.path)):
+        if not is_list and not _is_dicom(path):
+            left_out += 1
+            continue
+        try:
+            file = _File(Source(path))
+            if not file.kind:
+                raise _classes.Error(f"{path!r} has no pixels")
+        except _classes.Error:
+            if is_list:
+                raise
+            left_out += 1
+            continue
+        found.append(file)
+    if not found:
+        raise _classes.Error(f"{source.name!r} has no images of DICOM: {left_out} files are none")
+    return found
+
+
+def _name_of(kind: Any) -> str:
+    return str(getattr(kind, "name", kind))
+
+
+def _by_series(files: list[_File]) -> list[list[_File]]:
+    groups: dict[str, list[_File]] = {}
+    for file in files:
+        groups.setdefault(str(file.get("SeriesInstanceUID", "")), []).append(file)
+    return list(groups.values())
+
+
+# ---- putting together ------------------------------------------------------------------------------------------------
+
+
+class _Frame:
+    """One plane: where it is, and what its values stand for."""
+
+    def __init__(self, file: _File, index: int, count: int) -> None:
+        self.file, self.index = file, index
+        groups = _groups(file.header, index)
+        self.position = _numbers(_of(groups, "PlanePositionSequence", "ImagePositionPatient"), 3)
+        self.orientation = _numbers(_of(groups, "PlaneOrientationSequence", "ImageOrientationPatient"), 6)
+        self.spacing = _numbers(_of(groups, "PixelMeasuresSequence", "PixelSpacing"), 2)
+        self.distance = _number(_of(groups, "PixelMeasuresSequence", "SpacingBetweenSlices"))
+        if self.distance is None and count > 1:
+            self.distance = _number(_of(groups, "PixelMeasuresSequence", "SliceThickness"))
+        self.slope = _number(_of(groups, "PixelValueTransformationSequence", "RescaleSlope"))
+        self.intercept = _number(_of(groups, "PixelValueTransformationSequence", "RescaleIntercept"))
+        if self.slope is None and file.header.get("Modality") == "RTDOSE":
+            self.slope = _number(file.header.get("DoseGridScaling"))
+        if self.spacing is None:
+            for keyword in ("ImagerPixelSpacing", "NominalScannedPixelSpacing"):
+                self.spacing = self.spacing or _numbers(file.header.get(keyword), 2)
+        offsets = file.header.get("GridFrameOffsetVector")
+        if count > 1 and offsets is not None and len(offsets) == count and self.position and self.orientation:
+            normal = numpy.cross(self.orientation[:3], self.orientation[3:])
+            start = float(offsets[index]) - (0 if float(offsets[0]) == 0 else float(offsets[0]))
+            self.position = (numpy.array(self.position) + start * normal).tolist()
+        elif count > 1 and not groups[1]:
+            self.position = None
+        #: the order of images that are at one place
+        self.order = tuple(
+            _number(file.header.get(keyword)) or 0.0
+            for keyword in ("TemporalPositionIdentifier", "AcquisitionNumber", "TriggerTime", "InstanceNumber")
+        )
+
+
+def _groups(header: Any, index: int) -> list[Any]:
+    """Where an attribute of a frame may be: the header itself, that frame's items, and those that all share."""
+    groups = [header]
+    for keyword, place in (("PerFrameFunctionalGroupsSequence", index), ("SharedFunctionalGroupsSequence", 0)):
+        items = header.get(keyword)
+        groups.append(items[place] if items is not None and len(items) > place else None)
+    return groups
+
+
+def _of(groups: list[Any], sequence: str, keyword: str) -> Any:
+    for group in groups[1:]:
+        items = None if group is None else group.get(sequence)
+        if items and items[0].get(keyword) is not None:
+            return items[0].get(keyword)
+    return groups[0].get(keyword)
+
+
+def _numbers(values: Any, count: int) -> Any:
+    try:
+        numbers = [float(value) for value in values]
+    except (TypeError, ValueError):
+        return None
+    return numbers if len(numbers) == count and all(map(math.isfinite, numbers)) else None
+
+
+def _number(value: Any) -> float | None:
+    try:
+        number = float(value)
+    except (TypeError, ValueError):
+        return None
+    return number if math.isfinite(number) else None
+
+
+def _series(files: list[_File], scaled: bool, strict: bool) -> Series:
+    first = files[0]
+    name = str(first.get("SeriesDescription") or first.get("SeriesInstanceUID") or first.name)
+    number = first.get("SeriesNumber")
+    info = {
+        "modality": str(first.get("Modality", "")),
+        "series_uid": str(first.get("SeriesInstanceUID", "")),
+        "series_number": None if number is None else int(number),
+        "files": len(files),
+    }
+    made: list[Any] = []
+
+    def make() -> Any:
+        if not made:
+            made.append(_Volume(files, name, strict).image(scaled))
+        return made[0]
+
+    return Series(name, [make], info)
+
+
+class _Volume:
+    """The planes of a series in their places."""
+
+    def __init__(self, files: Sequence[_File], name: str, strict: bool) -> None:
+        self.name, self.strict = name, strict
+        self._check_alike(files)
+        self.frames = []
+        for file in files:
+            count = int(file.get("NumberOfFrames", 1))
+            self.frames += [_Frame(file, index, count) for index in range(count)]
+        self.first = self.frames[0].file
+        self.times, self.axes = 1, ""
+        self.affine = self._sorted()
+
+    def _fail(self, problem: str) -> None:
+        if self.strict:
+            raise _classes.Error(f"series {self.name!r} {problem}; strict=False puts the images one behind the other")
+        warnings.warn(f"series {self.name!r} {problem}", UserWarning, stacklevel=8)
+
+    def _check_alike(self, files: Sequence[_File]) -> None:
+        for keyword in _SHARED:
+            values = {str(file.get(keyword)) for file in files}
+            if len(values) > 1:
+                raise _classes.Error(
+                    f"series {self.name!r} has images of different {keyword}: {', '.join(sorted(values)[:4])}:"
+                    " open a list of the files that belong together"
+                )
+        for file in files:
+            file.check()
+
+    def _sorted(self) -> Any:
+        """Bring the frames into order, and return the matrix from indices to positions in LPS."""
+        frames = self.frames
+        first = frames[0]
+        matrix = numpy.eye(4)
+        rows, columns = first.spacing or (1.0, 1.0)
+        if min(rows, columns) <= 0:
+            rows, columns = 1.0, 1.0
+        orientation = numpy.array(first.orientation or (1, 0, 0, 0, 1, 0), float)
+        if not numpy.cross(orientation[:3], orientation[3:]).any():
+            self._fail(f"has directions {orientation.tolist()} that are none")
+            orientation = numpy.array((1.0, 0, 0, 0, 1, 0))
+        # Directions have few digits in many files: without lengths of their own the spacing is what it is.
+        across, down = (part / numpy.linalg.norm(part) for part in (orientation[:3], orientation[3:]))
+        normal = numpy.cross(across, down)
+        matrix[:3, 0], matrix[:3, 1] = across * columns, down * rows
+        matrix[:3, 2] = normal * (abs(first.distance or 0) or 1.0)
+        if len(frames) == 1:
+            matrix[:3, 3] = first.position or (0, 0, 0)
+            return matrix
+        if any(frame.position is None for frame in frames):
+            return self._without_positions(matrix)
+        for frame in frames:
+            if frame.orientation is not None and not numpy.allclose(frame.orientation, orientation, atol=1e-3):
+                self._fail(f"has images of different directions, {orientation.tolist()} and {frame.orientation}")
+                break
+            if frame.spacing is not None and frame.spacing != [rows, columns]:
+                self._fail(f"has images of different spacing, {[rows, columns]} and {frame.spacing} mm")
+                break
+        along = [float(numpy.dot(normal, frame.position)) for frame in frames]
+        places = _places(along)
+        by_place: dict[int, list[int]] = {}
+        for index, place in enumerate(places):
+            by_place.setdefault(place, []).append(index)
+        counts = {len(group) for group in by_place.values()}
+        if len(counts) > 1:
+            self._fail(f"has {min(counts)} to {max(counts)} images at one place")
+            by_place, counts = {n: [index] for n, index in enumerate(numpy.argsort(along, kind="stable").tolist())}, {1}
+        self.times = counts.pop()
+        for group in by_place.values():
+            group.sort(key=lambda index: (frames[index].order, frames[index].index))
+        order = [by_place[place] for place in sorted(by_place)]
+        self.frames = [frames[group[time]] for time in range(self.times) for group in order]
+        depth = len(order)
+        self.axes = ("T" if self.times > 1 else "") + ("Z" if depth > 1 else "")
+        start = numpy.array(self.frames[0].position)
+        matrix[:3, 3] = start
+        if depth > 1:
+            sorted_along = [along[group[0]] for group in order]
+            self._check_grid(sorted_along, start, normal, numpy.array(self.frames[depth - 1].position))
+            matrix[:3, 2] = normal * ((sorted_along[-1] - sorted_along[0]) / (depth - 1) or 1.0)
+        return matrix
+
+    def _check_grid(self, along: list[float], start: Any, normal: Any, last: Any) -> None:
+        gaps = numpy.diff(along)
+        usual = float(numpy.median(gaps))
+        worst = int(numpy.abs(gaps - usual).argmax())
+        if abs(gaps[worst] - usual) > _IRREGULAR * abs(usual) + 1e-4:
+            self._fail(
+                f"has a gap: its images are {usual:.6g} mm apart, but those at {along[worst]:.6g} and"
+                f" {along[worst + 1]:.6g} mm {gaps[worst]:.6g} mm"
+            )
+        whole = last - start
+        aside = numpy.linalg.norm(whole - (whole @ normal) * normal)
+        if aside > _TILT * abs(whole @ normal):
+            self._fail(f"is tilted: from its first to its last image it moves {aside:.6g} mm aside")
+
+    def _without_positions(self, matrix: Any) -> Any:
+        header = self.first.header
+        files = len({id(frame.file) for frame in self.frames})
+        if len({frame.order for frame in self.frames}) < files:
+            self._fail("has images without positions or numbers")
+        if files > 1:
+            self.frames.sort(key=lambda frame: (frame.order, frame.index))
+        moments = ("FrameTime", "FrameTimeVector", "CineRate", "RecommendedDisplayFrameRate")
+        self.axes = "T" if any(header.get(keyword) is not None for keyword in moments) else "Z"
+        self.times = len(self.frames) if self.axes == "T" else 1
+        position = _numbers(header.get("ImagePositionPatient"), 3)
+        if position:
+            matrix[:3, 3] = position
+        return matrix
+
+    def image(self, scaled: bool) -> Any:
+        first = self.first
+        colour = str(first.get("PhotometricInterpretation", ""))
+        palette = colour == "PALETTE COLOR" and scaled and len(first.shape) == 2
+        planes = _Planes(self.frames, palette)
+        sizes = {"T": self.times, "Z": len(self.frames) // self.times}
+        letters = self.axes + "YX" + ("C" if len(planes.plane) == 3 else "")
+        shape = (*(sizes[letter] for letter in self.axes), *planes.plane)
+        array: Any = planes.mapped(shape, letters)
+        maps = {(frame.slope or 1.0, frame.intercept or 0.0) for frame in self.frames}
+        is_gray = len(planes.plane) == 2 and not palette
+        is_mapped = scaled and is_gray and maps != {(1.0, 0.0)}
+        if is_mapped and len(maps) > 1:
+            planes.scale()
+        if array is None:
+            array = _elements.Lazy(shape, planes.dtype, planes.reader(len(self.axes), shape), planes.chunks(shape))
+        told: dict[str, Any] = {}
+        if first.kind == "iu" and is_gray and not planes.is_scaled:
+            bits = min(max(int(first.get("BitsStored", planes.dtype.itemsize * 8)), 1), planes.dtype.itemsize * 8)
+            is_signed = planes.dtype.kind == "i"
+            low, high = (-(2 ** (bits - 1)), 2 ** (bits - 1) - 1) if is_signed else (0, 2**bits - 1)
+            told = {"bit_depth": bits, "value_range": (low, high)}
+            if is_mapped:
+                (factors,) = maps
+                image = image_of(array, letters, **told)
+                array = _direct.map_linearly(image, as_data_type(_mapped_type(factors, low, high)).get_id(), *factors)
+                told = {}
+        known = first.get("PixelSpacing") is not None or self.frames[0].spacing is not None
+        metadata = {"DICOM": {**_plain(first.header), **self._varying()}}
+        interpretation = ImageInterpretation.RGB if len(planes.plane) == 3 else None
+        if colour.startswith("MONOCHROME"):
+            interpretation = ImageInterpretation.GRAYSCALE
+        return image_of(
+            array,
+            letters,
+            affine=self.affine,
+            convention="LPS",
+            unit="mm" if known else "",
+            interpretation=interpretation,
+            metadata=metadata,
+            **told,
+        )
+
+    def _varying(self) -> dict[str, Any]:
+        """What differs from file to file, as lists in the order of the images."""
+        files = [frame.file for frame in self.frames]
+        if len(files) < 2 or len({id(file) for file in files}) < len(files):
+            return {}
+        raw = [{element.tag: element for element in _raw(file.header)} for file in files]
+        varying = {}
+        for tag, element in raw[0].items():
+            values = [one[tag].value if tag in one else None for one in raw]
+            if any(value != values[0] for value in values[1:]) and getattr(element, "VR", "") != "SQ":
+                keyword = _keyword(tag)
+                varying[keyword] = [_value(file.header[tag]) if tag in file.header else None for file in files]
+        return {"images": varying} if varying else {}
+
+
+def _places(along: list[float]) -> list[int]:
+    """The number of the place of each position, of which some are at the same one."""
+    order = numpy.argsort(along, kind="stable")
+    places = [0] * len(along)
+    place = 0
+    for before, index in zip(order, order[1:]):
+        place += abs(along[index] - along[before]) > 1e-3
+        places[index] = place
+    return places
+
+
+def _mapped_type(factors: tuple[float, float], low: int, high: int) -> str:
+    """The smallest integers that whole numbers become, or double precision."""
+    if not all(factor == round(factor) for factor in factors):
+        return "float64"
+    ends = [end * factors[0] + factors[1] for end in (low, high)]
+    for name in ("uint8", "int8", "uint16", "int16", "int32"):
+        limits = numpy.iinfo(name)
+        if limits.min <= min(ends) and max(ends) <= limits.max:
+            return name
+    return "float64"
+
+
+class _Planes:
+    """Reads planes of files: the rows that are needed of what lies there as it is, whole planes of what is encoded."""
+
+    def __init__(self, frames: list[_Frame], palette: bool) -> None:
+        self.frames, self.palette = frames, palette
+        first = frames[0].file
+        self.plane = (*first.shape, 3) if palette else first.shape
+        self.dtype = first.dtype
+        if palette:
+            bits = (first.get("RedPaletteColorLookupTableDescriptor") or (0, 0, 16))[2]
+            self.dtype = numpy.dtype(numpy.uint8 if int(bits) == 8 else numpy.uint16)
+        self.is_scaled = False
+        self._is_plain = all(frame.file.is_native for frame in frames) and (
+            not palette
+            and len(first.shape) == 2
+            and first.get("BitsAllocated", 16) != 1
+            # Bytes that were written as words of the other order.
+            and not (first.stored_dtype.itemsize == 1 and first.syntax == _BIG_ENDIAN)
+        )
+        self._last: Any = (None, None)
+        self._lock = threading.Lock()
+
+    def scale(self) -> None:
+        """Let values be scaled plane by plane."""
+        self.is_scaled = True
+        self.dtype = numpy.dtype(numpy.float64)
+
+    def mapped(self, shape: tuple[int, ...], letters: str) -> Any:
+        """All planes as one array, if they lie one behind the other in one file."""
+        first = self.frames[0].file
+        indices = [frame.index for frame in self.frames]
+        if not self._is_plain or any(frame.file is not first for frame in self.frames):
+            return None
+        if indices != list(range(len(indices))) or len(indices) != int(first.get("NumberOfFrames", 1)):
+            return None
+        if len({(frame.slope, frame.intercept) for frame in self.frames}) > 1:
+            return None
+        return _elements.elements(first.source, first.offset, shape, first.stored_dtype, letters)
+
+    def chunks(self, shape: tuple[int, ...]) -> tuple[int, ...]:
+        return (1,) * (len(shape) - len(self.plane)) + self.plane
+
+    def reader(self, outer: int, shape: tuple[int, ...]) -> Any:
+        def read(key: tuple[slice, ...]) -> Any:
+            sizes = tuple(place.stop - place.start for place in key)
+            result = numpy.empty(sizes, self.dtype)
+            for index in numpy.ndindex(*sizes[:outer]):
+                places = [place.start + one for place, one in zip(key, index)]
+                number = 0
+                for place, size in zip(places, shape):
+                    number = number * size + place
+                result[index] = self._part(self.frames[number], key[outer:])
+            return result
+
+        return read
+
+    def _part(self, frame: _Frame, key: tuple[slice, ...]) -> Any:
+        part = self._rows(frame, key) if self._is_plain else self._decoded(frame)[key]
+        if self.is_scaled:
+            part = part * numpy.float64(frame.slope or 1.0) + (frame.intercept or 0.0)
+        return part
+
+    def _rows(self, frame: _Frame, key: tuple[slice, ...]) -> Any:
+        file = frame.file
+        dtype = file.stored_dtype
+        rows, columns = file.shape
+        first, stop = key[0].start, key[0].stop
+        begin = file.offset + (frame.index * rows + first) * columns * dtype.itemsize
+        with file.source.file() as opened:
+            opened.seek(begin)
+            data = opened.read((stop - first) * columns * dtype.itemsize)
+        if len(data) < (stop - first) * columns * dtype.itemsize:
+            raise _classes.Error(f"{file.name!r} is cut")
+        return numpy.frombuffer(data, dtype).reshape(stop - first, columns)[:, key[1]]
+
+    def _decoded(self, frame: _Frame) -> Any:
+        with self._lock:
+            if self._last[0] is not frame:
+                self._last = frame, self._decode(frame)
+            return self._last[1]
+
+    def _decode(self, frame: _Frame) -> Any:
+        import pydicom
+        from pydicom.pixels import apply_color_lut, pixel_array
+
+        file = frame.file
+        try:
+            if file.syntax is None or file.syntax == _DEFLATED:
+                with file.source.file() as opened:
+                    header = pydicom.dcmread(opened, force=True)
+                plane = header.pixel_array
+                plane = plane[frame.index] if int(file.get("NumberOfFrames", 1)) > 1 else plane
+            else:
+                with file.source.file() as opened:
+                    plane = pixel_array(opened, index=frame.index)
+            if self.palette:
+                plane = apply_color_lut(plane, file.header)[..., :3]
+        except Exception as error:
+            raise _classes.Error(f"the pixels of {file.name!r} cannot be decoded: {error}") from error
+        if plane.shape != self.plane:
+            raise _classes.Error(f"{file.name!r} has an image of shape {plane.shape}, not {self.plane}")
+        return plane.astype(self.dtype, copy=False) if not self.is_scaled else plane
+
+
+# ---- metadata --------------------------------------------------------------------------------------------------------
+
+
+def _raw(header: Any) -> Iterator[Any]:
+    # Not yet parsed, unlike what iteration gives.
+    yield from filter(None, map(header.get_item, header.keys()))
+
+
+def _keyword(tag: Any) -> str:
+    from pydicom.datadict import keyword_for_tag
+
+    return keyword_for_tag(tag) or f"({tag.group:04X},{tag.element:04X})"
+
+
+def _plain(header: Any) -> dict[str, Any]:
+    """A header by keywords, private elements by their numbers; what is long and has no text is told by its size."""
+    plain = {}
+    meta = getattr(header, "file_meta", None)
+    if meta:
+        plain.update({_keyword(element.tag): _value(element) for element in meta})
+    plain.update({_keyword(tag): _readable(header, tag) for tag in header.keys()})  # noqa: SIM118
+    return plain
+
+
+def _readable(header: Any, tag: Any) -> Any:
+    try:
+        return _value(header[tag])
+    except Exception as error:
+        return f"cannot be read: {error}"
+
+
+def _value(element: Any) -> Any:
+    from pydicom.multival import MultiValue
+
+    value = element.value
+    if element.VR == "SQ":
+        return [_plain(item) for item in value]
+    if isinstance(value, (bytes, bytearray)):
+        return f"{len(value)} bytes" if len(value) > _MOST_VALUE else value.hex()
+    if isinstance(value, (MultiValue, list, tuple)):
+        return [_one(part) for part in value]
+    return _one(value)
+
+
+def _one(value: Any) -> Any:
+    if value is None or isinstance(value, str):
+        return None if value is None else str(value)
+    if isinstance(value, int):
+        return int(value)
+    try:
+        return float(value)
+    except (TypeError, ValueError):
+        return str(value)

@@ -1,0 +1,214 @@
+"""Datasets of HDF5, through h5py."""
+
+from __future__ import annotations
+
+from collections.abc import Mapping, Sequence
+from typing import TYPE_CHECKING, Any
+
+import numpy
+
+import zarnik._classes as _classes
+from zarnik._formats import _elements
+from zarnik.plugins import Format, Series, Source, image_of
+
+if TYPE_CHECKING:
+    from zarnik.plugins import Progress
+
+_MAGIC = b"\x89HDF\r\n\x1a\n"
+# A file may begin with something else: its own beginning stands at one of these then.
+_BEGINNINGS = (0, 512, 1024, 2048)
+_ATTRIBUTES = ("spacing", "origin", "affine", "unit", "axes")
+
+
+class HDF5(Format):
+    """Each dataset of numbers is an image; its chunks are tiles, and one that lies in one piece is mapped."""
+
+    name = "HDF5"
+    suffixes = (".h5", ".hdf5", ".hdf", ".he5")
+    extra = "hdf5"
+    requires = ("h5py",)
+    can_write = True
+
+    def recognizes(self, source: Source) -> bool:
+        return any(source.head[at : at + 8] == _MAGIC for at in _BEGINNINGS)
+
+    def open(self, source: Source, *, dataset: str | None = None, axes: Any = None) -> list[Series]:  # type: ignore[override]
+        """Open all datasets of numbers with 1 to 5 axes, or one.
+
+        :param dataset: The path of one in the file, such as "entry/data".
+        :param axes: The axes of the dataset, slowest first, if its dimension scales or attributes do not tell.
+        """
+        import h5py
+
+        file = h5py.File(source.path if source.path is not None else source.file(), "r")
+        if dataset is not None:
+            found = file.get(dataset)
+            if not isinstance(found, h5py.Dataset):
+                there = ", ".join(_datasets(file)) or "none"
+                raise _classes.InvalidArgument(f"there is no dataset {dataset!r} in {source.name!r}, but {there}")
+            problem = _problem(found)
+            if problem:
+                raise _classes.Error(f"dataset {dataset!r} of {source.name!r} {problem}")
+            return [_series(source, dataset, found, axes)]
+        return [_series(source, name, one, axes) for name, one in _datasets(file).items() if not _problem(one)]
+
+    def save(  # type: ignore[override]
+        self,
+        path: str,
+        image: Any,
+        *,
+        progress: Progress,
+        dataset: str = "image",
+        chunks: Sequence[int] | bool | None = True,
+        compression: str | int | None = None,
+    ) -> None:
+        """Write a dataset with the calibration and the metadata as attributes.
+
+        :param dataset: Its path in the file.
+        :param chunks: The shape of the chunks, True for one that h5py chooses, None for a dataset in one piece, which
+            can be mapped.
+        :param compression: What h5py takes, such as "gzip" or "lzf"; it needs chunks.
+        """
+        import h5py
+
+        axes = _elements.axes_of(image)
+        shape = tuple(image.shape)
+        if chunks is not None and chunks is not True and chunks is not False:
+            chunks = tuple(min(int(chunk), size) for chunk, size in zip(chunks, shape))
+        with h5py.File(path, "w") as file:
+            made = file.create_dataset(dataset, shape, image.dtype, chunks=chunks or None, compression=compression)
+            for axis, letter in enumerate(axes):
+                made.dims[axis].label = letter.lower()
+            made.attrs["spacing"] = image.spacing
+            made.attrs["origin"] = image.origin
+            made.attrs["affine"] = image.affine
+            made.attrs["unit"] = image.unit
+            made.attrs["axes"] = axes
+            for name, value in image.metadata.to_dict().get(self.name, {}).items():
+                if name not in _ATTRIBUTES and isinstance(value, (str, int, float, numpy.ndarray)):
+                    made.attrs[name] = value
+            text = _elements.description_of(image, self.name)
+            if text:
+                made.attrs[_elements.DESCRIPTION] = text
+            done = 0
+            for place in _parts(shape, made.chunks, image.dtype.itemsize):
+                block = numpy.ascontiguousarray(image[place])
+                made[place] = block
+                done += block.nbytes
+                progress(done, image.nbytes)
+
+
+def _datasets(file: Any) -> dict[str, Any]:
+    """The datasets of a file by their paths. What lies behind links to other files is not looked for."""
+    import h5py
+
+    found = {}
+
+    def visit(name: str, one: Any) -> None:
+        if isinstance(one, h5py.Dataset):
+            found[name] = one
+
+    file.visititems(visit)
+    return found
+
+
+def _problem(dataset: Any) -> str | None:
+    """Why a dataset is no image."""
+    try:
+        dtype = dataset.dtype
+    except (TypeError, ValueError) as error:
+        return f"has elements that NumPy has not: {error}"
+    if dtype.kind not in "iufcb" or dtype.itemsize > 16 or dtype in (numpy.longdouble, numpy.clongdouble):
+        return f"has elements of {dtype}, which are no numbers of an image"
+    if dataset.shape is None or not 1 <= len(dataset.shape) <= 5:
+        return f"is of shape {dataset.shape}, an image has 1 to 5 axes"
+    if 0 in dataset.shape:
+        return f"has no elements: its shape is {dataset.shape}"
+    return None
+
+
+def _series(source: Source, name: str, dataset: Any, axes: Any) -> Series:
+    def make() -> Any:
+        letters, told = _told(dataset, axes, name)
+        return image_of(_array(source, dataset), letters, **told)
+
+    return Series(name, [make], {"chunks": dataset.chunks, "compression": dataset.compression})
+
+
+def _array(source: Source, dataset: Any) -> Any:
+    dtype = dataset.dtype
+    offset = dataset.id.get_offset()
+    if (
+        source.path is not None
+        and offset is not None
+        and dataset.chunks is None
+        and dataset.compression is None
+        and not dataset.external
+        and not dataset.is_virtual
+        and dtype.kind != "c"
+    ):
+        return _elements.elements(source, offset, dataset.shape, dtype, "")
+    return _elements.Lazy(dataset.shape, dtype, dataset.__getitem__, dataset.chunks)
+
+
+def _told(dataset: Any, axes: Any, name: str) -> tuple[str, dict[str, Any]]:
+    attributes = {key: _readable(dataset.attrs, key) for key in dataset.attrs}
+    rank = len(dataset.shape)
+    if axes is None:
+        axes = _axes_by(dataset, attributes, rank)
+    letters = _elements.letters_of_rank(rank, axes, f"dataset {name!r}")
+    header = {key: value for key, value in attributes.items() if key != _elements.DESCRIPTION}
+    told: dict[str, Any] = {}
+    affine = attributes.get("affine")
+    if isinstance(affine, numpy.ndarray) and affine.shape == (4, 4) and affine.dtype.kind == "f":
+        told["affine"] = affine
+    else:
+        # As microscopes and ImageJ have it: along Z, Y, X.
+        micrometres = attributes.get("element_size_um")
+        if isinstance(micrometres, numpy.ndarray) and micrometres.shape == (3,) and (micrometres > 0).all():
+            told |= {"spacing": micrometres[::-1].tolist(), "unit": "\N{MICRO SIGN}m"}
+        for key in ("spacing", "origin"):
+            value = attributes.get(key)
+            if (
+                isinstance(value, numpy.ndarray)
+                and value.shape == (3,)
+                and numpy.isfinite(value).all()
+                and (key == "origin" or value.all())
+            ):
+                told[key] = value.tolist()
+    if isinstance(attributes.get("unit"), str):
+        told["unit"] = attributes["unit"]
+    text = attributes.get(_elements.DESCRIPTION)
+    told = _elements.described_by(text if isinstance(text, str) else None, header, "HDF5", **told)
+    names = told["metadata"].pop("channel_names", None)
+    return letters, {**told, "channel_names": names}
+
+
+def _readable(attributes: Any, key: str) -> Any:
+    try:
+        value = attributes[key]
+    except (OSError, TypeError, ValueError) as error:
+        return f"cannot be read: {error}"
+    return value.decode("utf-8", "replace") if isinstance(value, bytes) else value
+
+
+def _axes_by(dataset: Any, attributes: Mapping[str, Any], rank: int) -> str | None:
+    labels = "".join(str(dimension.label)[:1] for dimension in dataset.dims)
+    for text in (labels, attributes.get("axes"), attributes.get("DIMENSION_ORDER")):
+        letters = str(text or "").upper()
+        if len(letters) == rank and set(letters) <= set("TZYXC") and len(set(letters)) == rank:
+            return letters
+    return None
+
+
+def _parts(shape: tuple[int, ...], chunks: tuple[int, ...] | None, itemsize: int) -> Any:
+    """Keys of whole chunks, some MiB each, that cover a shape."""
+    steps = list(chunks or (1,) * len(shape))
+    for axis in reversed(range(len(shape))):
+        size = itemsize
+        for step in steps:
+            size *= step
+        steps[axis] *= max(min((1 << 24) // size, -(-shape[axis] // steps[axis])), 1)
+    counts = [-(-size // step) for size, step in zip(shape, steps)]
+    for index in numpy.ndindex(*counts):
+        yield tuple(slice(i * step, min((i + 1) * step, size)) for i, step, size in zip(index, steps, shape))

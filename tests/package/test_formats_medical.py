@@ -1,0 +1,523 @@
+"""NIfTI, NRRD and DICOM, against nibabel, pynrrd, pydicom and SimpleITK."""
+
+import glob
+import io
+import os
+import warnings
+
+import numpy
+import pytest
+
+import zarnik
+from zarnik.plugins import LossWarning
+
+nibabel = pytest.importorskip("nibabel")
+nrrd = pytest.importorskip("nrrd")
+pydicom = pytest.importorskip("pydicom", minversion="3")
+sitk = pytest.importorskip("SimpleITK")
+
+NIBABEL = os.path.join(os.path.dirname(nibabel.__file__), "tests", "data")
+ROTATION = numpy.linalg.qr(numpy.random.default_rng(1).normal(size=(3, 3)))[0]
+
+
+@pytest.fixture(autouse=True)
+def _in_folder(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+
+
+def affine(left_handed=False):
+    """An oblique matrix in RAS."""
+    matrix = numpy.eye(4)
+    matrix[:3, :3] = ROTATION * (numpy.linalg.det(ROTATION) * numpy.array((0.5, 0.75, -1.25 if left_handed else 1.25)))
+    matrix[:3, 3] = 11, -12, 13
+    return matrix
+
+
+def affine_of_itk(image):
+    """The matrix of an image of SimpleITK, in LPS."""
+    rank = image.GetDimension()
+    matrix = numpy.eye(4)
+    matrix[:rank, :rank] = numpy.array(image.GetDirection()).reshape(rank, rank) * image.GetSpacing()
+    matrix[:rank, 3] = image.GetOrigin()
+    return matrix
+
+
+def volume(shape=(4, 5, 6), axes="ZYX", dtype="int16", left_handed=False, **told):
+    image = zarnik.from_numpy(numpy.arange(numpy.prod(shape)).reshape(shape).astype(dtype), axes, unit="mm", **told)
+    image.set_affine(affine(left_handed))
+    return image
+
+
+def is_mapped(image):
+    try:
+        return bool(image.to_numpy(copy=False).size)
+    except ValueError:
+        return False
+
+
+class CountingFile(io.BytesIO):
+    """A file that knows how far it was read."""
+
+    furthest = 0
+
+    def read(self, size=-1):
+        data = super().read(size)
+        self.furthest = max(self.furthest, self.tell())
+        return data
+
+    def readinto(self, buffer):
+        count = super().readinto(buffer)
+        self.furthest = max(self.furthest, self.tell())
+        return count
+
+
+# ---- NIfTI -----------------------------------------------------------------------------------------------------------
+
+SAMPLES = ("anatomical.nii", "example4d.nii.gz", "example_nifti2.nii.gz", "functional.nii", "standard.nii.gz")
+
+
+@pytest.mark.parametrize("name", (*SAMPLES, "reoriented_anat_moved.nii", "resampled_anat_moved.nii"))
+def test_nifti_of_nibabel(name):
+    expected = nibabel.load(os.path.join(NIBABEL, name))
+    image = zarnik.open(os.path.join(NIBABEL, name))
+    elements = numpy.asarray(expected.dataobj)
+    numpy.testing.assert_array_equal(image.to_numpy("XYZT"[: elements.ndim]), elements)
+    numpy.testing.assert_allclose(image.affine, expected.affine, atol=1e-6)
+    assert image.unit == {"mm": "mm", "unknown": ""}[expected.header.get_xyzt_units()[0]]
+    header = image.metadata.to_dict()["NIfTI"]
+    assert set(header) >= set(expected.header)
+    assert header["pixdim"].tolist() == expected.header["pixdim"].tolist()
+    stored = zarnik.open(os.path.join(NIBABEL, name), scaled=False)
+    numpy.testing.assert_array_equal(stored.to_numpy("XYZT"[: elements.ndim]), expected.dataobj.get_unscaled())
+
+
+def nifti_image(dtype, kind=nibabel.Nifti1Image, order="<", shape=(6, 5, 4, 3)):
+    numbers = numpy.arange(numpy.prod(shape)).reshape(shape)
+    array = numbers.astype(dtype) if numpy.dtype(dtype).names is None else numpy.zeros(shape, dtype)
+    if array.dtype.names:
+        for place, name in enumerate(array.dtype.names):
+            array[name] = numbers % 200 + place
+    header = kind.header_class(endianness=order)
+    header.set_data_dtype(array.dtype)
+    made = kind(array, affine(), header)
+    made.header.set_xyzt_units("micron", "sec")
+    return made
+
+
+@pytest.mark.parametrize("order", "<>")
+@pytest.mark.parametrize("kind", (nibabel.Nifti1Image, nibabel.Nifti2Image, nibabel.Nifti1Pair))
+@pytest.mark.parametrize("dtype", ("uint8", "int16", "uint32", "int64", "float32", "float64", "complex64"))
+def test_nifti_of_every_type(dtype, kind, order):
+    made = nifti_image(dtype, kind, order)
+    name = "image.img" if kind is nibabel.Nifti1Pair else "image.nii"
+    made.to_filename(name)
+    image = zarnik.open(name)
+    numpy.testing.assert_array_equal(image.to_numpy("XYZT"), numpy.asarray(nibabel.load(name).dataobj))
+    assert image.dtype == numpy.dtype(dtype)
+    assert image.unit == "µm"
+    assert is_mapped(image) == ((order == "<" or dtype == "uint8") and dtype != "complex64")
+    # The same from the bytes of a file, which cannot be mapped.
+    if kind is not nibabel.Nifti1Pair:
+        with open(name, "rb") as file:
+            assert zarnik.open(io.BytesIO(file.read())).equals(image)
+
+
+def test_nifti_of_vectors_colours_and_labels():
+    nibabel.Nifti1Image(numpy.arange(120.0).reshape(4, 5, 2, 1, 3), numpy.eye(4)).to_filename("v.nii")
+    vectors = zarnik.open("v.nii")
+    assert vectors.axes == "ZYXC"
+    numpy.testing.assert_array_equal(vectors.to_numpy("XYZC"), numpy.arange(120.0).reshape(4, 5, 2, 3))
+    made = nifti_image([("R", "u1"), ("G", "u1"), ("B", "u1")], shape=(6, 5, 4))
+    made.to_filename("c.nii")
+    colours = zarnik.open("c.nii")
+    assert (colours.axes, colours.interpretation.name) == ("ZYXC", "RGB")
+    numpy.testing.assert_array_equal(colours.to_numpy("XYZC")[..., 1], numpy.asarray(made.dataobj)["G"])
+    zarnik.save("again.nii", colours)
+    assert nibabel.load("again.nii").get_data_dtype() == made.get_data_dtype()
+    assert zarnik.open("again.nii").equals(colours)
+    labels = volume(interpretation="LABEL")
+    zarnik.save("l.nii.gz", labels)
+    assert nibabel.load("l.nii.gz").header.get_intent()[0] == "label"
+    assert zarnik.open("l.nii.gz").interpretation.name == "LABEL"
+
+
+def test_nifti_matrices_that_are_no_image_s():
+    sheared = numpy.array([[1, 0.3, 0, 4], [0, 1, 0, 5], [0, 0, 1, 6], [0, 0, 0, 1.0]])
+    made = nibabel.Nifti1Image(numpy.zeros((4, 5, 2), "u1"), None)
+    made.set_qform(affine(), 1)
+    made.set_sform(sheared, 2)
+    made.to_filename("s.nii")
+    with pytest.warns(UserWarning, match="shears"):
+        image = zarnik.open("s.nii")
+    numpy.testing.assert_allclose(image.affine, affine(), atol=1e-6)
+    flat = numpy.diag((2.0, 3, 0, 1))
+    made = nibabel.Nifti1Image(numpy.zeros((4, 5), "u1"), None)
+    made.header["sform_code"], made.header["srow_x"], made.header["srow_y"] = 1, flat[0], flat[1]
+    with open("f.nii", "wb") as file:
+        made.header.write_to(file)
+        file.write(bytes(24))
+    assert zarnik.open("f.nii").spacing == (2, 3, 1)
+
+
+def test_compressed_elements_are_read_as_far_as_they_are_asked_for():
+    noise = numpy.random.default_rng(2).integers(0, 2**16, (160, 64, 64)).astype("u2")
+    nibabel.Nifti1Image(noise.T, numpy.eye(4)).to_filename("n.nii.gz")
+    nrrd.write("n.nrrd", noise.T, {"encoding": "gzip"})
+    for name in ("n.nii.gz", "n.nrrd"):
+        with open(name, "rb") as opened:
+            file = CountingFile(opened.read())
+        size = len(file.getbuffer())
+        image = zarnik.open(file)
+        assert file.furthest < size / 3
+        numpy.testing.assert_array_equal(image[2], noise[2])
+        assert file.furthest < size / 2
+        numpy.testing.assert_array_equal(image, noise)
+        file.furthest = 0
+        numpy.testing.assert_array_equal(image[30, 5:9], noise[30, 5:9])
+        assert file.furthest == 0
+
+
+@pytest.mark.parametrize("left_handed", (False, True))
+@pytest.mark.parametrize("name", ("image.nii", "image.nii.gz", "image.nrrd", "packed.nrrd"))
+def test_saved_images_are_those_of_others(name, left_handed):
+    image = volume(left_handed=left_handed, metadata={"name": "Å", "n": [1, 2]})
+    image.value_range = 0, 700
+    options = {"encoding": "gzip"} if name == "packed.nrrd" else {}
+    with warnings.catch_warnings():
+        warnings.simplefilter("error")
+        zarnik.save(name, image, **options)
+    itk = sitk.ReadImage(name)
+    numpy.testing.assert_array_equal(sitk.GetArrayFromImage(itk), image)
+    numpy.testing.assert_allclose(affine_of_itk(itk), image.get_affine("LPS"), atol=1e-6)
+    if "nii" in name:
+        loaded = nibabel.load(name)
+        numpy.testing.assert_array_equal(numpy.asarray(loaded.dataobj).T, image)
+        numpy.testing.assert_allclose(loaded.affine, image.affine, atol=1e-6)
+        assert loaded.header.get_xyzt_units()[0] == "mm"
+    else:
+        array, header = nrrd.read(name, index_order="C")
+        numpy.testing.assert_array_equal(array, image)
+        numpy.testing.assert_allclose(header["space directions"], image.get_affine("LPS")[:3, :3].T, atol=1e-12)
+        assert list(header["space units"]) == ["mm"] * 3
+    again = zarnik.open(name)
+    assert again.equals(image)
+    numpy.testing.assert_allclose(again.affine, image.affine, atol=1e-6)
+    assert (again.unit, again.value_range) == (image.unit, image.value_range)
+    kept = again.metadata.to_dict()
+    assert {key: kept[key] for key in ("name", "n")} == {"name": "Å", "n": [1, 2]}
+    # What came from a file goes into the next one.
+    zarnik.save("next" + name, again, **options)
+    assert zarnik.open("next" + name).metadata.to_dict()["name"] == "Å"
+
+
+@pytest.mark.parametrize("axes, shape", (("YX", (5, 6)), ("TZYX", (2, 3, 5, 6)), ("ZYXC", (3, 5, 6, 2)), ("X", (9,))))
+@pytest.mark.parametrize("name", ("image.nii", "image.nrrd", "image.h5", "image.npz"))
+@pytest.mark.parametrize("dtype", ("uint16", "complex64"))
+def test_axes_and_types_come_back(name, axes, shape, dtype):
+    array = numpy.random.default_rng(3).normal(size=shape) * 100
+    image = zarnik.from_numpy(array.astype(dtype), axes, spacing=(2, 3, 4), unit="µm", metadata={"channel_names": "ab"})
+    zarnik.save(name, image)
+    again = zarnik.open(name)
+    assert (again.axes, again.dtype, again.unit) == (image.axes, image.dtype, "µm")
+    assert again.equals(image)
+    numpy.testing.assert_allclose(again.affine, image.affine)
+    assert again.channel_names == ["a", "b"]
+
+
+def test_time_of_nifti_and_writing_in_place():
+    made = nifti_image("int16")
+    made.header["pixdim"][4] = 2.5
+    made.header["descrip"] = "told by somebody"
+    made.to_filename("t.nii")
+    image = zarnik.open("t.nii", mode="r+")
+    image[1, 2] = 7
+    del image
+    assert (nibabel.load("t.nii").dataobj[..., 2, 1] == 7).all()
+    zarnik.save("u.nii", zarnik.open("t.nii"))
+    header = nibabel.load("u.nii").header
+    assert header["pixdim"][4] == 2.5
+    assert header.get_xyzt_units() == ("micron", "sec")
+    assert header["descrip"] == b"told by somebody"
+    zarnik.save("wide.nii", zarnik.uniform((2, 40000), 3, "uint8"))
+    assert type(nibabel.load("wide.nii")) is nibabel.Nifti2Image
+    assert nibabel.load("wide.nii").shape == (40000, 2)
+
+
+# ---- NRRD ------------------------------------------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize("encoding", ("raw", "gzip", "bzip2", "ascii"))
+@pytest.mark.parametrize("is_detached", (False, True))
+@pytest.mark.parametrize(
+    "space, turn", (("RAS", (1, 1, 1)), ("left-posterior-superior", (-1, -1, 1)), ("LAS", (-1, 1, 1)))
+)
+def test_nrrd_of_pynrrd(encoding, is_detached, space, turn):
+    array = numpy.random.default_rng(4).integers(-900, 900, (6, 5, 4)).astype("int16")
+    matrix = affine()
+    header = {
+        "encoding": encoding,
+        "space": space,
+        "space directions": (matrix[:3, :3].T * turn),
+        "space origin": matrix[:3, 3] * turn,
+        "space units": ["mm"] * 3,
+        "kinds": ["domain"] * 3,
+        "sample units": "HU",
+        "who": "somebody",
+    }
+    nrrd.write("a.nhdr" if is_detached else "a.nrrd", array, header, detached_header=is_detached)
+    image = zarnik.open("a.nhdr" if is_detached else "a.nrrd")
+    numpy.testing.assert_array_equal(image.to_numpy("XYZ"), array)
+    numpy.testing.assert_allclose(image.affine, matrix, atol=1e-9)
+    assert is_mapped(image) == (encoding == "raw")
+    told = image.metadata.to_dict()["NRRD"]
+    assert (told["sample units"], told["who"], image.unit) == ("HU", "somebody", "mm")
+    if encoding in ("raw", "gzip") and space != "LAS":
+        itk = sitk.ReadImage("a.nhdr" if is_detached else "a.nrrd")
+        numpy.testing.assert_allclose(affine_of_itk(itk), image.get_affine("LPS"), atol=1e-6)
+
+
+def test_nrrd_of_itk_and_kinds():
+    array = numpy.arange(4 * 5 * 6 * 3, dtype="float32").reshape(4, 5, 6, 3)
+    vectors = sitk.GetImageFromArray(array, isVector=True)
+    vectors.SetSpacing((2, 3, 4))
+    vectors.SetOrigin((1, 2, 3))
+    for is_compressed in (False, True):
+        sitk.WriteImage(vectors, "v.nrrd", is_compressed)
+        image = zarnik.open("v.nrrd")
+        assert image.axes == "ZYXC"
+        numpy.testing.assert_array_equal(image, array)
+        numpy.testing.assert_allclose(image.get_affine("LPS"), affine_of_itk(vectors))
+    directions = [[numpy.nan] * 3, *numpy.eye(3).tolist()]
+    told = {
+        "space": "LPS",
+        "space directions": numpy.array(directions),
+        "kinds": ["list", "domain", "domain", "domain"],
+    }
+    nrrd.write("l.nrrd", numpy.arange(120).reshape(2, 5, 4, 3), told)
+    assert (zarnik.open("l.nrrd").axes, zarnik.open("l.nrrd").shape) == ("ZYXC", (3, 4, 5, 2))
+    nrrd.write("s.nrrd", numpy.arange(20, dtype=">i4").reshape(5, 4), {"spacings": [2.0, 3.0], "axis mins": [1.0, 5.0]})
+    plane = zarnik.open("s.nrrd")
+    assert (plane.axes, plane.spacing, plane.origin) == ("YX", (2, 3, 1), (1, 5, 0))
+    assert plane[1].tolist() == [1, 5, 9, 13, 17]
+
+
+def test_nrrd_reads_no_files_elsewhere(tmp_path):
+    (tmp_path / "secret").write_bytes(bytes(8))
+    folder = tmp_path / "inner"
+    folder.mkdir()
+    for name in ("../secret", str(tmp_path / "secret"), "..\\secret"):
+        text = f"NRRD0004\ntype: uint8\ndimension: 1\nsizes: 8\nencoding: raw\ndata file: {name}\n\n"
+        (folder / "a.nhdr").write_text(text)
+        with pytest.raises(zarnik.Error, match="outside of its folder"):
+            zarnik.open(folder / "a.nhdr")
+    assert zarnik.open(folder / "a.nhdr", data_file=tmp_path / "secret").shape == (8,)
+
+
+# ---- DICOM -----------------------------------------------------------------------------------------------------------
+
+DICOM_FILES = sorted(
+    path
+    for path in glob.glob(os.path.join(os.path.dirname(pydicom.__file__), "data", "test_files", "*.dcm"))
+    if os.path.getsize(path) > 600
+)
+
+
+def pixels_of(path):
+    try:
+        return pydicom.pixels.pixel_array(path)
+    except Exception:
+        return None
+
+
+@pytest.mark.parametrize("path", DICOM_FILES, ids=os.path.basename)
+@pytest.mark.filterwarnings("ignore::UserWarning:pydicom")
+def test_dicom_of_pydicom(path):
+    expected = pixels_of(path)
+    if expected is None:
+        # No picture, cut, or of a compression that nothing here decodes: pydicom refuses it, too.
+        if "image_dfl" not in path:
+            with pytest.raises(zarnik.Error):
+                numpy.asarray(zarnik.open(path))
+        return
+    image = zarnik.open(path, scaled=False)
+    numpy.testing.assert_array_equal(image, expected)
+    header = pydicom.dcmread(path)
+    told = image.metadata.to_dict()["DICOM"]
+    assert told["SOPInstanceUID"] == header.SOPInstanceUID
+    assert set(told) >= {element.keyword for element in header if element.keyword and element.tag < 0x7FE00000}
+    if header.get("RescaleSlope") is not None and expected.ndim == 2:
+        scaled = expected * float(header.RescaleSlope) + float(header.RescaleIntercept)
+        numpy.testing.assert_array_equal(zarnik.open(path), scaled)
+    if header.get("ImagePositionPatient") is not None and "rtdose" not in path:
+        itk = affine_of_itk(sitk.ReadImage(path))
+        numpy.testing.assert_allclose(image.get_affine("LPS"), itk, atol=1e-6)
+
+
+def write_slices(folder, count=6, times=1, orientation=None, step=2.5, **changed):
+    """A series with files in another order than the planes; returns what is expected, and the matrix in LPS."""
+    folder.mkdir(exist_ok=True)
+    template = pydicom.dcmread(pydicom.data.get_testdata_file("CT_small.dcm"))
+    orientation = numpy.eye(3)[:2].ravel() if orientation is None else orientation
+    across, down = orientation[:3], orientation[3:]
+    normal = numpy.cross(across, down)
+    array = numpy.random.default_rng(5).integers(0, 4000, (times, count, 8, 9)).astype("int16")
+    start = numpy.array((-10.0, 20.0, 30.0))
+    names = numpy.random.default_rng(6).permutation(count * times)
+    series = pydicom.uid.generate_uid()
+    for time in range(times):
+        for place in range(count):
+            one = pydicom.dcmread(pydicom.data.get_testdata_file("CT_small.dcm"))
+            one.SeriesInstanceUID, one.SOPInstanceUID = series, pydicom.uid.generate_uid()
+            one.file_meta.MediaStorageSOPInstanceUID = one.SOPInstanceUID
+            one.Rows, one.Columns, one.PixelSpacing = 8, 9, [0.7, 0.6]
+            one.ImageOrientationPatient = [f"{number:.10f}" for number in orientation]
+            one.ImagePositionPatient = [f"{number:.10f}" for number in start + normal * step * place]
+            one.RescaleSlope, one.RescaleIntercept = changed.get("slope", 1), -1024
+            one.InstanceNumber = time * count + place
+            one.SeriesDescription = "a series"
+            one.PixelData = array[time, place].tobytes()
+            one.save_as(folder / f"{names[time * count + place]:03}.dcm")
+    matrix = numpy.eye(4)
+    matrix[:3, :3] = numpy.column_stack((across * 0.6, down * 0.7, normal * step))
+    matrix[:3, 3] = start
+    assert template is not None
+    return array, matrix
+
+
+@pytest.mark.parametrize("is_oblique", (False, True))
+def test_series_is_sorted_by_position(tmp_path, is_oblique):
+    orientation = ROTATION[:, :2].T.ravel() if is_oblique else None
+    array, matrix = write_slices(tmp_path / "scan", orientation=orientation)
+    (tmp_path / "scan" / "notes.txt").write_text("no DICOM")
+    (tmp_path / "scan" / "empty.dcm").write_bytes(b"")
+    os.symlink(pydicom.data.get_testdata_file("reportsi.dcm"), tmp_path / "scan" / "report.dcm")
+    image = zarnik.open(tmp_path / "scan")
+    numpy.testing.assert_array_equal(image, array[0].astype("int32") - 1024)
+    numpy.testing.assert_array_equal(zarnik.open(tmp_path / "scan", scaled=False), array[0])
+    numpy.testing.assert_allclose(image.get_affine("LPS"), matrix, atol=1e-6)
+    assert (image.unit, image.interpretation.name) == ("mm", "GRAYSCALE")
+    reader = sitk.ImageSeriesReader()
+    reader.SetFileNames(reader.GetGDCMSeriesFileNames(str(tmp_path / "scan")))
+    itk = reader.Execute()
+    numpy.testing.assert_array_equal(sitk.GetArrayFromImage(itk), image)
+    numpy.testing.assert_allclose(affine_of_itk(itk), image.get_affine("LPS"), atol=1e-6)
+    varying = image.metadata.to_dict()["DICOM"]["images"]
+    assert varying["InstanceNumber"] == list(range(6))
+    files = sorted((tmp_path / "scan").glob("0*.dcm"))
+    assert zarnik.open(files).equals(image)
+    with pytest.raises(zarnik.Error, match="no DICOM"):
+        zarnik.open([*files, tmp_path / "scan" / "notes.txt"])
+    assert zarnik.info(tmp_path / "scan")["series"][0]["files"] == 6
+
+
+def test_regions_of_series_read_the_files_they_need(tmp_path, monkeypatch):
+    array, _ = write_slices(tmp_path / "scan", slope=0.5)
+    image = zarnik.open(tmp_path / "scan")
+    opened = []
+    from zarnik import plugins
+
+    whole = plugins.Source.file
+    monkeypatch.setattr(plugins.Source, "file", lambda self: opened.append(self.name) or whole(self))
+    numpy.testing.assert_array_equal(image[3, 2:4], array[0, 3, 2:4] * 0.5 - 1024)
+    assert len(opened) == 1
+
+
+def test_several_series_and_times(tmp_path):
+    first, matrix = write_slices(tmp_path / "all" / "one" if (tmp_path / "all").mkdir() is None else None, times=3)
+    write_slices(tmp_path / "all" / "two", count=2)
+    found = zarnik.open(tmp_path / "all")
+    assert list(found) == ["a series", "a series (1)"]
+    image = found["a series"]
+    assert image.axes == "TZYX"
+    numpy.testing.assert_array_equal(image, first.astype("int32") - 1024)
+    numpy.testing.assert_allclose(image.get_affine("LPS"), matrix, atol=1e-6)
+
+
+def change(folder, number, **values):
+    path = sorted(folder.glob("*.dcm"))[number]
+    header = pydicom.dcmread(path)
+    for name, value in values.items():
+        setattr(header, name, value)
+    header.save_as(path)
+    return header
+
+
+@pytest.mark.parametrize(
+    "problem, message",
+    (
+        (
+            lambda folder: os.unlink(next(p for p in folder.glob("*.dcm") if pydicom.dcmread(p).InstanceNumber == 2)),
+            "gap",
+        ),
+        (lambda folder: change(folder, 1, ImageOrientationPatient=[0, 1, 0, 0, 0, 1]), "different directions"),
+        (lambda folder: change(folder, 1, PixelSpacing=[0.7, 0.8]), "different spacing"),
+        (lambda folder: change(folder, 1, Rows=4, PixelData=bytes(72)), "different Rows"),
+        (lambda folder: change(folder, 1, ImagePositionPatient=change(folder, 0).ImagePositionPatient), "at one place"),
+    ),
+)
+def test_series_that_are_no_grid(tmp_path, problem, message):
+    write_slices(tmp_path / "scan")
+    problem(tmp_path / "scan")
+    with pytest.raises(zarnik.Error, match=message):
+        zarnik.open(tmp_path / "scan")
+    if "Rows" not in message:
+        with pytest.warns(UserWarning, match=message):
+            assert zarnik.open(tmp_path / "scan", strict=False).shape[1:] == (8, 9)
+
+
+def test_tilted_series_and_frames_of_one_file(tmp_path):
+    write_slices(tmp_path / "scan")
+    for number in range(6):
+        header = change(tmp_path / "scan", number)
+        x, y, z = header.ImagePositionPatient
+        change(tmp_path / "scan", number, ImagePositionPatient=[x, y + 0.1 * header.InstanceNumber, z])
+    with pytest.raises(zarnik.Error, match="is tilted"):
+        zarnik.open(tmp_path / "scan")
+    # Frames with places of their own, the last one first.
+    array, matrix = write_slices(tmp_path / "frames", count=1)
+    array = numpy.random.default_rng(7).integers(0, 4000, (4, 8, 9)).astype("int16")
+
+    def item(**values):
+        made = pydicom.Dataset()
+        for name, value in values.items():
+            setattr(made, name, value)
+        return made
+
+    frames = [
+        item(
+            PlanePositionSequence=[item(ImagePositionPatient=[-10, 20, 30 + 2.5 * (3 - n)])],
+            PixelValueTransformationSequence=[item(RescaleSlope=n + 1, RescaleIntercept=0)],
+        )
+        for n in range(4)
+    ]
+    shared = item(
+        PlaneOrientationSequence=[item(ImageOrientationPatient=[1, 0, 0, 0, 1, 0])],
+        PixelMeasuresSequence=[item(PixelSpacing=[0.7, 0.6])],
+    )
+    change(
+        tmp_path / "frames",
+        0,
+        NumberOfFrames=4,
+        PixelData=array.tobytes(),
+        PerFrameFunctionalGroupsSequence=frames,
+        SharedFunctionalGroupsSequence=[shared],
+    )
+    image = zarnik.open(tmp_path / "frames" / "000.dcm")
+    numpy.testing.assert_array_equal(image, (array * numpy.arange(1.0, 5)[:, None, None])[::-1])
+    numpy.testing.assert_allclose(image.get_affine("LPS"), matrix, atol=1e-6)
+    for n in range(4):
+        frames[n].PlanePositionSequence[0].ImagePositionPatient = [-10, 20, 30 + 2.5 * n]
+        frames[n].PixelValueTransformationSequence[0].RescaleSlope = 1
+    change(tmp_path / "frames", 0, PerFrameFunctionalGroupsSequence=frames)
+    image = zarnik.open(tmp_path / "frames" / "000.dcm")
+    assert is_mapped(image)
+    numpy.testing.assert_array_equal(image, array)
+
+
+def test_losses_are_told():
+    image = volume(dtype="uint8", metadata={"a": 1})
+    image.unit = "parsec"
+    with pytest.warns(LossWarning, match=r"directions.*unit 'parsec'.*metadata \(a\)"):
+        zarnik.save("a.mrc", image)
+    with pytest.raises(zarnik.NotImplemented, match="read, not written"):
+        zarnik.save("a.dcm", image)
