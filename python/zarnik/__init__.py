@@ -46,6 +46,7 @@ from zarnik import (  # noqa: F401
     _arraylike,
     _capabilities,
     _classes,
+    _dask,
     _dependencies,
     _errors,
     _files,
@@ -74,6 +75,7 @@ from zarnik._creation import full as full
 from zarnik._creation import full_like as full_like
 from zarnik._creation import zeros as zeros
 from zarnik._creation import zeros_like as zeros_like
+from zarnik._dask import from_dask as from_dask
 from zarnik._enumerations import *  # noqa: F403
 from zarnik._extension import publish as _publish
 from zarnik._files import LossWarning as LossWarning

@@ -182,7 +182,7 @@ def _call(function: str | Callable[..., Any], args: tuple[Any, ...], kwargs: dic
 
 def reduced(made: Any, protocol: Any) -> tuple[Any, ...] | None:
     """Return the calls that make an object again, as `__reduce_ex__` does; None if it goes by its elements."""
-    root, chain = _unwound(made)
+    root, chain = unwound(made)
     recipe = _travelling(root, protocol)
     if recipe is None and not chain:
         return None
@@ -215,7 +215,7 @@ def bytes_held(made: Any, protocol: Any = 5) -> int:
         if isinstance(one, (numpy.ndarray, bytes, bytearray)):
             total += len(one) if isinstance(one, (bytes, bytearray)) else one.nbytes
         elif type(one) in _VIEWS or isinstance(one, _classes.RandomAccess):
-            root, _ = _unwound(one)
+            root, _ = unwound(one)
             recipe = _travelling(root, protocol)
             if recipe is not None:
                 pending += recipe[1] + tuple(recipe[2].values())
@@ -226,7 +226,7 @@ def bytes_held(made: Any, protocol: Any = 5) -> int:
     return total
 
 
-def _unwound(made: Any) -> tuple[Any, list[tuple[Any, Step]]]:
+def unwound(made: Any) -> tuple[Any, list[tuple[Any, Step]]]:
     """Return the object that a chain began with, and the links from there, each with the step that made it."""
     chain: list[tuple[Any, Step]] = []
     recipe = recipe_of(made)
@@ -308,14 +308,14 @@ def _difference(view: Any, again: Any) -> Description | None:
     is_same = (metadata is None) == (its is None) and (metadata is None or _trees_equal(metadata, its))
     if is_same and view.properties == again.properties:
         return None
-    return _plain(view.properties), None if metadata is None else flat.MetadataNode_clone(metadata)
+    return plain(view.properties), None if metadata is None else flat.MetadataNode_clone(metadata)
 
 
 def _trees_equal(one: Any, other: Any) -> bool:
     return bool(_classes.ReadonlyMetadataNode(one) == _classes.ReadonlyMetadataNode(other))
 
 
-def _plain(properties: Any) -> tuple[Any, ...]:
+def plain(properties: Any) -> tuple[Any, ...]:
     calibration, info = properties.get_calibration(), properties.get_image_info()
     directions = calibration.get_directions()
     vectors = calibration.get_origin(), calibration.get_spacing()
@@ -364,7 +364,7 @@ def _opened_again(
     if description is None:
         if not _is_changeable(made):
             return made
-        description = _plain(made.properties), flat.ImageView___get_metadata(made)
+        description = plain(made.properties), flat.ImageView___get_metadata(made)
     # What is changed of one that arrived is not changed of the others.
     made = _described(made, *description)
     _keep_recipe(made, recipe)
@@ -403,13 +403,13 @@ def _copied(view: Any) -> Any:
     if recipe_of(view) is None or bytes_held(view):
         function, arguments = by_value(view, 4)
         return function(*arguments)
-    root, _ = _unwound(view)
+    root, _ = unwound(view)
     if not _is_changeable(root):
         return view
     if flat.ImageCapabilitySet_value(flat.ImageView_get_capabilities(view)) & _WRITE:
         function, arguments = by_value(view, 4)
         return function(*arguments)
-    return _described(view, _plain(view.properties), flat.ImageView___get_metadata(view))
+    return _described(view, plain(view.properties), flat.ImageView___get_metadata(view))
 
 
 @extends(_classes.RandomAccess)

@@ -32,7 +32,8 @@ RelabelledImageView::~RelabelledImageView() = default;
 
 std::shared_ptr<Extension> RelabelledImageView::extension(size_t id) const {
   using enum ParallelAccessCapability;
-  if (id == TilingInfoExtension::EXTENSION_ID && allowed_.has(READ | WRITE))
+  // Tiles are written as well as read: not through a view that may do less than the image.
+  if (id == TilingInfoExtension::EXTENSION_ID && allowed_.has(image_->capabilities()))
     return image_->extension(id);
   if (id != ParallelAccessExtension::EXTENSION_ID)
     return DescribedImageView::extension(id);
