@@ -44,6 +44,7 @@ from __future__ import annotations
 from zarnik import (  # noqa: F401
     _access,
     _arraylike,
+    _bridges,
     _capabilities,
     _classes,
     _dask,
@@ -68,6 +69,9 @@ from zarnik import (  # noqa: F401
 )
 from zarnik._access import open_random as open_random
 from zarnik._access import open_stream as open_stream
+from zarnik._bridges import from_nibabel as from_nibabel
+from zarnik._bridges import from_simpleitk as from_simpleitk
+from zarnik._bridges import from_xarray as from_xarray
 from zarnik._classes import *  # noqa: F403
 from zarnik._creation import empty as empty
 from zarnik._creation import empty_like as empty_like

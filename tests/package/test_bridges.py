@@ -1,0 +1,385 @@
+"""Images in other libraries and back: elements, place in space, laziness, and whose memory it is."""
+
+import pickle
+import re
+from pathlib import Path
+
+import numpy
+import pytest
+
+import zarnik
+from support.expect import prints, run_python
+
+nibabel = pytest.importorskip("nibabel")
+sitk = pytest.importorskip("SimpleITK")
+xarray = pytest.importorskip("xarray")
+
+GUIDE = Path(__file__).parents[2] / "docs/guide/bridges.md"
+
+
+def rotation(x, y, z):
+    cosines, sines = numpy.cos([x, y, z]), numpy.sin([x, y, z])
+    about_x = [[1, 0, 0], [0, cosines[0], -sines[0]], [0, sines[0], cosines[0]]]
+    about_y = [[cosines[1], 0, sines[1]], [0, 1, 0], [-sines[1], 0, cosines[1]]]
+    about_z = [[cosines[2], -sines[2], 0], [sines[2], cosines[2], 0], [0, 0, 1]]
+    return numpy.array(about_x) @ about_y @ about_z
+
+
+DIRECTIONS = {
+    "straight": numpy.eye(3),
+    "las": numpy.diag([-1.0, 1, 1]),
+    "lps": numpy.diag([-1.0, -1, 1]),
+    "sagittal": numpy.array([[0.0, 0, 1], [1, 0, 0], [0, 1, 0]]),
+    "oblique": rotation(0.3, -0.8, 2.5),
+    "oblique left-handed": rotation(0.3, -0.8, 2.5) * [1, 1, -1],
+}
+of_directions = pytest.mark.parametrize("directions", DIRECTIONS.values(), ids=DIRECTIONS)
+
+
+def matrix_of(directions):
+    matrix = numpy.eye(4)
+    matrix[:3, :3] = directions * [0.5, 0.75, 2.5]
+    matrix[:3, 3] = -31.4, 15.9, 26.5
+    return matrix
+
+
+def scan(directions=DIRECTIONS["oblique"], shape=(3, 4, 5), dtype="uint16", axes=None, **description):
+    array = numpy.arange(numpy.prod(shape)).reshape(shape).astype(dtype)
+    image = zarnik.from_numpy(array, axes, **{"unit": "mm", **description})
+    image.set_affine(matrix_of(directions))
+    return image, array
+
+
+def same(left, right):
+    assert left.axes == right.axes
+    numpy.testing.assert_array_equal(left.to_numpy(), right.to_numpy())
+    told = ["XYZ".index(letter) for letter in left.axes if letter in "XYZ"] + [3]
+    numpy.testing.assert_allclose(left.affine[:, told], right.affine[:, told], rtol=0, atol=1e-6)
+    assert left.unit == right.unit
+    assert left.dtype == right.dtype
+
+
+# ---- xarray ----------------------------------------------------------------------------------------------------------
+
+
+@of_directions
+@pytest.mark.parametrize("where", ["memory", "disk"])
+def test_xarray_keeps_the_place_of_what_is_sliced(directions, where):
+    image, array = scan(directions)
+    given = (image if where == "memory" else image.to_disk()).to_xarray("scan")
+    assert (given.dims, given.name, given.X.attrs["units"]) == (("Z", "Y", "X"), "scan", "mm")
+    same(zarnik.from_xarray(given), image)
+    part = given[1:, ::2, ::-1]
+    assert part.variable._in_memory == (where == "memory")
+    numpy.testing.assert_array_equal(part.values, array[1:, ::2, ::-1])
+    same(zarnik.from_xarray(part), image.crop(slice(1, None), slice(None, None, 2), slice(None, None, -1)))
+    same(zarnik.from_xarray(given.isel(Z=2)), image.crop(z=2))
+    same(zarnik.from_xarray(given.transpose("X", "Z", "Y")), image)
+    assert pickle.loads(pickle.dumps(given)).identical(given)
+
+
+def test_xarray_coordinates_are_positions():
+    image, _ = scan(numpy.diag([-1.0, 1, 1]))
+    given = image.to_xarray()
+    for index in ((0, 0, 0), (4, 3, 2), (1, 2, 0)):
+        place = [float(given[letter][at]) for letter, at in zip("XYZ", index)]
+        numpy.testing.assert_allclose(place, image.index_to_world(index))
+    oblique = scan()[0].to_xarray()
+    place = numpy.reshape(oblique.attrs["directions"], (3, 3)) @ [float(oblique[letter][1]) for letter in "XYZ"]
+    numpy.testing.assert_allclose(place, scan()[0].index_to_world((1, 1, 1)))
+
+
+def test_xarray_reads_what_is_asked_for():
+    read = []
+
+    class Traced:
+        shape, dtype = (30, 40, 50), numpy.dtype("u1")
+
+        def __getitem__(self, key):
+            read.append(tuple((place.start, place.stop) for place in key))
+            return numpy.zeros([place.stop - place.start for place in key], "u1")
+
+    image = zarnik.from_array(Traced(), "ZYX")
+    given = image.to_xarray()
+    part = given.sel(Z=slice(3, 5)).isel(Y=7, X=slice(None, None, 2))
+    volume = image.to_nibabel()
+    (layer, _, _) = image.to_napari()
+    again = zarnik.from_xarray(given[4:6])
+    assert read == []
+    assert part.values.shape == (3, 25)
+    assert layer[1, 5:7].shape == (2, 50)
+    assert again[1, 2].shape == (50,)
+    assert volume.slicer[10:20, :, 3:4].shape == (10, 40, 1)
+    assert [place[0] for place in read] == [(3, 6), (1, 2), (5, 6), (3, 4)]
+    assert read[0][1] == (7, 8)
+
+
+def test_xarray_units_are_those_of_pint():
+    mm = pytest.importorskip("pint_xarray").unit_registry.Unit("mm")
+    image, _ = scan(numpy.eye(3), unit="\N{MICRO SIGN}m")
+    given = image.to_xarray().pint.quantify().pint.to({"X": mm, "Y": mm, "Z": mm})
+    back = zarnik.from_xarray(given.pint.dequantify())
+    assert back.unit in ("mm", "millimeter")
+    numpy.testing.assert_allclose(back.affine[:3], image.affine[:3] / 1000)
+
+
+def test_xarray_attributes(tmp_path):
+    pytest.importorskip("zarr")
+    tree = {"exposure": 0.5, "site": "{3", "n": [1, 2], "device": {"name": "Z1", "on": True, "gains": [1.5]}, "q": '"'}
+    image, _ = scan(shape=(2, 3, 4, 5, 6), axes="TZYXC", metadata={**tree, "channel_names": list("abcdef")})
+    image.interpretation, image.value_range, image.bit_depth = "MULTISPECTRAL", (0, 4095), 12
+    given = image.to_xarray("cells").assign_coords(T=("T", [0.0, 1.5], {"units": "s"}))
+    assert (list(given.C.values), given.exposure) == (list("abcdef"), 0.5)
+    given.to_zarr(tmp_path / "cells.zarr", zarr_format=2)
+    for back in (
+        zarnik.from_xarray(given),
+        zarnik.from_xarray(xarray.open_zarr(tmp_path / "cells.zarr", chunks=None).cells),
+    ):
+        same(back, image)
+        told = back.metadata.to_dict()
+        assert told.pop("coordinates") == {"T": {"values": [0.0, 1.5], "dtype": "<f8", "units": "s"}}
+        assert told == image.metadata.to_dict()
+        assert back.channel_names == list("abcdef")
+        for name in ("interpretation", "value_range", "bit_depth"):
+            assert getattr(back, name) == getattr(image, name)
+        numpy.testing.assert_array_equal(back.to_xarray()["T"], [0, 1.5])
+
+
+def test_xarray_of_others():
+    coords = {"time": [1, 2], "lat": [50.5, 50.0, 49.5], "lon": ("lon", [8, 9.0], {"units": "degrees"})}
+    given = xarray.DataArray(numpy.ones((2, 3, 2), bool), coords, ("time", "lat", "lon"))
+    with pytest.raises(ValueError, match="an image has one unit, got 'degrees' along X"):
+        zarnik.from_xarray(given.assign_coords(lat=("lat", [50.5, 50.0, 49.5], {"units": "rad"})))
+    given.lat.attrs["units"] = "degrees"
+    image = zarnik.from_xarray(given)
+    assert (image.axes, image.unit, str(image.dtype)) == ("TYX", "degrees", "uint8")
+    numpy.testing.assert_allclose(image.index_to_world((1, 2)), (9, 49.5, 0))
+    assert zarnik.from_xarray(given.drop_vars("time"), "ZYX").axes == "ZYX"
+    mixed = xarray.DataArray(
+        numpy.zeros((2, 2)), {"y": ("y", [0, 1], {"units": "mm"}), "x": ("x", [0, 500.0], {"units": "um"})}, ("y", "x")
+    )
+    assert zarnik.from_xarray(mixed).spacing[:2] == (0.5, 1)
+    for wrong, match in (
+        (given.rename(time="when"), "dim 'when' is no axis that is known"),
+        (given.assign_coords(lat=[0, 1, 5]), "'lat' are not evenly spaced"),
+        (given.assign_coords(lat=list("abc")), "are no positions"),
+    ):
+        with pytest.raises(ValueError, match=match):
+            zarnik.from_xarray(wrong)
+    with pytest.raises(TypeError, match="takes a DataArray of xarray, got ndarray"):
+        zarnik.from_xarray(numpy.zeros(3))
+    with pytest.warns(UserWarning, match="no place for the coordinates area"):
+        zarnik.from_xarray(given.assign_coords(area=("lat", [1, 2, 3])))
+
+
+# ---- SimpleITK and nibabel -------------------------------------------------------------------------------------------
+
+
+@of_directions
+@pytest.mark.parametrize(
+    ("axes", "shape"), [("ZYX", (3, 4, 5)), ("TZYX", (2, 3, 4, 5)), ("ZYXC", (3, 4, 5, 2)), ("TZYXC", (2, 3, 4, 5, 3))]
+)
+def test_place_in_space_is_that_of_others(directions, axes, shape):
+    image, array = scan(directions, shape, "float32", axes)
+    by_sitk, by_nibabel = image.to_simpleitk(), image.to_nibabel()
+    indices = [(0, 0, 0), (4, 3, 2), (1, 2, 0)]
+    for index in indices:
+        expected = image.index_to_world(index)
+        more = [0] * ("T" in axes)
+        position = by_sitk.TransformIndexToPhysicalPoint([*index, *more])
+        numpy.testing.assert_allclose(position[:3] * numpy.array([-1, -1, 1]), expected, atol=1e-6)
+        numpy.testing.assert_allclose(nibabel.affines.apply_affine(by_nibabel.affine, index), expected, atol=1e-6)
+        numpy.testing.assert_array_equal(by_sitk[(*index, *more)], array[(*[0] * len(more), *index[::-1])])
+        element = array[(*[0] * len(more), *index[::-1])]
+        numpy.testing.assert_array_equal(by_nibabel.get_fdata()[index].reshape(-1)[: element.size], element.ravel())
+    same(zarnik.from_simpleitk(by_sitk), image)
+    same(zarnik.from_nibabel(by_nibabel), image)
+    nibabel.aff2axcodes(by_nibabel.affine)
+
+
+@of_directions
+def test_files_of_the_others_agree(directions, tmp_path):
+    image, _ = scan(directions, dtype="int16")
+    nibabel.save(image.to_nibabel(), tmp_path / "by_nibabel.nii.gz")
+    sitk.WriteImage(image.to_simpleitk(), str(tmp_path / "by_sitk.nii"))
+    by_sitk = zarnik.from_simpleitk(sitk.ReadImage(str(tmp_path / "by_nibabel.nii.gz")))
+    by_nibabel = zarnik.from_nibabel(nibabel.load(tmp_path / "by_sitk.nii"))
+    same(by_sitk, image)
+    same(by_nibabel, image)
+    lazy = zarnik.from_nibabel(nibabel.load(tmp_path / "by_nibabel.nii.gz"))
+    same(lazy, image)
+
+
+def test_pictures_and_units_of_simpleitk():
+    picture, _ = scan(numpy.eye(3), (4, 5), unit="\N{MICRO SIGN}m", metadata={"a": {"b": 1}, "c": "d"})
+    picture.origin = 1, 2, 0
+    given = picture.to_simpleitk()
+    assert (given.GetSpacing(), given.GetSize()) == (pytest.approx((0.0005, 0.00075)), (5, 4))
+    assert {name: given.GetMetaData(name) for name in given.GetMetaDataKeys()} == {"a/b": "1", "c": "d"}
+    back = zarnik.from_simpleitk(given)
+    numpy.testing.assert_allclose(back.affine[:2], picture.affine[:2] / 1000)
+    assert (back.unit, back.metadata.to_dict()) == ("mm", {"a/b": "1", "c": "d"})
+    tilted, _ = scan(shape=(4, 5))
+    numpy.testing.assert_allclose(zarnik.from_simpleitk(tilted.to_simpleitk()).affine, tilted.affine, atol=1e-6)
+    assert tilted.to_simpleitk().GetSize() == (5, 4, 1)
+    sequence, array = scan(shape=(2, 4, 5), axes="TYX", dtype="complex64")
+    assert sequence.to_simpleitk().GetSize() == (5, 4, 1, 2)
+    numpy.testing.assert_array_equal(zarnik.from_simpleitk(sequence.to_simpleitk()).to_numpy()[:, 0], array)
+    with pytest.raises(TypeError, match="takes an Image of SimpleITK, got ndarray"):
+        zarnik.from_simpleitk(array)
+
+
+def test_simpleitk_and_its_image_change_apart():
+    given = sitk.Image(5, 4, 3, sitk.sitkUInt8)
+    image = zarnik.from_simpleitk(given)
+    given[0, 0, 0] = 7
+    given += 1
+    assert image.to_numpy().max() == 0
+    del given
+    assert image.to_numpy().max() == 0
+    with pytest.raises(zarnik.Error):
+        image[0, 0, 0] = 1
+
+
+def test_nibabel_kinds(tmp_path):
+    picture, _ = scan(shape=(4, 5, 3), dtype="uint8", axes="YXC", interpretation="RGB")
+    given = picture.to_nibabel()
+    assert given.get_data_dtype() == numpy.dtype([("R", "u1"), ("G", "u1"), ("B", "u1")])
+    back = zarnik.from_nibabel(given)
+    same(back, picture)
+    assert back.interpretation == picture.interpretation
+    labels, _ = scan(interpretation="LABEL", unit="cm")
+    given = labels.to_nibabel()
+    assert (given.header.get_intent()[0], given.header.get_xyzt_units()[0]) == ("label", "mm")
+    assert zarnik.from_nibabel(given).interpretation == zarnik.ImageInterpretation.LABEL
+    numpy.testing.assert_allclose(given.affine[:3], labels.affine[:3] * 10)
+    scaled = nibabel.Nifti1Image(numpy.arange(24, dtype="f8").reshape(2, 3, 4) / 3, matrix_of(numpy.eye(3)))
+    scaled.set_data_dtype("int16")
+    for name in ("a.nii", "a.nii.gz", "a.mgz"):
+        kind = nibabel.MGHImage if name == "a.mgz" else nibabel.Nifti1Image
+        written = (
+            nibabel.MGHImage(scaled.get_fdata().astype("f4"), scaled.affine) if kind is nibabel.MGHImage else scaled
+        )
+        nibabel.save(written, tmp_path / name)
+        read = zarnik.from_nibabel(nibabel.load(tmp_path / name))
+        numpy.testing.assert_array_equal(read.to_numpy("XYZ"), nibabel.load(tmp_path / name).get_fdata())
+        numpy.testing.assert_allclose(read.affine, scaled.affine, atol=1e-5)
+    big = nibabel.Nifti1Image(numpy.arange(24, dtype=">i2").reshape(2, 3, 4), None)
+    numpy.testing.assert_array_equal(zarnik.from_nibabel(big).to_numpy("XYZ"), big.get_fdata())
+    sheared = matrix_of(numpy.array([[1, 0.2, 0], [0, 1, 0], [0, 0, 1]]))
+    with pytest.raises(ValueError, match="shears"):
+        zarnik.from_nibabel(nibabel.Nifti1Image(numpy.zeros((2, 2, 2), "u1"), sheared))
+    lazy = scan(shape=(2, 3, 4, 5), axes="TZYX")[0].to_disk()
+    assert nibabel.is_proxy(lazy.to_nibabel().dataobj)
+    numpy.testing.assert_array_equal(
+        lazy.to_nibabel().slicer[1:3, ..., 1].get_fdata(), lazy.to_numpy("XYZT")[1:3, ..., 1]
+    )
+
+
+# ---- whose memory ----------------------------------------------------------------------------------------------------
+
+
+def frame():
+    return zarnik.DataFrameView.from_dict({"a": numpy.arange(1000.0), "b": numpy.arange(1000, dtype="u2")})
+
+
+def _of_frame(convert, column):
+    table = frame()
+    return numpy.shares_memory(numpy.asarray(column(convert(table))), table["a"])
+
+
+def _from_simpleitk():
+    given = sitk.Image(5, 4, 3, sitk.sitkUInt8)
+    shown = sitk.GetArrayViewFromImage(given)
+    return numpy.shares_memory(zarnik.from_simpleitk(given).to_numpy(), shown)
+
+
+def _to_simpleitk():
+    image, array = scan()
+    return numpy.shares_memory(sitk.GetArrayViewFromImage(image.to_simpleitk()), array)
+
+
+def _from(function, wrap):
+    array = scan()[1]
+    return numpy.shares_memory(function(wrap(array)).to_numpy(), array)
+
+
+def _to(function):
+    image, array = scan()
+    return numpy.shares_memory(numpy.asarray(function(image)), array)
+
+
+def _chunks():
+    pytest.importorskip("dask.array")
+    return _to(lambda image: image.to_xarray(chunks=-1).data.compute()) and _to(lambda image: image.to_dask().compute())
+
+
+def _from_dlpack():
+    wrap = pytest.importorskip("array_api_strict").asarray
+    array = scan()[1]
+    return numpy.shares_memory(zarnik.from_dlpack(wrap(array, copy=False)).to_numpy(), array)
+
+
+def _from_arrow():
+    pyarrow = pytest.importorskip("pyarrow")
+    column = pyarrow.array(numpy.arange(1000.0))
+    table = zarnik.DataFrameView.from_arrow(pyarrow.table({"a": column}))
+    return numpy.shares_memory(table["a"], column.to_numpy())
+
+
+def _frame_to(module, method, column):
+    pytest.importorskip(module)
+    return _of_frame(lambda table: getattr(table, method)(), column)
+
+
+SHARED = {
+    "image.to_numpy()": lambda: _to(lambda image: image.to_numpy()),
+    "zarnik.from_numpy(array)": lambda: _from(zarnik.from_numpy, lambda array: array),
+    "image.to_xarray()": lambda: _to(lambda image: image.to_xarray().data),
+    "zarnik.from_xarray(array)": lambda: _from(
+        zarnik.from_xarray, lambda array: xarray.DataArray(array, dims=("z", "y", "x"))
+    ),
+    "image.to_dask()`, `image.to_xarray(chunks=...)": _chunks,
+    "image.to_napari()": lambda: _to(lambda image: image.to_napari()[0]),
+    "image.to_nibabel()": lambda: _to(lambda image: image.to_nibabel().dataobj),
+    "zarnik.from_nibabel(scan)": lambda: _from(
+        zarnik.from_nibabel, lambda array: nibabel.Nifti1Image(array, numpy.eye(4))
+    ),
+    "image.to_simpleitk()": _to_simpleitk,
+    "zarnik.from_simpleitk(scan)": _from_simpleitk,
+    "numpy.from_dlpack(image)": lambda: _to(numpy.from_dlpack),
+    "zarnik.from_dlpack(tensor)": _from_dlpack,
+    "frame.to_pandas()": lambda: _frame_to("pandas", "to_pandas", lambda table: table["a"].to_numpy()),
+    "frame.to_polars()": lambda: _frame_to("polars", "to_polars", lambda table: table["a"].to_numpy()),
+    "frame.to_arrow()": lambda: _frame_to("pyarrow", "to_arrow", lambda table: table["a"].chunk(0).to_numpy()),
+    "DataFrameView.from_arrow(table)": _from_arrow,
+}
+TABLE = dict(re.findall(r"^\| `(.+?)` \| (shared|copied) \|", GUIDE.read_text(encoding="utf-8"), re.MULTILINE))
+
+
+@pytest.mark.parametrize("call", SHARED)
+def test_memory_is_shared_as_the_guide_says(call):
+    assert set(TABLE) == set(SHARED)
+    assert SHARED[call]() == (TABLE[call] == "shared")
+
+
+def test_units_of_frames():
+    pytest.importorskip("pandas")
+    table = zarnik.DataFrameView.from_dict({"area": numpy.arange(3.0), "label": list("abc")}, units={"area": "mm²"})
+    given = table.to_pandas()
+    assert (list(given.columns), list(given.label), given.attrs) == (
+        ["area", "label"],
+        list("abc"),
+        {"units": {"area": "mm²"}},
+    )
+    assert zarnik.DataFrameView.from_dict({}).to_pandas().shape == (0, 0)
+
+
+def test_nothing_is_imported_before_it_is_needed():
+    prints(
+        "[]\n",
+        "import sys, zarnik\n"
+        "print([name for name in ('xarray', 'nibabel', 'SimpleITK', 'pandas', 'dask') if name in sys.modules])",
+    )
+    run = run_python("import sys; sys.modules['SimpleITK'] = None\nimport zarnik\nzarnik.zeros((2, 2)).to_simpleitk()")
+    assert 'ImportError: this needs SimpleITK: pip install "zarnik[simpleitk]"' in run.stderr
