@@ -99,6 +99,7 @@ from zarnik._multi import coarser_levels as coarser_levels
 from zarnik._multi import lod_image as lod_image
 from zarnik._multi import multi_image as multi_image
 from zarnik._names import shown_names as _shown_names
+from zarnik._shared_files import create as create
 from zarnik._threads import set_thread_count as set_thread_count
 from zarnik._threads import thread_count as thread_count
 from zarnik._tiles import cache_info as cache_info

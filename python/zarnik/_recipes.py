@@ -308,7 +308,13 @@ def _difference(view: Any, again: Any) -> Description | None:
     is_same = (metadata is None) == (its is None) and (metadata is None or _trees_equal(metadata, its))
     if is_same and view.properties == again.properties:
         return None
-    return plain(view.properties), None if metadata is None else flat.MetadataNode_clone(metadata)
+    return plain(view.properties), own_metadata(view)
+
+
+def own_metadata(image: Any) -> Any:
+    """Return a copy of an image's metadata, which may be changed; None if there are none."""
+    metadata = flat.ImageView___get_metadata(image)
+    return None if metadata is None else flat.MetadataNode_clone(metadata)
 
 
 def _trees_equal(one: Any, other: Any) -> bool:

@@ -11,7 +11,7 @@ from zarnik._access import open_random
 from zarnik._calls import flat as _zarnik
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
-from zarnik._recipes import reduced
+from zarnik._recipes import own_metadata, reduced
 
 if TYPE_CHECKING:
     from zarnik._classes import DataFrameView, ImageView
@@ -39,10 +39,8 @@ def by_value(image: Any, protocol: Any) -> tuple[Any, ...]:
     samples = _stored_samples(image)
     data: Any = samples.tobytes() if protocol < 5 else _buffer_of(samples)
     properties = _zarnik.ReadonlyImageProperties_clone(_zarnik.ImageView___get_properties(image))
-    metadata = _zarnik.ImageView___get_metadata(image)
-    metadata = None if metadata is None else _zarnik.MetadataNode_clone(metadata)
     data_type = _zarnik.DataType_get_id(_zarnik.ImageView_get_data_type(image))
-    return _image_of, (data, tuple(image.get_shape()), data_type, properties, metadata)
+    return _image_of, (data, tuple(image.get_shape()), data_type, properties, own_metadata(image))
 
 
 def _stored_samples(image: Any) -> numpy.ndarray[Any, Any]:

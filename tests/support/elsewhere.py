@@ -30,5 +30,8 @@ def accessors(data: bytes, count: int) -> tuple[bool, list[int]]:
     return all(access is found[0] for access in found), requests
 
 
-def fill(image: Any, first: int, last: int, value: int) -> None:
-    image[first:last] = value
+def mark(image: Any, value: int, step: int) -> None:
+    """Write to every so many rows, again and again, as others do to the rows between."""
+    for _ in range(20):
+        for row in range(value, image.shape[0], step):
+            image[row] = value

@@ -27,6 +27,18 @@ def content(size: int = SIZE, salt: int = 0) -> bytes:
     return b"".join(struct.pack("<I", word ^ salt) for word in range((size + 3) // 4))[:size]
 
 
+#: The shape of a volume that is made up as it is served, of 16-bit elements.
+VOLUME = (64, 1024, 1024)
+
+
+def volume(first: int, last: int) -> Any:
+    """The elements of the volume from one to before another, in C order."""
+    import numpy
+
+    place = numpy.arange(first, last, dtype="uint32")
+    return ((place * 40503 >> 9) + (place >> 20) * 977).astype("<u2")
+
+
 BODY = content()
 CHANGED = content(salt=0x5A000000)
 
@@ -40,6 +52,7 @@ class Server(ThreadingHTTPServer):
         self.lock = threading.Lock()
         self.counts: dict[str, int] = {}
         self.log: list[dict[str, Any]] = []
+        self.available = 0.0
         self.uploads: dict[str, dict[str, Any]] = {}
 
     def count(self, path: str) -> int:
@@ -347,6 +360,19 @@ class Handler(BaseHTTPRequestHandler):
             self.serve()
         else:
             self.send(401, {"Content-Length": "0", "WWW-Authenticate": 'Basic realm="x"'})
+
+    def fault_volume(self, number: int) -> None:
+        """The volume, from a server that is not available for a second after the first requests."""
+        size = 2 * VOLUME[0] * VOLUME[1] * VOLUME[2]
+        if number == 20:
+            self.server.available = time.monotonic() + 1
+        if time.monotonic() < self.server.available:
+            self.send(503, {"Content-Length": "0"})
+            return
+        first, last = self.wanted(size)
+        data = volume(first // 2, last // 2 + 1).tobytes()[first % 2 :][: last - first + 1]
+        headers = {"Content-Range": f"bytes {first}-{last}/{size}", "Content-Length": str(len(data)), "ETag": '"v"'}
+        self.send(206, headers, data)
 
     # ---- uploads
 

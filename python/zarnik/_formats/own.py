@@ -33,12 +33,19 @@ class Own(Format):
     def recognizes(self, source: Source) -> bool:
         return source.head.startswith(_MAGIC)
 
-    def open(self, source: Source) -> list[Series]:  # type: ignore[override]
-        is_mapped = source.mode == "r" and source.path is not None and source.head
+    def open(self, source: Source, *, mapped: bool = True) -> list[Series]:  # type: ignore[override]
+        """Open an image, or load a table.
+
+        :param mapped: Whether a local file is mapped into memory, which arrays of the image share then. See `create`
+            for where it should not.
+        """
+        is_mapped = mapped and source.mode == "r" and source.path is not None and source.head
         if is_mapped:
             access = open_random(_mapping_of(source.path))
+        elif source.mode == "r+" and source.path:
+            access = open_random(source.path, mode="m" if mapped else "r+")
         else:
-            access = open_random(source.path, mode="m") if source.mode == "r+" and source.path else source.access()
+            access = source.access()
         if int.from_bytes(access[_KIND], "little") == _DATA_FRAME:
             stream = flat.StreamAccessFactory_from_random_access(access)
             return [Series(None, [flat.Serialization_decode_data_frame_view(stream)])]

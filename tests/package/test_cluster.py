@@ -1,0 +1,96 @@
+"""Many processes work on one image that none of them could hold, and write to one file."""
+
+import concurrent.futures
+import multiprocessing
+import os
+import signal
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import dask.array as da
+import distributed
+import numpy
+import pytest
+
+import zarnik
+from support import elsewhere, http_faults, on_cluster
+
+SLICES = 4
+
+
+@pytest.fixture
+def server():
+    script = Path(http_faults.__file__)
+    with subprocess.Popen([sys.executable, script], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+        yield f"http://127.0.0.1:{int(process.stdout.readline())}"
+        process.stdin.close()
+
+
+@pytest.fixture
+def client():
+    with (
+        distributed.LocalCluster(4, threads_per_worker=1, dashboard_address=None) as cluster,
+        distributed.Client(cluster) as client,
+    ):
+        yield client
+
+
+def expected():
+    volume = http_faults.volume(0, numpy.prod(http_faults.VOLUME)).reshape(http_faults.VOLUME)
+    for place in range(len(volume)):
+        near = volume[[max(place - 1, 0), place, min(place + 1, len(volume) - 1)]].astype("float32")
+        yield near[1] - (near[0] + near[1] + near[2]) / 3
+
+
+@pytest.mark.skipif(bool(os.environ.get("ZARNIK_SANITIZED")), reason="shadow memory takes all addresses")
+def test_more_than_a_process_may_hold(server, client, tmp_path):
+    client.register_plugin(on_cluster.Limit(160 << 20))
+    volume = zarnik.open_raw(f"{server}/volume", http_faults.VOLUME, "uint16").astype("float32")
+    assert all(text != str(volume.nbytes) for text in client.run(on_cluster.whole, volume).values())
+    result = zarnik.create(tmp_path / "result.zrn", volume, mapped=False)
+    futures = [
+        client.submit(on_cluster.without_background, volume, result, first, first + SLICES, pure=False)
+        for first in range(0, len(volume), SLICES)
+    ]
+    process = next(iter(client.run(os.getpid).values()))
+    while sum(future.done() for future in futures) < 3:
+        time.sleep(0.01)
+    os.kill(process, signal.SIGKILL)
+    assert not all(future.done() for future in futures)
+    largest = numpy.maximum.reduce(client.gather(futures))
+    assert max(client.run(on_cluster.growth).values()) < 128 << 20
+    written = zarnik.open(tmp_path / "result.zrn")
+    greatest = None
+    for place, plane in enumerate(expected()):
+        numpy.testing.assert_array_equal(written[place], plane)
+        greatest = plane if greatest is None else numpy.maximum(greatest, plane)
+    numpy.testing.assert_array_equal(largest, greatest)
+
+
+def test_arrays_are_stored_from_all_processes(client, tmp_path):
+    result = zarnik.create(tmp_path / "result.zrn", zarnik.uniform((16, 60, 70), 0, "float64"))
+    array = da.arange(16 * 60 * 70, chunks=4200).reshape(16, 60, 70).rechunk((3, 25, 70)) * 0.5
+    da.store(array, result, lock=False)
+    numpy.testing.assert_array_equal(result.to_numpy(), numpy.arange(16 * 60 * 70).reshape(16, 60, 70) / 2)
+
+
+@pytest.mark.parametrize("mapped", [True, False])
+def test_writers_of_neighbouring_elements_need_no_lock(mapped, tmp_path):
+    result = zarnik.create(tmp_path / "result.zrn", zarnik.uniform((300, 3), 0, "uint8"), mapped=mapped)
+    with concurrent.futures.ProcessPoolExecutor(2, multiprocessing.get_context("spawn")) as executor:
+        list(executor.map(elsewhere.mark, [result] * 2, [0, 1], [2] * 2))
+    numpy.testing.assert_array_equal(result.to_numpy()[:, 0], [0, 1] * 150)
+
+
+def test_a_new_file_takes_no_room(tmp_path):
+    like = zarnik.uniform((3, 4, 500, 600), 7, "uint16").with_properties(unit="mm", metadata={"a": 1})
+    result = zarnik.create(tmp_path / "result.zrn", like.astype("float32"))
+    assert (result.shape, str(result.dtype), result.unit) == ((3, 4, 500, 600), "float32", "mm")
+    assert (tmp_path / "result.zrn").stat().st_blocks * 512 < 65536 < result.nbytes
+    assert zarnik.open(tmp_path / "result.zrn").metadata.to_dict() == {"a": 1}
+    with pytest.raises(zarnik.Error, match="cannot write"):
+        zarnik.create(tmp_path / "nowhere" / "result.zrn", like)
+    with pytest.raises(TypeError, match="for an ImageView, not tuple"):
+        zarnik.create(tmp_path / "result.zrn", (3, 4))
