@@ -3,11 +3,13 @@
 #include "core/Guarded.h"
 #include "layout/CacheSize.h"
 #include "layout/ConvertKernels.h"
+#include "layout/CopyKernels.h"
 #include "layout/CopyPlan.h"
 #include "layout/Offsets.h"
 #include "layout/ThreadPool.h"
 
 #include <fmt/format.h>
+#include <hwy/cache_control.h>
 
 #include <algorithm>
 #include <memory>
@@ -22,6 +24,10 @@ namespace {
 
 // Values of a block that is gathered, converted and scattered: three such blocks stay in the caches next to the core.
 constexpr uint64_t BLOCK_VALUES = 4096;
+// Bytes of a row that is brought together on the way, on the wider side.
+constexpr size_t GATHERED_BYTES = 4096;
+// Lines at the beginning of a row that are fetched ahead.
+constexpr int64_t HEAD_LINES = 32;
 // Rows shorter than this are not worth a call each.
 constexpr uint64_t SHORTEST_ROW = 32;
 
@@ -117,9 +123,8 @@ void ConversionPlan::runParallel(std::byte const * source, std::byte * destinati
 
 void ConversionPlan::runSerial(std::byte const * source, std::byte * destination) const {
   LoopNest::Loop const & row = nest_[0];
-  bool const dense = row.sourceStride == static_cast<int64_t>(sourceBytes_) &&
-                     row.destinationStride == static_cast<int64_t>(destinationBytes_);
-  if (dense && (nest_.count == 1 || row.count >= SHORTEST_ROW)) {
+  bool const dense = row.destinationStride == static_cast<int64_t>(destinationBytes_);
+  if (dense && transposed_ == 0 && (nest_.count == 1 || row.count >= SHORTEST_ROW)) {
     runRows(source, destination);
   } else {
     runBlocks(source, destination);
@@ -185,10 +190,49 @@ void ConversionPlan::runRows(std::byte const * source, std::byte * destination) 
   std::array<uint64_t, LoopNest::CAPACITY> steps;
   std::fill_n(steps.begin(), nest_.count, 1);
   bool const streaming = streaming_ && nest_[0].count * destinationBytes_ >= 512;
-  walk(nest_, 1, steps, source, destination,
-       [&](std::byte const * from, std::byte * to, auto const &) { convertRow(from, to, nest_[0].count, streaming); });
+  bool const dense = nest_[0].sourceStride == static_cast<int64_t>(sourceBytes_);
+  // The processor's own prefetching starts anew with each row: without help the first lines of each are waited for.
+  int64_t const toNext = nest_.count > 1 ? nest_[1].sourceStride : 0;
+  int64_t const line = nest_[0].sourceStride < 0 ? -64 : 64;
+  int64_t const lines =
+      std::min<int64_t>(HEAD_LINES, static_cast<int64_t>(layout::reach(nest_[0].count, nest_[0].sourceStride)) / line);
+  walk(nest_, 1, steps, source, destination, [&](std::byte const * from, std::byte * to, auto const &) {
+    for (int64_t n = 0; toNext != 0 && n < lines; ++n) {
+      hwy::Prefetch(layout::moved(from, static_cast<uint64_t>(toNext + n * line)));
+    }
+    if (dense) {
+      convertRow(from, to, nest_[0].count, streaming);
+    } else {
+      gatherRow(from, to, streaming);
+    }
+  });
   if (streaming) {
     layout::flushStreams();
+  }
+}
+
+// What the source has apart, or the other way round, is brought together in the cache next to the core, some values at
+// a time.
+void ConversionPlan::gatherRow(std::byte const * source, std::byte * destination, bool streaming) const {
+  alignas(64) std::byte gathered[GATHERED_BYTES];
+  int64_t const stride = nest_[0].sourceStride;
+  uint64_t const count = nest_[0].count;
+  uint64_t const chunk = GATHERED_BYTES / std::max(sourceBytes_, destinationBytes_);
+  uint64_t const misaligned = reinterpret_cast<uintptr_t>(destination) % 64 / destinationBytes_;
+  for (uint64_t first = 0; first < count;) {
+    uint64_t const now = std::min(first == 0 ? chunk - misaligned : chunk, count - first);
+    layout::CopyBlock const block{.elementBytes = sourceBytes_,
+                                  .count0 = now,
+                                  .sourceStride0 = stride,
+                                  .destinationStride0 = static_cast<int64_t>(sourceBytes_),
+                                  .count1 = 1,
+                                  .sourceStride1 = 0,
+                                  .destinationStride1 = 0,
+                                  .streaming = false};
+    auto const * from = layout::moved(source, first * static_cast<uint64_t>(stride));
+    layout::selectKernel(block, false)(block, from, gathered);
+    convertRow(gathered, destination + first * destinationBytes_, now, streaming);
+    first += now;
   }
 }
 

@@ -31,6 +31,7 @@ private:
   void runParallel(std::byte const * source, std::byte * destination) const;
   void runSerial(std::byte const * source, std::byte * destination) const;
   void runRows(std::byte const * source, std::byte * destination) const;
+  void gatherRow(std::byte const * source, std::byte * destination, bool streaming) const;
   void runBlocks(std::byte const * source, std::byte * destination) const;
   void runThroughTemporary(std::byte const * source, std::byte * destination) const;
   void convertRow(std::byte const * source, std::byte * destination, size_t count, bool streaming) const;

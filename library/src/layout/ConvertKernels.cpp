@@ -265,6 +265,31 @@ void convertDense(ScalarType sourceType, ScalarType destinationType, std::byte c
                                                                                                count);
 }
 
+using Map = void (*)(LinearMap, std::byte const *, std::byte *, size_t);
+
+template <typename From, typename To>
+void mapLoop(LinearMap map, std::byte const * HWY_RESTRICT source, std::byte * HWY_RESTRICT destination, size_t count) {
+  for (size_t n = 0; n < count; ++n) {
+    From from;
+    std::memcpy(&from, source + n * sizeof(From), sizeof(From));
+    auto const to = static_cast<To>(static_cast<double>(from) * map.scale + map.offset);
+    std::memcpy(destination + n * sizeof(To), &to, sizeof(To));
+  }
+}
+
+template <size_t... N> constexpr auto mapTable(std::index_sequence<N...>) {
+  return std::array<Map, 2 * sizeof...(N)>{&mapLoop<std::tuple_element_t<N, Scalars>, float>...,
+                                           &mapLoop<std::tuple_element_t<N, Scalars>, double>...};
+}
+
+// To floating point types, in one go.
+void mapToFloats(ScalarType sourceType, ScalarType destinationType, LinearMap map, std::byte const * source,
+                 std::byte * destination, size_t count) {
+  static constexpr auto table = mapTable(std::make_index_sequence<SCALAR_COUNT>());
+  table[(destinationType == ScalarType::F64 ? SCALAR_COUNT : 0) + static_cast<size_t>(sourceType)](map, source,
+                                                                                                   destination, count);
+}
+
 void mapDoubles(LinearMap map, double * values, size_t count) {
   for (size_t n = 0; n < count; ++n) {
     values[n] = values[n] * map.scale + map.offset;
@@ -289,6 +314,7 @@ namespace zarnik::layout {
 
 HWY_EXPORT(convertDense);
 HWY_EXPORT(mapDoubles);
+HWY_EXPORT(mapToFloats);
 HWY_EXPORT(streamDense);
 
 void convertValues(ScalarType sourceType, ScalarType destinationType, std::byte const * source, std::byte * destination,
@@ -298,6 +324,10 @@ void convertValues(ScalarType sourceType, ScalarType destinationType, std::byte 
 
 void mapValues(ScalarType sourceType, ScalarType destinationType, LinearMap map, std::byte const * source,
                std::byte * destination, size_t count) {
+  if (destinationType == ScalarType::F32 || destinationType == ScalarType::F64) {
+    HWY_DYNAMIC_DISPATCH(mapToFloats)(sourceType, destinationType, map, source, destination, count);
+    return;
+  }
   constexpr size_t bytesOf[] = {1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
   std::array<double, CONVERTED_AT_ONCE> values;
   auto * const bytes = reinterpret_cast<std::byte *>(values.data());

@@ -124,7 +124,7 @@ CopyKernel selectVectorKernel(CopyBlock const & block, bool transposed) {
     }
     if (isPixel(block.sourceStride0, element) &&
         block.count1 * block.elementBytes <= static_cast<uint64_t>(block.sourceStride0)) {
-      return vectorDeinterleaveKernel(block.elementBytes, static_cast<size_t>(block.sourceStride0 / element));
+      return vectorDeinterleaveKernel(block.elementBytes, static_cast<size_t>(block.sourceStride0 / element), false);
     }
     if (isPixel(block.destinationStride1, element) &&
         block.count0 * block.elementBytes == static_cast<uint64_t>(block.destinationStride1)) {
@@ -138,8 +138,9 @@ CopyKernel selectVectorKernel(CopyBlock const & block, bool transposed) {
   if (block.sourceStride0 == -element && block.count0 >= worthwhile) {
     return vectorReverseKernel(block.elementBytes);
   }
-  if (isPixel(block.sourceStride0, element) && block.count0 >= worthwhile) {
-    return vectorDeinterleaveKernel(block.elementBytes, static_cast<size_t>(block.sourceStride0 / element));
+  int64_t const apart = block.sourceStride0 < 0 ? -block.sourceStride0 : block.sourceStride0;
+  if (isPixel(apart, element) && block.count0 >= worthwhile) {
+    return vectorDeinterleaveKernel(block.elementBytes, static_cast<size_t>(apart / element), block.sourceStride0 < 0);
   }
   return nullptr;
 }

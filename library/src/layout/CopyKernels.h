@@ -33,9 +33,9 @@ CopyKernel fillKernel();
 CopyKernel vectorRowKernel();
 /// Source contiguous along loop 1, destination along loop 0.
 CopyKernel vectorTransposeKernel(size_t elementBytes);
-/// Every nth source element, for n from 2 to 4, to dense destination rows. Loop 1 may be the channels of the same
-/// pixels.
-CopyKernel vectorDeinterleaveKernel(size_t elementBytes, size_t channels);
+/// Every nth source element, for n from 2 to 4, to dense destination rows, or the same from the last one on. Loop 1 may
+/// be the channels of the same pixels, unless they are taken downwards.
+CopyKernel vectorDeinterleaveKernel(size_t elementBytes, size_t channels, bool downwards);
 /// Loop 0 gathers one element of each of 2 to 4 source rows into pixels that follow each other along loop 1.
 CopyKernel vectorInterleaveKernel(size_t elementBytes, size_t channels);
 /// Dense rows that run in opposite directions.

@@ -21,7 +21,7 @@ namespace HWY_NAMESPACE {
 #if HWY_TARGET == HWY_SCALAR
 
 CopyKernel rowKernel() { return nullptr; }
-CopyKernel deinterleaveKernel(size_t, size_t) { return nullptr; }
+CopyKernel deinterleaveKernel(size_t, size_t, bool) { return nullptr; }
 CopyKernel interleaveKernel(size_t, size_t) { return nullptr; }
 CopyKernel reverseKernel(size_t) { return nullptr; }
 
@@ -309,8 +309,48 @@ void reverse(CopyBlock const & block, std::byte const * source, std::byte * dest
   }
 }
 
-template <typename T> CopyKernel deinterleaveOf(size_t channels) {
-  return channels == 2 ? &deinterleave<T, 2> : channels == 3 ? &deinterleave<T, 3> : &deinterleave<T, 4>;
+// The same channel of `count` pixels from the last one on, of which `last` is the value. The last pixel is never part
+// of a vector: a vector reads the pixels of its values whole.
+template <typename T, size_t K>
+HWY_INLINE void extractDownwards(std::byte const * last, uint64_t count, std::byte * to) {
+  LineTag<T> const d;
+  size_t const lanes = hn::Lanes(d);
+  if (count > 0) {
+    copyOne<T>(to, last);
+  }
+  uint64_t i = 1;
+  for (; i + lanes <= count; i += lanes) {
+    hn::Vec<decltype(d)> v[K];
+    loadPixels<K>(d, reinterpret_cast<T const *>(last) - (i + lanes - 1) * K, v);
+    hn::StoreU(reversed(d, v[0]), d, reinterpret_cast<T *>(to) + i);
+  }
+  for (; i < count; ++i) {
+    copyOne<T>(to + i * sizeof(T), last - i * K * sizeof(T));
+  }
+}
+
+template <typename T, size_t K>
+void deinterleaveDownwards(CopyBlock const & block, std::byte const * source, std::byte * destination) {
+  for (uint64_t j = 0; j < block.count1; ++j) {
+    auto const * from = source + static_cast<int64_t>(j) * block.sourceStride1;
+    emitRow<sizeof(T)>(block.streaming, block.count0, destination + static_cast<int64_t>(j) * block.destinationStride1,
+                       [&](uint64_t first, uint64_t now, std::byte * to) {
+                         extractDownwards<T, K>(from - first * K * sizeof(T), now, to);
+                       });
+  }
+  if (block.streaming) {
+    hwy::FlushStream();
+  }
+}
+
+template <typename T, size_t K> CopyKernel pixelKernel(bool downwards) {
+  return downwards ? &deinterleaveDownwards<T, K> : &deinterleave<T, K>;
+}
+
+template <typename T> CopyKernel deinterleaveOf(size_t channels, bool downwards) {
+  return channels == 2   ? pixelKernel<T, 2>(downwards)
+         : channels == 3 ? pixelKernel<T, 3>(downwards)
+                         : pixelKernel<T, 4>(downwards);
 }
 
 template <typename T> CopyKernel interleaveOf(size_t channels) {
@@ -319,16 +359,16 @@ template <typename T> CopyKernel interleaveOf(size_t channels) {
 
 CopyKernel rowKernel() { return &copyRows; }
 
-CopyKernel deinterleaveKernel(size_t elementBytes, size_t channels) {
+CopyKernel deinterleaveKernel(size_t elementBytes, size_t channels, bool downwards) {
   switch (elementBytes) {
   case 1:
-    return deinterleaveOf<uint8_t>(channels);
+    return deinterleaveOf<uint8_t>(channels, downwards);
   case 2:
-    return deinterleaveOf<uint16_t>(channels);
+    return deinterleaveOf<uint16_t>(channels, downwards);
   case 4:
-    return deinterleaveOf<uint32_t>(channels);
+    return deinterleaveOf<uint32_t>(channels, downwards);
   case 8:
-    return deinterleaveOf<uint64_t>(channels);
+    return deinterleaveOf<uint64_t>(channels, downwards);
   default:
     return nullptr;
   }
@@ -389,8 +429,8 @@ HWY_EXPORT(reverseKernel);
 
 CopyKernel vectorRowKernel() { return HWY_DYNAMIC_DISPATCH(rowKernel)(); }
 
-CopyKernel vectorDeinterleaveKernel(size_t elementBytes, size_t channels) {
-  return HWY_DYNAMIC_DISPATCH(deinterleaveKernel)(elementBytes, channels);
+CopyKernel vectorDeinterleaveKernel(size_t elementBytes, size_t channels, bool downwards) {
+  return HWY_DYNAMIC_DISPATCH(deinterleaveKernel)(elementBytes, channels, downwards);
 }
 
 CopyKernel vectorInterleaveKernel(size_t elementBytes, size_t channels) {

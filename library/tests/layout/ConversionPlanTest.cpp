@@ -116,6 +116,24 @@ template <typename From, typename To> void checkPair(ScalarType fromType, Scalar
   }
 }
 
+template <typename From, typename To> void checkMap(ScalarType fromType, ScalarType toType) {
+  LinearMap const map{1.0 / 3, -0.7};
+  auto const values = interestingValues<From>();
+  std::vector<To> results(values.size());
+  convertStrided(std::array{uint64_t{values.size()}}, std::array{uint64_t{sizeof(From)}},
+                 std::array{uint64_t{sizeof(To)}}, fromType, toType, values.data(), results.data(), map);
+  for (size_t n = 0; n < values.size(); ++n) {
+    double const volatile product = static_cast<double>(values[n]) * map.scale; // rounded before the sum
+    ASSERT_TRUE(sameValue(results[n], static_cast<To>(product + map.offset)))
+        << fmt::format("from type {}: {} became {}", static_cast<int>(fromType), values[n], results[n]);
+  }
+}
+
+template <size_t... N> void checkMapsToFloats(std::index_sequence<N...>) {
+  (checkMap<std::tuple_element_t<N, Scalars>, float>(static_cast<ScalarType>(N), ScalarType::F32), ...);
+  (checkMap<std::tuple_element_t<N, Scalars>, double>(static_cast<ScalarType>(N), ScalarType::F64), ...);
+}
+
 template <size_t... N> void checkAllPairs(std::index_sequence<N...>) {
   (checkPair<std::tuple_element_t<N / SCALAR_COUNT, Scalars>, std::tuple_element_t<N % SCALAR_COUNT, Scalars>>(
        static_cast<ScalarType>(N / SCALAR_COUNT), static_cast<ScalarType>(N % SCALAR_COUNT)),
@@ -128,6 +146,10 @@ INSTANTIATE_TEST_SUITE_P(Units, ConversionLoops, testing::ValuesIn(EachVectorUni
 
 TEST_P(ConversionLoops, AllPairsMatchExactArithmetic) {
   checkAllPairs(std::make_index_sequence<SCALAR_COUNT * SCALAR_COUNT>());
+}
+
+TEST_P(ConversionLoops, MapsToFloatsMatchDoubleArithmetic) {
+  checkMapsToFloats(std::make_index_sequence<SCALAR_COUNT>());
 }
 
 TEST(ConversionPlan, LinearMapIsComputedInDoubleAndThenRounded) {
@@ -176,6 +198,18 @@ TEST(ConversionPlan, AllOrdersAndSigns) {
         ASSERT_TRUE(convertsLikeReference(size, source, destination)) << signs;
       }
     } while (std::next_permutation(order.begin(), order.end()));
+  }
+}
+
+TEST_P(ConversionLoops, RowsOfEveryNthValueInBothDirections) {
+  for (uint64_t const columns : {31, 32, 33, 500, 1024, 3000}) {
+    std::vector<uint64_t> const size{columns, 3};
+    for (uint64_t const n : {1, 2, 3, 4, 7}) {
+      for (bool const downwards : {false, true}) {
+        EXPECT_TRUE(convertsLikeReference(size, everyNth(size, n, downwards, 2), arrange(size, {0, 1}, 0, 0, 4)));
+        EXPECT_TRUE(convertsLikeReference(size, everyNth(size, n, downwards, 2), arrange(size, {0, 1}, 1, 0, 4)));
+      }
+    }
   }
 }
 

@@ -143,6 +143,22 @@ TEST_P(CopyKernels, EveryKernelWidthAndTail) {
   }
 }
 
+TEST_P(CopyKernels, EveryNthElementInBothDirections) {
+  for (size_t const elementBytes : {1, 2, 4, 8}) {
+    for (uint64_t const n : {2, 3, 4, 5}) {
+      for (uint64_t columns = 2; columns <= 300; columns += columns < 140 ? 1 : 53) {
+        std::vector<uint64_t> const size{columns, 3};
+        for (bool const downwards : {false, true}) {
+          auto const source = everyNth(size, n, downwards, elementBytes);
+          auto const destination = arrange(size, canonical(2), 0, 0, elementBytes);
+          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
+              << describe(size, source, destination, elementBytes);
+        }
+      }
+    }
+  }
+}
+
 TEST_P(CopyKernels, RandomLargeRegions) {
   std::mt19937_64 random(testSeed());
   for (int round = 0; round < 300; ++round) {
@@ -182,11 +198,12 @@ TEST_P(CopyKernels, StreamingWritesTheSame) {
       std::vector<uint64_t> size, source, destination;
       uint64_t origin;
     } const cases[] = {
-        {{columns, rows}, {e * rows, e}, {e, e * columns}, 0},                                  // transpose
-        {{columns, rows}, {uint64_t{0} - e, e * columns}, {e, e * columns}, e * (columns - 1)}, // flip
-        {{columns - 7, rows}, {e, e * columns}, {e, e * (columns - 7)}, 7 * e},                 // crop
-        {{3, third}, {e, 3 * e}, {e * third, e}, 0},                                            // channels apart
-        {{3, third}, {e * third, e}, {e, 3 * e}, 0},                                            // and together
+        {{columns, rows}, {e * rows, e}, {e, e * columns}, 0},                                              // transpose
+        {{columns, rows}, {uint64_t{0} - e, e * columns}, {e, e * columns}, e * (columns - 1)},             // flip
+        {{columns / 2, rows}, {uint64_t{0} - 2 * e, e * columns}, {e, e * columns / 2}, e * (columns - 2)}, // and step
+        {{columns - 7, rows}, {e, e * columns}, {e, e * (columns - 7)}, 7 * e},                             // crop
+        {{3, third}, {e, 3 * e}, {e * third, e}, 0}, // channels apart
+        {{3, third}, {e * third, e}, {e, 3 * e}, 0}, // and together
     };
     for (auto const & c : cases) {
       to.front() = to.back() = std::byte{0x11};

@@ -40,6 +40,14 @@ inline Geometry arrange(std::vector<uint64_t> const & size, std::vector<size_t> 
   return result;
 }
 
+/// Rows of every nth element of a buffer that ends with the last of them; `downwards` takes each row from its end.
+inline Geometry everyNth(std::vector<uint64_t> const & size, uint64_t n, bool downwards, size_t elementBytes) {
+  uint64_t const step = n * elementBytes;
+  uint64_t const row = size[0] * step;
+  return {
+      {downwards ? uint64_t{0} - step : step, row}, downwards ? row - step : 0, size[1] * row - (n - 1) * elementBytes};
+}
+
 /// Calls `visit(sourceOffset, destinationOffset)` for every element, in index order: the reference.
 template <typename Visit> void visitElements(std::vector<uint64_t> const & size, Geometry const & source,
                                              Geometry const & destination, Visit const & visit, size_t axis = 0,
