@@ -107,7 +107,7 @@ class _ImageView:
         if index is None:
             return read(self, layout, *corners_of(None, sizes))
         element = numpy.empty(layout.components, layout.scalar)
-        _zarnik.ImageView___read(self, _checked_index(index, sizes), element)
+        _direct.fill_buffer(self, _checked_index(index, sizes), layout.ones, element)
         return element if layout.components else element[()]
 
     def read_region(self, region: Any = None, out: Array | None = None) -> Array:
@@ -136,7 +136,7 @@ class _ImageView:
         layout, sizes = geometry_of(self)
         element = numpy.empty(layout.components, layout.scalar)
         element[...] = value
-        _zarnik.ImageView___write(self, _checked_index(index, sizes), element)
+        _direct.write_buffer(self, _checked_index(index, sizes), layout.ones, element)
 
     def write_region(self, region: Any, values: Any) -> None:
         """Change the elements of a region.

@@ -82,7 +82,7 @@ Reference readRegion(std::shared_ptr<ImageView> const & view, RegionXu64 const &
     return {};
   }
   auto * const elements = reinterpret_cast<PyArrayObject *>(array.get());
-  readDense(view, region, static_cast<uint64_t>(PyArray_NBYTES(elements)), PyArray_DATA(elements), array);
+  readDense(view, region, DataType(kind.dataType), PyArray_DATA(elements), array);
   return array;
 }
 

@@ -2,9 +2,11 @@
 
 #include "direct/CallWithoutLock.h"
 #include "zarnik/layout/RegionCopier.h"
+#include "zarnik/values/Checked.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/SharedSamples.h"
+#include "zarnik/views/TypedTransfer.h"
 #include "zarnik/views/ViewOriginExtension.h"
 
 #include <optional>
@@ -41,47 +43,52 @@ std::optional<CallLength> lengthWithoutLock(ImageView const & view, uint64_t byt
 }
 
 // Samples that can be taken away are shared for the time, with the geometry that they have at the start.
-std::optional<SharedSamples> samplesOf(ImageView const & view, ImageCapability needed) {
+std::optional<SharedSamples> samplesOf(ImageView const & view, DataType type, ImageCapability needed) {
   auto const * const sharing = dynamic_cast<SampleSharing const *>(&view);
   if (!sharing || !view.support(needed))
     return std::nullopt;
   auto shared = sharing->shareSamples();
-  return shared.owner ? std::optional(std::move(shared)) : std::nullopt;
+  return shared.owner && shared.indexer.dtype() == type ? std::optional(std::move(shared)) : std::nullopt;
+}
+
+uint64_t byteCountOf(RegionXu64 const & region, DataType type) {
+  return checkedMultiply(region.elementCount(), type.byteCount(), "bytes of the region");
 }
 
 } // namespace
 
-void readDense(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, uint64_t bytes, void * destination,
+void readDense(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, DataType type, void * destination,
                Reference const & keeper) {
-  auto const length = lengthWithoutLock(*view, bytes, ParallelAccessCapability::PARALLEL_READ);
+  auto const length = lengthWithoutLock(*view, byteCountOf(region, type), ParallelAccessCapability::PARALLEL_READ);
   if (!length) {
-    view->readRegion(region, destination);
+    readRegionAs(*view, region, type, destination);
     return;
   }
   callWithoutLock(
-      [view, region, destination, samples = samplesOf(*view, ImageCapability::READ),
+      [view, region, type, destination, samples = samplesOf(*view, type, ImageCapability::READ),
        kept = KeptObject(Reference(keeper))] {
         if (samples)
           zarnik::readDense(samples->indexer, samples->data, region, destination);
         else
-          view->readRegion(region, destination);
+          readRegionAs(*view, region, type, destination);
       },
       *length);
 }
 
-void writeDense(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, uint64_t bytes, void const * source,
+void writeDense(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, DataType type, void const * source,
                 Reference const & keeper) {
-  auto const length = lengthWithoutLock(*view, bytes, ParallelAccessCapability::PARALLEL_WRITE);
+  auto const length = lengthWithoutLock(*view, byteCountOf(region, type), ParallelAccessCapability::PARALLEL_WRITE);
   if (!length) {
-    view->writeRegion(region, source);
+    writeRegionAs(*view, region, type, source);
     return;
   }
   callWithoutLock(
-      [view, region, source, samples = samplesOf(*view, ImageCapability::WRITE), kept = KeptObject(Reference(keeper))] {
+      [view, region, type, source, samples = samplesOf(*view, type, ImageCapability::WRITE),
+       kept = KeptObject(Reference(keeper))] {
         if (samples)
           zarnik::writeDense(samples->indexer, samples->data, region, source);
         else
-          view->writeRegion(region, source);
+          writeRegionAs(*view, region, type, source);
       },
       *length);
 }

@@ -93,13 +93,14 @@ PyObject * transfer(PyObject * arguments, char const * name, Reader reader, Move
       PyErr_Format(PyExc_TypeError, "%s needs a contiguous buffer, got %R", name, object);
       return nullptr;
     }
-    auto const bytes = checkedMultiply(region.elementCount(), view->dataType().byteCount(), "bytes of the region");
+    auto const type = view->dataType();
+    auto const bytes = checkedMultiply(region.elementCount(), type.byteCount(), "bytes of the region");
     if (buffer.size != bytes) {
       PyErr_Format(PyExc_ValueError, "%s needs a buffer of %llu bytes, got %llu", name,
                    static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(buffer.size));
       return nullptr;
     }
-    move(view, region, bytes, buffer.data, buffer.pin);
+    move(view, region, type, buffer.data, buffer.pin);
     return Reference::share(Py_None).release();
   });
 }

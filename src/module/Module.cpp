@@ -2,6 +2,7 @@
 // would take the classes of the first one away.
 
 #include "module/Reference.h"
+#include "module/Waiting.h"
 
 extern "C" PyObject * zarnikCreateFlatModule();
 
@@ -16,8 +17,10 @@ PyObject * create(PyObject *, PyModuleDef *) {
     PyErr_SetString(PyExc_ImportError, "_zarnik can only be imported in the main interpreter of a process");
     return nullptr;
   }
-  if (!module)
+  if (!module) {
+    giveUpLockInWaits();
     module = zarnikCreateFlatModule();
+  }
   return Reference::share(module).release();
 }
 

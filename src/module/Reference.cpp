@@ -48,6 +48,34 @@ void abandon(PyObject * object) noexcept {
 
 } // namespace
 
+namespace {
+
+// Objects of the library and of Python may hold each other in turn, in chains of any length. What an object that goes
+// lets go waits until it is gone, so that the stack does not grow with the chain. To be called with the lock.
+void letGo(PyObject * object) noexcept {
+  thread_local std::vector<PyObject *> * running = nullptr;
+  if (running) {
+    try {
+      running->push_back(object);
+    } catch (...) {
+      // Without memory for the queue it goes at once, on the stack.
+      Reference::steal(object);
+    }
+    return;
+  }
+  std::vector<PyObject *> pending;
+  running = &pending;
+  Reference::steal(object);
+  while (!pending.empty()) {
+    auto * const next = pending.back();
+    pending.pop_back();
+    Reference::steal(next);
+  }
+  running = nullptr;
+}
+
+} // namespace
+
 KeptObject::~KeptObject() {
   if (!object_ || !Py_IsInitialized())
     return;
@@ -56,7 +84,7 @@ KeptObject::~KeptObject() {
     return;
   }
   auto const state = PyGILState_Ensure();
-  Py_DECREF(object_);
+  letGo(object_);
   PyGILState_Release(state);
 }
 

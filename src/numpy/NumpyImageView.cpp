@@ -94,20 +94,20 @@ NumpyImageView::Description NumpyImageView::describe(PyObject * object, std::spa
   return {std::move(memory), std::move(properties)};
 }
 
-void NumpyImageView::requireWritableArray() const {
-  requireWritable();
+void NumpyImageView::requireWritable() const {
+  BorrowedMemoryView::requireWritable();
   // NumPy's flag may have been set since.
   if (!PyArray_ISWRITEABLE(reinterpret_cast<PyArrayObject *>(array_)))
     throw Error("the array of the image is read-only");
 }
 
 void NumpyImageView::write(VectorXu64 const & index, void const * source) {
-  requireWritableArray();
+  requireWritable();
   BorrowedMemoryView::write(index, source);
 }
 
 void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source) {
-  requireWritableArray();
+  requireWritable();
   auto const & strides = indexer().byteStride();
   if (std::find(strides.begin(), strides.end(), uint64_t{0}) == strides.end()) {
     BorrowedMemoryView::writeRegion(region, source);

@@ -27,13 +27,13 @@ public:
 
   void write(VectorXu64 const & index, void const * source) override;
   void writeRegion(RegionXu64 const & region, void const * source) override;
+  void requireWritable() const override;
 
 private:
   struct Description;
   NumpyImageView(PyObject * array, Description description);
   static Description describe(PyObject * array, std::span<ImageDimension const> dimensions,
                               ImageInterpretation interpretation, bool hasAlpha);
-  void requireWritableArray() const;
 
   PyObject * array_; // kept by the memory's owner
 };

@@ -96,10 +96,10 @@ struct ArrayGeometry {
   VectorX<npy_intp> byteStrides; // all 0 at first, as of axes that no dimension sets
 };
 
-ArrayGeometry arrayGeometry(ImageView const & view, Indexer const & indexer, AxisOrder const & order) {
-  auto const type = view.dataType();
+ArrayGeometry arrayGeometry(Indexer const & indexer, AxisOrder const & order) {
+  auto const type = indexer.dtype();
   auto const components = type.elementCount();
-  auto const rank = view.shape().size() + (components != 1 ? 1 : 0);
+  auto const rank = indexer.dimensionCount() + (components != 1 ? 1 : 0);
 
   // Views of others may carry axes that do not fit their shape.
   if (order.positions.size() < indexer.dimensionCount())
@@ -131,13 +131,14 @@ ArrayGeometry arrayGeometry(ImageView const & view, Indexer const & indexer, Axi
 
 PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const & order, PyObject * image) {
   // Where the view can give up its memory the array has a share of it.
-  auto shared = view->support(ImageCapability::RESHAPE) ? shareSamples(view) : SharedSamples();
-  auto const isShared = shared.owner && shared.owner.get() != view.get();
-  auto geometry = arrayGeometry(*view, isShared ? shared.indexer : view->indexer(), order);
-  auto const typeNumber = python::numpyTypeOf(DataType::extractScalarType(view->dataType()));
-  auto * const data = isShared ? shared.data : view->buffer();
+  auto shared = shareSamples(view);
+  auto geometry = arrayGeometry(shared.indexer, order);
+  auto const typeNumber = python::numpyTypeOf(DataType::extractScalarType(shared.indexer.dtype()));
+  auto * const data = shared.data;
 
-  auto holder = std::make_unique<ViewHolder>(ViewHolder{view, isShared ? std::move(shared.owner) : nullptr});
+  if (shared.owner == view)
+    shared.owner.reset(); // held once
+  auto holder = std::make_unique<ViewHolder>(ViewHolder{view, std::move(shared.owner)});
   auto capsule = Reference::steal(PyCapsule_New(holder.get(), HOLDER_NAME, deleteHolder));
   if (!capsule)
     throw Error("Error when linking Numpy array to Zarnik View");
@@ -155,7 +156,7 @@ PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const 
     throw Error("Error when linking Numpy array to Zarnik View");
   }
   // Memory that its owner calls read-only is shown, but not offered for writing.
-  auto const * const borrowed = isShared ? nullptr : dynamic_cast<BorrowedMemoryView const *>(view.get());
+  auto const * const borrowed = dynamic_cast<BorrowedMemoryView const *>(view.get());
   if (borrowed && borrowed->protection() != BorrowedMemoryView::Protection::NONE)
     PyArray_CLEARFLAGS(reinterpret_cast<PyArrayObject *>(array.get()), NPY_ARRAY_WRITEABLE);
   return array.release();

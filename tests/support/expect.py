@@ -46,7 +46,9 @@ def no_overload(name: str, *prototypes: str) -> str:
 def run_python(program: str, *arguments: str) -> subprocess.CompletedProcess[str]:
     """Runs a program in a new interpreter that finds the same modules as this one."""
     start = f"import sys; sys.path[:] = {sys.path!r}; sys.argv[1:] = {arguments!r}\n"
-    return subprocess.run([sys.executable, "-c", start + program], capture_output=True, text=True, check=False)
+    return subprocess.run(
+        [sys.executable, "-c", start + program], capture_output=True, text=True, check=False, timeout=600
+    )
 
 
 def prints(text: str, program: str) -> None:

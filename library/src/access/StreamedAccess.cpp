@@ -1,6 +1,7 @@
 #include "access/StreamedAccess.h"
 
 #include "access/CheckCapability.h"
+#include "core/Waiting.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
@@ -26,7 +27,7 @@ RandomAccessCapabilitySet StreamedAccess::capabilities() const {
 }
 
 size_t StreamedAccess::size() const {
-  std::scoped_lock const lock(mutex_);
+  Turn const turn(mutex_);
   auto const position = stream_->tell();
   stream_->seek(0, SeekOrigin::END);
   auto const size = stream_->tell();
@@ -47,7 +48,7 @@ void StreamedAccess::seek(size_t offset) { stream_->seek(static_cast<int64_t>(of
 
 size_t StreamedAccess::read(size_t offset, void * destination, size_t size) {
   requireCapability(*this, RandomAccessCapability::READ, "be read");
-  std::scoped_lock const lock(mutex_);
+  Turn const turn(mutex_);
   auto const count = available(offset, size);
   if (count == 0)
     return 0;
@@ -57,7 +58,7 @@ size_t StreamedAccess::read(size_t offset, void * destination, size_t size) {
 
 size_t StreamedAccess::write(size_t offset, void const * source, size_t size) {
   requireCapability(*this, RandomAccessCapability::WRITE, "be written");
-  std::scoped_lock const lock(mutex_);
+  Turn const turn(mutex_);
   auto const count = available(offset, size);
   if (count == 0)
     return 0;

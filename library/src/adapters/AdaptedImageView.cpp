@@ -195,10 +195,8 @@ void AdaptedImageView::read(VectorXu64 const & index, void * destination) {
   auto const sourceIndex = adaptation_.axes.sourceIndex(index);
   auto const * const sharing = dynamic_cast<SampleSharing const *>(adaptation_.source.get());
   auto const shared = sharing == nullptr ? SharedSamples() : sharing->shareSamples();
-  if (!shared.owner) {
-    requireUnchangedSource();
-    return adaptation_.source->read(sourceIndex, destination);
-  }
+  if (!shared.owner)
+    return readRegion(at(index), destination);
   auto const & indexer = shared.indexer;
   requireUnchanged(adaptation_.sourceShape, adaptation_.sourceType, {indexer.shape(), indexer.dtype()});
   auto const offset = static_cast<int64_t>(indexer.byteOffset(sourceIndex));

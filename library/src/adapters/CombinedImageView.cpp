@@ -3,6 +3,7 @@
 #include "adapters/AdaptedImageView.h"
 #include "adapters/RelabelledImageView.h"
 #include "adapters/ThreadSafeImageView.h"
+#include "core/Waiting.h"
 #include "views/RestrictedImageView.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionConverter.h"
@@ -166,6 +167,8 @@ void CombinedImageView::forEachPart(std::vector<Part> const & parts, bool parall
         // With fewer threads than asked for it takes longer.
       }
     work();
+    if (!threads.empty())
+      waitFor([&] { threads.clear(); });
   }
   if (failure)
     std::rethrow_exception(failure);

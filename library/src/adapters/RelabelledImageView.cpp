@@ -124,4 +124,9 @@ void RelabelledImageView::writeStrided(SampleRegion const & region, ValueConvers
 
 bool RelabelledImageView::readsToWriteComponents() const { return zarnik::readsToWriteComponents(*image_); }
 
+SharedSamples RelabelledImageView::shareSamples() const {
+  auto const * const sharing = dynamic_cast<SampleSharing const *>(image_.get());
+  return sharing == nullptr ? SharedSamples() : sharing->shareSamples();
+}
+
 } // namespace zarnik

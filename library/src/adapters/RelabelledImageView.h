@@ -2,11 +2,12 @@
 
 #include "adapters/DescribedImageView.h"
 #include "views/RegionTransfer.h"
+#include "zarnik/views/SharedSamples.h"
 
 namespace zarnik {
 
 /// Another image with properties and metadata of its own, able to do what that one can.
-class RelabelledImageView : public DescribedImageView, public StridedTransfer {
+class RelabelledImageView : public DescribedImageView, public StridedTransfer, public SampleSharing {
 public:
   /// Views that only restrict or relabel are taken off the image.
   RelabelledImageView(std::shared_ptr<ImageView> image, Description description);
@@ -33,6 +34,7 @@ public:
   void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                     SampleStrides const & strides) override;
   bool readsToWriteComponents() const override;
+  SharedSamples shareSamples() const override;
 
 private:
   void require(ImageCapability capability) const;

@@ -1,5 +1,6 @@
 #include "adapters/ThreadSafeImageView.h"
 
+#include "core/Waiting.h"
 #include "zarnik/values/ArrayX.h"
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/ParallelAccessExtension.h"
@@ -12,11 +13,11 @@
 namespace zarnik {
 namespace {
 
-using Lock = std::lock_guard<std::mutex>;
+using Lock = Turn<std::recursive_mutex>;
 
 class ThreadSafeTiling : public TilingInfoExtension {
 public:
-  ThreadSafeTiling(std::shared_ptr<TilingInfoExtension> tiling, std::shared_ptr<std::mutex> mutex)
+  ThreadSafeTiling(std::shared_ptr<TilingInfoExtension> tiling, std::shared_ptr<std::recursive_mutex> mutex)
       : tiling_(std::move(tiling)), mutex_(std::move(mutex)) {}
 
   VectorXu64 maxTileSize() const override {
@@ -46,13 +47,13 @@ public:
 
 private:
   std::shared_ptr<TilingInfoExtension> tiling_;
-  std::shared_ptr<std::mutex> mutex_;
+  std::shared_ptr<std::recursive_mutex> mutex_;
 };
 
 } // namespace
 
 ThreadSafeImageView::ThreadSafeImageView(std::shared_ptr<ImageView> image)
-    : image_(std::move(image)), mutex_(std::make_shared<std::mutex>()) {
+    : image_(std::move(image)), mutex_(std::make_shared<std::recursive_mutex>()) {
   auto const source = image_->viewOrigin();
   origin_ = ViewOriginExtension::derive(
       fmt::format("{}, made safe for threads", source ? source->displayName() : "image"), {image_});

@@ -40,7 +40,7 @@ public:
 
 private:
   std::shared_ptr<ImageView> image_;
-  std::shared_ptr<std::mutex> mutex_; // shared with the tiling
+  std::shared_ptr<std::recursive_mutex> mutex_; // shared with the tiling; the image may call code that asks for itself
   std::shared_ptr<Extension> origin_;
 };
 

@@ -8,6 +8,7 @@
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
+#include "zarnik/views/TypedTransfer.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -104,18 +105,19 @@ ImageHeader getHeader(ContentReader & content, DataType dataType) {
   return header;
 }
 
-/// The samples, if they lie in memory as they are stored.
-void const * storedSamples(ImageView const & image) {
-  if (!image.support(ImageCapability::MEMORY_ACCESS))
-    return nullptr;
-  auto const & indexer = image.indexer();
-  uint64_t stride = image.dataType().byteCount();
+/// The samples, if they lie in memory as they are stored; else none.
+SharedSamples storedSamples(std::shared_ptr<ImageView> const & image) {
+  if (!image->support(ImageCapability::MEMORY_ACCESS))
+    return {};
+  auto samples = shareSamples(image);
+  auto const & indexer = samples.indexer;
+  uint64_t stride = indexer.dtype().byteCount();
   for (size_t axis = 0; axis != indexer.dimensionCount(); ++axis) {
     if (indexer.shape()[axis] != 1 && indexer.byteStride()[axis] != stride)
-      return nullptr;
+      return {};
     stride *= indexer.shape()[axis];
   }
-  return image.buffer();
+  return samples;
 }
 
 /// The size of the blocks of at most so many elements that follow each other as the elements are stored: whole along
@@ -164,17 +166,18 @@ ImageHeader readImageHeader(ObjectReader & reader) {
 }
 
 SampleBlocks::SampleBlocks(std::shared_ptr<ImageView> image)
-    : image_(std::move(image)), stored_(static_cast<std::byte const *>(storedSamples(std::as_const(*image_)))),
-      shape_(image_->shape()), elementBytes_(image_->dataType().byteCount()) {
-  auto const elements = std::max<uint64_t>(1, (stored_ ? STORED_BYTES : SCRATCH_BYTES) / elementBytes_);
+    : image_(std::move(image)), stored_(storedSamples(image_)),
+      shape_(stored_.owner ? stored_.indexer.shape() : image_->shape()),
+      type_(stored_.owner ? stored_.indexer.dtype() : image_->dataType()) {
+  auto const elements = std::max<uint64_t>(1, (stored_.owner ? STORED_BYTES : SCRATCH_BYTES) / type_.byteCount());
   runs_ = storedRuns(shape_, elements);
   uint64_t all = 1;
   for (size_t axis = 0; axis != shape_.size(); ++axis) {
     count_ *= (shape_[axis] + runs_[axis] - 1) / runs_[axis];
     all *= shape_[axis];
   }
-  if (!stored_ && count_ != 0)
-    scratch_ = allocateBlock(std::min(all, elements) * elementBytes_);
+  if (!stored_.owner && count_ != 0)
+    scratch_ = allocateBlock(std::min(all, elements) * type_.byteCount());
 }
 
 void SampleBlocks::write(uint64_t index, ObjectWriter & writer) {
@@ -191,12 +194,13 @@ void SampleBlocks::write(uint64_t index, ObjectWriter & writer) {
     first += origin[axis] * stride;
     stride *= shape_[axis];
   }
-  if (stored_) {
-    writer.write(stored_ + first * elementBytes_, elements * elementBytes_);
+  auto const bytes = elements * type_.byteCount();
+  if (stored_.owner) {
+    writer.write(static_cast<std::byte const *>(stored_.data) + first * type_.byteCount(), bytes);
     return;
   }
-  image_->readRegion(RegionXu64(origin, size), scratch_.get());
-  writer.write(scratch_.get(), elements * elementBytes_);
+  readRegionAs(*image_, RegionXu64(origin, size), type_, scratch_.get());
+  writer.write(scratch_.get(), bytes);
 }
 
 void requireStorable(std::shared_ptr<ImageView> const & image) {

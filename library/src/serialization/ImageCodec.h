@@ -5,6 +5,7 @@
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/values/VectorX.h"
+#include "zarnik/views/SharedSamples.h"
 
 #include <memory>
 
@@ -35,11 +36,11 @@ public:
 
 private:
   std::shared_ptr<ImageView> image_;
-  std::byte const * stored_;
+  SharedSamples stored_; ///< of an image that has them in memory as they are stored
   VectorXu64 shape_;
   VectorXu64 runs_; ///< the size of a block
   uint64_t count_ = 1;
-  uint64_t elementBytes_;
+  DataType type_;
   std::unique_ptr<std::byte[]> scratch_;
 };
 

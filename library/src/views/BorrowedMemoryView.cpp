@@ -1,5 +1,6 @@
 #include "zarnik/views/BorrowedMemoryView.h"
 
+#include "core/ReleaseQueue.h"
 #include "views/ImageViewProperties.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionCopier.h"
@@ -10,6 +11,7 @@
 
 #include <cstring>
 #include <fmt/format.h>
+#include <utility>
 
 namespace zarnik {
 namespace {
@@ -32,7 +34,7 @@ BorrowedMemoryView::BorrowedMemoryView(Memory memory, std::shared_ptr<ImagePrope
   origin_ = ViewOriginExtension::create(memory_.dataOrigin, std::move(memory_.name));
 }
 
-BorrowedMemoryView::~BorrowedMemoryView() = default;
+BorrowedMemoryView::~BorrowedMemoryView() { release(std::move(memory_.owner)); }
 
 std::shared_ptr<Extension> BorrowedMemoryView::extension(size_t id) const {
   using enum ParallelAccessCapability;

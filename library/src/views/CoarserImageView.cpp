@@ -1,6 +1,7 @@
 #include "views/CoarserImageView.h"
 
 #include "core/ProgressReport.h"
+#include "core/Waiting.h"
 #include "views/BlockWalk.h"
 #include "views/ImageViewProperties.h"
 #include "views/RegionTransfer.h"
@@ -159,7 +160,7 @@ void CoarserImageView::makeSureOfBlock(VectorXu64 const & place) {
     number += place[axis] * stride;
     stride *= grid_[axis];
   }
-  std::lock_guard const lock(computing_);
+  Turn const turn(computing_);
   if (isThere_[number])
     return;
   auto const block = blockAt(place);

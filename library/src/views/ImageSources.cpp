@@ -11,6 +11,7 @@
 #include "zarnik/views/BorrowedMemoryView.h"
 #include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/TilingInfoExtension.h"
+#include "zarnik/views/TypedTransfer.h"
 
 #include <algorithm>
 #include <cstring>
@@ -63,11 +64,13 @@ void requireReadable(ImageView const & image) {
 
 /// Calls visit(region) for parts of an image that are read one after the other: some that follow each other in a dense
 /// copy, the first dimension fastest, or of a tiled image whole tiles, at least one.
-template <typename Visit> void forEachChunk(ImageView const & image, uint64_t chunkBytes, Visit const & visit) {
-  auto const & shape = image.shape();
+/// \param copy what the parts are copied to, which nobody else can reshape
+template <typename Visit>
+void forEachChunk(ImageView const & image, ImageView const & copy, uint64_t chunkBytes, Visit const & visit) {
+  auto const & shape = copy.shape();
   auto const tiling = image.tilingInfo();
   auto extents = tiling ? tiling->maxTileSize() : VectorXu64::createUniform(shape.size(), 1);
-  auto bytes = image.dataType().byteCount();
+  auto bytes = copy.dataType().byteCount();
   for (auto & extent : extents) {
     extent = std::max<uint64_t>(extent, 1);
     bytes = checkedMultiply(bytes, extent, "bytes of a tile");
@@ -128,14 +131,15 @@ std::shared_ptr<ImageView> ImageViewFactory::copyInMemory(std::shared_ptr<ImageV
       allocate(image->shape(), image->dataType(), image->properties()->clone(), metadata ? metadata->clone() : nullptr);
   auto const total = copy->bufferSize();
   ProgressReport report("copying an image into memory", total, progress);
-  Indexer const indexer(image->shape(), image->dataType());
-  ComponentFormat const components(image->dataType());
+  Indexer const indexer(copy->shape(), copy->dataType());
+  ComponentFormat const components(copy->dataType());
   auto * const memory = static_cast<std::byte *>(copy->buffer());
-  forEachChunk(*image, progress ? MEMORY_CHUNK_BYTES : std::max<uint64_t>(total, 1), [&](RegionXu64 const & region) {
-    readSamples(*image, SampleRegion::whole(region, image->dataType()), {},
-                memory + indexer.byteOffset(region.origin()), {indexer.byteStride(), components.bytes});
-    report.advance(region.elementCount() * image->dataType().byteCount());
-  });
+  forEachChunk(*image, *copy, progress ? MEMORY_CHUNK_BYTES : std::max<uint64_t>(total, 1),
+               [&](RegionXu64 const & region) {
+                 readSamples(*image, SampleRegion::whole(region, copy->dataType()), {},
+                             memory + indexer.byteOffset(region.origin()), {indexer.byteStride(), components.bytes});
+                 report.advance(region.elementCount() * copy->dataType().byteCount());
+               });
   return copy;
 }
 
@@ -173,13 +177,14 @@ std::shared_ptr<ImageView> ImageViewFactory::copyOnDisk(std::shared_ptr<ImageVie
                                                         Progress const & progress) {
   requireReadable(*required(image, "image to copy"));
   auto copy = onDisk(folder, image->shape(), image->dataType(), image->properties(), image->metadata());
-  ProgressReport report("copying an image to disk", byteCountOf(*image), progress);
+  ProgressReport report("copying an image to disk", byteCountOf(*copy), progress);
   std::unique_ptr<std::byte[]> chunk;
-  forEachChunk(*image, CHUNK_BYTES, [&](RegionXu64 const & region) {
-    auto const bytes = region.elementCount() * image->dataType().byteCount();
+  auto const type = copy->dataType();
+  forEachChunk(*image, *copy, CHUNK_BYTES, [&](RegionXu64 const & region) {
+    auto const bytes = region.elementCount() * type.byteCount();
     if (!chunk)
       chunk = allocateBlock(bytes); // the first chunk is the largest
-    image->readRegion(region, chunk.get());
+    readRegionAs(*image, region, type, chunk.get());
     copy->writeRegion(region, chunk.get());
     report.advance(bytes);
   });

@@ -3,7 +3,6 @@
 #include "core/Guarded.h"
 #include "views/ImageViewProperties.h"
 #include "zarnik/layout/RegionCopier.h"
-#include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/ViewOriginExtension.h"
@@ -15,32 +14,26 @@
 namespace zarnik {
 namespace {
 
-std::string describe(VectorXu64 const & shape, DataType dataType) {
-  return fmt::format("an image of shape {} and type {}", shape.toString(), dataType.toString());
-}
-
-DataType numeric(DataType dataType) {
-  if (!dataType.isNumeric() || dataType.bitCount() == 0)
-    throw InvalidArgument(fmt::format("samples of type {} are not numeric", dataType.toString()));
-  return dataType;
+Indexer geometryOf(VectorXu64 const & shape, DataType dataType) {
+  return Indexer(imageShape(shape), requireNumeric(dataType));
 }
 
 } // namespace
 
 void MemoryImageView::FreeMemory::operator()(std::byte * memory) const noexcept { detail::freeZeroed(memory); }
 
-MemoryImageView::Samples::Samples(VectorXu64 const & shape, DataType dataType)
-    : indexer(imageShape(shape), numeric(dataType)) {
+MemoryImageView::Samples::Samples(Indexer const & geometry) : indexer(geometry) {
+  auto const what =
+      fmt::format("an image of shape {} and type {}", indexer.shape().toString(), indexer.dtype().toString());
   memory.reset(static_cast<std::byte *>(
-      detail::allocateZeroed(indexer.elementCount(), dataType.byteCount(), describe(shape, dataType).c_str())));
+      detail::allocateZeroed(indexer.elementCount(), indexer.dtype().byteCount(), what.c_str())));
 }
 
 MemoryImageView::MemoryImageView(VectorXu64 const & shape, DataType dataType,
-                                 std::shared_ptr<ImageProperties const> properties,
-                                 std::shared_ptr<MetadataNode const> metadata)
-    : samples_(std::make_shared<Samples>(shape, dataType)), dataType_(dataType),
-      properties_(properties ? fittingProperties(properties, shape, dataType) : defaultProperties(shape, dataType)),
-      metadata_(metadata ? metadata->clone() : nullptr),
+                                 std::shared_ptr<ImageProperties const> const & properties,
+                                 std::shared_ptr<MetadataNode const> const & metadata)
+    : StoredImageView(imageShape(shape), requireNumeric(dataType), properties, metadata),
+      geometries_(geometryOf(shape, dataType)), samples_(std::make_shared<Samples>(geometries_.now())),
       origin_(ViewOriginExtension::create(ViewDataOrigin::CPU_MEMORY, "image in memory")) {}
 
 MemoryImageView::~MemoryImageView() = default;
@@ -70,10 +63,8 @@ std::shared_ptr<MemoryImageView::Samples> MemoryImageView::samples() const {
   return samples_;
 }
 
-VectorXu64 const & MemoryImageView::shape() const { return samples_->indexer.shape(); }
-DataType MemoryImageView::dataType() const { return dataType_; }
-std::shared_ptr<ImageProperties const> MemoryImageView::properties() const { return properties_; }
-std::shared_ptr<MetadataNode const> MemoryImageView::metadata() const { return metadata_; }
+VectorXu64 const & MemoryImageView::shape() const { return geometries_.now().shape(); }
+DataType MemoryImageView::dataType() const { return geometries_.now().dtype(); }
 
 void MemoryImageView::read(VectorXu64 const & index, void * destination) {
   auto const now = samples();
@@ -101,35 +92,24 @@ SharedSamples MemoryImageView::shareSamples() const {
   return {now->indexer, memory, std::move(now)};
 }
 
-void MemoryImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
-  properties_ = changedProperties(properties, shape(), dataType());
-}
-
-void MemoryImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
-  metadata_ = metadata ? metadata->clone() : nullptr;
-}
-
 void MemoryImageView::reshape(VectorXu64 const & shape, DataType dataType) {
   guarded([&] {
-    auto changed = std::make_shared<Samples>(shape, dataType);
-    auto properties = properties_;
-    if (!properties->isCompatibleWith(shape, dataType)) {
-      auto fitting = defaultProperties(shape, dataType);
-      fitting->setCalibration(properties_->calibration());
-      properties = std::move(fitting);
-    }
+    std::lock_guard const alone(reshaping_);
+    auto const & geometry = geometries_.keep(geometryOf(shape, dataType));
+    auto changed = std::make_shared<Samples>(geometry);
+    auto properties = propertiesFor(shape, dataType);
     // Declared before the lock, so that they go after it.
     std::shared_ptr<Samples> before;
     std::lock_guard const lock(mutex_);
     if (samples_->isHandedOut)
       retired_.push_back(samples_);
     before = std::exchange(samples_, std::move(changed));
-    dataType_ = dataType;
-    properties_ = std::move(properties);
+    geometries_.change(geometry);
+    replaceProperties(std::move(properties));
   });
 }
 
-Indexer const & MemoryImageView::indexer() const { return samples_->indexer; }
+Indexer const & MemoryImageView::indexer() const { return geometries_.now(); }
 
 std::byte * MemoryImageView::handOut() const {
   std::lock_guard const lock(mutex_);

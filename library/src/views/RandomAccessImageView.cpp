@@ -1,5 +1,6 @@
 #include "views/RandomAccessImageView.h"
 
+#include "core/Waiting.h"
 #include "views/ByteRuns.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/values/Checked.h"
@@ -7,6 +8,7 @@
 #include "zarnik/views/ViewOriginExtension.h"
 
 #include <fmt/format.h>
+#include <optional>
 
 namespace zarnik {
 
@@ -15,13 +17,12 @@ RandomAccessImageView::RandomAccessImageView(std::shared_ptr<RandomAccess> acces
                                              std::shared_ptr<MetadataNode const> const & metadata)
     : StoredImageView(indexer.shape(), requireNumeric(indexer.dtype()), properties, metadata),
       access_(std::move(access)), capabilities_(kind.capabilities),
-      origin_(ViewOriginExtension::create(kind.dataOrigin, std::move(kind.name))) {
-  if (auto const size = access_->size(); indexer.byteCount() > size)
+      origin_(ViewOriginExtension::create(kind.dataOrigin, std::move(kind.name))), geometries_(std::move(indexer)) {
+  auto const & geometry = geometries_.now();
+  if (auto const size = access_->size(); geometry.byteCount() > size)
     throw InvalidArgument(fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of {}",
-                                      indexer.shape().toString(), indexer.dtype().toString(), indexer.byteCount(), size,
-                                      access_->toString()));
-  geometries_.push_back(std::make_unique<Indexer const>(std::move(indexer)));
-  geometry_ = geometries_.back().get();
+                                      geometry.shape().toString(), geometry.dtype().toString(), geometry.byteCount(),
+                                      size, access_->toString()));
 }
 
 RandomAccessImageView::~RandomAccessImageView() = default;
@@ -45,13 +46,13 @@ std::shared_ptr<Extension> RandomAccessImageView::extension(size_t id) const {
 }
 
 ImageCapabilitySet RandomAccessImageView::capabilities() const { return capabilities_; }
-VectorXu64 const & RandomAccessImageView::shape() const { return geometry().shape(); }
-DataType RandomAccessImageView::dataType() const { return geometry().dtype(); }
+VectorXu64 const & RandomAccessImageView::shape() const { return geometries_.now().shape(); }
+DataType RandomAccessImageView::dataType() const { return geometries_.now().dtype(); }
 
 void RandomAccessImageView::read(VectorXu64 const & index, void * destination) {
   if (!capabilities_.has(ImageCapability::READ))
     return ImageView::read(index, destination);
-  auto const & indexer = geometry();
+  auto const & indexer = geometries_.now();
   RandomAccess::ReadRequest const request{indexer.byteOffset(index), destination, indexer.dtype().byteCount()};
   access_->readMany({&request, 1});
 }
@@ -59,7 +60,7 @@ void RandomAccessImageView::read(VectorXu64 const & index, void * destination) {
 void RandomAccessImageView::readRegion(RegionXu64 const & region, void * destination) {
   if (!capabilities_.has(ImageCapability::READ))
     return ImageView::readRegion(region, destination);
-  auto const & indexer = geometry();
+  auto const & indexer = geometries_.now();
   requireInside(region, indexer.shape());
   auto const samples = SampleRegion::whole(region, indexer.dtype());
   ComponentFormat const components(indexer.dtype());
@@ -75,7 +76,7 @@ void RandomAccessImageView::write(VectorXu64 const & index, void const * source)
 void RandomAccessImageView::writeRegion(RegionXu64 const & region, void const * source) {
   if (!capabilities_.has(ImageCapability::WRITE))
     return ImageView::writeRegion(region, source);
-  auto const & indexer = geometry();
+  auto const & indexer = geometries_.now();
   requireInside(region, indexer.shape());
   auto const samples = SampleRegion::whole(region, indexer.dtype());
   ComponentFormat const components(indexer.dtype());
@@ -88,32 +89,34 @@ void RandomAccessImageView::readStrided(SampleRegion const & region, ValueConver
                                         void * destination, SampleStrides const & strides) {
   if (!capabilities_.has(ImageCapability::READ))
     return ImageView::readRegion(RegionXu64(region.origin, region.size), destination);
-  readRuns(*access_, geometry(), region, conversion, destination, strides);
+  auto const & indexer = geometries_.now();
+  requireFits(region, indexer);
+  readRuns(*access_, indexer, region, conversion, destination, strides);
 }
 
 void RandomAccessImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion,
                                          void const * source, SampleStrides const & strides) {
   if (!capabilities_.has(ImageCapability::WRITE))
     return ImageView::writeRegion(RegionXu64(region.origin, region.size), source);
-  auto const & indexer = geometry();
-  std::unique_lock lock(changing_, std::defer_lock);
+  auto const & indexer = geometries_.now();
+  requireFits(region, indexer);
+  std::optional<Turn<std::mutex>> turn;
   if (readsToWrite(*access_, indexer.dtype(), region))
-    lock.lock();
+    turn.emplace(changing_);
   writeRuns(*access_, indexer, region, conversion, source, strides);
 }
 
 void RandomAccessImageView::reshape(VectorXu64 const & shape, DataType dataType) {
   if (!capabilities_.has(ImageCapability::RESHAPE))
     return ImageView::reshape(shape, dataType);
-  auto indexer = std::make_unique<Indexer const>(shape, requireNumeric(dataType));
+  auto indexer = Indexer(shape, requireNumeric(dataType));
   auto properties = propertiesFor(shape, dataType);
-  std::lock_guard const lock(changing_);
-  geometries_.reserve(geometries_.size() + 1);
-  access_->resize(indexer->byteCount());
+  Turn const turn(changing_);
+  auto const & geometry = geometries_.keep(std::move(indexer));
+  access_->resize(geometry.byteCount());
 
   // Nothing below this line fails.
-  geometries_.push_back(std::move(indexer));
-  geometry_.store(geometries_.back().get(), std::memory_order_release);
+  geometries_.change(geometry);
   replaceProperties(std::move(properties));
 }
 

@@ -1,13 +1,10 @@
 #pragma once
 
+#include "views/GeometryHistory.h"
 #include "views/RegionTransfer.h"
 #include "views/StoredImageView.h"
 #include "zarnik/access/RandomAccess.h"
-#include "zarnik/values/Indexer.h"
 #include "zarnik/views/ViewDataOrigin.h"
-
-#include <atomic>
-#include <vector>
 
 namespace zarnik {
 
@@ -48,14 +45,10 @@ public:
                     SampleStrides const & strides) override;
 
 private:
-  Indexer const & geometry() const { return *geometry_.load(std::memory_order_acquire); }
-
   std::shared_ptr<RandomAccess> access_;
   ImageCapabilitySet capabilities_;
   std::shared_ptr<Extension> origin_;
-  // Another thread may still look at the shape of before a reshape: what was shown stays.
-  std::vector<std::unique_ptr<Indexer const>> geometries_;
-  std::atomic<Indexer const *> geometry_;
+  GeometryHistory geometries_;
   std::mutex changing_; // reshaping, and writing of components, for which their neighbours are read
 };
 

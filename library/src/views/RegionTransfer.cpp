@@ -1,6 +1,7 @@
 #include "views/RegionTransfer.h"
 
 #include "layout/CopyPlan.h"
+#include "layout/LoopNest.h"
 #include "views/BlockWalk.h"
 #include "views/MemoryImageView.h"
 #include "zarnik/core/Error.h"
@@ -69,7 +70,35 @@ struct Loops {
   size_t rank = 0;
 };
 
+/// Whether no converted value that is written changes one that is read later.
+bool isInOrder(Loops const & loops, ValueConversion const & conversion, void const * source, void const * destination) {
+  layout::LoopNest const nest(loops.of(loops.size), loops.of(loops.source), loops.of(loops.destination));
+  return nest.overlap(moved(source, nest.sourceOffset), byteCountOf(conversion.from()),
+                      moved(destination, nest.destinationOffset),
+                      byteCountOf(conversion.steps().back().type)) != layout::Overlap::SHARED;
+}
+
+void convertInBlocks(Loops const & loops, ValueConversion const & conversion, void const * source, void * destination);
+
+/// Converts between regions that share memory as if the whole source were read first.
+void convertThroughTemporary(Loops const & loops, ValueConversion const & conversion, void const * source,
+                             void * destination) {
+  auto toTemporary = loops;
+  auto bytes = byteCountOf(conversion.steps().back().type);
+  auto const valueBytes = bytes;
+  for (size_t axis = 0; axis < loops.rank; ++axis) {
+    toTemporary.destination[axis] = bytes;
+    bytes = checkedMultiply(bytes, loops.size[axis], "bytes to convert");
+  }
+  auto const temporary = allocateBlock(bytes);
+  convertInBlocks(toTemporary, conversion, source, temporary.get());
+  copyStrided(loops.of(loops.size), loops.of(toTemporary.destination), loops.of(loops.destination), valueBytes,
+              temporary.get(), destination);
+}
+
 void convertInBlocks(Loops const & loops, ValueConversion const & conversion, void const * source, void * destination) {
+  if (!isInOrder(loops, conversion, source, destination))
+    return convertThroughTemporary(loops, conversion, source, destination);
   auto const & steps = conversion.steps();
   VectorXu64 const size(loops.size.data(), loops.size.data() + loops.rank);
   auto extents = VectorXu64::createUniform(loops.rank, 1);
@@ -193,12 +222,12 @@ struct Blocks {
       : extents(VectorXu64::createUniform(region.size.size(), 1)), begin(region.size.size()) {
     auto const tiling = hasSteps(region) ? nullptr : image.tilingInfo();
     auto const tile = tiling ? tiling->maxTileSize() : extents;
-    auto bytes = image.dataType().byteCount();
+    auto bytes = region.type.byteCount();
     if (tiling)
       for (auto const extent : tile)
         bytes = checkedMultiply(bytes, std::max<uint64_t>(extent, 1), "bytes of a tile");
     uint64_t room = std::max<uint64_t>(BLOCK_BYTES / bytes, 1);
-    auto stride = image.dataType().byteCount();
+    auto stride = region.type.byteCount();
     for (size_t axis = 0; axis < extents.size(); ++axis) {
       auto const unit = std::max<uint64_t>(tile[axis], 1);
       auto const step = region.step[axis];
@@ -263,7 +292,7 @@ private:
 
 void readThroughBlocks(ImageView & image, SampleRegion const & region, ValueConversion const & conversion,
                        void * destination, SampleStrides const & strides) {
-  auto const type = image.dataType();
+  auto const type = region.type;
   auto const components = componentsOf(region, type);
   bool const isPlain = conversion.isEmpty() && isWhole(region, type) && !hasSteps(region);
   if (isPlain && isDense(region.size, strides, components))
@@ -282,7 +311,7 @@ void readThroughBlocks(ImageView & image, SampleRegion const & region, ValueConv
 
 void writeThroughBlocks(ImageView & image, SampleRegion const & region, ValueConversion const & conversion,
                         void const * source, SampleStrides const & strides) {
-  auto const type = image.dataType();
+  auto const type = region.type;
   auto const components = componentsOf(region, type);
   bool const isWhole = zarnik::isWhole(region, type);
   bool const isPlain = conversion.isEmpty() && isWhole && !hasSteps(region);
@@ -366,10 +395,14 @@ SampleStrides SampleStrides::dense(VectorXu64 const & size, uint64_t componentCo
   return strides;
 }
 
+void requireFits(SampleRegion const & region, Indexer const & indexer) {
+  requireInside(region, indexer.shape(), indexer.dtype());
+}
+
 void readSamples(ImageView & image, SampleRegion const & region, ValueConversion const & conversion, void * destination,
                  SampleStrides const & strides) {
   if (auto const shared = sharedBy(image); shared.owner && image.support(ImageCapability::READ)) {
-    requireInside(region, shared.indexer.shape(), shared.indexer.dtype());
+    requireFits(region, shared.indexer);
     return readMemory(shared.indexer, shared.data, region, conversion, destination, strides);
   }
   requireInside(region, image.shape(), image.dataType());
@@ -377,8 +410,11 @@ void readSamples(ImageView & image, SampleRegion const & region, ValueConversion
     return;
   if (auto * const strided = dynamic_cast<StridedTransfer *>(&image))
     return strided->readStrided(region, conversion, destination, strides);
-  if (auto const * const memory = memoryOf(image))
-    return readMemory(image.indexer(), memory, region, conversion, destination, strides);
+  if (auto const * const memory = memoryOf(image)) {
+    auto const & indexer = image.indexer();
+    requireFits(region, indexer);
+    return readMemory(indexer, memory, region, conversion, destination, strides);
+  }
   readThroughBlocks(image, region, conversion, destination, strides);
 }
 
@@ -387,7 +423,7 @@ void writeSamples(ImageView & image, SampleRegion const & region, ValueConversio
   // Others may refuse to write what they share.
   if (dynamic_cast<MemoryImageView *>(&image) != nullptr) {
     auto const shared = sharedBy(image);
-    requireInside(region, shared.indexer.shape(), shared.indexer.dtype());
+    requireFits(region, shared.indexer);
     return writeMemory(shared.indexer, shared.data, region, conversion, source, strides);
   }
   requireInside(region, image.shape(), image.dataType());
@@ -397,8 +433,11 @@ void writeSamples(ImageView & image, SampleRegion const & region, ValueConversio
     return strided->writeStrided(region, conversion, source, strides);
   if (auto const * const borrowed = dynamic_cast<BorrowedMemoryView const *>(&image))
     borrowed->requireWritable();
-  if (image.support(ImageCapability::MEMORY_ACCESS) && image.support(ImageCapability::WRITE))
-    return writeMemory(image.indexer(), image.buffer(), region, conversion, source, strides);
+  if (image.support(ImageCapability::MEMORY_ACCESS) && image.support(ImageCapability::WRITE)) {
+    auto const & indexer = image.indexer();
+    requireFits(region, indexer);
+    return writeMemory(indexer, image.buffer(), region, conversion, source, strides);
+  }
   writeThroughBlocks(image, region, conversion, source, strides);
 }
 

@@ -39,7 +39,8 @@ struct SampleStrides {
 };
 
 /// What an image view may implement beside its slots: to move any samples from or into memory of any geometry, with a
-/// conversion on the way. Callers use readSamples and writeSamples, which have checked the region.
+/// conversion on the way. Callers use readSamples and writeSamples, which have checked the region. A view that another
+/// thread may reshape since checks it again, with requireFits, by the geometry that it moves samples of.
 class ZARNIK_API StridedTransfer {
 public:
   virtual ~StridedTransfer();
@@ -57,6 +58,10 @@ public:
   /// Whether writeStrided reads samples to write only some of their components.
   virtual bool readsToWriteComponents() const;
 };
+
+/// \throws InvalidArgument if the region leaves an image of that geometry
+/// \throws Error if it was made for an image of another one
+void requireFits(SampleRegion const & region, Indexer const & indexer);
 
 /// Reads samples of any image by the best way it offers: StridedTransfer, its memory, or readRegion in blocks of about
 /// 1 MiB (or one tile). The memory is written once.

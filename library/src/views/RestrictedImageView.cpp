@@ -86,6 +86,22 @@ SharedSamples RestrictedImageView::shareSamples() const {
   return sharing ? sharing->shareSamples() : SharedSamples();
 }
 
+void RestrictedImageView::readStrided(SampleRegion const & region, ValueConversion const & conversion,
+                                      void * destination, SampleStrides const & strides) {
+  if (allowed_ != ImageCapability::READ)
+    return ImageView::readRegion(RegionXu64(region.origin, region.size), destination);
+  readSamples(*image_, region, conversion, destination, strides);
+}
+
+void RestrictedImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion,
+                                       void const * source, SampleStrides const & strides) {
+  if (allowed_ != ImageCapability::WRITE)
+    return ImageView::writeRegion(RegionXu64(region.origin, region.size), source);
+  writeSamples(*image_, region, conversion, source, strides);
+}
+
+bool RestrictedImageView::readsToWriteComponents() const { return zarnik::readsToWriteComponents(*image_); }
+
 ReadOnlyImageView::ReadOnlyImageView(std::shared_ptr<ImageView> image)
     : RestrictedImageView(std::move(image), ImageCapability::READ, "read-only") {}
 

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "views/RegionTransfer.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/SharedSamples.h"
 
 namespace zarnik {
 
 /// Another image with only one of its capabilities. What the derived class does not pass on, `ImageView` refuses.
-class RestrictedImageView : public ImageView, public SampleSharing {
+class RestrictedImageView : public ImageView, public StridedTransfer, public SampleSharing {
 public:
   ~RestrictedImageView() override;
   std::shared_ptr<Extension> extension(size_t id) const override;
@@ -16,6 +17,11 @@ public:
   std::shared_ptr<ImageProperties const> properties() const override;
   std::shared_ptr<MetadataNode const> metadata() const override;
   SharedSamples shareSamples() const override;
+  void readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,
+                   SampleStrides const & strides) override;
+  void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
+                    SampleStrides const & strides) override;
+  bool readsToWriteComponents() const override;
 
   std::shared_ptr<ImageView> const & restricted() const { return image_; }
   ImageCapabilitySet allowed() const { return allowed_; }

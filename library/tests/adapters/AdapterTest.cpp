@@ -116,6 +116,26 @@ TEST(Adapters, ConvertAndMapValues) {
   EXPECT_EQ(mapLinearly(counts, DataTypeId::INT16, {1, -1024})->valueRange()[0], -1024);
 }
 
+TEST(Adapters, SeveralConversionsIntoTheImagesOwnMemoryReadBeforeTheyWrite) {
+  constexpr size_t COUNT = 100000, SHIFT = 5000;
+  auto const twice = [](Image const & image) {
+    return Factory::adaptDynamicRange(Factory::adaptDynamicRange(image, DataTypeId::INT16, {0, 255}, {0, 77}),
+                                      DataTypeId::UINT8, {0, 77}, {200, 0});
+  };
+  for (bool const ahead : {true, false}) {
+    std::vector<uint8_t> values(COUNT);
+    for (size_t n = 0; n < COUNT; ++n)
+      values[n] = static_cast<uint8_t>(n * n / 7);
+    auto const image = imageOf<uint8_t>({COUNT}, values);
+    auto const view = twice(image);
+    auto const expected = valuesOf<uint8_t>(view);
+    auto * const memory = static_cast<uint8_t *>(image->buffer());
+    size_t const from = ahead ? 0 : SHIFT, to = ahead ? SHIFT : 0;
+    view->readRegion({{from}, {COUNT - SHIFT}}, memory + to);
+    EXPECT_TRUE(std::equal(memory + to, memory + to + COUNT - SHIFT, expected.begin() + static_cast<ptrdiff_t>(from)));
+  }
+}
+
 TEST(Adapters, LargeRegionsOfForeignImagesTakeBoundedBlocks) {
   auto const foreign = std::make_shared<ForeignImage>(VectorXu64{1000, 1000, 6}, DataTypeId::UINT16, READ | WRITE);
   auto * const samples = static_cast<uint16_t *>(foreign->samples()->buffer());

@@ -137,7 +137,8 @@ TEST(Serialization, ImagesThatAreNotInMemoryPassInBlocks) {
     auto const decoded = Serialization::decodeImageView(pipe);
     std::vector<uint32_t> expected(decoded->bufferSize() / 4);
     std::iota(expected.begin(), expected.end(), 0U);
-    EXPECT_EQ(std::memcmp(decoded->buffer(), expected.data(), decoded->bufferSize()), 0);
+    auto const * const samples = static_cast<uint32_t const *>(decoded->buffer());
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), samples));
   }
 }
 

@@ -68,7 +68,7 @@ public:
   Protection protection() const { return memory_.protection; }
 
   /// \throws Error if the memory may not be changed
-  void requireWritable() const;
+  virtual void requireWritable() const;
 
 private:
   Memory memory_;
