@@ -60,6 +60,8 @@ def open(
     source, chosen, found = _opened(what, format, mode, options)
     with _errors_of(chosen, source):
         again = partial(_again, what.what if isinstance(what, Source) else what, format=format, mode=mode, **options)
+        if series is None:
+            found = [one for one in found if not one.is_secondary] or found
         if series is None and len(found) > 1:
             return SeriesMapping(found, level, again)
         return _image_of_series(_series_of(found, series), level, partial(again, series=series))

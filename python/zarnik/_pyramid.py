@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING, Any
 
 import numpy
 
+import zarnik._classes as _classes
 from zarnik._enumerations import ImageInterpretation
 
 if TYPE_CHECKING:
@@ -21,7 +22,7 @@ _MOST_LEVELS = 30
 def is_nearest(image: Any, method: str | None) -> bool:
     """Tell whether elements are taken as they are, not their mean: by default those of labels and binary images."""
     if method not in (None, "mean", "nearest"):
-        raise ValueError(f"method {method!r} is neither 'mean' nor 'nearest'")
+        raise _classes.InvalidArgument(f"method {method!r} is neither 'mean' nor 'nearest'")
     if method is None:
         return image.interpretation in (ImageInterpretation.LABEL, ImageInterpretation.BINARY)
     return method == "nearest"
@@ -35,7 +36,7 @@ def shapes(shape: Sequence[int], axes: str, halving: str, levels: bool | int) ->
     """
     wanted = int(levels) if levels is not True else _MOST_LEVELS
     if wanted < 0:
-        raise ValueError(f"there are 1 or more levels, not {levels}")
+        raise _classes.InvalidArgument(f"there are 1 or more levels, not {levels}")
     found = [tuple(shape)]
     while len(found) < wanted:
         last = found[-1]

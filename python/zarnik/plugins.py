@@ -166,6 +166,8 @@ class Series:
         self.name = name
         self.levels: Sequence[Any] = levels
         self.info = dict(info or {})
+        #: whether it is opened only by its name or place, as labels beside an image are
+        self.is_secondary = False
 
     def __repr__(self) -> str:
         return f"<zarnik.plugins.Series {self.name!r} of {len(self.levels)} levels>"

@@ -16,6 +16,7 @@ ENTRY_POINTS = "zarnik.formats"
 _OURS: tuple[tuple[str, tuple[str, ...], str], ...] = (
     ("Zarnik", (".zrn",), "zarnik._formats.own:Own"),
     ("TIFF", (".tif", ".tiff", ".ome.tif", ".ome.tiff", ".tf2", ".tf8", ".btf"), "zarnik._formats.tiff:Tiff"),
+    ("OME-Zarr", (".zarr", ".zarr.zip", ".ozx"), "zarnik._formats.zarr:Zarr"),
     ("NIfTI", (".nii", ".nii.gz", ".hdr", ".img", ".hdr.gz", ".img.gz"), "zarnik._formats.nifti:NIfTI"),
     ("NRRD", (".nrrd", ".nhdr"), "zarnik._formats.nrrd:NRRD"),
     ("DICOM", (".dcm", ".dicom", ".ima"), "zarnik._formats.dicom:DICOM"),

@@ -79,7 +79,7 @@ class ImageDescription:
         told: dict[str, Any] = {}
         unit = units[0] if units else ""
         if units:
-            scales = iter([_scale(other, unit) for other in units])
+            scales = iter([scale_of(other, unit) for other in units])
             told["spacing"] = [1.0 if step is None else step * next(scales) for step in steps]
             told["unit"] = unit
         channels = [node for node in pixels if _local(node.tag) == "Channel"]
@@ -93,7 +93,7 @@ class ImageDescription:
         if plane is not None and unit:
             origin = [
                 (_number(plane.get(f"Position{axis}"), False) or 0.0)
-                * _scale(unit_of(plane.get(f"Position{axis}Unit", "reference frame")), unit)
+                * scale_of(unit_of(plane.get(f"Position{axis}Unit", "reference frame")), unit)
                 for axis in "XYZ"
             ]
             if any(origin):
@@ -101,7 +101,7 @@ class ImageDescription:
         return told
 
 
-def _scale(unit: str, other: str) -> float:
+def scale_of(unit: str, other: str) -> float:
     """How many of the other unit one is; 1 where nobody knows."""
     return METRES[unit] / METRES[other] if unit in METRES and other in METRES and unit != other else 1.0
 

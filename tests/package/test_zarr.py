@@ -1,0 +1,308 @@
+"""OME-Zarr and plain Zarr: equal to what zarr reads, and read by it when we write."""
+
+import contextlib
+import json
+import os
+import shutil
+import zipfile
+
+import numpy
+import pytest
+from numpy.testing import assert_allclose, assert_array_equal
+
+import zarnik
+
+zarr = pytest.importorskip("zarr", minversion="3")
+numcodecs = pytest.importorskip("numcodecs")
+pytestmark = pytest.mark.filterwarnings("ignore:Numcodecs codecs are not")
+
+
+def values(shape, dtype="uint16", seed=0):
+    return numpy.random.default_rng(seed).integers(0, 100, shape).astype(dtype)
+
+
+def ordered(array, axes, wanted):
+    return array.transpose([axes.index(letter) for letter in wanted])
+
+
+CODECS = {
+    "zstd": {},
+    "plain": {"compressors": None},
+    "blosc": {"compressors": {3: zarr.codecs.BloscCodec(cname="lz4", shuffle="bitshuffle")}},
+    "gzip": {"compressors": {3: zarr.codecs.GzipCodec()}},
+    "checked": {"compressors": {3: [zarr.codecs.ZstdCodec(), zarr.codecs.Crc32cCodec()]}},
+    "turned": {"filters": {3: [zarr.codecs.TransposeCodec(order=(2, 0, 1))]}},
+    "sharded": {"shards": {3: (16, 32, 48)}},
+    "sharded, index first": {"shards": {3: {"shape": (16, 32, 48), "index_location": "start"}}},
+    "columns first": {"order": {2: "F"}},
+    "delta": {"filters": {2: [numcodecs.Delta("<u2")]}},
+    "lzma": {"compressors": {2: numcodecs.LZMA(), 3: zarr.codecs.numcodecs.LZMA()}},
+    "dots": {"chunk_key_encoding": {2: {"name": "v2", "separator": "."}, 3: {"name": "default", "separator": "."}}},
+}
+
+
+@pytest.mark.parametrize("form", [2, 3])
+@pytest.mark.parametrize("coding", CODECS)
+def test_what_zarr_writes(coding, form, tmp_path):
+    options = {name: value for name, value in CODECS[coding].items() if value is None or form in value}
+    options = {name: value[form] if isinstance(value, dict) else value for name, value in options.items()}
+    array = values((20, 50, 70))
+    for dtype in ("uint16", ">u2") if coding in ("zstd", "plain") else ("uint16",):
+        made = zarr.create_array(
+            tmp_path / "a.zarr", shape=array.shape, chunks=(8, 16, 24), dtype=dtype, fill_value=7, zarr_format=form,
+            overwrite=True, attributes={"_ARRAY_DIMENSIONS": ["time", "y", "x"], "who": "me"}, **options,
+        )  # fmt: skip
+        made[:13] = array[:13]
+        image = zarnik.open(tmp_path / "a.zarr")
+        assert (image.axes, image.shape) == ("TYX", array.shape)
+        assert_array_equal(image.to_numpy(), made[:])
+        assert_array_equal(image.crop(t=slice(6, 18), y=slice(15, 33), x=5).to_numpy(), made[6:18, 15:33, 5])
+        assert image[19, 49, 69] == 7 and image.metadata["Zarr/who"].to_python() == "me"
+
+
+def hierarchy(path, form=3, **told):
+    """An image of OME by zarr alone."""
+    group = zarr.open_group(path, mode="w", zarr_format=form)
+    for level, shape in enumerate(((2, 4, 40, 60), (2, 4, 20, 30))):
+        group.create_array(str(level), shape=shape, chunks=(1, 2, 16, 16), dtype="uint16")[:] = values(shape)
+    axes = [
+        {"name": "c", "type": "channel"}, {"name": "z", "type": "space", "unit": "nanometer"},
+        {"name": "y", "type": "space", "unit": "micrometer"}, {"name": "x", "type": "space", "unit": "micrometer"},
+    ]  # fmt: skip
+    datasets = [
+        {
+            "path": str(level),
+            "coordinateTransformations": [
+                {"type": "scale", "scale": [1, 500, 0.2 * by, 0.1 * by]},
+                {"type": "translation", "translation": [0, 1000, 3, 4]},
+            ],
+        }
+        for level, by in ((0, 1), (1, 2))
+    ]
+    scales = {"version": "0.4", "name": "cells", "axes": axes, "datasets": datasets}
+    scales["coordinateTransformations"] = [{"type": "scale", "scale": [1, 2, 2, 2]}]
+    omero = {"channels": [{"label": name, "window": {"min": 0, "max": 4095, "start": 1, "end": 9}} for name in "ab"]}
+    told = {"multiscales": [{**scales, **told}], "omero": omero}
+    group.attrs.update(told if form == 2 else {"ome": {"version": "0.5", **told}})
+    return group
+
+
+@pytest.mark.parametrize("form", [2, 3])
+def test_images_of_ome(form, tmp_path):
+    path = tmp_path / "cells"
+    group = hierarchy(path, form)
+    image = zarnik.open(path)
+    assert (image.axes, image.shape, image.unit) == ("ZYXC", (4, 40, 60, 2), "µm")
+    assert_allclose(image.spacing, (0.2, 0.4, 1))
+    assert_allclose(image.origin, (8, 6, 2))
+    assert (image.channel_names, image.value_range) == (["a", "b"], (0, 4095))
+    for level, expected in zip(image.levels, (group["0"], group["1"])):
+        assert_array_equal(level.to_numpy("CZYX"), expected[:])
+    assert_allclose(image.levels[1].spacing, (0.4, 0.8, 1))
+    assert zarnik.open(path, level=-1).shape == (4, 20, 30, 2)
+    told = image.metadata["OME-Zarr"].to_python()
+    assert (told if form == 2 else told["ome"])["multiscales"][0]["name"] == "cells"
+
+    labels = zarr.create_group(path / "labels", zarr_format=form)
+    labels.attrs.update({"labels": ["nuclei"]} if form == 2 else {"ome": {"version": "0.5", "labels": ["nuclei"]}})
+    hierarchy(path / "labels" / "nuclei", form)
+    assert zarnik.open(path).shape == (4, 40, 60, 2)
+    assert zarnik.open(path, series="labels/nuclei").interpretation.name == "LABEL"
+    assert [one["name"] for one in zarnik.info(path)["series"]] == ["cells", "labels/nuclei"]
+
+    outer = zarr.open_group(tmp_path / "several", mode="w", zarr_format=form)
+    outer.attrs["bioformats2raw.layout"] = 3
+    for name in "01":
+        hierarchy(tmp_path / "several" / name, form)
+    assert list(zarnik.open(tmp_path / "several")) == ["0", "1"]
+    plate = zarr.open_group(tmp_path / "plate", mode="w", zarr_format=form)
+    plate.attrs["plate"] = {"wells": [{"path": "A/1"}, {"path": "B/2"}]}
+    for well in ("A/1", "B/2"):
+        plate.create_group(well).attrs["well"] = {"images": [{"path": "0"}]}
+        hierarchy(tmp_path / "plate" / well / "0", form)
+    assert list(zarnik.open(tmp_path / "plate")) == ["A/1/0", "B/2/0"]
+    assert zarnik.open(tmp_path / "plate")["B/2/0"].equals(image)
+
+
+IMAGES = {
+    "plane": ((70, 91), "YX", "UNKNOWN", "float32"),
+    "labels": ((21, 33, 70), "ZYX", "LABEL", "uint32"),
+    "series": ((2, 5, 33, 40, 2), "TZYXC", "UNKNOWN", "int16"),
+    "colours": ((40, 50, 3), "YXC", "RGB", "uint8"),
+}
+OPTIONS = [
+    {"version": "0.4", "levels": 2},
+    {"version": "0.4", "compression": "blosc", "chunks": {"y": 16}},
+    {"levels": 3, "chunks": {"y": 16, "x": 32}, "shards": {"y": 64, "x": 64}},
+    {"compression": {"name": "blosc", "cname": "lz4"}, "levels": 2, "method": "nearest"},
+]
+
+
+@pytest.mark.parametrize("kind", IMAGES)
+@pytest.mark.parametrize("options", OPTIONS, ids=str)
+def test_what_we_write(kind, options, tmp_path):
+    shape, axes, interpretation, dtype = IMAGES[kind]
+    array = values(shape, dtype)
+    image = zarnik.from_numpy(array, axes, spacing=(0.5, 0.25, -2), origin=(1, 2, 3), unit="µm")
+    image.interpretation, image.value_range = interpretation, (1, 99)
+    image.directions = (0, 1, 0), (1, 0, 0)
+    image.metadata = {"scanner": {"echoes": [4.5, 8]}, "channel_names": ["r", "g", "b"][: shape[-1]]}
+    for name in ("a.ome.zarr", "a.ozx"):
+        path, done = tmp_path / name, []
+        zarnik.save(path, image, progress=lambda *now, done=done: done.append(now), **options)
+        assert done[-1][0] == done[-1][1] >= array.nbytes
+        again = zarnik.open(path)
+        assert_array_equal(again.to_numpy(), array)
+        for attribute in ("axes", "unit", "value_range", "bit_depth", "interpretation"):
+            assert getattr(again, attribute) == getattr(image, attribute), attribute
+        assert again.metadata["scanner"].to_python() == {"echoes": [4.5, 8]}
+        assert again.channel_names == (image.channel_names if "C" in axes else None)
+        if "Z" in axes:
+            assert_allclose(again.affine, image.affine)
+        expected = zarnik.coarser_levels(image, options.get("method"), coarsest=8)
+        assert len(again.levels) == options.get("levels", 1)
+        for number, level in enumerate(again.levels):
+            assert_allclose(level.to_numpy(), expected[number].to_numpy(), rtol=1e-6)
+            assert_allclose(level.spacing[:2], expected[number].spacing[:2])
+    group = zarr.open_group(tmp_path / "a.ome.zarr", mode="r")
+    assert_array_equal(group["0"][:], ordered(array, axes, "".join(a for a in "TCZYX" if a in axes)))
+    assert group.metadata.zarr_format == (2 if options.get("version") == "0.4" else 3)
+    if "shards" in options:
+        assert group["0"].shards[-2:] == ((48, 64) if kind in ("series", "colours") else group["0"].shards[-2:])
+    models = pytest.importorskip("ome_zarr_models")
+    models.open_ome_zarr(group)
+    assert sorted(os.listdir(tmp_path)) == ["a.ome.zarr", "a.ozx"]
+
+
+def test_wrong_options_leave_what_was_there(tmp_path):
+    path = tmp_path / "a.zarr"
+    image = zarnik.from_numpy(values((40, 50)))
+    zarnik.save(path, image)
+    for wrong, error in (
+        ({"version": "0.6"}, "'0.6' is none of 0.4, 0.5"),
+        ({"chunks": {"z": 3}}, r"chunks name axes \['Z'\], the image has 'YX'"),
+        ({"chunks": (3,)}, "chunks are 2 sizes"),
+        ({"chunks": (16, 16), "shards": (20, 32)}, "no multiples"),
+        ({"version": "0.4", "shards": (20, 32)}, "has no shards"),
+        ({"compression": "xyz"}, "'xyz' is none of zstd, blosc, gzip"),
+    ):
+        with pytest.raises(zarnik.InvalidArgument, match=error):
+            zarnik.save(path, zarnik.from_numpy(values((40, 50), seed=1)), **wrong)
+    with pytest.raises(ValueError, match="'median' is neither"):
+        zarnik.save(path, image, method="median")
+
+    def stop(done, total):
+        if done:
+            raise KeyboardInterrupt
+
+    with pytest.raises(KeyboardInterrupt):
+        zarnik.save(path, zarnik.from_numpy(values((40, 50), seed=1)), progress=stop)
+    assert os.listdir(tmp_path) == ["a.zarr"] and zarnik.open(path).equals(image)
+    (tmp_path / "papers").mkdir()
+    (tmp_path / "papers" / "thesis.txt").write_text("years of work")
+    with pytest.raises(zarnik.Error, match="nothing of this format"):
+        zarnik.save(tmp_path / "papers", image, format="zarr")
+    zarnik.save(path, zarnik.from_numpy(values((4, 5))))
+    assert zarnik.open(path).shape == (4, 5)
+
+
+def test_damaged_hierarchies_end_in_errors(tmp_path):
+    random = numpy.random.default_rng(2)
+    for version, compression in (("0.4", "blosc"), ("0.5", "zstd"), ("0.5", "gzip")):
+        whole = tmp_path / f"whole-{version}-{compression}"
+        image = zarnik.from_numpy(values((20, 40, 50)), "ZYX")
+        options = {"shards": (20, 32, 32)} if version == "0.5" else {}
+        zarnik.save(
+            whole, image, format="zarr", version=version, compression=compression, chunks=(10, 16, 16), **options
+        )
+        files = [place for place in whole.rglob("*") if place.is_file()]
+        for _ in range(60):
+            damaged = files[random.integers(len(files))]
+            content = damaged.read_bytes()
+            if random.integers(2):
+                damaged.write_bytes(content[: random.integers(len(content))])
+            else:
+                changed = bytearray(content)
+                for place in random.integers(0, len(content), 3):
+                    changed[place] = random.integers(256)
+                damaged.write_bytes(changed)
+            with contextlib.suppress(zarnik.Error):
+                opened = zarnik.open(whole, format="zarr")
+                opened = opened if isinstance(opened, zarnik.ImageView) else next(iter(opened.values()))
+                if numpy.prod(opened.shape, dtype=object) < 1 << 24:
+                    opened.to_numpy()
+            damaged.write_bytes(content)
+        assert zarnik.open(whole).equals(image)
+
+
+HOSTILE = [
+    {"axes": [{"name": "x"}] * 9},
+    {"axes": [{"name": "q"}, {"name": "q"}]},
+    {"datasets": []},
+    {"datasets": [{"path": "../../secret"}]},
+    {"datasets": [{"path": "elsewhere"}]},
+    {"datasets": [{"path": "0", "coordinateTransformations": [{"type": "scale", "scale": [1, 2]}]}]},
+    {"datasets": [{"path": "0", "coordinateTransformations": [{"type": "scale", "scale": [1, 0, 1, 1]}]}]},
+    {"datasets": [{"path": "0", "coordinateTransformations": [{"type": "path", "path": "x"}]}]},
+    {"datasets": "0"},
+]
+
+
+@pytest.mark.parametrize("told", HOSTILE, ids=str)
+def test_descriptions_that_do_not_fit(told, tmp_path):
+    hierarchy(tmp_path / "image", 2, **told)
+    with pytest.raises(zarnik.Error):
+        zarnik.open(tmp_path / "image").to_numpy()
+
+
+def test_nothing_leads_out_of_a_hierarchy(tmp_path):
+    secret = zarr.create_array(tmp_path / "secret", shape=(2, 4, 40, 60), dtype="uint16", zarr_format=2)
+    secret[:] = 5
+    path = tmp_path / "image"
+    hierarchy(path, 2)
+    shutil.rmtree(path / "0")
+    os.symlink(tmp_path / "secret", path / "0")
+    with pytest.raises(zarnik.Error, match="not in the folder"):
+        zarnik.open(path).to_numpy()
+    os.unlink(path / "0")
+    shutil.copytree(path / "1", path / "real")
+    os.symlink("real", path / "0")  # within it, a link is as good as what it leads to
+    description = json.loads((path / "real" / ".zarray").read_text())
+    assert zarnik.open(path).shape == (4, 20, 30, 2)
+    for wrong in ({"chunks": [1, 2, 1 << 40, 1 << 40]}, {"dtype": "|O"}, {"shape": [-1, 2, 3, 4]}, {"chunks": [0] * 4}):
+        (path / "real" / ".zarray").write_text(json.dumps({**description, **wrong}))
+        with pytest.raises(zarnik.Error):
+            zarnik.open(path).to_numpy()
+    (path / ".zattrs").write_text("[" * 100000)
+    with pytest.raises(zarnik.Error, match="no JSON"):
+        zarnik.open(path)
+
+
+def test_archives(tmp_path):
+    image = zarnik.from_numpy(values((4, 40, 50)), "ZYX", spacing=(1, 2, 3))
+    zarnik.save(tmp_path / "a.zarr", image, chunks={"y": 16, "x": 16}, shards={"y": 48, "x": 64})
+    files = [place for place in (tmp_path / "a.zarr").rglob("*") if place.is_file()]
+    for method in (zipfile.ZIP_STORED, zipfile.ZIP_DEFLATED):
+        with zipfile.ZipFile(tmp_path / "a.zip", "w", method) as archive:
+            for place in files:
+                archive.write(place, place.relative_to(tmp_path))  # all in one folder
+            archive.writestr("../evil", "x")
+        again = zarnik.open(tmp_path / "a.zip")
+        assert again.equals(image) and again.spacing == image.spacing
+        assert zarnik.open((tmp_path / "a.zip").read_bytes()).equals(image)
+    content = (tmp_path / "a.zip").read_bytes()
+    for size in range(1, len(content), len(content) // 30):
+        (tmp_path / "cut.zip").write_bytes(content[:size])
+        with pytest.raises(zarnik.Error):
+            zarnik.open(tmp_path / "cut.zip").to_numpy()
+    with zipfile.ZipFile(tmp_path / "papers.zip", "w") as archive:
+        archive.writestr("thesis.txt", "years of work")
+    with pytest.raises(zarnik.Error, match="no known format"):
+        zarnik.open(tmp_path / "papers.zip")
+    bomb = zipfile.ZipInfo(".zgroup")
+    bomb.compress_type = zipfile.ZIP_DEFLATED
+    with zipfile.ZipFile(tmp_path / "bomb.zip", "w") as archive:
+        archive.writestr(bomb, "{}" + " " * (1 << 27))
+        archive.writestr(".zattrs", "{")
+    with pytest.raises(zarnik.Error, match="no JSON"):
+        zarnik.open(tmp_path / "bomb.zip")
