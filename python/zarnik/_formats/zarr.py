@@ -90,7 +90,8 @@ class _Hierarchy:
         if kind == "array":
             yield self._plain(path, name, version, attributes)
             return
-        told = attributes.get("ome") if isinstance(attributes.get("ome"), dict) else attributes
+        ome_told = attributes.get("ome")
+        told = ome_told if isinstance(ome_told, dict) else attributes
         if told.get("multiscales"):
             yield from self._multiscales(path, name, version, told, attributes)
             return
@@ -258,7 +259,7 @@ class _Description:
         channels = _dicts(omero.get("channels")) if isinstance(omero, dict) else []
         labels = [channel.get("label") for channel in channels]
         self.channel_names = [str(label or place) for place, label in enumerate(labels)] if any(labels) else None
-        self._windows = [channel.get("window") for channel in channels if isinstance(channel.get("window"), dict)]
+        self._windows = _dicts([channel.get("window") for channel in channels])
 
     def check(self, rank: int) -> None:
         if rank != len(self.axes) or rank != len(self._named):
@@ -281,10 +282,10 @@ class _Description:
         told: dict[str, Any] = {"spacing": spacing, "origin": origin}
         if unit:
             told["unit"] = unit
-        lows = [_number(window.get("min")) for window in self._windows]
-        highs = [_number(window.get("max")) for window in self._windows]
-        if lows and None not in lows and None not in highs and min(lows) < max(highs):  # type: ignore[type-var]
-            told["value_range"] = (min(lows), max(highs))  # type: ignore[type-var]
+        bounds = [_number(window.get(name)) for window in self._windows for name in ("min", "max")]
+        known = [bound for bound in bounds if bound is not None]
+        if known and len(known) == len(bounds) and min(known) < max(known):
+            told["value_range"] = (min(known), max(known))
         return told
 
 

@@ -48,6 +48,7 @@ def tiles_of(store: Store, path: str, array: Any) -> TiledArray:
     prefix = f"{path}/" if path else ""
     chunk = _Chunk(dtype, chunks)
     decode: Any
+    raw: Decode | None
     if metadata.zarr_format == 2:
         raw = _of_version_2(metadata, chunk)
         separator = metadata.dimension_separator
@@ -191,7 +192,7 @@ def _decompressor(told: dict[str, Any], codec: Any, chunk: _Chunk) -> Decode:
             return decoded
 
         return inflate
-    return codec.decode  # type: ignore[no-any-return]
+    return codec.decode
 
 
 def _checked(data: bytes) -> Any:

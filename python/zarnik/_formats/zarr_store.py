@@ -256,7 +256,7 @@ def adapter(store: Store) -> Any:
 
     import zarr.abc.store as abc
 
-    class Adapter(abc.Store):
+    class Adapter(abc.Store):  # type: ignore[misc,unused-ignore]
         supports_writes = supports_deletes = supports_listing = False
 
         def __eq__(self, other: object) -> bool:
