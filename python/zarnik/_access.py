@@ -205,6 +205,11 @@ class StreamFile(io.RawIOBase):
         """The stream that this file is over."""
         return self._stream
 
+    @property
+    def name(self) -> str:
+        """What the stream is, for those who ask every file for its name."""
+        return _zarnik.StreamAccess_to_string(self._stream)
+
     def readable(self) -> bool:
         return self._stream.readable()
 

@@ -15,11 +15,12 @@ ENTRY_POINTS = "zarnik.formats"
 # Name, suffixes and class: a module is imported when a name has one of its suffixes, or the content has to tell.
 _OURS: tuple[tuple[str, tuple[str, ...], str], ...] = (
     ("Zarnik", (".zrn",), "zarnik._formats.own:Own"),
+    # Before TIFF, which its first bytes may be, too.
+    ("DICOM", (".dcm", ".dicom", ".ima"), "zarnik._formats.dicom:DICOM"),
     ("TIFF", (".tif", ".tiff", ".ome.tif", ".ome.tiff", ".tf2", ".tf8", ".btf"), "zarnik._formats.tiff:Tiff"),
     ("OME-Zarr", (".zarr", ".zarr.zip", ".ozx"), "zarnik._formats.zarr:Zarr"),
     ("NIfTI", (".nii", ".nii.gz", ".hdr", ".img", ".hdr.gz", ".img.gz"), "zarnik._formats.nifti:NIfTI"),
     ("NRRD", (".nrrd", ".nhdr"), "zarnik._formats.nrrd:NRRD"),
-    ("DICOM", (".dcm", ".dicom", ".ima"), "zarnik._formats.dicom:DICOM"),
     ("HDF5", (".h5", ".hdf5", ".hdf", ".he5"), "zarnik._formats.hdf5:HDF5"),
     ("NumPy", (".npy",), "zarnik._formats.numpy_files:NumPyArray"),
     ("NumPy archive", (".npz",), "zarnik._formats.numpy_files:NumPyArchive"),

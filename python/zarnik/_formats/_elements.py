@@ -35,6 +35,14 @@ def size_of(source: Source) -> int:
     return os.path.getsize(source.path) if source.path is not None else len(source.access())
 
 
+def identity_of(source: Source, *parts: Any) -> Any:
+    """What tells a local file, as it is now, and something in it from all others; None of what is no local file."""
+    if source.path is None:
+        return None
+    status = os.stat(source.path)
+    return status.st_dev, status.st_ino, status.st_mtime_ns, status.st_size, *parts
+
+
 def beside(source: Source, name: str) -> Source:
     """A file in the folder of a local one."""
     from zarnik.plugins import Source

@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import math
 import os
-import threading
 import warnings
 from collections.abc import Iterator, Sequence
 from typing import Any
@@ -15,6 +14,7 @@ import zarnik._classes as _classes
 from zarnik import _direct
 from zarnik._enumerations import ImageInterpretation
 from zarnik._formats import _elements
+from zarnik._tiles import TiledArray
 from zarnik._types import as_data_type
 from zarnik.plugins import Format, Series, Source, image_of
 
@@ -427,7 +427,7 @@ class _Volume:
         if is_mapped and len(maps) > 1:
             planes.scale()
         if array is None:
-            array = _elements.Lazy(shape, planes.dtype, planes.reader(len(self.axes), shape), planes.chunks(shape))
+            array = planes.array(shape, len(self.axes))
         told: dict[str, Any] = {}
         if first.kind == "iu" and is_gray and not planes.is_scaled:
             bits = min(max(int(first.get("BitsStored", planes.dtype.itemsize * 8)), 1), planes.dtype.itemsize * 8)
@@ -512,8 +512,6 @@ class _Planes:
             # Bytes that were written as words of the other order.
             and not (first.stored_dtype.itemsize == 1 and first.syntax == _BIG_ENDIAN)
         )
-        self._last: Any = (None, None)
-        self._lock = threading.Lock()
 
     def scale(self) -> None:
         """Let values be scaled plane by plane."""
@@ -532,10 +530,23 @@ class _Planes:
             return None
         return _elements.elements(first.source, first.offset, shape, first.stored_dtype, letters)
 
-    def chunks(self, shape: tuple[int, ...]) -> tuple[int, ...]:
-        return (1,) * (len(shape) - len(self.plane)) + self.plane
+    def array(self, shape: tuple[int, ...], outer: int) -> Any:
+        """All planes, for `image_of`: in parts where they lie as they are, else plane by plane."""
+        if not self._is_plain:
 
-    def reader(self, outer: int, shape: tuple[int, ...]) -> Any:
+            def decode(index: tuple[int, ...], fetched: Any) -> Any:
+                number = 0
+                for place, size in zip(index[:outer], shape):
+                    number = number * size + place
+                plane = self._decode(self.frames[number])
+                if self.is_scaled:
+                    plane = _scaled(plane, self.frames[number])
+                return plane.reshape((1,) * outer + plane.shape)
+
+            return TiledArray(shape, self.dtype, (1,) * outer + self.plane, decode)
+        return _elements.Lazy(shape, self.dtype, self._reader(outer, shape), (1,) * outer + self.plane)
+
+    def _reader(self, outer: int, shape: tuple[int, ...]) -> Any:
         def read(key: tuple[slice, ...]) -> Any:
             sizes = tuple(place.stop - place.start for place in key)
             result = numpy.empty(sizes, self.dtype)
@@ -544,16 +555,11 @@ class _Planes:
                 number = 0
                 for place, size in zip(places, shape):
                     number = number * size + place
-                result[index] = self._part(self.frames[number], key[outer:])
+                rows = self._rows(self.frames[number], key[outer:])
+                result[index] = _scaled(rows, self.frames[number]) if self.is_scaled else rows
             return result
 
         return read
-
-    def _part(self, frame: _Frame, key: tuple[slice, ...]) -> Any:
-        part = self._rows(frame, key) if self._is_plain else self._decoded(frame)[key]
-        if self.is_scaled:
-            part = part * numpy.float64(frame.slope or 1.0) + (frame.intercept or 0.0)
-        return part
 
     def _rows(self, frame: _Frame, key: tuple[slice, ...]) -> Any:
         file = frame.file
@@ -567,12 +573,6 @@ class _Planes:
         if len(data) < (stop - first) * columns * dtype.itemsize:
             raise _classes.Error(f"{file.name!r} is cut")
         return numpy.frombuffer(data, dtype).reshape(stop - first, columns)[:, key[1]]
-
-    def _decoded(self, frame: _Frame) -> Any:
-        with self._lock:
-            if self._last[0] is not frame:
-                self._last = frame, self._decode(frame)
-            return self._last[1]
 
     def _decode(self, frame: _Frame) -> Any:
         import pydicom
@@ -595,6 +595,10 @@ class _Planes:
         if plane.shape != self.plane:
             raise _classes.Error(f"{file.name!r} has an image of shape {plane.shape}, not {self.plane}")
         return plane.astype(self.dtype, copy=False) if not self.is_scaled else plane
+
+
+def _scaled(plane: Any, frame: _Frame) -> Any:
+    return plane * numpy.float64(frame.slope or 1.0) + (frame.intercept or 0.0)
 
 
 # ---- metadata --------------------------------------------------------------------------------------------------------

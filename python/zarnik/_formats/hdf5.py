@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import math
+import zlib
 from collections.abc import Mapping, Sequence
 from typing import TYPE_CHECKING, Any
 
@@ -9,6 +11,7 @@ import numpy
 
 import zarnik._classes as _classes
 from zarnik._formats import _elements
+from zarnik._tiles import TiledArray
 from zarnik.plugins import Format, Series, Source, image_of
 
 if TYPE_CHECKING:
@@ -148,7 +151,54 @@ def _array(source: Source, dataset: Any) -> Any:
         and dtype.kind != "c"
     ):
         return _elements.elements(source, offset, dataset.shape, dtype, "")
-    return _elements.Lazy(dataset.shape, dtype, dataset.__getitem__, dataset.chunks)
+    if dataset.chunks is None or dataset.is_virtual or not _filters(dataset):
+        return _elements.Lazy(dataset.shape, dtype, dataset.__getitem__, dataset.chunks)
+    identity = _elements.identity_of(source, dataset.name)
+    return TiledArray(dataset.shape, dtype, dataset.chunks, _Chunks(dataset), identity=identity)
+
+
+def _filters(dataset: Any) -> list[int]:
+    """The numbers of the filters that a chunk goes through when it is written."""
+    properties = dataset.id.get_create_plist()
+    return [properties.get_filter(place)[0] for place in range(properties.get_nfilters())]
+
+
+class _Chunks:
+    """Decodes chunks: those of deflate on any thread, while h5py itself does one thing at a time."""
+
+    def __init__(self, dataset: Any) -> None:
+        from h5py import h5z
+
+        self._dataset, self._chunks = dataset, dataset.chunks
+        deflate, shuffle = h5z.FILTER_DEFLATE, h5z.FILTER_SHUFFLE
+        filters = _filters(dataset)
+        self._is_shuffled = filters == [shuffle, deflate]
+        self._is_deflate = (filters == [deflate] or self._is_shuffled) and dataset.dtype.kind in "iuf"
+        self._bytes = math.prod(self._chunks) * dataset.dtype.itemsize
+
+    def __call__(self, index: tuple[int, ...], fetched: Any) -> Any:
+        begin = tuple(place * chunk for place, chunk in zip(index, self._chunks))
+        if self._is_deflate:
+            chunk = self._inflated(begin)
+            if chunk is not None:
+                return chunk
+        return self._dataset[tuple(slice(first, first + chunk) for first, chunk in zip(begin, self._chunks))]
+
+    def _inflated(self, begin: tuple[int, ...]) -> Any:
+        try:
+            skipped, data = self._dataset.id.read_direct_chunk(begin)
+        except (OSError, ValueError, RuntimeError):
+            return None  # one that was never written
+        if skipped:
+            return None
+        machine = zlib.decompressobj()
+        data = machine.decompress(data, self._bytes)
+        if len(data) < self._bytes:
+            raise _classes.Error(f"the chunk at {begin} of {self._dataset.name!r} is cut")
+        dtype = self._dataset.dtype
+        if self._is_shuffled:
+            data = numpy.frombuffer(data, numpy.uint8).reshape(dtype.itemsize, -1).T.tobytes()
+        return numpy.frombuffer(data, dtype).reshape(self._chunks)
 
 
 def _told(dataset: Any, axes: Any, name: str) -> tuple[str, dict[str, Any]]:
@@ -193,8 +243,10 @@ def _readable(attributes: Any, key: str) -> Any:
 
 
 def _axes_by(dataset: Any, attributes: Mapping[str, Any], rank: int) -> str | None:
-    labels = "".join(str(dimension.label)[:1] for dimension in dataset.dims)
-    for text in (labels, attributes.get("axes"), attributes.get("DIMENSION_ORDER")):
+    # As an attribute like others: the library's own function for labels crashes on damaged ones.
+    labels = attributes.get("DIMENSION_LABELS", ())
+    labels = [one.decode("utf-8", "replace") if isinstance(one, bytes) else str(one) for one in numpy.ravel(labels)]
+    for text in ("".join(label[:1] for label in labels), attributes.get("axes"), attributes.get("DIMENSION_ORDER")):
         letters = str(text or "").upper()
         if len(letters) == rank and set(letters) <= set("TZYXC") and len(set(letters)) == rank:
             return letters

@@ -21,7 +21,8 @@ _GRAY, _RGB = ImageInterpretation.GRAYSCALE, ImageInterpretation.RGB
 _MODES: dict[str, tuple[str, int, Any, Any, bool]] = {
     "1": ("1", 1, numpy.uint8, ImageInterpretation.BINARY, False),
     "L": ("L", 1, numpy.uint8, _GRAY, False),
-    "LA": ("LA", 2, numpy.uint8, _GRAY, True),
+    # An alpha channel needs a model of colours: here its name tells what it is.
+    "LA": ("LA", 2, numpy.uint8, ImageInterpretation.UNKNOWN, False),
     "I;16": ("I;16", 1, numpy.uint16, _GRAY, False),
     "I;16B": ("I;16", 1, numpy.uint16, _GRAY, False),
     "I": ("I", 1, numpy.int32, _GRAY, False),
@@ -62,7 +63,7 @@ class _Pictures(Format):
         header = {key: value for key, value in info.items() if key != _TEXT and not isinstance(value, bytes)}
         header["mode"] = mode
         told = _elements.described_by(info.get(_TEXT), header, self.name, interpretation=interpretation, alpha=alpha)
-        names = told["metadata"].pop("channel_names", None)
+        names = told["metadata"].pop("channel_names", ["gray", "alpha"] if mode == "LA" else None)
         return [Series(None, [lambda: image_of(picture, letters, channel_names=names, **told)], {"mode": mode})]
 
     def save(self, path: str, image: Any, *, progress: Progress, **options: Any) -> None:

@@ -1,0 +1,381 @@
+"""MRC, HDF5, NumPy's files, PNG and JPEG, against mrcfile, h5py, NumPy and Pillow; and files that are damaged."""
+
+import io
+import pickle
+import struct
+import zipfile
+import zlib
+
+import numpy
+import pytest
+
+import zarnik
+from zarnik.plugins import LossWarning
+
+mrcfile = pytest.importorskip("mrcfile")
+h5py = pytest.importorskip("h5py")
+Image = pytest.importorskip("PIL.Image")
+
+ARRAY = numpy.random.default_rng(1).integers(0, 200, (5, 6, 7))
+
+
+@pytest.fixture(autouse=True)
+def _in_folder(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+
+
+def is_mapped(image):
+    try:
+        return bool(image.to_numpy(copy=False).size)
+    except ValueError:
+        return False
+
+
+# ---- MRC -------------------------------------------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize("name", ("a.mrc", "a.mrc.gz", "a.mrc.bz2"))
+@pytest.mark.parametrize("dtype", ("int8", "int16", "uint16", "float16", "float32", "complex64"))
+def test_mrc_of_mrcfile(name, dtype):
+    compression = {"gz": "gzip", "z2": "bzip2"}.get(name[-2:])
+    with mrcfile.new(name, ARRAY.astype(dtype), compression) as file:
+        file.voxel_size = 1.5, 2, 3
+        file.header.origin = 10, 20, 30
+        file.add_label("made by somebody")
+        file.set_extended_header(numpy.zeros(40, "V1"))
+    image = zarnik.open(name)
+    assert image.equals(ARRAY.astype(image.dtype))
+    assert (image.axes, image.unit, image.spacing, image.origin) == ("ZYX", "Å", (1.5, 2, 3), (10, 20, 30))
+    assert is_mapped(image) == (name == "a.mrc" and dtype not in ("float16", "complex64"))
+    assert "made by somebody" in image.metadata.to_dict()["MRC"]["label"]
+
+
+def test_mrc_of_other_orders_of_bytes_and_axes():
+    with mrcfile.new("a.mrc", ARRAY.astype("float32")) as file:
+        file.header.mapc, file.header.mapr, file.header.maps = 3, 1, 2
+    image = zarnik.open("a.mrc")
+    numpy.testing.assert_array_equal(image.to_numpy("YXZ"), ARRAY)
+    with open("a.mrc", "rb") as file:
+        header, elements = file.read(1024), file.read()
+    with open("big.mrc", "wb") as file:
+        swapped = numpy.frombuffer(header[:208], "<i4").astype(">i4").tobytes() + b"MAP \x11\x11\0\0"
+        file.write(swapped + numpy.frombuffer(header[216:224], "<i4").astype(">i4").tobytes() + header[224:])
+        file.write(numpy.frombuffer(elements, "<f4").astype(">f4").tobytes())
+    with mrcfile.open("big.mrc") as file:
+        numpy.testing.assert_array_equal(zarnik.open("big.mrc").to_numpy("YXZ"), file.data)
+
+
+@pytest.mark.parametrize("axes, shape", (("YX", (6, 7)), ("ZYX", (5, 6, 7)), ("TZYX", (2, 3, 5, 7))))
+def test_mrc_that_we_write(axes, shape):
+    array = numpy.random.default_rng(2).normal(size=shape).astype("float32")
+    image = zarnik.from_numpy(array, axes, spacing=(0.2, 0.3, 0.4), origin=(1, 2, 3), unit="nm")
+    zarnik.save("a.mrc", image)
+    assert mrcfile.validate("a.mrc", io.StringIO())
+    with mrcfile.open("a.mrc") as file:
+        numpy.testing.assert_array_equal(file.data, array)
+        expected = (2, 3, 4)[: len(shape) if len(shape) < 3 else 3]
+        numpy.testing.assert_allclose(file.voxel_size.tolist()[: len(expected)], expected, rtol=1e-6)
+        assert file.is_volume_stack() == (axes == "TZYX")
+        numpy.testing.assert_allclose(
+            [float(file.header.dmin), float(file.header.rms)], [array.min(), array.std()], 1e-5
+        )
+    again = zarnik.open("a.mrc")
+    assert (again.shape[-len(shape) :] if len(shape) > 2 else again.shape[1:]) == shape
+    numpy.testing.assert_allclose(again.origin, (10, 20, 30))
+    with pytest.raises(zarnik.InvalidArgument, match="astype"):
+        zarnik.save("b.mrc", image.astype("float64"))
+
+
+# ---- HDF5 ------------------------------------------------------------------------------------------------------------
+
+
+def test_hdf5_of_h5py():
+    with h5py.File("a.h5", "w") as file:
+        for name, options in (
+            ("plain", {}),
+            ("chunks", {"chunks": (2, 3, 4)}),
+            ("deep/gzip", {"chunks": (2, 3, 4), "compression": "gzip"}),
+            ("deep/shuffled", {"chunks": (3, 6, 5), "compression": "gzip", "shuffle": True, "fletcher32": False}),
+            ("lzf", {"chunks": (2, 3, 4), "compression": "lzf", "fletcher32": True}),
+        ):
+            file.create_dataset(name, data=ARRAY.astype("int32"), **options)
+        file["big"] = ARRAY.astype(">f8")
+        file["half"] = ARRAY.astype("f2")
+        file["truth"] = ARRAY > 100
+        file["complex"] = ARRAY.astype("c8")
+        # Chunks that were never written.
+        file.create_dataset("sparse", (5, 6, 7), "u1", chunks=(2, 3, 4), compression="gzip", fillvalue=9)[0, 0, 0] = 1
+        file["text"], file["scalar"], file["table"] = "no image", 3.5, numpy.zeros(3, [("a", "i4")])
+        file["empty"] = numpy.zeros((0, 3))
+        file["elsewhere"] = h5py.ExternalLink("b.h5", "x")
+        file["plain"].attrs.update(
+            {"element_size_um": numpy.array([4.0, 3, 2]), "who": "me", "nothing": h5py.Empty("f")}
+        )
+        file["chunks"].dims[0].label, file["chunks"].dims[1].label, file["chunks"].dims[2].label = "t", "y", "x"
+        file["five"] = numpy.zeros((1, 2, 3, 4, 5), "u1")
+    images = zarnik.open("a.h5")
+    assert set(images) == {
+        *("plain", "chunks", "deep/gzip", "deep/shuffled", "lzf"),
+        *("big", "half", "truth", "complex", "sparse", "five"),
+    }
+    with h5py.File("a.h5") as file:
+        for name in sorted(set(images) - {"five"}):
+            assert images[name].equals(file[name][()].astype(images[name].dtype)), name
+            numpy.testing.assert_array_equal(images[name][1:4, 2, 3:], file[name][1:4, 2, 3:])
+    assert is_mapped(images["plain"])
+    assert not is_mapped(images["deep/gzip"])
+    assert list(images["deep/gzip"].tiling_info().max_tile_size()) == [4, 3, 2]
+    assert (images["plain"].spacing, images["plain"].unit) == ((2, 3, 4), "µm")
+    assert images["plain"].metadata.to_dict()["HDF5"]["who"] == "me"
+    assert images["chunks"].axes == "TYX"
+    with pytest.raises(zarnik.Error, match="axes="):
+        images["five"]
+    assert zarnik.open("a.h5", dataset="five", axes="TCZYX").shape == (1, 3, 4, 5, 2)
+    with pytest.raises(zarnik.Error, match="no numbers of an image"):
+        zarnik.open("a.h5", dataset="text")
+    with pytest.raises(zarnik.InvalidArgument, match="no dataset 'deep'"):
+        zarnik.open("a.h5", dataset="deep")
+    with open("a.h5", "rb") as file:
+        again = zarnik.open(io.BytesIO(file.read()), dataset="deep/shuffled")
+    assert again.equals(ARRAY)
+
+
+def test_hdf5_decodes_the_chunks_it_needs():
+    large = numpy.arange(64**3, dtype="u4").reshape(64, 64, 64)
+    with h5py.File("a.h5", "w") as file:
+        file.create_dataset("x", data=large, chunks=(16, 16, 16), compression="gzip", shuffle=True)
+    image = zarnik.open("a.h5")
+    before = zarnik.cache_info()
+    numpy.testing.assert_array_equal(image[3:5, 17:40, 20], large[3:5, 17:40, 20])
+    middle = zarnik.cache_info()
+    assert middle["misses"] - before["misses"] == 2
+    numpy.testing.assert_array_equal(zarnik.open("a.h5")[9, 17:40, 20], large[9, 17:40, 20])
+    assert zarnik.cache_info()["misses"] == middle["misses"]
+
+
+@pytest.mark.parametrize(
+    "options", ({}, {"chunks": None}, {"chunks": (2, 4, 4), "compression": "gzip"}, {"dataset": "a/b"})
+)
+def test_hdf5_that_we_write(options):
+    image = zarnik.from_numpy(
+        ARRAY.astype("uint16"), spacing=(2, 3, -4), origin=(1, 2, 3), unit="mm", metadata={"a": [1]}
+    )
+    image.value_range = 0, 4095
+    done = []
+    zarnik.save("a.h5", image, progress=lambda now, total: done.append((now, total)), **options)
+    assert done[-1] == (image.nbytes, image.nbytes)
+    with h5py.File("a.h5") as file:
+        dataset = file[options.get("dataset", "image")]
+        numpy.testing.assert_array_equal(dataset[()], ARRAY)
+        assert [dimension.label for dimension in dataset.dims] == ["z", "y", "x"]
+        if "chunks" in options:
+            assert dataset.chunks == options["chunks"]
+    again = zarnik.open("a.h5")
+    assert again.equals(image)
+    assert (again.spacing, again.origin, again.unit, again.value_range) == ((2, 3, -4), (1, 2, 3), "mm", (0, 4095))
+    assert again.metadata.to_dict()["a"] == [1]
+    assert is_mapped(again) == ("chunks" in options and options["chunks"] is None)
+
+
+# ---- NumPy -----------------------------------------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize("array", (ARRAY, ARRAY.T, ARRAY.astype(">i2"), ARRAY > 100, ARRAY.astype("c16"), ARRAY[0]))
+def test_files_of_numpy(array):
+    numpy.save("a.npy", array)
+    numpy.savez("a.npz", first=array, second=ARRAY)
+    numpy.savez_compressed("b.npz", array)
+    images = [zarnik.open("a.npy"), zarnik.open("a.npz")["first"], zarnik.open("b.npz")]
+    for image in images:
+        assert image.equals(array.astype(image.dtype))
+    assert [is_mapped(image) for image in images] == [array.dtype.isnative and array.dtype.kind != "c"] * 2 + [False]
+    assert pickle.loads(pickle.dumps(images[0])).equals(images[0])
+
+
+def test_files_for_numpy():
+    image = zarnik.from_numpy(ARRAY.astype("float32"), "YXC", spacing=(2, 3), unit="mm", metadata={"a": 1})
+    with pytest.warns(LossWarning, match=r"the axes 'YXC'; the spacing .*; the unit 'mm'; the metadata \(a\)"):
+        zarnik.save("a.npy", image)
+    numpy.testing.assert_array_equal(numpy.load("a.npy"), ARRAY)
+    for compressed in (False, True):
+        zarnik.save("a.npz", image, compressed=compressed)
+        with numpy.load("a.npz") as archive:
+            numpy.testing.assert_array_equal(archive["image"], ARRAY)
+            numpy.testing.assert_array_equal(archive["affine"], image.affine)
+        again = zarnik.open("a.npz")
+        assert (again.axes, again.spacing, again.unit) == ("YXC", (2, 3, 1), "mm")
+        assert again.metadata.to_dict() == {"a": 1}
+        assert again.equals(image)
+    numpy.save("objects.npy", numpy.array([{}]), allow_pickle=True)
+    with pytest.raises(zarnik.Error, match="no numbers"):
+        zarnik.open("objects.npy")
+    writable = numpy.lib.format.open_memmap("w.npy", "w+", "u1", (3, 4))
+    del writable
+    zarnik.open("w.npy", mode="r+")[1] = 5
+    assert numpy.load("w.npy")[1].tolist() == [5] * 4
+
+
+# ---- pictures --------------------------------------------------------------------------------------------------------
+
+
+def png16(array):
+    """A PNG of colours of 16 bits, which Pillow does not write; with every filter."""
+    height, width, samples = array.shape
+    data = numpy.zeros((height, 1 + width * samples * 2), numpy.uint8)
+    rows = array.astype(">u2").view(numpy.uint8).reshape(height, -1).astype(int)
+    step = samples * 2
+    left = numpy.pad(rows, ((0, 0), (step, 0)))[:, :-step]
+    above = numpy.pad(rows, ((1, 0), (0, 0)))[:-1]
+    for y in range(height):
+        data[y, 0] = y % 4
+        data[y, 1:] = (rows - (0 * rows, left, above, (left + above) // 2)[y % 4])[y] % 256
+
+    def chunk(kind, content):
+        return struct.pack(">I", len(content)) + kind + content + struct.pack(">I", zlib.crc32(kind + content))
+
+    header = struct.pack(">IIBBBBB", width, height, 16, {3: 2, 4: 6}[samples], 0, 0, 0)
+    pixels = chunk(b"IDAT", zlib.compress(data.tobytes()))
+    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + pixels + chunk(b"IEND", b"")
+
+
+@pytest.mark.parametrize("mode", ("L", "LA", "RGB", "RGBA", "I;16", "1", "P"))
+def test_png_of_pillow(mode):
+    levels = (ARRAY[:, :, :4] if mode == "RGBA" else ARRAY[:, :, :3]).astype("uint8")
+    if mode == "I;16":
+        picture = Image.fromarray((ARRAY[0] * 300).astype("uint16"))
+    else:
+        picture = Image.fromarray(levels, "RGBA" if mode == "RGBA" else "RGB").convert(mode)
+    picture.save("a.png")
+    expected = numpy.asarray(picture.convert("RGB") if mode == "P" else picture)
+    image = zarnik.open("a.png")
+    assert image.equals(expected.astype(image.dtype))
+    assert image.interpretation.name == {"RGB": "RGB", "RGBA": "RGB", "P": "RGB", "1": "BINARY", "LA": "UNKNOWN"}.get(
+        mode, "GRAYSCALE"
+    )
+    assert image.properties.image_info().get_alpha() == (mode == "RGBA")
+    assert image.channel_names == (["gray", "alpha"] if mode == "LA" else None)
+    if mode != "1":
+        zarnik.save("b.png", image)
+        with Image.open("b.png") as again:
+            numpy.testing.assert_array_equal(numpy.asarray(again), expected)
+
+
+@pytest.mark.parametrize("samples", (3, 4))
+def test_png_of_sixteen_bits(samples):
+    array = numpy.random.default_rng(3).integers(0, 2**16, (9, 8, samples)).astype("uint16")
+    with open("a.png", "wb") as file:
+        file.write(png16(array))
+    assert zarnik.open("a.png").equals(array)
+
+
+def test_pictures_that_we_write():
+    image = zarnik.from_numpy(ARRAY[:, :, :3].astype("uint8"), "YXC", interpretation="RGB", metadata={"a": 1})
+    zarnik.save("a.png", image)
+    assert zarnik.open("a.png").metadata.to_dict()["a"] == 1
+    with pytest.warns(LossWarning, match=r"exact values; the metadata \(a\)"):
+        zarnik.save("a.jpg", image, quality=95)
+    with Image.open("a.jpg") as picture:
+        numpy.testing.assert_array_equal(zarnik.open("a.jpg"), numpy.asarray(picture))
+    with pytest.raises(zarnik.InvalidArgument, match=r"crop\(\) gives a plane"):
+        zarnik.save("b.png", zarnik.from_numpy(ARRAY.astype("uint8")))
+    with pytest.raises(zarnik.InvalidArgument, match="astype"):
+        zarnik.save("b.png", zarnik.from_numpy(ARRAY[0].astype("float32")))
+    Image.fromarray(ARRAY[0].astype("uint8")).convert("CMYK").save("c.jpg")
+    assert zarnik.open("c.jpg").interpretation.name == "CMYK"
+
+
+# ---- damage ----------------------------------------------------------------------------------------------------------
+
+
+def dicom_bytes():
+    pydicom = pytest.importorskip("pydicom", minversion="3")
+    with open(pydicom.data.get_testdata_file("MR_small.dcm"), "rb") as file:
+        return file.read()
+
+
+def sample(name):
+    if name.endswith(".dcm"):
+        return dicom_bytes()
+    two = name.endswith(("png", "jpg"))
+    image = zarnik.from_numpy(numpy.repeat(ARRAY.astype("uint8"), 4, axis=1) if not two else ARRAY[0].astype("uint8"))
+    options = {"a.h5": {"chunks": (2, 4, 4), "compression": "gzip"}, "packed.nrrd": {"encoding": "gzip"}}
+    image.metadata = {} if two or name.endswith((".mrc", ".npy")) else {"who": "me"}
+    zarnik.save(name, image, **options.get(name, {}))
+    with open(name, "rb") as file:
+        return file.read()
+
+
+NAMES = ("a.nii", "a.nii.gz", "a.nrrd", "packed.nrrd", "a.mrc", "a.h5", "a.npy", "a.npz", "a.png", "a.jpg", "a.dcm")
+
+
+@pytest.mark.parametrize("name", NAMES)
+@pytest.mark.filterwarnings("ignore")
+def test_damaged_files_are_errors(name):
+    """Whatever is cut or changed, there is an image or an Error: soon, and without taking all memory."""
+    resource = pytest.importorskip("resource")
+    whole = sample(name)
+    random = numpy.random.default_rng(7)
+    limits = resource.getrlimit(resource.RLIMIT_DATA)
+
+    def tried(data, by_bytes):
+        with open(name, "wb") as file:
+            file.write(data)
+        try:
+            found = zarnik.open(io.BytesIO(data) if by_bytes else name)
+            for image in [found] if isinstance(found, zarnik.ImageView) else list(found.values()):
+                assert image.nbytes < 1 << 30 or not isinstance(image[(slice(0, 1),) * len(image.shape)], int)
+                if image.nbytes < 1 << 24:
+                    numpy.asarray(image)
+        except zarnik.Error:
+            return False
+        return True
+
+    try:
+        with open("/proc/self/statm") as file:
+            used = int(file.read().split()[5]) * resource.getpagesize()
+        resource.setrlimit(resource.RLIMIT_DATA, (used + (1 << 30), limits[1]))
+        assert tried(whole, False) and tried(whole, True)
+        cuts = sorted({*range(0, min(len(whole), 400), 13), *random.integers(0, len(whole), 30).tolist()})
+        survived = [tried(whole[:cut], cut % 2 == 0) for cut in cuts]
+        # The end of some files is no part of the elements.
+        assert sum(survived) <= len(cuts) // 4
+        for turn in range(150):
+            damaged = bytearray(whole)
+            for _ in range(1 + turn % 3):
+                where = int(random.integers(0, min(len(whole), 2000)))
+                if turn % 2:
+                    damaged[where : where + 4] = random.bytes(4)
+                else:
+                    damaged[where] = int(random.choice([0, 1, 0x7F, 0x80, 0xFF, damaged[where] ^ 1]))
+            tried(bytes(damaged), turn % 5 == 0)
+    finally:
+        resource.setrlimit(resource.RLIMIT_DATA, limits)
+
+
+def test_sizes_that_cannot_be():
+    image = zarnik.from_numpy(ARRAY.astype("uint8"))
+    for name, options, place, claimed in (
+        ("a.nii", {"version": 2}, 24, struct.pack("<3q", 1 << 20, 1 << 20, 1 << 20)),
+        ("a.mrc", {}, 0, struct.pack("<3i", 1 << 30, 1 << 30, 1 << 30)),
+        ("a.npy", {}, None, b"(5, 6000000000, 7)"),
+        ("a.nrrd", {}, None, b"sizes: 7 6000000000 5"),
+    ):
+        zarnik.save(name, image, **options)
+        with open(name, "rb") as file:
+            data = file.read()
+        if place is None:
+            was = {b"(": b"(5, 6, 7)", b"s": b"sizes: 7 6 5"}[claimed[:1]]
+            data = data.replace(was, claimed)
+        else:
+            data = data[:place] + claimed + data[place + len(claimed) :]
+        with open(name, "wb") as file:
+            file.write(data)
+        with pytest.raises(zarnik.Error, match="cut, or its header wrong"):
+            zarnik.open(name)
+    # Little that claims to become much, and a member that is larger than its file.
+    with zipfile.ZipFile("a.npz", "w", zipfile.ZIP_DEFLATED) as archive:
+        header = io.BytesIO()
+        numpy.lib.format.write_array_header_1_0(header, {"descr": "|u1", "fortran_order": False, "shape": (1 << 40,)})
+        archive.writestr("x.npy", header.getvalue() + bytes(100))
+    with pytest.raises(zarnik.Error):
+        numpy.asarray(zarnik.open("a.npz"))
