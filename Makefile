@@ -169,7 +169,7 @@ clang: .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test $(BUILD
 
 # What it finds stays in build/fuzz/corpus for the next run; an input that does harm is left in build/fuzz.
 FUZZ_SECONDS ?= 600
-FUZZ_TARGETS ?= uri fields resources image frame values
+FUZZ_TARGETS ?= uri fields multipart resources image frame values
 
 fuzz: .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-fuzz
 	@cmake -S library -B $(BUILD)/fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZARNIK_FUZZ=ON -DZARNIK_BUILD_TESTS=OFF \

@@ -10,7 +10,8 @@ def http_options() -> dict[str, float]:
 
     Reading: cache_bytes of an accessor are kept in memory, in blocks of block_bytes; gap_bytes that nobody wants are
     received to save a request; request_bytes are asked for at most by one request, parallel_requests of them at a time,
-    parallel_streams over HTTP/2; readers in order get up to read_ahead_bytes more than they ask for.
+    parallel_streams over HTTP/2; readers in order get up to read_ahead_bytes more than they ask for. Many small
+    parts at once are asked for in requests of ranges_per_request each, where the server takes them; 1 never does.
 
     Patience: redirects are followed; connect_seconds and stall_seconds of silence make a failure, and request_seconds
     even of steady trickling; answer_seconds are waited for an answer when everything is written. What passes is tried

@@ -16,6 +16,7 @@ template <typename Visit> void visitOptions(Visit visit, auto & options) {
   visit("block_bytes", options.blockBytes);
   visit("gap_bytes", options.gapBytes);
   visit("request_bytes", options.requestBytes);
+  visit("ranges_per_request", options.rangesPerRequest);
   visit("read_ahead_bytes", options.readAheadBytes);
   visit("parallel_requests", options.parallelRequests);
   visit("parallel_streams", options.parallelStreams);

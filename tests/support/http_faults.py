@@ -211,6 +211,40 @@ class Handler(BaseHTTPRequestHandler):
         headers = {"Content-Type": "multipart/byteranges; boundary=x", "Content-Length": str(len(data))}
         self.send(206, headers, data)
 
+    def several(self, *, total: int = SIZE, first: int = 0, cut: int | None = None, boundary: str = "x y") -> None:
+        """Answers with several ranges, if several were asked for, leaving out the first ones or cutting it."""
+        ranges = [(int(a), int(b)) for a, b in re.findall(r"(\d+)-(\d+)", self.headers.get("Range", ""))]
+        if len(ranges) == 1:
+            self.serve()
+            return
+        parts = b"".join(
+            f"\r\n--{boundary}\r\nContent-Type: x/y\r\nContent-Range: bytes {a}-{b}/{total}\r\n\r\n".encode()
+            + BODY[a : b + 1]
+            for a, b in ranges[first:]
+        )
+        body = (parts + f"\r\n--{boundary}--\r\nepilogue".encode())[:cut]
+        kind = f'Multipart/ByteRanges; charset=x; boundary="{boundary}"'
+        self.send(206, {"Content-Type": kind, "Content-Length": str(len(parts) + 20), "ETag": '"one"'}, body)
+        self.hang_up()
+
+    def fault_several(self, _: int) -> None:
+        self.several()
+
+    def fault_several_incomplete(self, _: int) -> None:
+        self.several(cut=700)
+
+    def fault_several_others(self, _: int) -> None:
+        self.several(first=1)
+
+    def fault_several_changed(self, _: int) -> None:
+        self.several(total=SIZE + 1)
+
+    def fault_several_refused(self, number: int) -> None:
+        self.send(400, {"Content-Length": "0"}) if "," in self.headers["Range"] else self.serve()
+
+    def fault_several_ignored(self, number: int) -> None:
+        self.send(200, {"Content-Length": str(SIZE)}, BODY) if "," in self.headers["Range"] else self.serve()
+
     def fault_changes(self, number: int) -> None:
         """Another version from the second request on, by a server that minds If-Range."""
         if number == 1:

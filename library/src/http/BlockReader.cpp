@@ -1,6 +1,7 @@
 #include "http/BlockReader.h"
 
 #include "http/BlockLoader.h"
+#include "http/SeveralRanges.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/Interruption.h"
 
@@ -18,6 +19,43 @@ namespace {
 constexpr uint64_t BLOCKS_AT_ONCE = 8192;
 
 constexpr std::chrono::milliseconds POLL_INTERVAL{50};
+
+// Fewer parts are not worth a request of another kind.
+constexpr size_t FEWEST_SEVERAL = 16;
+// About what an answer with several parts has before each of them.
+constexpr uint64_t PART_HEAD_BYTES = 160;
+
+// Where the bytes of ranges go, each of which holds one or more of the parts; both are in order.
+class PartsSink final : public ByteSink {
+public:
+  PartsSink(std::span<RandomAccess::ReadRequest const> parts, std::span<ByteRange const> ranges) : parts_(parts) {
+    size_t part = 0;
+    for (auto const & range : ranges) {
+      offsets_.push_back(range.offset);
+      firsts_.push_back(part);
+      while (part < parts.size() && parts[part].offset < range.offset + range.size)
+        ++part;
+    }
+    firsts_.push_back(part);
+  }
+
+  void accept(uint64_t offset, uint8_t const * bytes, size_t size) override {
+    auto const range = std::upper_bound(offsets_.begin(), offsets_.end(), offset) - offsets_.begin() - 1;
+    for (auto i = firsts_[static_cast<size_t>(range)]; i < firsts_[static_cast<size_t>(range) + 1]; ++i) {
+      auto const & part = parts_[i];
+      auto const begin = std::max<uint64_t>(offset, part.offset);
+      auto const end = std::min<uint64_t>(offset + size, part.offset + part.size);
+      if (begin < end)
+        std::memcpy(static_cast<uint8_t *>(part.destination) + (begin - part.offset), bytes + (begin - offset),
+                    static_cast<size_t>(end - begin));
+    }
+  }
+
+private:
+  std::span<RandomAccess::ReadRequest const> parts_;
+  std::vector<uint64_t> offsets_;
+  std::vector<size_t> firsts_; // of the parts of each range
+};
 
 struct FirstBytes final : ByteSink {
   explicit FirstBytes(size_t size) : bytes(std::make_unique_for_overwrite<uint8_t[]>(size)) {}
@@ -142,7 +180,59 @@ bool BlockReader::readOn(uint64_t offset, uint8_t * destination, size_t size) {
 }
 
 void BlockReader::readMany(std::span<RandomAccess::ReadRequest const> parts) {
-  readParts({parts.begin(), parts.end()}, 0);
+  readParts(readSeveral({parts.begin(), parts.end()}), 0);
+}
+
+// Whether what is asked for is so much less than the blocks that it lies in that it is better asked for alone.
+bool BlockReader::isWorthSeveral(std::span<RandomAccess::ReadRequest const> parts,
+                                 std::span<ByteRange const> ranges) const {
+  if (ranges.size() < FEWEST_SEVERAL)
+    return false;
+  uint64_t alone = ranges.size() * PART_HEAD_BYTES;
+  for (auto const & range : ranges)
+    alone += range.size;
+  uint64_t inBlocks = 0;
+  uint64_t end = 0;
+  for (auto const & part : parts) {
+    auto const begin = part.offset / blockBytes_ * blockBytes_;
+    auto const partEnd = (part.offset + part.size + blockBytes_ - 1) / blockBytes_ * blockBytes_;
+    if (partEnd <= end)
+      continue;
+    bool const isBridged = end > 0 && begin <= end + resource_.options().gapBytes;
+    inBlocks += partEnd - (isBridged ? end : begin);
+    end = partEnd;
+  }
+  return alone < inBlocks / 4;
+}
+
+// Reads many small parts that are far from each other by requests for several ranges, past the cache.
+// \return the parts that are left: all, where that is not worth it or the server does not do it
+std::vector<RandomAccess::ReadRequest> BlockReader::readSeveral(std::vector<RandomAccess::ReadRequest> parts) {
+  if (parts.size() < FEWEST_SEVERAL || !resource_.takesSeveral())
+    return parts;
+  std::erase_if(parts, [&](auto const & part) {
+    return copyPresent(part.offset, static_cast<uint8_t *>(part.destination), part.size) == part.size;
+  });
+  std::sort(parts.begin(), parts.end(), [](auto const & a, auto const & b) { return a.offset < b.offset; });
+  std::vector<ByteRange> ranges;
+  for (auto const & part : parts) {
+    auto const end = part.offset + part.size;
+    if (!ranges.empty() && part.offset <= ranges.back().offset + ranges.back().size + PART_HEAD_BYTES)
+      ranges.back().size = std::max(ranges.back().size, end - ranges.back().offset);
+    else
+      ranges.push_back({part.offset, part.size});
+  }
+  if (!isWorthSeveral(parts, ranges))
+    return parts;
+  resource_.counters().cacheMisses += parts.size();
+  PartsSink sink(parts, ranges);
+  auto const missing = fetchSeveral(resource_, ranges, sink);
+  std::erase_if(parts, [&](auto const & part) {
+    auto const next = std::upper_bound(missing.begin(), missing.end(), part.offset,
+                                       [](uint64_t offset, ByteRange const & range) { return offset < range.offset; });
+    return next == missing.begin() || std::prev(next)->offset + std::prev(next)->size <= part.offset;
+  });
+  return parts;
 }
 
 void BlockReader::addCopies(RandomAccess::ReadRequest const & part, Copies & copies) const {

@@ -90,6 +90,8 @@ void AnswerHead::addLine(std::string_view line) {
     take(lastModified);
   else if (equalIgnoringCase(name, "content-range"))
     take(contentRange);
+  else if (equalIgnoringCase(name, "content-type"))
+    contentType = value;
   else if (equalIgnoringCase(name, "retry-after"))
     retryAfter = value;
   else if (equalIgnoringCase(name, "content-encoding")) {

@@ -42,6 +42,7 @@ public:
   std::string entityTag;
   std::string lastModified;
   std::string contentEncoding;
+  std::string contentType;
   std::string contentRange;
   std::string retryAfter;
   std::optional<uint64_t> contentLength;

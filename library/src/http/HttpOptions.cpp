@@ -27,6 +27,7 @@ void checkOptions(HttpOptions const & options) {
   checkRange("cacheBytes", options.cacheBytes, size_t{0}, SIZE_MAX / 4);
   checkRange("gapBytes", options.gapBytes, size_t{0}, SIZE_MAX / 4);
   checkRange("requestBytes", options.requestBytes, options.blockBytes, 1024 * mebibyte);
+  checkRange("rangesPerRequest", options.rangesPerRequest, 1U, 1000U);
   checkRange("readAheadBytes", options.readAheadBytes, size_t{0}, 1024 * mebibyte);
   checkRange("parallelRequests", options.parallelRequests, 1U, 256U);
   checkRange("parallelStreams", options.parallelStreams, 1U, 256U);

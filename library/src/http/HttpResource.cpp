@@ -5,6 +5,7 @@
 
 #include <array>
 #include <fmt/format.h>
+#include <utility>
 
 namespace zarnik::http {
 
@@ -22,6 +23,22 @@ HttpResource::HttpResource(Uri const & uri, std::string const & method, HTTPHead
   if (equalIgnoringCase(method, "HEAD") || equalIgnoringCase(method, "CONNECT"))
     throw InvalidArgument(fmt::format("nothing can be read by the method {}", method));
   target_.addHeader("Accept-Encoding: identity");
+}
+
+EasyHandle HttpResource::takeHandle(Session & session) const {
+  if (!session.idle.empty()) {
+    auto handle = std::move(session.idle.back());
+    session.idle.pop_back();
+    return handle;
+  }
+  auto handle = newEasyHandle();
+  target_.prepare(handle.get());
+  if (target_.method() != "GET")
+    setOption(handle.get(), CURLOPT_CUSTOMREQUEST, target_.method().c_str());
+  setOption(handle.get(), CURLOPT_FOLLOWLOCATION, 1L);
+  setOption(handle.get(), CURLOPT_MAXREDIRS, static_cast<long>(options_.redirects));
+  setOption(handle.get(), CURLOPT_BUFFERSIZE, 256L << 10);
+  return handle;
 }
 
 void HttpResource::open(uint64_t size, ByteSink & sink) {

@@ -5,6 +5,7 @@
 #include "http/RangeTransfer.h"
 #include "http/SessionPool.h"
 
+#include <atomic>
 #include <vector>
 
 namespace zarnik::http {
@@ -25,7 +26,17 @@ public:
   /// \throws Error if one of them cannot be had; the others may have arrived or not
   void fetch(std::vector<ByteRange> const & ranges, ByteSink & sink);
 
+  /// A handle that is set up for the resource, to be put among the idle ones of the session when it is done.
+  EasyHandle takeHandle(Session & session) const;
+
+  /// Whether the server may be asked for several ranges by one request.
+  bool takesSeveral() const { return takesSeveral_ && options_.rangesPerRequest > 1; }
+  /// It has shown that it may not.
+  void refuseSeveral() { takesSeveral_ = false; }
+
   uint64_t size() const { return identity_.size; }
+  ResourceIdentity const & identity() const { return identity_; }
+  SessionPool & pool() { return pool_; }
   HttpOptions const & options() const { return options_; }
   HttpTarget const & target() const { return target_; }
   Counters & counters() { return counters_; }
@@ -40,6 +51,7 @@ private:
   ResourceIdentity identity_;
   Counters counters_;
   bool open_ = false;
+  std::atomic<bool> takesSeveral_{true};
 };
 
 } // namespace zarnik::http

@@ -101,14 +101,7 @@ void RangeQueue::start(Waiting const & work) {
   auto job = std::make_unique<Job>();
   job->work = work;
   try {
-    auto & idle = (*session_).idle;
-    if (idle.empty()) {
-      job->handle = newEasyHandle();
-      prepare(job->handle.get());
-    } else {
-      job->handle = std::move(idle.back());
-      idle.pop_back();
-    }
+    job->handle = resource_.takeHandle(*session_);
     job->transfer = std::make_unique<RangeTransfer>(job->handle.get(), resource_.target_, resource_.options_,
                                                     resource_.open_ ? &resource_.identity_ : nullptr, work.range, sink_,
                                                     resource_.counters_);
@@ -121,16 +114,6 @@ void RangeQueue::start(Waiting const & work) {
   auto const code = curl_multi_add_handle((*session_).handles.get(), active_.back()->handle.get());
   if (code != CURLM_OK)
     throw Error(fmt::format("{}: {}", resource_.target_.text(), curl_multi_strerror(code)));
-}
-
-void RangeQueue::prepare(CURL * handle) {
-  resource_.target_.prepare(handle);
-  auto const & method = resource_.target_.method();
-  if (method != "GET")
-    setOption(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
-  setOption(handle, CURLOPT_FOLLOWLOCATION, 1L);
-  setOption(handle, CURLOPT_MAXREDIRS, static_cast<long>(resource_.options_.redirects));
-  setOption(handle, CURLOPT_BUFFERSIZE, 256L << 10);
 }
 
 // Takes the request off its connection, which ends there unless the answer is complete.

@@ -50,7 +50,6 @@ private:
   void pause();
   void startDue();
   void start(Waiting const & work);
-  void prepare(CURL * handle);
   void stop(Job & job);
   void drive();
   void finish(CURL * handle, CURLcode code);

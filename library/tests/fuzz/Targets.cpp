@@ -3,6 +3,7 @@
 #include "fuzz/Repair.h"
 #include "http/HttpFields.h"
 #include "http/HttpTarget.h"
+#include "http/MultipartReader.h"
 #include "zarnik/access/FolderStorage.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccessFactory.h"
@@ -79,6 +80,31 @@ void readFields(FuzzInput input) {
     require(again && again->first == range->first && again->last == range->last && again->total == range->total,
             "a range is another one when it is read again");
   }
+}
+
+// Takes a body with the ranges 0-9 and 20-99 apart, the first byte telling where it is cut in two.
+void readMultipart(FuzzInput input) {
+  struct Sink final : http::ByteSink {
+    void accept(uint64_t offset, uint8_t const *, size_t size) override {
+      require(offset == next, "bytes come out of order");
+      next += size;
+      if (next == 10)
+        next = 20;
+      require(next <= 100, "bytes come that were not asked for");
+    }
+    uint64_t next = 0;
+  } sink;
+  if (input.empty())
+    return;
+  http::ByteRange const ranges[] = {{0, 10}, {20, 80}};
+  auto const text = textOf(input.subspan(1));
+  auto const line = text.substr(0, text.find('\n'));
+  http::MultipartReader reader(http::boundaryOf(line), ranges, 1000, sink);
+  auto const body = text.substr(std::min(line.size() + 1, text.size()));
+  auto const cut = std::min<size_t>(input[0], body.size());
+  if (reader.take(body.data(), cut))
+    reader.take(body.data() + cut, body.size() - cut);
+  require(reader.done() <= 2 && (reader.done() < 2 || sink.next == 100), "parts are done that have not come");
 }
 
 // ---- resources of a folder
@@ -241,7 +267,7 @@ void openImage(FuzzInput input) {
 
 std::span<FuzzTarget const> fuzzTargets() {
   static constexpr FuzzTarget targets[] = {
-      {"uri", &readUri},        {"fields", &readFields}, {"resources", &openResource},
+      {"uri", &readUri},        {"fields", &readFields}, {"multipart", &readMultipart}, {"resources", &openResource},
       {"values", &decodeValue}, {"image", &openImage},   {"frame", &decodeFrame}};
   return targets;
 }

@@ -226,6 +226,39 @@ TEST(HttpRead, NearPartsBecomeOneRequest) {
   EXPECT_EQ(httpStatistics(*access)->bytesReceived - before.bytesReceived, 11 * options.blockBytes);
 }
 
+TEST(HttpRead, ManySmallPartsAreAskedForTogetherByThoseWhoMay) {
+  for (auto const & [path, most] :
+       {std::pair("several", 20'000U), std::pair("several_incomplete", 200'000U), std::pair("several_others", 400'000U),
+        std::pair("several_changed", 400'000U), std::pair("several_refused", 400'000U),
+        std::pair("several_ignored", 900'000U), std::pair("none", 399'000U)}) {
+    auto options = smallOptions();
+    options.rangesPerRequest = 10;
+    auto const access = openFault(path, options);
+    std::vector<RandomAccess::ReadRequest> requests;
+    std::vector<uint8_t> bytes(70 * 100, 1);
+    for (size_t i = 0; i < 70; ++i) // in any order, some of them overlapping
+      requests.push_back({i * 37 % 70 * 4100 + 2000 - i % 7, &bytes[i * 100], 40 + i % 60});
+    requests.push_back({2010, &bytes[90], 5});
+    requests.push_back({299'999, nullptr, 0});
+    for (int round = 0; round < 2; ++round) {
+      auto const before = *httpStatistics(*access);
+      access->readMany(requests);
+      for (auto const & [offset, destination, size] : requests) {
+        auto const * const first = static_cast<uint8_t const *>(destination);
+        ASSERT_TRUE(isContent({first, first + size}, offset)) << path << " " << offset;
+      }
+      EXPECT_LT(httpStatistics(*access)->bytesReceived - before.bytesReceived, most) << path;
+      auto const requestCount = httpStatistics(*access)->requests - before.requests;
+      if (path == std::string("several")) {
+        EXPECT_EQ(requestCount, 7U);
+      }
+      if (round == 1 && most == 400'000U) { // whoever refused is not asked again
+        EXPECT_LE(requestCount, 10U) << path;
+      }
+    }
+  }
+}
+
 TEST(HttpRead, ReadersInOrderAreReadAheadFor) {
   auto options = smallOptions();
   options.readAheadBytes = 16 * options.blockBytes;

@@ -138,6 +138,24 @@ TEST_F(HttpServer, SendsMuchThatIsReadInOrderInOneAnswer) {
   }
 }
 
+TEST_F(HttpServer, SendsManySmallPartsInFewAnswers) {
+  EnvironmentVariable const trust("SSL_CERT_FILE", certificate_.c_str());
+  auto const content = servedContent();
+  for (auto const & target : {uri("content.bin"), secureUri("content.bin")}) {
+    auto const access = openHttpRead(target, "GET", {}, blocksOf(4096));
+    std::vector<RandomAccess::ReadRequest> requests;
+    std::vector<uint8_t> bytes(access->size());
+    for (size_t offset = 0; offset + 1000 < bytes.size(); offset += 1000)
+      requests.push_back({offset, &bytes[offset], 1 + offset / 1000 % 20});
+    access->readMany(requests);
+    for (auto const & [offset, destination, size] : requests)
+      EXPECT_TRUE(std::equal(&bytes[offset], &bytes[offset] + size, &content[offset])) << offset;
+    auto const done = *httpStatistics(*access);
+    EXPECT_LE(done.requests, 4u);
+    EXPECT_LT(done.bytesReceived, 80'000u);
+  }
+}
+
 TEST_F(HttpServer, TakesWhatIsWritten) {
   EnvironmentVariable const trust("SSL_CERT_FILE", certificate_.c_str());
   auto const content = servedContent(2'000'000);

@@ -18,6 +18,10 @@ struct HttpOptions {
   size_t gapBytes = size_t{256} << 10;
   /// The most that one request for blocks asks for; longer parts are asked for by several requests at a time.
   size_t requestBytes = size_t{8} << 20;
+  /// Ranges that one request asks for when many small parts are read at once, far from each other: what lies between
+  /// them is not received then, and the parts are not kept. Servers that do not answer such requests are found out and
+  /// asked for blocks. 1 to 1000; 1 never asks for several.
+  unsigned rangesPerRequest = 256;
   /// The most that is read ahead of a reader that goes through the resource in order. 0 reads nothing ahead. Who has
   /// read more than a quarter of the cache in order gets the rest by one request, which stays open between reads.
   size_t readAheadBytes = size_t{16} << 20;
