@@ -48,6 +48,8 @@ def _as_size(value: Any, what: str) -> int:
 def _as_headers(headers: Mapping[str, str] | Any) -> Any:
     if isinstance(headers, _classes.HTTPHeaders):
         return headers
+    if not isinstance(headers, (Mapping, type(None))):
+        raise TypeError(f"headers must be a mapping of names to values, not {headers!r}")
     result = _classes.HTTPHeaders()
     for name, value in (headers or {}).items():
         result.add(name, value)
@@ -83,7 +85,7 @@ class _StreamAccess:
     def read(self, n: int | None = -1) -> bytes:
         """Return at most `n` bytes from the cursor on, all up to the end if it is negative or None."""
         self._check_open()
-        left = 2**64 if n is None or operator.index(n) < 0 else operator.index(n)
+        left = 2**64 if n is None or operator.index(n) < 0 else _as_size(n, "size")
         if left <= _PIECE:
             return _direct.read_stream_bytes(self, left)
         pieces = []
@@ -497,7 +499,7 @@ def open_stream(
     :param headers: sent with the requests.
     :raises Error: if it cannot be opened.
     """
-    kind = mode.replace("b", "", 1)
+    kind = mode.replace("b", "", 1) if isinstance(mode, str) else mode
     if kind not in ("r", "w", "r+"):
         raise ValueError(f'mode must be "r", "w" or "r+", not {mode!r}')
     if isinstance(what, _classes.StreamAccess):

@@ -1,0 +1,194 @@
+"""Every argument of what opens, reads and writes bytes, given what it cannot take: an error, and all goes on."""
+
+from __future__ import annotations
+
+import errno
+import io
+import os
+import resource
+import signal
+from collections.abc import Callable
+from pathlib import Path
+from typing import Any
+
+import pytest
+
+import zarnik
+
+CONTENT = bytes(range(256)) * 4
+
+NOT_NUMBERS = (None, "7", 1.5, b"7", object())
+BAD = {
+    "size": (*NOT_NUMBERS, -1, 2**64),
+    "size or all": (*NOT_NUMBERS[1:], 2**64),
+    "offset": (*NOT_NUMBERS, -1, 2**64),
+    "seek": (*NOT_NUMBERS, -1, 2**64, -(2**64)),
+    "whence": (*NOT_NUMBERS, -1, 3, 2**64),
+    "source": (None, 7, "text", object(), memoryview(CONTENT)[::2]),
+    "destination": (None, 7, "text", object(), CONTENT, memoryview(bytearray(9))[::2]),
+    "pairs": (None, 7, [7], [(0,)], [(0, 1, 2)], [None], [("0", 1)], [(0, None)], [(-1, 1)], [(0, -1)], [(2**64, 1)]),
+    "pairs beyond": ([(0, 2**64)], [(2**63, 2**63)], [(0, 1), (1024, 1)], [(2**64 - 1, 1)]),
+    "path": ("", "a\0b", Path("a\0b"), "http://", "http://[", "gopher://x/y", "file://elsewhere/x"),
+    "what": (None, 7, 1.5, object(), {}, [1]),
+    "mode": (None, 7, "", "x", "rw", "r\0", "rbb"),
+    "method": (None, 7, "", "GET\r\nX: y", "G\0ET", "GET x"),
+    "headers": (7, "text", {"A": None}, {7: "x"}, {"A\n": "x"}, {"A": "x\r\ny"}, {"A": "x\0"}, {"": "x"}),
+    "uri": (None, 7, "\0", "http://h\n", "http://[", "http://h:99999/"),
+    "file": (None, 7, "", "no/such/file", "a\0b", "."),
+    "id": (None, 7, "", "/etc/passwd", "../x", "a/../../x", "a\0b"),
+    "capabilities": (None, "r", 0, 4, -1),
+    "accessor": (None, 7, "text", object(), b"bytes"),
+}
+
+random_factory, stream_factory = zarnik.RandomAccessFactory, zarnik.StreamAccessFactory
+
+
+READ_ONLY = zarnik.AccessCapabilities.READ_ONLY
+
+
+def open_with_mode(what: Any, mode: Any) -> Any:
+    return zarnik.open_random(what, mode=mode)
+
+
+def open_by_request(method: Any, headers: Any) -> Any:
+    return zarnik.open_random("http://127.0.0.1:9/", method=method, headers=headers)
+
+
+class Things:
+    """What the calls are made on."""
+
+    def __init__(self, path: Path) -> None:
+        self.path = path
+        path.write_bytes(CONTENT)
+        self.file = zarnik.open_random(path, mode="r+")
+        self.memory = random_factory.copy_in_memory(zarnik.open_random(CONTENT))
+        self.stream = zarnik.open_stream(path, "r+")
+        self.python = zarnik.open_random(io.BytesIO(CONTENT))
+        self.storage = self.file.get_storage()
+
+    def randoms(self) -> list[Any]:
+        return [self.file, self.memory, self.python, random_factory.from_stream(self.stream)]
+
+
+CALLS: list[tuple[str, Callable[[Things], Any], list[tuple[str, Any]]]] = [
+    ("read", lambda t: t.file.read, [("offset", 3), ("size or all", 4)]),
+    ("read_memory", lambda t: t.memory.read, [("offset", 3), ("size or all", 4)]),
+    ("read_python", lambda t: t.python.read, [("offset", 3), ("size or all", 4)]),
+    ("read_into", lambda t: t.file.read_into, [("offset", 3), ("destination", bytearray(4))]),
+    ("read_many", lambda t: t.file.read_many, [("pairs", [(3, 4), (5, 4), (3, 4), (1024, 0)])]),
+    ("read_many_beyond", lambda t: t.memory.read_many, [("pairs beyond", [])]),
+    ("write", lambda t: t.memory.write, [("offset", 3), ("source", CONTENT[3:7])]),
+    ("write_file", lambda t: t.file.write, [("offset", 3), ("source", CONTENT[3:7])]),
+    ("resize", lambda t: t.memory.resize, [("size", len(CONTENT))]),
+    ("resize_file", lambda t: t.file.resize, [("size", len(CONTENT))]),
+    ("stream_read", lambda t: t.stream.read, [("size or all", 4)]),
+    ("stream_readinto", lambda t: t.stream.readinto, [("destination", bytearray(4))]),
+    ("stream_write", lambda t: t.stream.write, [("source", b"")]),
+    ("stream_seek", lambda t: t.stream.seek, [("seek", 3), ("whence", 0)]),
+    ("as_file_seek", lambda t: t.stream.as_file().seek, [("seek", 3), ("whence", 0)]),
+    ("open_random", lambda t: open_with_mode, [("what", CONTENT), ("mode", "r")]),
+    ("open_random_path", lambda t: zarnik.open_random, [("path", CONTENT)]),
+    ("open_stream", lambda t: zarnik.open_stream, [("what", CONTENT), ("mode", "r")]),
+    ("open_stream_path", lambda t: zarnik.open_stream, [("path", CONTENT)]),
+    ("allocate", lambda t: random_factory.allocate, [("size", 4)]),
+    ("allocate_stream", lambda t: stream_factory.allocate, [("size", 4)]),
+    ("extract_region", lambda t: random_factory.extract_region, [("accessor", None), ("offset", 3), ("size", 4)]),
+    ("map_file", lambda t: random_factory.map_file, [("file", None)]),
+    ("open_file", lambda t: stream_factory.open_file, [("file", None)]),
+    ("open_file_read", lambda t: stream_factory.open_file_read, [("file", None)]),
+    ("from_stream", lambda t: random_factory.from_stream, [("accessor", None)]),
+    ("from_random_access", lambda t: stream_factory.from_random_access, [("accessor", None)]),
+    ("copy_in_memory", lambda t: random_factory.copy_in_memory, [("accessor", None)]),
+    ("copy_stream_in_memory", lambda t: stream_factory.copy_in_memory, [("accessor", None)]),
+    ("from_buffer", lambda t: random_factory.from_buffer, [("what", CONTENT)]),
+    ("storage_random", lambda t: t.storage.open_random_access, [("id", "content"), ("capabilities", READ_ONLY)]),
+    ("storage_stream", lambda t: t.storage.open_stream_access, [("id", "content"), ("capabilities", READ_ONLY)]),
+    ("uri", lambda t: zarnik.Uri, [("uri", "http://h/x")]),
+    ("headers_add", lambda t: zarnik.HTTPHeaders().add, [("uri", None), ("uri", "x")]),
+    ("http", lambda t: open_by_request, [("method", "GET"), ("headers", None)]),
+]  # fmt: skip
+
+
+@pytest.fixture
+def things(tmp_path: Path) -> Things:
+    return Things(tmp_path / "content")
+
+
+@pytest.mark.parametrize(("make", "arguments"), [call[1:] for call in CALLS], ids=[call[0] for call in CALLS])
+def test_what_an_argument_cannot_be_is_an_error(things: Things, make: Any, arguments: list[tuple[str, Any]]) -> None:
+    good = [value for _, value in arguments]
+    wrong = []
+    for place, (kind, _) in enumerate(arguments):
+        for bad in BAD[kind]:
+            given = [*good[:place], bad, *good[place + 1 :]]
+            try:
+                result = make(things)(*given)
+            except (TypeError, ValueError, IndexError, OverflowError, zarnik.Error) as error:
+                if not str(error):
+                    wrong.append((given, "no text"))
+                continue
+            wrong.append((given, result))
+    assert not wrong
+    for access in things.randoms():
+        assert access.read(0, 2000) == CONTENT
+
+
+class Filling(io.RawIOBase):
+    """A file that tries to take away the memory that it fills."""
+
+    def __init__(self, take: Callable[[], None]) -> None:
+        self.take, self.refusals = take, 0
+
+    def readable(self) -> bool:
+        return True
+
+    def readinto(self, buffer: Any) -> int:
+        try:
+            self.take()
+        except BufferError:
+            self.refusals += 1
+        buffer[:] = b"x" * len(buffer)
+        return len(buffer)
+
+
+def test_memory_stays_while_it_is_filled() -> None:
+    memory = bytearray(1000)
+    view = memoryview(memory)
+    for take in (memory.clear, lambda: memory.extend(bytes(1 << 20)), view.release):
+        file = Filling(take)
+        assert zarnik.open_stream(file).readinto(view if take == view.release else memory) == 1000
+        # Releasing a view of the memory takes nothing away: the call has its own.
+        assert file.refusals == (take != view.release) and memory == b"x" * 1000
+        memory[:] = bytes(1000)
+
+
+def test_signals_do_not_disturb_transfers(tmp_path: Path) -> None:
+    seen: list[int] = []
+    before = signal.signal(signal.SIGALRM, lambda number, _: seen.append(number))
+    signal.siginterrupt(signal.SIGALRM, True)
+    signal.setitimer(signal.ITIMER_REAL, 0.001, 0.001)
+    data = os.urandom(1 << 20) * 16
+    try:
+        while len(seen) < 20:
+            with zarnik.open_stream(tmp_path / "file", "w") as stream:
+                assert stream.write(data) == len(data)
+            assert zarnik.open_random(tmp_path / "file").read() == data
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, before)
+
+
+def test_a_full_disk_is_an_error_of_the_write(tmp_path: Path) -> None:
+    limits = resource.getrlimit(resource.RLIMIT_FSIZE)
+    stream = zarnik.open_stream(tmp_path / "full", "w")
+    access = zarnik.open_random(tmp_path / "full", mode="r+")
+    reason = os.strerror(errno.EFBIG)
+    zeros = bytes(20_000)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (10_000, limits[1]))
+    try:
+        for write in (lambda: stream.write(zeros), lambda: access.write(9_000, zeros), lambda: access.resize(20_000)):
+            with pytest.raises(zarnik.Error, match=f"{tmp_path}.*{reason}"):
+                write()
+    finally:
+        resource.setrlimit(resource.RLIMIT_FSIZE, limits)
+    assert access.write(0, b"goes on") == 7
