@@ -21,6 +21,12 @@ def read_region(image: Any, region_or_origin: Any, size: Sequence[int] = ..., /)
     None if there is no layout for such images or no room for the array.
     """
 
+def read_element(image: Any, key: Any, /) -> Any:
+    """Return the element at a tuple of integers, in the order of an array's axes, of an image in memory.
+
+    None if the image is not in memory, the key is another one, or there is no such element: then indexing takes more.
+    """
+
 def fill_buffer(image: Any, origin: Sequence[int], size: Sequence[int], buffer: Any, /) -> None:
     """Read a region of an image into a contiguous buffer of its size."""
 

@@ -157,7 +157,8 @@ class _ImageView:
 
         Only the part asked for is read; of a row that is stepped along, what lies between as well.
         """
-        return read_part(self, key)
+        element = _direct.read_element(self, key)
+        return read_part(self, key) if element is None else element
 
     def __setitem__(self, key: Any, values: Any) -> None:
         """Write a part of the image, with the conversions of an assignment to an array."""

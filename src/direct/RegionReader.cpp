@@ -5,6 +5,7 @@
 #include "zarnik/values/ImageType.h"
 #include "zarnik/views/ImageView.h"
 
+#include <cstddef>
 #include <limits>
 #include <map>
 #include <utility>
@@ -84,6 +85,35 @@ Reference readRegion(std::shared_ptr<ImageView> const & view, RegionXu64 const &
   auto * const elements = reinterpret_cast<PyArrayObject *>(array.get());
   readDense(view, region, DataType(kind.dataType), PyArray_DATA(elements), array);
   return array;
+}
+
+Reference readElement(std::shared_ptr<ImageView> const & view, PyObject * key) {
+  auto const rank = static_cast<size_t>(PyTuple_Size(key));
+  // Of other images an element may be far away: while it is fetched nobody may be kept waiting.
+  if (rank == 0 || !view->support(ImageCapability::MEMORY_ACCESS))
+    return {};
+  auto const kind = kindOf(*view);
+  auto const found = layouts().find(kind);
+  if (found == layouts().end() || kind.rank != rank || found->second.axes.size() != rank)
+    return {};
+  auto const shape = view->shape();
+  VectorXu64 index(rank);
+  for (size_t axis = 0; axis < rank; ++axis) {
+    auto const dimension = rank - 1 - found->second.axes[axis];
+    auto * const place = PyTuple_GetItem(key, static_cast<Py_ssize_t>(axis));
+    auto number = PyLong_CheckExact(place) ? PyLong_AsLongLong(place) : -1;
+    if (number < 0 || static_cast<uint64_t>(number) >= shape[dimension]) {
+      PyErr_Clear();
+      return {};
+    }
+    index[dimension] = static_cast<uint64_t>(number);
+  }
+  auto * const type = reinterpret_cast<PyArray_Descr *>(found->second.elementType.get());
+  alignas(16) std::byte element[16];
+  if (static_cast<size_t>(PyDataType_ELSIZE(type)) > sizeof element)
+    return {};
+  view->read(index, element);
+  return Reference::steal(PyArray_Scalar(element, type, nullptr));
 }
 
 } // namespace zarnik::python

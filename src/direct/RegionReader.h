@@ -41,4 +41,9 @@ void addLayout(ImageKind const & kind, ArrayLayout layout);
 /// \throws PendingError when a signal handler raised
 Reference readRegion(std::shared_ptr<ImageView> const & view, RegionXu64 const & region);
 
+/// The element of an image in memory at an index in the order of an array's axes, as NumPy's scalar; none when one of
+/// these is not so, the index has no or too many integers or leaves the image, or elements have several components.
+/// \param key a tuple
+Reference readElement(std::shared_ptr<ImageView> const & view, PyObject * key);
+
 } // namespace zarnik::python

@@ -82,6 +82,22 @@ PyObject * readRegionOf(PyObject *, PyObject * arguments) {
   });
 }
 
+PyObject * readElementOf(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * image = nullptr;
+    PyObject * key = nullptr;
+    if (!PyArg_UnpackTuple(arguments, "read_element", 2, 2, &image, &key))
+      return nullptr;
+    // Most keys with a slice have it as their first or their last entry.
+    auto const count = PyTuple_CheckExact(key) ? PyTuple_Size(key) : 0;
+    auto const isInteger = [&](Py_ssize_t entry) { return PyLong_CheckExact(PyTuple_GetItem(key, entry)); };
+    if (count == 0 || !isInteger(0) || !isInteger(count - 1))
+      return Reference::share(Py_None).release();
+    auto element = readElement(viewOf(image), key);
+    return element || PyErr_Occurred() ? element.release() : Reference::share(Py_None).release();
+  });
+}
+
 template <typename Byte, typename Reader, typename Move>
 PyObject * transfer(PyObject * arguments, char const * name, Reader reader, Move move) {
   return guarded([&]() -> PyObject * {
@@ -178,6 +194,8 @@ PyMethodDef methods[] = {
     {"geometry", geometry, METH_O, "The axes, data type and size of an image: (int, int, (int, ...))."},
     {"corners", corners, METH_O, "The origin and the size of a region, as two tuples."},
     {"read_region", readRegionOf, METH_VARARGS, "A region of an image as a new array; None if it needs a layout."},
+    {"read_element", readElementOf, METH_VARARGS,
+     "The element at a tuple of integers of an image in memory; None if it takes more."},
     {"fill_buffer", fillBuffer, METH_VARARGS, "Read a region of an image, from origin and size, into a buffer."},
     {"write_buffer", writeBuffer, METH_VARARGS, "Write a buffer to a region of an image, from origin and size."},
     {"add_layout", addLayoutOf, METH_VARARGS,
