@@ -77,7 +77,8 @@ def test_the_first_lines_of_the_readme_are_true(tmp_path, monkeypatch):
     monkeypatch.chdir(tmp_path)
     cells = numpy.arange(6 * 2100 * 16, dtype="uint16").reshape(6, 2100, 16)
     zarnik.save("cells.ome.tif", zarnik.from_numpy(cells, axes="ZYX", spacing=(0.5, 0.5, 2), unit="µm"))
-    of_files, of_memory = (block.split("```")[0] for block in (ROOT / "README.md").read_text().split("```python\n")[1:3])
+    blocks = (ROOT / "README.md").read_text().split("```python\n")
+    of_files, of_memory = (block.split("```")[0] for block in blocks[1:3])
     names: dict = {}
     exec(of_files, names)
     assert numpy.array_equal(names["array"], cells[5, 1000:2000])
