@@ -31,10 +31,11 @@ FORMATTED = $(shell find library src benchmarks tests examples \( -name '*.cpp' 
 INSTALL = $(PIP) install --no-build-isolation --no-deps --force-reinstall . \
   -C cmake.define.ZARNIK_WARNINGS_AS_ERRORS=ON
 
-.PHONY: help demo build test bench lint format sanitize tsan clang fuzz clean
+.PHONY: help demo demo-cluster build test bench lint format sanitize tsan clang fuzz clean
 
 help:
 	@echo 'make demo      show a real 4-D scan that shares its memory with NumPy, and a part of 20 GiB'
+	@echo 'make demo-cluster  let several processes work on a scan of a web server'
 	@echo 'make test      build everything, run the C++ and the Python tests'
 	@echo 'make build     build the package into .venv'
 	@echo 'make bench     measure against NumPy and memcpy, results in $(BUILD)/bench'
@@ -87,6 +88,9 @@ $(BUILD)/.with-benchmarks: | $(BUILD)/.built $(BUILD)/.system-bench
 demo: $(BUILD)/.built .venv/.group-demo | $(BUILD)/.system-demo
 	@.venv/bin/python -m zarnik.demo
 	@.venv/bin/python -m zarnik.demo_volume
+
+demo-cluster: $(BUILD)/.built .venv/.group-demo-cluster | $(BUILD)/.system-demo
+	@.venv/bin/python -m zarnik.demo_cluster
 
 # ---- test ------------------------------------------------------------------------------------------------------------
 
