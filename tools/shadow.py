@@ -6,7 +6,7 @@ usage: shadow.py <generated module, changed in place>
   when it is made. `_kept` is for what the package keeps with an object, whatever its class; exceptions keep their
   dictionary.
 - The kinds of errors are Python's kinds too.
-- Data types may be given in each way that the package knows.
+- Data types may be given in each way that the package knows, integers of all 64 bits in a list.
 - What flat functions say of wrong arguments is put into the words of a Python user.
 """
 
@@ -20,6 +20,7 @@ from pathlib import Path
 IMPORTS = """\
 from zarnik._calls import REFUSALS as _REFUSALS
 from zarnik._calls import as_data_type as _as_data_type
+from zarnik._calls import as_vector as _as_vector
 from zarnik._calls import explained as _explained"""
 ROOT_SLOTS = '("this", "_kept", "__weakref__")'
 PYTHON_KINDS = {"InvalidArgument": "ValueError", "NotImplemented": "NotImplementedError"}
@@ -34,6 +35,7 @@ def finished(text: str) -> Iterator[str]:
     slots: str | None = None
     is_method = is_imported = False
     data_types: set[str] = set()
+    vectors: set[str] = set()
     for line in text.split("\n"):
         heading = re.match(r"class (\w+)\((\w+)\):", line)
         if heading:
@@ -44,16 +46,20 @@ def finished(text: str) -> Iterator[str]:
         if slots and line.startswith("    thisown = property("):
             yield f"    __slots__ = {slots}"
         if line.startswith("    def "):
-            data_types = set()
-        documented = re.match(r" +:type (\w+): :py:class:`DataType`$", line)
+            data_types, vectors = set(), set()
+        documented = re.match(r" +:type (\w+): :py:class:`(DataType|VectorXu64)`$", line)
         if documented:
-            data_types.add(documented.group(1))
+            (data_types if documented.group(2) == "DataType" else vectors).add(documented.group(1))
         is_method = line.startswith("    def ") or (is_method and not re.match(r"    \w|\w", line))
         call = is_method and (CONSTRUCTION.match(line) or CALL.match(line))
         if call:
             indent, arguments = call["indent"], call["arguments"]
             for name in data_types & set(arguments.split(", ")):
                 yield f"{indent}{name} = _as_data_type({name})"
+            for name in vectors & set(arguments.split(", ")):
+                yield f"{indent}{name} = _as_vector({name})"
+            if vectors and "*args" in arguments:
+                yield f"{indent}args = tuple(map(_as_vector, args))"
             yield f"{indent}try:"
             yield f"    {line}"
             yield f"{indent}except _REFUSALS as _refused:"

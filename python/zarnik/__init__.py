@@ -52,6 +52,7 @@ from zarnik import (  # noqa: F401
     _errors,
     _files,
     _frames,
+    _indexer,
     _lazy,
     _matrices,
     _multi,

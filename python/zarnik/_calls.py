@@ -30,6 +30,18 @@ def as_data_type(value: Any) -> Any:
     return value if types is None or value is None else types.as_data_type(value)
 
 
+def as_vector(value: Any) -> Any:
+    """Return a VectorXu64 for a sequence with an integer of more than the 32 bits that flat functions read of each."""
+    if type(value) not in (list, tuple):
+        return value
+    try:
+        if not value or (min(value) >= -(2**31) and max(value) < 2**31):
+            return value
+    except TypeError:
+        return value
+    return sys.modules["zarnik._classes"].VectorXu64(value)
+
+
 def explained(error: Exception, function: str, arguments: tuple[Any, ...]) -> Exception:
     """Return the error to raise for one that a flat function raised.
 

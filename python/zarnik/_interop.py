@@ -69,6 +69,9 @@ def from_numpy(
     writeable = array.flags.writeable
     if array.dtype.num != dtype.num:
         array = array.view(dtype)
+    if type(array.base) is numpy.ndarray and type(array) is not numpy.ndarray:
+        # Which has the same memory and no attributes: no cycle if the image becomes one of the array's.
+        array = array.view(numpy.ndarray)
     view = flat.NumpyInterop__order_from_numpy_array(array, dimensions, interpretation, bool(alpha))
     _describe(view, spacing, origin, unit, metadata)
     return view if writeable else read_only(view, may_describe=True)

@@ -11,6 +11,7 @@ import zarnik._classes as _classes
 from zarnik import _direct
 from zarnik._calls import flat
 from zarnik._extension import Kept, extends, kept
+from zarnik._progress import Progress, listener
 from zarnik._recipes import made_by, recipe_of
 
 if TYPE_CHECKING:
@@ -114,6 +115,15 @@ class _LodImageView:
     def __iter__(self) -> Iterator[ImageView]:
         """Go over the images, from the finest to the coarsest."""
         return (_level(self, level) for level in _LodImageView.levels.fget(self))  # type: ignore[attr-defined]
+
+    def compute(self, *, progress: Progress = None) -> None:
+        """Compute what nobody has read yet of the levels that `coarser_levels` makes; other levels stay as they are.
+
+        :param progress: True for a bar of tqdm; or a function of the bytes done and their total. What it raises ends
+            the work, and so does Ctrl-C; parts that are computed stay.
+        """
+        with listener(progress, "computing levels") as told:
+            _direct.compute_levels(self, told)
 
     def at_most(self, pixels: int) -> ImageView:
         """Return the finest level of which no side along X, Y or Z is longer than so many elements, or the coarsest."""

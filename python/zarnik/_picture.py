@@ -101,26 +101,32 @@ def _thumbnail(view: Any) -> str:
         ):
             return ""
         pixels = picture.crop(slice(None, None, step), slice(None, None, step)).to_numpy()
-        return f"<img alt='thumbnail' src='data:image/png;base64,{base64.b64encode(_png(pixels)).decode()}'/>"
+        png = base64.b64encode(png_of(_stretched(pixels))).decode()
+        return f"<img alt='thumbnail' src='data:image/png;base64,{png}'/>"
     except (_classes.Error, TypeError, ValueError, MemoryError):
         return ""  # a picture that cannot be had is no reason not to show the rest
 
 
-def _png(pixels: Any) -> bytes:
-    import struct
-    import zlib
-
+def _stretched(pixels: Any) -> Any:
+    """Bytes from black to white, whatever the values."""
     values = numpy.abs(pixels) if pixels.dtype.kind == "c" else pixels
     values = numpy.nan_to_num(values.astype(numpy.float64))
     if pixels.dtype != numpy.uint8 or values.ndim == 2:
         low, high = values.min(), values.max()
         values = (values - low) * (255 / (high - low)) if high > low else values * 0
-    grey = values.astype(numpy.uint8)
-    kind = {2: 0, 3: 2 if grey.shape[-1] == 3 else 6}[grey.ndim]
-    lines = b"".join(b"\0" + row.tobytes() for row in grey)
+    return values.astype(numpy.uint8)
+
+
+def png_of(pixels: Any) -> bytes:
+    """Return bytes in rows and columns, of grey, RGB or RGBA, as a file."""
+    import struct
+    import zlib
+
+    kind = {2: 0, 3: 2 if pixels.shape[-1] == 3 else 6}[pixels.ndim]
+    lines = b"".join(b"\0" + row.tobytes() for row in pixels)
 
     def chunk(name: bytes, data: bytes) -> bytes:
         return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
 
-    header = struct.pack(">IIBBBBB", grey.shape[1], grey.shape[0], 8, kind, 0, 0, 0)
+    header = struct.pack(">IIBBBBB", pixels.shape[1], pixels.shape[0], 8, kind, 0, 0, 0)
     return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(lines)) + chunk(b"IEND", b"")

@@ -11,7 +11,7 @@ import zarnik._classes as _classes
 from zarnik._calls import flat
 from zarnik._extension import extends
 from zarnik._types import ELEMENT_TYPES, scalar_dtype
-from zarnik._values import Value, nested
+from zarnik._values import SHOWN_WHOLE, Value, nested
 
 _ARRAYS: dict[str, numpy.dtype[Any]] = {f"ArrayX{suffix}": dtype for suffix, dtype in ELEMENT_TYPES.items()}
 
@@ -88,7 +88,7 @@ class _Array(Value):
     def __repr__(self) -> str:
         array = self.to_numpy()
         name = type(self).__name__
-        if array.size > 1000:
+        if array.size > SHOWN_WHOLE:
             return f"<zarnik.{name} of shape {array.shape}>"
         values = array.ravel().tolist() if 0 in array.shape else array.tolist()
         text = nested(values)

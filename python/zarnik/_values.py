@@ -4,10 +4,14 @@ from __future__ import annotations
 
 import math
 import operator
+import reprlib
 from collections.abc import Iterator
 from typing import TYPE_CHECKING, Any, Callable
 
 import numpy
+
+#: up to so many numbers a value is shown by a text that evaluates back
+SHOWN_WHOLE = 1000
 
 
 def items_of(values: Any) -> list[Any] | None:
@@ -36,7 +40,7 @@ def converted(name: str, values: list[Any], convert: Callable[[Any], Any]) -> li
         return [convert(value) for value in values]
     except TypeError:
         kind = "integers" if convert is operator.index else "numbers"
-        raise TypeError(f"{name} is made of {kind}, got {values!r}") from None
+        raise TypeError(f"{name} is made of {kind}, got {reprlib.repr(values)}") from None
 
 
 def _number(value: float) -> str:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import operator
+import reprlib
 from collections.abc import Iterator
 from typing import TYPE_CHECKING, Any, Callable
 
@@ -13,7 +14,7 @@ import zarnik._classes as _classes
 from zarnik._calls import flat
 from zarnik._extension import extends
 from zarnik._types import ELEMENT_TYPES
-from zarnik._values import Value, as_array, converted, items_of, place_of, to_float
+from zarnik._values import SHOWN_WHOLE, Value, as_array, converted, items_of, place_of, to_float
 
 _VECTORS: dict[str, tuple[numpy.dtype[Any], str]] = {
     f"Vector{size}{suffix}": (dtype, size) for size in "234X" for suffix, dtype in ELEMENT_TYPES.items()
@@ -29,6 +30,7 @@ class _Vector(Value):
         def size(self) -> int: ...
         def at(self, index: int) -> Any: ...
         def set_at(self, index: int, value: Any) -> None: ...
+        def to_string(self) -> str: ...
         def __mul__(self, other: Any) -> Any: ...
 
     def __len__(self) -> int:
@@ -55,6 +57,11 @@ class _Vector(Value):
 
     def __rmul__(self, scalar: Any) -> Any:
         return self.__mul__(scalar)
+
+    def __repr__(self) -> str:
+        if self.size() <= SHOWN_WHOLE:
+            return Value.__repr__(self)
+        return f"<zarnik.{type(self).__name__} of {self.size()} components {self.to_string()}>"
 
     def __array__(self, dtype: Any = None, copy: bool | None = None) -> numpy.ndarray[Any, Any]:
         return as_array(list(self), dtype, _VECTORS[type(self).__name__][0], copy)
@@ -94,7 +101,7 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
             self.this = explained(*arguments)
             return
         if fixed is not None and len(items) != fixed:
-            raise ValueError(f"{name} has {fixed} components, got {len(items)}: {items!r}")
+            raise ValueError(f"{name} has {fixed} components, got {len(items)}: {reprlib.repr(items)}")
         # The flat constructor reads 32 bits of each integer and narrows them without a word: it is for what fits.
         try:
             if items and (is_float or (low <= min(items) and max(items) <= high)):
@@ -112,7 +119,9 @@ def _vector_constructor(name: str, generated: Any) -> Callable[..., None]:
                 for index, item in enumerate(items):
                     set_at(vector, index, item)
             except OverflowError:
-                raise OverflowError(f"a component of {items} is out of the range of {dtype}, in a {name}") from None
+                raise OverflowError(
+                    f"a component of {reprlib.repr(items)} is out of the range of {dtype}, in a {name}"
+                ) from None
         self.this = vector
 
     __init__.__doc__ = generated.__init__.__doc__
@@ -166,5 +175,5 @@ def as_vector(vector: Any, values: Any) -> Any:
     if type(values) is vector:
         return values
     if items_of(values) is None:
-        raise TypeError(f"{vector.__name__} is made of a sequence of numbers, got {values!r}")
+        raise TypeError(f"{vector.__name__} is made of a sequence of numbers, got {reprlib.repr(values)}")
     return vector(values)

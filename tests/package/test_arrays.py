@@ -3,9 +3,11 @@
 from __future__ import annotations
 
 import gc
+import operator
 import os
 import pickle
 import sys
+import weakref
 
 import numpy
 import psutil
@@ -222,6 +224,36 @@ def test_whoever_is_left_keeps_the_memory():
     del second
     gc.collect()
     assert_array_equal(last, expected[3:])
+
+
+def test_an_image_as_an_attribute_of_its_array_goes_with_it():
+    class Labelled(numpy.ndarray):
+        pass
+
+    array = numpy.zeros((3, 4)).view(Labelled)
+    array.image = zarnik.from_numpy(array)
+    assert numpy.shares_memory(array, array.image.to_numpy())
+    gone = weakref.ref(array)
+    del array
+    gc.collect()
+    assert gone() is None
+
+
+def test_indexers_place_elements_as_strides_of_numpy_do():
+    array = numpy.zeros((3, 4, 5), "f4").transpose(1, 2, 0)[:, ::-1]
+    indexer = zarnik.Indexer(array.shape, array.dtype, [stride % 2**64 for stride in array.strides])
+    index = (2, 3, 1)
+    assert indexer.byte_offset(index) == sum(map(operator.mul, index, array.strides)) % 2**64
+    assert repr(indexer) == "<zarnik.Indexer of shape (4, 5, 3), byte strides (20, -4, 80), FLOAT>"
+    # Integers of lists have all their bits.
+    far = 2**33
+    indexer = zarnik.Indexer([far, 4], "u1")
+    assert tuple(indexer.shape()) == (far, 4)
+    assert indexer.offset([far - 1, 1]) == 2 * far - 1
+    with pytest.raises(zarnik.Error, match=rf"index \({far}, 1\) is outside of shape"):
+        indexer.offset([far, 1])
+    with pytest.raises(OverflowError, match="out of the range of uint64"):
+        indexer.offset([-far, 1])
 
 
 def test_data_types_and_dtypes_convert_and_compare():

@@ -88,11 +88,20 @@ def test_examples_run(example, tmp_path):
     assert done.stdout
 
 
-def test_the_first_lines_of_the_readme_are_true():
-    text = (ROOT / "README.md").read_text()
-    namespace: dict = {}
-    exec(text.split("```python\n")[1].split("```")[0], namespace)
-    assert numpy.shares_memory(namespace["scan"], namespace["same"])
+def test_the_first_lines_of_the_readme_are_true(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    cells = numpy.arange(6 * 2100 * 16, dtype="uint16").reshape(6, 2100, 16)
+    zarnik.save("cells.ome.tif", zarnik.from_numpy(cells, axes="ZYX", spacing=(0.5, 0.5, 2), unit="µm"))
+    blocks = (ROOT / "README.md").read_text().split("```python\n")
+    of_files, of_memory = (block.split("```")[0] for block in blocks[1:3])
+    names: dict = {}
+    exec(of_files, names)
+    assert numpy.array_equal(names["array"], cells[5, 1000:2000])
+    saved = zarnik.open("part.ome.zarr")
+    assert numpy.array_equal(saved, names["array"])
+    assert saved.spacing[:2] == (0.5, 0.5) and saved.origin[1] == 500
+    exec(of_memory, names)
+    assert numpy.shares_memory(names["stack"], names["same"])
 
 
 def test_the_example_of_the_package_is_true():

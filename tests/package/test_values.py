@@ -182,6 +182,7 @@ def test_reprs_stay_readable():
     empty = ArrayXd.from_sequence([], (0, 3))
     assert numpy.asarray(eval(repr(empty), vars(zarnik))).shape == (0, 3)
     assert repr(ArrayXd.from_numpy(numpy.zeros((40, 40)))) == "<zarnik.ArrayXd of shape (40, 40)>"
+    assert repr(VectorXu64(range(2000))) == "<zarnik.VectorXu64 of 2000 components (0, 1, 2, ..., 1997, 1998, 1999)>"
     assert repr(Vector3u8((1, 2, 3))) == "Vector3u8((1, 2, 3))"
     assert repr(Vector2d((float("nan"), -float("inf")))) == "Vector2d((float('nan'), float('-inf')))"
     assert repr(RegionXu64((0, 1), (2, 3))) == "RegionXu64((0, 1), (2, 3))"

@@ -69,7 +69,7 @@ Matrix<double, 4> TransformMatrix4Factory::rotationEuler(Vector<double, 3> const
 // The formula of Rodrigues.
 Matrix<double, 4> TransformMatrix4Factory::rotationOnAxis(double angle, Vector<double, 3> const & direction) {
   auto const length = direction.length();
-  if (constexpr double TOLERANCE = 1e-3; !(std::fabs(length - 1) <= TOLERANCE))
+  if (constexpr double tolerance = 1e-3; !(std::fabs(length - 1) <= tolerance))
     throw InvalidArgument(
         message("rotation axis {} has length {}, it must be normalized to 1", direction.toString(), length));
   auto const axis = direction / length;
