@@ -182,7 +182,7 @@ fuzz: .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-fuzz
 	@failed=; \
 	for target in $(FUZZ_TARGETS); do \
 	  mkdir -p $(BUILD)/fuzz/corpus/$$target && echo "fuzzing $$target" && \
-	  ZARNIK_FUZZ_TARGET=$$target ASAN_OPTIONS=allocator_may_return_null=1 nice -n 19 $(BUILD)/fuzz/zarnik_fuzz \
+	  TMPDIR=`test -d /dev/shm && echo /dev/shm || echo /tmp` ZARNIK_FUZZ_TARGET=$$target ASAN_OPTIONS=allocator_may_return_null=1 nice -n 19 $(BUILD)/fuzz/zarnik_fuzz \
 	    -max_total_time=$(FUZZ_SECONDS) -max_len=4096 -timeout=60 -rss_limit_mb=2048 -malloc_limit_mb=4194304 \
 	    -verbosity=0 -print_final_stats=1 -artifact_prefix=$(BUILD)/fuzz/$$target- \
 	    $(BUILD)/fuzz/corpus/$$target library/tests/fuzz/seeds/$$target || failed=1; \

@@ -68,6 +68,7 @@ def scattered(path: Path) -> Iterator[Ratio]:
         names,
         aim=1.5,
         clock=time.perf_counter,
+        patience=4,
     )
     os.close(descriptor)
 

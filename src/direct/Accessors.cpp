@@ -44,27 +44,12 @@ Types const & types() {
   return found;
 }
 
-template <typename T> std::shared_ptr<T> sharedOf(PyObject * object, swig_type_info * type, char const * what) {
-  auto shared = type ? sharedPointer<T>(object, type) : nullptr;
-  if (shared)
-    return shared;
-  PyErr_Format(PyExc_TypeError, "a %s is needed, got %R", what, object);
-  throw PendingError();
-}
-
 std::shared_ptr<StreamAccess> streamOf(PyObject * object) {
-  return sharedOf<StreamAccess>(object, types().stream, "StreamAccess");
+  return requiredPointer<StreamAccess>(object, types().stream, "a StreamAccess");
 }
 
 std::shared_ptr<RandomAccess> randomOf(PyObject * object) {
-  return sharedOf<RandomAccess>(object, types().random, "RandomAccess");
-}
-
-template <typename T> T const & valueOf(PyObject * object, swig_type_info * type, char const * what) {
-  if (auto const * const value = wrappedPointer(object, type))
-    return *static_cast<T const *>(value);
-  PyErr_Format(PyExc_TypeError, "a %s is needed, got %R", what, object);
-  throw PendingError();
+  return requiredPointer<RandomAccess>(object, types().random, "a RandomAccess");
 }
 
 size_t sizeOf(PyObject * object) {
@@ -87,8 +72,7 @@ Buffer<void const> readableBuffer(PyObject * object) {
   Buffer<void const> buffer;
   if (readReadableBuffer(object, buffer))
     return buffer;
-  PyErr_Format(PyExc_TypeError, "a contiguous bytes-like object is needed, got %R", object);
-  throw PendingError();
+  refuse(object, "a contiguous bytes-like object");
 }
 
 PyObject * unsignedObject(uint64_t value) { return PyLong_FromUnsignedLongLong(value); }
@@ -354,10 +338,10 @@ template <typename Open> PyObject * openHttp(PyObject * arguments, Open open, sw
     PyObject * headers = nullptr;
     if (!PyArg_ParseTuple(arguments, "OsO", &uri, &method, &headers))
       return nullptr;
-    auto access = callWithoutLock([open, uri = valueOf<Uri>(uri, types().uri, "Uri"), method = std::string(method),
-                                   headers = valueOf<HTTPHeaders>(
-                                       headers, types().headers, "HTTPHeaders")] { return open(uri, method, headers); },
-                                  CallLength::LONG);
+    auto const & target = requiredValue<Uri>(uri, types().uri, "a Uri");
+    auto const & sent = requiredValue<HTTPHeaders>(headers, types().headers, "an HTTPHeaders");
+    auto access = callWithoutLock(
+        [open, target, sent, method = std::string(method)] { return open(target, method, sent); }, CallLength::LONG);
     return wrapShared(std::move(access), type);
   });
 }
@@ -453,7 +437,7 @@ PyObject * shareMemory(PyObject *, PyObject * object) {
 
 PyObject * httpCounters(PyObject *, PyObject * object) {
   return guarded([&]() -> PyObject * {
-    auto const access = sharedOf<DataAccess>(object, types().access, "accessor");
+    auto const access = requiredPointer<DataAccess>(object, types().access, "an accessor");
     auto const counters = httpStatistics(*access);
     if (!counters)
       return none();

@@ -26,11 +26,7 @@ swig_type_info * frameType() {
 }
 
 std::shared_ptr<DataFrameView> frameOf(PyObject * object) {
-  auto frame = sharedPointer<DataFrameView>(object, frameType());
-  if (frame)
-    return frame;
-  PyErr_Format(PyExc_TypeError, "a DataFrameView is needed, got %R", object);
-  throw PendingError();
+  return requiredPointer<DataFrameView>(object, frameType(), "a DataFrameView");
 }
 
 Reference required(PyObject * object) {

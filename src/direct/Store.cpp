@@ -39,16 +39,9 @@ Types const & types() {
   return found;
 }
 
-template <typename T> std::shared_ptr<T> required(PyObject * object, swig_type_info * type, char const * what) {
-  if (auto shared = sharedPointer<T>(object, type))
-    return shared;
-  PyErr_Format(PyExc_TypeError, "%s is needed, got %R", what, object);
-  throw PendingError();
-}
-
 PyObject * openImage(PyObject *, PyObject * object) {
   return guarded([&]() -> PyObject * {
-    auto access = required<RandomAccess>(object, types().random, "a RandomAccess");
+    auto access = requiredPointer<RandomAccess>(object, types().random, "a RandomAccess");
     // Of a server the header comes over the network.
     auto image = callWithoutLock([access = std::move(access)] { return openImageView(access); }, CallLength::LONG);
     return wrapShared(std::move(image), types().image);
@@ -75,8 +68,8 @@ PyObject * storeImage(PyObject *, PyObject * arguments) {
     PyObject * progress = nullptr;
     if (!PyArg_ParseTuple(arguments, "OOKp|O", &imageObject, &streamObject, &blockBytes, &checksums, &progress))
       return nullptr;
-    auto const writer =
-        makeImageWriter(viewOf(imageObject), required<StreamAccess>(streamObject, types().stream, "a StreamAccess"));
+    auto const writer = makeImageWriter(viewOf(imageObject),
+                                        requiredPointer<StreamAccess>(streamObject, types().stream, "a StreamAccess"));
     uint64_t const bytes = blockBytes;
     auto const areHashed = static_cast<uint8_t>(checksums != 0);
     if (bytes != 0)
@@ -93,9 +86,9 @@ PyObject * imageWriter(PyObject *, PyObject * arguments) {
     PyObject * streamObject = nullptr;
     if (!PyArg_ParseTuple(arguments, "OO", &imageObject, &streamObject))
       return nullptr;
-    return wrapShared(
-        makeImageWriter(viewOf(imageObject), required<StreamAccess>(streamObject, types().stream, "a StreamAccess")),
-        types().writer);
+    return wrapShared(makeImageWriter(viewOf(imageObject),
+                                      requiredPointer<StreamAccess>(streamObject, types().stream, "a StreamAccess")),
+                      types().writer);
   });
 }
 
@@ -106,7 +99,7 @@ PyObject * runSteps(PyObject *, PyObject * arguments) {
     PyObject * progress = nullptr;
     if (!PyArg_ParseTuple(arguments, "Os|O", &object, &name, &progress))
       return nullptr;
-    runWriter(required<Writer>(object, types().writer, "a Writer"), ProgressCall(progress),
+    runWriter(requiredPointer<Writer>(object, types().writer, "a Writer"), ProgressCall(progress),
               [steps = std::string(name)](Writer & writer) {
                 if (steps == "data") {
                   writer.writeData();
@@ -136,10 +129,11 @@ PyObject * imageOverBuffer(PyObject *, PyObject * arguments) {
       shape[axis] = PyLong_AsUnsignedLongLong(PyTuple_GetItem(sizes, static_cast<Py_ssize_t>(axis)));
     if (PyErr_Occurred())
       return nullptr;
-    auto const properties = required<ImageProperties>(propertiesObject, types().properties, "an ImageProperties");
+    auto const properties =
+        requiredPointer<ImageProperties>(propertiesObject, types().properties, "an ImageProperties");
     std::shared_ptr<MetadataNode> metadata;
     if (metadataObject != Py_None)
-      metadata = required<MetadataNode>(metadataObject, types().node, "a MetadataNode");
+      metadata = requiredPointer<MetadataNode>(metadataObject, types().node, "a MetadataNode");
 
     BorrowedMemoryView::Memory memory;
     Reference pin;

@@ -86,19 +86,17 @@ PyObject * wrapOwned(void * pointer, swig_type_info * type) {
   return instance.release();
 }
 
-std::shared_ptr<ImageView> viewOf(PyObject * object) {
-  auto view = sharedPointer<ImageView>(object, types().view);
-  if (view)
-    return view;
-  PyErr_Format(PyExc_TypeError, "an ImageView is needed, got %R", object);
+void refuse(PyObject * object, char const * what) {
+  PyErr_Format(PyExc_TypeError, "%s is needed, got %R", what, object);
   throw PendingError();
 }
 
+std::shared_ptr<ImageView> viewOf(PyObject * object) {
+  return requiredPointer<ImageView>(object, types().view, "an ImageView");
+}
+
 RegionXu64 const & regionOf(PyObject * object) {
-  if (auto const * const region = wrappedPointer(object, types().region))
-    return *static_cast<RegionXu64 const *>(region);
-  PyErr_Format(PyExc_TypeError, "a RegionXu64 is needed, got %R", object);
-  throw PendingError();
+  return requiredValue<RegionXu64>(object, types().region, "a RegionXu64");
 }
 
 } // namespace zarnik::python

@@ -45,6 +45,25 @@ template <typename T> std::shared_ptr<T> sharedPointer(PyObject * object, swig_t
   return shared;
 }
 
+/// Makes TypeError pending. \param what  what an argument should be, with its article \throws PendingError
+[[noreturn]] void refuse(PyObject * object, char const * what);
+
+/// The shared pointer to T that a wrapped object holds. \throws PendingError as `refuse` when it is no such object
+template <typename T> std::shared_ptr<T> requiredPointer(PyObject * object, swig_type_info * type, char const * what) {
+  auto shared = type ? sharedPointer<T>(object, type) : nullptr;
+  if (!shared)
+    refuse(object, what);
+  return shared;
+}
+
+/// The object of a wrapped class that is no shared pointer. \throws PendingError as `refuse` when it is none
+template <typename T> T const & requiredValue(PyObject * object, swig_type_info * type, char const * what) {
+  auto const * const value = wrappedPointer(object, type);
+  if (!value)
+    refuse(object, what);
+  return *static_cast<T const *>(value);
+}
+
 /// A new object of the class registered for T, which shares what the pointer points to; None for an empty pointer, null
 /// with an error pending when it cannot be made.
 template <typename T> PyObject * wrapShared(std::shared_ptr<T> pointer, swig_type_info * type) {

@@ -32,10 +32,7 @@ swig_type_info * lodType() {
 PyObject * wrapLod(std::shared_ptr<LodImageView> image) { return wrapShared(std::move(image), lodType()); }
 
 std::shared_ptr<LodImageView> lodOf(PyObject * object) {
-  if (auto levels = sharedPointer<LodImageView>(object, lodType()))
-    return levels;
-  PyErr_Format(PyExc_TypeError, "a LodImageView is needed, got %R", object);
-  throw PendingError();
+  return requiredPointer<LodImageView>(object, lodType(), "a LodImageView");
 }
 
 VectorXu64 sizesOf(PyObject * sequence) {

@@ -122,10 +122,11 @@ public:
   ~Surroundings() { std::filesystem::remove_all(root_); }
 
   void open(std::string const & id, AccessCapabilities capabilities) {
-    auto const writes = capabilities == AccessCapabilities::WRITE_ONLY;
+    bool isWritten = false;
     try {
       auto const access = storage_->openRandomAccess(id, capabilities);
-      if (writes)
+      isWritten = capabilities == AccessCapabilities::WRITE_ONLY;
+      if (isWritten)
         access->write(0, "written", 7);
       else
         require(textFrom(*access) == "inside", "something outside of the folder was opened");
@@ -136,7 +137,7 @@ public:
     require(textOfFile(root_ / "outside") == "outside", "something outside of the folder was written");
     auto const entries = std::distance(std::filesystem::directory_iterator(root_), {});
     require(entries == 2, "something was made outside of the folder");
-    if (writes)
+    if (isWritten)
       fill();
   }
 
