@@ -214,7 +214,7 @@ def test_colours_channels_labels():
     assert [tuple(shown[row, 0]) for row in (0, 7, 15)] == [(0, 255, 0), (255, 255, 255), (255, 0, 255)]
     labels = zarnik.from_numpy(numpy.repeat(numpy.arange(4, dtype="uint16"), 10).reshape(4, 10))
     labels.interpretation = "LABEL"
-    shown = Plan(labels, 5).picture()
+    shown = Plan(labels, 10).picture()
     assert len({tuple(pixel) for pixel in shown.reshape(-1, 3)}) == len(shown)
     assert tuple(shown[0, 0]) == (0, 0, 0)
     flat = Plan(zarnik.from_numpy(numpy.array([[numpy.nan, numpy.inf], [0, 1]])), 2).picture()
