@@ -76,7 +76,7 @@ def by_processes(works: dict[str, Any], peers: dict[Any, str]) -> Iterator[Ratio
     spent: dict[tuple[str, int], float] = {}
     for processes in (1, 2):
         with (
-            distributed.LocalCluster(processes, threads_per_worker=1, dashboard_address=None) as cluster,
+            distributed.LocalCluster(n_workers=processes, threads_per_worker=1, dashboard_address=None) as cluster,
             distributed.Client(cluster),
         ):
             for what, (mine, peer) in works.items():

@@ -56,7 +56,7 @@ def run(output: Path) -> None:
             shapes = ", ".join(str(level.shape) for level in image.levels)
             story.tell(f"opened {url}/scan.ome.zarr, levels of {shapes}")
             with (
-                distributed.LocalCluster(PROCESSES, threads_per_worker=1, dashboard_address=None) as cluster,
+                distributed.LocalCluster(n_workers=PROCESSES, threads_per_worker=1, dashboard_address=None) as cluster,
                 distributed.Client(cluster) as client,
             ):
                 numbers = ", ".join(map(str, client.run(os.getpid).values()))

@@ -31,7 +31,7 @@ def server():
 @pytest.fixture
 def client():
     with (
-        distributed.LocalCluster(4, threads_per_worker=1, dashboard_address=None) as cluster,
+        distributed.LocalCluster(n_workers=4, threads_per_worker=1, dashboard_address=None) as cluster,
         distributed.Client(cluster) as client,
     ):
         yield client

@@ -41,7 +41,7 @@ def stored(tmp_path_factory):
 @pytest.fixture(scope="module")
 def client():
     with (
-        distributed.LocalCluster(2, threads_per_worker=1, dashboard_address=None) as cluster,
+        distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster,
         distributed.Client(cluster) as client,
     ):
         yield client

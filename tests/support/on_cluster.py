@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import re
 import resource
 import time
+from pathlib import Path
 from typing import Any
 
 import distributed
@@ -39,7 +41,9 @@ class Limit(distributed.WorkerPlugin):
 def growth(dask_worker: Any) -> int:
     """How many bytes of memory a worker had at most beyond those at its start."""
     plugin = next(plugin for plugin in dask_worker.plugins.values() if isinstance(plugin, Limit))
-    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024 - plugin.before
+    # Not ru_maxrss: that begins with what the parent had.
+    status = Path("/proc/self/status").read_text()
+    return int(re.search(r"VmHWM:\s+(\d+) kB", status)[1]) * 1024 - plugin.before
 
 
 def whole(image: Any) -> str:
