@@ -65,6 +65,69 @@ def test_chains(names, start):
     numpy.testing.assert_allclose(image.to_numpy(), array, rtol=1e-6)
 
 
+def world(image, index):
+    """Where the element at an index, in the order of an array, is in space: by origin, spacing and directions."""
+    turned, spacing = image.get_spatial_directions(), image.get_spatial_spacing()
+    along = [turned.get_column_direction(), turned.get_row_direction(), turned.get_slice_direction()]
+    position = numpy.array(list(image.get_spatial_origin()))
+    for axis, place in zip(image.axes, index):
+        dimension = "XYZ".index(axis)
+        position += numpy.array(list(along[dimension])) * (spacing[dimension] * place)
+    return position
+
+
+SPATIAL_STEPS = st.one_of(
+    st.tuples(st.just("crop"), st.sampled_from("xyz"), SLICES | st.integers(0, 3)),
+    st.tuples(st.just("flip"), st.sampled_from("XYZ")),
+    st.tuples(st.just("subsample"), st.integers(1, 3)),
+    st.tuples(st.just("astype"), st.sampled_from(["float32", "float64", "uint32"])),
+    st.tuples(st.just("transpose")),
+)
+
+
+@given(steps=st.lists(SPATIAL_STEPS, max_size=8), angle=st.floats(-3, 3), data=st.data())
+def test_elements_stay_where_they_are_in_space(steps, angle, data):
+    """Each element holds its own number, which tells where it was."""
+    image, array = volume((4, 5, 6), "uint16", origin=(1, -2, 3), spacing=(0.5, -2, 1.5))
+    turned = [numpy.cos(angle), numpy.sin(angle), 0], [-numpy.sin(angle), numpy.cos(angle), 0]
+    image.set_spatial_directions(zarnik.SpatialDirections(*map(zarnik.Vector3d, turned)))
+    view = image
+    for name, *arguments in steps:
+        if name == "crop":
+            axis, place = arguments
+            if axis.upper() not in view.axes or (isinstance(place, int) and view.ndim == 1):
+                continue
+            extent = view.shape[view.axes.index(axis.upper())]
+            place = place % extent if isinstance(place, int) else place
+            if isinstance(place, slice) and not range(*place.indices(extent)):
+                continue
+            view = view.crop(**{axis: place})
+        elif name != "flip" or arguments[0] in view.axes:
+            view = getattr(view, name)(*arguments)
+    index = tuple(data.draw(st.integers(0, size - 1)) for size in view.shape)
+    before = numpy.unravel_index(int(view[index]), array.shape)
+    numpy.testing.assert_allclose(world(view, index), world(image, before), atol=1e-9)
+
+
+def test_reading_a_chain_takes_little_memory():
+    run = run_python(
+        """
+import resource
+import numpy, zarnik
+from zarnik import _direct
+volume = zarnik.from_numpy(numpy.ones((65, 520, 1040), "uint16"), "ZYX")
+chain = volume.crop(slice(1, 65), slice(3, 515), slice(5, 1029)).crop(..., slice(None, None, 2)).flip("X")
+chain = chain.astype("float32").rescale((0, 4), (0, 1))
+out = numpy.ones(chain.shape, "float32")
+chain.crop(slice(0, 8), slice(0, 256)).to_numpy()
+before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+_direct.fill_buffer(chain, (0, 0, 0), out.shape[::-1], out)
+print(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before < 2048, (out == 0.25).all())
+"""
+    )
+    assert (run.stdout, run.stderr) == ("True True\n", "")
+
+
 def test_axes_by_name():
     image, array = volume(spacing=[1.0, 2.0, 3.0], origin=[10.0, 20.0, 30.0])
     part = image.crop(y=slice(1, 4), z=5)
@@ -165,6 +228,12 @@ def test_from_array_reads_what_is_asked_for():
     assert list(image.tiling_info().max_tile_size()) == [200, 100]
     shows(image.crop(slice(10, 20), slice(30, 50)), array[10:20, 30:50])
     assert source.keys == [((10, 20), (30, 50))]
+    tiles = image.crop(slice(50, 450), slice(100, 700)).flip("X").transpose().tiling_info()
+    assert (list(tiles.max_tile_size()), tiles.tile_count()) == ([100, 200], 5 * 4)
+    assert [list(corner) for corner in (tiles.tile_region(0).get_origin(), tiles.tile_region(0).get_size())] == [
+        [0, 0],
+        [50, 100],
+    ]
     part = image.flip("X").astype("float64").crop(x=slice(0, 3))
     shows(part, array[:, ::-1][:, :3].astype("float64"))
     with pytest.raises(zarnik.Error, match="WRITE"):
@@ -231,7 +300,7 @@ def test_long_operations_tell_their_progress(tmp_path):
     for operation, total in (
         (lambda progress: _direct.copy_in_memory(doubles, progress), array.size * 8),
         (lambda progress: _direct.copy_on_disk(doubles, str(tmp_path), progress), array.size * 8),
-        (lambda progress: _direct.compute_levels(levels, progress), level_bytes),
+        (lambda progress: levels.compute(progress=progress), level_bytes),
     ):
         with pytest.raises(KeyError, match="enough") as caught:
             operation(lambda done, total: {}["enough"])

@@ -1,5 +1,6 @@
 #include "adapters/AdaptedImageView.h"
 
+#include "adapters/AdaptedTiling.h"
 #include "adapters/RelabelledImageView.h"
 #include "views/RestrictedImageView.h"
 #include "zarnik/core/Error.h"
@@ -7,6 +8,7 @@
 #include "zarnik/values/ArrayX.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/BorrowedMemoryView.h"
+#include "zarnik/views/GridTiling.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/TilingInfoExtension.h"
 
@@ -35,9 +37,9 @@ bool showsMemory(ImageView & image) {
 }
 
 /// The tiles of the source, for a view of the same geometry.
-class AdaptedTiling : public TilingInfoExtension {
+class SameTiling : public TilingInfoExtension {
 public:
-  AdaptedTiling(std::shared_ptr<TilingInfoExtension> tiling, std::shared_ptr<ImageView> view)
+  SameTiling(std::shared_ptr<TilingInfoExtension> tiling, std::shared_ptr<ImageView> view)
       : tiling_(std::move(tiling)), view_(std::move(view)) {}
 
   VectorXu64 maxTileSize() const override { return tiling_->maxTileSize(); }
@@ -107,14 +109,18 @@ std::shared_ptr<Extension> AdaptedImageView::extension(size_t id) const {
 }
 
 std::shared_ptr<Extension> AdaptedImageView::tiling() const {
-  auto ofSource =
-      adaptation_.axes.isIdentity() && shape() == adaptation_.sourceShape ? adaptation_.source->tilingInfo() : nullptr;
-  if (!ofSource)
+  auto ofSource = adaptation_.source->tilingInfo();
+  bool const isSame = adaptation_.axes.isIdentity() && shape() == adaptation_.sourceShape;
+  // Of other tilings nobody knows that they are cut along planes.
+  bool const isGrid = dynamic_cast<GridTiling const *>(ofSource.get()) != nullptr;
+  if (!ofSource || (!isSame && !isGrid))
     return nullptr;
   // A copy of the view, which costs little: the view itself cannot be shared from here.
   auto copy = std::make_shared<AdaptedImageView>(
       adaptation_, Description{properties(), metadata(), "by tiles", {adaptation_.source}});
-  return std::make_shared<AdaptedTiling>(std::move(ofSource), std::move(copy));
+  if (isSame)
+    return std::make_shared<SameTiling>(std::move(ofSource), std::move(copy));
+  return std::make_shared<AdaptedTiling>(std::move(copy), adaptation_.axes, ofSource->maxTileSize());
 }
 
 bool AdaptedImageView::isInvertible() const {

@@ -34,6 +34,8 @@ public:
   explicit AxisMapping(size_t rank);
 
   size_t rank() const { return axes_.size() - 1; }
+  /// Where a dimension leads; to number `rank of the source` if that is the components.
+  MappedAxis const & axis(size_t dimension) const { return axes_[dimension]; }
 
   /// Begins an axis at another index; `rank()` is the axis of the components.
   void crop(size_t axis, uint64_t origin);

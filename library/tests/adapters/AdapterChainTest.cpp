@@ -1,6 +1,8 @@
 #include "adapters/AdapterSources.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/SpatialCalibrationProperty.h"
+#include "zarnik/values/ArrayX.h"
+#include "zarnik/views/TilingInfoExtension.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -508,6 +510,57 @@ TEST(AdapterReading, AsksTheSourceForNoMoreThanItNeeds) {
     // Of components that are a dimension with steps, each is read on its own.
     ASSERT_LE(source->elementsRead, asked * std::max<uint64_t>(source->reads, 1)) << chain.image->toString();
     ASSERT_LE(source->reads, isEmpty ? 0u : components) << chain.image->toString();
+  }
+}
+
+TEST(AdapterTiles, AreThePartsOfTheSourcesTiles) {
+  RandomChains random(seedOfTests() + 5);
+  uint64_t constexpr extent = 3; // of the source's tiles
+  for (int round = 0; round < 1000; ++round) {
+    auto const source = std::make_shared<ForeignImage>(random.shape(), random.type(),
+                                                       ImageCapabilitySet(ImageCapability::READ), extent);
+    Chain chain;
+    chain.image = source;
+    chain.shape = source->shape();
+    chain.cells.resize(elementCount(chain.shape) * chain.components());
+    std::iota(chain.cells.begin(), chain.cells.end(), size_t{0});
+    for (int n = 0; n < 8; ++n)
+      random.extend(chain);
+    auto const tiling = chain.image->tilingInfo();
+    ASSERT_TRUE(tiling) << chain.image->toString();
+    SCOPED_TRACE(chain.image->toString());
+    auto const components = source->dataType().elementCount();
+    auto const tileOf = [&](VectorXu64 const & index) {
+      auto tile = indexOf(chain.cellOf(index, 0) / components, source->shape());
+      for (auto & place : tile)
+        place /= extent;
+      return tile;
+    };
+    std::vector<VectorXu64> seen; // tiles of the source
+    VectorXu64 largest(chain.shape.size());
+    uint64_t covered = 0;
+    for (size_t tile = 0; tile < tiling->tileCount(); ++tile) {
+      auto const region = tiling->tileRegion(tile);
+      seen.push_back(tileOf(region.origin()));
+      for (uint64_t position = 0; position < region.elementCount(); ++position)
+        ASSERT_EQ(tileOf(region.origin() + indexOf(position, region.size())), seen.back());
+      for (size_t axis = 0; axis < largest.size(); ++axis)
+        largest[axis] = std::max(largest[axis], region.size()[axis]);
+      covered += region.elementCount();
+      std::vector<uint8_t> byTile(region.elementCount() * chain.image->dataType().byteCount()), byRegion(byTile);
+      tiling->readTile(tile, byTile.data());
+      chain.image->readRegion(region, byRegion.data());
+      ASSERT_EQ(byTile, byRegion);
+    }
+    // All elements once, and no tile of the source in two of the view's.
+    ASSERT_EQ(covered, elementCount(chain.shape));
+    for (size_t tile = 0; tile < seen.size(); ++tile)
+      ASSERT_EQ(std::count(seen.begin(), seen.end(), seen[tile]), 1);
+    // A view of the whole source tells what that does, which may be more.
+    for (size_t axis = 0; axis < largest.size(); ++axis)
+      ASSERT_GE(tiling->maxTileSize()[axis], largest[axis]);
+    ASSERT_EQ(tiling->tilingGrid().indexer().elementCount(), tiling->tileCount());
+    EXPECT_THROW(static_cast<void>(tiling->tileRegion(tiling->tileCount())), InvalidArgument);
   }
 }
 
