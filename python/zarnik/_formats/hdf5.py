@@ -152,9 +152,27 @@ def _array(source: Source, dataset: Any) -> Any:
     ):
         return _elements.elements(source, offset, dataset.shape, dtype, "")
     if dataset.chunks is None or dataset.is_virtual or not _filters(dataset):
-        return _elements.Lazy(dataset.shape, dtype, dataset.__getitem__, dataset.chunks)
+        return _Direct(dataset)
     identity = _elements.identity_of(source, dataset.name)
     return TiledArray(dataset.shape, dtype, dataset.chunks, _Chunks(dataset), identity=identity)
+
+
+class _Direct:
+    """A dataset that is read into what wants it, where that lies in the order of the file."""
+
+    def __init__(self, dataset: Any) -> None:
+        self._dataset = dataset
+        self.shape, self.dtype, self.chunks = dataset.shape, dataset.dtype, dataset.chunks
+
+    def __getitem__(self, key: Any) -> Any:
+        return self._dataset[key]
+
+    def read_into(self, origin: Sequence[int], out: Any) -> None:
+        key = tuple(slice(first, first + count) for first, count in zip(origin, out.shape))
+        if out.flags.c_contiguous:
+            self._dataset.read_direct(out, key)
+        else:
+            out[...] = self._dataset[key]
 
 
 def _filters(dataset: Any) -> list[int]:
