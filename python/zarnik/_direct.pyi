@@ -109,6 +109,7 @@ def close_stream(stream: Any, /) -> None:
 def abort_stream(stream: Any, /) -> None:
     """Break off what was written to a stream, where that makes a difference."""
 
+def open_http_whole(uri: Any, method: str, headers: Any, /) -> Any: ...
 def open_http_random(uri: Any, method: str, headers: Any, /) -> Any:
     """Open a resource of a server for reading."""
 

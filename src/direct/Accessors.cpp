@@ -12,6 +12,7 @@
 #include "zarnik/access/StreamAccessFactory.h"
 #include "zarnik/access/StreamCompletion.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/http/HttpAccess.h"
 #include "zarnik/http/HttpStatistics.h"
 #include "zarnik/values/Checked.h"
 
@@ -330,6 +331,9 @@ PyObject * abortStream(PyObject *, PyObject * object) {
   });
 }
 
+// The least that a request for a whole resource asks for.
+constexpr size_t wholeBytes = size_t{4} << 20;
+
 // An accessor that is opened by a URI, a method and headers.
 template <typename Open> PyObject * openHttp(PyObject * arguments, Open open, swig_type_info * type) {
   return guarded([&]() -> PyObject * {
@@ -348,6 +352,17 @@ template <typename Open> PyObject * openHttp(PyObject * arguments, Open open, sw
 
 PyObject * openHttpRandom(PyObject *, PyObject * arguments) {
   return openHttp(arguments, &RandomAccessFactory::openHTTPRead, types().random);
+}
+
+// What is small and wanted whole comes by one request.
+PyObject * openHttpWhole(PyObject *, PyObject * arguments) {
+  auto const open = [](Uri const & uri, std::string const & method, HTTPHeaders const & headers) {
+    auto options = defaultHttpOptions();
+    options.blockBytes = std::max(options.blockBytes, std::min(wholeBytes, options.requestBytes));
+    options.readAheadBytes = 0;
+    return openHttpRead(uri, method, headers, options);
+  };
+  return openHttp(arguments, open, types().random);
 }
 
 PyObject * openHttpStream(PyObject *, PyObject * arguments) {
@@ -461,6 +476,7 @@ PyMethodDef methods[] = {
     {"close_stream", closeStream, METH_O, "Complete what was written to a stream."},
     {"abort_stream", abortStream, METH_O, "Break off what was written to a stream, where that makes a difference."},
     {"open_http_random", openHttpRandom, METH_VARARGS, "Open a resource of a server for reading."},
+    {"open_http_whole", openHttpWhole, METH_VARARGS, "Open a resource of a server for reading it whole."},
     {"open_http_stream", openHttpStream, METH_VARARGS, "Open a resource of a server for writing."},
     {"open_file", openFile, METH_VARARGS, "Open a file: random, random+, mapped, r, w or r+."},
     {"random_over_buffer", randomOverBuffer, METH_O, "An accessor over the memory of an object, which it keeps."},

@@ -3,7 +3,7 @@
 #include "access/MemoryAccess.h"
 #include "access/RegionAccess.h"
 #include "access/StreamedAccess.h"
-#include "http/HttpAccess.h"
+#include "zarnik/http/HttpAccess.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccessFactory.h"
 #include "zarnik/core/Error.h"

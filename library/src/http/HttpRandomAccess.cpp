@@ -1,9 +1,9 @@
 #include "http/HttpRandomAccess.h"
 
 #include "access/Innermost.h"
-#include "http/HttpAccess.h"
 #include "http/HttpWriteStream.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/http/HttpAccess.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,10 +1,10 @@
 #include "http/HttpWriteStream.h"
 
 #include "core/Logging.h"
-#include "http/HttpAccess.h"
 #include "http/SessionPool.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/Interruption.h"
+#include "zarnik/http/HttpAccess.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "../../src/http/HttpAccess.h"
+#include "zarnik/http/HttpAccess.h"
 #include "http/TestServers.h"
 #include "zarnik/access/StreamCompletion.h"
 #include "zarnik/core/Error.h"

@@ -8,16 +8,19 @@ import json
 import os
 import threading
 import zipfile
+from collections.abc import Callable
 from typing import Any
 
 import zarnik._classes as _classes
-from zarnik._access import open_random
+from zarnik import _direct
 from zarnik.plugins import Source
 
 _ROOTS = ("zarr.json", ".zgroup", ".zarray", ".zattrs")
 # Descriptions are texts; what is larger is none.
 _MOST_METADATA = 64 << 20
 _MOST_OF_A_KEY = 2 << 30
+# Shards of a server that stay open.
+_MOST_OPEN = 64
 
 
 class Store:
@@ -167,11 +170,13 @@ class HttpStore(Store):
         self._base = base.rstrip("/")
         self._query = question + query
         self._lock = threading.Lock()
-        self._small: dict[str, bytes | None] = {}
+        self._descriptions: dict[str, bytes | None] = {}
+        self._opened: dict[str, Any] = {}
 
-    def _open(self, key: str) -> Any:
+    def _open(self, key: str, open_it: Callable[..., Any]) -> Any:
+        uri = _classes.Uri("/".join([self._base, *_parts(key)]) + self._query)
         try:
-            return open_random("/".join([self._base, *_parts(key)]) + self._query)
+            return open_it(uri, "GET", _classes.HTTPHeaders())
         except _classes.Error as error:
             # What is not there is no error: chunks that hold nothing are left out.
             if "status 404" in str(error) or "status 410" in str(error):
@@ -179,19 +184,30 @@ class HttpStore(Store):
             raise
 
     def get(self, key: str) -> bytes | None:
-        is_small = key.rpartition("/")[2] in (*_ROOTS, ".zmetadata")
-        if is_small and key in self._small:
-            return self._small[key]
-        access = self._open(key)
+        is_description = key.rpartition("/")[2] in (*_ROOTS, ".zmetadata")
+        if is_description and key in self._descriptions:
+            return self._descriptions[key]
+        access = self._open(key, _direct.open_http_whole)
+        if access is not None and len(access) > _MOST_OF_A_KEY:
+            raise _classes.Error(f"{self.where}: {key!r} has {len(access)} bytes")
         found = None if access is None else access.read(0, len(access))
-        if is_small:
-            self._small[key] = found
+        if is_description:
+            self._descriptions[key] = found
         return found
 
     def get_part(self, key: str, offset: int, size: int) -> bytes | None:
-        access = self._open(key)
+        # Of a shard more parts are wanted.
+        with self._lock:
+            found = self._opened.pop(key, None)
+            if found is not None:
+                self._opened[key] = found
+        access = self._open(key, _direct.open_http_random) if found is None else found
         if access is None:
             return None
+        with self._lock:
+            self._opened[key] = access
+            if len(self._opened) > _MOST_OPEN:
+                del self._opened[next(iter(self._opened))]
         begin = offset if offset >= 0 else max(len(access) + offset, 0)
         return access.read(begin, min(size, max(0, len(access) - begin)))
 
