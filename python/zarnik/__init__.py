@@ -87,6 +87,7 @@ from zarnik._files import LossWarning as LossWarning
 from zarnik._files import formats as formats
 from zarnik._files import info as info
 from zarnik._files import open as open
+from zarnik._files import rebuild_levels as rebuild_levels
 from zarnik._files import save as save
 from zarnik._http import http_options as http_options
 from zarnik._http import set_http_options as set_http_options

@@ -169,11 +169,12 @@ def callback_image(
     data_type: int,
     axes: int,
     chunk_sizes: Sequence[int] | None,
-    fill: Callable[[tuple[int, ...], tuple[int, ...], bytearray], None],
+    fill: Callable[[tuple[int, ...], tuple[int, ...], memoryview], None],
+    store: Callable[[tuple[int, ...], tuple[int, ...], memoryview], None] | None,
     name: str,
     /,
 ) -> Any:
-    """Return an image whose regions a function reads, given origin, size and a buffer to fill."""
+    """Return an image whose regions functions read and write, given origin, size and a buffer of the elements."""
 
 # ---- stored images ---------------------------------------------------------------------------------------------------
 

@@ -135,6 +135,26 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
             chosen.save(part, cast("ImageView", what), progress=report, **options)
 
 
+def rebuild_levels(path: Any, *, method: str | None = None, progress: Progress = None) -> None:
+    """Compute the coarser levels of an OME-Zarr anew, in place, after its first level was written by regions.
+
+    :param path: The folder of the image.
+    :param method: "mean" or "nearest", by default the one that it was saved with, or the mean.
+    :param progress: True for a bar, or a function that is called with what is done and the total, in bytes.
+    :raises Error: if it is none.
+    """
+    from zarnik import _formats
+    from zarnik.plugins import Source
+
+    chosen = _formats.named("OME-Zarr")
+    _require(chosen)
+    source = Source(path)
+    with listener(progress, "levels") as told, _errors_of(chosen, source):
+        from zarnik._formats import zarr_writer
+
+        zarr_writer.rebuild_levels(source.path or "", method, told or _tell_nobody)
+
+
 class SeriesMapping(Mapping[str, Any]):
     """The images of a file by their names, in the order of the file; each is opened when it is asked for."""
 

@@ -349,27 +349,43 @@ def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
     library_order = sorted(range(len(shape)), key=lambda axis: dimensions[axis])
     # Where each axis of the array is among those of a buffer, whose axes are the library's from last to first.
     array_order = [len(shape) - 1 - library_order.index(axis) for axis in range(len(shape))]
-    # Ours decode into the memory where it is wanted.
+    # Ours decode into the memory where it is wanted, and may be written.
     read_into = getattr(array, "read_into", None)
+    write_from = getattr(array, "write_from", None)
 
-    def fill(origin: tuple[int, ...], size: tuple[int, ...], buffer: bytearray) -> None:
+    def place_of(origin: tuple[int, ...], size: tuple[int, ...]) -> tuple[list[int], list[int]]:
         first, count = [0] * len(shape), [0] * len(shape)
         for place, axis in enumerate(library_order):
             first[axis], count[axis] = origin[place], size[place]
-        out = numpy.frombuffer(buffer, scalar).reshape(size[::-1])
+        return first, count
+
+    def fill(origin: tuple[int, ...], size: tuple[int, ...], buffer: memoryview) -> None:
+        first, count = place_of(origin, size)
         if read_into is not None:
-            read_into(first, out.transpose(array_order))
+            try:
+                read_into(first, numpy.frombuffer(buffer, scalar).reshape(size[::-1]).transpose(array_order))
+            except BaseException as error:
+                # The frames below hold memory that is not theirs any more when somebody looks at them.
+                error.__traceback__ = None
+                raise
             return
         part = numpy.asarray(array[tuple(slice(begin, begin + extent) for begin, extent in zip(first, count))])
         if part.shape != tuple(count):
             raise ValueError(f"the array gave a part of shape {part.shape} for one of shape {tuple(count)}")
-        out[...] = part.transpose(library_order[::-1])
+        numpy.frombuffer(buffer, scalar).reshape(size[::-1])[...] = part.transpose(library_order[::-1])
+
+    def store(origin: tuple[int, ...], size: tuple[int, ...], buffer: memoryview) -> None:
+        first, _ = place_of(origin, size)
+        # A copy: whoever stores it may keep it.
+        part = numpy.frombuffer(bytes(buffer), scalar).reshape(size[::-1]).transpose(array_order)
+        write_from(first, part)  # type: ignore[misc]
 
     chunks = _chunks(array, len(shape))
     sizes = [shape[axis] for axis in library_order]
     tiles = None if chunks is None else [chunks[axis] for axis in library_order]
     data_type, named = data_type_id_of(scalar), _classes.ImageType(dimensions).value()
-    made = _direct.callback_image(sizes, data_type, named, tiles, fill, f"array of {type(array).__module__}")
+    name = f"array of {type(array).__module__}"
+    made = _direct.callback_image(sizes, data_type, named, tiles, fill, None if write_from is None else store, name)
     return made_by(made, from_array, array, _axes.letters(dimensions))
 
 

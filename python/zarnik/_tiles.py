@@ -9,7 +9,7 @@ import os
 import threading
 import weakref
 from collections import OrderedDict
-from collections.abc import Callable, Hashable, Sequence
+from collections.abc import Callable, Hashable, Iterator, Sequence
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -260,10 +260,6 @@ class TiledArray:
         """Fill an array, of any strides, with the elements of a region that begins at an origin."""
         if out.size == 0:
             return
-        places = [
-            range(first // chunk, (first + count - 1) // chunk + 1)
-            for first, count, chunk in zip(origin, out.shape, self._grid)
-        ]
         fetched: dict[tuple[int, ...], Any] = {}
 
         def place(index: tuple[int, ...]) -> None:
@@ -276,7 +272,7 @@ class TiledArray:
             out[tuple(target)] = tile[tuple(source)]
 
         threads = _MOST_THREADS // 2 if self._waits else 1 if out.nbytes < _SMALL else thread_count()
-        waiting = itertools.product(*places)
+        waiting = self._tiles_of(origin, out.shape)
         while batch := list(itertools.islice(waiting, self._batch)):
             if self._fetch is not None:
                 missing = [index for index in batch if not CACHE.has(self._owner, index)]
@@ -292,6 +288,15 @@ class TiledArray:
             raise ValueError(f"tile {index} has shape {tile.shape}, expected is {expected}")
         return tile
 
-    def drop(self, index: tuple[int, ...]) -> None:
-        """Let go of a tile that was changed where it is stored."""
-        CACHE.drop(self._owner, index)
+    def drop(self, origin: Sequence[int], shape: Sequence[int]) -> None:
+        """Let go of the tiles of a region that was changed where it is stored."""
+        for index in self._tiles_of(origin, shape):
+            CACHE.drop(self._owner, index)
+
+    def _tiles_of(self, origin: Sequence[int], shape: Sequence[int]) -> Iterator[tuple[int, ...]]:
+        return itertools.product(
+            *(
+                range(first // chunk, (first + count - 1) // chunk + 1)
+                for first, count, chunk in zip(origin, shape, self._grid)
+            )
+        )

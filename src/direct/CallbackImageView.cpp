@@ -14,7 +14,8 @@ namespace zarnik::python {
 
 namespace {
 
-/// PyBUF_WRITE, which the limited interface does not name before 3.11.
+/// PyBUF_READ and PyBUF_WRITE, which the limited interface does not name before 3.11.
+constexpr int bufferReadable = 0x100;
 constexpr int bufferWritable = 0x200;
 
 Reference tupleOf(VectorXu64 const & vector) {
@@ -40,15 +41,16 @@ void requireInside(RegionXu64 const & region, VectorXu64 const & shape) {
 } // namespace
 
 std::shared_ptr<ImageView> CallbackImageView::create(VectorXu64 shape, DataType dataType, ImageType axes,
-                                                     VectorXu64 tileSize, KeptObject fill, std::string name) {
-  return std::shared_ptr<ImageView>(
-      new CallbackImageView(std::move(shape), dataType, axes, std::move(tileSize), std::move(fill), std::move(name)));
+                                                     VectorXu64 tileSize, KeptObject fill,
+                                                     std::optional<KeptObject> store, std::string name) {
+  return std::shared_ptr<ImageView>(new CallbackImageView(std::move(shape), dataType, axes, std::move(tileSize),
+                                                          std::move(fill), std::move(store), std::move(name)));
 }
 
 CallbackImageView::CallbackImageView(VectorXu64 shape, DataType dataType, ImageType axes, VectorXu64 tileSize,
-                                     KeptObject fill, std::string name)
+                                     KeptObject fill, std::optional<KeptObject> store, std::string name)
     : shape_(std::move(shape)), dataType_(dataType), tileSize_(std::move(tileSize)), fill_(std::move(fill)),
-      origin_(ViewOriginExtension::create(ViewDataOrigin::UNKNOWN, std::move(name))) {
+      store_(std::move(store)), origin_(ViewOriginExtension::create(ViewDataOrigin::UNKNOWN, std::move(name))) {
   auto properties = ImageProperties::fromDataType(dataType);
   properties->imageInfo().setAxesInterpretation(axes);
   properties->requireCompatibleWith(shape_, dataType);
@@ -73,7 +75,10 @@ std::shared_ptr<Extension> CallbackImageView::extension(size_t id) const {
   }
 }
 
-ImageCapabilitySet CallbackImageView::capabilities() const { return ImageCapability::READ; }
+ImageCapabilitySet CallbackImageView::capabilities() const {
+  ImageCapabilitySet capabilities = ImageCapability::READ;
+  return store_ ? capabilities | ImageCapability::WRITE : capabilities;
+}
 
 void CallbackImageView::read(VectorXu64 const & index, void * destination) {
   readRegion(RegionXu64(index, VectorXu64::createUniform(index.size(), 1)), destination);
@@ -85,16 +90,38 @@ void CallbackImageView::readRegion(RegionXu64 const & region, void * destination
   if (bytes == 0)
     return;
   WithLock const lock;
+  call(fill_, "read", region,
+       Reference::steal(
+           PyMemoryView_FromMemory(static_cast<char *>(destination), static_cast<Py_ssize_t>(bytes), bufferWritable)));
+}
+
+void CallbackImageView::write(VectorXu64 const & index, void const * source) {
+  writeRegion(RegionXu64(index, VectorXu64::createUniform(index.size(), 1)), source);
+}
+
+void CallbackImageView::writeRegion(RegionXu64 const & region, void const * source) {
+  if (!store_)
+    return ImageView::writeRegion(region, source);
+  requireInside(region, shape_);
+  auto const bytes = checkedMultiply(region.elementCount(), dataType_.byteCount(), "bytes of a region");
+  if (bytes == 0)
+    return;
+  WithLock const lock;
+  // Nobody writes to a buffer that is readable only.
+  auto * const begin = static_cast<char *>(const_cast<void *>(source));
+  call(*store_, "write", region,
+       Reference::steal(PyMemoryView_FromMemory(begin, static_cast<Py_ssize_t>(bytes), bufferReadable)));
+}
+
+void CallbackImageView::call(KeptObject const & function, char const * verb, RegionXu64 const & region,
+                             Reference buffer) const {
   auto const origin = tupleOf(region.origin());
   auto const size = tupleOf(region.size());
-  auto const buffer = Reference::steal(
-      PyMemoryView_FromMemory(static_cast<char *>(destination), static_cast<Py_ssize_t>(bytes), bufferWritable));
-  auto const result =
-      origin && size && buffer
-          ? Reference::steal(PyObject_CallFunctionObjArgs(fill_.get(), origin.get(), size.get(), buffer.get(), nullptr))
-          : Reference();
+  auto const result = origin && size && buffer ? Reference::steal(PyObject_CallFunctionObjArgs(
+                                                     function.get(), origin.get(), size.get(), buffer.get(), nullptr))
+                                               : Reference();
   if (!result)
-    throw CausedError(fmt::format("cannot read region {} of an array", region.toString()));
+    throw CausedError(fmt::format("cannot {} region {} of an array", verb, region.toString()));
 }
 
 } // namespace zarnik::python

@@ -11,6 +11,7 @@
 #include "zarnik/views/LodImageViewFactory.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -161,12 +162,14 @@ PyObject * callbackImage(PyObject *, PyObject * arguments) {
     PyObject * fill = nullptr;
     unsigned long long dataType = 0;
     unsigned long long axes = 0;
+    PyObject * store = nullptr;
     char const * name = nullptr;
-    if (!PyArg_ParseTuple(arguments, "OKKOOs:callback_image", &sizes, &dataType, &axes, &chunks, &fill, &name))
+    if (!PyArg_ParseTuple(arguments, "OKKOOOs:callback_image", &sizes, &dataType, &axes, &chunks, &fill, &store, &name))
       return nullptr;
     auto tiles = chunks == Py_None ? VectorXu64() : sizesOf(chunks);
-    return wrapImage(CallbackImageView::create(sizesOf(sizes), DataType(dataType), ImageType(axes), std::move(tiles),
-                                               KeptObject(Reference::share(fill)), name));
+    return wrapImage(CallbackImageView::create(
+        sizesOf(sizes), DataType(dataType), ImageType(axes), std::move(tiles), KeptObject(Reference::share(fill)),
+        store == Py_None ? std::nullopt : std::optional(KeptObject(Reference::share(store))), name));
   });
 }
 
@@ -184,7 +187,8 @@ PyMethodDef methods[] = {
     {"copy_on_disk", copyOnDisk, METH_VARARGS,
      "A copy of an image in a temporary file: copy_on_disk(image, folder, progress)."},
     {"callback_image", callbackImage, METH_VARARGS,
-     "An image read by a function: callback_image(sizes, data type, axes, chunk sizes or None, fill, name)."},
+     "An image read by a function: callback_image(sizes, data type, axes, chunk sizes or None, fill, store or None, "
+     "name)."},
     {nullptr, nullptr, 0, nullptr},
 };
 

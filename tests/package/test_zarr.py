@@ -1,9 +1,15 @@
 """OME-Zarr and plain Zarr: equal to what zarr reads, and read by it when we write."""
 
 import contextlib
+import functools
+import http.server
 import json
+import multiprocessing
 import os
+import pathlib
 import shutil
+import sys
+import threading
 import warnings
 import zipfile
 
@@ -12,6 +18,10 @@ import pytest
 from numpy.testing import assert_allclose, assert_array_equal
 
 import zarnik
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
+
+from http_nginx import nginx
 
 zarr = pytest.importorskip("zarr", minversion="3")
 numcodecs = pytest.importorskip("numcodecs")
@@ -310,3 +320,83 @@ def test_archives(tmp_path):
         archive.writestr(".zattrs", "{")
     with pytest.raises(zarnik.Error, match="no JSON"):
         zarnik.open(tmp_path / "bomb.zip")
+
+
+def _write_parts(path, numbers):
+    target = zarnik.open(path, mode="r+")
+    for number in numbers:
+        target[number * 10 : number * 10 + 10] = values((10, 40, 50), seed=number)
+
+
+@pytest.mark.parametrize("options", [{"version": "0.4"}, {"shards": {"z": 10, "y": 40, "x": 50}}], ids=str)
+def test_processes_write_regions_of_one_image(options, tmp_path):
+    path = tmp_path / "a.zarr"
+    like = zarnik.uniform((60, 40, 50), 0, "uint16", axes="ZYX").with_properties(spacing=(1, 2, 3), unit="mm")
+    zarnik.save(path, like, empty=True, levels=2, chunks={"z": 10, "y": 20, "x": 25}, **options)
+    watching = zarnik.open(path)
+    assert not watching[...].any()
+    context = multiprocessing.get_context("spawn")
+    writers = [context.Process(target=_write_parts, args=(path, numbers)) for numbers in ((0, 3, 5), (1, 4), (2,))]
+    for writer in writers:
+        writer.start()
+    for writer in writers:
+        writer.join()
+        assert writer.exitcode == 0
+    expected = numpy.concatenate([values((10, 40, 50), seed=number) for number in range(6)])
+    image = zarnik.open(path)
+    assert_array_equal(image[...], expected)
+    assert (image.spacing, image.unit) == ((1, 2, 3), "mm") and not image.levels[1][...].any()
+    zarnik.rebuild_levels(path)
+    levels = zarnik.coarser_levels(zarnik.from_numpy(expected, "ZYX"), coarsest=30)
+    assert_array_equal(zarnik.open(path).levels[1][...], levels[1].to_numpy())
+
+    target = zarnik.open(path, mode="r+")
+    for cut in ((slice(5, 10),), (slice(0, 10), slice(0, 33)), (slice(52, 60),)):
+        with pytest.raises(zarnik.Error, match="others may write the rest"):
+            target[cut] = 1
+    alone = zarnik.open(path, mode="r+", whole_chunks=False)
+    alone[5:7, 3] = 1234
+    expected[5:7, 3] = 1234
+    assert_array_equal(alone[...], expected)
+    assert_array_equal(zarnik.open(path)[...], expected)
+    with pytest.raises(zarnik.Error, match="local folder"):
+        zarnik.save(tmp_path / "a.ozx", like)
+        zarnik.open(tmp_path / "a.ozx", mode="r+")
+
+
+def test_servers(tmp_path):
+    array = values((40, 100, 120))
+    image = zarnik.from_numpy(array, "ZYX", spacing=(1, 2, 3), unit="mm")
+    kinds = {
+        "a.zarr": {"version": "0.4", "levels": 2, "chunks": {"z": 20, "y": 50, "x": 60}},
+        "b.zarr": {"chunks": {"z": 10, "y": 50, "x": 60}, "shards": {"z": 40, "y": 100, "x": 60}},
+        "c.ozx": {"chunks": {"z": 10, "y": 50, "x": 60}},
+    }
+    for name, options in kinds.items():
+        zarnik.save(tmp_path / name, image, **options)
+    shutil.rmtree(tmp_path / "a.zarr" / "0" / "1" / "1")  # what is not there is zero
+    expected = {"a.zarr": array.copy(), "b.zarr": array, "c.ozx": array}
+    expected["a.zarr"][20:, 50:] = 0
+    with nginx(tmp_path) as server:
+        for name, content in expected.items():
+            again = zarnik.open(server.url(name))
+            assert (again.spacing, again.unit) == ((1, 2, 3), "mm")
+            before = server.requests()
+            assert_array_equal(again[25:30, 10:20, 30:90], content[25:30, 10:20, 30:90])
+            if name == "a.zarr":
+                assert server.requests() - before == 2  # one for each chunk
+                again[22, 12, 31:80]
+                assert server.requests() - before == 2
+            assert_array_equal(again[...], content)
+        with pytest.raises(zarnik.Error, match="404"):
+            zarnik.open(server.url("nothing.zarr"))
+
+    class Quiet(http.server.SimpleHTTPRequestHandler):  # which sends no parts
+        def log_message(self, *_):
+            pass
+
+    with http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Quiet, directory=tmp_path)) as simple:
+        threading.Thread(target=simple.serve_forever, daemon=True).start()
+        for name in ("a.zarr", "b.zarr"):
+            assert_array_equal(zarnik.open(f"http://127.0.0.1:{simple.server_port}/{name}")[...], expected[name])
+        simple.shutdown()

@@ -55,16 +55,7 @@ def write(
     method: str | None = None,
     bigtiff: bool | None = None,
 ) -> None:
-    """Write an image.
-
-    :param compression: Such as "zlib", "zstd", "lzw", "jpeg"; tiles are compressed on several threads.
-    :param tile: Rows and columns of a tile, multiples of 16, or one number for both; by default 256 where there is
-        compression, levels or a plane of more than 64 MiB, else none: then NumPy can share the memory of the file.
-    :param levels: How many levels of detail, each of half the rows and columns of the one before; True for as many as
-        it takes until no side is longer than 256.
-    :param method: "mean" or "nearest", by which levels are made; by default nearest for labels and binary images.
-    :param bigtiff: Whether offsets have 64 bits; by default where 32 may not be enough.
-    """
+    """Write an image, as the format's `save` takes it."""
     import tifffile
 
     stack = _Stack(image)

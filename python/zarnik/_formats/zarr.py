@@ -2,12 +2,12 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator, Sequence
+from collections.abc import Iterator, Mapping, Sequence
 from typing import Any
 
 import zarnik._classes as _classes
 from zarnik._formats import ome
-from zarnik._formats.zarr_array import open_array
+from zarnik._formats.zarr_array import open_array, open_writable
 from zarnik._formats.zarr_store import FolderStore, Store, ZipStore, store_of
 from zarnik._formats.zarr_writer import ATTRIBUTE
 from zarnik.plugins import Format, Series, Source, image_of
@@ -30,6 +30,7 @@ class Zarr(Format):
     extra = "zarr"
     requires = ("zarr",)
     can_write = True
+    can_update = True
 
     def recognizes(self, source: Source) -> bool:
         if source.is_folder:
@@ -41,20 +42,70 @@ class Zarr(Format):
             return store_of(source).has_root()
         return source.head[:4] in _ARCHIVES and ZipStore(source).has_root()
 
-    def open(self, source: Source, *, axes: str | None = None) -> list[Series]:  # type: ignore[override]
+    def open(  # type: ignore[override]
+        self, source: Source, *, axes: str | None = None, whole_chunks: bool = True
+    ) -> list[Series]:
         """Open the images of a hierarchy.
 
         :param axes: The axes of the arrays, such as "TZYX", if they do not tell them.
+        :param whole_chunks: With mode "r+", whether regions that cut chunks, or shards, are refused. Regions of whole
+            ones may be written by many processes at once. False is for the only writer.
         """
-        found = list(_Hierarchy(store_of(source), axes).images(""))
+        folder = None
+        if source.mode != "r":
+            if not source.is_folder:
+                raise _classes.NotImplemented("of Zarr only a local folder is written in place")
+            folder = source.path
+        found = list(_Hierarchy(store_of(source), axes, folder, whole_chunks).images(""))
         if len(found) > _MOST_IMAGES:
             raise _classes.Error(f"{source.name!r} has more than {_MOST_IMAGES} images")
         return found
 
-    def save(self, path: str, image: Any, *, progress: Any, **options: Any) -> None:
+    def save(  # type: ignore[override]
+        self,
+        path: str,
+        image: Any,
+        *,
+        progress: Any,
+        version: str = "0.5",
+        chunks: Sequence[int] | Mapping[str, int] | None = None,
+        shards: Sequence[int] | Mapping[str, int] | None = None,
+        compression: str | Mapping[str, Any] | None = "zstd",
+        levels: bool | int = True,
+        method: str | None = None,
+        name: str | None = None,
+        empty: bool = False,
+    ) -> None:
+        """Write an image.
+
+        :param version: "0.5", which is Zarr 3, or "0.4", which is Zarr 2.
+        :param chunks: Elements of a chunk along each axis, in the order T, C, Z, Y, X as far as the image has them, or
+            by letters, {"z": 64}; by default 32 x 256 x 256 of Z, Y, X.
+        :param shards: Elements of a shard, a file of several chunks, likewise; by default each chunk is one.
+            Of version 0.5.
+        :param compression: "zstd", "blosc", "gzip", or None; or the configuration of a codec, such as
+            {"name": "blosc", "cname": "lz4", "clevel": 5}.
+        :param levels: How many levels of detail, each of half the size of the one before along X, Y and Z; True for as
+            many as it takes until no side is longer than 256.
+        :param method: "mean" or "nearest", by which levels are made; by default nearest for labels and binary images.
+        :param name: The name of the image.
+        :param empty: Whether no element is written, so that others fill in the regions: `zarnik.open(path, mode="r+")`.
+        """
         from zarnik._formats import zarr_writer
 
-        zarr_writer.write(path, image, progress, **options)
+        zarr_writer.write(
+            path,
+            image,
+            progress,
+            version=version,
+            chunks=chunks,
+            shards=shards,
+            compression=compression,
+            levels=levels,
+            method=method,
+            name=name,
+            empty=empty,
+        )
 
     def losses(self, image: Any, **options: Any) -> list[str]:
         from zarnik._formats import zarr_writer
@@ -63,10 +114,19 @@ class Zarr(Format):
 
 
 class _Hierarchy:
-    def __init__(self, store: Store, axes: str | None) -> None:
+    def __init__(self, store: Store, axes: str | None, folder: str | None, whole_chunks: bool) -> None:
         self._store = store
         self._axes = axes
+        self._folder = folder
+        self._whole_chunks = whole_chunks
         self._seen = 0
+
+    def array(self, path: str, version: int) -> tuple[Any, Any]:
+        """The array at a path as the zarr package has it, and what its elements are read from, or written to."""
+        array, tiles = open_array(self._store, path, version)
+        if self._folder is None:
+            return array, tiles
+        return array, open_writable(self._folder, path, version, self._whole_chunks)
 
     def _node(self, path: str) -> tuple[int, str, dict[str, Any]]:
         """The version of what lies at a path, whether it is a "group" or an "array", and its attributes."""
@@ -148,7 +208,7 @@ class _Hierarchy:
     # ---- arrays alone ------------------------------------------------------------------------------------------------
 
     def _plain(self, path: str, name: str | None, version: int, attributes: dict[str, Any]) -> Series:
-        array, tiles = open_array(self._store, path, version)
+        array, tiles = self.array(path, version)
         names = getattr(array.metadata, "dimension_names", None) or attributes.get("_ARRAY_DIMENSIONS")
         axes = self._axes or _axes_of(names, len(tiles.shape))
 
@@ -169,8 +229,7 @@ class _Hierarchy:
             title = name if name is not None else (str(scales.get("name") or "") or None)
             described = _Description(scales, told.get("omero"), self._axes)
             makers = [
-                _Maker(self._store, path, version, described, level, attributes, label)
-                for level in range(len(datasets))
+                _Maker(self, path, version, described, level, attributes, label) for level in range(len(datasets))
             ]
             array, tiles = makers[0].array()
             described.check(len(tiles.shape))
@@ -202,9 +261,9 @@ class _Maker:
     """Opens one level when it is asked for."""
 
     def __init__(
-        self, store: Store, path: str, version: int, described: _Description, level: int, attributes: Any, label: bool
+        self, of: _Hierarchy, path: str, version: int, described: _Description, level: int, attributes: Any, label: bool
     ) -> None:
-        self._store, self._path, self._version = store, path, version
+        self._of, self._path, self._version = of, path, version
         self._described, self._level, self._attributes = described, level, attributes
         self._is_label = label
         self._opened: Any = None
@@ -213,7 +272,7 @@ class _Maker:
         if self._opened is None:
             inside = str(self._described.datasets[self._level].get("path"))
             path = f"{self._path}/{inside}" if self._path else inside
-            self._opened = open_array(self._store, path, self._version)
+            self._opened = self._of.array(path, self._version)
         return self._opened
 
     def __call__(self) -> Any:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+import os
 import threading
 import zlib
 from collections import OrderedDict
@@ -12,7 +13,7 @@ from typing import Any
 import numpy
 
 import zarnik._classes as _classes
-from zarnik._formats.zarr_store import Store, adapter
+from zarnik._formats.zarr_store import FolderStore, Store, adapter
 from zarnik._tiles import TiledArray
 
 _NOTHING = 2**64 - 1
@@ -22,7 +23,49 @@ _MOST_CHUNK_BYTES = 8 << 30
 Decode = Callable[[bytes], Any]
 
 
-def open_array(store: Store, path: str, zarr_format: int) -> tuple[Any, TiledArray]:
+class WritableArray:
+    """An array whose regions are written by the zarr package, each chunk as a whole.
+
+    :param must_be_whole: Whether a region that cuts a chunk, or a shard, is refused: what others write to the rest of
+        it at the same time would be lost.
+    """
+
+    def __init__(self, tiles: TiledArray, array: Any, forget: Callable[[], None], must_be_whole: bool) -> None:
+        self._tiles, self._array, self._forget, self._must_be_whole = tiles, array, forget, must_be_whole
+        self.shape, self.dtype, self.chunks = tiles.shape, tiles.dtype, tiles.chunks
+        self.read_into = tiles.read_into
+        self._unit = tuple(getattr(array, "shards", None) or array.chunks)
+
+    def __getitem__(self, key: Any) -> Any:
+        return self._tiles[key]
+
+    def write_from(self, origin: Sequence[int], part: Any) -> None:
+        """Store the elements of a region that begins at an origin.
+
+        :raises Error: if it cuts chunks and that is not allowed.
+        """
+        for first, count, unit, size in zip(origin, part.shape, self._unit, self.shape):
+            if self._must_be_whole and (first % unit or ((first + count) % unit and first + count != size)):
+                what = "shards" if getattr(self._array, "shards", None) else "chunks"
+                raise _classes.Error(
+                    f"a region of {part.shape} at {tuple(origin)} cuts {what} of {self._unit}, of which others may "
+                    "write the rest: write whole ones, or open it with whole_chunks=False to be the only writer"
+                )
+        self._array[tuple(slice(first, first + count) for first, count in zip(origin, part.shape))] = part
+        self._forget()
+        self._tiles.drop(origin, part.shape)
+
+
+def open_writable(folder: str, path: str, zarr_format: int, must_be_whole: bool) -> WritableArray:
+    """Return the array at a path below a folder to be written in place."""
+    import zarr
+
+    _, tiles = open_array(FolderStore(folder), path, zarr_format)
+    writable = zarr.open_array(os.path.join(folder, path), mode="r+", zarr_format=zarr_format)  # type: ignore[arg-type,unused-ignore]
+    return WritableArray(tiles, writable, tiles.forget_shards, must_be_whole)
+
+
+def open_array(store: Store, path: str, zarr_format: int) -> tuple[Any, ZarrTiles]:
     """Return the array of the zarr package that lies at a path, and the tiles of its chunks.
 
     :raises Error: if none is there that can be read.
@@ -37,7 +80,18 @@ def open_array(store: Store, path: str, zarr_format: int) -> tuple[Any, TiledArr
     return array, tiles_of(store, path, array)
 
 
-def tiles_of(store: Store, path: str, array: Any) -> TiledArray:
+class ZarrTiles(TiledArray):
+    """The chunks of an array."""
+
+    shards: _Shards | None = None
+
+    def forget_shards(self) -> None:
+        """Read the indices of shards again, of which some were written."""
+        if self.shards is not None:
+            self.shards.forget()
+
+
+def tiles_of(store: Store, path: str, array: Any) -> ZarrTiles:
     metadata = array.metadata
     dtype = numpy.dtype(array.dtype)
     if dtype.hasobject or dtype.kind not in "biuf":
@@ -49,6 +103,7 @@ def tiles_of(store: Store, path: str, array: Any) -> TiledArray:
     chunk = _Chunk(dtype, chunks)
     decode: Any
     raw: Decode | None
+    shards: _Shards | None = None
     if metadata.zarr_format == 2:
         raw = _of_version_2(metadata, chunk)
         separator = metadata.dimension_separator
@@ -65,11 +120,11 @@ def tiles_of(store: Store, path: str, array: Any) -> TiledArray:
             return prefix + str(metadata.encode_chunk_key(tuple(index)))
 
         if shard is not None and raw is not None:
-            shards = _Shards(store, key_of, shard, [int(size) for size in array.shards])
+            shards = indexed = _Shards(store, key_of, shard, [int(size) for size in array.shards])
             raw_part = raw
 
             def decode_part(index: tuple[int, ...], fetched: Any) -> Any:
-                part = shards.get(index, chunks)
+                part = indexed.get(index, chunks)
                 return None if part is None else raw_part(part)
 
             decode = decode_part
@@ -89,7 +144,7 @@ def tiles_of(store: Store, path: str, array: Any) -> TiledArray:
 
         decode = decode_whole
     fill = metadata.fill_value
-    return TiledArray(
+    made = ZarrTiles(
         array.shape,
         dtype.newbyteorder("="),
         chunks,
@@ -97,6 +152,8 @@ def tiles_of(store: Store, path: str, array: Any) -> TiledArray:
         waits=store.is_remote,
         fill_value=0 if fill is None else fill,
     )
+    made.shards = shards
+    return made
 
 
 class _Chunk:
@@ -232,6 +289,10 @@ class _Shards:
         if data is None or len(data) != size:
             raise _classes.Error(f"shard {self._key_of(shard)!r} has no {size} bytes at {offset}")
         return data
+
+    def forget(self) -> None:
+        with self._lock:
+            self._indices.clear()
 
     def _index(self, shard: tuple[int, ...]) -> Any:
         with self._lock:

@@ -172,9 +172,15 @@ class HttpStore(Store):
         self._lock = threading.Lock()
         self._descriptions: dict[str, bytes | None] = {}
         self._opened: dict[str, Any] = {}
+        self._has_ranges = True
+
+    def _url(self, key: str) -> str:
+        from urllib.parse import quote
+
+        return "/".join([self._base, *map(quote, _parts(key))]) + self._query
 
     def _open(self, key: str, open_it: Callable[..., Any]) -> Any:
-        uri = _classes.Uri("/".join([self._base, *_parts(key)]) + self._query)
+        uri = _classes.Uri(self._url(key))
         try:
             return open_it(uri, "GET", _classes.HTTPHeaders())
         except _classes.Error as error:
@@ -187,7 +193,16 @@ class HttpStore(Store):
         is_description = key.rpartition("/")[2] in (*_ROOTS, ".zmetadata")
         if is_description and key in self._descriptions:
             return self._descriptions[key]
-        access = self._open(key, _direct.open_http_whole)
+        access = None
+        if self._has_ranges:
+            try:
+                access = self._open(key, _direct.open_http_whole)
+            except _classes.Error as error:
+                if "does not send ranges" not in str(error):
+                    raise
+                self._has_ranges = False
+        if not self._has_ranges:
+            return self._whole(key)
         if access is not None and len(access) > _MOST_OF_A_KEY:
             raise _classes.Error(f"{self.where}: {key!r} has {len(access)} bytes")
         found = None if access is None else access.read(0, len(access))
@@ -195,7 +210,25 @@ class HttpStore(Store):
             self._descriptions[key] = found
         return found
 
+    def _whole(self, key: str) -> bytes | None:
+        """What a server gives that knows no parts, such as that of the standard library."""
+        from urllib.error import HTTPError
+        from urllib.request import urlopen
+
+        url = self._url(key)
+        try:
+            with urlopen(url, timeout=30) as answer:
+                return answer.read(_MOST_OF_A_KEY)
+        except HTTPError as error:
+            if error.code in (404, 410):
+                return None
+            raise _classes.Error(f"{url}: the server answered with status {error.code}") from error
+        except OSError as error:
+            raise _classes.Error(f"{url}: {error}") from error
+
     def get_part(self, key: str, offset: int, size: int) -> bytes | None:
+        if not self._has_ranges:
+            return super().get_part(key, offset, size)
         # Of a shard more parts are wanted.
         with self._lock:
             found = self._opened.pop(key, None)

@@ -56,21 +56,7 @@ def write(
     name: str | None = None,
     empty: bool = False,
 ) -> None:
-    """Write an image.
-
-    :param version: "0.5", which is Zarr 3, or "0.4", which is Zarr 2.
-    :param chunks: Elements of a chunk along each axis, in the order T, C, Z, Y, X as far as the image has them, or by
-        letters, {"z": 64}; by default 32 x 256 x 256 of Z, Y, X.
-    :param shards: Elements of a shard, a file of several chunks, likewise; by default each chunk is one.
-        Of version 0.5.
-    :param compression: "zstd", "blosc", "gzip", or None; or the configuration of a codec, such as
-        {"name": "blosc", "cname": "lz4", "clevel": 5}.
-    :param levels: How many levels of detail, each of half the size of the one before along X, Y and Z; True for as
-        many as it takes until no side is longer than 256.
-    :param method: "mean" or "nearest", by which levels are made; by default nearest for labels and binary images.
-    :param name: The name of the image.
-    :param empty: Whether no element is written, so that others fill in the regions: `zarnik.open(path, mode="r+")`.
-    """
+    """Write an image, as the format's `save` takes it."""
     if version not in _VERSIONS:
         raise _classes.InvalidArgument(f"version {version!r} is none of {', '.join(_VERSIONS)}")
     if path.lower().endswith(_ARCHIVES):
@@ -236,6 +222,32 @@ class _Writer:
             }
             for place in range(count)
         ]
+
+
+def rebuild_levels(path: str, method: str | None, progress: Callable[[int, int], None]) -> None:
+    """Compute the coarser levels of an image anew, each from the one before."""
+    import zarr
+
+    group = zarr.open_group(path, mode="r+")
+    attributes = dict(group.attrs)
+    told: Any = attributes.get("ome", attributes)
+    if not isinstance(told, dict) or not told.get("multiscales"):
+        raise _classes.Error(f"{path!r} is no image of OME-Zarr")
+    scales = told["multiscales"][0]
+    if method not in (None, "mean", "nearest"):
+        raise _classes.InvalidArgument(f"method {method!r} is neither 'mean' nor 'nearest'")
+    nearest = (method or scales.get("type")) == "nearest"
+    names = [str(dataset["path"]) for dataset in scales["datasets"]]
+    total, done = sum(group[name].nbytes for name in names[1:]), 0  # type: ignore[union-attr,unused-ignore]
+    progress(0, total)
+    for finer, coarser in zip(names, names[1:]):
+        array: Any = group[coarser]
+        source = Halved(path, finer, group.metadata.zarr_format, array.shape, nearest)
+        for key in blocks(array):
+            part = source.read(key)
+            array[key] = part
+            done += part.nbytes
+            progress(done, total)
 
 
 def blocks(array: Any) -> Iterator[tuple[slice, ...]]:
