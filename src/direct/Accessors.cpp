@@ -332,7 +332,7 @@ PyObject * abortStream(PyObject *, PyObject * object) {
 }
 
 // The least that a request for a whole resource asks for.
-constexpr size_t wholeBytes = size_t{4} << 20;
+constexpr size_t WHOLE_BYTES = size_t{4} << 20;
 
 // An accessor that is opened by a URI, a method and headers.
 template <typename Open> PyObject * openHttp(PyObject * arguments, Open open, swig_type_info * type) {
@@ -358,7 +358,7 @@ PyObject * openHttpRandom(PyObject *, PyObject * arguments) {
 PyObject * openHttpWhole(PyObject *, PyObject * arguments) {
   auto const open = [](Uri const & uri, std::string const & method, HTTPHeaders const & headers) {
     auto options = defaultHttpOptions();
-    options.blockBytes = std::max(options.blockBytes, std::min(wholeBytes, options.requestBytes));
+    options.blockBytes = std::max(options.blockBytes, std::min(WHOLE_BYTES, options.requestBytes));
     options.readAheadBytes = 0;
     return openHttpRead(uri, method, headers, options);
   };

@@ -15,8 +15,8 @@ namespace zarnik::python {
 namespace {
 
 /// PyBUF_READ and PyBUF_WRITE, which the limited interface does not name before 3.11.
-constexpr int bufferReadable = 0x100;
-constexpr int bufferWritable = 0x200;
+constexpr int BUFFER_READABLE = 0x100;
+constexpr int BUFFER_WRITABLE = 0x200;
 
 Reference tupleOf(VectorXu64 const & vector) {
   auto tuple = Reference::steal(PyTuple_New(static_cast<Py_ssize_t>(vector.size())));
@@ -92,7 +92,7 @@ void CallbackImageView::readRegion(RegionXu64 const & region, void * destination
   WithLock const lock;
   call(fill_, "read", region,
        Reference::steal(
-           PyMemoryView_FromMemory(static_cast<char *>(destination), static_cast<Py_ssize_t>(bytes), bufferWritable)));
+           PyMemoryView_FromMemory(static_cast<char *>(destination), static_cast<Py_ssize_t>(bytes), BUFFER_WRITABLE)));
 }
 
 void CallbackImageView::write(VectorXu64 const & index, void const * source) {
@@ -110,7 +110,7 @@ void CallbackImageView::writeRegion(RegionXu64 const & region, void const * sour
   // Nobody writes to a buffer that is readable only.
   auto * const begin = static_cast<char *>(const_cast<void *>(source));
   call(*store_, "write", region,
-       Reference::steal(PyMemoryView_FromMemory(begin, static_cast<Py_ssize_t>(bytes), bufferReadable)));
+       Reference::steal(PyMemoryView_FromMemory(begin, static_cast<Py_ssize_t>(bytes), BUFFER_READABLE)));
 }
 
 void CallbackImageView::call(KeptObject const & function, char const * verb, RegionXu64 const & region,

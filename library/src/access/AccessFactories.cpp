@@ -3,10 +3,10 @@
 #include "access/MemoryAccess.h"
 #include "access/RegionAccess.h"
 #include "access/StreamedAccess.h"
-#include "zarnik/http/HttpAccess.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccessFactory.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/http/HttpAccess.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,7 +1,7 @@
-#include "zarnik/http/HttpAccess.h"
 #include "http/TestServers.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/Interruption.h"
+#include "zarnik/http/HttpAccess.h"
 #include "zarnik/http/HttpOptions.h"
 #include "zarnik/http/HttpStatistics.h"
 

@@ -1,9 +1,9 @@
 // Against nginx, a server as it is meant to be: over HTTP/1.1, and over TLS with HTTP/2.
 
-#include "zarnik/http/HttpAccess.h"
 #include "http/TestServers.h"
 #include "zarnik/access/StreamCompletion.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/http/HttpAccess.h"
 #include "zarnik/http/HttpStatistics.h"
 
 #include <cstdlib>

@@ -1,7 +1,7 @@
-#include "zarnik/http/HttpAccess.h"
 #include "http/TestServers.h"
 #include "zarnik/access/StreamCompletion.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/http/HttpAccess.h"
 #include "zarnik/http/HttpStatistics.h"
 
 #include <chrono>
