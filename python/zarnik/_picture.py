@@ -64,10 +64,12 @@ class _Picture:
         if origin is not None:
             rows["made by"] = origin.display_name()
         cells = "".join(
-            f"<tr><th style='text-align:left'>{html.escape(name)}</th><td>{html.escape(text)}</td></tr>"
+            f"<tr><th style='text-align:left;white-space:nowrap'>{html.escape(name)}</th><td>{html.escape(text)}</td></tr>"
             for name, text in rows.items()
         )
-        return f"<div style='display:flex;gap:1em'><table>{cells}</table>{_thumbnail(view)}</div>"
+        return (
+            f"<div style='display:flex;gap:1em;align-items:flex-start'><table>{cells}</table>{_thumbnail(view)}</div>"
+        )
 
 
 def _middle(view: Any) -> Any:
@@ -88,33 +90,23 @@ def _middle(view: Any) -> Any:
 def _thumbnail(view: Any) -> str:
     import base64
 
+    from zarnik._rendering import Plan
+
     try:
         if 0 in view.shape or view.ndim < 2 or not view.support(1):
             return ""
-        picture = _middle(view)
-        rows, columns = picture.shape[:2]
-        step = max(1, -(-max(rows, columns) // _THUMBNAIL_PIXELS))
-        # Of each row that is shown, all may have to be read.
-        if (
-            -(-rows // step) * columns * numpy.prod(picture.shape[2:], dtype=int) * view.dtype.itemsize
-            > _THUMBNAIL_BYTES
-        ):
-            return ""
-        pixels = picture.crop(slice(None, None, step), slice(None, None, step)).to_numpy()
-        png = base64.b64encode(png_of(_stretched(pixels))).decode()
-        return f"<img alt='thumbnail' src='data:image/png;base64,{png}'/>"
+        plan = Plan(view, _THUMBNAIL_PIXELS, may_enlarge=False)
+        if plan.bytes_read() > _THUMBNAIL_BYTES:
+            # Single elements instead of means; of each row that is shown, all may have to be read.
+            steps = [max(1, size // _THUMBNAIL_PIXELS) for size in plan.sizes]
+            if plan.bytes_read() // steps[0] > _THUMBNAIL_BYTES:
+                return ""
+            places = [slice(None, None, dict(zip(plan.shown, steps)).get(letter)) for letter in plan.axes]
+            plan = Plan(view.crop(*places), _THUMBNAIL_PIXELS, may_enlarge=False)
+        png = base64.b64encode(png_of(plan.picture())).decode()
+        return f"<img alt='thumbnail' style='flex:none' src='data:image/png;base64,{png}'/>"
     except (_classes.Error, TypeError, ValueError, MemoryError):
         return ""  # a picture that cannot be had is no reason not to show the rest
-
-
-def _stretched(pixels: Any) -> Any:
-    """Bytes from black to white, whatever the values."""
-    values = numpy.abs(pixels) if pixels.dtype.kind == "c" else pixels
-    values = numpy.nan_to_num(values.astype(numpy.float64))
-    if pixels.dtype != numpy.uint8 or values.ndim == 2:
-        low, high = values.min(), values.max()
-        values = (values - low) * (255 / (high - low)) if high > low else values * 0
-    return values.astype(numpy.uint8)
 
 
 def png_of(pixels: Any) -> bytes:

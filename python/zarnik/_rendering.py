@@ -32,7 +32,9 @@ class Plan:
     :param places: Slices and indices by the letters of axes, in full resolution.
     """
 
-    def __init__(self, image: Any, pixels: int | None, places: Mapping[str, Any] | None = None) -> None:
+    def __init__(
+        self, image: Any, pixels: int | None, places: Mapping[str, Any] | None = None, may_enlarge: bool = True
+    ) -> None:
         # Axes that nobody named have the names of those that are usual for as many.
         self.axes: str = image.axes or "ZCTYX"[-image.ndim :]
         self.image = image
@@ -53,6 +55,8 @@ class Plan:
         natural = max(length / min(self.spacing) for length in lengths)
         if pixels is None:
             pixels = min(_MOST, int(natural * max(1, _FEWEST // natural)))
+        elif not may_enlarge:
+            pixels = min(pixels, int(natural))
         per_length = pixels / max(lengths) if all(lengths) else 0.0
         #: the rows and columns of the picture
         self.shape = tuple(max(1, round(length * per_length)) for length in lengths)
@@ -74,6 +78,13 @@ class Plan:
             if level.axes == self.image.axes and all(size >= wanted for size, wanted in zip(sizes, self.shape)):
                 chosen = level
         return chosen
+
+    def bytes_read(self) -> int:
+        """How many bytes the elements have that the picture is made of."""
+        level = self.level()
+        key, _ = self._regions(level)
+        counts = [place.stop - place.start for place in key if isinstance(place, slice)]
+        return math.prod(counts) * int(level.dtype.itemsize)
 
     def values(self) -> Array:
         """The picture in its pixels: rows and columns, and channels if there are; means of what a pixel covers."""
@@ -155,13 +166,13 @@ class Plan:
             low, high = window or (0.0, high)
             return _scaled(values, low, high)
         if values.ndim == 2:
-            return _scaled(values, *(window or _window(values, self.image.dtype)))
+            return _scaled(values, *(window or _window(values)))
         if values.shape[-1] == 1:
-            return _scaled(values[..., 0], *(window or _window(values, self.image.dtype)))
+            return _scaled(values[..., 0], *(window or _window(values)))
         mixed = numpy.zeros((*values.shape[:2], 3))
         for channel in range(values.shape[-1]):
             of_channel = values[..., channel]
-            grey = _scaled(of_channel, *(window or _window(of_channel, self.image.dtype)))
+            grey = _scaled(of_channel, *(window or _window(of_channel)))
             mixed += grey[..., numpy.newaxis] * _CHANNELS[channel % len(_CHANNELS)]
         bytes_: Array = mixed.clip(0, 255).astype(numpy.uint8)
         return bytes_
@@ -188,11 +199,12 @@ def _places(axes: str, shape: Sequence[int], given: Mapping[str, Any]) -> dict[s
     return places
 
 
-def _window(values: Array, dtype: Any) -> tuple[float, float]:
-    if dtype == numpy.uint8:
-        return 0.0, 255.0
+def _window(values: Array) -> tuple[float, float]:
     low, high = (float(value) for value in numpy.percentile(values, _TAILS))
-    return (low, high) if high > low else (float(values.min()), float(values.max()))
+    if not high > low:
+        low, high = float(values.min()), float(values.max())
+    # What means of equal values differ by is no contrast.
+    return (low, high) if high - low > 1e-9 * max(abs(low), abs(high)) else (low, low)
 
 
 def _scaled(values: Array, low: float, high: float) -> Array:

@@ -357,6 +357,14 @@ def test_thumbnails(shape):
     assert len(zlib.decompress(png[data:])) == 40 * (1 + 50 * (3 if shape[-1] == 3 else 1))
 
 
+def test_thumbnails_have_the_proportions_of_space():
+    for count in (30, 30000):
+        image = zarnik.uniform((30, 1, count), 7, "uint8").with_properties(spacing=(30 / count, 1, 2))
+        png = base64.b64decode(re.search(r"base64,([^']+)'", image.crop(y=0)._repr_html_()).group(1))
+        size = int.from_bytes(png[16:20], "big"), int.from_bytes(png[20:24], "big")
+        assert size[1] / size[0] == pytest.approx(2, rel=0.02)
+
+
 def test_descriptions_are_escaped():
     image = zarnik.from_numpy(numpy.zeros((2, 2), "uint8"))
     image.set_spatial_unit("<script>")
