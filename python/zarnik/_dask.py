@@ -12,7 +12,7 @@ from typing import TYPE_CHECKING, Any
 import numpy
 
 import zarnik._classes as _classes
-from zarnik import _axes, _recipes
+from zarnik import _axes, _direct, _recipes
 from zarnik._calls import flat
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
@@ -276,74 +276,19 @@ def _joined(sizes: tuple[int, ...], most: int) -> tuple[int, ...]:
 
 
 def _tiles_of(image: Any) -> Chunks | None:
-    """Return the sizes of tiles along each axis of an array, of a chain those of the file; None if there are none."""
-    steps = []
-    while True:
-        tiling = image.tiling_info()
-        recipe = _recipes.recipe_of(image)
-        if tiling is not None or recipe is None or not recipe[1] or type(recipe[1][0]) is not _classes.ImageView:
-            break
-        steps.append((recipe, image))
-        image = recipe[1][0]
-    if tiling is None:
+    """Return the sizes of tiles along each axis of an array; None if there are none."""
+    tiling = image.tiling_info()
+    if tiling is None or not tiling.tile_count():
         return None
     layout, sizes = geometry_of(image)
-    shape = layout.shape(sizes)
-    tile = [tiling.max_tile_size()[position] for position in layout.positions]
-    tiles: list[tuple[int, ...]] = [_cut(extent, size) for extent, size in zip(shape, [*tile, *layout.components])]
-    axes = layout.axes or ""
-    for (function, args, kwargs, _), made in reversed(steps):
-        moved = _moved(tiles, axes, function, args[1:], kwargs)
-        if moved is None or tuple(map(sum, moved)) != made.shape:
+    grid = numpy.asarray(tiling.tiling_grid())
+    if grid.ndim != layout.rank:
+        return None
+    along = []
+    for axis, position in enumerate(layout.positions):
+        places = grid[tuple(slice(None) if dimension == position else 0 for dimension in range(layout.rank))]
+        regions = [_direct.corners(tiling.tile_region(int(place))) for place in places]
+        along.append(tuple(int(size[position]) for _, size in regions))
+        if sum(along[axis]) != sizes[position]:
             return None
-        tiles, axes = moved, made.axes or ""
-    return tuple(tiles)
-
-
-def _cut(extent: int, size: int) -> tuple[int, ...]:
-    whole, rest = divmod(extent, max(size, 1))
-    return (size,) * whole + ((rest,) if rest or not whole else ())
-
-
-def _moved(
-    tiles: list[tuple[int, ...]], axes: str, function: Any, args: tuple[Any, ...], kwargs: dict[str, Any]
-) -> list[tuple[int, ...]] | None:
-    """Return where tiles are in what a step makes of an image; None if that has none."""
-    if function in ("astype", "rescale", "with_properties", "thread_safe", "rename_axes") or callable(function):
-        return tiles
-    if function == "transpose":
-        return [tiles[axes.index(letter)] for letter in args[0]] + tiles[len(args[0]) :]
-    if function == "flip":
-        turned = {axes.find(axis.upper()) if isinstance(axis, str) else axis % len(tiles) for axis in args}
-        return [sizes[::-1] if axis in turned else sizes for axis, sizes in enumerate(tiles)]
-    if function == "crop":
-        return _cropped(tiles, axes, args, kwargs)
-    return None
-
-
-def _cropped(
-    tiles: list[tuple[int, ...]], axes: str, places: tuple[Any, ...], by_axis: Mapping[str, Any]
-) -> list[tuple[int, ...]] | None:
-    if len(places) == 1 and isinstance(places[0], tuple):
-        places = places[0]
-    whole = slice(None)
-    keys = list(places)
-    if Ellipsis in keys:
-        at = keys.index(Ellipsis)
-        keys[at : at + 1] = [whole] * (len(tiles) - len(keys) + 1)
-    keys += [whole] * (len(tiles) - len(keys))
-    for letter, key in by_axis.items():
-        keys[axes.index(letter.upper())] = key
-    cropped = []
-    for sizes, key in zip(tiles, keys):
-        if not isinstance(key, slice):
-            continue
-        chosen = range(*key.indices(sum(sizes)))
-        if abs(chosen.step) != 1 or not chosen:
-            return None
-        first, last = min(chosen[0], chosen[-1]), max(chosen[0], chosen[-1]) + 1
-        ends = [0, *accumulate(sizes)]
-        pieces = tuple(min(end, last) - max(begin, first) for begin, end in zip(ends, ends[1:]))
-        pieces = tuple(piece for piece in pieces if piece > 0)
-        cropped.append(pieces if chosen.step > 0 else pieces[::-1])
-    return cropped
+    return (*along, *((extent,) for extent in layout.components))
