@@ -63,9 +63,9 @@ class _Picture:
         origin = view.view_origin()
         if origin is not None:
             rows["made by"] = origin.display_name()
+        heading = "<th style='text-align:left;white-space:nowrap'>"
         cells = "".join(
-            f"<tr><th style='text-align:left;white-space:nowrap'>{html.escape(name)}</th><td>{html.escape(text)}</td></tr>"
-            for name, text in rows.items()
+            f"<tr>{heading}{html.escape(name)}</th><td>{html.escape(text)}</td></tr>" for name, text in rows.items()
         )
         return (
             f"<div style='display:flex;gap:1em;align-items:flex-start'><table>{cells}</table>{_thumbnail(view)}</div>"
