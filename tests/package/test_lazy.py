@@ -1,6 +1,7 @@
 """Images made of images without reading them, against the same steps in NumPy."""
 
 import base64
+import os
 import re
 import threading
 import zlib
@@ -109,6 +110,7 @@ def test_elements_stay_where_they_are_in_space(steps, angle, data):
     numpy.testing.assert_allclose(world(view, index), world(image, before), atol=1e-9)
 
 
+@pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers need memory of their own")
 def test_reading_a_chain_takes_little_memory():
     run = run_python(
         """
