@@ -65,33 +65,33 @@ void fillLoop(CopyBlock const & block, std::byte const * source, std::byte * des
 template <template <size_t> class Loop> CopyKernel forElementSize(size_t bytes) {
   switch (bytes) {
   case 1:
-    return Loop<1>::run;
+    return Loop<1>::RUN;
   case 2:
-    return Loop<2>::run;
+    return Loop<2>::RUN;
   case 3:
-    return Loop<3>::run;
+    return Loop<3>::RUN;
   case 4:
-    return Loop<4>::run;
+    return Loop<4>::RUN;
   case 6:
-    return Loop<6>::run;
+    return Loop<6>::RUN;
   case 8:
-    return Loop<8>::run;
+    return Loop<8>::RUN;
   case 12:
-    return Loop<12>::run;
+    return Loop<12>::RUN;
   case 16:
-    return Loop<16>::run;
+    return Loop<16>::RUN;
   case 24:
-    return Loop<24>::run;
+    return Loop<24>::RUN;
   case 32:
-    return Loop<32>::run;
+    return Loop<32>::RUN;
   default:
-    return Loop<0>::run;
+    return Loop<0>::RUN;
   }
 }
 
-template <size_t N> struct Strided { static constexpr CopyKernel run = &stridedLoop<N>; };
+template <size_t N> struct Strided { static constexpr CopyKernel RUN = &stridedLoop<N>; };
 
-template <size_t N> struct Transpose { static constexpr CopyKernel run = &transposeLoop<N>; };
+template <size_t N> struct Transpose { static constexpr CopyKernel RUN = &transposeLoop<N>; };
 
 } // namespace
 
