@@ -1,0 +1,129 @@
+"""Files of each format: opening them and reading a block or a plane, beside the library that they are read by alone."""
+
+from __future__ import annotations
+
+import shutil
+import sys
+import tempfile
+import time
+from collections.abc import Iterator
+from pathlib import Path
+from typing import Any, Callable
+
+import numpy
+
+from measure import Ratio
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tests" / "support"))
+
+from http_delay import delayed
+from http_nginx import nginx
+
+import zarnik
+
+SIDE = 256
+ROUNDS = 5
+AIM = 1.1
+# As large as what is read, and away from the corner, so that tiles are cut.
+BLOCK = (slice(40, 40 + SIDE),) * 3
+DELAY_SECONDS = 0.02
+
+
+def volume(side: int) -> Any:
+    """Something that compresses about as real images do."""
+    z, y, x = numpy.ogrid[:side, :side, :side]
+    smooth = 1000 + 500 * numpy.sin(x / 30) * numpy.cos(y / 40) * numpy.cos(z / 20)
+    return (smooth + numpy.random.default_rng(0).normal(0, 10, (side,) * 3)).astype("uint16")
+
+
+def medians(ours: Callable[[], Any], theirs: Callable[[], Any]) -> tuple[float, float]:
+    """The median time of both, taking turns, with what was decoded forgotten before each."""
+    times: tuple[list[float], list[float]] = ([], [])
+    for _ in range(ROUNDS):
+        for function, found in zip((ours, theirs), times):
+            limit = zarnik.cache_info()["limit_bytes"]
+            zarnik.set_cache_size(0)
+            zarnik.set_cache_size(limit)
+            begin = time.perf_counter()
+            function()
+            found.append(time.perf_counter() - begin)
+    return float(numpy.median(times[0])), float(numpy.median(times[1]))
+
+
+def tiff(folder: Path, array: Any) -> Iterator[Ratio]:
+    import tifffile
+
+    image = zarnik.from_numpy(array, "ZYX")
+    path = folder / "a.tif"
+
+    def plane() -> Any:
+        with tifffile.TiffFile(path) as file:
+            return file.series[0].pages[100].asarray()
+
+    for name, options in (("plain", {}), ("zlib tiles", {"compression": "zlib", "tile": 128})):
+        zarnik.save(path, image, **options)
+        ours, theirs = medians(lambda: zarnik.open(path).to_numpy().sum(), lambda: tifffile.imread(path).sum())
+        yield Ratio(f"TIFF {name}, open and sum all", "tifffile.imread", ours, theirs, AIM)
+        ours, theirs = medians(lambda: zarnik.open(path)[100], plane)
+        yield Ratio(f"TIFF {name}, open, a plane", "page of a series of tifffile", ours, theirs, AIM)
+
+
+def ome_zarr(folder: Path, array: Any) -> Iterator[Ratio]:
+    import zarr
+
+    image = zarnik.from_numpy(array, "ZYX")
+    path = folder / "a.zarr"
+    plane = (slice(None), slice(None), 100)
+
+    def alone(where: Any) -> Any:
+        return zarr.open_group(path, mode="r")["0"][where]
+
+    for name, options in (
+        ("0.4 blosc", {"version": "0.4", "compression": "blosc"}),
+        ("0.5 zstd", {}),
+        ("0.5 shards", {"shards": {"z": 128, "y": 256, "x": 256}}),
+        ("0.5 plain", {"compression": None}),
+    ):
+        zarnik.save(path, image, chunks={"z": 64, "y": 64, "x": 64}, levels=1, **options)
+        ours, theirs = medians(lambda: zarnik.open(path)[BLOCK], lambda: alone(BLOCK))
+        yield Ratio(f"OME-Zarr {name}, open, a block", "zarr", ours, theirs, AIM)
+        ours, theirs = medians(lambda: zarnik.open(path)[plane], lambda: alone(plane))
+        yield Ratio(f"OME-Zarr {name}, open, a plane", "zarr", ours, theirs, AIM)
+
+
+def from_afar(folder: Path, array: Any) -> Iterator[Ratio]:
+    import zarr
+
+    image = zarnik.from_numpy(array[:SIDE, :SIDE, :SIDE], "ZYX")
+    zarnik.save(folder / "far.zarr", image, chunks={"z": 32, "y": 64, "x": 64}, levels=1)
+    block = (slice(10, 70), slice(30, 200), slice(30, 200))
+    with nginx(folder) as server:
+        for delay in (0.0, DELAY_SECONDS):
+            with delayed(server.port, delay) as port:
+                address = f"http://127.0.0.1:{port}/far.zarr"
+                before = server.requests()
+                zarnik.open(address)[block]
+                middle = server.requests()
+                zarr.open_group(address, mode="r")["0"][block]
+                after = server.requests()
+                ours, theirs = medians(
+                    lambda address=address: zarnik.open(address)[block],
+                    lambda address=address: zarr.open_group(address, mode="r")["0"][block],
+                )
+                name = f"OME-Zarr over HTTP, {delay * 1000:g} ms, {middle - before} requests"
+                yield Ratio(name, f"zarr with fsspec, {after - middle} requests", ours, theirs, AIM)
+
+
+def run() -> Iterator[Ratio]:
+    folder = Path(tempfile.mkdtemp())
+    threads = zarnik.thread_count()
+    # The others use every processor.
+    zarnik.set_thread_count(0)
+    array = volume(SIDE + 64)
+    try:
+        yield from tiff(folder, array)
+        yield from ome_zarr(folder, array)
+        yield from from_afar(folder, array)
+    finally:
+        shutil.rmtree(folder)
+        zarnik.set_thread_count(threads)
