@@ -134,6 +134,9 @@ def share_memory(access: Any, /) -> numpy.ndarray[Any, Any] | None:
 def http_counters(access: Any, /) -> dict[str, int] | None:
     """Return what an access over HTTP has done so far, None for any other."""
 
+def http_version(access: Any, /) -> str | None:
+    """Return what tells versions of a resource that is read over HTTP apart, None for any other access."""
+
 # ---- images ----------------------------------------------------------------------------------------------------------
 
 def is_same_view(first: Any, second: Any, /) -> bool:

@@ -11,7 +11,7 @@ from typing import TYPE_CHECKING, Any, cast
 import zarnik._classes as _classes
 from zarnik._extension import Kept, extends, kept
 from zarnik._progress import Progress, listener
-from zarnik._recipes import made_by
+from zarnik._recipes import made_by, of_version
 
 if TYPE_CHECKING:
     from zarnik._classes import DataFrameView, ImageView
@@ -55,11 +55,9 @@ def open(
     :return: The image; a mapping from names to images if there are several; a table, if that was stored.
     :raises Error: if nothing that can be read is there, or libraries for it are missing.
     """
-    from zarnik.plugins import Source
-
     source, chosen, found = _opened(what, format, mode, options)
     with _errors_of(chosen, source):
-        again = partial(_again, what.what if isinstance(what, Source) else what, format=format, mode=mode, **options)
+        again = partial(_again, source, format=format, mode=mode, **options)
         if series is None:
             found = [one for one in found if not one.is_secondary] or found
         if series is None and len(found) > 1:
@@ -339,11 +337,14 @@ def _level_of(one: Series, place: int, again: Again) -> Any:
     return again(one.levels[place](), level=place)
 
 
-def _again(what: Any, image: Any, **options: Any) -> Any:
+def _again(source: Source, image: Any, **options: Any) -> Any:
     """Tell how an image was opened, so that it can be opened elsewhere."""
     if not isinstance(image, _classes.ImageView):
         return image
-    return made_by(image, open, what, **{name: option for name, option in options.items() if option is not None})
+    made_by(image, open, source.what, **{name: option for name, option in options.items() if option is not None})
+    if source.opened is not None:
+        of_version(image, source.opened)
+    return image
 
 
 def _made(level: Any, chosen: Format, source: Source) -> Any:

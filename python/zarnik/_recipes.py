@@ -17,6 +17,7 @@ from weakref import WeakValueDictionary
 import numpy
 
 import zarnik._classes as _classes
+from zarnik import _direct
 from zarnik._calls import flat
 from zarnik._enumerations import ImageCapability
 from zarnik._extension import Kept, extends, kept
@@ -25,7 +26,7 @@ if TYPE_CHECKING:
     from typing_extensions import Self
 
 Made = TypeVar("Made")
-#: A function, or the name of a method of its first argument; its arguments; for a file, what it was like when opened.
+#: A function, or the name of a method of its first argument; its arguments; of a file or URL, which version was opened.
 Recipe = tuple[Union[str, Callable[..., Any]], tuple[Any, ...], dict[str, Any], Any]
 #: A recipe without the image that it begins with.
 Step = tuple[Union[str, Callable[..., Any]], tuple[Any, ...], dict[str, Any]]
@@ -55,10 +56,19 @@ def made_by(made: Made, function: str | Callable[..., Any], *args: Any, **kwargs
         if args[0] is not made:
             keeps.recipe = function, args, kwargs, None
         return made
-    keeps.recipe = recipe = _of_source(function, args, kwargs)
+    keeps.recipe = recipe = _of_source(function, args, kwargs, made)
     if not _is_changeable(made):
         _opened.remember(recipe, made)
     return made
+
+
+def of_version(made: Any, access: Any) -> None:
+    """Remember which version of the resource of a server an image is of, which is read through an accessor."""
+    version = _direct.http_version(access)
+    recipe = recipe_of(made)
+    if version is not None and recipe is not None:
+        made._kept.recipe = recipe = (*recipe[:3], version)
+        _opened.remember(recipe, made)
 
 
 def recipe_of(made: Any) -> Recipe | None:
@@ -67,10 +77,11 @@ def recipe_of(made: Any) -> Recipe | None:
     return None if keeps is None else getattr(keeps, "recipe", None)
 
 
-def _of_source(function: Any, args: tuple[Any, ...], kwargs: dict[str, Any]) -> Recipe:
+def _of_source(function: Any, args: tuple[Any, ...], kwargs: dict[str, Any], made: Any) -> Recipe:
     path = _path_of(args[0]) if args else None
     if path is None:
-        return function, args, kwargs, None
+        mark = _direct.http_version(made) if isinstance(made, _classes.RandomAccess) else None
+        return function, args, kwargs, mark
     # A worker has a working folder of its own.
     path = os.path.abspath(path)
     return function, (path, *args[1:]), kwargs, _mark_of(path) if kwargs.get("mode", "r") == "r" else None
@@ -134,6 +145,7 @@ class _Opened:
                     made = self._known.get(key)
                 if made is None:
                     made = _call(function, args, kwargs)
+                    _check_version(made, recipe)
                     _keep_recipe(made, recipe)
                 with self._lock:
                     self._known[key] = self._latest[key] = made
@@ -363,7 +375,7 @@ def _described(view: Any, plain: tuple[Any, ...], metadata: Any) -> Any:
 def _opened_again(
     function: Any, args: tuple[Any, ...], kwargs: dict[str, Any], mark: Any, description: Description | None = None
 ) -> Any:
-    if mark is not None:
+    if isinstance(mark, tuple):
         _check_unchanged(args[0], mark)
     recipe = function, args, kwargs, mark
     made = _opened.again(recipe)
@@ -382,6 +394,12 @@ def _made_again(root: Any, *steps: Step) -> Any:
     for function, args, kwargs in steps:
         made = _call(function, (made, *args), kwargs)
     return made
+
+
+def _check_version(made: Any, recipe: Recipe) -> None:
+    found = recipe_of(made)
+    if isinstance(recipe[3], str) and found is not None and found[3] != recipe[3]:
+        raise _classes.Error(f"{recipe[1][0]!r} has changed since it was opened: it was {recipe[3]}, it is {found[3]}")
 
 
 def _check_unchanged(path: str, mark: Any) -> None:

@@ -83,6 +83,11 @@ class Source:
         self._head: bytes | None = None
 
     @property
+    def opened(self) -> RandomAccess | None:
+        """The accessor that `access` has returned, None if nobody has asked for it."""
+        return self._access
+
+    @property
     def is_folder(self) -> bool:
         """Whether this is a local folder."""
         return self.path is not None and os.path.isdir(self.path)

@@ -464,6 +464,16 @@ PyObject * httpCounters(PyObject *, PyObject * object) {
   });
 }
 
+PyObject * versionOverHttp(PyObject *, PyObject * object) {
+  return guarded([&]() -> PyObject * {
+    auto const version = httpVersion(*requiredPointer<DataAccess>(object, types().access, "an accessor"));
+    if (version.empty())
+      return none();
+    // Servers may put any bytes into a tag.
+    return PyUnicode_DecodeLatin1(version.data(), static_cast<Py_ssize_t>(version.size()), nullptr);
+  });
+}
+
 PyMethodDef methods[] = {
     {"read_stream", readStream, METH_VARARGS, "Read at the cursor of a stream into a buffer; the number of bytes."},
     {"write_stream", writeStream, METH_VARARGS, "Write a buffer at the cursor of a stream; the number of bytes."},
@@ -483,6 +493,7 @@ PyMethodDef methods[] = {
     {"random_over_file", randomOverFile, METH_O, "An accessor over an object with the methods of a file."},
     {"stream_over_file", streamOverFile, METH_O, "A stream over an object with the methods of a file."},
     {"share_memory", shareMemory, METH_O, "The memory of an accessor as an array, None when it has none to share."},
+    {"http_version", versionOverHttp, METH_O, "What tells versions of a resource over HTTP apart, None for any other."},
     {"http_counters", httpCounters, METH_O, "What an access over HTTP has done so far, None for any other."},
     {}};
 DirectFunctions const registered(methods);

@@ -80,4 +80,13 @@ std::optional<HttpStatistics> httpStatistics(DataAccess const & access) {
   return std::nullopt;
 }
 
+std::string httpVersion(DataAccess const & access) {
+  auto const * const resource = exactly<http::HttpRandomAccess>(innermost(access));
+  if (!resource)
+    return {};
+  auto const & identity = resource->identity();
+  return fmt::format("{} bytes, {}", identity.size,
+                     identity.entityTag.empty() ? identity.lastModified : identity.entityTag);
+}
+
 } // namespace zarnik

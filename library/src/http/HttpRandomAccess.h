@@ -23,6 +23,8 @@ public:
 
   HttpStatistics statistics() const { return resource_.counters().read(); }
 
+  ResourceIdentity const & identity() const { return resource_.identity(); }
+
 private:
   HttpResource resource_;
   BlockReader reader_;

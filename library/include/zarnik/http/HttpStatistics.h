@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 namespace zarnik {
 
@@ -28,5 +29,9 @@ struct HttpStatistics {
 /// Return the counters of an access over HTTP, or of a part or a stream over one; nothing for any other. Safe while
 /// others read through it.
 ZARNIK_API std::optional<HttpStatistics> httpStatistics(DataAccess const & access);
+
+/// Return what tells versions of a resource apart that is read over HTTP: its size, and the entity tag or the time of
+/// the last change as far as the server gives them; empty for any other access.
+ZARNIK_API std::string httpVersion(DataAccess const & access);
 
 } // namespace zarnik
