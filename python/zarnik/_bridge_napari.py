@@ -22,7 +22,7 @@ def layer(image: Any, name: str | None = None) -> Layer:
     axes = named_axes(image)
     is_label = image.interpretation in (ImageInterpretation.LABEL, ImageInterpretation.BINARY)
     is_colour = image.interpretation in _COLOURS and axes.endswith("C") and image.shape[-1] in (3, 4)
-    levels = [_data(level) for level in image.levels]
+    levels = [_data(level, axes.find("C")) for level in image.levels]
     told: dict[str, Any] = {"metadata": image.metadata.to_dict()}
     names = image.channel_names
     if is_colour:
@@ -42,9 +42,27 @@ def layer(image: Any, name: str | None = None) -> Layer:
     return (levels if len(levels) > 1 else levels[0]), told, "labels" if is_label else "image"
 
 
-def _data(image: Any) -> Any:
+class _Channels(LazyArray):
+    """Of which napari takes the channels apart by `array[:, :, channel]`, without wanting their elements yet."""
+
+    def __init__(self, image: Any, axis: int) -> None:
+        super().__init__(image)
+        self._axis = axis
+
+    def __getitem__(self, key: Any) -> Any:
+        whole = [slice(None)] * self.ndim
+        if isinstance(key, tuple) and len(key) == self.ndim and not isinstance(key[self._axis], slice):
+            whole[self._axis] = key[self._axis]
+            if list(key) == whole:
+                return self.take(key[self._axis], self._axis)
+        return super().__getitem__(key)
+
+
+def _data(image: Any, channel_axis: int) -> Any:
     array = in_memory(image)
-    return LazyArray(image) if array is None else array
+    if array is not None:
+        return array
+    return LazyArray(image) if channel_axis < 0 else _Channels(image, channel_axis)
 
 
 def _unit(image: Any) -> str:
