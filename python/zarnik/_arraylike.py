@@ -110,14 +110,18 @@ class _ArrayLike:
     @property
     def __array_interface__(self) -> dict[str, Any]:
         """What NumPy and others need to look at the image's memory; an image without memory to share has none."""
-        layout, _ = geometry_of(self)
-        array = shared_array(self, layout)
-        if array is None:
-            raise AttributeError("this image is not in memory that can be shared: an array of it is a copy")
+        array = _shared(self)
         keep_memory(self, array)
         interface: dict[str, Any] = dict(array.__array_interface__)
         interface["strides"] = array.strides
         return interface
+
+    @property
+    def __array_struct__(self) -> Any:
+        """The same as a capsule, which NumPy asks for first, and which holds the memory that it shows."""
+        if not _HOLDS_STRUCT:
+            raise AttributeError("this NumPy does not hold what it was shown")
+        return _shared(self).__array_struct__
 
     def __dlpack__(self, **arguments: Any) -> Any:
         """Return the image's memory, or a copy if there is none to share, as a DLPack capsule."""
@@ -135,6 +139,17 @@ class _ArrayLike:
         if array is None:
             raise BufferError("this image is not in memory that can be shared: an array of it is a copy")
         return memoryview(array)  # type: ignore[arg-type,unused-ignore]
+
+
+# From NumPy 2 on an array made of an `__array_struct__` holds it, and with it the memory.
+_HOLDS_STRUCT = not numpy.__version__.startswith("1.")
+
+
+def _shared(image: Any) -> Array:
+    array = shared_array(image, geometry_of(image)[0])
+    if array is None:
+        raise AttributeError("this image is not in memory that can be shared: an array of it is a copy")
+    return array
 
 
 def _equal(left: Array, right: Array) -> bool:

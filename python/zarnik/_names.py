@@ -11,6 +11,8 @@ _HIDDEN = re.compile(
     r"_.*|annotations|SHARED_PTR_DISOWN|cvar|SwigPyIterator|\w+Iterator|NotImplemented|\w+CapabilitySet|"
     r"Vector[234X](?!d$|u64$)\w+|Vector[234]u64|Region[234]u64|Matrix[34]f|ArrayX\w+|TransformMatrix\dFactory|"
     r"Readonly\w+Propert\w+|\w+Extension|VariantDataValueFactory|MetadataNodeFactory|MetadataNodeHelper|"
+    r"AccessCapabilities|DataTypeInterpretation|PrimitiveTypeId|ReadonlyMetadataNode|"
+    r"(MultiImage|ParallelAccess|RandomAccess|StreamAccess)Capability|"
     r"UidGenerator|(?!ImageView)\w+Provider|Extension|Writer|NumpyInterop|Version\w+|View|CommonAncestorStatus|ZARNIK_\w+"
 )
 

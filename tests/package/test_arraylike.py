@@ -9,6 +9,7 @@ import pydoc
 import sys
 
 import numpy
+import psutil
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
@@ -54,6 +55,17 @@ def test_images_without_memory_to_share_are_arrays_by_copies():
     assert image.equals(image.read())
     with pytest.raises(BufferError):
         image.__buffer__(0)
+
+
+def test_memory_that_an_image_gave_up_goes_with_the_last_array():
+    image = zarnik.ImageViewFactory.allocate([1000, 1000, 8], "u1")
+    before = psutil.Process().memory_info().rss
+    for depth in range(1, 25):
+        shown = numpy.asarray(image)
+        shown[...] = depth
+        image.reshape([1000, 1000, 8 + depth % 2], "u1")
+        assert (shown == depth).all()
+    assert psutil.Process().memory_info().rss - before < 64e6
 
 
 def test_nan_is_equal_and_shapes_differ():
