@@ -122,7 +122,7 @@ void BlockReader::read(uint64_t offset, uint8_t * destination, size_t size) {
     std::lock_guard const lock(mutex_);
     ahead = noteRead(offset, size);
     auto const & options = resource_.options();
-    much = inOrder_ > size && inOrder_ > options.cacheBytes / 4 && options.readAheadBytes > 0;
+    much = inOrder_ > size && inOrder_ > options.cacheBytes / 4 && options.readAheadBytes > 0 && resource_.mayPause();
   }
   if (!much)
     endSequential();

@@ -49,7 +49,8 @@ void HttpResource::open(uint64_t size, ByteSink & sink) {
   open_ = true;
   if (!queue.validator.empty())
     target_.addHeader("If-Range: " + queue.validator);
-  if (queue.multiplexed)
+  multiplexed_ = queue.multiplexed;
+  if (multiplexed_)
     pool_.setLimit(options_.parallelStreams);
 }
 

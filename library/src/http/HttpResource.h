@@ -34,6 +34,10 @@ public:
   /// It has shown that it may not.
   void refuseSeveral() { takesSeveral_ = false; }
 
+  /// Whether an answer may wait while it is not read. Over HTTP/2 those that wait hold up the connection, and libcurl
+  /// has lost them before.
+  bool mayPause() const { return !multiplexed_; }
+
   uint64_t size() const { return identity_.size; }
   ResourceIdentity const & identity() const { return identity_; }
   SessionPool & pool() { return pool_; }
@@ -51,6 +55,7 @@ private:
   ResourceIdentity identity_;
   Counters counters_;
   bool open_ = false;
+  bool multiplexed_ = false;
   std::atomic<bool> takesSeveral_{true};
 };
 

@@ -8,8 +8,7 @@
 namespace zarnik::http {
 
 SequentialReader::SequentialReader(HttpResource & resource, uint64_t offset)
-    : queue_(std::make_unique<RangeQueue>(resource, *this)), position_(offset), arrived_(offset), end_(resource.size()),
-      process_(processNumber()) {
+    : queue_(std::make_unique<RangeQueue>(resource, *this)), position_(offset), process_(processNumber()) {
   queue_->add({offset, resource.size() - offset});
 }
 
@@ -34,12 +33,11 @@ void SequentialReader::read(uint8_t * destination, size_t size) {
   position_ += size;
 }
 
-void SequentialReader::accept(uint64_t offset, uint8_t const * bytes, size_t size) {
+void SequentialReader::accept(uint64_t, uint8_t const * bytes, size_t size) {
   auto const count = std::min(size, wanted_);
   std::memcpy(destination_, bytes, count);
   destination_ += count;
   wanted_ -= count;
-  arrived_ = offset + size;
   rest_.insert(rest_.end(), bytes + count, bytes + size);
 }
 

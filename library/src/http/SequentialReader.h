@@ -27,14 +27,12 @@ public:
   void read(uint8_t * destination, size_t size);
 
   void accept(uint64_t offset, uint8_t const * bytes, size_t size) override;
-  // The end of the request is waited for: its connection can be used again.
-  bool full() const override { return wanted_ == 0 && arrived_ < end_; }
+  // The end of the answer is not waited for: libcurl may not notice it when the last bytes came during a pause.
+  bool full() const override { return wanted_ == 0; }
 
 private:
   std::unique_ptr<RangeQueue> queue_;
   uint64_t position_;
-  uint64_t arrived_;
-  uint64_t end_;
   uint8_t * destination_ = nullptr;
   size_t wanted_ = 0;
   std::vector<uint8_t> rest_; // what came beyond what was wanted

@@ -133,7 +133,9 @@ TEST_F(HttpServer, SendsMuchThatIsReadInOrderInOneAnswer) {
     readOn(0, 5'000'000);
     readOn(2'000'000, 3'000'000); // a jump back ends the answer
     readOn(3'500'000, content.size());
-    EXPECT_LT(httpStatistics(*access)->requests, 40u);
+    if (target.scheme() == "http") { // over HTTP/2 all of it comes in blocks
+      EXPECT_LT(httpStatistics(*access)->requests, 40u);
+    }
     EXPECT_LT(httpStatistics(*access)->bytesReceived, 15'000'000u);
   }
 }
