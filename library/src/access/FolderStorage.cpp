@@ -2,6 +2,7 @@
 
 #include "access/CursorStream.h"
 #include "access/FileAccess.h"
+#include "core/Guarded.h"
 #include "platform/File.h"
 #include "zarnik/core/Error.h"
 
@@ -48,26 +49,32 @@ void checkResource(std::string const & resourceId) {
 FolderStorage::FolderStorage(std::string folder) : folder_(std::move(folder)) {}
 
 std::shared_ptr<DataStorage> FolderStorage::open(std::string const & folder) {
-  if (folder.empty() || folder.find('\0') != std::string::npos)
-    throw InvalidArgument("the path of a folder must not be empty nor have a null character");
-  std::error_code error;
-  auto const absolute = std::filesystem::absolute(folder, error);
-  if (error)
-    throw Error(fmt::format("cannot find the folder \"{}\": {}", folder, error.message()));
-  return std::shared_ptr<FolderStorage>(new FolderStorage(absolute.lexically_normal().string()));
+  return guarded([&]() -> std::shared_ptr<DataStorage> {
+    if (folder.empty() || folder.find('\0') != std::string::npos)
+      throw InvalidArgument("the path of a folder must not be empty nor have a null character");
+    std::error_code error;
+    auto const absolute = std::filesystem::absolute(folder, error);
+    if (error)
+      throw Error(fmt::format("cannot find the folder \"{}\": {}", folder, error.message()));
+    return std::shared_ptr<FolderStorage>(new FolderStorage(absolute.lexically_normal().string()));
+  });
 }
 
 std::shared_ptr<RandomAccess> FolderStorage::openRandomAccess(std::string const & resourceId,
                                                               AccessCapabilities capabilities) {
-  checkResource(resourceId);
-  auto const mode = modeOf(capabilities);
-  return std::make_shared<FileAccess>(platform::File::openBeneath(folder_, resourceId, mode), mode,
-                                      FilePlace{shared_from_this(), resourceId});
+  return guarded([&]() -> std::shared_ptr<RandomAccess> {
+    checkResource(resourceId);
+    auto const mode = modeOf(capabilities);
+    return std::make_shared<FileAccess>(platform::File::openBeneath(folder_, resourceId, mode), mode,
+                                        FilePlace{shared_from_this(), resourceId});
+  });
 }
 
 std::shared_ptr<StreamAccess> FolderStorage::openStreamAccess(std::string const & resourceId,
                                                               AccessCapabilities capabilities) {
-  return std::make_shared<CursorStream>(openRandomAccess(resourceId, capabilities));
+  return guarded([&]() -> std::shared_ptr<StreamAccess> {
+    return std::make_shared<CursorStream>(openRandomAccess(resourceId, capabilities));
+  });
 }
 
 std::string FolderStorage::source() const { return folder_; }

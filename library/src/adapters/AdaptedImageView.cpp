@@ -2,6 +2,7 @@
 
 #include "adapters/AdaptedTiling.h"
 #include "adapters/RelabelledImageView.h"
+#include "core/Guarded.h"
 #include "views/RestrictedImageView.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionConverter.h"
@@ -91,21 +92,23 @@ AdaptedImageView::AdaptedImageView(Adaptation adaptation, Description descriptio
 AdaptedImageView::~AdaptedImageView() { delete indexer_.load(); }
 
 std::shared_ptr<Extension> AdaptedImageView::extension(size_t id) const {
-  using enum ParallelAccessCapability;
-  if (id == TilingInfoExtension::EXTENSION_ID)
-    return tiling();
-  if (id != ParallelAccessExtension::EXTENSION_ID)
-    return DescribedImageView::extension(id);
-  auto const parallel = adaptation_.source->parallelAccess();
-  auto flags = parallel ? parallel->capabilities() : ParallelAccessCapabilitySet();
-  flags &= THREAD_SAFE | PARALLEL_READ | PARALLEL_WRITE;
-  if (!support(READ))
-    flags.remove(PARALLEL_READ);
-  // Samples that share one of the source are written one after the other.
-  if (!support(WRITE) ||
-      (readsToWriteComponents() && adaptation_.axes.separatesComponents(adaptation_.sourceType, adaptation_.type)))
-    flags.remove(THREAD_SAFE | PARALLEL_WRITE);
-  return ParallelAccessExtension::create(flags);
+  return guarded([&]() -> std::shared_ptr<Extension> {
+    using enum ParallelAccessCapability;
+    if (id == TilingInfoExtension::EXTENSION_ID)
+      return tiling();
+    if (id != ParallelAccessExtension::EXTENSION_ID)
+      return DescribedImageView::extension(id);
+    auto const parallel = adaptation_.source->parallelAccess();
+    auto flags = parallel ? parallel->capabilities() : ParallelAccessCapabilitySet();
+    flags &= THREAD_SAFE | PARALLEL_READ | PARALLEL_WRITE;
+    if (!support(READ))
+      flags.remove(PARALLEL_READ);
+    // Samples that share one of the source are written one after the other.
+    if (!support(WRITE) ||
+        (readsToWriteComponents() && adaptation_.axes.separatesComponents(adaptation_.sourceType, adaptation_.type)))
+      flags.remove(THREAD_SAFE | PARALLEL_WRITE);
+    return ParallelAccessExtension::create(flags);
+  });
 }
 
 std::shared_ptr<Extension> AdaptedImageView::tiling() const {
@@ -193,20 +196,22 @@ bool AdaptedImageView::movesSamples() const {
 }
 
 void AdaptedImageView::read(VectorXu64 const & index, void * destination) {
-  if (!support(READ))
-    return ImageView::read(index, destination);
-  requireIndex(index, shape());
-  if (!movesSamples())
-    return readRegion(at(index), destination);
-  auto const sourceIndex = adaptation_.axes.sourceIndex(index);
-  auto const * const sharing = dynamic_cast<SampleSharing const *>(adaptation_.source.get());
-  auto const shared = sharing == nullptr ? SharedSamples() : sharing->shareSamples();
-  if (!shared.owner)
-    return readRegion(at(index), destination);
-  auto const & indexer = shared.indexer;
-  requireUnchanged(adaptation_.sourceShape, adaptation_.sourceType, {indexer.shape(), indexer.dtype()});
-  auto const offset = static_cast<int64_t>(indexer.byteOffset(sourceIndex));
-  std::memmove(destination, static_cast<std::byte const *>(shared.data) + offset, dataType().byteCount());
+  guarded([&] {
+    if (!support(READ))
+      return ImageView::read(index, destination);
+    requireIndex(index, shape());
+    if (!movesSamples())
+      return readRegion(at(index), destination);
+    auto const sourceIndex = adaptation_.axes.sourceIndex(index);
+    auto const * const sharing = dynamic_cast<SampleSharing const *>(adaptation_.source.get());
+    auto const shared = sharing == nullptr ? SharedSamples() : sharing->shareSamples();
+    if (!shared.owner)
+      return readRegion(at(index), destination);
+    auto const & indexer = shared.indexer;
+    requireUnchanged(adaptation_.sourceShape, adaptation_.sourceType, {indexer.shape(), indexer.dtype()});
+    auto const offset = static_cast<int64_t>(indexer.byteOffset(sourceIndex));
+    std::memmove(destination, static_cast<std::byte const *>(shared.data) + offset, dataType().byteCount());
+  });
 }
 
 void AdaptedImageView::write(VectorXu64 const & index, void const * source) {
@@ -217,23 +222,27 @@ void AdaptedImageView::write(VectorXu64 const & index, void const * source) {
 }
 
 void AdaptedImageView::readRegion(RegionXu64 const & region, void * destination) {
-  if (!support(READ))
-    return ImageView::readRegion(region, destination);
-  requireInside(region, shape());
-  ComponentFormat const format(dataType());
-  auto const whole = SampleRegion::whole(region, dataType());
-  if (!whole.isEmpty())
-    readStrided(whole, {}, destination, SampleStrides::dense(region.size(), format.count, format.bytes));
+  guarded([&] {
+    if (!support(READ))
+      return ImageView::readRegion(region, destination);
+    requireInside(region, shape());
+    ComponentFormat const format(dataType());
+    auto const whole = SampleRegion::whole(region, dataType());
+    if (!whole.isEmpty())
+      readStrided(whole, {}, destination, SampleStrides::dense(region.size(), format.count, format.bytes));
+  });
 }
 
 void AdaptedImageView::writeRegion(RegionXu64 const & region, void const * source) {
-  if (!support(WRITE))
-    return ImageView::writeRegion(region, source);
-  requireInside(region, shape());
-  ComponentFormat const format(dataType());
-  auto const whole = SampleRegion::whole(region, dataType());
-  if (!whole.isEmpty())
-    writeStrided(whole, {}, source, SampleStrides::dense(region.size(), format.count, format.bytes));
+  guarded([&] {
+    if (!support(WRITE))
+      return ImageView::writeRegion(region, source);
+    requireInside(region, shape());
+    ComponentFormat const format(dataType());
+    auto const whole = SampleRegion::whole(region, dataType());
+    if (!whole.isEmpty())
+      writeStrided(whole, {}, source, SampleStrides::dense(region.size(), format.count, format.bytes));
+  });
 }
 
 namespace {

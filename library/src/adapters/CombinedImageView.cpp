@@ -3,6 +3,7 @@
 #include "adapters/AdaptedImageView.h"
 #include "adapters/RelabelledImageView.h"
 #include "adapters/ThreadSafeImageView.h"
+#include "core/Guarded.h"
 #include "core/Waiting.h"
 #include "views/RestrictedImageView.h"
 #include "zarnik/core/Error.h"
@@ -85,14 +86,16 @@ bool CombinedImageView::allowsParallel(ParallelAccessCapabilitySet flags) const 
 }
 
 std::shared_ptr<Extension> CombinedImageView::extension(size_t id) const {
-  using enum ParallelAccessCapability;
-  if (id != ParallelAccessExtension::EXTENSION_ID)
-    return DescribedImageView::extension(id);
-  ParallelAccessCapabilitySet flags;
-  for (auto const flag : {THREAD_SAFE, PARALLEL_READ, PARALLEL_WRITE})
-    if (allowsParallel(flag))
-      flags.add(flag);
-  return ParallelAccessExtension::create(flags);
+  return guarded([&]() -> std::shared_ptr<Extension> {
+    using enum ParallelAccessCapability;
+    if (id != ParallelAccessExtension::EXTENSION_ID)
+      return DescribedImageView::extension(id);
+    ParallelAccessCapabilitySet flags;
+    for (auto const flag : {THREAD_SAFE, PARALLEL_READ, PARALLEL_WRITE})
+      if (allowsParallel(flag))
+        flags.add(flag);
+    return ParallelAccessExtension::create(flags);
+  });
 }
 
 ImageCapabilitySet CombinedImageView::capabilities() const {
@@ -111,23 +114,27 @@ void CombinedImageView::read(VectorXu64 const & index, void * destination) { rea
 void CombinedImageView::write(VectorXu64 const & index, void const * source) { writeRegion(at(index), source); }
 
 void CombinedImageView::readRegion(RegionXu64 const & region, void * destination) {
-  if (!support(READ))
-    return ImageView::readRegion(region, destination);
-  requireInside(region, shape_);
-  ComponentFormat const format(type_);
-  auto const whole = SampleRegion::whole(region, type_);
-  if (!whole.isEmpty())
-    readStrided(whole, {}, destination, SampleStrides::dense(region.size(), format.count, format.bytes));
+  guarded([&] {
+    if (!support(READ))
+      return ImageView::readRegion(region, destination);
+    requireInside(region, shape_);
+    ComponentFormat const format(type_);
+    auto const whole = SampleRegion::whole(region, type_);
+    if (!whole.isEmpty())
+      readStrided(whole, {}, destination, SampleStrides::dense(region.size(), format.count, format.bytes));
+  });
 }
 
 void CombinedImageView::writeRegion(RegionXu64 const & region, void const * source) {
-  if (!support(WRITE))
-    return ImageView::writeRegion(region, source);
-  requireInside(region, shape_);
-  ComponentFormat const format(type_);
-  auto const whole = SampleRegion::whole(region, type_);
-  if (!whole.isEmpty())
-    writeStrided(whole, {}, source, SampleStrides::dense(region.size(), format.count, format.bytes));
+  guarded([&] {
+    if (!support(WRITE))
+      return ImageView::writeRegion(region, source);
+    requireInside(region, shape_);
+    ComponentFormat const format(type_);
+    auto const whole = SampleRegion::whole(region, type_);
+    if (!whole.isEmpty())
+      writeStrided(whole, {}, source, SampleStrides::dense(region.size(), format.count, format.bytes));
+  });
 }
 
 template <typename Transfer>

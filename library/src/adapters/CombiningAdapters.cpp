@@ -1,5 +1,6 @@
 #include "adapters/CombinedImageView.h"
 #include "adapters/Draft.h"
+#include "core/Guarded.h"
 #include "metadata/ImageInterpretationTable.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/ImageProperties.h"
@@ -85,89 +86,97 @@ std::string deedOf(char const * what, Frames const & frames) {
 } // namespace
 
 std::shared_ptr<ImageView> ImageViewFactory::stack(std::shared_ptr<MultiImageView> images, ImageDimension dimension) {
-  return stack(std::move(images), dimension, 1);
+  return guarded([&]() -> std::shared_ptr<ImageView> { return stack(std::move(images), dimension, 1); });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::stack(std::shared_ptr<MultiImageView> images) {
-  auto const frames = framesOf(images);
-  auto const axes = frames.front()->axesInterpretation();
-  for (auto const dimension : {ImageDimension::SLICE, ImageDimension::CHANNEL, ImageDimension::SEQUENCE})
-    if (!axes.has(dimension))
-      return stack(std::move(images), dimension, 1);
-  throw InvalidArgument(fmt::format("the frames have all of SLICE, CHANNEL and SEQUENCE: {}", axes.toString()));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    auto const frames = framesOf(images);
+    auto const axes = frames.front()->axesInterpretation();
+    for (auto const dimension : {ImageDimension::SLICE, ImageDimension::CHANNEL, ImageDimension::SEQUENCE})
+      if (!axes.has(dimension))
+        return stack(std::move(images), dimension, 1);
+    throw InvalidArgument(fmt::format("the frames have all of SLICE, CHANNEL and SEQUENCE: {}", axes.toString()));
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::stack(std::shared_ptr<MultiImageView> images, ImageDimension dimension,
                                                    size_t threadCount) {
-  auto const name = nameOf(dimension); // refuses what is no dimension
-  if (threadCount == 0)
-    throw InvalidArgument("thread count 0 is not at least 1");
-  auto frames = framesOf(images);
-  auto const & first = *frames.front();
-  for (size_t n = 1; n < frames.size(); ++n)
-    if (frames[n]->dataType() != first.dataType())
-      throwMisfit(n, "type", frames[n]->dataType().toString(), first.dataType().toString());
-  auto const axes = first.axesInterpretation();
-  if (axes.has(dimension))
-    throw InvalidArgument(fmt::format("the frames have the dimension {} already: {}", name, axes.toString()));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    auto const name = nameOf(dimension); // refuses what is no dimension
+    if (threadCount == 0)
+      throw InvalidArgument("thread count 0 is not at least 1");
+    auto frames = framesOf(images);
+    auto const & first = *frames.front();
+    for (size_t n = 1; n < frames.size(); ++n)
+      if (frames[n]->dataType() != first.dataType())
+        throwMisfit(n, "type", frames[n]->dataType().toString(), first.dataType().toString());
+    auto const axes = first.axesInterpretation();
+    if (axes.has(dimension))
+      throw InvalidArgument(fmt::format("the frames have the dimension {} already: {}", name, axes.toString()));
 
-  // Frames whose axes have no meaning are stacked behind the last one.
-  auto const rank = first.dimensionCount();
-  bool const knowsAxes = axes != ImageType() || rank == 0;
-  auto const stacked = knowsAxes ? axes | dimension : ImageType();
-  auto const axis = knowsAxes ? stacked.indexDimension(dimension) : rank;
-  SpatialFrame space(first.properties()->calibration(), meaningsOf(axes, rank));
-  auto const next = frames.size() > 1 ? std::optional(frames[1]->spatialOrigin()) : std::nullopt;
-  space.insert(knowsAxes ? SpatialFrame::Meaning(dimension) : std::nullopt, next);
-  auto info = commonInfo(frames);
-  info.setAxesInterpretation(stacked);
-  if (dimension == ImageDimension::CHANNEL)
-    stackChannels(info, frames.size() * (first.dataType().isVector() ? first.dataType().elementCount() : 1));
-  auto properties = ImageProperties::fromProperties(space.calibration(), info);
-  CombinedImageView::Description description{std::move(properties),
-                                             metadataOf(images, frames),
-                                             deedOf(fmt::format("stack along {} of", name).c_str(), frames),
-                                             {frames.begin(), frames.end()}};
-  return std::make_shared<StackedImageView>(std::move(frames), axis, threadCount, std::move(description));
+    // Frames whose axes have no meaning are stacked behind the last one.
+    auto const rank = first.dimensionCount();
+    bool const knowsAxes = axes != ImageType() || rank == 0;
+    auto const stacked = knowsAxes ? axes | dimension : ImageType();
+    auto const axis = knowsAxes ? stacked.indexDimension(dimension) : rank;
+    SpatialFrame space(first.properties()->calibration(), meaningsOf(axes, rank));
+    auto const next = frames.size() > 1 ? std::optional(frames[1]->spatialOrigin()) : std::nullopt;
+    space.insert(knowsAxes ? SpatialFrame::Meaning(dimension) : std::nullopt, next);
+    auto info = commonInfo(frames);
+    info.setAxesInterpretation(stacked);
+    if (dimension == ImageDimension::CHANNEL)
+      stackChannels(info, frames.size() * (first.dataType().isVector() ? first.dataType().elementCount() : 1));
+    auto properties = ImageProperties::fromProperties(space.calibration(), info);
+    CombinedImageView::Description description{std::move(properties),
+                                               metadataOf(images, frames),
+                                               deedOf(fmt::format("stack along {} of", name).c_str(), frames),
+                                               {frames.begin(), frames.end()}};
+    return std::make_shared<StackedImageView>(std::move(frames), axis, threadCount, std::move(description));
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::interlace(std::shared_ptr<MultiImageView> images,
                                                        ImageInterpretation interpretation, bool alpha) {
-  auto const frames = framesOf(images);
-  auto const & first = *frames.front();
-  uint64_t components = 0;
-  for (size_t n = 0; n < frames.size(); ++n) {
-    auto const type = frames[n]->dataType();
-    if (!type.isNumeric() || type.bitDepth() % 8 != 0)
-      throw InvalidArgument(
-          fmt::format("the components of frame {} of type {} are no whole bytes", n, type.toString()));
-    components += type.elementCount();
-  }
-  auto const type = typeOfComponents(DataType::extractScalarType(first.dataType()), components);
-  auto info = commonInfo(frames);
-  info.setInterpretation(interpretation);
-  info.setAlpha(alpha);
-  auto properties = ImageProperties::fromProperties(first.properties()->calibration(), info);
-  properties->requireCompatibleWith(first.shape(), type);
-  CombinedImageView::Description description{std::move(properties),
-                                             metadataOf(images, frames),
-                                             deedOf("interlacing of", frames),
-                                             {frames.begin(), frames.end()}};
-  return std::make_shared<InterlacedImageView>(frames, type, std::move(description));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    auto const frames = framesOf(images);
+    auto const & first = *frames.front();
+    uint64_t components = 0;
+    for (size_t n = 0; n < frames.size(); ++n) {
+      auto const type = frames[n]->dataType();
+      if (!type.isNumeric() || type.bitDepth() % 8 != 0)
+        throw InvalidArgument(
+            fmt::format("the components of frame {} of type {} are no whole bytes", n, type.toString()));
+      components += type.elementCount();
+    }
+    auto const type = typeOfComponents(DataType::extractScalarType(first.dataType()), components);
+    auto info = commonInfo(frames);
+    info.setInterpretation(interpretation);
+    info.setAlpha(alpha);
+    auto properties = ImageProperties::fromProperties(first.properties()->calibration(), info);
+    properties->requireCompatibleWith(first.shape(), type);
+    CombinedImageView::Description description{std::move(properties),
+                                               metadataOf(images, frames),
+                                               deedOf("interlacing of", frames),
+                                               {frames.begin(), frames.end()}};
+    return std::make_shared<InterlacedImageView>(frames, type, std::move(description));
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::interlace(std::shared_ptr<MultiImageView> images) {
-  auto const frames = framesOf(images);
-  auto info = commonInfo(frames);
-  size_t components = 0;
-  for (auto const & frame : frames)
-    components += frame->dataType().elementCount();
-  auto const * const model = findImageInterpretation(info.interpretation());
-  if (model != nullptr && model->isColour)
-    stackChannels(info, components);
-  else if (components != 1 && info.interpretation() != ImageInterpretation::UNKNOWN)
-    info.setInterpretation(ImageInterpretation::MULTISPECTRAL);
-  return interlace(std::move(images), info.interpretation(), info.alpha());
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    auto const frames = framesOf(images);
+    auto info = commonInfo(frames);
+    size_t components = 0;
+    for (auto const & frame : frames)
+      components += frame->dataType().elementCount();
+    auto const * const model = findImageInterpretation(info.interpretation());
+    if (model != nullptr && model->isColour)
+      stackChannels(info, components);
+    else if (components != 1 && info.interpretation() != ImageInterpretation::UNKNOWN)
+      info.setInterpretation(ImageInterpretation::MULTISPECTRAL);
+    return interlace(std::move(images), info.interpretation(), info.alpha());
+  });
 }
 
 } // namespace zarnik

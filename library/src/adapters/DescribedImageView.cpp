@@ -1,5 +1,6 @@
 #include "adapters/DescribedImageView.h"
 
+#include "core/Guarded.h"
 #include "views/ImageViewProperties.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/ImageProperties.h"
@@ -33,7 +34,8 @@ DescribedImageView::DescribedImageView(Description description)
 DescribedImageView::~DescribedImageView() = default;
 
 std::shared_ptr<Extension> DescribedImageView::extension(size_t id) const {
-  return id == ViewOriginExtension::EXTENSION_ID ? origin_ : nullptr;
+  return guarded(
+      [&]() -> std::shared_ptr<Extension> { return id == ViewOriginExtension::EXTENSION_ID ? origin_ : nullptr; });
 }
 
 std::shared_ptr<ImageProperties const> DescribedImageView::properties() const {
@@ -47,19 +49,23 @@ std::shared_ptr<MetadataNode const> DescribedImageView::metadata() const {
 }
 
 void DescribedImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
-  if (!support(ImageCapability::WRITE))
-    return ImageView::setProperties(std::move(properties));
-  std::shared_ptr<ImageProperties const> changed = changedProperties(properties, shape(), dataType());
-  std::lock_guard const lock(describing_);
-  properties_.swap(changed);
+  guarded([&] {
+    if (!support(ImageCapability::WRITE))
+      return ImageView::setProperties(std::move(properties));
+    std::shared_ptr<ImageProperties const> changed = changedProperties(properties, shape(), dataType());
+    std::lock_guard const lock(describing_);
+    properties_.swap(changed);
+  });
 }
 
 void DescribedImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
-  if (!support(ImageCapability::WRITE))
-    return ImageView::setMetadata(std::move(metadata));
-  std::shared_ptr<MetadataNode const> changed = metadata ? metadata->clone() : nullptr;
-  std::lock_guard const lock(describing_);
-  metadata_.swap(changed);
+  guarded([&] {
+    if (!support(ImageCapability::WRITE))
+      return ImageView::setMetadata(std::move(metadata));
+    std::shared_ptr<MetadataNode const> changed = metadata ? metadata->clone() : nullptr;
+    std::lock_guard const lock(describing_);
+    metadata_.swap(changed);
+  });
 }
 
 std::shared_ptr<ImageProperties const> validProperties(std::shared_ptr<ImageView> const & image) {

@@ -1,5 +1,6 @@
 #include "adapters/RelabelledImageView.h"
 
+#include "core/Guarded.h"
 #include "views/FlagNames.h"
 #include "views/ImageViewProperties.h"
 #include "views/RestrictedImageView.h"
@@ -31,19 +32,21 @@ RelabelledImageView::RelabelledImageView(std::shared_ptr<ImageView> image, Descr
 RelabelledImageView::~RelabelledImageView() = default;
 
 std::shared_ptr<Extension> RelabelledImageView::extension(size_t id) const {
-  using enum ParallelAccessCapability;
-  // Tiles are written as well as read: not through a view that may do less than the image.
-  if (id == TilingInfoExtension::EXTENSION_ID && allowed_.has(image_->capabilities()))
-    return image_->extension(id);
-  if (id != ParallelAccessExtension::EXTENSION_ID)
-    return DescribedImageView::extension(id);
-  auto const parallel = image_->parallelAccess();
-  auto flags = parallel ? parallel->capabilities() : ParallelAccessCapabilitySet();
-  if (!support(READ))
-    flags.remove(PARALLEL_READ | PARALLEL_TILE_READ);
-  if (!support(WRITE))
-    flags.remove(PARALLEL_WRITE | PARALLEL_TILE_WRITE);
-  return ParallelAccessExtension::create(flags);
+  return guarded([&]() -> std::shared_ptr<Extension> {
+    using enum ParallelAccessCapability;
+    // Tiles are written as well as read: not through a view that may do less than the image.
+    if (id == TilingInfoExtension::EXTENSION_ID && allowed_.has(image_->capabilities()))
+      return image_->extension(id);
+    if (id != ParallelAccessExtension::EXTENSION_ID)
+      return DescribedImageView::extension(id);
+    auto const parallel = image_->parallelAccess();
+    auto flags = parallel ? parallel->capabilities() : ParallelAccessCapabilitySet();
+    if (!support(READ))
+      flags.remove(PARALLEL_READ | PARALLEL_TILE_READ);
+    if (!support(WRITE))
+      flags.remove(PARALLEL_WRITE | PARALLEL_TILE_WRITE);
+    return ParallelAccessExtension::create(flags);
+  });
 }
 
 ImageCapabilitySet RelabelledImageView::capabilities() const { return image_->capabilities() & allowed_; }
@@ -77,14 +80,16 @@ void RelabelledImageView::writeRegion(RegionXu64 const & region, void const * so
 }
 
 void RelabelledImageView::reshape(VectorXu64 const & shape, DataType dataType) {
-  require(RESHAPE);
-  auto const before = properties();
-  image_->reshape(shape, dataType);
-  if (before->isCompatibleWith(shape, dataType))
-    return;
-  auto changed = defaultProperties(shape, dataType);
-  changed->setCalibration(before->calibration());
-  setProperties(std::move(changed));
+  guarded([&] {
+    require(RESHAPE);
+    auto const before = properties();
+    image_->reshape(shape, dataType);
+    if (before->isCompatibleWith(shape, dataType))
+      return;
+    auto changed = defaultProperties(shape, dataType);
+    changed->setCalibration(before->calibration());
+    setProperties(std::move(changed));
+  });
 }
 
 Indexer const & RelabelledImageView::indexer() const {

@@ -1,6 +1,7 @@
 #include "adapters/Draft.h"
 #include "adapters/RelabelledImageView.h"
 #include "adapters/ThreadSafeImageView.h"
+#include "core/Guarded.h"
 #include "views/ImageViewProperties.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/ImageProperties.h"
@@ -35,39 +36,43 @@ void requireFinite(char const * what, Vector2d const & range) {
 } // namespace
 
 std::shared_ptr<ImageView> ImageViewFactory::adaptDataType(std::shared_ptr<ImageView> image, DataType dataType) {
-  Draft draft(std::move(image));
-  draft.restrictTo(ImageCapability::READ | ImageCapability::WRITE);
-  draft.convert(dataType, std::nullopt, std::nullopt, true);
-  auto & info = draft.info();
-  info.setBitDepth(isInteger(dataType) ? std::min(info.bitDepth(), dataType.bitDepth()) : dataType.bitDepth());
-  if (isInteger(dataType)) {
-    auto const limits = DataType::standardRange(dataType);
-    auto const & range = info.valueRange();
-    info.setValueRange({std::clamp(range[0], limits[0], limits[1]), std::clamp(range[1], limits[0], limits[1])});
-  }
-  return draft.finish(fmt::format("converted to {}", dataType.toString()));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    Draft draft(std::move(image));
+    draft.restrictTo(ImageCapability::READ | ImageCapability::WRITE);
+    draft.convert(dataType, std::nullopt, std::nullopt, true);
+    auto & info = draft.info();
+    info.setBitDepth(isInteger(dataType) ? std::min(info.bitDepth(), dataType.bitDepth()) : dataType.bitDepth());
+    if (isInteger(dataType)) {
+      auto const limits = DataType::standardRange(dataType);
+      auto const & range = info.valueRange();
+      info.setValueRange({std::clamp(range[0], limits[0], limits[1]), std::clamp(range[1], limits[0], limits[1])});
+    }
+    return draft.finish(fmt::format("converted to {}", dataType.toString()));
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::adaptDynamicRange(std::shared_ptr<ImageView> image, DataType dataType,
                                                                Vector2d const & inputRange,
                                                                Vector2d const & outputRange) {
-  Draft draft(std::move(image));
-  requireFinite("input", inputRange);
-  requireFinite("output", outputRange);
-  if (inputRange[0] == inputRange[1])
-    throw InvalidArgument(fmt::format("input range {} has no width", inputRange.toString()));
-  auto const map = mapOf(inputRange, outputRange);
-  auto const inverse = mapOf(outputRange, inputRange);
-  if (!isFinite(map))
-    throw InvalidArgument(fmt::format("the map of input range {} to output range {} is not finite",
-                                      inputRange.toString(), outputRange.toString()));
-  draft.restrictTo(ImageCapability::READ | ImageCapability::WRITE);
-  draft.convert(dataType, map, inverse, isFinite(inverse));
-  auto & info = draft.info();
-  info.setBitDepth(dataType.bitDepth());
-  info.setValueRange({std::min(outputRange[0], outputRange[1]), std::max(outputRange[0], outputRange[1])});
-  return draft.finish(
-      fmt::format("{} mapped to {} as {}", inputRange.toString(), outputRange.toString(), dataType.toString()));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    Draft draft(std::move(image));
+    requireFinite("input", inputRange);
+    requireFinite("output", outputRange);
+    if (inputRange[0] == inputRange[1])
+      throw InvalidArgument(fmt::format("input range {} has no width", inputRange.toString()));
+    auto const map = mapOf(inputRange, outputRange);
+    auto const inverse = mapOf(outputRange, inputRange);
+    if (!isFinite(map))
+      throw InvalidArgument(fmt::format("the map of input range {} to output range {} is not finite",
+                                        inputRange.toString(), outputRange.toString()));
+    draft.restrictTo(ImageCapability::READ | ImageCapability::WRITE);
+    draft.convert(dataType, map, inverse, isFinite(inverse));
+    auto & info = draft.info();
+    info.setBitDepth(dataType.bitDepth());
+    info.setValueRange({std::min(outputRange[0], outputRange[1]), std::max(outputRange[0], outputRange[1])});
+    return draft.finish(
+        fmt::format("{} mapped to {} as {}", inputRange.toString(), outputRange.toString(), dataType.toString()));
+  });
 }
 
 std::shared_ptr<ImageView> mapLinearly(std::shared_ptr<ImageView> image, DataType dataType, LinearMap const & map) {
@@ -92,22 +97,26 @@ std::shared_ptr<ImageView> mapLinearly(std::shared_ptr<ImageView> image, DataTyp
 std::shared_ptr<ImageView> ImageViewFactory::fromImageView(std::shared_ptr<ImageView> image,
                                                            std::shared_ptr<ImageProperties const> properties,
                                                            std::shared_ptr<MetadataNode const> metadata) {
-  if (!image)
-    throw InvalidArgument("the image to adapt cannot be null");
-  auto own =
-      properties ? fittingProperties(properties, image->shape(), image->dataType()) : validProperties(image)->clone();
-  return std::make_shared<RelabelledImageView>(
-      image, RelabelledImageView::Description{
-                 std::move(own), metadata ? metadata->clone() : nullptr, "with other properties", {image}});
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    if (!image)
+      throw InvalidArgument("the image to adapt cannot be null");
+    auto own =
+        properties ? fittingProperties(properties, image->shape(), image->dataType()) : validProperties(image)->clone();
+    return std::make_shared<RelabelledImageView>(
+        image, RelabelledImageView::Description{
+                   std::move(own), metadata ? metadata->clone() : nullptr, "with other properties", {image}});
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::makeThreadSafe(std::shared_ptr<ImageView> image) {
-  if (!image)
-    throw InvalidArgument("the image to adapt cannot be null");
-  auto const parallel = image->parallelAccess();
-  if (parallel && parallel->support(ParallelAccessCapability::THREAD_SAFE))
-    return image;
-  return std::make_shared<ThreadSafeImageView>(std::move(image));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    if (!image)
+      throw InvalidArgument("the image to adapt cannot be null");
+    auto const parallel = image->parallelAccess();
+    if (parallel && parallel->support(ParallelAccessCapability::THREAD_SAFE))
+      return image;
+    return std::make_shared<ThreadSafeImageView>(std::move(image));
+  });
 }
 
 } // namespace zarnik

@@ -1,3 +1,4 @@
+#include "core/Guarded.h"
 #include "frames/ArrowTypes.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/frames/DataFrameView.h"
@@ -225,15 +226,17 @@ void releaseStream(ArrowArrayStream * stream) {
 } // namespace
 
 void ArrowInterface::exportSchema(DataFrameView const & frame, ArrowSchema * schema) {
-  *schema = withinMemory([&] { return schemaOf(frame); });
+  guarded([&] { *schema = withinMemory([&] { return schemaOf(frame); }); });
 }
 
 void ArrowInterface::exportStream(std::shared_ptr<DataFrameView> frame, ArrowArrayStream * stream) {
-  withinMemory([&] {
-    auto parts = std::make_unique<StreamParts>();
-    parts->schema = schemaOf(*frame);
-    parts->batch = arrayOf(*frame);
-    *stream = {giveSchema, giveBatch, lastError, releaseStream, parts.release()};
+  guarded([&] {
+    withinMemory([&] {
+      auto parts = std::make_unique<StreamParts>();
+      parts->schema = schemaOf(*frame);
+      parts->batch = arrayOf(*frame);
+      *stream = {giveSchema, giveBatch, lastError, releaseStream, parts.release()};
+    });
   });
 }
 

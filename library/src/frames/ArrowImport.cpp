@@ -1,3 +1,4 @@
+#include "core/Guarded.h"
 #include "frames/ArrowTypes.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/frames/DataFrameView.h"
@@ -217,13 +218,15 @@ std::shared_ptr<DataFrameView> readStream(ArrowArrayStream * stream) {
 } // namespace
 
 std::shared_ptr<DataFrameView> ArrowInterface::importStream(ArrowArrayStream * stream) {
-  try {
-    return readStream(stream);
-  } catch (std::bad_alloc const &) {
-    throw Error("not enough memory for an Arrow table");
-  } catch (std::length_error const &) {
-    throw Error("not enough memory for an Arrow table");
-  }
+  return guarded([&]() -> std::shared_ptr<DataFrameView> {
+    try {
+      return readStream(stream);
+    } catch (std::bad_alloc const &) {
+      throw Error("not enough memory for an Arrow table");
+    } catch (std::length_error const &) {
+      throw Error("not enough memory for an Arrow table");
+    }
+  });
 }
 
 } // namespace zarnik

@@ -1,5 +1,6 @@
 #include "zarnik/frames/DataFrameView.h"
 
+#include "core/Guarded.h"
 #include "frames/MemoryDataFrameView.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/frames/DataFrameViewFactory.h"
@@ -114,16 +115,21 @@ std::string DataFrameView::toString() const {
 
 std::shared_ptr<DataFrameView> DataFrameViewFactory::allocate(Vector2u64 const & shape, std::string const * names,
                                                               DataType const * dataTypes) {
-  auto frame = std::make_shared<MemoryDataFrameView>();
-  frame->reshape(shape, names, dataTypes);
-  return frame;
+  return guarded([&]() -> std::shared_ptr<DataFrameView> {
+    auto frame = std::make_shared<MemoryDataFrameView>();
+    frame->reshape(shape, names, dataTypes);
+    return frame;
+  });
 }
 
-std::shared_ptr<DataFrameView> DataFrameViewFactory::allocate() { return std::make_shared<MemoryDataFrameView>(); }
+std::shared_ptr<DataFrameView> DataFrameViewFactory::allocate() {
+  return guarded([&]() -> std::shared_ptr<DataFrameView> { return std::make_shared<MemoryDataFrameView>(); });
+}
 
 std::shared_ptr<DataFrameView> DataFrameViewFactory::create(uint64_t rowCount,
                                                             std::vector<ColumnSource> const & columns) {
-  return std::make_shared<MemoryDataFrameView>(rowCount, columns);
+  return guarded(
+      [&]() -> std::shared_ptr<DataFrameView> { return std::make_shared<MemoryDataFrameView>(rowCount, columns); });
 }
 
 bool DataFrameViewProvider::isDataFrame(std::shared_ptr<View> view) { return toDataFrame(std::move(view)) != nullptr; }

@@ -1,5 +1,6 @@
 #include "frames/MemoryDataFrameView.h"
 
+#include "core/Guarded.h"
 #include "frames/Utf8.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/values/Checked.h"
@@ -88,14 +89,16 @@ MemoryDataFrameView::MemoryDataFrameView(uint64_t rowCount, std::vector<ColumnSo
 MemoryDataFrameView::~MemoryDataFrameView() = default;
 
 std::shared_ptr<Extension> MemoryDataFrameView::extension(size_t id) const {
-  switch (id) {
-  case ViewOriginExtension::EXTENSION_ID:
-    return origin_;
-  case ColumnUnitExtension::EXTENSION_ID:
-    return units_;
-  default:
-    return nullptr;
-  }
+  return guarded([&]() -> std::shared_ptr<Extension> {
+    switch (id) {
+    case ViewOriginExtension::EXTENSION_ID:
+      return origin_;
+    case ColumnUnitExtension::EXTENSION_ID:
+      return units_;
+    default:
+      return nullptr;
+    }
+  });
 }
 
 DataFrameCapabilitySet MemoryDataFrameView::capabilities() const {
@@ -118,8 +121,10 @@ void MemoryDataFrameView::requireRows(size_t offset, size_t count) const {
 }
 
 std::string MemoryDataFrameView::columnName(size_t index) const {
-  static_cast<void>(cells(index));
-  return table_.columns[index].name;
+  return guarded([&]() -> std::string {
+    static_cast<void>(cells(index));
+    return table_.columns[index].name;
+  });
 }
 
 size_t MemoryDataFrameView::columnIndex(std::string const & name) const {
@@ -152,98 +157,116 @@ void MemoryDataFrameView::write(size_t column, size_t offset, size_t count, void
 }
 
 TextCells MemoryDataFrameView::readText(size_t column, size_t offset, size_t count) const {
-  auto const & source = cells(column);
-  requireRows(offset, count);
-  return source.readText(offset, count);
+  return guarded([&]() -> TextCells {
+    auto const & source = cells(column);
+    requireRows(offset, count);
+    return source.readText(offset, count);
+  });
 }
 
 void MemoryDataFrameView::writeText(size_t column, size_t offset, size_t count, uint64_t const * offsets,
                                     char const * bytes) {
-  auto & destination = cells(column);
-  requireRows(offset, count);
-  if (!offsets || !bytes)
-    throw InvalidArgument("there is no memory to write texts from");
-  destination.writeText(offset, count, offsets, bytes);
+  guarded([&] {
+    auto & destination = cells(column);
+    requireRows(offset, count);
+    if (!offsets || !bytes)
+      throw InvalidArgument("there is no memory to write texts from");
+    destination.writeText(offset, count, offsets, bytes);
+  });
 }
 
 ColumnMemory MemoryDataFrameView::columnMemory(size_t column) { return cells(column).memory(); }
 
-std::string MemoryDataFrameView::unit(size_t index) const { return units_->unit(index); }
+std::string MemoryDataFrameView::unit(size_t index) const {
+  return guarded([&]() -> std::string { return units_->unit(index); });
+}
 
-void MemoryDataFrameView::setUnit(size_t index, std::string const & unit) { units_->setUnit(index, unit); }
+void MemoryDataFrameView::setUnit(size_t index, std::string const & unit) {
+  guarded([&] { units_->setUnit(index, unit); });
+}
 
 void MemoryDataFrameView::addColumn(std::string const & name, DataType dtype) {
-  withinMemory([&] {
-    if (units_->names.size() == units_->names.capacity())
-      units_->names.reserve(2 * units_->names.size() + 1);
-    table_.add(name, dtype, {}, nullptr);
+  guarded([&] {
+    withinMemory([&] {
+      if (units_->names.size() == units_->names.capacity())
+        units_->names.reserve(2 * units_->names.size() + 1);
+      table_.add(name, dtype, {}, nullptr);
+    });
+    units_->names.push_back(std::move(table_.units.back()));
+    table_.units.clear();
   });
-  units_->names.push_back(std::move(table_.units.back()));
-  table_.units.clear();
 }
 
 void MemoryDataFrameView::addRows(size_t offset, size_t count) {
-  if (offset > table_.rowCount)
-    throw InvalidArgument(
-        fmt::format("row {} is no place to insert rows, allowed are 0 to {}", offset, table_.rowCount));
-  auto const rowCount = checkedAdd(table_.rowCount, count, "rows of a table");
-  if (count == 0)
-    return;
-  bool const movesRows = offset != table_.rowCount;
-  withinMemory([&] {
-    for (auto & column : table_.columns)
-      column.cells->prepare(rowCount, movesRows);
-  });
+  guarded([&] {
+    if (offset > table_.rowCount)
+      throw InvalidArgument(
+          fmt::format("row {} is no place to insert rows, allowed are 0 to {}", offset, table_.rowCount));
+    auto const rowCount = checkedAdd(table_.rowCount, count, "rows of a table");
+    if (count == 0)
+      return;
+    bool const movesRows = offset != table_.rowCount;
+    withinMemory([&] {
+      for (auto & column : table_.columns)
+        column.cells->prepare(rowCount, movesRows);
+    });
 
-  // Nothing below this line fails.
-  for (auto & column : table_.columns)
-    column.cells->insert(offset, count);
-  table_.rowCount = rowCount;
+    // Nothing below this line fails.
+    for (auto & column : table_.columns)
+      column.cells->insert(offset, count);
+    table_.rowCount = rowCount;
+  });
 }
 
 void MemoryDataFrameView::removeColumn(size_t index) {
-  static_cast<void>(cells(index));
-  auto const position = static_cast<std::ptrdiff_t>(index);
-  table_.indices.erase(table_.columns[index].name);
-  for (auto & [name, behind] : table_.indices)
-    behind -= behind > index;
-  table_.columns.erase(table_.columns.begin() + position);
-  units_->names.erase(units_->names.begin() + position);
+  guarded([&] {
+    static_cast<void>(cells(index));
+    auto const position = static_cast<std::ptrdiff_t>(index);
+    table_.indices.erase(table_.columns[index].name);
+    for (auto & [name, behind] : table_.indices)
+      behind -= behind > index;
+    table_.columns.erase(table_.columns.begin() + position);
+    units_->names.erase(units_->names.begin() + position);
+  });
 }
 
 void MemoryDataFrameView::removeRows(size_t offset, size_t count) {
-  requireRows(offset, count);
-  if (count == 0)
-    return;
-  // The last rows too are moved away from those who share them: rows appended later must not take their place.
-  withinMemory([&] {
-    for (auto & column : table_.columns)
-      column.cells->prepare(table_.rowCount - count, true);
-  });
+  guarded([&] {
+    requireRows(offset, count);
+    if (count == 0)
+      return;
+    // The last rows too are moved away from those who share them: rows appended later must not take their place.
+    withinMemory([&] {
+      for (auto & column : table_.columns)
+        column.cells->prepare(table_.rowCount - count, true);
+    });
 
-  // Nothing below this line fails.
-  for (auto & column : table_.columns)
-    column.cells->remove(offset, count);
-  table_.rowCount -= count;
+    // Nothing below this line fails.
+    for (auto & column : table_.columns)
+      column.cells->remove(offset, count);
+    table_.rowCount -= count;
+  });
 }
 
 void MemoryDataFrameView::reshape(Vector2u64 const & shape, std::string const * names, DataType const * dataTypes) {
-  if (shape[0] == 0 || shape[1] == 0)
-    throw InvalidArgument(
-        fmt::format("a table of {} columns and {} rows is empty, neither may be 0", shape[0], shape[1]));
-  if (!names || !dataTypes)
-    throw InvalidArgument(fmt::format("there are no {} of {} columns", names ? "types" : "names", shape[0]));
-  Table table;
-  withinMemory([&] {
-    table.rowCount = shape[1];
-    for (uint64_t i = 0; i < shape[0]; ++i)
-      table.add(names[i], dataTypes[i], {}, nullptr);
-  });
+  guarded([&] {
+    if (shape[0] == 0 || shape[1] == 0)
+      throw InvalidArgument(
+          fmt::format("a table of {} columns and {} rows is empty, neither may be 0", shape[0], shape[1]));
+    if (!names || !dataTypes)
+      throw InvalidArgument(fmt::format("there are no {} of {} columns", names ? "types" : "names", shape[0]));
+    Table table;
+    withinMemory([&] {
+      table.rowCount = shape[1];
+      for (uint64_t i = 0; i < shape[0]; ++i)
+        table.add(names[i], dataTypes[i], {}, nullptr);
+    });
 
-  // Nothing below this line fails.
-  units_->names.swap(table.units);
-  table.units.clear();
-  table_ = std::move(table);
+    // Nothing below this line fails.
+    units_->names.swap(table.units);
+    table.units.clear();
+    table_ = std::move(table);
+  });
 }
 
 } // namespace zarnik

@@ -24,8 +24,8 @@ struct ImageHeader {
   uint64_t sampleBytes = 0;
 };
 
-/// The samples of an image in the order in which they are stored, a block at a time: about 1 MiB, or 64 MiB of what lies in memory as
-/// it is stored.
+/// The samples of an image in the order in which they are stored, a block at a time: about 1 MiB, or 64 MiB of what
+/// lies in memory as it is stored.
 class SampleBlocks {
 public:
   explicit SampleBlocks(std::shared_ptr<ImageView> image);

@@ -1,5 +1,6 @@
 #include "zarnik/serialization/Serialization.h"
 
+#include "core/Guarded.h"
 #include "serialization/FrameCodec.h"
 #include "serialization/ImageCodec.h"
 #include "serialization/ValueCodec.h"
@@ -21,20 +22,24 @@ template <typename Work> auto withMemory(Work && work) {
 } // namespace
 
 void Serialization::encodeImageView(std::shared_ptr<ImageView> image, std::shared_ptr<StreamAccess> outStream) {
-  withMemory([&] { format::encodeImage(image, std::move(outStream)); });
+  guarded([&] { withMemory([&] { format::encodeImage(image, std::move(outStream)); }); });
 }
 
 std::shared_ptr<ImageView> Serialization::decodeImageView(std::shared_ptr<StreamAccess> inStream) {
-  return withMemory([&] { return format::decodeImage(std::move(inStream)); });
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    return withMemory([&] { return format::decodeImage(std::move(inStream)); });
+  });
 }
 
 void Serialization::encodeDataFrameView(std::shared_ptr<DataFrameView> dataFrame,
                                         std::shared_ptr<StreamAccess> outStream) {
-  withMemory([&] { format::encodeFrame(dataFrame, std::move(outStream)); });
+  guarded([&] { withMemory([&] { format::encodeFrame(dataFrame, std::move(outStream)); }); });
 }
 
 std::shared_ptr<DataFrameView> Serialization::decodeDataFrameView(std::shared_ptr<StreamAccess> inStream) {
-  return withMemory([&] { return format::decodeFrame(std::move(inStream)); });
+  return guarded([&]() -> std::shared_ptr<DataFrameView> {
+    return withMemory([&] { return format::decodeFrame(std::move(inStream)); });
+  });
 }
 
 #define ZARNIK_STORE_ARRAY(SUFFIX)                                                                                     \

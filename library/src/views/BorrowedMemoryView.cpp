@@ -1,5 +1,6 @@
 #include "zarnik/views/BorrowedMemoryView.h"
 
+#include "core/Guarded.h"
 #include "core/ReleaseQueue.h"
 #include "views/ImageViewProperties.h"
 #include "zarnik/core/Error.h"
@@ -37,15 +38,17 @@ BorrowedMemoryView::BorrowedMemoryView(Memory memory, std::shared_ptr<ImagePrope
 BorrowedMemoryView::~BorrowedMemoryView() { release(std::move(memory_.owner)); }
 
 std::shared_ptr<Extension> BorrowedMemoryView::extension(size_t id) const {
-  using enum ParallelAccessCapability;
-  if (id == ViewOriginExtension::EXTENSION_ID)
-    return origin_;
-  if (id != ParallelAccessExtension::EXTENSION_ID)
-    return nullptr;
-  auto parallel = ParallelAccessCapabilitySet(PARALLEL_READ);
-  if (memory_.protection != Protection::READ_ONLY)
-    parallel |= PARALLEL_WRITE;
-  return ParallelAccessExtension::create(parallel);
+  return guarded([&]() -> std::shared_ptr<Extension> {
+    using enum ParallelAccessCapability;
+    if (id == ViewOriginExtension::EXTENSION_ID)
+      return origin_;
+    if (id != ParallelAccessExtension::EXTENSION_ID)
+      return nullptr;
+    auto parallel = ParallelAccessCapabilitySet(PARALLEL_READ);
+    if (memory_.protection != Protection::READ_ONLY)
+      parallel |= PARALLEL_WRITE;
+    return ParallelAccessExtension::create(parallel);
+  });
 }
 
 ImageCapabilitySet BorrowedMemoryView::capabilities() const {
@@ -76,23 +79,27 @@ void BorrowedMemoryView::read(VectorXu64 const & index, void * destination) {
 }
 
 void BorrowedMemoryView::readRegion(RegionXu64 const & region, void * destination) {
-  readDense(memory_.indexer, memory_.first, region, destination);
+  guarded([&] { readDense(memory_.indexer, memory_.first, region, destination); });
 }
 
 void BorrowedMemoryView::setProperties(std::shared_ptr<ImageProperties const> properties) {
-  if (memory_.protection == Protection::READ_ONLY)
-    return ImageView::setProperties(std::move(properties));
-  auto changed = changedProperties(properties, shape(), dataType());
-  std::lock_guard const lock(describing_);
-  properties_ = std::move(changed);
+  guarded([&] {
+    if (memory_.protection == Protection::READ_ONLY)
+      return ImageView::setProperties(std::move(properties));
+    auto changed = changedProperties(properties, shape(), dataType());
+    std::lock_guard const lock(describing_);
+    properties_ = std::move(changed);
+  });
 }
 
 void BorrowedMemoryView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
-  if (memory_.protection == Protection::READ_ONLY)
-    return ImageView::setMetadata(std::move(metadata));
-  auto changed = metadata ? metadata->clone() : nullptr;
-  std::lock_guard const lock(describing_);
-  metadata_ = std::move(changed);
+  guarded([&] {
+    if (memory_.protection == Protection::READ_ONLY)
+      return ImageView::setMetadata(std::move(metadata));
+    auto changed = metadata ? metadata->clone() : nullptr;
+    std::lock_guard const lock(describing_);
+    metadata_ = std::move(changed);
+  });
 }
 
 void BorrowedMemoryView::write(VectorXu64 const & index, void const * source) {
@@ -104,10 +111,12 @@ void BorrowedMemoryView::write(VectorXu64 const & index, void const * source) {
 }
 
 void BorrowedMemoryView::writeRegion(RegionXu64 const & region, void const * source) {
-  if (memory_.protection == Protection::READ_ONLY)
-    return ImageView::writeRegion(region, source);
-  requireWritable();
-  writeDense(memory_.indexer, memory_.first, region, source);
+  guarded([&] {
+    if (memory_.protection == Protection::READ_ONLY)
+      return ImageView::writeRegion(region, source);
+    requireWritable();
+    writeDense(memory_.indexer, memory_.first, region, source);
+  });
 }
 
 Indexer const & BorrowedMemoryView::indexer() const { return memory_.indexer; }

@@ -1,3 +1,4 @@
+#include "core/Guarded.h"
 #include "core/ProgressReport.h"
 #include "platform/TemporaryFile.h"
 #include "views/BlockWalk.h"
@@ -119,76 +120,83 @@ std::shared_ptr<ImageView> onDisk(std::string const & folder, VectorXu64 const &
 } // namespace
 
 std::shared_ptr<ImageView> ImageViewFactory::copyInMemory(std::shared_ptr<ImageView> image) {
-  return copyInMemory(std::move(image), Progress());
+  return guarded([&]() -> std::shared_ptr<ImageView> { return copyInMemory(std::move(image), Progress()); });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::copyInMemory(std::shared_ptr<ImageView> image, Progress const & progress) {
-  requireReadable(*required(image, "image to copy"));
-  if (image->support(ImageCapability::MEMORY_ACCESS))
-    return image;
-  auto const metadata = image->metadata();
-  auto copy =
-      allocate(image->shape(), image->dataType(), image->properties()->clone(), metadata ? metadata->clone() : nullptr);
-  auto const total = copy->bufferSize();
-  ProgressReport report("copying an image into memory", total, progress);
-  Indexer const indexer(copy->shape(), copy->dataType());
-  ComponentFormat const components(copy->dataType());
-  auto * const memory = static_cast<std::byte *>(copy->buffer());
-  forEachChunk(*image, *copy, progress ? MEMORY_CHUNK_BYTES : std::max<uint64_t>(total, 1),
-               [&](RegionXu64 const & region) {
-                 readSamples(*image, SampleRegion::whole(region, copy->dataType()), {},
-                             memory + indexer.byteOffset(region.origin()), {indexer.byteStride(), components.bytes});
-                 report.advance(region.elementCount() * copy->dataType().byteCount());
-               });
-  return copy;
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    requireReadable(*required(image, "image to copy"));
+    if (image->support(ImageCapability::MEMORY_ACCESS))
+      return image;
+    auto const metadata = image->metadata();
+    auto copy = allocate(image->shape(), image->dataType(), image->properties()->clone(),
+                         metadata ? metadata->clone() : nullptr);
+    auto const total = copy->bufferSize();
+    ProgressReport report("copying an image into memory", total, progress);
+    Indexer const indexer(copy->shape(), copy->dataType());
+    ComponentFormat const components(copy->dataType());
+    auto * const memory = static_cast<std::byte *>(copy->buffer());
+    forEachChunk(*image, *copy, progress ? MEMORY_CHUNK_BYTES : std::max<uint64_t>(total, 1),
+                 [&](RegionXu64 const & region) {
+                   readSamples(*image, SampleRegion::whole(region, copy->dataType()), {},
+                               memory + indexer.byteOffset(region.origin()), {indexer.byteStride(), components.bytes});
+                   report.advance(region.elementCount() * copy->dataType().byteCount());
+                 });
+    return copy;
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::createOnDisk(std::string const & folder, VectorXu64 const & imageShape,
                                                           DataType dataType,
                                                           std::shared_ptr<ImageProperties> properties,
                                                           std::shared_ptr<MetadataNode> metadata) {
-  return onDisk(folder, imageShape, dataType, properties, metadata);
+  return guarded(
+      [&]() -> std::shared_ptr<ImageView> { return onDisk(folder, imageShape, dataType, properties, metadata); });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::createOnDisk(std::string const & folder, VectorXu64 const & imageShape,
                                                           DataType dataType) {
-  return onDisk(folder, imageShape, dataType, nullptr, nullptr);
+  return guarded(
+      [&]() -> std::shared_ptr<ImageView> { return onDisk(folder, imageShape, dataType, nullptr, nullptr); });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::createOnDisk(VectorXu64 const & imageShape, DataType dataType,
                                                           std::shared_ptr<ImageProperties> properties,
                                                           std::shared_ptr<MetadataNode> metadata) {
-  return onDisk({}, imageShape, dataType, properties, metadata);
+  return guarded(
+      [&]() -> std::shared_ptr<ImageView> { return onDisk({}, imageShape, dataType, properties, metadata); });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::createOnDisk(VectorXu64 const & imageShape, DataType dataType) {
-  return onDisk({}, imageShape, dataType, nullptr, nullptr);
+  return guarded([&]() -> std::shared_ptr<ImageView> { return onDisk({}, imageShape, dataType, nullptr, nullptr); });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::copyOnDisk(std::shared_ptr<ImageView> image) {
-  return copyOnDisk(std::move(image), {}, Progress());
+  return guarded([&]() -> std::shared_ptr<ImageView> { return copyOnDisk(std::move(image), {}, Progress()); });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::copyOnDisk(std::shared_ptr<ImageView> image, std::string const & folder) {
-  return copyOnDisk(std::move(image), folder, Progress());
+  return guarded([&]() -> std::shared_ptr<ImageView> { return copyOnDisk(std::move(image), folder, Progress()); });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::copyOnDisk(std::shared_ptr<ImageView> image, std::string const & folder,
                                                         Progress const & progress) {
-  requireReadable(*required(image, "image to copy"));
-  auto copy = onDisk(folder, image->shape(), image->dataType(), image->properties(), image->metadata());
-  ProgressReport report("copying an image to disk", byteCountOf(*copy), progress);
-  std::unique_ptr<std::byte[]> chunk;
-  auto const type = copy->dataType();
-  forEachChunk(*image, *copy, CHUNK_BYTES, [&](RegionXu64 const & region) {
-    auto const bytes = region.elementCount() * type.byteCount();
-    if (!chunk)
-      chunk = allocateBlock(bytes); // the first chunk is the largest
-    readRegionAs(*image, region, type, chunk.get());
-    copy->writeRegion(region, chunk.get());
-    report.advance(bytes);
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    requireReadable(*required(image, "image to copy"));
+    auto copy = onDisk(folder, image->shape(), image->dataType(), image->properties(), image->metadata());
+    ProgressReport report("copying an image to disk", byteCountOf(*copy), progress);
+    std::unique_ptr<std::byte[]> chunk;
+    auto const type = copy->dataType();
+    forEachChunk(*image, *copy, CHUNK_BYTES, [&](RegionXu64 const & region) {
+      auto const bytes = region.elementCount() * type.byteCount();
+      if (!chunk)
+        chunk = allocateBlock(bytes); // the first chunk is the largest
+      readRegionAs(*image, region, type, chunk.get());
+      copy->writeRegion(region, chunk.get());
+      report.advance(bytes);
+    });
+    return copy;
   });
-  return copy;
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::fromRandomAccess(std::shared_ptr<RandomAccess> access,
@@ -196,81 +204,96 @@ std::shared_ptr<ImageView> ImageViewFactory::fromRandomAccess(std::shared_ptr<Ra
                                                               DataType const dataType,
                                                               std::shared_ptr<ImageProperties> properties,
                                                               std::shared_ptr<MetadataNode const> const metadata) {
-  Indexer indexer(imageShape, requireNumeric(dataType), memoryLayout);
-  auto const offered = required(access, "random accessor of an image")->capabilities();
-  auto const bytes = access->size();
-  if (indexer.byteCount() > bytes)
-    throw InvalidArgument(fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of {}",
-                                      imageShape.toString(), dataType.toString(), indexer.byteCount(), bytes,
-                                      access->toString()));
-  auto name = fmt::format("samples in {}", access->toString());
-  auto const origin = originOf(*access);
-  if (offered.has(RandomAccessCapability::MEMORY_ACCESS) && offered.has(RandomAccessCapability::READ)) {
-    // Memory that a resize would free is left to the accessor.
-    auto const shared = access->sharedBuffer();
-    auto * const memory = shared || offered.has(RandomAccessCapability::RESIZE) ? shared.get() : access->buffer();
-    if (memory) {
-      using enum BorrowedMemoryView::Protection;
-      auto const protection = offered.has(RandomAccessCapability::WRITE) ? NONE : READ_ONLY;
-      std::shared_ptr<void> owner = shared ? shared : std::move(access);
-      return std::make_shared<BorrowedMemoryView>(
-          BorrowedMemoryView::Memory{memory, std::move(indexer), std::move(owner), protection, origin, std::move(name)},
-          std::move(properties), metadata);
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    Indexer indexer(imageShape, requireNumeric(dataType), memoryLayout);
+    auto const offered = required(access, "random accessor of an image")->capabilities();
+    auto const bytes = access->size();
+    if (indexer.byteCount() > bytes)
+      throw InvalidArgument(
+          fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of {}",
+                      imageShape.toString(), dataType.toString(), indexer.byteCount(), bytes, access->toString()));
+    auto name = fmt::format("samples in {}", access->toString());
+    auto const origin = originOf(*access);
+    if (offered.has(RandomAccessCapability::MEMORY_ACCESS) && offered.has(RandomAccessCapability::READ)) {
+      // Memory that a resize would free is left to the accessor.
+      auto const shared = access->sharedBuffer();
+      auto * const memory = shared || offered.has(RandomAccessCapability::RESIZE) ? shared.get() : access->buffer();
+      if (memory) {
+        using enum BorrowedMemoryView::Protection;
+        auto const protection = offered.has(RandomAccessCapability::WRITE) ? NONE : READ_ONLY;
+        std::shared_ptr<void> owner = shared ? shared : std::move(access);
+        return std::make_shared<BorrowedMemoryView>(BorrowedMemoryView::Memory{memory, std::move(indexer),
+                                                                               std::move(owner), protection, origin,
+                                                                               std::move(name)},
+                                                    std::move(properties), metadata);
+      }
     }
-  }
-  ImageCapabilitySet capabilities;
-  if (offered.has(RandomAccessCapability::READ))
-    capabilities.add(ImageCapability::READ);
-  if (offered.has(RandomAccessCapability::WRITE))
-    capabilities.add(ImageCapability::WRITE);
-  return std::make_shared<RandomAccessImageView>(std::move(access), std::move(indexer),
-                                                 RandomAccessImageView::Kind{capabilities, origin, std::move(name)},
-                                                 properties, metadata);
+    ImageCapabilitySet capabilities;
+    if (offered.has(RandomAccessCapability::READ))
+      capabilities.add(ImageCapability::READ);
+    if (offered.has(RandomAccessCapability::WRITE))
+      capabilities.add(ImageCapability::WRITE);
+    return std::make_shared<RandomAccessImageView>(std::move(access), std::move(indexer),
+                                                   RandomAccessImageView::Kind{capabilities, origin, std::move(name)},
+                                                   properties, metadata);
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::fromRandomAccess(std::shared_ptr<RandomAccess> access,
                                                               MemoryLayout memoryLayout, VectorXu64 const & imageShape,
                                                               DataType const dataType) {
-  return fromRandomAccess(std::move(access), memoryLayout, imageShape, dataType, nullptr, nullptr);
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    return fromRandomAccess(std::move(access), memoryLayout, imageShape, dataType, nullptr, nullptr);
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::fromRandomAccess(std::shared_ptr<RandomAccess> access,
                                                               VectorXu64 const & imageShape, DataType const dataType,
                                                               std::shared_ptr<ImageProperties> properties,
                                                               std::shared_ptr<MetadataNode const> metadata) {
-  return fromRandomAccess(std::move(access), MemoryLayout::UNKNOWN, imageShape, dataType, std::move(properties),
-                          std::move(metadata));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    return fromRandomAccess(std::move(access), MemoryLayout::UNKNOWN, imageShape, dataType, std::move(properties),
+                            std::move(metadata));
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::fromRandomAccess(std::shared_ptr<RandomAccess> access,
                                                               VectorXu64 const & imageShape, DataType const dataType) {
-  return fromRandomAccess(std::move(access), MemoryLayout::UNKNOWN, imageShape, dataType, nullptr, nullptr);
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    return fromRandomAccess(std::move(access), MemoryLayout::UNKNOWN, imageShape, dataType, nullptr, nullptr);
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::uniform(VectorXu64 const & shape, DataType dataType, void const * value,
                                                      std::shared_ptr<ImageProperties> properties,
                                                      std::shared_ptr<MetadataNode const> metadata) {
-  auto const bytes = requireNumeric(dataType).byteCount();
-  std::shared_ptr<std::byte[]> const sample(new std::byte[bytes]);
-  std::memcpy(sample.get(), required(value, "value of a uniform image"), bytes);
-  return std::make_shared<BorrowedMemoryView>(
-      BorrowedMemoryView::Memory{sample.get(), Indexer(shape, dataType, VectorXu64(shape.size())), sample,
-                                 BorrowedMemoryView::Protection::READ_ONLY, ViewDataOrigin::GENERATED, "uniform image"},
-      std::move(properties), std::move(metadata));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    auto const bytes = requireNumeric(dataType).byteCount();
+    std::shared_ptr<std::byte[]> const sample(new std::byte[bytes]);
+    std::memcpy(sample.get(), required(value, "value of a uniform image"), bytes);
+    return std::make_shared<BorrowedMemoryView>(
+        BorrowedMemoryView::Memory{sample.get(), Indexer(shape, dataType, VectorXu64(shape.size())), sample,
+                                   BorrowedMemoryView::Protection::READ_ONLY, ViewDataOrigin::GENERATED,
+                                   "uniform image"},
+        std::move(properties), std::move(metadata));
+  });
 }
 
 std::shared_ptr<ImageView> ImageViewFactory::fromBuffer(VectorXu64 const & shape, DataType dataType, void * buffer,
                                                         size_t bufferSize, std::shared_ptr<ImageProperties> properties,
                                                         std::shared_ptr<MetadataNode> metadata) {
-  Indexer indexer(shape, requireNumeric(dataType));
-  if (indexer.byteCount() > bufferSize)
-    throw InvalidArgument(fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of the "
-                                      "buffer",
-                                      shape.toString(), dataType.toString(), indexer.byteCount(), bufferSize));
-  return std::make_shared<BorrowedMemoryView>(
-      BorrowedMemoryView::Memory{buffer, std::move(indexer), nullptr, BorrowedMemoryView::Protection::NONE,
-                                 ViewDataOrigin::CPU_MEMORY, "buffer of a caller"},
-      std::move(properties), std::move(metadata));
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    Indexer indexer(shape, requireNumeric(dataType));
+    if (indexer.byteCount() > bufferSize)
+      throw InvalidArgument(
+          fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of the "
+                      "buffer",
+                      shape.toString(), dataType.toString(), indexer.byteCount(), bufferSize));
+    return std::make_shared<BorrowedMemoryView>(
+        BorrowedMemoryView::Memory{buffer, std::move(indexer), nullptr, BorrowedMemoryView::Protection::NONE,
+                                   ViewDataOrigin::CPU_MEMORY, "buffer of a caller"},
+        std::move(properties), std::move(metadata));
+  });
 }
 
 } // namespace zarnik

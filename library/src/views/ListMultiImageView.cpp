@@ -1,5 +1,6 @@
 #include "views/ListMultiImageView.h"
 
+#include "core/Guarded.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/UidGenerator.h"
 #include "zarnik/metadata/MetadataNode.h"
@@ -49,17 +50,19 @@ ListMultiImageView::ListMultiImageView(std::vector<std::shared_ptr<ImageView>> f
 ListMultiImageView::~ListMultiImageView() = default;
 
 std::shared_ptr<Extension> ListMultiImageView::extension(size_t id) const {
-  using enum ParallelAccessCapability;
-  switch (id) {
-  case ViewOriginExtension::EXTENSION_ID:
-    return std::make_shared<ListOrigin>(
-        uid_,
-        ViewOriginExtension::derive("multi-image", std::vector<std::shared_ptr<View>>(frames_.begin(), frames_.end())));
-  case ParallelAccessExtension::EXTENSION_ID:
-    return ParallelAccessExtension::create(PARALLEL_READ);
-  default:
-    return nullptr;
-  }
+  return guarded([&]() -> std::shared_ptr<Extension> {
+    using enum ParallelAccessCapability;
+    switch (id) {
+    case ViewOriginExtension::EXTENSION_ID:
+      return std::make_shared<ListOrigin>(
+          uid_, ViewOriginExtension::derive("multi-image",
+                                            std::vector<std::shared_ptr<View>>(frames_.begin(), frames_.end())));
+    case ParallelAccessExtension::EXTENSION_ID:
+      return ParallelAccessExtension::create(PARALLEL_READ);
+    default:
+      return nullptr;
+    }
+  });
 }
 
 MultiImageCapabilitySet ListMultiImageView::capabilities() const {
@@ -76,14 +79,18 @@ std::shared_ptr<ImageView> ListMultiImageView::frame(size_t index) const {
 std::shared_ptr<MetadataNode const> ListMultiImageView::metadata() const { return metadata_; }
 
 void ListMultiImageView::addFrame(std::shared_ptr<ImageView> image) {
-  requireImage(image, frames_.size());
-  frames_.push_back(std::move(image));
+  guarded([&] {
+    requireImage(image, frames_.size());
+    frames_.push_back(std::move(image));
+  });
 }
 
 void ListMultiImageView::setFrame(size_t index, std::shared_ptr<ImageView> image) {
-  requireFrame(index, frames_.size());
-  requireImage(image, index);
-  frames_[index] = std::move(image);
+  guarded([&] {
+    requireFrame(index, frames_.size());
+    requireImage(image, index);
+    frames_[index] = std::move(image);
+  });
 }
 
 void ListMultiImageView::removeFrame(size_t index) {

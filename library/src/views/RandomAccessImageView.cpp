@@ -1,5 +1,6 @@
 #include "views/RandomAccessImageView.h"
 
+#include "core/Guarded.h"
 #include "core/Waiting.h"
 #include "views/ByteRuns.h"
 #include "zarnik/core/Error.h"
@@ -28,21 +29,23 @@ RandomAccessImageView::RandomAccessImageView(std::shared_ptr<RandomAccess> acces
 RandomAccessImageView::~RandomAccessImageView() = default;
 
 std::shared_ptr<Extension> RandomAccessImageView::extension(size_t id) const {
-  using enum ParallelAccessCapability;
-  switch (id) {
-  case ViewOriginExtension::EXTENSION_ID:
-    return origin_;
-  case ParallelAccessExtension::EXTENSION_ID: {
-    ParallelAccessCapabilitySet flags;
-    if (capabilities_.has(ImageCapability::READ))
-      flags.add(PARALLEL_READ);
-    if (capabilities_.has(ImageCapability::WRITE))
-      flags.add(PARALLEL_WRITE);
-    return ParallelAccessExtension::create(flags);
-  }
-  default:
-    return nullptr;
-  }
+  return guarded([&]() -> std::shared_ptr<Extension> {
+    using enum ParallelAccessCapability;
+    switch (id) {
+    case ViewOriginExtension::EXTENSION_ID:
+      return origin_;
+    case ParallelAccessExtension::EXTENSION_ID: {
+      ParallelAccessCapabilitySet flags;
+      if (capabilities_.has(ImageCapability::READ))
+        flags.add(PARALLEL_READ);
+      if (capabilities_.has(ImageCapability::WRITE))
+        flags.add(PARALLEL_WRITE);
+      return ParallelAccessExtension::create(flags);
+    }
+    default:
+      return nullptr;
+    }
+  });
 }
 
 ImageCapabilitySet RandomAccessImageView::capabilities() const { return capabilities_; }
@@ -50,23 +53,27 @@ VectorXu64 const & RandomAccessImageView::shape() const { return geometries_.now
 DataType RandomAccessImageView::dataType() const { return geometries_.now().dtype(); }
 
 void RandomAccessImageView::read(VectorXu64 const & index, void * destination) {
-  if (!capabilities_.has(ImageCapability::READ))
-    return ImageView::read(index, destination);
-  auto const & indexer = geometries_.now();
-  RandomAccess::ReadRequest const request{indexer.byteOffset(index), destination, indexer.dtype().byteCount()};
-  access_->readMany({&request, 1});
+  guarded([&] {
+    if (!capabilities_.has(ImageCapability::READ))
+      return ImageView::read(index, destination);
+    auto const & indexer = geometries_.now();
+    RandomAccess::ReadRequest const request{indexer.byteOffset(index), destination, indexer.dtype().byteCount()};
+    access_->readMany({&request, 1});
+  });
 }
 
 void RandomAccessImageView::readRegion(RegionXu64 const & region, void * destination) {
-  if (!capabilities_.has(ImageCapability::READ))
-    return ImageView::readRegion(region, destination);
-  auto const & indexer = geometries_.now();
-  requireInside(region, indexer.shape());
-  auto const samples = SampleRegion::whole(region, indexer.dtype());
-  ComponentFormat const components(indexer.dtype());
-  if (!samples.isEmpty())
-    readRuns(*access_, indexer, samples, {}, destination,
-             SampleStrides::dense(region.size(), components.count, components.bytes));
+  guarded([&] {
+    if (!capabilities_.has(ImageCapability::READ))
+      return ImageView::readRegion(region, destination);
+    auto const & indexer = geometries_.now();
+    requireInside(region, indexer.shape());
+    auto const samples = SampleRegion::whole(region, indexer.dtype());
+    ComponentFormat const components(indexer.dtype());
+    if (!samples.isEmpty())
+      readRuns(*access_, indexer, samples, {}, destination,
+               SampleStrides::dense(region.size(), components.count, components.bytes));
+  });
 }
 
 void RandomAccessImageView::write(VectorXu64 const & index, void const * source) {
@@ -74,15 +81,17 @@ void RandomAccessImageView::write(VectorXu64 const & index, void const * source)
 }
 
 void RandomAccessImageView::writeRegion(RegionXu64 const & region, void const * source) {
-  if (!capabilities_.has(ImageCapability::WRITE))
-    return ImageView::writeRegion(region, source);
-  auto const & indexer = geometries_.now();
-  requireInside(region, indexer.shape());
-  auto const samples = SampleRegion::whole(region, indexer.dtype());
-  ComponentFormat const components(indexer.dtype());
-  if (!samples.isEmpty())
-    writeRuns(*access_, indexer, samples, {}, source,
-              SampleStrides::dense(region.size(), components.count, components.bytes));
+  guarded([&] {
+    if (!capabilities_.has(ImageCapability::WRITE))
+      return ImageView::writeRegion(region, source);
+    auto const & indexer = geometries_.now();
+    requireInside(region, indexer.shape());
+    auto const samples = SampleRegion::whole(region, indexer.dtype());
+    ComponentFormat const components(indexer.dtype());
+    if (!samples.isEmpty())
+      writeRuns(*access_, indexer, samples, {}, source,
+                SampleStrides::dense(region.size(), components.count, components.bytes));
+  });
 }
 
 void RandomAccessImageView::readStrided(SampleRegion const & region, ValueConversion const & conversion,
@@ -107,17 +116,19 @@ void RandomAccessImageView::writeStrided(SampleRegion const & region, ValueConve
 }
 
 void RandomAccessImageView::reshape(VectorXu64 const & shape, DataType dataType) {
-  if (!capabilities_.has(ImageCapability::RESHAPE))
-    return ImageView::reshape(shape, dataType);
-  auto indexer = Indexer(shape, requireNumeric(dataType));
-  auto properties = propertiesFor(shape, dataType);
-  Turn const turn(changing_);
-  auto const & geometry = geometries_.keep(std::move(indexer));
-  access_->resize(geometry.byteCount());
+  guarded([&] {
+    if (!capabilities_.has(ImageCapability::RESHAPE))
+      return ImageView::reshape(shape, dataType);
+    auto indexer = Indexer(shape, requireNumeric(dataType));
+    auto properties = propertiesFor(shape, dataType);
+    Turn const turn(changing_);
+    auto const & geometry = geometries_.keep(std::move(indexer));
+    access_->resize(geometry.byteCount());
 
-  // Nothing below this line fails.
-  geometries_.change(geometry);
-  replaceProperties(std::move(properties));
+    // Nothing below this line fails.
+    geometries_.change(geometry);
+    replaceProperties(std::move(properties));
+  });
 }
 
 } // namespace zarnik

@@ -1,5 +1,6 @@
 #include "views/SplitMultiImageView.h"
 
+#include "core/Guarded.h"
 #include "views/ListMultiImageView.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/views/ImageView.h"
@@ -16,22 +17,26 @@ SplitMultiImageView::SplitMultiImageView(std::shared_ptr<ImageView> image, size_
 SplitMultiImageView::~SplitMultiImageView() = default;
 
 std::shared_ptr<Extension> SplitMultiImageView::extension(size_t id) const {
-  switch (id) {
-  case ViewOriginExtension::EXTENSION_ID:
-    return origin_;
-  case ParallelAccessExtension::EXTENSION_ID:
-    return ParallelAccessExtension::create(ParallelAccessCapability::PARALLEL_READ);
-  default:
-    return nullptr;
-  }
+  return guarded([&]() -> std::shared_ptr<Extension> {
+    switch (id) {
+    case ViewOriginExtension::EXTENSION_ID:
+      return origin_;
+    case ParallelAccessExtension::EXTENSION_ID:
+      return ParallelAccessExtension::create(ParallelAccessCapability::PARALLEL_READ);
+    default:
+      return nullptr;
+    }
+  });
 }
 
 MultiImageCapabilitySet SplitMultiImageView::capabilities() const { return MultiImageCapability::READ; }
 size_t SplitMultiImageView::frameCount() const { return frameCount_; }
 
 std::shared_ptr<ImageView> SplitMultiImageView::frame(size_t index) const {
-  requireFrame(index, frameCount_);
-  return makeFrame_(index);
+  return guarded([&]() -> std::shared_ptr<ImageView> {
+    requireFrame(index, frameCount_);
+    return makeFrame_(index);
+  });
 }
 
 std::shared_ptr<MetadataNode const> SplitMultiImageView::metadata() const { return image_->metadata(); }

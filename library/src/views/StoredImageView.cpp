@@ -1,5 +1,6 @@
 #include "views/StoredImageView.h"
 
+#include "core/Guarded.h"
 #include "views/ImageViewProperties.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/MetadataNode.h"
@@ -33,17 +34,21 @@ std::shared_ptr<MetadataNode const> StoredImageView::metadata() const {
 }
 
 void StoredImageView::setProperties(std::shared_ptr<ImageProperties const> properties) {
-  if (!support(ImageCapability::WRITE))
-    return ImageView::setProperties(std::move(properties));
-  replaceProperties(changedProperties(properties, shape(), dataType()));
+  guarded([&] {
+    if (!support(ImageCapability::WRITE))
+      return ImageView::setProperties(std::move(properties));
+    replaceProperties(changedProperties(properties, shape(), dataType()));
+  });
 }
 
 void StoredImageView::setMetadata(std::shared_ptr<MetadataNode const> metadata) {
-  if (!support(ImageCapability::WRITE))
-    return ImageView::setMetadata(std::move(metadata));
-  std::shared_ptr<MetadataNode const> copy = metadata ? metadata->clone() : nullptr;
-  std::lock_guard const lock(describing_);
-  metadata_.swap(copy);
+  guarded([&] {
+    if (!support(ImageCapability::WRITE))
+      return ImageView::setMetadata(std::move(metadata));
+    std::shared_ptr<MetadataNode const> copy = metadata ? metadata->clone() : nullptr;
+    std::lock_guard const lock(describing_);
+    metadata_.swap(copy);
+  });
 }
 
 std::shared_ptr<ImageProperties const> StoredImageView::propertiesFor(VectorXu64 const & shape,

@@ -45,7 +45,10 @@ public:
   void resize(size_t newSize) override { bytes.resize(newSize); }
 
   void readMany(std::span<ReadRequest const> requests) override {
-    lists.push_back(requests.size());
+    {
+      std::lock_guard const lock(mutex_);
+      lists.push_back(requests.size());
+    }
     RandomAccess::readMany(requests);
   }
 
