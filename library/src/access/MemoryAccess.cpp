@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <limits>
+#include <memory>
 #include <utility>
 
 namespace zarnik {
@@ -57,7 +58,10 @@ OwnedMemory::OwnedMemory(size_t size, Growth growth) : MemoryAccess(nullptr, siz
 }
 
 void OwnedMemory::moveTo(void * memory) {
+  // The block itself may not be had.
+  std::unique_ptr<void, decltype(&detail::freeZeroed)> owned(memory, detail::freeZeroed);
   block_ = std::make_shared<Block>(memory);
+  owned.release();
   data_ = static_cast<uint8_t *>(memory);
 }
 
