@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import copy
 import inspect
+import os
 import pickle
 import pydoc
 import sys
@@ -57,6 +58,7 @@ def test_images_without_memory_to_share_are_arrays_by_copies():
         image.__buffer__(0)
 
 
+@pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers need memory of their own")
 def test_memory_that_an_image_gave_up_goes_with_the_last_array():
     image = zarnik.ImageViewFactory.allocate([1000, 1000, 8], "u1")
     before = psutil.Process().memory_info().rss

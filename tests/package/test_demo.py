@@ -40,6 +40,7 @@ def test_the_demonstration_tells_its_story_and_draws_a_picture(tmp_path):
     assert 0.1 < (picture[..., :3].max(axis=-1) < 0.1).mean() < 0.8
 
 
+@pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers need memory of their own")
 def test_the_large_volume_is_read_in_part(tmp_path):
     pytest.importorskip("nibabel")
     image = pytest.importorskip("matplotlib.image")

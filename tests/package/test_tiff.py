@@ -202,6 +202,7 @@ def test_what_tiff_cannot_hold(tmp_path):
     assert path.read_bytes() == before and os.listdir(tmp_path) == ["image.tif"]
 
 
+@pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers need memory of their own")
 def test_large_files_in_little_memory(tmp_path):
     program = """
 import resource, numpy, tifffile, zarnik
