@@ -154,7 +154,7 @@ sanitize: $(BUILD)/.built-asan .venv/.group-test .venv/.group-demo
 tsan: .venv/.group-build | $(BUILD)/.system-build $(BUILD)/.system-test
 	@cmake -S library -B $(BUILD)/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZARNIK_SANITIZE_THREADS=ON >/dev/null
 	@cmake --build $(BUILD)/tsan --target zarnik_tests
-	@TSAN_OPTIONS=halt_on_error=1 setarch `uname -m` -R $(BUILD)/tsan/zarnik_tests --gtest_brief=1
+	@TSAN_OPTIONS=halt_on_error=1:die_after_fork=0:allocator_may_return_null=1 setarch `uname -m` -R $(BUILD)/tsan/zarnik_tests --gtest_brief=1
 
 # ---- other compilers -------------------------------------------------------------------------------------------------
 

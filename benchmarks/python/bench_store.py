@@ -55,7 +55,7 @@ def in_memory(image: zarnik.ImageView, array: numpy.ndarray) -> Iterator[Ratio]:
 
 
 def in_files(image: zarnik.ImageView, array: numpy.ndarray, folder: Path) -> Iterator[Ratio]:
-    ours, theirs = folder / "image.zarnik", folder / "array.npy"
+    ours, theirs = folder / "image.zrn", folder / "array.npy"
 
     def saved() -> None:
         zarnik.save(ours, image)
@@ -95,7 +95,7 @@ def in_files(image: zarnik.ImageView, array: numpy.ndarray, folder: Path) -> Ite
 
 
 def opened(folder: Path) -> Iterator[Ratio]:
-    small, large = folder / "small.zarnik", folder / "large.zarnik"
+    small, large = folder / "small.zrn", folder / "large.zrn"
     zarnik.save(small, zarnik.uniform((2, 2, 2), 7, "uint16"))
     zarnik.save(large, zarnik.uniform(WIDE_SHAPE, 7, "uint16"), checksums=False)
     element_of = lambda path: zarnik.open(path)[1, 1, 1]  # noqa: E731
