@@ -26,7 +26,7 @@ from http_nginx import nginx
 zarr = pytest.importorskip("zarr", minversion="3")
 numcodecs = pytest.importorskip("numcodecs")
 with warnings.catch_warnings():
-    warnings.simplefilter("ignore")  # it is in no specification
+    warnings.simplefilter("ignore")  # the data type is not standardized
     LZMA = zarr.codecs.numcodecs.LZMA()
 pytestmark = pytest.mark.filterwarnings("ignore:Numcodecs codecs are not")
 
