@@ -193,6 +193,8 @@ class Format:
     can_write: bool = False
     #: whether elements can be written in place, `mode="r+"`
     can_update: bool = False
+    #: whether `save` has an option `empty`, that writes descriptions alone, and `mode="r+"` fills in what is missing
+    can_be_empty: bool = False
 
     def recognizes(self, source: Source) -> bool:
         """Tell whether a source is of this format: by `source.head`, or by the name only if the content cannot tell."""

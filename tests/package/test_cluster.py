@@ -1,6 +1,7 @@
 """Many processes work on one image that none of them could hold, and write to one file."""
 
 import concurrent.futures
+import itertools
 import multiprocessing
 import os
 import signal
@@ -29,7 +30,9 @@ def server():
 
 
 @pytest.fixture
-def client():
+def client(monkeypatch):
+    # Where addresses are limited: by itself the C library sets 64 MiB of them aside for each thread that allocates.
+    monkeypatch.setenv("MALLOC_ARENA_MAX", "1")
     with (
         distributed.LocalCluster(n_workers=4, threads_per_worker=1, dashboard_address=None) as cluster,
         distributed.Client(cluster) as client,
@@ -44,12 +47,22 @@ def expected():
         yield near[1] - (near[0] + near[1] + near[2]) / 3
 
 
+def stored_image(path, like):
+    return zarnik.create(path / "result.zrn", like, mapped=False)
+
+
+def one_zarr(path, like):
+    # Each chunk is an eighth of what is written at a time.
+    return zarnik.create(path / "result.ome.zarr", like, chunks={"z": SLICES, "y": 512, "x": 256}, levels=2)
+
+
 @pytest.mark.skipif(bool(os.environ.get("ZARNIK_SANITIZED")), reason="shadow memory takes all addresses")
-def test_more_than_a_process_may_hold(server, client, tmp_path):
+@pytest.mark.parametrize("create", [stored_image, one_zarr])
+def test_more_than_a_process_may_hold(create, server, client, tmp_path):
     client.register_plugin(on_cluster.Limit(160 << 20))
     volume = zarnik.open_raw(f"{server}/volume", http_faults.VOLUME, "uint16").astype("float32")
     assert all(text != str(volume.nbytes) for text in client.run(on_cluster.whole, volume).values())
-    result = zarnik.create(tmp_path / "result.zrn", volume, mapped=False)
+    result = create(tmp_path, volume)
     futures = [
         client.submit(on_cluster.without_background, volume, result, first, first + SLICES, pure=False)
         for first in range(0, len(volume), SLICES)
@@ -61,12 +74,18 @@ def test_more_than_a_process_may_hold(server, client, tmp_path):
     assert not all(future.done() for future in futures)
     largest = numpy.maximum.reduce(client.gather(futures))
     assert max(client.run(on_cluster.growth).values()) < 128 << 20
-    written = zarnik.open(tmp_path / "result.zrn")
+    path = next(tmp_path.glob("result.*"))
+    if create is one_zarr:
+        zarnik.rebuild_levels(path)
+    written = zarnik.open(path)
     greatest = None
     for place, plane in enumerate(expected()):
         numpy.testing.assert_array_equal(written[place], plane)
         greatest = plane if greatest is None else numpy.maximum(greatest, plane)
     numpy.testing.assert_array_equal(largest, greatest)
+    if create is one_zarr:
+        corner = numpy.stack(list(itertools.islice(expected(), 2)))[:, :2, :2]
+        numpy.testing.assert_allclose(written.levels[1][0, 0, 0], corner.mean(), rtol=1e-6)
 
 
 def test_arrays_are_stored_from_all_processes(client, tmp_path):
@@ -94,3 +113,11 @@ def test_a_new_file_takes_no_room(tmp_path):
         zarnik.create(tmp_path / "nowhere" / "result.zrn", like)
     with pytest.raises(TypeError, match="for an ImageView, not tuple"):
         zarnik.create(tmp_path / "result.zrn", (3, 4))
+    zarnik.save(tmp_path / "a.zarr.zip", zarnik.uniform((4, 5), 1, "uint8", axes="YX"))
+    with pytest.raises(zarnik.NotImplemented, match="into an archive"):
+        zarnik.create(tmp_path / "a.zarr.zip", like)
+    assert zarnik.open(tmp_path / "a.zarr.zip")[3, 4] == 1
+    with pytest.raises(zarnik.NotImplemented, match=r"TIFF cannot be written in parts: \.zrn and \.zarr can"):
+        zarnik.create(tmp_path / "a.tif", like)
+    with pytest.raises(TypeError, match="options 'chunks' are of Zarr"):
+        zarnik.create(tmp_path / "result.zrn", like, chunks=(1, 2))

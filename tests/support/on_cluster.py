@@ -11,6 +11,7 @@ from typing import Any
 import distributed
 import numpy
 import psutil
+import zarr
 
 import zarnik
 
@@ -33,6 +34,9 @@ class Limit(distributed.WorkerPlugin):
 
     def setup(self, worker: Any) -> None:
         zarnik.set_http_options(cache_bytes=8 << 20, read_ahead_bytes=1 << 20)
+        # Each thread takes addresses that it does not use.
+        zarr.config.set({"threading.max_workers": 1})
+        zarr.save_array(zarr.storage.MemoryStore(), numpy.zeros(1))
         self.before = psutil.Process().memory_info().rss
         most = psutil.Process().memory_info().vms + self.more
         resource.setrlimit(resource.RLIMIT_AS, (most, most))

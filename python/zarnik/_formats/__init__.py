@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from typing import TYPE_CHECKING, Any
 
 import zarnik._classes as _classes
@@ -124,25 +124,31 @@ def _candidates(name: str) -> Iterator[Format]:
     yield from others()
 
 
+def by_suffix(name: str, is_wanted: Callable[[Format], bool] = lambda format: True) -> Format | None:
+    """Return the format of those wanted that has the longest suffix which a name ends with, None if none has."""
+    lower = name.lower()
+    found = [
+        (len(suffix), format)
+        for format in every()
+        if is_wanted(format)
+        for suffix in format.suffixes
+        if lower.endswith(suffix)
+    ]
+    return max(found, key=lambda pair: pair[0])[1] if found else None
+
+
 def for_name(name: str) -> Format:
     """Return the format to write a file of a name in: that of the longest suffix, our own without any.
 
     :raises Error: if no format has the suffix.
     """
-    lower = name.lower()
-    found = [
-        (len(suffix), format)
-        for format in every()
-        if format.can_write
-        for suffix in format.suffixes
-        if lower.endswith(suffix)
-    ]
-    if found:
-        return max(found, key=lambda pair: pair[0])[1]
+    format = by_suffix(name, lambda format: format.can_write)
+    if format is not None:
+        return format
     if "." not in name.lstrip("."):
         return named("Zarnik")
-    for format in every():
-        if lower.endswith(format.suffixes):
-            raise _classes.NotImplemented(f"{format.name} can be read, not written")
+    format = by_suffix(name)
+    if format is not None:
+        raise _classes.NotImplemented(f"{format.name} can be read, not written")
     known = ", ".join(f"{format.name} ({' '.join(format.suffixes)})" for format in every() if format.can_write)
     raise _classes.Error(f"cannot tell the format of {name!r} by its suffix, can be written are {known}")

@@ -31,6 +31,7 @@ class Zarr(Format):
     requires = ("zarr",)
     can_write = True
     can_update = True
+    can_be_empty = True
 
     def recognizes(self, source: Source) -> bool:
         if source.is_folder:

@@ -60,6 +60,8 @@ def write(
     if version not in _VERSIONS:
         raise _classes.InvalidArgument(f"version {version!r} is none of {', '.join(_VERSIONS)}")
     if path.lower().endswith(_ARCHIVES):
+        if empty:
+            raise _classes.NotImplemented("nothing can be written into an archive later: a folder takes regions")
         folder = path + ".folder"
         try:
             _Writer(folder, image, version, levels, method, name).write(chunks, shards, compression, progress, empty)
