@@ -15,6 +15,8 @@ Lower case letters mean the same, and "S", which others write for the samples of
 
 from __future__ import annotations
 
+import itertools
+import operator
 from collections.abc import Iterable
 from typing import Union
 
@@ -79,6 +81,22 @@ def _dimension_of(letter: str, axes: object) -> ImageDimension:
         hint = _HINTS.get(letter.upper())
         raise ValueError(f"unknown axis {letter!r} in {axes!r}: {hint or 'the axes are T, Z, Y, X and C'}")
     return found
+
+
+def extents_of(shape: int | Iterable[int]) -> tuple[int, ...]:
+    """Return the extents of a shape, which may be an integer as in NumPy.
+
+    :raises ValueError: if there are more than an image has axes; an endless shape is not gone through.
+    """
+    try:
+        return (operator.index(shape),)  # type: ignore[arg-type]
+    except TypeError:
+        if not isinstance(shape, Iterable):
+            raise TypeError(f"a shape is an integer or a sequence of integers, got {shape!r}") from None
+    extents = tuple(operator.index(extent) for extent in itertools.islice(shape, len(ImageDimension) + 1))
+    if len(extents) > len(ImageDimension):
+        raise ValueError(f"an image has 1 to {len(ImageDimension)} axes, the shape has more: {shape!r}")
+    return extents
 
 
 def dimensions_of_array(axes: Axes | None, shape: tuple[int, ...], what: str = "the array") -> list[ImageDimension]:

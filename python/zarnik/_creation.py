@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import operator
 from collections.abc import Sequence
 from typing import TYPE_CHECKING, Any, Union
 
@@ -28,12 +27,12 @@ def zeros(shape: Shape, dtype: Any = float, axes: _axes.Axes | None = None, **de
     :param description: What else `from_numpy` takes: spacing, origin, unit, metadata, interpretation, alpha.
     :return: The image, whose elements are laid out as those of a new array of the shape.
     """
-    return from_numpy(numpy.zeros(_shape(shape), _dtype(dtype)), axes, **description)
+    return from_numpy(numpy.zeros(_axes.extents_of(shape), _dtype(dtype)), axes, **description)
 
 
 def empty(shape: Shape, dtype: Any = float, axes: _axes.Axes | None = None, **description: Any) -> ImageView:
     """Make an image in memory whose elements may be anything; its parameters are those of `zeros`."""
-    return from_numpy(numpy.empty(_shape(shape), _dtype(dtype)), axes, **description)
+    return from_numpy(numpy.empty(_axes.extents_of(shape), _dtype(dtype)), axes, **description)
 
 
 def full(
@@ -48,7 +47,7 @@ def full(
     :param description: What else `from_numpy` takes.
     """
     dtype = numpy.asarray(fill_value).dtype if dtype is None else dtype
-    return from_numpy(numpy.full(_shape(shape), fill_value, _dtype(dtype)), axes, **description)
+    return from_numpy(numpy.full(_axes.extents_of(shape), fill_value, _dtype(dtype)), axes, **description)
 
 
 def zeros_like(image: Any, dtype: Any = None) -> ImageView:
@@ -86,13 +85,6 @@ def _like(image: Any, array: Any) -> ImageView:
     made.properties = _classes.ImageProperties(calibration=image.properties.calibration(), image_info=info)
     made.metadata = image.metadata if len(image.metadata) or image.metadata.value() is not None else None
     return made  # type: ignore[no-any-return,unused-ignore]
-
-
-def _shape(shape: Shape) -> tuple[int, ...]:
-    try:
-        return (operator.index(shape),)  # type: ignore[arg-type]
-    except TypeError:
-        return tuple(operator.index(extent) for extent in shape)  # type: ignore[union-attr]
 
 
 def _dtype(dtype: Any) -> Any:

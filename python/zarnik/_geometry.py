@@ -6,6 +6,7 @@ each combination.
 
 from __future__ import annotations
 
+import itertools
 import operator
 from collections.abc import Sequence
 from typing import TYPE_CHECKING, Any
@@ -113,7 +114,8 @@ def corners_of(region: Any, sizes: Sequence[int]) -> tuple[Sequence[int], Sequen
         origin, count = _direct.corners(region)
     else:
         try:
-            origin, count = ([operator.index(component) for component in corner] for corner in region)
+            most = len(sizes) + 1
+            origin, count = ([operator.index(place) for place in itertools.islice(corner, most)] for corner in region)
         except (TypeError, ValueError):
             raise TypeError(f"a region is a RegionXu64 or a pair of origin and size, got {region!r}") from None
     fits = len(origin) == len(count) == len(sizes)

@@ -279,11 +279,11 @@ def uniform(shape: Any, value: Any, dtype: Any = None, axes: _axes.Axes | None =
     :param dtype: What NumPy takes for a dtype, or a `DataType`; that of the value by default.
     :param axes: The axes in the order of the shape; by default X, YX, ZYX or TZYX by their number.
     """
-    sizes = [operator.index(size) for size in (shape if isinstance(shape, Iterable) else [shape])]
+    sizes = _axes.extents_of(shape)
     scalar = numpy.asarray(value) if dtype is None else numpy.asarray(value, as_data_type(dtype).dtype.base)
     element = numpy.dtype((scalar.dtype, scalar.shape)) if scalar.ndim else scalar.dtype
     data_type = as_data_type(data_type_id_of(element))
-    dimensions = _axes.dimensions_of_array(axes, tuple(sizes))
+    dimensions = _axes.dimensions_of_array(axes, sizes)
     library_order = sorted(range(len(sizes)), key=lambda axis: dimensions[axis])
     shape = _wide(sizes[axis] for axis in library_order)
     properties = _properties(data_type, dimensions)
@@ -319,8 +319,8 @@ def open_raw(
     offset = operator.index(offset)
     opened: Any = open_random(source, mode="m" if mode == "r+" else "r")
     access = flat.RandomAccessFactory_extract_region(opened, offset) if offset else opened
-    sizes = [operator.index(size) for size in shape]
-    dimensions = _axes.dimensions_of_array(axes, tuple(sizes))
+    sizes = _axes.extents_of(shape)
+    dimensions = _axes.dimensions_of_array(axes, sizes)
     data_type = as_data_type(dtype)
     # The file has its axes in the order of the shape: as an image of unknown axes first, then with their names.
     fastest_first = sizes[::-1] if order == "C" else sizes
@@ -328,7 +328,7 @@ def open_raw(
     made = flat.ImageViewFactory_reinterpret_axes(made, dimensions[::-1] if order == "C" else dimensions)
     letters = _axes.letters(dimensions)
     named = {"order": order, "offset": offset, "mode": mode}
-    return made_by(made, open_raw, opened, tuple(sizes), data_type, letters, **named)
+    return made_by(made, open_raw, opened, sizes, data_type, letters, **named)
 
 
 def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
@@ -341,7 +341,7 @@ def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
     :param axes: The axes, as `from_numpy` takes them.
     :return: The image, whose tiles are the array's chunks.
     """
-    shape = tuple(operator.index(size) for size in array.shape)
+    shape = _axes.extents_of(array.shape)
     scalar = numpy.dtype(getattr(array.dtype, "numpy_dtype", array.dtype))
     if scalar not in (numpy.complex64, numpy.complex128):
         scalar = scalar_dtype(scalar, "an image cannot show an array")

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import itertools
 import operator
 from collections.abc import Sequence
 from functools import partial
@@ -282,7 +283,7 @@ class _ImageViewFactory:
 
 def _checked_index(index: Any, sizes: Sequence[int]) -> list[int]:
     try:
-        checked = [operator.index(component) for component in index]
+        checked = [operator.index(component) for component in itertools.islice(index, len(sizes) + 1)]
     except TypeError:
         raise TypeError(f"an index is a sequence of {len(sizes)} integers, got {index!r}") from None
     if len(checked) != len(sizes) or any(not 0 <= place < size for place, size in zip(checked, sizes)):

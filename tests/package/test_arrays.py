@@ -96,6 +96,24 @@ def test_what_cannot_be_shared_is_refused_with_a_reason(array, axes, error, text
         zarnik.from_numpy(array, axes=axes)
 
 
+def test_endless_shapes_and_indices_are_refused_before_they_fill_memory():
+    endless, image = range(2**40), zarnik.zeros((2, 3))
+    for make in (
+        zarnik.zeros,
+        zarnik.empty,
+        lambda shape: zarnik.full(shape, 1),
+        lambda shape: zarnik.uniform(shape, 1),
+    ):
+        with pytest.raises(ValueError, match="1 to 5 axes, the shape has more: range"):
+            make(endless)
+    with pytest.raises(ValueError, match="exceeds image shape"):
+        image.write_region((endless, endless), 1)
+    with pytest.raises(IndexError, match="outside of an image of shape"):
+        image.read(endless)
+    with pytest.raises(TypeError, match="a shape is an integer or a sequence of integers, got 1.5"):
+        zarnik.zeros(1.5)
+
+
 @pytest.mark.parametrize("dtype", [*SHARED_DTYPES, "l", "L", "q", "Q", "i", "I"], ids=str)
 def test_every_number_of_an_element_type_is_shared(dtype):
     array = numpy.ones((2, 3), dtype)
