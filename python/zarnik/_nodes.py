@@ -133,7 +133,13 @@ class _Node:
         return _trees.dict_of(self)
 
     def to_json(self, indent: int | None = None) -> str:
-        """Return the tree below this node as JSON, as `from_json` took it; arrays become lists."""
+        """Return the tree below this node as JSON, from which `from_json` makes the same tree.
+
+        Dicts, lists, numbers, strings and None are JSON's own, with NaN, Infinity and -Infinity as Python's `json` has
+        them. An array is `{"@zarnik": "array", "dtype": "<f4", "shape": [2], "values": [0.5, 1.5]}`, with the real and
+        the imaginary parts of complex elements in turn. A dict that looks like that stands in another:
+        `{"@zarnik": "dict", "dict": {...}}`.
+        """
         return _trees.json_of(self, indent)
 
     def __copy__(self) -> Any:
@@ -289,10 +295,11 @@ class _MetadataNode(_Node, _Changing):
 
     @staticmethod
     def from_json(text: str | bytes, key: str = "") -> MetadataNode:
-        """Make a tree from a JSON text; `to_json` returns the same.
+        """Make a tree from a JSON text, of any kind or from `to_json`.
 
         :param text: The text.
         :param key: The key of the root.
+        :raises ValueError: if the text is no JSON, or with the path of what cannot be stored.
         """
         root: MetadataNode = _trees.from_json(text, key)
         return root

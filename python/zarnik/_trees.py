@@ -23,11 +23,22 @@ What would come back as something else gets a marker, a child with the key "@zar
 
 Keys that begin with "@zarnik", and a value of a dict's key "" that needs a marker, stand under "@zarnik:" and the key.
 The items of a tuple come back as a list.
+
+JSON text has the values themselves, and an object with a marker for what JSON does not tell apart:
+
+===========================================================  ===================================================
+{"@zarnik": "array", "dtype": "<f4", "shape": [2, 1],        an array: its elements in the order of C, of complex
+"values": [0.5, 1.5]}                                        ones the real and the imaginary parts in turn
+{"@zarnik": "dict", "dict": {...}}                           a dict that would be taken for an object with a
+                                                             marker, or one without children that is no root
+===========================================================  ===================================================
+
+What is not finite is NaN, Infinity and -Infinity, as Python's `json` has it.
 """
 
 from __future__ import annotations
 
-from collections.abc import Iterator, Mapping
+from collections.abc import Callable, Iterator, Mapping
 from types import ModuleType
 from typing import Any
 
@@ -62,12 +73,13 @@ def shown_key(key: str) -> str:
 # ---- to trees --------------------------------------------------------------------------------------------------------
 
 
-def tree_of(key: str, entry: Any, is_root: bool = False) -> Any:
+def tree_of(key: str, entry: Any, is_root: bool = False, opened: Callable[[Any], Any] | None = None) -> Any:
     """Return a node with a key for a Python value, with all below it.
 
+    :param opened: Gives what each value stands for.
     :raises TypeError: or another error that names the path of keys, if there is no node for a value.
     """
-    root, children = _node_of(key, entry, is_root, [key] if key else [])
+    root, children = _node_of(key, entry, is_root, [key] if key else [], opened or _bare)
     # Below each entry that is begun stands its identity alone: when that comes up, the entry is done.
     pending: list[tuple[Any, ...]] = [(root, children, entry, [key] if key else [])]
     begun: set[int] = set()
@@ -84,17 +96,19 @@ def tree_of(key: str, entry: Any, is_root: bool = False) -> Any:
         pending.append((None, None, id(entry), None))
         for child_key, below in children:
             below_path = [*path, child_key]
-            child, grandchildren = _node_of(child_key, below, False, below_path)
+            child, grandchildren = _node_of(child_key, below, False, below_path, opened or _bare)
             node.add_child(child)
             if grandchildren:
                 pending.append((child, grandchildren, below, below_path))
     return root
 
 
-def _node_of(key: str, entry: Any, is_root: bool, path: list[str]) -> tuple[Any, list[tuple[str, Any]]]:
+def _node_of(
+    key: str, entry: Any, is_root: bool, path: list[str], opened: Callable[[Any], Any]
+) -> tuple[Any, list[tuple[str, Any]]]:
     """Return the node of a value, and keys and values of the children that it is to get."""
     try:
-        entry = _bare(entry)
+        entry = opened(entry)
         if isinstance(entry, Mapping):
             return _dict_node(key, entry, is_root)
         if isinstance(entry, (list, tuple, range)):
@@ -222,27 +236,32 @@ def _marked(node: Any, kind: str) -> Any:
 
 
 def _array_node(key: str, array: numpy.ndarray[Any, Any]) -> Any:
+    if getattr(array, "mask", None) is not None:
+        raise TypeError("a metadata array has no mask: take array.data or filled()")
     dtype = array.dtype
     flat = numpy.ascontiguousarray(array).reshape(-1)
     elements: Any
-    if dtype.kind == "c" and dtype.itemsize <= 16:
-        elements = flat.astype("c16").view("f8")
-    elif dtype.kind == "f" and dtype.itemsize <= 8:
-        elements = flat.astype("f8")
-    elif dtype.kind == "u" and dtype.itemsize == 8:
-        elements = flat.astype("u8").view("i8")
-    elif dtype.kind in "biu":
-        elements = flat.astype("i8")
-    elif dtype.kind == "U" and all(map(_is_plain_text, flat.tolist())):
-        elements = flat
-    else:
-        raise TypeError(f"a metadata array has numbers or strings as elements, got dtype {dtype}")
+    elements = flat.astype("u8").view("i8") if dtype.kind == "u" and dtype.itemsize == 8 else _elements_of(flat)
     node = _plain(key, elements.tolist() if elements.size else None)
     marker = _mark(node, "array")
     marker.add_child(_plain("dtype", dtype.str))
     if array.ndim:
         marker.add_child(_plain("shape", list(array.shape)))
     return node
+
+
+def _elements_of(flat: numpy.ndarray[Any, Any]) -> numpy.ndarray[Any, Any]:
+    """Return the elements of an array with one axis as integers, floats or strings; of complex ones both parts."""
+    dtype = flat.dtype
+    if dtype.kind == "c" and dtype.itemsize <= 16:
+        return flat.astype("c16").view("f8")
+    if dtype.kind == "f" and dtype.itemsize <= 8:
+        return flat.astype("f8")
+    if dtype.kind in "biu":
+        return flat.astype("u8" if dtype.kind == "u" else "i8")
+    if dtype.kind == "U" and all(map(_is_plain_text, flat.tolist())):
+        return flat
+    raise TypeError(f"a metadata array has numbers or strings as elements, got dtype {dtype}")
 
 
 # ---- from trees ------------------------------------------------------------------------------------------------------
@@ -336,8 +355,21 @@ def is_marked(node: Any, *kinds: str) -> bool:
 
 def json_of(root: Any, indent: int | None) -> str:
     """Return a tree as JSON: that of the dict, or of what the root is marked as."""
-    is_value = is_marked(root) and not is_marked(root, "dict")
-    return _json().dumps(python_of(root) if is_value else dict_of(root), indent=indent, default=_as_json)
+    value = python_of(root) if is_marked(root) else dict_of(root)
+    if is_marked(root, "dict") and root.get_child_count() == 1:
+        return _json().dumps({MARK: "dict", "dict": value}, indent=indent)
+    whole = [value]
+    pending: list[Any] = [whole]
+    while pending:
+        container = pending.pop()
+        for place, below in container.items() if isinstance(container, dict) else enumerate(container):
+            if isinstance(below, numpy.ndarray):
+                container[place] = _array_object(below)
+            elif isinstance(below, (dict, list)):
+                pending.append(below)
+                if _is_array_object(below) or _is_dict_object(below):
+                    container[place] = {MARK: "dict", "dict": below}
+    return _json().dumps(whole[0], indent=indent)
 
 
 def dict_of(root: Any) -> dict[str, Any]:
@@ -351,13 +383,45 @@ def dict_of(root: Any) -> dict[str, Any]:
 def from_json(text: str | bytes, key: str) -> Any:
     """Return the tree of a JSON text."""
     entry = _json().loads(text)
-    root = tree_of(key, entry, is_root=True)
+    root = tree_of(key, entry, isinstance(entry, dict) and not _is_dict_object(entry), _from_object)
     if not isinstance(entry, dict) and not is_marked(root):
         _mark(root, "value")
     return root
 
 
-def _as_json(value: Any) -> Any:
-    if isinstance(value, numpy.ndarray):
-        return value.tolist()
-    raise TypeError(f"JSON has nothing for {value!r}")
+def _is_array_object(entry: Any) -> bool:
+    return isinstance(entry, dict) and set(entry) == {MARK, "dtype", "shape", "values"} and _has_mark(entry, "array")
+
+
+def _is_dict_object(entry: Any) -> bool:
+    is_object = isinstance(entry, dict) and set(entry) == {MARK, "dict"} and _has_mark(entry, "dict")
+    return is_object and isinstance(entry["dict"], (dict, numpy.ndarray))  # an array becomes an object
+
+
+def _has_mark(entry: dict[str, Any], kind: str) -> bool:
+    return isinstance(entry[MARK], str) and entry[MARK] == kind
+
+
+def _array_object(array: numpy.ndarray[Any, Any]) -> dict[str, Any]:
+    elements = _elements_of(array.reshape(-1))
+    values = elements.astype(bool) if array.dtype.kind == "b" else elements
+    return {MARK: "array", "dtype": array.dtype.str, "shape": list(array.shape), "values": values.tolist()}
+
+
+def _from_object(entry: Any) -> Any:
+    """Return what an entry of JSON stands for."""
+    if _is_dict_object(entry):
+        return entry["dict"]
+    if not _is_array_object(entry):
+        return _bare(entry)
+    try:
+        dtype, values = numpy.dtype(entry["dtype"]), entry["values"]
+        if dtype.kind in "fc":
+            flat = numpy.array(values, "f8").view("c16" if dtype.kind == "c" else "f8").astype(dtype)
+        else:
+            flat = numpy.array(values, dtype)
+            if flat.tolist() != values:
+                raise ValueError(f"its values are not all of dtype {dtype}")
+        return flat.reshape(entry["shape"])
+    except (TypeError, ValueError, OverflowError) as error:
+        raise ValueError(f"what is marked as an array is none: {error}") from None

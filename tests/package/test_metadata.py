@@ -12,6 +12,7 @@ import numpy
 import pytest
 from hypothesis import given
 from hypothesis import strategies as st
+from hypothesis.extra import numpy as arrays
 
 import _zarnik
 import zarnik
@@ -24,15 +25,39 @@ texts = st.text(st.characters(exclude_characters="\0", exclude_categories=["Cs"]
 values = numbers | texts | st.lists(int64, min_size=2) | st.lists(texts, min_size=2)
 keys = st.text("abcäß /.@", max_size=4) | st.sampled_from(["@zarnik", "@zarnik:", "@zarnik:a"])
 leaves = st.none() | st.booleans() | st.integers(-(2**70), 2**70) | st.floats(allow_nan=False) | st.text()
-trees = st.dictionaries(
-    keys,
-    st.recursive(
-        leaves | values,
-        lambda below: st.lists(below, max_size=4) | st.dictionaries(keys, below, max_size=4),
-        max_leaves=12,
-    ),
-    max_size=4,
+
+
+def trees_of(leaves, *more):
+    def wider(below):
+        dicts = [st.dictionaries(keys, below, max_size=4), *(like(below) for like in more)]
+        return st.one_of(st.lists(below, max_size=4), *dicts)
+
+    return st.dictionaries(keys, st.recursive(leaves, wider, max_leaves=12), max_size=4)
+
+
+def like_what_is_marked(below):
+    """Dicts that look like the objects that stand for other things in JSON."""
+    array = {"@zarnik": st.just("array"), "dtype": st.just("i4"), "shape": st.just([]), "values": st.just([5])}
+    return st.fixed_dictionaries(array) | st.fixed_dictionaries({"@zarnik": st.just("dict") | below, "dict": below})
+
+
+trees = trees_of(leaves | values)
+dtypes = st.one_of(
+    st.just(numpy.dtype("?")),
+    arrays.integer_dtypes(endianness="?"),
+    arrays.unsigned_integer_dtypes(endianness="?"),
+    arrays.floating_dtypes(endianness="?", sizes=(16, 32, 64)),
+    arrays.complex_number_dtypes(endianness="?", sizes=(64, 128)),
+    st.just(numpy.dtype("U3")),
 )
+all_arrays = dtypes.flatmap(
+    lambda dtype: arrays.arrays(
+        dtype,
+        arrays.array_shapes(min_dims=0, max_dims=3, min_side=0, max_side=3),
+        elements=texts.filter(lambda text: len(text) <= 3) if dtype.kind == "U" else None,
+    )
+)
+everything = trees_of(leaves | values | st.floats() | all_arrays, like_what_is_marked)
 
 
 def _kind(value):
@@ -43,6 +68,10 @@ def exact(value):
     """Tell apart what compares equal: 1, 1.0 and True."""
     if isinstance(value, dict):
         return {key: exact(entry) for key, entry in value.items()}
+    if isinstance(value, numpy.ndarray):
+        return value.dtype.str, value.shape, repr(value.tolist())
+    if isinstance(value, float):
+        return repr(value)  # NaN is not equal to itself
     return [exact(entry) for entry in value] if isinstance(value, list) else (_kind(value), value)
 
 
@@ -140,6 +169,33 @@ def test_trees_of_python_values_come_back_as_they_were(tree):
     assert list(outer.keys()) == list(tree)
 
 
+@given(tree=everything)
+def test_trees_with_arrays_come_back_by_json(tree):
+    node = MetadataNode.from_dict(tree)
+    whole = [(MetadataNode.from_json(node.to_json()), node)]
+    whole += [(MetadataNode.from_json(child.to_json(indent=1)), child) for child in node]
+    for back, original in whole:
+        assert exact(back.to_dict()) == exact(original.to_dict())
+        assert exact(back.to_python()) == exact(original.to_python()) or original is node
+    assert exact(node.to_dict()) == exact(tree)
+
+
+@pytest.mark.parametrize(
+    ("array", "text"),
+    [
+        ({"dtype": "u1", "shape": [1], "values": [300]}, ""),
+        ({"dtype": "i4", "shape": [1], "values": [1.5]}, "not all of dtype int32"),
+        ({"dtype": "f4", "shape": [2], "values": [1.0]}, "reshape"),
+        ({"dtype": "c8", "shape": [1], "values": [1.0]}, ""),
+        ({"dtype": "O", "shape": [1], "values": [None]}, "dtype object"),
+        ({"dtype": "none", "shape": [], "values": []}, "none"),
+    ],
+)
+def test_json_of_what_is_no_array_is_refused(array, text):
+    with pytest.raises((ValueError, TypeError), match=f"metadata at 'a/b': .*{text}"):
+        MetadataNode.from_json(json.dumps({"a": {"b": {"@zarnik": "array", **array}}}))
+
+
 @pytest.mark.parametrize("entry", [None, True, 5, "a", [], [1], [[]], {"": True}, 2.5])
 def test_json_of_anything_comes_back(entry):
     assert exact(json.loads(MetadataNode.from_json(json.dumps(entry)).to_json())) == exact(entry)
@@ -163,6 +219,7 @@ def test_arrays_come_back_with_dtype_and_shape(dtype, shape):
         ({"a": {5: 1}}, TypeError, "metadata at 'a': the keys of metadata are strings, got 5"),
         ({"a": {"b\0": 1}}, ValueError, "a key of metadata has no zero character"),
         ({"a": numpy.array([object()])}, TypeError, "metadata at 'a': .*dtype object"),
+        ({"a": [numpy.ma.masked_equal([1, 2], 1)]}, TypeError, "metadata at 'a/0': .*no mask"),
         ([1], TypeError, r"from_dict takes a dict, got \[1\]"),
     ],
 )

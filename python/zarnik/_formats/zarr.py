@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import json
 from collections.abc import Iterator, Mapping, Sequence
 from typing import Any
 
@@ -303,7 +304,7 @@ class _Maker:
         if own.get("runs_back"):
             told["spacing"][2] = -told["spacing"][2]
         metadata = own.get("metadata")
-        return metadata if isinstance(metadata, dict) else {}
+        return _classes.MetadataNode.from_json(json.dumps(metadata)).to_dict() if isinstance(metadata, dict) else {}
 
 
 class _Description:
