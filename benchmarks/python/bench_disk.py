@@ -18,6 +18,7 @@ import numpy
 
 import zarnik
 from measure import Ratio, compare
+from zarnik import _direct
 
 GIBIBYTES = int(os.environ.get("ZARNIK_BENCH_GIB", "4"))
 SHAPE = (256 * GIBIBYTES, 1024, 2048)  # of uint16
@@ -32,8 +33,8 @@ def write_samples(path: Path) -> None:
 
 
 def bytes_read() -> int:
-    """What this process has read by system calls."""
-    return int(Path("/proc/self/io").read_text(encoding="ascii").split()[1])
+    """What this process has read by calls of the system and from mappings of the package."""
+    return int(Path("/proc/self/io").read_text(encoding="ascii").split()[1]) + _direct.bytes_from_mappings()
 
 
 def places() -> dict[str, list[tuple[Any, ...]]]:

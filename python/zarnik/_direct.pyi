@@ -47,6 +47,9 @@ def add_layout(
     :raises InvalidArgument: if the layout does not fit the data type or the rank.
     """
 
+def bytes_from_mappings() -> int:
+    """How many bytes of files were copied from mappings, which the system does not count as read."""
+
 def thread_count() -> int:
     """Return how many threads a large copy or conversion may use."""
 

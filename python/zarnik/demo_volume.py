@@ -15,6 +15,7 @@ from typing import Any
 import numpy
 
 import zarnik
+from zarnik import _direct
 from zarnik.demo import MissingExtra, Story, find_scan, require
 
 #: Z, Y, X: 20 GiB of 16-bit samples
@@ -55,6 +56,11 @@ def mib(count: float) -> str:
     return f"{count / 2**20:.2f} MiB"
 
 
+def bytes_read() -> int:
+    """What this process has read of files, by calls of the system and from mappings."""
+    return process("rchar", "io") + _direct.bytes_from_mappings()
+
+
 def run(output: Path) -> None:
     story = Story()
     with tempfile.TemporaryDirectory() as folder:
@@ -70,15 +76,15 @@ def run(output: Path) -> None:
         part = part.astype("float32").rescale((0, 1000), (0, 1))
         story.tell(f"cropped, stepped, flipped, converted and rescaled it: {part!r}")
 
-        before = process("rchar", "io")
+        before = bytes_read()
         pixels = part[4]
-        asked, read = pixels.size * 2, process("rchar", "io") - before
+        asked, read = pixels.size * 2, bytes_read() - before
         story.tell(f"read a picture: {mib(asked)} of samples were asked for, {mib(read)} read from the file")
 
         column = volume.crop(y=1024, x=1024)
-        before = process("rchar", "io")
+        before = bytes_read()
         values = column.to_numpy()
-        read = process("rchar", "io") - before
+        read = bytes_read() - before
         story.tell(f"read a line through all {values.size} pictures: {values.nbytes} bytes asked for, {read} read")
 
         draw(part, output)

@@ -474,6 +474,10 @@ PyObject * versionOverHttp(PyObject *, PyObject * object) {
   });
 }
 
+PyObject * bytesFromMappings(PyObject *, PyObject *) {
+  return unsignedObject(RandomAccessFactory::bytesFromMappings());
+}
+
 PyMethodDef methods[] = {
     {"read_stream", readStream, METH_VARARGS, "Read at the cursor of a stream into a buffer; the number of bytes."},
     {"write_stream", writeStream, METH_VARARGS, "Write a buffer at the cursor of a stream; the number of bytes."},
@@ -495,6 +499,8 @@ PyMethodDef methods[] = {
     {"share_memory", shareMemory, METH_O, "The memory of an accessor as an array, None when it has none to share."},
     {"http_version", versionOverHttp, METH_O, "What tells versions of a resource over HTTP apart, None for any other."},
     {"http_counters", httpCounters, METH_O, "What an access over HTTP has done so far, None for any other."},
+    {"bytes_from_mappings", bytesFromMappings, METH_NOARGS,
+     "How many bytes of files were copied from mappings, which the system does not count as read."},
     {}};
 DirectFunctions const registered(methods);
 

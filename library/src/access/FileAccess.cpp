@@ -22,7 +22,7 @@ FilePlace placeOf(std::string const & path) {
 }
 
 FileAccess::FileAccess(File file, File::Mode mode, FilePlace place)
-    : file_(std::move(file)), mode_(mode), place_(std::move(place)) {}
+    : file_(std::move(file)), pieces_(file_.descriptor()), mode_(mode), place_(std::move(place)) {}
 
 RandomAccessCapabilitySet FileAccess::capabilities() const {
   switch (mode_) {
@@ -47,6 +47,12 @@ size_t FileAccess::read(size_t offset, void * destination, size_t size) {
   if (mode_ == File::Mode::WRITE)
     requireCapability(*this, RandomAccessCapability::READ, "be read");
   return file_.readAt(offset, destination, size);
+}
+
+void FileAccess::readMany(std::span<ReadRequest const> requests) {
+  if (mode_ == File::Mode::WRITE)
+    requireCapability(*this, RandomAccessCapability::READ, "be read");
+  pieces_.read(requests, [this](std::span<ReadRequest const> others) { RandomAccess::readMany(others); });
 }
 
 size_t FileAccess::write(size_t offset, void const * source, size_t size) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/File.h"
+#include "platform/PieceReader.h"
 #include "zarnik/access/RandomAccess.h"
 
 #include <memory>
@@ -17,7 +18,8 @@ struct FilePlace {
 /// The place of a file given by its path alone.
 FilePlace placeOf(std::string const & path);
 
-/// A file, read and written at offsets by the system, without a cursor.
+/// A file, read and written at offsets by the system, without a cursor. Of what is read at once, many small pieces that
+/// lie close together are read through a mapping, see PieceReader.
 class FileAccess final : public RandomAccess {
 public:
   FileAccess(platform::File file, platform::File::Mode mode, FilePlace place);
@@ -28,11 +30,13 @@ public:
   size_t size() const override { return file_.size(); }
   std::string toString() const override;
   size_t read(size_t offset, void * destination, size_t size) override;
+  void readMany(std::span<ReadRequest const> requests) override;
   size_t write(size_t offset, void const * source, size_t size) override;
   void resize(size_t newSize) override;
 
 private:
   platform::File file_;
+  platform::PieceReader pieces_;
   platform::File::Mode mode_;
   FilePlace place_;
 };

@@ -23,6 +23,7 @@ public:
 
   std::filesystem::path const & path() const { return path_; }
   uint64_t size() const { return size_; }
+  int descriptor() const { return file_; }
 
   /// Reads or writes bytes at an offset; several threads may do so at a time.
   /// \return bytes read, fewer only at the end of the file

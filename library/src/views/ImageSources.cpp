@@ -1,5 +1,6 @@
 #include "core/Guarded.h"
 #include "core/ProgressReport.h"
+#include "platform/PieceReader.h"
 #include "platform/TemporaryFile.h"
 #include "views/BlockWalk.h"
 #include "views/RandomAccessImageView.h"
@@ -31,7 +32,7 @@ constexpr uint64_t TILED_CHUNK_BYTES = uint64_t{1} << 25;
 /// The bytes of a temporary file.
 class TemporaryFileAccess : public RandomAccess {
 public:
-  TemporaryFileAccess(std::string const & folder, uint64_t size) : file_(folder, size) {}
+  TemporaryFileAccess(std::string const & folder, uint64_t size) : file_(folder, size), pieces_(file_.descriptor()) {}
 
   RandomAccessCapabilitySet capabilities() const override {
     using enum RandomAccessCapability;
@@ -41,6 +42,9 @@ public:
   std::string resourceId() const override { return file_.path().string(); }
   std::string toString() const override { return fmt::format("temporary file '{}'", file_.path().string()); }
   size_t read(size_t offset, void * destination, size_t size) override { return file_.read(offset, destination, size); }
+  void readMany(std::span<ReadRequest const> requests) override {
+    pieces_.read(requests, [this](std::span<ReadRequest const> others) { RandomAccess::readMany(others); });
+  }
   size_t write(size_t offset, void const * source, size_t size) override {
     file_.write(offset, source, size);
     return size;
@@ -49,6 +53,7 @@ public:
 
 private:
   TemporaryFile file_;
+  platform::PieceReader pieces_;
 };
 
 template <typename T> T required(T pointer, char const * what) {
