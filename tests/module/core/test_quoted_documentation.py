@@ -135,6 +135,7 @@ QUOTES = [
     ("StreamAccessFactory_open_http_write", "HTTP server must support chunked transfer encoding."),
     ("StreamAccessFactory_open_uri_write", "using the POST method and no headers"),
     ("RandomAccessFactory_copy_in_memory", "no copy are done"),
+    ("ImageViewFactory_from_image_view", "a clone of the input view properties"),
     ("DataFrameView_get_capabilities", "Return the view's capabilities"),
     (
         "DataFrameView_get_shape",

@@ -211,7 +211,7 @@ public:
   ///
   /// No memory is allocated for samples. Capabilities are those of the image.
   /// \param image      The image to show.
-  /// \param properties The properties of the view, which keeps a copy; null for those that the image has now.
+  /// \param properties The properties of the view, which keeps a copy; null for a clone of the input view properties.
   /// \param metadata   The root node of the view's metadata, of which it keeps a copy; may be null.
   /// \return The new view.
   /// \throws InvalidArgument if the image is null, or the properties do not fit it.
