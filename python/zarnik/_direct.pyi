@@ -68,6 +68,15 @@ def read_texts(frame: Any, column: int, offset: int, count: int, /) -> list[str]
 def write_texts(frame: Any, column: int, offset: int, texts: Sequence[str], /) -> None:
     """Write texts to a column, from the first row on."""
 
+def text_cells(frame: Any, column: int, /) -> tuple[bytes, bytes]:
+    """Return all texts of a column: offsets of 64 bits, one more than there are rows, and UTF-8."""
+
+def write_text_cells(frame: Any, column: int, offsets: Any, texts: Any, /) -> None:
+    """Write all texts of a column, as `text_cells` gives them."""
+
+def frame_over_columns(rows: int, columns: list[tuple[str, int, str, Any]], /) -> Any:
+    """Return a table of columns: name, id of the data type, unit, and a buffer of its cells to share, or None."""
+
 def arrow_schema(frame: Any, /) -> Any:
     """Return the columns of a table as a capsule of an ArrowSchema."""
 

@@ -433,6 +433,18 @@ class _DataFrameView:
             raise TypeError(f"a table with __arrow_c_stream__ is needed, got {type(table).__name__}")
         return _direct.frame_from_arrow(give())
 
+    # ---- copies ------------------------------------------------------------------------------------------------------
+
+    def __reduce_ex__(self, protocol: Any) -> tuple[Any, ...]:
+        rows, columns = _columns_of(self)
+        return _frame_of, (rows, [(*told, [_sent(part, protocol) for part in parts]) for *told, parts in columns])
+
+    def __copy__(self) -> DataFrameView:
+        return _frame_of(*_columns_of(self), is_shared=False)
+
+    def __deepcopy__(self, memo: dict[int, Any]) -> DataFrameView:
+        return _frame_of(*_columns_of(self), is_shared=False)
+
     def __repr__(self) -> str:
         names, units, rows = _shown(self)
         lines = [f"<zarnik.DataFrameView of {_heading(self)}>"]
@@ -460,6 +472,63 @@ class _DataFrameView:
         if len(self) > len(rows):
             body += row_of("<td>...</td>" * len(names))
         return f"<table><thead>{row_of(head)}</thead><tbody>{body}</tbody></table><p>{_heading(self)}</p>"
+
+
+# ---- pickles ---------------------------------------------------------------------------------------------------------
+
+#: name, id of the data type, unit, and the cells: of numbers one array, of texts offsets and UTF-8
+_Sent = tuple[str, int, str, list[Any]]
+
+
+def _columns_of(frame: Any) -> tuple[int, list[_Sent]]:
+    """The number of rows and the columns of a table, whose numbers are arrays over its memory where it has some."""
+    columns: list[_Sent] = []
+    count, rows = _shape(frame)
+    for index in range(count):
+        type_id = _type_of(frame, index)
+        parts: Any = _direct.text_cells(frame, index) if type_id == _TEXT else [_shared(frame, index)]
+        if parts[0] is None:
+            parts = [_read(frame, index, 0, rows)]
+        name, unit = _zarnik.DataFrameView_column_name(frame, index), _zarnik.DataFrameView_unit(frame, index)
+        columns.append((name, type_id, unit, list(parts)))
+    return rows, columns
+
+
+def _sent(part: Any, protocol: int) -> Any:
+    if protocol < 5:
+        return bytes(part)
+    from pickle import PickleBuffer
+
+    return PickleBuffer(part)
+
+
+def _frame_of(rows: int, columns: list[_Sent], is_shared: bool = True) -> DataFrameView:
+    """Make a table of what `_columns_of` gave.
+
+    :param is_shared: Whether the table is over the numbers, but for those that came within a pickle: these belong to
+        nobody else, so that the table has them as its own, which may be changed.
+    """
+    is_over = [is_shared and type_id != _TEXT and _can_share(parts[0], type_id) for _, type_id, _, parts in columns]
+    frame: DataFrameView = _direct.frame_over_columns(
+        rows,
+        [
+            (name, type_id, unit, parts[0] if over else None)
+            for (name, type_id, unit, parts), over in zip(columns, is_over)
+        ],
+    )
+    for index, ((_, type_id, _, parts), over) in enumerate(zip(columns, is_over)):
+        if type_id == _TEXT:
+            _direct.write_text_cells(frame, index, *parts)
+        elif not over:
+            _write(frame, index, 0, numpy.frombuffer(parts[0], dtype_of(type_id)))
+    return frame
+
+
+def _can_share(cells: Any, type_id: int) -> bool:
+    if isinstance(cells, (bytes, bytearray)):
+        return False
+    found = numpy.frombuffer(cells, dtype_of(type_id)) if memoryview(cells).nbytes else None
+    return found is not None and found.flags.aligned
 
 
 @extends(_classes.DataFrameViewFactory)

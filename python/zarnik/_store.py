@@ -1,4 +1,4 @@
-"""Images and tables as pickles."""
+"""Images as pickles."""
 
 from __future__ import annotations
 
@@ -7,31 +7,19 @@ from typing import TYPE_CHECKING, Any
 import numpy
 
 from zarnik import _direct
-from zarnik._access import open_random
 from zarnik._calls import flat as _zarnik
 from zarnik._extension import extends
 from zarnik._geometry import geometry_of
 from zarnik._recipes import own_metadata, reduced
 
 if TYPE_CHECKING:
-    from zarnik._classes import DataFrameView, ImageView
+    from zarnik._classes import ImageView
 
 
 @extends("ImageView")
 class _PickledImage:
     def __reduce_ex__(self, protocol: Any) -> tuple[Any, ...]:
         return reduced(self, protocol) or by_value(self, protocol)
-
-
-@extends("DataFrameView")
-class _PickledFrame:
-    def __reduce_ex__(self, protocol: Any) -> tuple[Any, ...]:
-        stream = _zarnik.StreamAccessFactory_allocate()
-        _zarnik.Serialization_encode_data_frame_view(self, stream)
-        data = bytearray(_zarnik.StreamAccess_tell(stream))
-        _zarnik.StreamAccess_seek(stream, 0, _zarnik.SeekOrigin_BEGIN)
-        _direct.read_stream(stream, data)
-        return _frame_of, (bytes(data),)
 
 
 def by_value(image: Any, protocol: Any) -> tuple[Any, ...]:
@@ -60,9 +48,3 @@ def _image_of(data: Any, sizes: tuple[int, ...], data_type: int, properties: Any
     # What came within the pickle belongs to nobody else: it may be changed.
     samples = bytearray(data) if isinstance(data, bytes) else data
     return _direct.image_over_buffer(samples, sizes, data_type, properties, metadata)
-
-
-def _frame_of(data: bytes) -> DataFrameView:
-    return _zarnik.Serialization_decode_data_frame_view(
-        _zarnik.StreamAccessFactory_from_random_access(open_random(data))
-    )

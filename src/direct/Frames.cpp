@@ -3,12 +3,17 @@
 #include "direct/CallWithoutLock.h"
 #include "direct/Functions.h"
 #include "direct/TypeTable.h"
+#include "module/Buffers.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/frames/Arrow.h"
 #include "zarnik/frames/DataFrameView.h"
+#include "zarnik/frames/DataFrameViewFactory.h"
 
+#include <algorithm>
+#include <fmt/format.h>
 #include <memory>
 #include <numeric>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -142,6 +147,90 @@ PyObject * writeTexts(PyObject *, PyObject * arguments) {
   });
 }
 
+PyObject * textCells(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    unsigned long long column = 0;
+    if (!PyArg_ParseTuple(arguments, "OK", &object, &column))
+      return nullptr;
+    auto const frame = frameOf(object);
+    auto const texts = frame->readText(column, 0, frame->shape()[1]);
+    auto offsets =
+        required(PyBytes_FromStringAndSize(reinterpret_cast<char const *>(texts.offsets.data()),
+                                           static_cast<Py_ssize_t>(std::as_bytes(std::span(texts.offsets)).size())));
+    auto bytes = required(PyBytes_FromStringAndSize(texts.bytes.data(), static_cast<Py_ssize_t>(texts.bytes.size())));
+    return Py_BuildValue("NN", offsets.release(), bytes.release());
+  });
+}
+
+Buffer<void const> bufferOf(PyObject * object) {
+  Buffer<void const> buffer;
+  if (!readReadableBuffer(object, buffer)) {
+    PyErr_Format(PyExc_TypeError, "a contiguous bytes-like object is needed, got %R", object);
+    throw PendingError();
+  }
+  return buffer;
+}
+
+PyObject * writeTextCells(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * object = nullptr;
+    unsigned long long column = 0;
+    PyObject * offsetsObject = nullptr;
+    PyObject * bytesObject = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OKOO", &object, &column, &offsetsObject, &bytesObject))
+      return nullptr;
+    auto const frame = frameOf(object);
+    auto const given = bufferOf(offsetsObject);
+    auto const bytes = bufferOf(bytesObject);
+    // A copy, which need not be aligned where it comes from.
+    std::vector<uint64_t> offsets(given.size / sizeof(uint64_t));
+    std::copy_n(static_cast<std::byte const *>(given.data), offsets.size() * sizeof(uint64_t),
+                std::as_writable_bytes(std::span(offsets)).begin());
+    auto const rows = frame->shape()[1];
+    if (offsets.size() != rows + 1 || offsets.back() > bytes.size)
+      throw InvalidArgument(fmt::format("{} offsets into {} bytes are no {} texts", offsets.size(), bytes.size, rows));
+    frame->writeText(column, 0, rows, offsets.data(), static_cast<char const *>(bytes.data));
+    return Reference::share(Py_None).release();
+  });
+}
+
+// One of the columns of frameOverColumns.
+ColumnSource sourceOf(PyObject * column, uint64_t rows) {
+  char const * name = nullptr;
+  Py_ssize_t nameBytes = 0;
+  unsigned long long type = 0;
+  char const * unit = nullptr;
+  Py_ssize_t unitBytes = 0;
+  PyObject * object = nullptr;
+  if (!PyArg_ParseTuple(column, "s#Ks#O", &name, &nameBytes, &type, &unit, &unitBytes, &object))
+    throw PendingError();
+  ColumnSource source{std::string(name, static_cast<size_t>(nameBytes)), DataType(type),
+                      std::string(unit, static_cast<size_t>(unitBytes)), nullptr};
+  if (object == Py_None)
+    return source;
+  auto buffer = bufferOf(object);
+  if (buffer.size != rows * source.dataType.byteCount())
+    throw InvalidArgument(fmt::format("{} bytes are no {} cells of column \"{}\" of type {}", buffer.size, rows,
+                                      source.name, source.dataType.toString()));
+  auto const owner = std::make_shared<KeptObject>(std::move(buffer.pin));
+  source.cells = {owner, buffer.data};
+  return source;
+}
+
+PyObject * frameOverColumns(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    unsigned long long rows = 0;
+    PyObject * list = nullptr;
+    if (!PyArg_ParseTuple(arguments, "KO!", &rows, &PyList_Type, &list))
+      return nullptr;
+    std::vector<ColumnSource> columns;
+    for (Py_ssize_t i = 0; i < PyList_Size(list); ++i)
+      columns.push_back(sourceOf(Reference::share(PyList_GetItem(list, i)).get(), rows));
+    return wrapShared(DataFrameViewFactory::create(rows, columns), frameType());
+  });
+}
+
 PyObject * arrowSchema(PyObject *, PyObject * object) {
   return guarded([&]() -> PyObject * {
     auto schema = std::make_unique<ArrowSchema>();
@@ -177,6 +266,12 @@ PyMethodDef methods[] = {
      "none."},
     {"read_texts", readTexts, METH_VARARGS, "Texts of a column, from index, first row and number of rows, as a list."},
     {"write_texts", writeTexts, METH_VARARGS, "Write a sequence of str to a column, from index and first row."},
+    {"text_cells", textCells, METH_VARARGS,
+     "All texts of a column, from its index: offsets of 64 bits, one more than there are rows, and UTF-8."},
+    {"write_text_cells", writeTextCells, METH_VARARGS, "Write all texts of a column as text_cells gives them."},
+    {"frame_over_columns", frameOverColumns, METH_VARARGS,
+     "A table from the number of rows and a list of columns: name, id of the data type, unit, and a buffer with its "
+     "cells\nor None."},
     {"arrow_schema", arrowSchema, METH_O, "The columns of a table as a capsule of an ArrowSchema."},
     {"arrow_stream", arrowStream, METH_O, "A table as a capsule of an ArrowArrayStream."},
     {"frame_from_arrow", frameFromArrow, METH_O, "A table from a capsule of an ArrowArrayStream."},

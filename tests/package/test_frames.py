@@ -1,6 +1,8 @@
 """Tables as users have them. Expected values come from NumPy and plain lists."""
 
+import copy
 import gc
+import pickle
 import weakref
 
 import numpy
@@ -219,3 +221,56 @@ def test_new_shapes(frame):
     with pytest.raises(zarnik.Error, match="neither may be 0"):
         frame.reshape(0, {"a": "f4"})
     assert frame.shape == (2, 2)
+
+
+def out_of_band(frame):
+    buffers = []
+    return pickle.dumps(frame, 5, buffer_callback=buffers.append), buffers
+
+
+@pytest.mark.parametrize(
+    "copied",
+    [
+        *[lambda frame, protocol=protocol: pickle.loads(pickle.dumps(frame, protocol)) for protocol in range(2, 6)],
+        copy.copy,
+        copy.deepcopy,
+    ],
+)
+def test_copies_are_tables_of_their_own(frame, copied):
+    frame["a\0b"] = numpy.array([2**53 + 1, -1, 0])
+    frame.units["a\0b"] = "k\0m"
+    twin = copied(frame)
+    assert (twin.columns, twin.dtypes, dict(twin.units)) == (frame.columns, frame.dtypes, dict(frame.units))
+    assert list(twin.rows()) == list(frame.rows())
+    twin["area"][0] = 9.5
+    twin["label"] = "x"
+    twin.append(twin)
+    assert frame["area"][0] == 1.5
+    assert (frame["label"][0], len(frame)) == ("a", 3)
+    for columns in ({}, {"n": "f4", "t": str}):
+        empty = copied(zarnik.DataFrameViewFactory.allocate(0, columns))
+        assert (empty.shape, empty.columns) == ((0, len(columns)), list(columns))
+
+
+def test_pickled_columns_of_numbers_are_not_copied():
+    frame = make({"x": numpy.arange(100_000.0), "t": ["text"] * 100_000})
+    data, buffers = out_of_band(frame)
+    assert len(data) < 1000
+    twin = pickle.loads(data, buffers=buffers)
+    assert numpy.shares_memory(twin["x"], frame["x"])
+    assert twin["t"] == frame["t"]
+    twin["x"] = 5.0
+    assert frame["x"][1] == 1.0
+    rows = weakref.ref(received := numpy.array(buffers[0].raw()))
+    twin = pickle.loads(data, buffers=[received, *buffers[1:]])
+    del received
+    gc.collect()
+    assert rows() is not None
+    assert_array_equal(twin["x"], frame["x"])
+    del twin
+    assert rows() is None
+    unaligned = numpy.frombuffer(b" " + bytes(buffers[0].raw()), "u1")[1:]
+    assert_array_equal(pickle.loads(data, buffers=[unaligned, *buffers[1:]])["x"], frame["x"])
+    for wrong in ([buffers[0].raw()[:-8], *buffers[1:]], [*buffers[:2], b""], [buffers[0], b"\0" * 8, buffers[2]]):
+        with pytest.raises(zarnik.Error, match="are no 100000 "):
+            pickle.loads(data, buffers=wrong)
