@@ -128,8 +128,8 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
         return chosen.recognizes(Source(path))
 
     with _atomic.replaced(path, suffix, is_of_format) as part, listener(progress, "saving") as told:
-        report = told or _tell_nobody
-        with _errors_of(chosen, path):
+        report = _Report(told)
+        with _errors_of(chosen, path, report):
             chosen.save(part, cast("ImageView", what), progress=report, **options)
 
 
@@ -147,10 +147,12 @@ def rebuild_levels(path: Any, *, method: str | None = None, progress: Progress =
     chosen = _formats.named("OME-Zarr")
     _require(chosen)
     source = Source(path)
-    with listener(progress, "levels") as told, _errors_of(chosen, source):
-        from zarnik._formats import zarr_writer
+    with listener(progress, "levels") as told:
+        report = _Report(told)
+        with _errors_of(chosen, source, report):
+            from zarnik._formats import zarr_writer
 
-        zarr_writer.rebuild_levels(source.path or "", method, told or _tell_nobody)
+            zarr_writer.rebuild_levels(source.path or "", method, report)
 
 
 class SeriesMapping(Mapping[str, Any]):
@@ -268,17 +270,40 @@ def _check_options(function: Any, options: Mapping[str, Any], chosen: Format) ->
             raise TypeError(f"{chosen.name} has no option {name!r}: {has}")
 
 
-class _errors_of:
-    """What libraries raise of what they cannot read or write becomes an Error."""
+class _Report:
+    """Tells a listener, if there is one, and remembers what it raised, whatever becomes of that on its way."""
 
-    def __init__(self, chosen: Format, where: Any) -> None:
+    def __init__(self, told: Callable[[int, int], Any] | None) -> None:
+        self._told = told
+        self.raised: BaseException | None = None
+
+    def __call__(self, done: int, total: int) -> None:
+        if self._told is None:
+            return
+        try:
+            self._told(done, total)
+        except BaseException as error:
+            self.raised = error
+            raise
+
+
+class _errors_of:
+    """What libraries raise of what they cannot read or write becomes an Error; what a listener raised stays itself."""
+
+    def __init__(self, chosen: Format, where: Any, report: _Report | None = None) -> None:
         self._name = chosen.name
+        self._report = report
         self._where = where if isinstance(where, str) else where.path or where.url or "the bytes"
 
     def __enter__(self) -> None:
         pass
 
     def __exit__(self, kind: Any, error: Any, trace: Any) -> None:
+        raised = self._report and self._report.raised
+        if raised:
+            if error is not raised:
+                raise raised
+            return
         if not isinstance(error, Exception) or isinstance(error, _classes.Error):
             return
         text = str(error) or kind.__name__
@@ -290,10 +315,6 @@ def _warn_of(losses: Sequence[str], chosen: Format) -> None:
         import warnings
 
         warnings.warn(f"{chosen.name} cannot hold {'; '.join(losses)}", LossWarning, stacklevel=3)
-
-
-def _tell_nobody(done: int, total: int) -> None:
-    pass
 
 
 def _names(found: Sequence[Series]) -> list[str]:

@@ -60,13 +60,28 @@ def test_progress_ends_with_everything_done(copy, call, tmp_path):
 
 
 @pytest.mark.parametrize("call", [lambda function: function(), in_thread], ids=["here", "thread"])
-@pytest.mark.parametrize("copy", COPIES.values(), ids=COPIES)
+@pytest.mark.parametrize("copy", WRITES.values(), ids=WRITES)
 def test_what_a_listener_raises_ends_the_work(copy, call, tmp_path):
     def enough(done, total):
         raise KeyError("enough")
 
     assert call(lambda: raised_by(lambda: copy(tmp_path, enough))) == ("enough",)
     assert list(tmp_path.iterdir()) == []
+
+
+@pytest.mark.parametrize("suffix", [".tif", ".nii.gz", ".h5", ".npz", ".ome.zarr"])
+def test_what_a_listener_raises_ends_the_work_of_formats(suffix, tmp_path):
+    def enough(done, total):
+        raise KeyError("enough") from LookupError("cause")
+
+    path = tmp_path / f"image{suffix}"
+    image = zarnik.from_numpy(numpy.zeros((4, 100, 100), "u1"))
+    zarnik.save(path, image)
+    there = {found: found.read_bytes() for found in tmp_path.rglob("*") if found.is_file()}
+    with pytest.raises(KeyError, match="enough") as caught:
+        zarnik.save(path, zarnik.from_numpy(numpy.ones((4, 100, 100), "u1")), progress=enough)
+    assert isinstance(caught.value.__cause__, LookupError)
+    assert {found: found.read_bytes() for found in tmp_path.rglob("*") if found.is_file()} == there
 
 
 @pytest.mark.parametrize("copy", WRITES.values(), ids=WRITES)
