@@ -39,15 +39,7 @@ Where to begin:
 
 from __future__ import annotations
 
-try:
-    import _zarnik as _zarnik
-except ImportError as error:
-    if "libcurl" in str(error):
-        raise ImportError(
-            f"zarnik needs the libcurl that it was built with, for HTTP and TLS: install it from the system's packages "
-            f"(apt-get install libcurl4, dnf install libcurl): {error}"
-        ) from error
-    raise
+import _zarnik as _zarnik
 
 # Each of these adds to the generated classes. A new topic is one more name here, and a line below for each function
 # that it makes public.

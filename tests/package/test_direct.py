@@ -143,16 +143,3 @@ def test_reading_while_the_image_is_reshaped():
         thread.join()
     assert seen
     assert set().union(*seen) <= {0, 7}
-
-
-def test_a_machine_without_the_http_library_is_told_what_to_install():
-    program = """
-import sys
-class Missing:
-    def find_spec(self, name, *_):
-        if name == "_zarnik":
-            raise ImportError("libcurl.so.4: cannot open shared object file: No such file or directory")
-sys.meta_path.insert(0, Missing())
-import zarnik
-"""
-    assert "ImportError: zarnik needs the libcurl" in run_python(program).stderr

@@ -15,6 +15,7 @@ namespace zarnik::http {
 namespace {
 
 void initialize() {
+  loadCurl();
   static std::once_flag once;
   std::call_once(once, [] {
     if (auto const code = curl_global_init(CURL_GLOBAL_DEFAULT); code != CURLE_OK)
@@ -45,6 +46,7 @@ MultiHandle newMultiHandle(unsigned connections) {
 }
 
 void appendHeader(HeaderList & list, char const * line) {
+  loadCurl();
   auto * const extended = curl_slist_append(list.get(), line);
   if (!extended)
     throw Error("no memory for the headers of an HTTP request");

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <curl/curl.h>
+#include "http/CurlFunctions.h"
+
 #include <memory>
 
 namespace zarnik::http {
