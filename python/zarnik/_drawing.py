@@ -1,4 +1,4 @@
-"""Trees of metadata as text and as HTML."""
+"""Trees of metadata as text and as HTML, and numbers of things."""
 
 from __future__ import annotations
 
@@ -70,3 +70,8 @@ def html_of(root: Any) -> str:
             pending.extend((child, depth + 1) for child in reversed(list(node)))
     parts.extend(entry for entry in reversed(pending) if isinstance(entry, str))
     return "".join(parts)
+
+
+def counted(number: int, what: str) -> str:
+    """Return "1 level" or "2 levels"."""
+    return f"{number} {what}{'s' * (number != 1)}"

@@ -9,6 +9,7 @@ from functools import partial
 from typing import TYPE_CHECKING, Any, cast
 
 import zarnik._classes as _classes
+from zarnik._drawing import counted
 from zarnik._extension import Kept, extends, kept
 from zarnik._progress import Progress, listener
 from zarnik._recipes import made_by, of_version
@@ -173,7 +174,7 @@ class SeriesMapping(Mapping[str, Any]):
         return len(self._series)
 
     def __repr__(self) -> str:
-        return f"<{len(self)} images: {', '.join(map(repr, self))}>"
+        return f"<{counted(len(self), 'image')}: {', '.join(map(repr, self))}>"
 
 
 class Levels(Sequence[Any]):
@@ -202,7 +203,7 @@ class Levels(Sequence[Any]):
         return image
 
     def __repr__(self) -> str:
-        return f"<{len(self)} levels of shape {', '.join(str(image.shape) for image in self)}>"
+        return f"<{counted(len(self), 'level')} of shape {', '.join(str(image.shape) for image in self)}>"
 
 
 @extends(_classes.ImageView)

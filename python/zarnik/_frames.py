@@ -11,6 +11,7 @@ import numpy
 import zarnik._classes as _classes
 from zarnik import _direct
 from zarnik._calls import flat as _zarnik
+from zarnik._drawing import counted
 from zarnik._enumerations import DataTypeId
 from zarnik._extension import extends
 from zarnik._types import as_data_type, data_type_id_of, dtype_of
@@ -181,7 +182,7 @@ def _shown(frame: Any) -> tuple[list[str], list[str], list[list[str]]]:
 
 def _heading(frame: Any) -> str:
     columns, rows = _shape(frame)
-    return f"{rows} row{'s' * (rows != 1)} x {columns} column{'s' * (columns != 1)}"
+    return f"{counted(rows, 'row')} x {counted(columns, 'column')}"
 
 
 @extends(_classes.DataFrameView)

@@ -30,6 +30,7 @@ import numpy
 import zarnik._classes as _classes
 from zarnik import _access, _axes, _interop, _lazy
 from zarnik._calls import flat
+from zarnik._drawing import counted
 from zarnik._files import LossWarning
 from zarnik._spatial import calibration_of_affine
 from zarnik._vectors import as_vector
@@ -175,7 +176,7 @@ class Series:
         self.is_secondary = False
 
     def __repr__(self) -> str:
-        return f"<zarnik.plugins.Series {self.name!r} of {len(self.levels)} levels>"
+        return f"<zarnik.plugins.Series {self.name!r} of {counted(len(self.levels), 'level')}>"
 
 
 class Format:

@@ -82,6 +82,8 @@ for opened in (all_series["2"], zarnik.open("image.zrn", series=2), zarnik.open(
     assert (opened.to_numpy() == image.to_numpy()).all()
     assert (opened.spacing[:2], opened.unit, opened.metadata["Text/lines"].to_python()) == ((2, 3), "mm", 3)
     assert [level.shape for level in opened.levels] == [(3, 4), (2, 2)] and opened.levels.at_most(3).shape == (2, 2)
+    assert repr(opened.levels) == "<2 levels of shape (3, 4), (2, 2)>"
+    assert repr(zarnik.zeros((3, 4), "u1").levels) == "<1 level of shape (3, 4)>"
 assert zarnik.open("image.zrn", series="a", level=-1, scale=2)[0, 1] == 4
 info = zarnik.info("image.zrn")
 assert (info["format"], len(info["series"])) == ("Text", 3)
