@@ -1,6 +1,8 @@
 #include "access/CursorStream.h"
 
 #include "access/CheckCapability.h"
+#include "access/Innermost.h"
+#include "access/MemoryAccess.h"
 #include "zarnik/core/Error.h"
 
 #include <fmt/format.h>
@@ -68,6 +70,16 @@ size_t CursorStream::write(void const * source, size_t size) {
   auto const count = bytes_->write(position_, source, size);
   position_ += count;
   return count;
+}
+
+std::byte * CursorStream::ahead(size_t size) {
+  bool const isMemory = exactly<OwnedMemory>(*bytes_) || exactly<BorrowedMemory>(*bytes_);
+  if (!isMemory || !bytes_->support(RandomAccessCapability::WRITE))
+    return nullptr;
+  auto const all = bytes_->size();
+  if (position_ > all || size > all - position_)
+    return nullptr;
+  return static_cast<std::byte *>(bytes_->buffer()) + position_;
 }
 
 } // namespace zarnik

@@ -3,6 +3,7 @@
 #include "zarnik/access/RandomAccess.h"
 #include "zarnik/access/StreamAccess.h"
 
+#include <cstddef>
 #include <memory>
 
 namespace zarnik {
@@ -27,6 +28,10 @@ public:
   size_t read(void * destination, size_t size) override;
   size_t write(void const * source, size_t size) override;
   void * buffer() override { return bytes_->buffer(); }
+
+  /// Where the next so many bytes are, if all of them lie in the library's own kind of memory and can be written there;
+  /// else null. Who writes them goes on with `seek`.
+  std::byte * ahead(size_t size);
 
 private:
   std::shared_ptr<RandomAccess> bytes_;

@@ -94,7 +94,6 @@ Tag ObjectReader::next(std::initializer_list<Tag> wanted) {
       fail("the header of a section is damaged: its hash does not match");
     tag_ = header.tag;
     length_ = left_ = header.length;
-    inBlock_ = 0;
     hashes_.clear();
     for (auto const tag : wanted)
       if (tag_ == tag) {
@@ -129,19 +128,16 @@ void ObjectReader::read(void * destination, uint64_t size) {
   while (size != 0) {
     auto const part = std::min(size, blockBytes_ - inBlock_);
     get(rest, part, name.c_str());
-    if (inBlock_ == 0 && (part == blockBytes_ || part == left_)) {
-      hashes_.push_back(hashOf(rest, part));
-    } else {
-      if (inBlock_ == 0)
-        hash_.restart();
-      hash_.add(rest, part);
-      if (inBlock_ + part == blockBytes_ || part == left_)
-        hashes_.push_back(hash_.value());
-    }
-    inBlock_ = (inBlock_ + part) % blockBytes_;
+    hash_.add(rest, part);
+    inBlock_ += part;
     left_ -= part;
     rest += part;
     size -= part;
+    if (inBlock_ == blockBytes_ || left_ == 0) {
+      hashes_.push_back(hash_.value());
+      hash_.restart();
+      inBlock_ = 0;
+    }
   }
 }
 

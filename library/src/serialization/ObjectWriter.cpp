@@ -1,9 +1,12 @@
 #include "serialization/ObjectWriter.h"
 
+#include "layout/CacheSize.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <functional>
+#include <typeinfo>
 #include <utility>
 
 namespace zarnik::format {
@@ -15,6 +18,8 @@ ObjectWriter::ObjectWriter(std::shared_ptr<StreamAccess> stream, Kind kind, Data
     throw InvalidArgument("there is no stream to write to");
   if (!stream_->support(StreamAccessCapability::WRITE))
     throw InvalidArgument(fmt::format("{} cannot be written to", stream_->toString()));
+  StreamAccess & target = *stream_;
+  cursor_ = typeid(target) == typeid(CursorStream) ? static_cast<CursorStream *>(&target) : nullptr;
   ObjectHeader header{MAGIC,
                       MAJOR_VERSION,
                       MINOR_VERSION,
@@ -52,7 +57,7 @@ void ObjectWriter::beginSection(Tag tag, uint64_t length) {
   header.hash = hashOf(&header, offsetof(SectionHeader, hash));
   hashes_.reserve(blockCount(length));
   put(&header, sizeof header);
-  left_ = length;
+  length_ = left_ = length;
 }
 
 void ObjectWriter::write(void const * bytes, uint64_t size) {
@@ -64,24 +69,40 @@ void ObjectWriter::write(void const * bytes, uint64_t size) {
     left_ -= size;
     return;
   }
-  // A block is hashed while it is in the cache, then written.
+  // A block is hashed while it is in the cache, and not before it is written: a stream that takes nothing may be tried
+  // again.
   while (size != 0) {
     auto const part = std::min(size, options_.blockBytes - inBlock_);
-    if (inBlock_ == 0 && (part == options_.blockBytes || part == left_)) {
-      hashes_.push_back(hashOf(rest, part));
-    } else {
-      if (inBlock_ == 0)
-        hash_.restart();
+    if (!putStreaming(rest, part)) {
+      put(rest, part);
       hash_.add(rest, part);
-      if (inBlock_ + part == options_.blockBytes || part == left_)
-        hashes_.push_back(hash_.value());
     }
-    put(rest, part);
-    inBlock_ = (inBlock_ + part) % options_.blockBytes;
+    inBlock_ += part;
     left_ -= part;
     rest += part;
     size -= part;
+    if (inBlock_ == options_.blockBytes || left_ == 0)
+      endBlock();
   }
+}
+
+bool ObjectWriter::putStreaming(std::byte const * bytes, uint64_t size) {
+  if (cursor_ == nullptr || length_ < layout::streamingThresholdBytes())
+    return false;
+  auto * const place = cursor_->ahead(size);
+  std::less_equal<> const isBefore;
+  if (place == nullptr || !(isBefore(bytes + size, place) || isBefore(place + size, bytes)))
+    return false;
+  hash_.addStreaming(place, bytes, size);
+  cursor_->seek(static_cast<int64_t>(size), SeekOrigin::CURRENT);
+  position_ += size;
+  return true;
+}
+
+void ObjectWriter::endBlock() {
+  hashes_.push_back(hash_.value());
+  hash_.restart();
+  inBlock_ = 0;
 }
 
 void ObjectWriter::endSection() {
@@ -89,7 +110,6 @@ void ObjectWriter::endSection() {
     throw Error(fmt::format("a section lacks {} bytes of its content", left_));
   put(hashes_.data(), hashes_.size() * sizeof(uint64_t));
   hashes_.clear();
-  inBlock_ = 0;
 }
 
 void ObjectWriter::align() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "access/CursorStream.h"
 #include "serialization/Format.h"
 #include "serialization/Hash.h"
 #include "zarnik/access/StreamAccess.h"
@@ -48,14 +49,19 @@ public:
 
 private:
   void put(void const * bytes, uint64_t size);
+  /// Writes and hashes in one go around the caches, if the section is too large for them and the stream is memory.
+  bool putStreaming(std::byte const * bytes, uint64_t size);
+  void endBlock();
   uint64_t blockCount(uint64_t length) const {
     return isHashed() ? (length + options_.blockBytes - 1) / options_.blockBytes : 0;
   }
   bool isHashed() const { return options_.isHashed; }
 
   std::shared_ptr<StreamAccess> stream_;
+  CursorStream * cursor_ = nullptr; ///< the stream, if it is one of the library's cursors
   WriteOptions options_;
   uint64_t position_ = 0; ///< bytes written of the object
+  uint64_t length_ = 0;
   uint64_t left_ = 0;
   uint64_t inBlock_ = 0; ///< bytes of the open block that its running hash has
   RunningHash hash_;

@@ -1,0 +1,66 @@
+#include "serialization/Hash.h"
+#include "layout/CacheSize.h"
+#include "zarnik/access/RandomAccess.h"
+#include "zarnik/access/RandomAccessFactory.h"
+#include "zarnik/access/StreamAccess.h"
+#include "zarnik/access/StreamAccessFactory.h"
+#include "zarnik/serialization/Serialization.h"
+#include "zarnik/views/ImageView.h"
+#include "zarnik/views/ImageViewFactory.h"
+
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <numeric>
+#include <random>
+#include <vector>
+
+namespace zarnik::test {
+namespace {
+
+TEST(Hash, IsTheSameOnEveryVectorUnitInAnyPartsAndCopyingOrNot) {
+  EXPECT_EQ(format::hashOf("", 0), 0x2D06800538D394C2U);
+  std::vector<uint64_t> words(10'000);
+  std::generate(words.begin(), words.end(), std::mt19937_64(3));
+  auto const * const bytes = reinterpret_cast<unsigned char const *>(words.data());
+  std::mt19937 random(5);
+  for (auto const * const kernels : format::hashKernels()) {
+    SCOPED_TRACE(kernels->unit);
+    for (size_t const size : {0, 1, 63, 64, 65, 240, 241, 1024, 2047, 2048, 2049, 4160, 79'993}) {
+      format::RunningHash parted(*kernels), copying(*kernels);
+      std::vector<unsigned char> copy(size + 192, 0xAB);
+      auto const first = random() % 128;
+      for (size_t done = 0; done != size;) {
+        auto const part = std::min<size_t>(size - done, random() % 5000);
+        parted.add(bytes + 3 + done, part);
+        copying.addStreaming(copy.data() + first + done, bytes + 3 + done, part);
+        done += part;
+      }
+      EXPECT_EQ(parted.value(), format::hashOf(bytes + 3, size)) << size;
+      EXPECT_EQ(copying.value(), parted.value()) << size;
+      std::vector<unsigned char> expected(size + 192, 0xAB);
+      std::copy_n(bytes + 3, size, expected.begin() + static_cast<ptrdiff_t>(first));
+      EXPECT_EQ(copy, expected) << size;
+    }
+  }
+}
+
+TEST(Hash, WhatIsLargerThanTheCachesIsStoredInMemoryAsAnywhere) {
+  auto const image = ImageViewFactory::allocate({layout::streamingThresholdBytes() / 8 + 77}, DataTypeId::UINT64);
+  auto * const samples = static_cast<uint64_t *>(image->buffer());
+  std::iota(samples, samples + image->bufferSize() / 8, uint64_t{1} << 40);
+  auto const growing = StreamAccessFactory::allocate();
+  Serialization::encodeImageView(image, growing);
+  auto const size = growing->tell();
+  auto const fixed = RandomAccessFactory::allocate(size + 5);
+  auto const stream = StreamAccessFactory::fromRandomAccess(fixed);
+  stream->seek(5, SeekOrigin::BEGIN);
+  Serialization::encodeImageView(image, stream);
+  EXPECT_EQ(stream->tell(), size + 5);
+  auto const * const bytes = static_cast<std::byte const *>(growing->buffer());
+  EXPECT_TRUE(std::equal(bytes, bytes + size, static_cast<std::byte const *>(fixed->buffer()) + 5));
+  stream->seek(5, SeekOrigin::BEGIN);
+  EXPECT_EQ(Serialization::decodeImageView(stream)->bufferSize(), image->bufferSize());
+}
+
+} // namespace
+} // namespace zarnik::test
