@@ -261,6 +261,15 @@ class Handler(BaseHTTPRequestHandler):
         times = ["Sun, 01 Nov 2026 10:00:00 GMT", "Sun, 01 Nov 2026 10:00:01 GMT"]
         self.serve(ETag='W/"weak"', Last_Modified=times[min(number, 2) - 1])
 
+    def fault_changes_while_opened(self, number: int) -> None:
+        """Another version after a part of the first answer."""
+        if number > 1:
+            self.serve(CHANGED, ETag='"two"')
+            return
+        headers, data = self.part()
+        self.send(206, headers, data[:1000])
+        self.hang_up()
+
     def fault_changes_size(self, number: int) -> None:
         self.serve(BODY if number == 1 else BODY[:-1000], ETag=None)
 

@@ -1,10 +1,10 @@
 #include "zarnik/access/HTTPHeaders.h"
 
+#include "core/Guarded.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/values/Checked.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 #include <string_view>
 
 namespace zarnik {
@@ -23,21 +23,21 @@ void check(std::string const & name, std::string const & value) {
   if (name.empty() || !std::ranges::all_of(name, isTokenCharacter))
     throw InvalidArgument("the name of a header must be made of letters, digits and !#$%&'*+-.^_`|~");
   if (value.find_first_of("\r\n\0"sv) != std::string::npos)
-    throw InvalidArgument(fmt::format("the value of the header {} has a line break or a null character", name));
+    throw InvalidArgument(message("the value of the header {} has a line break or a null character", name));
 }
 
 } // namespace
 
 HTTPHeaders::HTTPHeaders() = default;
-HTTPHeaders::HTTPHeaders(HTTPHeaders const & other) = default;
+HTTPHeaders::HTTPHeaders(HTTPHeaders const & other) : entries_(guarded([&] { return other.entries_; })) {}
 HTTPHeaders::HTTPHeaders(HTTPHeaders && other) noexcept = default;
-HTTPHeaders & HTTPHeaders::operator=(HTTPHeaders const & other) = default;
+HTTPHeaders & HTTPHeaders::operator=(HTTPHeaders const & other) { return *this = HTTPHeaders(other); }
 HTTPHeaders & HTTPHeaders::operator=(HTTPHeaders && other) noexcept = default;
 HTTPHeaders::~HTTPHeaders() = default;
 
 HTTPHeaders::HTTPHeaders(Entry const * entries, size_t entryCount) {
   if (entryCount != 0 && entries == nullptr)
-    throw InvalidArgument(fmt::format("{} header entries were promised, but there is no array of them", entryCount));
+    throw InvalidArgument(message("{} header entries were promised, but there is no array of them", entryCount));
   for (size_t i = 0; i < entryCount; ++i)
     add(entries[i]);
 }
@@ -56,7 +56,7 @@ void HTTPHeaders::add(Entry const & entry) { add(entry.name, entry.value); }
 
 void HTTPHeaders::add(std::string const & name, std::string const & value) {
   check(name, value);
-  entries_.push_back({name, value});
+  guarded([&] { entries_.push_back({name, value}); });
 }
 
 } // namespace zarnik

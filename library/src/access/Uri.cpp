@@ -1,5 +1,6 @@
 #include "zarnik/access/Uri.h"
 
+#include "core/Guarded.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
@@ -56,8 +57,7 @@ std::string encodeForbidden(string_view text) {
   return result;
 }
 
-std::string decode(string_view text) {
-  std::string result(text);
+std::string decode(std::string result) {
   auto const * const end = uriUnescapeInPlaceExA(result.data(), URI_FALSE, URI_BR_DONT_TOUCH);
   result.resize(static_cast<size_t>(end - result.data()));
   return result;
@@ -101,58 +101,83 @@ private:
 
 } // namespace
 
-Uri::Uri(Uri const & other) = default;
-Uri::Uri(Uri && other) noexcept = default;
-Uri & Uri::operator=(Uri const & other) = default;
-Uri & Uri::operator=(Uri && other) noexcept = default;
-Uri::~Uri() = default;
+struct Uri::Parts {
+  std::string text; // encoded
+  std::string scheme;
+  std::string host;
+  // Where the parts stand in the text.
+  size_t authorityBegin = 0;
+  size_t userInfoEnd = 0;
+  size_t authorityEnd = 0; // the path begins there
+  size_t pathEnd = 0;
+  size_t queryEnd = 0;
+  uint16_t port = 0;
 
-Uri::Uri(std::string const & uri) {
+  explicit Parts(std::string const & uri);
+
+  std::string between(size_t begin, size_t end) const {
+    return guarded([&] { return text.substr(begin, end - begin); });
+  }
+};
+
+Uri::Parts::Parts(std::string const & uri) {
   if (auto const control = std::ranges::find_if(uri, isControl); control != uri.end())
     throw InvalidArgument(
         fmt::format("not a valid URI: control character {:#04x} at byte {}", *control, control - uri.begin()));
-  text_ = encodeForbidden(uri);
-  ParsedUri const parsed(text_);
-  scheme_ = lowerCase(parsed.scheme());
-  host_ = lowerCase(parsed.host());
+  text = encodeForbidden(uri);
+  ParsedUri const parsed(text);
+  scheme = lowerCase(parsed.scheme());
+  host = lowerCase(parsed.host());
 
-  queryEnd_ = std::min(text_.find('#'), text_.size());
-  pathEnd_ = std::min(text_.find('?'), queryEnd_);
-  if (auto const authority = findAuthority(text_); authority != std::string::npos) {
-    authorityBegin_ = authority;
-    authorityEnd_ = std::min(text_.find('/', authority), pathEnd_);
-    auto const at = text_.rfind('@', authorityEnd_);
-    userInfoEnd_ = at == std::string::npos || at < authority || at == authorityEnd_ ? authority : at;
+  queryEnd = std::min(text.find('#'), text.size());
+  pathEnd = std::min(text.find('?'), queryEnd);
+  if (auto const authority = findAuthority(text); authority != std::string::npos) {
+    authorityBegin = authority;
+    authorityEnd = std::min(text.find('/', authority), pathEnd);
+    auto const at = text.rfind('@', authorityEnd);
+    userInfoEnd = at == std::string::npos || at < authority || at == authorityEnd ? authority : at;
   } else {
-    authorityBegin_ = userInfoEnd_ = authorityEnd_ = scheme_.empty() ? 0 : scheme_.size() + 1;
+    authorityBegin = userInfoEnd = authorityEnd = scheme.empty() ? 0 : scheme.size() + 1;
   }
 
-  port_ = defaultPort(scheme_);
+  port = defaultPort(scheme);
   if (auto const digits = parsed.port(); !digits.empty()) {
-    auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port_);
+    auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
     if (error != std::errc{} || end != digits.data() + digits.size())
       throw InvalidArgument(fmt::format("port {} of an URI is out of range, allowed are 0 to 65535", digits));
   }
 }
 
-std::string Uri::scheme() const { return scheme_; }
-std::string Uri::authority() const { return text_.substr(authorityBegin_, authorityEnd_ - authorityBegin_); }
-std::string Uri::host() const { return host_; }
-uint16_t Uri::port() const { return port_; }
-std::string Uri::userInfo() const { return text_.substr(authorityBegin_, userInfoEnd_ - authorityBegin_); }
-std::string Uri::path() const { return decode(string_view(text_).substr(authorityEnd_, pathEnd_ - authorityEnd_)); }
-std::string Uri::pathAndQuery() const { return text_.substr(authorityEnd_, queryEnd_ - authorityEnd_); }
-std::string Uri::toString() const { return text_; }
+Uri::Uri(std::string const & uri) : parts_(guarded([&] { return std::make_shared<Parts const>(uri); })) {}
+Uri::Uri(Uri const & other) = default;
+Uri & Uri::operator=(Uri const & other) = default;
+Uri::~Uri() = default;
+
+std::string Uri::scheme() const {
+  return guarded([&] { return parts_->scheme; });
+}
+std::string Uri::authority() const { return parts_->between(parts_->authorityBegin, parts_->authorityEnd); }
+std::string Uri::host() const {
+  return guarded([&] { return parts_->host; });
+}
+uint16_t Uri::port() const { return parts_->port; }
+std::string Uri::userInfo() const { return parts_->between(parts_->authorityBegin, parts_->userInfoEnd); }
+std::string Uri::path() const {
+  return guarded([&] { return decode(parts_->between(parts_->authorityEnd, parts_->pathEnd)); });
+}
+std::string Uri::pathAndQuery() const { return parts_->between(parts_->authorityEnd, parts_->queryEnd); }
+std::string Uri::toString() const { return parts_->between(0, parts_->text.size()); }
 
 std::string Uri::query() const {
-  return pathEnd_ == queryEnd_ ? std::string{}
-                               : decode(string_view(text_).substr(pathEnd_ + 1, queryEnd_ - pathEnd_ - 1));
+  // Behind the question mark, if there is one.
+  auto const begin = std::min(parts_->pathEnd + 1, parts_->queryEnd);
+  return guarded([&] { return decode(parts_->between(begin, parts_->queryEnd)); });
 }
 
 std::string Uri::withoutCredentials() const {
-  auto result = text_;
-  if (userInfoEnd_ != authorityBegin_)
-    result.erase(authorityBegin_, userInfoEnd_ + 1 - authorityBegin_);
+  auto result = toString();
+  if (parts_->userInfoEnd != parts_->authorityBegin)
+    result.erase(parts_->authorityBegin, parts_->userInfoEnd + 1 - parts_->authorityBegin);
   return result;
 }
 

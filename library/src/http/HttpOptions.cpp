@@ -1,9 +1,9 @@
 #include "zarnik/http/HttpOptions.h"
 
+#include "core/Guarded.h"
 #include "http/CheckOptions.h"
 #include "zarnik/core/Error.h"
 
-#include <fmt/format.h>
 #include <mutex>
 
 namespace zarnik {
@@ -15,7 +15,7 @@ namespace {
 template <typename T> void checkRange(char const * name, T value, T least, T most) {
   // Written so that what is not a number fails.
   if (!(value >= least && value <= most))
-    throw InvalidArgument(fmt::format("{} of HTTP is {}, allowed is {} to {}", name, value, least, most));
+    throw InvalidArgument(message("{} of HTTP is {}, allowed is {} to {}", name, value, least, most));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "http/HttpRandomAccess.h"
 
 #include "access/Innermost.h"
+#include "core/Guarded.h"
 #include "http/HttpWriteStream.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/http/HttpAccess.h"
@@ -19,7 +20,7 @@ template <typename Call> auto withoutAllocationFailures(HttpTarget const & targe
   try {
     return call();
   } catch (std::bad_alloc const &) {
-    throw Error(fmt::format("no memory to read {}", target.text()));
+    throw Error(message("no memory to read {}", target.text()));
   }
 }
 
@@ -30,7 +31,11 @@ HttpRandomAccess::HttpRandomAccess(Uri const & uri, std::string const & method, 
     : resource_(uri, method, headers, options), reader_(resource_) {}
 
 std::string HttpRandomAccess::toString() const {
-  return fmt::format("{}, {} bytes over HTTP", resource_.target().text(), size());
+  return guarded([&] { return fmt::format("{}, {} bytes over HTTP", resource_.target().text(), size()); });
+}
+
+std::string HttpRandomAccess::resourceId() const {
+  return guarded([&] { return resource_.target().text(); });
 }
 
 size_t HttpRandomAccess::read(size_t offset, void * destination, size_t size) {
@@ -47,24 +52,26 @@ void HttpRandomAccess::readMany(std::span<ReadRequest const> requests) {
   auto const total = resource_.size();
   for (auto const & request : requests)
     if (request.size > total || request.offset > total - request.size)
-      throw Error(fmt::format("{} bytes at offset {} exceed the {} bytes of {}", request.size, request.offset, total,
-                              resource_.target().text()));
+      throw Error(message("{} bytes at offset {} exceed the {} bytes of {}", request.size, request.offset, total,
+                          resource_.target().text()));
   withoutAllocationFailures(resource_.target(), [&] { reader_.readMany(requests); });
 }
 
 size_t HttpRandomAccess::write(size_t, void const *, size_t) {
-  throw NotImplemented(fmt::format("{} was opened for reading, it cannot be written", resource_.target().text()));
+  throw NotImplemented(message("{} was opened for reading, it cannot be written", resource_.target().text()));
 }
 
 void HttpRandomAccess::resize(size_t) {
-  throw NotImplemented(fmt::format("the size of {} cannot be changed over HTTP", resource_.target().text()));
+  throw NotImplemented(message("the size of {} cannot be changed over HTTP", resource_.target().text()));
 }
 
 } // namespace http
 
 std::shared_ptr<RandomAccess> openHttpRead(Uri const & uri, std::string const & method, HTTPHeaders const & headers,
                                            HttpOptions const & options) {
-  return std::make_shared<http::HttpRandomAccess>(uri, method, headers, options);
+  return guarded([&]() -> std::shared_ptr<RandomAccess> {
+    return std::make_shared<http::HttpRandomAccess>(uri, method, headers, options);
+  });
 }
 
 std::shared_ptr<RandomAccess> openHttpRead(Uri const & uri, std::string const & method, HTTPHeaders const & headers) {
@@ -85,8 +92,10 @@ std::string httpVersion(DataAccess const & access) {
   if (!resource)
     return {};
   auto const & identity = resource->identity();
-  return fmt::format("{} bytes, {}", identity.size,
-                     identity.entityTag.empty() ? identity.lastModified : identity.entityTag);
+  return guarded([&] {
+    return fmt::format("{} bytes, {}", identity.size,
+                       identity.entityTag.empty() ? identity.lastModified : identity.entityTag);
+  });
 }
 
 } // namespace zarnik

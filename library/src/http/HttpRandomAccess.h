@@ -14,7 +14,7 @@ public:
   RandomAccessCapabilitySet capabilities() const override { return RandomAccessCapability::READ; }
   size_t size() const override { return resource_.size(); }
   std::string toString() const override;
-  std::string resourceId() const override { return resource_.target().text(); }
+  std::string resourceId() const override;
 
   size_t read(size_t offset, void * destination, size_t size) override;
   size_t write(size_t offset, void const * source, size_t size) override;

@@ -1,5 +1,6 @@
 #include "http/HttpWriteStream.h"
 
+#include "core/Guarded.h"
 #include "core/Logging.h"
 #include "http/SessionPool.h"
 #include "zarnik/core/Error.h"
@@ -38,7 +39,7 @@ HttpWriteStream::HttpWriteStream(Uri const & uri, std::string const & method, HT
       buffer_(std::make_unique_for_overwrite<uint8_t[]>(BUFFER_BYTES)), process_(processNumber()) {
   for (auto const * const refused : {"HEAD", "CONNECT", "TRACE"})
     if (equalIgnoringCase(method, refused))
-      throw InvalidArgument(fmt::format("nothing can be written by the method {}", method));
+      throw InvalidArgument(message("nothing can be written by the method {}", method));
   // Without it libcurl waits a second for servers that do not know it.
   target_.addHeader("Expect:");
   BrokenPipeGuard const guard;
@@ -58,7 +59,7 @@ HttpWriteStream::HttpWriteStream(Uri const & uri, std::string const & method, HT
   setOption(handle, CURLOPT_WRITEFUNCTION, &onBody);
   setOption(handle, CURLOPT_WRITEDATA, this);
   if (auto const code = curl_multi_add_handle(connection_.get(), handle); code != CURLM_OK)
-    throw Error(fmt::format("{}: {}", target_.text(), curl_multi_strerror(code)));
+    throw Error(message("{}: {}", target_.text(), curl_multi_strerror(code)));
   ++counters_.requests;
   lastProgress_ = std::chrono::steady_clock::now();
   // Until the head of the request is sent: who cannot be reached is an error here.
@@ -103,8 +104,9 @@ void HttpWriteStream::disconnect() noexcept {
   connection_.reset();
 }
 
-void HttpWriteStream::refuse(std::string const & why) {
-  failure_ = fmt::format("{}: {}: {}", target_.text(), target_.method(), why);
+// Whether or not there is memory for the text, the stream has failed.
+void HttpWriteStream::refuse(std::string_view why) {
+  failure_ = message("{}: {}: {}", target_.text(), target_.method(), why);
   state_ = State::FAILED;
   disconnect();
   throw Error(failure_);
@@ -114,9 +116,9 @@ void HttpWriteStream::checkOpen() const {
   if (state_ == State::FAILED)
     throw Error(failure_);
   if (state_ != State::OPEN)
-    throw Error(fmt::format("{} is closed", target_.text()));
+    throw Error(message("{} is closed", target_.text()));
   if (processNumber() != process_)
-    throw Error(fmt::format("{} was opened by another process", target_.text()));
+    throw Error(message("{} was opened by another process", target_.text()));
 }
 
 size_t HttpWriteStream::onRead(char * to, size_t, size_t size, void * self) noexcept {
@@ -184,7 +186,7 @@ bool HttpWriteStream::perform() {
 
 void HttpWriteStream::judge(CURLcode code) {
   if (answered_ && head_.status >= 300)
-    refuse(fmt::format("the server answered with status {}", head_.status));
+    refuse(message("the server answered with status {}", head_.status));
   if (answered_ && !answeredEarly_)
     return; // its verdict is there, whatever became of the rest of its answer
   if (code != CURLE_OK)
@@ -200,7 +202,7 @@ void HttpWriteStream::checkProgress() {
     uploaded_ = uploaded;
     lastProgress_ = std::chrono::steady_clock::now();
   } else if (secondsSince(lastProgress_) > std::max(options_.stallSeconds, options_.connectSeconds)) {
-    refuse(fmt::format("the server took nothing for {} seconds", secondsSince(lastProgress_)));
+    refuse(message("the server took nothing for {} seconds", secondsSince(lastProgress_)));
   }
 }
 
@@ -239,7 +241,7 @@ void HttpWriteStream::awaitAnswer() {
     if (!endTaken_)
       checkProgress();
     else if (secondsSince(begin) > options_.answerSeconds)
-      refuse(fmt::format("no answer came within {} seconds", options_.answerSeconds));
+      refuse(message("no answer came within {} seconds", options_.answerSeconds));
   }
 }
 
@@ -282,26 +284,32 @@ void HttpWriteStream::abort() noexcept {
 }
 
 std::string HttpWriteStream::toString() const {
-  return fmt::format("{}, written by {} over HTTP", target_.text(), target_.method());
+  return guarded([&] { return fmt::format("{}, written by {} over HTTP", target_.text(), target_.method()); });
+}
+
+std::string HttpWriteStream::resourceId() const {
+  return guarded([&] { return target_.text(); });
 }
 
 uint8_t HttpWriteStream::peek() {
-  throw NotImplemented(fmt::format("{} was opened for writing, it cannot be read", target_.text()));
+  throw NotImplemented(message("{} was opened for writing, it cannot be read", target_.text()));
 }
 
 size_t HttpWriteStream::read(void *, size_t) {
-  throw NotImplemented(fmt::format("{} was opened for writing, it cannot be read", target_.text()));
+  throw NotImplemented(message("{} was opened for writing, it cannot be read", target_.text()));
 }
 
 void HttpWriteStream::seek(int64_t, SeekOrigin) {
-  throw NotImplemented(fmt::format("{} is written in order, it cannot seek", target_.text()));
+  throw NotImplemented(message("{} is written in order, it cannot seek", target_.text()));
 }
 
 } // namespace http
 
 std::shared_ptr<StreamAccess> openHttpWrite(Uri const & uri, std::string const & method, HTTPHeaders const & headers,
                                             HttpOptions const & options) {
-  return std::make_shared<http::HttpWriteStream>(uri, method, headers, options);
+  return guarded([&]() -> std::shared_ptr<StreamAccess> {
+    return std::make_shared<http::HttpWriteStream>(uri, method, headers, options);
+  });
 }
 
 std::shared_ptr<StreamAccess> openHttpWrite(Uri const & uri, std::string const & method, HTTPHeaders const & headers) {

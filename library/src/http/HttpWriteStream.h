@@ -13,6 +13,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace zarnik::http {
 
@@ -27,7 +28,7 @@ public:
   bool eof() const override { return false; }
   bool fail() const override { return state_ == State::FAILED; }
   std::string toString() const override;
-  std::string resourceId() const override { return target_.text(); }
+  std::string resourceId() const override;
   uint8_t peek() override;
   void flush() override;
   size_t tell() override { return position_; }
@@ -55,7 +56,7 @@ private:
   void checkProgress();
   void checkInterruption();
   void disconnect() noexcept;
-  [[noreturn]] void refuse(std::string const & why);
+  [[noreturn]] void refuse(std::string_view why);
 
   HttpOptions options_;
   HttpTarget target_;

@@ -98,13 +98,12 @@ void RangeQueue::startDue() {
 }
 
 void RangeQueue::start(Waiting const & work) {
-  auto job = std::make_unique<Job>();
-  job->work = work;
   try {
+    auto job = std::make_unique<Job>();
+    job->work = work;
     job->handle = resource_.takeHandle(*session_);
     job->transfer = std::make_unique<RangeTransfer>(job->handle.get(), resource_.target_, resource_.options_,
-                                                    resource_.open_ ? &resource_.identity_ : nullptr, work.range, sink_,
-                                                    resource_.counters_);
+                                                    identityFor(job->work), work.range, sink_, resource_.counters_);
     active_.push_back(std::move(job));
   } catch (...) {
     resource_.pool_.release();
@@ -114,6 +113,13 @@ void RangeQueue::start(Waiting const & work) {
   auto const code = curl_multi_add_handle((*session_).handles.get(), active_.back()->handle.get());
   if (code != CURLM_OK)
     throw Error(fmt::format("{}: {}", resource_.target_.text(), curl_multi_strerror(code)));
+}
+
+// What the answer must agree with; null when nothing has come yet.
+ResourceIdentity const * RangeQueue::identityFor(Waiting const & work) const {
+  if (resource_.open_)
+    return &resource_.identity_;
+  return work.identity ? &*work.identity : nullptr;
 }
 
 // Takes the request off its connection, which ends there unless the answer is complete.
@@ -182,6 +188,8 @@ void RangeQueue::again(Job const & job) {
   auto const now = Clock::now();
   auto work = job.work;
   work.range = transfer.missing();
+  if (!resource_.open_ && work.range.offset > job.work.range.offset)
+    work.identity = transfer.found();
   // A request that goes on for long has its tries anew for what others would ask for by a request of its own.
   if (work.range.offset - job.work.range.offset >= options.requestBytes)
     work.tries = 0;

@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,7 @@ public:
 private:
   struct Waiting {
     ByteRange range;
+    std::optional<ResourceIdentity> identity{}; // of what has come before the resource is open
     unsigned tries = 0;
     Clock::time_point firstFailure{};
     Clock::time_point notBefore{};
@@ -50,6 +52,7 @@ private:
   void pause();
   void startDue();
   void start(Waiting const & work);
+  ResourceIdentity const * identityFor(Waiting const & work) const;
   void stop(Job & job);
   void drive();
   void finish(CURL * handle, CURLcode code);

@@ -69,8 +69,8 @@ public:
 
   /// The part that has not arrived.
   ByteRange missing() const { return {range_.offset + received_, range_.size - received_}; }
-  /// What the answer to the first request says of the resource.
-  ResourceIdentity const & found() const { return found_; }
+  /// What the answer says of the resource, or has agreed with.
+  ResourceIdentity const & found() const { return identity_ ? *identity_ : found_; }
   AnswerHead const & head() const { return head_; }
   /// Why it failed, behind a TRANSIENT result.
   std::string const & reason() const { return reason_; }

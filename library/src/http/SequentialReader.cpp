@@ -8,7 +8,7 @@
 namespace zarnik::http {
 
 SequentialReader::SequentialReader(HttpResource & resource, uint64_t offset)
-    : queue_(std::make_unique<RangeQueue>(resource, *this)), position_(offset), process_(processNumber()) {
+    : position_(offset), process_(processNumber()), queue_(std::make_unique<RangeQueue>(resource, *this)) {
   queue_->add({offset, resource.size() - offset});
 }
 

@@ -31,13 +31,13 @@ public:
   bool full() const override { return wanted_ == 0; }
 
 private:
-  std::unique_ptr<RangeQueue> queue_;
   uint64_t position_;
   uint8_t * destination_ = nullptr;
   size_t wanted_ = 0;
   std::vector<uint8_t> rest_; // what came beyond what was wanted
   size_t restBegin_ = 0;
   long process_;
+  std::unique_ptr<RangeQueue> queue_; // goes first: it may still bring bytes
 };
 
 } // namespace zarnik::http

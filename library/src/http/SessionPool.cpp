@@ -26,7 +26,9 @@ long processNumber() {
 }
 
 SessionPool::SessionPool(unsigned connections)
-    : connections_(connections), limit_(connections), process_(processNumber()) {}
+    : connections_(connections), limit_(connections), process_(processNumber()) {
+  sessions_.reserve(KEPT_SESSIONS); // to give one back must not fail
+}
 
 SessionPool::~SessionPool() {
   if (processNumber() != process_)

@@ -142,17 +142,17 @@ private:
   // Begins with the first of the ranges as many as are good for a request, and takes them off.
   void start(std::span<ByteRange const> & ranges) {
     auto const & options = resource_.options();
-    std::string line;
-    uint64_t bytes = 0;
     size_t count = 0;
-    for (; count < std::min<size_t>(ranges.size(), options.rangesPerRequest); ++count) {
-      auto const & [offset, size] = ranges[count];
-      bytes += size;
-      if (count > 0 && (line.size() > MOST_LINE_BYTES || bytes > options.requestBytes))
-        break;
-      fmt::format_to(std::back_inserter(line), "{}{}-{}", count > 0 ? "," : "", offset, offset + size - 1);
-    }
     try {
+      std::string line;
+      uint64_t bytes = 0;
+      for (; count < std::min<size_t>(ranges.size(), options.rangesPerRequest); ++count) {
+        auto const & [offset, size] = ranges[count];
+        bytes += size;
+        if (count > 0 && (line.size() > MOST_LINE_BYTES || bytes > options.requestBytes))
+          break;
+        fmt::format_to(std::back_inserter(line), "{}{}-{}", count > 0 ? "," : "", offset, offset + size - 1);
+      }
       active_.push_back(std::make_unique<Request>(resource_, resource_.takeHandle(*session_), ranges.subspan(0, count),
                                                   std::move(line), sink_));
     } catch (...) {
@@ -178,8 +178,8 @@ private:
     curl_multi_perform(handles, &running);
     int left = 0;
     while (auto * const message = curl_multi_info_read(handles, &left))
-      if (message->msg == CURLMSG_DONE)
-        finish(indexOf(message->easy_handle));
+      if (auto const index = indexOf(message->easy_handle); message->msg == CURLMSG_DONE && index < active_.size())
+        finish(index);
     auto const now = Clock::now();
     for (size_t i = active_.size(); i-- > 0;)
       if (active_[i]->stalled(now))
@@ -195,19 +195,18 @@ private:
   }
 
   void finish(size_t index) {
-    auto & request = *active_[index];
-    if (request.failure())
-      std::rethrow_exception(request.failure());
-    auto const missing = request.missing();
+    auto const request = std::move(active_[index]);
+    active_.erase(active_.begin() + static_cast<std::ptrdiff_t>(index));
+    curl_multi_remove_handle((*session_).handles.get(), request->handle());
+    resource_.pool().release();
+    if (request->failure())
+      std::rethrow_exception(request->failure());
+    auto const missing = request->missing();
     missing_.insert(missing_.end(), missing.begin(), missing.end());
     failed_ = failed_ || !missing.empty();
-    if (request.refused())
+    if (request->refused())
       resource_.refuseSeveral();
-    auto * const handle = request.handle();
-    curl_multi_remove_handle((*session_).handles.get(), handle);
-    resource_.pool().release();
-    (*session_).idle.push_back(request.takeHandle());
-    active_.erase(active_.begin() + static_cast<std::ptrdiff_t>(index));
+    (*session_).idle.push_back(request->takeHandle());
   }
 
   HttpResource & resource_;

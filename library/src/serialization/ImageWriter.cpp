@@ -1,5 +1,6 @@
 #include "zarnik/serialization/ImageWriter.h"
 
+#include "core/Guarded.h"
 #include "serialization/ImageCodec.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/VariantDataValue.h"
@@ -47,7 +48,9 @@ public:
       : image_(std::move(image)), stream_(std::move(stream)), blocks_(image_) {}
 
   std::string name() const override { return "Zarnik image"; }
-  std::string version() const override { return fmt::format("{}.{}", format::MAJOR_VERSION, format::MINOR_VERSION); }
+  std::string version() const override {
+    return guarded([] { return fmt::format("{}.{}", format::MAJOR_VERSION, format::MINOR_VERSION); });
+  }
 
 protected:
   void begin() override {
@@ -130,10 +133,12 @@ private:
 } // namespace
 
 std::shared_ptr<Writer> makeImageWriter(std::shared_ptr<ImageView> image, std::shared_ptr<StreamAccess> stream) {
-  format::requireStorable(image);
-  if (!stream)
-    throw InvalidArgument("there is no stream to write to");
-  return std::make_shared<ImageWriter>(std::move(image), std::move(stream));
+  return guarded([&]() -> std::shared_ptr<Writer> {
+    format::requireStorable(image);
+    if (!stream)
+      throw InvalidArgument("there is no stream to write to");
+    return std::make_shared<ImageWriter>(std::move(image), std::move(stream));
+  });
 }
 
 } // namespace zarnik

@@ -12,34 +12,32 @@ namespace {
 
 /// Memory that cannot be had is an error like any other.
 template <typename Work> auto withMemory(Work && work) {
-  try {
-    return work();
-  } catch (std::bad_alloc const &) {
-    throw Error("there is not enough memory to store or to load an object");
-  }
+  return guarded([&] {
+    try {
+      return work();
+    } catch (std::bad_alloc const &) {
+      throw Error("there is not enough memory to store or to load an object");
+    }
+  });
 }
 
 } // namespace
 
 void Serialization::encodeImageView(std::shared_ptr<ImageView> image, std::shared_ptr<StreamAccess> outStream) {
-  guarded([&] { withMemory([&] { format::encodeImage(image, std::move(outStream)); }); });
+  withMemory([&] { format::encodeImage(image, std::move(outStream)); });
 }
 
 std::shared_ptr<ImageView> Serialization::decodeImageView(std::shared_ptr<StreamAccess> inStream) {
-  return guarded([&]() -> std::shared_ptr<ImageView> {
-    return withMemory([&] { return format::decodeImage(std::move(inStream)); });
-  });
+  return withMemory([&]() -> std::shared_ptr<ImageView> { return format::decodeImage(std::move(inStream)); });
 }
 
 void Serialization::encodeDataFrameView(std::shared_ptr<DataFrameView> dataFrame,
                                         std::shared_ptr<StreamAccess> outStream) {
-  guarded([&] { withMemory([&] { format::encodeFrame(dataFrame, std::move(outStream)); }); });
+  withMemory([&] { format::encodeFrame(dataFrame, std::move(outStream)); });
 }
 
 std::shared_ptr<DataFrameView> Serialization::decodeDataFrameView(std::shared_ptr<StreamAccess> inStream) {
-  return guarded([&]() -> std::shared_ptr<DataFrameView> {
-    return withMemory([&] { return format::decodeFrame(std::move(inStream)); });
-  });
+  return withMemory([&]() -> std::shared_ptr<DataFrameView> { return format::decodeFrame(std::move(inStream)); });
 }
 
 #define ZARNIK_STORE_ARRAY(SUFFIX)                                                                                     \

@@ -1,5 +1,6 @@
 #include "views/CoarserImageView.h"
 
+#include "core/Guarded.h"
 #include "core/ProgressReport.h"
 #include "core/Waiting.h"
 #include "views/BlockWalk.h"
@@ -123,7 +124,7 @@ std::shared_ptr<Extension> CoarserImageView::extension(size_t id) const {
   case ViewOriginExtension::EXTENSION_ID:
     return origin_;
   case ParallelAccessExtension::EXTENSION_ID:
-    return ParallelAccessExtension::create(ParallelAccessCapability::PARALLEL_READ);
+    return guarded([] { return ParallelAccessExtension::create(ParallelAccessCapability::PARALLEL_READ); });
   default:
     return nullptr;
   }
@@ -138,11 +139,13 @@ void CoarserImageView::read(VectorXu64 const & index, void * destination) {
 }
 
 void CoarserImageView::readRegion(RegionXu64 const & region, void * destination) {
-  requireInside(region, shape());
-  if (region.elementCount() == 0)
-    return;
-  makeSure(region);
-  samples_->readRegion(region, destination);
+  guarded([&] {
+    requireInside(region, shape());
+    if (region.elementCount() == 0)
+      return;
+    makeSure(region);
+    samples_->readRegion(region, destination);
+  });
 }
 
 RegionXu64 CoarserImageView::blockAt(VectorXu64 const & place) const {
@@ -232,31 +235,35 @@ std::shared_ptr<LodImageView> LodImageViewFactory::createLevels(std::shared_ptr<
     throw InvalidArgument("the image to make levels of cannot be null");
   if (!image->support(ImageCapability::READ))
     throw NotImplemented("an image that does not support READ has no coarser levels");
-  method = methodFor(*image, method);
-  std::vector<std::shared_ptr<ImageView>> levels{std::move(image)};
-  auto const isCoarse = [&](ImageView const & level) {
-    for (size_t axis = 0; axis < level.shape().size(); ++axis)
-      if (spatialAxis(level, axis) < 3 && level.shape()[axis] > std::max<uint64_t>(coarsestSize, 1))
-        return false;
-    return true;
-  };
-  while (!isCoarse(*levels.back()))
-    levels.push_back(std::make_shared<CoarserImageView>(levels.back(), method, folder));
-  return createFromLevels(std::move(levels));
+  return guarded([&] {
+    method = methodFor(*image, method);
+    std::vector<std::shared_ptr<ImageView>> levels{std::move(image)};
+    auto const isCoarse = [&](ImageView const & level) {
+      for (size_t axis = 0; axis < level.shape().size(); ++axis)
+        if (spatialAxis(level, axis) < 3 && level.shape()[axis] > std::max<uint64_t>(coarsestSize, 1))
+          return false;
+      return true;
+    };
+    while (!isCoarse(*levels.back()))
+      levels.push_back(std::make_shared<CoarserImageView>(levels.back(), method, folder));
+    return createFromLevels(std::move(levels));
+  });
 }
 
 void LodImageViewFactory::computeLevels(LodImageView const & levels, Progress const & progress) {
-  auto const range = levels.levelRange();
-  std::vector<std::shared_ptr<CoarserImageView>> computed; // the finer ones first, of which the others are made
-  uint64_t bytes = 0;
-  for (auto level = range[0]; level <= range[1]; ++level)
-    if (auto coarser = std::dynamic_pointer_cast<CoarserImageView>(levels.resolution(level))) {
-      bytes += Indexer(coarser->shape(), coarser->dataType()).byteCount();
-      computed.push_back(std::move(coarser));
-    }
-  ProgressReport report("computing the levels of an image", bytes, progress);
-  for (auto const & level : computed)
-    level->computeAll([&](uint64_t amount) { report.advance(amount); });
+  guarded([&] {
+    auto const range = levels.levelRange();
+    std::vector<std::shared_ptr<CoarserImageView>> computed; // the finer ones first, of which the others are made
+    uint64_t bytes = 0;
+    for (auto level = range[0]; level <= range[1]; ++level)
+      if (auto coarser = std::dynamic_pointer_cast<CoarserImageView>(levels.resolution(level))) {
+        bytes += Indexer(coarser->shape(), coarser->dataType()).byteCount();
+        computed.push_back(std::move(coarser));
+      }
+    ProgressReport report("computing the levels of an image", bytes, progress);
+    for (auto const & level : computed)
+      level->computeAll([&](uint64_t amount) { report.advance(amount); });
+  });
 }
 
 } // namespace zarnik

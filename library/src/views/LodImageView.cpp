@@ -1,5 +1,6 @@
 #include "zarnik/views/LodImageView.h"
 
+#include "core/Guarded.h"
 #include "views/LevelList.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/views/ImageView.h"
@@ -15,8 +16,10 @@ namespace zarnik {
 LodImageView::~LodImageView() = default;
 
 std::string LodImageView::toString() const {
-  auto const range = levelRange();
-  return fmt::format("LodImageView(levels {} to {}, level 0: {})", range[0], range[1], resolution(0)->toString());
+  return guarded([&] {
+    auto const range = levelRange();
+    return fmt::format("LodImageView(levels {} to {}, level 0: {})", range[0], range[1], resolution(0)->toString());
+  });
 }
 
 bool LodImageViewProvider::isLodImage(std::shared_ptr<View> view) { return toLodImage(std::move(view)) != nullptr; }
@@ -54,7 +57,8 @@ std::shared_ptr<ImageView> LevelList::resolution(int64_t level) const {
 
 std::shared_ptr<LodImageView> LodImageViewFactory::createFromLevels(std::vector<std::shared_ptr<ImageView>> levels,
                                                                     int64_t finestLevel) {
-  return std::make_shared<LevelList>(std::move(levels), finestLevel);
+  return guarded(
+      [&]() -> std::shared_ptr<LodImageView> { return std::make_shared<LevelList>(std::move(levels), finestLevel); });
 }
 
 } // namespace zarnik

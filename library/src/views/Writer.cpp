@@ -1,5 +1,6 @@
 #include "zarnik/views/Writer.h"
 
+#include "core/Guarded.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/VariantDataValue.h"
 
@@ -13,7 +14,7 @@ void Writer::requirePhase(Phase phase, char const * operation) const {
   if (phase_ == phase)
     return;
   constexpr char const * states[] = {"has not begun", "has begun", "is finished"};
-  throw Error(fmt::format("{} is out of order: the writing {}", operation, states[static_cast<size_t>(phase_)]));
+  throw Error(message("{} is out of order: the writing {}", operation, states[static_cast<size_t>(phase_)]));
 }
 
 void Writer::writeAll() {
@@ -21,20 +22,20 @@ void Writer::writeAll() {
   writeInit();
   writeData();
   if (blocksWritten_ != blockCount())
-    throw Error(fmt::format("the writing was stopped after {} of {} blocks", blocksWritten_, blockCount()));
+    throw Error(message("the writing was stopped after {} of {} blocks", blocksWritten_, blockCount()));
   writeFinish();
 }
 
 void Writer::writeInit() {
   requirePhase(Phase::NEW, "to write the header");
-  begin();
+  guarded([&] { begin(); });
   phase_ = Phase::BEGUN;
 }
 
 void Writer::writeData() {
   requirePhase(Phase::BEGUN, "to write the data");
   for (auto const count = blockCount(); blocksWritten_ < count;) {
-    writeBlock(blocksWritten_);
+    guarded([&] { writeBlock(blocksWritten_); });
     ++blocksWritten_;
     if (progress_ && !progress_(blocksWritten_, count))
       return;
@@ -44,25 +45,27 @@ void Writer::writeData() {
 void Writer::writeFinish() {
   requirePhase(Phase::BEGUN, "to finish");
   if (blocksWritten_ != blockCount())
-    throw Error(fmt::format("data is missing, {} of {} blocks are written", blocksWritten_, blockCount()));
-  finish();
+    throw Error(message("data is missing, {} of {} blocks are written", blocksWritten_, blockCount()));
+  guarded([&] { finish(); });
   phase_ = Phase::FINISHED;
 }
 
 void Writer::setOption(std::string const & parameter, std::shared_ptr<VariantDataValue> data) {
   requirePhase(Phase::NEW, "to set an option");
   if (!data)
-    throw InvalidArgument(fmt::format("there is no value for the option \"{}\"", parameter));
-  changeOption(parameter, *data);
+    throw InvalidArgument(message("there is no value for the option \"{}\"", parameter));
+  guarded([&] { changeOption(parameter, *data); });
 }
 
 void Writer::setProgress(Progress progress) { progress_ = std::move(progress); }
 
 std::string Writer::toString() const {
-  auto const progress = phase_ == Phase::NEW        ? std::string("not begun")
-                        : phase_ == Phase::FINISHED ? std::string("finished")
-                                                    : fmt::format("{} of {} blocks", blocksWritten_, blockCount());
-  return fmt::format("Writer({} {}, {})", name(), version(), progress);
+  return guarded([&] {
+    auto const progress = phase_ == Phase::NEW        ? std::string("not begun")
+                          : phase_ == Phase::FINISHED ? std::string("finished")
+                                                      : fmt::format("{} of {} blocks", blocksWritten_, blockCount());
+    return fmt::format("Writer({} {}, {})", name(), version(), progress);
+  });
 }
 
 } // namespace zarnik

@@ -126,10 +126,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{"two_content_ranges", "contradict"}, Wrong{"unknown_size", "does not know the size"},
                     Wrong{"multipart", "does not say which bytes"}, Wrong{"changes", "has changed"},
                     Wrong{"changes_carelessly", "has changed"}, Wrong{"changes_weakly", "has changed"},
-                    Wrong{"changes_size", "has changed"}, Wrong{"redirects_for_ever", "redirects"},
-                    Wrong{"redirects_elsewhere", "file"}, Wrong{"long_head", "head of the answer"},
-                    Wrong{"garbage", "GET"}, Wrong{"always_500", "status 500"}, Wrong{"always_truncated", "tries"},
-                    Wrong{"silent", "tries"}, Wrong{"stalls", "tries"}, Wrong{"impatient", "status 429"}),
+                    Wrong{"changes_size", "has changed"}, Wrong{"changes_while_opened", "has changed"},
+                    Wrong{"redirects_for_ever", "redirects"}, Wrong{"redirects_elsewhere", "file"},
+                    Wrong{"long_head", "head of the answer"}, Wrong{"garbage", "GET"},
+                    Wrong{"always_500", "status 500"}, Wrong{"always_truncated", "tries"}, Wrong{"silent", "tries"},
+                    Wrong{"stalls", "tries"}, Wrong{"impatient", "status 429"}),
     [](auto const & one) { return one.param.path; });
 
 TEST(HttpRead, FaultsAmongMuchThatIsReadInOrderAreErrors) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <string>
 
 namespace zarnik {
@@ -23,9 +24,7 @@ public:
   Uri(Uri const & other);
 
 #ifndef SWIG
-  Uri(Uri && other) noexcept;
   Uri & operator=(Uri const & other);
-  Uri & operator=(Uri && other) noexcept;
 #endif
 
   /// Destroy the URI.
@@ -73,16 +72,9 @@ public:
 #endif
 
 private:
-  std::string text_; // encoded
-  std::string scheme_;
-  std::string host_;
-  // Where the parts stand in the text.
-  size_t authorityBegin_ = 0;
-  size_t userInfoEnd_ = 0;
-  size_t authorityEnd_ = 0; // the path begins there
-  size_t pathEnd_ = 0;
-  size_t queryEnd_ = 0;
-  uint16_t port_ = 0;
+  struct Parts;
+
+  std::shared_ptr<Parts const> parts_; // never null; shared by copies, so that they cannot fail
 };
 
 // Writes the string representation of an URI to a text stream. The flat operators carry no docstrings.
