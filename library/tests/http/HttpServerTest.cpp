@@ -47,7 +47,7 @@ std::vector<uint8_t> readAll(RandomAccess & access) {
 }
 
 HttpOptions blocksOf(size_t bytes) {
-  HttpOptions options;
+  auto options = defaultHttpOptions();
   options.blockBytes = bytes;
   options.gapBytes = 0;
   return options;
@@ -60,8 +60,14 @@ protected:
   static void SetUpTestSuite() {
     server_ = std::make_unique<test::ServerProcess>("http_nginx.py");
     std::istringstream(server_->line()) >> tlsPort_ >> certificate_ >> root_;
+    auto patient = before_;
+    patient.connectSeconds = 60; // TLS takes its time under a sanitizer
+    setDefaultHttpOptions(patient);
   }
-  static void TearDownTestSuite() { server_.reset(); }
+  static void TearDownTestSuite() {
+    setDefaultHttpOptions(before_);
+    server_.reset();
+  }
 
   static Uri uri(std::string const & path) { return Uri(server_->url(path)); }
   static Uri secureUri(std::string const & path) { return Uri(fmt::format("https://127.0.0.1:{}/{}", tlsPort_, path)); }
@@ -70,12 +76,14 @@ protected:
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
 
+  static HttpOptions const before_;
   static std::unique_ptr<test::ServerProcess> server_;
   static int tlsPort_;
   static std::string certificate_;
   static std::string root_;
 };
 
+HttpOptions const HttpServer::before_ = defaultHttpOptions();
 std::unique_ptr<test::ServerProcess> HttpServer::server_;
 int HttpServer::tlsPort_ = 0;
 std::string HttpServer::certificate_;
