@@ -39,7 +39,7 @@ help:
 	@echo 'make test      build everything, run the C++ and the Python tests'
 	@echo 'make build     build the package into .venv'
 	@echo 'make bench     measure against NumPy and memcpy, results in $(BUILD)/bench'
-	@echo 'make lint      clang-format, clang-tidy, ruff, mypy'
+	@echo 'make lint      clang-format, clang-tidy, ruff, mypy, stubs against what they describe'
 	@echo 'make format    rewrite the sources as make lint wants them'
 	@echo 'make sanitize  run the tests under AddressSanitizer and UndefinedBehaviorSanitizer'
 	@echo 'make tsan      run the C++ tests under ThreadSanitizer'
@@ -120,6 +120,7 @@ lint: $(BUILD)/.built .venv/.group-lint | $(BUILD)/.system-lint
 	mypy --no-error-summary || failed=1; \
 	mypy --no-error-summary --strict --config-file= --cache-dir $(BUILD)/lint/mypy tests/typing || failed=1; \
 	basedpyright --level error --project tests/typing || failed=1; \
+	.venv/bin/python tools/check_stubs.py || failed=1; \
 	test -z "$$failed"
 
 format: .venv/.group-lint | $(BUILD)/.system-lint

@@ -28,6 +28,9 @@ SIMPLE_TYPES = {
     "numpy.ndarray": "numpy.ndarray[Any, Any]",
 }
 
+#: operators that the package gives a parameter where the generated ones, which have overloads, take any number
+BINARY = {"__eq__", "__mul__", "__truediv__", "__imul__", "__itruediv__"}
+
 
 class Types:
     """Turns the types of docstrings into annotations."""
@@ -81,7 +84,8 @@ def method_lines(function: ast.FunctionDef, class_name: str, types: Types) -> It
         default = " = ..." if place >= optional else ""
         parameters.append(f"{name}: {types.annotation(described.get(name), True)}{default}")
     if function.args.vararg:
-        parameters.append(f"*{function.args.vararg.arg}: Any")
+        is_binary = function.name in BINARY
+        parameters.append("other: Any" if is_binary else f"*{function.args.vararg.arg}: Any")
     result = result_of(function, class_name, types)
     if is_static:
         yield "    @staticmethod"
@@ -137,7 +141,7 @@ def _extended_by(node: ast.ClassDef) -> list[str]:
     return patterns
 
 
-def class_lines(node: ast.ClassDef, types: Types, additions: Additions) -> Iterator[str]:
+def class_lines(node: ast.ClassDef, types: Types, additions: Additions, constants: Iterable[str]) -> Iterator[str]:
     inherited = {found for base in node.bases if isinstance(base, ast.Name) for found in additions.of(base.id)}
     added = [found for found in additions.of(node.name) if found not in inherited]
     own = [base.id for base in node.bases if isinstance(base, ast.Name) and base.id != "object"]
@@ -148,11 +152,31 @@ def class_lines(node: ast.ClassDef, types: Types, additions: Additions) -> Itera
     for entry in node.body:
         if isinstance(entry, ast.FunctionDef) and entry.name not in hidden:
             yield from method_lines(entry, node.name, types)
-        elif isinstance(entry, ast.Assign) and isinstance(entry.value, ast.Call):
+        elif isinstance(entry, ast.Assign) and isinstance(entry.value, (ast.Call, ast.Attribute)):
             for target in entry.targets:
-                if isinstance(target, ast.Name) and target.id != "thisown":
-                    yield f"    {target.id}: {'ImageType' if node.name == 'ImageTypeId' else 'int'}"
+                if isinstance(target, ast.Name) and target.id not in ("thisown", "__swig_destroy__"):
+                    yield f"    {target.id}: int"
+    for name in constants:
+        if name.startswith(f"{node.name}_"):
+            yield f"    {name[len(node.name) + 1 :]}: {constant_type(name)}"
     yield ""
+
+
+def variables(tree: ast.Module) -> list[str]:
+    """Return the names of the constants that are variables of C++."""
+    return [
+        node.value.attr
+        for node in tree.body
+        if isinstance(node, ast.Assign)
+        and isinstance(node.value, ast.Attribute)
+        and ast.unparse(node.value.value) in ("cvar", "_zarnik.cvar")
+    ]
+
+
+def constant_type(name: str) -> str:
+    if name.startswith("ImageTypeId_"):
+        return "ImageType"
+    return {"ZARNIK_VERSION": "VersionInfo", "ZARNIK_VERSION_STRING": "str"}.get(name, "int")
 
 
 def flat_results(classes: Iterable[ast.ClassDef], types: Types) -> dict[str, str]:
@@ -192,9 +216,9 @@ def main(generated: Path, sources: Path, output: Path) -> None:
         if isinstance(node, ast.Assign) and isinstance(node.targets[0], ast.Name):
             name = node.targets[0].id
             if not name.startswith("_") and name != "cvar":
-                lines.append(f"{name}: int")
+                lines.append(f"{name}: {constant_type(name)}")
     for node in classes:
-        lines += class_lines(node, types, additions)
+        lines += class_lines(node, types, additions, variables(tree))
     (output / "_classes.pyi").write_text("\n".join(lines))
 
     text = generated.read_text()
