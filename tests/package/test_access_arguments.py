@@ -11,11 +11,17 @@ from collections.abc import Callable
 from pathlib import Path
 from typing import Any
 
+import numpy
 import pytest
 
 import zarnik
 
 CONTENT = bytes(range(256)) * 4
+
+# References to objects, whose bytes nobody may change or keep.
+OBJECTS = numpy.array([object()])
+WITH_OBJECTS = numpy.zeros(2, [("N", "u1"), ("at", "O")])
+REFERENCES = (OBJECTS, WITH_OBJECTS, memoryview(OBJECTS), memoryview(WITH_OBJECTS), OBJECTS.view(numpy.recarray))
 
 NOT_NUMBERS = (None, "7", 1.5, b"7", object())
 BAD = {
@@ -24,8 +30,8 @@ BAD = {
     "offset": (*NOT_NUMBERS, -1, 2**64),
     "seek": (*NOT_NUMBERS, -1, 2**64, -(2**64)),
     "whence": (*NOT_NUMBERS, -1, 3, 2**64),
-    "source": (None, 7, "text", object(), memoryview(CONTENT)[::2]),
-    "destination": (None, 7, "text", object(), CONTENT, memoryview(bytearray(9))[::2]),
+    "source": (None, 7, "text", object(), memoryview(CONTENT)[::2], *REFERENCES),
+    "destination": (None, 7, "text", object(), CONTENT, memoryview(bytearray(9))[::2], *REFERENCES),
     "pairs": (None, 7, [7], [(0,)], [(0, 1, 2)], [None], [("0", 1)], [(0, None)], [(-1, 1)], [(0, -1)], [(2**64, 1)]),
     "pairs beyond": ([(0, 2**64)], [(2**63, 2**63)], [(0, 1), (1024, 1)], [(2**64 - 1, 1)]),
     "path": ("", "a\0b", Path("a\0b"), "http://", "http://[", "gopher://x/y", "file://elsewhere/x"),
@@ -160,6 +166,11 @@ def test_memory_stays_while_it_is_filled() -> None:
         # Releasing a view of the memory takes nothing away: the call has its own.
         assert file.refusals == (take != view.release) and memory == b"x" * 1000
         memory[:] = bytes(1000)
+
+
+def test_a_structure_may_have_any_names() -> None:
+    records = memoryview(numpy.zeros(2, [("O", "u1"), ("NO", "u1")]))
+    assert zarnik.open_random(CONTENT).read_into(1, records) == 4 and bytes(records) == CONTENT[1:5]
 
 
 def test_signals_do_not_disturb_transfers(tmp_path: Path) -> None:
