@@ -310,22 +310,24 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 
+#include "layout/VectorDispatch.h"
+
 namespace zarnik::layout {
 
-HWY_EXPORT(convertDense);
-HWY_EXPORT(mapDoubles);
-HWY_EXPORT(mapToFloats);
-HWY_EXPORT(streamDense);
+ZARNIK_VECTOR_KERNEL(convertDense);
+ZARNIK_VECTOR_KERNEL(mapDoubles);
+ZARNIK_VECTOR_KERNEL(mapToFloats);
+ZARNIK_VECTOR_KERNEL(streamDense);
 
 void convertValues(ScalarType sourceType, ScalarType destinationType, std::byte const * source, std::byte * destination,
                    size_t count) {
-  HWY_DYNAMIC_DISPATCH(convertDense)(sourceType, destinationType, source, destination, count);
+  ZARNIK_VECTOR_DISPATCH(convertDense)(sourceType, destinationType, source, destination, count);
 }
 
 void mapValues(ScalarType sourceType, ScalarType destinationType, LinearMap map, std::byte const * source,
                std::byte * destination, size_t count) {
   if (destinationType == ScalarType::F32 || destinationType == ScalarType::F64) {
-    HWY_DYNAMIC_DISPATCH(mapToFloats)(sourceType, destinationType, map, source, destination, count);
+    ZARNIK_VECTOR_DISPATCH(mapToFloats)(sourceType, destinationType, map, source, destination, count);
     return;
   }
   constexpr size_t bytesOf[] = {1, 1, 2, 2, 4, 4, 8, 8, 4, 8};
@@ -334,14 +336,14 @@ void mapValues(ScalarType sourceType, ScalarType destinationType, LinearMap map,
   for (size_t first = 0; first < count; first += values.size()) {
     size_t const now = std::min(values.size(), count - first);
     convertValues(sourceType, ScalarType::F64, source + first * bytesOf[static_cast<size_t>(sourceType)], bytes, now);
-    HWY_DYNAMIC_DISPATCH(mapDoubles)(map, values.data(), now);
+    ZARNIK_VECTOR_DISPATCH(mapDoubles)(map, values.data(), now);
     convertValues(ScalarType::F64, destinationType, bytes,
                   destination + first * bytesOf[static_cast<size_t>(destinationType)], now);
   }
 }
 
 void streamValues(std::byte * destination, std::byte const * source, size_t bytes) {
-  HWY_DYNAMIC_DISPATCH(streamDense)(destination, source, bytes);
+  ZARNIK_VECTOR_DISPATCH(streamDense)(destination, source, bytes);
 }
 
 void flushStreams() { hwy::FlushStream(); }

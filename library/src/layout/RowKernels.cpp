@@ -420,24 +420,26 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 
+#include "layout/VectorDispatch.h"
+
 namespace zarnik::layout {
 
-HWY_EXPORT(rowKernel);
-HWY_EXPORT(deinterleaveKernel);
-HWY_EXPORT(interleaveKernel);
-HWY_EXPORT(reverseKernel);
+ZARNIK_VECTOR_KERNEL(rowKernel);
+ZARNIK_VECTOR_KERNEL(deinterleaveKernel);
+ZARNIK_VECTOR_KERNEL(interleaveKernel);
+ZARNIK_VECTOR_KERNEL(reverseKernel);
 
-CopyKernel vectorRowKernel() { return HWY_DYNAMIC_DISPATCH(rowKernel)(); }
+CopyKernel vectorRowKernel() { return ZARNIK_VECTOR_DISPATCH(rowKernel)(); }
 
 CopyKernel vectorDeinterleaveKernel(size_t elementBytes, size_t channels, bool downwards) {
-  return HWY_DYNAMIC_DISPATCH(deinterleaveKernel)(elementBytes, channels, downwards);
+  return ZARNIK_VECTOR_DISPATCH(deinterleaveKernel)(elementBytes, channels, downwards);
 }
 
 CopyKernel vectorInterleaveKernel(size_t elementBytes, size_t channels) {
-  return HWY_DYNAMIC_DISPATCH(interleaveKernel)(elementBytes, channels);
+  return ZARNIK_VECTOR_DISPATCH(interleaveKernel)(elementBytes, channels);
 }
 
-CopyKernel vectorReverseKernel(size_t elementBytes) { return HWY_DYNAMIC_DISPATCH(reverseKernel)(elementBytes); }
+CopyKernel vectorReverseKernel(size_t elementBytes) { return ZARNIK_VECTOR_DISPATCH(reverseKernel)(elementBytes); }
 
 } // namespace zarnik::layout
 

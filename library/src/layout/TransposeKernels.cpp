@@ -286,11 +286,13 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 
+#include "layout/VectorDispatch.h"
+
 namespace zarnik::layout {
 
-HWY_EXPORT(transposeKernel);
+ZARNIK_VECTOR_KERNEL(transposeKernel);
 
-CopyKernel vectorTransposeKernel(size_t elementBytes) { return HWY_DYNAMIC_DISPATCH(transposeKernel)(elementBytes); }
+CopyKernel vectorTransposeKernel(size_t elementBytes) { return ZARNIK_VECTOR_DISPATCH(transposeKernel)(elementBytes); }
 
 } // namespace zarnik::layout
 
