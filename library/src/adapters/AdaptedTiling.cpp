@@ -1,13 +1,8 @@
 #include "adapters/AdaptedTiling.h"
 
-#include "zarnik/core/Error.h"
-#include "zarnik/values/ArrayX.h"
-#include "zarnik/values/Checked.h"
 #include "zarnik/views/ImageView.h"
 
 #include <algorithm>
-#include <fmt/format.h>
-#include <numeric>
 #include <utility>
 
 namespace zarnik {
@@ -32,8 +27,8 @@ std::vector<uint64_t> cutsAlong(MappedAxis const & axis, uint64_t extent, uint64
 } // namespace
 
 AdaptedTiling::AdaptedTiling(std::shared_ptr<ImageView> view, AxisMapping const & axes, VectorXu64 const & tileSize)
-    : view_(std::move(view)) {
-  auto const & shape = view_->shape();
+    : RectilinearTiling(std::move(view)) {
+  auto const & shape = image().shape();
   for (size_t axis = 0; axis < shape.size(); ++axis) {
     auto const & mapped = axes.axis(axis);
     // The components are an axis after the dimensions, and always whole.
@@ -59,39 +54,9 @@ VectorXu64 AdaptedTiling::maxTileSize() const {
   return size;
 }
 
-size_t AdaptedTiling::tileCount() const {
-  size_t count = 1;
-  for (auto const tiles : gridShape())
-    count = checkedMultiply(count, tiles, "tiles of an image");
-  return count;
-}
-
-RegionXu64 AdaptedTiling::tileRegion(size_t tileIndex) const {
-  if (auto const count = tileCount(); tileIndex >= count)
-    throw InvalidArgument(fmt::format("tile index {} is not below the tile count {}", tileIndex, count));
-  VectorXu64 origin(cuts_.size()), size(cuts_.size());
-  for (size_t axis = 0; axis < cuts_.size(); ++axis) {
-    auto const & cuts = cuts_[axis];
-    auto const tile = tileIndex % (cuts.size() - 1);
-    origin[axis] = cuts[tile];
-    size[axis] = cuts[tile + 1] - cuts[tile];
-    tileIndex /= cuts.size() - 1;
-  }
-  return {origin, size};
-}
-
-ArrayX<uint64_t> AdaptedTiling::tilingGrid() const {
-  ArrayXu64 grid(gridShape()); // its first dimension is the fastest, like the numbering
-  std::iota(grid.data(), grid.data() + grid.indexer().elementCount(), uint64_t{0});
-  return grid;
-}
-
-void AdaptedTiling::readTile(size_t tileIndex, void * destination) {
-  view_->readRegion(tileRegion(tileIndex), destination);
-}
-
-void AdaptedTiling::writeTile(size_t tileIndex, void const * source) {
-  view_->writeRegion(tileRegion(tileIndex), source);
+AdaptedTiling::Interval AdaptedTiling::interval(size_t dimension, uint64_t place) const {
+  auto const & cuts = cuts_[dimension];
+  return {cuts[place], cuts[place + 1] - cuts[place]};
 }
 
 } // namespace zarnik

@@ -68,6 +68,13 @@ struct Chain {
     double scale = 1, offset = 0;
   };
 
+  Chain() = default;
+  /// Of no adapters yet.
+  explicit Chain(Image source) : image(std::move(source)), shape(image->shape()) {
+    cells.resize(elementCount(shape) * components());
+    std::iota(cells.begin(), cells.end(), size_t{0});
+  }
+
   double forward(double value) const {
     for (auto const & step : steps)
       value = converted(value * step.scale + step.offset, step.after);
@@ -319,10 +326,8 @@ struct Case {
     sourceShape = random.shape();
     type = random.type();
     source = kind.make(sourceShape, type);
-    chain.image = source.view;
-    chain.shape = sourceShape;
-    for (uint64_t cell = 0; cell < elementCount(sourceShape) * type.elementCount(); ++cell) {
-      chain.cells.push_back(cell);
+    chain = Chain(source.view);
+    for (auto const cell : chain.cells) {
       values.push_back(static_cast<double>(random.below(200)));
       store(values.back(), at(cell), type);
     }
@@ -461,11 +466,7 @@ TEST(AdapterCalibration, EverySampleStaysWhereItIsInSpace) {
     image->setSpatialDirections({{std::cos(angle), std::sin(angle), 0}, {-std::sin(angle), std::cos(angle), 0}});
     image->setSpatialOrigin({1, -2, 3});
     image->setSpatialSpacing({0.5, random.below(2) ? 2.0 : -3.0, 1.5});
-    Chain chain;
-    chain.image = image;
-    chain.shape = shape;
-    chain.cells.resize(elementCount(shape) * image->dataType().elementCount());
-    std::iota(chain.cells.begin(), chain.cells.end(), size_t{0});
+    Chain chain(image);
     for (int n = 0; n < 8; ++n)
       random.extend(chain);
     auto const index = indexOf(random.below(elementCount(chain.shape)), chain.shape);
@@ -482,11 +483,7 @@ TEST(AdapterReading, AsksTheSourceForNoMoreThanItNeeds) {
   for (int round = 0; round < 1000; ++round) {
     auto const source =
         std::make_shared<ForeignImage>(random.shape(), random.type(), ImageCapabilitySet(ImageCapability::READ));
-    Chain chain;
-    chain.image = source;
-    chain.shape = source->shape();
-    chain.cells.resize(elementCount(chain.shape) * chain.components());
-    std::iota(chain.cells.begin(), chain.cells.end(), size_t{0});
+    Chain chain(source);
     for (int n = 0; n < 8; ++n)
       random.extend(chain);
     ASSERT_EQ(source->reads, 0u) << "making views reads";
@@ -519,11 +516,7 @@ TEST(AdapterTiles, AreThePartsOfTheSourcesTiles) {
   for (int round = 0; round < 1000; ++round) {
     auto const source = std::make_shared<ForeignImage>(random.shape(), random.type(),
                                                        ImageCapabilitySet(ImageCapability::READ), extent);
-    Chain chain;
-    chain.image = source;
-    chain.shape = source->shape();
-    chain.cells.resize(elementCount(chain.shape) * chain.components());
-    std::iota(chain.cells.begin(), chain.cells.end(), size_t{0});
+    Chain chain(source);
     for (int n = 0; n < 8; ++n)
       random.extend(chain);
     auto const tiling = chain.image->tilingInfo();

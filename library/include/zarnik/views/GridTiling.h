@@ -1,16 +1,14 @@
 #pragma once
 
-#include "zarnik/views/TilingInfoExtension.h"
+#include "zarnik/views/RectilinearTiling.h"
 
 namespace zarnik {
-
-class ImageView;
 
 /// The tiling of an image into equal tiles, those at the far borders being cut off: for implementers of image views.
 ///
 /// Tiles are numbered along the first dimension first. An image of shape (10, 4) and tiles of (4, 4) has the tiles
 /// 0 and 1 of size (4, 4) and 2 of size (2, 4).
-class ZARNIK_API GridTiling : public TilingInfoExtension {
+class ZARNIK_API GridTiling : public RectilinearTiling {
 public:
   /// \param image    the image whose regions are the tiles; it lives as long as the tiling
   /// \param tileSize elements along each dimension, none of them 0
@@ -19,16 +17,12 @@ public:
   ~GridTiling() override;
 
   VectorXu64 maxTileSize() const override;
-  size_t tileCount() const override;
-  RegionXu64 tileRegion(size_t tileIndex) const override;
-  ArrayX<uint64_t> tilingGrid() const override;
-  void readTile(size_t tileIndex, void * destination) override;
-  void writeTile(size_t tileIndex, void const * source) override;
+
+protected:
+  VectorXu64 gridShape() const override;
+  Interval interval(size_t dimension, uint64_t place) const override;
 
 private:
-  VectorXu64 gridShape() const;
-
-  std::shared_ptr<ImageView> image_;
   VectorXu64 tileSize_;
 };
 
