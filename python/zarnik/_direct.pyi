@@ -30,6 +30,12 @@ def read_element(image: Any, key: Any, /) -> Any:
 def fill_buffer(image: Any, origin: Sequence[int], size: Sequence[int], buffer: Any, /) -> None:
     """Read a region of an image into a contiguous buffer of its size."""
 
+def fill_array(view: Any, origin: Sequence[int], size: Sequence[int], array: numpy.ndarray[Any, Any], /) -> None:
+    """Read a region of an image into an array of any strides: its dimensions from last to first, and the components."""
+
+def may_touch(view: Any, array: numpy.ndarray[Any, Any], /) -> bool:
+    """Tell whether reading an image may read the memory of an array."""
+
 def write_buffer(image: Any, origin: Sequence[int], size: Sequence[int], buffer: Any, /) -> None:
     """Write a contiguous buffer of its size, which may be read-only, to a region of an image."""
 

@@ -9,9 +9,7 @@ from typing import TYPE_CHECKING, Any, Callable
 
 import numpy
 
-import _zarnik
 from zarnik import _direct
-from zarnik._enumerations import ViewDataOrigin
 from zarnik._interop import shared_array
 
 if TYPE_CHECKING:
@@ -20,8 +18,6 @@ if TYPE_CHECKING:
 _BLOCK_BYTES = 2**24
 # Up to this size a copy takes less time than finding out whether it is needed.
 _COPIED_BYTES = 2**14
-# Images whose elements no array in memory shows.
-_ELSEWHERE = frozenset((ViewDataOrigin.DRIVE, ViewDataOrigin.NETWORK))
 
 
 def read(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[int], out: Array | None = None) -> Array:
@@ -30,10 +26,15 @@ def read(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[int], 
         array = _direct.read_region(view, origin, size)
         if array is not None:
             return array
-    elif may_share(view, layout, origin, size, _checked_out(out, layout, size)):
-        out[...] = read(view, layout, origin, size)
+    else:
+        given = layout.to_buffer_axes(_checked_out(out, layout, size))
+        # An array whose elements overlap each other is left to NumPy.
+        if not given.flags.aligned or 0 in given.strides or may_share(view, layout, origin, size, out):
+            out[...] = read(view, layout, origin, size)
+        else:
+            _direct.fill_array(view, origin, size, given)
         return out
-    return filled(layout, size, out, lambda buffer: _direct.fill_buffer(view, origin, size, buffer))
+    return filled(layout, size, None, lambda buffer: _direct.fill_buffer(view, origin, size, buffer))
 
 
 def write(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[int], values: Any) -> None:
@@ -110,8 +111,7 @@ def may_share(view: Any, layout: Layout, origin: Sequence[int], size: Sequence[i
     if memory is not None:
         part = tuple(slice(origin[position], origin[position] + size[position]) for position in layout.positions)
         return bool(numpy.may_share_memory(memory[part], values))
-    told = _zarnik.View_view_origin(view)
-    return told is None or _zarnik.ViewOriginExtension_data_origin(told) not in _ELSEWHERE
+    return _direct.may_touch(view, values)
 
 
 def filled(layout: Layout, size: Sequence[int], out: Any, fill: Callable[[Array], object]) -> Array:

@@ -75,6 +75,15 @@ void readDense(std::shared_ptr<ImageView> const & view, RegionXu64 const & regio
       *length);
 }
 
+void readStrided(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, DataType type, void * destination,
+                 VectorXu64 const & byteStrides, uint64_t componentStride, Reference const & keeper) {
+  auto const read = [=] { readRegionAs(*view, region, type, destination, byteStrides, componentStride); };
+  auto const length = lengthWithoutLock(*view, byteCountOf(region, type), ParallelAccessCapability::PARALLEL_READ);
+  if (!length)
+    return read();
+  callWithoutLock([read, kept = KeptObject(Reference(keeper))] { read(); }, *length);
+}
+
 void writeDense(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, DataType type, void const * source,
                 Reference const & keeper) {
   auto const length = lengthWithoutLock(*view, byteCountOf(region, type), ParallelAccessCapability::PARALLEL_WRITE);

@@ -21,6 +21,10 @@ namespace zarnik::python {
 void readDense(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, DataType type, void * destination,
                Reference const & keeper);
 
+/// The same into memory of any geometry, whose strides are in bytes, modulo 2^64.
+void readStrided(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, DataType type, void * destination,
+                 VectorXu64 const & byteStrides, uint64_t componentStride, Reference const & keeper);
+
 /// The contrary of readDense.
 void writeDense(std::shared_ptr<ImageView> const & view, RegionXu64 const & region, DataType type, void const * source,
                 Reference const & keeper);

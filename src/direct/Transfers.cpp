@@ -8,6 +8,7 @@
 #include "zarnik/layout/Threads.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/ImageView.h"
+#include "zarnik/views/TypedTransfer.h"
 
 #include <algorithm>
 #include <memory>
@@ -125,6 +126,60 @@ PyObject * fillBuffer(PyObject *, PyObject * arguments) {
   return transfer<void>(arguments, "fill_buffer", readWritableBuffer, readDense);
 }
 
+PyArrayObject * arrayOf(PyObject * object) {
+  if (!PyArray_Check(object))
+    refuse(object, "an array");
+  return reinterpret_cast<PyArrayObject *>(object);
+}
+
+// fill_array(image, origin, size, array): an array of any strides, dimensions from last to first, then the components.
+PyObject * fillArray(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    auto const [image, first, second, object] = unpacked<4>(arguments, "fill_array");
+    auto const view = viewOf(image);
+    auto const region = regionBetween(first, second);
+    auto const type = view->dataType();
+    auto * const array = arrayOf(object);
+    auto const rank = region.size().size();
+    auto const axes = static_cast<size_t>(PyArray_NDIM(array));
+    auto const components = type.byteCount() / static_cast<uint64_t>(PyArray_ITEMSIZE(array));
+    bool fits = PyArray_ISWRITEABLE(array) && PyArray_ISALIGNED(array) && (axes == rank || axes == rank + 1) &&
+                (axes == rank ? components == 1 : components == static_cast<uint64_t>(PyArray_DIM(array, int(rank))));
+    VectorXu64 strides(rank);
+    for (size_t axis = 0; fits && axis < rank; ++axis) {
+      auto const at = static_cast<int>(rank - 1 - axis);
+      fits = static_cast<uint64_t>(PyArray_DIM(array, at)) == region.size()[axis];
+      strides[axis] = static_cast<uint64_t>(PyArray_STRIDE(array, at));
+    }
+    if (!fits) {
+      PyErr_Format(PyExc_ValueError, "fill_array needs a writeable array of the region's size, got %R", object);
+      return nullptr;
+    }
+    // Without an axis of their own, the parts of complex numbers are next to each other.
+    auto const between = axes == rank ? type.byteCount() / std::max<uint64_t>(type.elementCount(), 1)
+                                      : static_cast<uint64_t>(PyArray_STRIDE(array, int(rank)));
+    readStrided(view, region, type, PyArray_DATA(array), strides, between, Reference::share(object));
+    return Reference::share(Py_None).release();
+  });
+}
+
+// may_touch(image, array)
+PyObject * mayTouchOf(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    auto const [image, object] = unpacked<2>(arguments, "may_touch");
+    auto * const array = arrayOf(object);
+    auto const * begin = static_cast<std::byte const *>(PyArray_DATA(array));
+    auto const * end = begin + PyArray_ITEMSIZE(array);
+    for (int axis = 0; axis < PyArray_NDIM(array); ++axis) {
+      if (PyArray_DIM(array, axis) == 0)
+        return Reference::share(Py_False).release();
+      auto const reach = PyArray_STRIDE(array, axis) * (PyArray_DIM(array, axis) - 1);
+      (reach < 0 ? begin : end) += reach;
+    }
+    return PyBool_FromLong(mayTouch(*viewOf(image), begin, end));
+  });
+}
+
 PyObject * writeBuffer(PyObject *, PyObject * arguments) {
   return transfer<void const>(arguments, "write_buffer", readReadableBuffer, writeDense);
 }
@@ -197,6 +252,9 @@ PyMethodDef methods[] = {
     {"read_element", readElementOf, METH_VARARGS,
      "The element at a tuple of integers of an image in memory; None if it takes more."},
     {"fill_buffer", fillBuffer, METH_VARARGS, "Read a region of an image, from origin and size, into a buffer."},
+    {"fill_array", fillArray, METH_VARARGS,
+     "Read a region of an image into an array of any strides: its dimensions from last to first, and the components."},
+    {"may_touch", mayTouchOf, METH_VARARGS, "Whether reading an image may read the memory of an array."},
     {"write_buffer", writeBuffer, METH_VARARGS, "Write a buffer to a region of an image, from origin and size."},
     {"add_layout", addLayoutOf, METH_VARARGS,
      "Tell how to read images: add_layout(axes, data type, rank, dtype, shape of a pixel, order of axes)."},

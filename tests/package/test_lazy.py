@@ -4,6 +4,7 @@ import base64
 import os
 import re
 import threading
+import tracemalloc
 import zlib
 
 import numpy
@@ -128,6 +129,36 @@ print(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before < 2048, (out =
 """
     )
     assert (run.stdout, run.stderr) == ("True True\n", "")
+
+
+@pytest.mark.parametrize("dtype", ["uint16", "complex64"])
+def test_an_array_is_filled_in_place(dtype):
+    array = (numpy.arange(6 * 70 * 80) % 997).reshape(6, 70, 80).astype(dtype)
+    image = zarnik.from_numpy(array.copy())
+    chains = [(image.flip("Y").crop(x=slice(0, 79, 3)), array[:, ::-1, 0:79:3])]
+    if dtype == "uint16":
+        chains.append((image.astype("float32").rescale((0, 2), (0, 1)), array.astype("float32") / 2))
+        stacked = zarnik.stack([image.crop(z=z).flip("X") for z in range(3)])
+        chains.append((stacked, array[:3, :, ::-1]))
+        frames = zarnik.MultiImageViewFactory.create_from_list([image.crop(z=0), image.crop(z=1)])
+        chains.append((zarnik.ImageViewFactory.interlace(frames), numpy.stack([array[0], array[1]], -1)))
+    for chain, expected in chains:
+        room = numpy.zeros([2 * extent for extent in expected.shape], expected.dtype)
+        places = (slice(None, None, 2), slice(None, None, -2), slice(1, None, 2))[: expected.ndim]
+        for out in (numpy.zeros_like(expected), room[places], numpy.zeros_like(expected, order="F")):
+            tracemalloc.start()
+            assert chain.read_region(out=out) is out
+            peak = tracemalloc.get_traced_memory()[1]
+            tracemalloc.stop()
+            numpy.testing.assert_array_equal(out, expected)
+            assert peak < expected.nbytes // 4
+    # What is read lies in the array that is filled.
+    for axis in range(3):
+        memory = array.copy()
+        own = numpy.flip(memory, axis)
+        turned = zarnik.stack([zarnik.from_numpy(own).crop(z=z) for z in range(6)])
+        assert turned.read_region(out=memory) is memory
+        numpy.testing.assert_array_equal(memory, numpy.flip(array, axis))
 
 
 def test_axes_by_name():

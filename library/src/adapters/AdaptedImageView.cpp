@@ -12,6 +12,7 @@
 #include "zarnik/views/GridTiling.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/TilingInfoExtension.h"
+#include "zarnik/views/TypedTransfer.h"
 
 #include <cstring>
 #include <fmt/format.h>
@@ -131,6 +132,10 @@ bool AdaptedImageView::isInvertible() const {
     if (!operation.isInvertible)
       return false;
   return true;
+}
+
+bool AdaptedImageView::mayTouchSources(void const * begin, void const * end) const {
+  return mayTouch(*adaptation_.source, begin, end);
 }
 
 bool AdaptedImageView::readsToWriteComponents() const { return zarnik::readsToWriteComponents(*adaptation_.source); }

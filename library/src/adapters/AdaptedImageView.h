@@ -59,6 +59,7 @@ public:
   void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                     SampleStrides const & strides) override;
   bool readsToWriteComponents() const override;
+  bool mayTouchSources(void const * begin, void const * end) const override;
   SharedSamples shareSamples() const override;
 
 private:

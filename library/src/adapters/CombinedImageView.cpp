@@ -9,6 +9,7 @@
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/RegionConverter.h"
 #include "zarnik/views/ParallelAccessExtension.h"
+#include "zarnik/views/TypedTransfer.h"
 
 #include <algorithm>
 #include <atomic>
@@ -103,6 +104,10 @@ ImageCapabilitySet CombinedImageView::capabilities() const {
   for (auto const & frame : frames_)
     offered &= frame->capabilities();
   return offered;
+}
+
+bool CombinedImageView::mayTouchSources(void const * begin, void const * end) const {
+  return std::ranges::any_of(frames_, [&](auto const & frame) { return mayTouch(*frame, begin, end); });
 }
 
 bool CombinedImageView::readsToWriteComponents() const {

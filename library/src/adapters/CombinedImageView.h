@@ -27,6 +27,7 @@ public:
   void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                     SampleStrides const & strides) override;
   bool readsToWriteComponents() const override;
+  bool mayTouchSources(void const * begin, void const * end) const override;
 
   /// How many combinations are within each other here.
   size_t depth() const { return depth_; }

@@ -9,6 +9,7 @@
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/TilingInfoExtension.h"
+#include "zarnik/views/TypedTransfer.h"
 
 #include <fmt/format.h>
 #include <utility>
@@ -125,6 +126,10 @@ void RelabelledImageView::writeStrided(SampleRegion const & region, ValueConvers
                                        void const * source, SampleStrides const & strides) {
   require(WRITE);
   writeSamples(*image_, region, conversion, source, strides);
+}
+
+bool RelabelledImageView::mayTouchSources(void const * begin, void const * end) const {
+  return mayTouch(*image_, begin, end);
 }
 
 bool RelabelledImageView::readsToWriteComponents() const { return zarnik::readsToWriteComponents(*image_); }

@@ -5,6 +5,7 @@
 #include "zarnik/values/Indexer.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/TilingInfoExtension.h"
+#include "zarnik/views/TypedTransfer.h"
 #include "zarnik/views/ViewOriginExtension.h"
 
 #include <fmt/format.h>
@@ -172,6 +173,10 @@ void ThreadSafeImageView::readStrided(SampleRegion const & region, ValueConversi
 }
 
 // Reading what shares a sample, where that is needed, happens under the same lock.
+bool ThreadSafeImageView::mayTouchSources(void const * begin, void const * end) const {
+  return mayTouch(*image_, begin, end);
+}
+
 void ThreadSafeImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion,
                                        void const * source, SampleStrides const & strides) {
   Lock const lock(*mutex_);

@@ -37,6 +37,7 @@ public:
                    SampleStrides const & strides) override;
   void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                     SampleStrides const & strides) override;
+  bool mayTouchSources(void const * begin, void const * end) const override;
 
 private:
   std::shared_ptr<ImageView> image_;

@@ -371,6 +371,7 @@ void requireUninterrupted() {
 
 StridedTransfer::~StridedTransfer() = default;
 bool StridedTransfer::readsToWriteComponents() const { return false; }
+bool StridedTransfer::mayTouchSources(void const *, void const *) const { return true; }
 
 SampleRegion SampleRegion::whole(RegionXu64 const & region, DataType type) {
   return {region.origin(),

@@ -57,6 +57,9 @@ public:
 
   /// Whether writeStrided reads samples to write only some of their components.
   virtual bool readsToWriteComponents() const;
+
+  /// Whether readStrided may read bytes between two addresses, see `mayTouch`. By default true: nothing is known.
+  virtual bool mayTouchSources(void const * begin, void const * end) const;
 };
 
 /// \throws InvalidArgument if the region leaves an image of that geometry

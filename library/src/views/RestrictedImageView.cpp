@@ -5,6 +5,7 @@
 #include "zarnik/values/ArrayX.h"
 #include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/TilingInfoExtension.h"
+#include "zarnik/views/TypedTransfer.h"
 #include "zarnik/views/ViewOriginExtension.h"
 
 #include <fmt/format.h>
@@ -98,6 +99,10 @@ void RestrictedImageView::writeStrided(SampleRegion const & region, ValueConvers
   if (allowed_ != ImageCapability::WRITE)
     return ImageView::writeRegion(RegionXu64(region.origin, region.size), source);
   writeSamples(*image_, region, conversion, source, strides);
+}
+
+bool RestrictedImageView::mayTouchSources(void const * begin, void const * end) const {
+  return mayTouch(*image_, begin, end);
 }
 
 bool RestrictedImageView::readsToWriteComponents() const { return zarnik::readsToWriteComponents(*image_); }

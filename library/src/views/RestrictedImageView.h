@@ -22,6 +22,7 @@ public:
   void writeStrided(SampleRegion const & region, ValueConversion const & conversion, void const * source,
                     SampleStrides const & strides) override;
   bool readsToWriteComponents() const override;
+  bool mayTouchSources(void const * begin, void const * end) const override;
 
   std::shared_ptr<ImageView> const & restricted() const { return image_; }
   ImageCapabilitySet allowed() const { return allowed_; }

@@ -128,6 +128,7 @@ public:
   ///
   /// Maximum chunk size is 1MB. An image that is on disk already is copied, too. Capabilities are READ, WRITE and
   /// RESHAPE. The created file is automatically deleted when destroying the image.
+  /// Of an image in tiles, whole tiles of up to 32 MiB together are a chunk: the file has their rows far apart.
   /// \param image The image to copy, with its properties and its metadata.
   /// \return The copy.
   /// \throws InvalidArgument if the image is null, or its properties are not valid.
@@ -139,6 +140,7 @@ public:
   ///
   /// Maximum chunk size is 1MB. An image that is on disk already is copied, too. Capabilities are READ, WRITE and
   /// RESHAPE. The created file is automatically deleted when destroying the image.
+  /// Of an image in tiles, whole tiles of up to 32 MiB together are a chunk: the file has their rows far apart.
   /// \param image The image to copy, with its properties and its metadata.
   /// \param folder The folder, which exists; "" for the usual folder of temporary files.
   /// \return The copy.

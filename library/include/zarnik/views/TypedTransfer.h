@@ -3,6 +3,9 @@
 #include "zarnik/core/Export.h"
 #include "zarnik/values/DataType.h"
 #include "zarnik/values/RegionX.h"
+#include "zarnik/values/VectorX.h"
+
+#include <cstdint>
 
 namespace zarnik {
 
@@ -17,6 +20,16 @@ class ImageView;
 /// \throws InvalidArgument if the region leaves the image
 /// \throws NotImplemented if the image does not support READ
 ZARNIK_API void readRegionAs(ImageView & image, RegionXu64 const & region, DataType type, void * destination);
+
+/// The same into memory of any geometry.
+/// \param byteStrides     bytes from one sample to the next along each dimension, modulo 2^64
+/// \param componentStride bytes from one component of a sample to the next
+ZARNIK_API void readRegionAs(ImageView & image, RegionXu64 const & region, DataType type, void * destination,
+                             VectorXu64 const & byteStrides, uint64_t componentStride);
+
+/// Whether reading an image may read bytes between two addresses, whichever views it was made from. False only where
+/// that is known not to be: memory that lies elsewhere, a drive, a server.
+ZARNIK_API bool mayTouch(ImageView const & image, void const * begin, void const * end);
 
 /// Writes a region as ImageView::writeRegion does, see readRegionAs.
 /// \param source region.elementCount() * type.byteCount() bytes
