@@ -160,6 +160,9 @@ def http_version(access: Any, /) -> str | None:
 def is_same_view(first: Any, second: Any, /) -> bool:
     """Tell whether two objects wrap one image."""
 
+def extract_region(image: Any, origin: Sequence[int], size: Sequence[int], /) -> Any:
+    """Make a view of a region of an image."""
+
 def every_nth(image: Any, steps: Sequence[int], /) -> Any:
     """Return a view of every nth element along each dimension, in the library's order."""
 

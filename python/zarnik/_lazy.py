@@ -18,6 +18,7 @@ from __future__ import annotations
 import operator
 import os
 from collections.abc import Iterable, Mapping, Sequence
+from functools import lru_cache
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -60,37 +61,38 @@ class _LazyImage:
         """
         view: Any = self
         layout, sizes = geometry_of(view)
+        rank = layout.rank
         keys = _keys(places, by_axis, layout, view)
-        origin, size = [0] * layout.rank, list(sizes)
-        steps = [1] * layout.rank
+        origin, size = [0] * rank, list(sizes)
+        steps = [1] * rank
         dropped = []
         component = None
         for axis, key in enumerate(keys):
-            if axis >= layout.rank:
+            if axis >= rank:
                 component = _component(key, layout.components)
                 continue
             position = layout.positions[axis]
             extent = sizes[position]
             if isinstance(key, slice):
-                chosen = range(*key.indices(extent))
-                first = chosen[-1] if chosen and chosen.step < 0 else chosen.start if chosen else 0
-                steps[position] = chosen.step
-                origin[position] = first
-                size[position] = (len(chosen) - 1) * abs(chosen.step) + 1 if chosen else 0
+                start, stop, step = key.indices(extent)
+                count = len(range(start, stop, step))
+                steps[position] = step
+                origin[position] = 0 if count == 0 else start if step > 0 else start + (count - 1) * step
+                size[position] = (count - 1) * abs(step) + 1 if count else 0
             else:
                 index = operator.index(key)
                 if not -extent <= index < extent:
                     raise IndexError(f"index {index} is out of bounds for axis {axis} with size {extent}")
                 origin[position], size[position] = index % extent, 1
                 dropped.append(position)
-        if origin != [0] * layout.rank or size != list(sizes):
-            region = _classes.RegionXu64(_wide(origin), _wide(size))
-            view = flat.ImageViewFactory_extract_region(view, region)
-        for position in range(layout.rank):
-            if steps[position] < 0:
-                view = flat.ImageViewFactory_flip_dimension_index(view, position)
-        if any(abs(step) != 1 for step in steps):
-            view = _direct.every_nth(view, [abs(step) for step in steps])
+        if any(origin) or size != list(sizes):
+            view = _direct.extract_region(view, origin, size)
+        if steps != [1] * rank:
+            for position in range(rank):
+                if steps[position] < 0:
+                    view = flat.ImageViewFactory_flip_dimension_index(view, position)
+            if any(step not in (1, -1) for step in steps):
+                view = _direct.every_nth(view, [abs(step) for step in steps])
         for position in sorted(dropped, reverse=True):
             if len(view.get_shape()) == 1:
                 raise IndexError("an index for every axis leaves no image: image[...] reads an element")
@@ -156,7 +158,7 @@ class _LazyImage:
         pairs = [as_vector(_classes.Vector2d, pair) for pair in ranges]
         data_type = _type_like(view, dtype)
         made = flat.ImageViewFactory_adapt_dynamic_range(view, data_type, *pairs)
-        return made_by(made, "rescale", view, *map(tuple, pairs), data_type)
+        return made_by(made, "rescale", view, *map(tuple, ranges), data_type)
 
     def channel(self, index: int) -> ImageView:
         """Return one channel: a component of the pixels, or an element along the axis C."""
@@ -457,8 +459,17 @@ def _component(key: Any, components: Sequence[int]) -> int | None:
 
 def _type_like(view: Any, dtype: Any) -> Any:
     """The data type of a dtype, with as many components as the image has."""
+    count = _direct.geometry(view)[1] & 0xFF00
+    return (_type_of_count if isinstance(dtype, _USUAL) else _type_of_count.__wrapped__)(dtype, count)
+
+
+# What is asked for as a type again and again, and can be looked up.
+_USUAL = (str, type, numpy.dtype)
+
+
+@lru_cache(maxsize=256)
+def _type_of_count(dtype: Any, count: int) -> Any:
     data_type = as_data_type(dtype)
-    count = view.get_data_type().get_id() & 0xFF00
     if data_type.get_id() >> 8 & 0xFF == 1:
         return as_data_type((data_type.get_id() & ~0xFF00) | count)
     return data_type

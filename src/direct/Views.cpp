@@ -59,6 +59,13 @@ PyObject * isSameView(PyObject *, PyObject * arguments) {
   });
 }
 
+PyObject * extractRegion(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    auto const [image, origin, size] = unpacked<3>(arguments, "extract_region");
+    return wrapImage(ImageViewFactory::extractRegion(viewOf(image), {sizesOf(origin), sizesOf(size)}));
+  });
+}
+
 PyObject * everyNth(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
     PyObject * image = nullptr;
@@ -175,6 +182,7 @@ PyObject * callbackImage(PyObject *, PyObject * arguments) {
 
 PyMethodDef methods[] = {
     {"is_same_view", isSameView, METH_VARARGS, "Whether two objects wrap one image: is_same_view(image, image)."},
+    {"extract_region", extractRegion, METH_VARARGS, "A region of an image: extract_region(image, origin, size)."},
     {"every_nth", everyNth, METH_VARARGS, "Every nth element along each dimension: every_nth(image, steps)."},
     {"map_linearly", valuesMapped, METH_VARARGS,
      "The values scale * value + offset: map_linearly(image, data type, scale, offset)."},
