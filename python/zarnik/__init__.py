@@ -102,7 +102,7 @@ from zarnik._lazy import uniform as uniform
 from zarnik._multi import coarser_levels as coarser_levels
 from zarnik._multi import lod_image as lod_image
 from zarnik._multi import multi_image as multi_image
-from zarnik._names import shown_names as _shown_names
+from zarnik._names import SHOWN as _SHOWN
 from zarnik._shared_files import create as create
 from zarnik._threads import set_thread_count as set_thread_count
 from zarnik._threads import thread_count as thread_count
@@ -116,8 +116,8 @@ _publish(vars(_classes).values())
 __version__: str = _classes.cvar.ZARNIK_VERSION_STRING
 
 # An asterisk import must not hide Python's own.
-__all__ = [name for name in _shown_names(globals()) if name != "open"]
+__all__ = [name for name in _SHOWN if name != "open"]
 
 
 def __dir__() -> list[str]:
-    return [*__all__, "open", "__version__"]
+    return [*_SHOWN, "__version__"]
