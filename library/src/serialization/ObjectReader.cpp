@@ -1,5 +1,6 @@
 #include "serialization/ObjectReader.h"
 
+#include "serialization/BackgroundHash.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
@@ -124,20 +125,30 @@ void ObjectReader::read(void * destination, uint64_t size) {
     return;
   }
   auto * rest = static_cast<std::byte *>(destination);
-  // A block is hashed while it is still in the cache.
+  // A block is hashed while it is still in the cache, or on another thread.
   while (size != 0) {
-    auto const part = std::min(size, blockBytes_ - inBlock_);
-    get(rest, part, name.c_str());
-    hash_.add(rest, part);
-    inBlock_ += part;
+    auto part = std::min(size, blockBytes_ - inBlock_);
+    if (auto const whole = inBlock_ == 0 ? backgroundBytes(size, blockBytes_) : 0; whole != 0) {
+      part = whole;
+      BackgroundHash hashing(rest, blockBytes_, part / blockBytes_, 0);
+      for (uint64_t block = 0; block != part / blockBytes_; ++block) {
+        get(rest + block * blockBytes_, blockBytes_, name.c_str());
+        hashing.setReady(block + 1);
+      }
+      hashing.take(hashes_);
+    } else {
+      get(rest, part, name.c_str());
+      hash_.add(rest, part);
+      inBlock_ += part;
+      if (inBlock_ == blockBytes_ || part == left_) {
+        hashes_.push_back(hash_.value());
+        hash_.restart();
+        inBlock_ = 0;
+      }
+    }
     left_ -= part;
     rest += part;
     size -= part;
-    if (inBlock_ == blockBytes_ || left_ == 0) {
-      hashes_.push_back(hash_.value());
-      hash_.restart();
-      inBlock_ = 0;
-    }
   }
 }
 

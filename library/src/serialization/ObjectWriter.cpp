@@ -1,6 +1,7 @@
 #include "serialization/ObjectWriter.h"
 
 #include "layout/CacheSize.h"
+#include "serialization/BackgroundHash.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
@@ -69,20 +70,30 @@ void ObjectWriter::write(void const * bytes, uint64_t size) {
     left_ -= size;
     return;
   }
-  // A block is hashed while it is in the cache, and not before it is written: a stream that takes nothing may be tried
-  // again.
+  // A block is hashed while it is in the cache, or on another thread, and not before it is written: a stream that takes
+  // nothing may be tried again.
   while (size != 0) {
-    auto const part = std::min(size, options_.blockBytes - inBlock_);
-    if (!putStreaming(rest, part)) {
+    auto part = std::min(size, options_.blockBytes - inBlock_);
+    auto const whole = inBlock_ == 0 ? backgroundBytes(size, options_.blockBytes) : 0;
+    bool const isStreamed = putStreaming(rest, part);
+    if (!isStreamed && whole != 0) {
+      part = whole;
+      auto const blocks = part / options_.blockBytes;
+      BackgroundHash hashing(rest, options_.blockBytes, blocks, blocks);
       put(rest, part);
-      hash_.add(rest, part);
+      hashing.take(hashes_);
+    } else {
+      if (!isStreamed) {
+        put(rest, part);
+        hash_.add(rest, part);
+      }
+      inBlock_ += part;
+      if (inBlock_ == options_.blockBytes || part == left_)
+        endBlock();
     }
-    inBlock_ += part;
     left_ -= part;
     rest += part;
     size -= part;
-    if (inBlock_ == options_.blockBytes || left_ == 0)
-      endBlock();
   }
 }
 

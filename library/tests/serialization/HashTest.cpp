@@ -4,11 +4,14 @@
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccess.h"
 #include "zarnik/access/StreamAccessFactory.h"
+#include "zarnik/core/Error.h"
+#include "zarnik/layout/Threads.h"
 #include "zarnik/serialization/Serialization.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
 
 #include <algorithm>
+#include <cstring>
 #include <gmock/gmock.h>
 #include <numeric>
 #include <random>
@@ -60,6 +63,32 @@ TEST(Hash, WhatIsLargerThanTheCachesIsStoredInMemoryAsAnywhere) {
   EXPECT_TRUE(std::equal(bytes, bytes + size, static_cast<std::byte const *>(fixed->buffer()) + 5));
   stream->seek(5, SeekOrigin::BEGIN);
   EXPECT_EQ(Serialization::decodeImageView(stream)->bufferSize(), image->bufferSize());
+}
+
+TEST(Hash, OnAnotherThreadIsThatOfOne) {
+  auto const image = ImageViewFactory::allocate({3'333'333}, DataTypeId::UINT64);
+  auto * const samples = static_cast<uint64_t *>(image->buffer());
+  std::iota(samples, samples + image->bufferSize() / 8, uint64_t{1} << 40);
+  auto const before = threadCount();
+  auto const encoded = [&](size_t threads) {
+    setThreadCount(threads);
+    auto stream = StreamAccessFactory::allocate();
+    Serialization::encodeImageView(image, stream);
+    return stream;
+  };
+  auto const alone = encoded(1), helped = encoded(2);
+  auto const size = alone->tell();
+  EXPECT_EQ(helped->tell(), size);
+  auto * const bytes = static_cast<char *>(helped->buffer());
+  EXPECT_EQ(std::memcmp(alone->buffer(), bytes, size), 0);
+  helped->seek(0, SeekOrigin::BEGIN);
+  EXPECT_EQ(std::memcmp(Serialization::decodeImageView(helped)->buffer(), samples, image->bufferSize()), 0);
+  auto const part = RandomAccessFactory::extractRegion(RandomAccessFactory::fromBuffer(bytes, size), 0, size / 2);
+  EXPECT_THROW(Serialization::decodeImageView(StreamAccessFactory::fromRandomAccess(part)), Error);
+  bytes[size / 2] ^= 1;
+  helped->seek(0, SeekOrigin::BEGIN);
+  EXPECT_THROW(Serialization::decodeImageView(helped), Error);
+  setThreadCount(before);
 }
 
 } // namespace
