@@ -44,14 +44,15 @@ static PyObject *wrapEntry(HTTPHeaders::Entry const &entry, swig_type_info *entr
   $result = zarnik::python::wrapEntry(*$1, $1_descriptor, $descriptor(zarnik::HTTPHeaders *));
 }
 // From Python a pointer leads to one entry: there are no arrays of them.
-%typemap(check, noblock=1) size_t entryCount {
-  if ($1 > 1) {
-    PyErr_Format(PyExc_ValueError, "in method '%s', argument %d must be 0 or 1", "$symname", $argnum);
+%typemap(check, noblock=1) (zarnik::HTTPHeaders::Entry const *entries, size_t entryCount) {
+  if (!$1 && $2) { %argument_nullref("$1_type", $symname, $argnum); }
+  if ($2 > 1) {
+    PyErr_Format(PyExc_ValueError, "in method '%s', argument 2 must be 0 or 1", "$symname");
     SWIG_fail;
   }
 }
 %include "zarnik/access/HTTPHeaders.h"
-%clear size_t entryCount;
+%clear (zarnik::HTTPHeaders::Entry const *entries, size_t entryCount);
 
 %rename(get_source) zarnik::DataStorage::source;
 %include "zarnik/access/DataStorage.h"

@@ -53,6 +53,25 @@
   if (PyErr_Occurred()) SWIG_fail;
 }
 
+// The overloads are tried in the order of their declarations, which the generator does not keep by itself.
+%define %element_pointer(TYPE, PLACE)
+%typemap(typecheck, noblock=1, precedence=PLACE) TYPE const *values {
+  $1 = SWIG_CheckState(SWIG_ConvertPtr($input, 0, $1_descriptor, 0));
+}
+%typemap(check, noblock=1) TYPE const *values {
+  if (!$1) { %argument_nullref("$type", $symname, $argnum); }
+}
+%enddef
+%element_pointer(uint8_t, 0)
+%element_pointer(uint16_t, 1)
+%element_pointer(uint32_t, 2)
+%element_pointer(uint64_t, 3)
+%element_pointer(int8_t, 4)
+%element_pointer(int16_t, 5)
+%element_pointer(int32_t, 6)
+%element_pointer(int64_t, 7)
+%element_pointer(float, 8)
+%element_pointer(double, 9)
 %typemap(doctype) PyObject *object "str, int, float or sequence"
 %nodefaultctor zarnik::VariantDataValueFactory;
 %include "zarnik/metadata/VariantDataValueFactory.h"

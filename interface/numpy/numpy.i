@@ -33,6 +33,21 @@ std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
 %typemap(doctype) PyObject *image ":py:class:`ImageView`"
 %typemap(doctype) PyObject *toNumpyArray, PyObject *orderToNumpyArray "numpy.ndarray"
 
+// What is wrong with an array is told before what is wrong with the arguments behind it. A list of dimensions is looked
+// at even before the array that it comes with, which is const there to be told apart.
+%typemap(in, noblock=1) PyObject *np {
+  if (!zarnik::python::requireArray($input)) SWIG_fail;
+  $1 = $input;
+}
+%typemap(in, noblock=1) PyObject *const np {
+  $1 = $input;
+}
+%typemap(in, noblock=1) (zarnik::ImageDimension const *dimensionList, size_t axisCount) (std::vector<zarnik::ImageDimension> dimensions) {
+  if (!zarnik::python::readAxes($input, dimensions) || !zarnik::python::requireArray(swig_obj[0])) SWIG_fail;
+  $1 = dimensions.data();
+  $2 = dimensions.size();
+}
+
 %rename(_from_numpy_array) zarnik::NumpyInterop::fromNumpyArray;
 %rename(_order_from_numpy_array) zarnik::NumpyInterop::orderFromNumpyArray;
 
@@ -50,7 +65,5 @@ std::shared_ptr<ImageView> wrappedImageView(PyObject *object) {
 %enddef
 %pending_error_check(zarnik::NumpyInterop::toNumpyArray)
 %pending_error_check(zarnik::NumpyInterop::orderToNumpyArray)
-%pending_error_check(zarnik::NumpyInterop::fromNumpyArray)
-%pending_error_check(zarnik::NumpyInterop::orderFromNumpyArray)
 
 %include "numpy/NumpyInterop.h"

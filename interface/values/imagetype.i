@@ -5,7 +5,12 @@
 %rename(_dimension) zarnik::ImageType::dimension;
 
 %typemap(doctype) zarnik::ImageDimension const *dimensions "pointer to int"
+// Nothing of a list without dimensions is read.
+%typemap(check, noblock=1) (zarnik::ImageDimension const *dimensions, size_t count) {
+  if (!$1 && $2) { %argument_nullref("$1_type", $symname, $argnum); }
+}
 %include "zarnik/values/ImageType.h"
+%clear (zarnik::ImageDimension const *dimensions, size_t count);
 
 // The named types are variables of the module, references to the library's objects, which cannot be replaced. As
 // members of the class they would have functions, too.

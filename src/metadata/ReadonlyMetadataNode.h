@@ -37,10 +37,12 @@ public:
   size_t childCount() const { return node_->childCount(); }
 
   /// Proxy for MetadataNode::hasChild.
+  /// \param key The key to look for.
   /// \return True when there is a child with the given key.
   bool hasChild(std::string const & key) const { return node_->hasChild(key); }
 
   /// Proxy for MetadataNode::child.
+  /// \param key The key to look for.
   /// \return The child itself, not a copy.
   std::shared_ptr<MetadataNode const> child(std::string const & key) const { return node_->child(key); }
 

@@ -1,5 +1,6 @@
 #include "numpy/NumpyInterop.h"
 
+#include "module/Conversions.h"
 #include "module/NumpyApi.h"
 #include "module/Reference.h"
 #include "module/Runtime.h"
@@ -185,13 +186,6 @@ std::shared_ptr<ImageView> readMemoryView(PyObject * image) {
   return view;
 }
 
-bool checkArray(PyObject * np) {
-  if (PyArray_Check(np))
-    return true;
-  PyErr_SetString(PyExc_TypeError, "Input Numpy Array is not valid");
-  return false;
-}
-
 } // namespace
 
 PyObject * NumpyInterop::toNumpyArray(PyObject * image) {
@@ -214,21 +208,32 @@ PyObject * NumpyInterop::orderToNumpyArray(PyObject * image, ImageDimension cons
 
 std::shared_ptr<ImageView> NumpyInterop::fromNumpyArray(PyObject * np, ImageType axesInterpretation,
                                                         ImageInterpretation interpretation, bool hasAlpha) {
-  if (!checkArray(np))
-    return nullptr;
   return std::make_shared<NumpyImageView>(np, axesInterpretation, interpretation, hasAlpha);
 }
 
-std::shared_ptr<ImageView> NumpyInterop::orderFromNumpyArray(PyObject * np, ImageDimension const * dimensionList,
-                                                             size_t dimensionCount, ImageInterpretation interpretation,
+std::shared_ptr<ImageView> NumpyInterop::orderFromNumpyArray(PyObject * const np, ImageDimension const * dimensionList,
+                                                             size_t axisCount, ImageInterpretation interpretation,
                                                              bool hasAlpha) {
-  if (dimensionCount == 0) {
-    PyErr_SetString(PyExc_TypeError, "List of dimensions cannot be empty");
-    return nullptr;
-  }
-  if (!checkArray(np))
-    return nullptr;
-  return std::make_shared<NumpyImageView>(np, dimensionList, dimensionCount, interpretation, hasAlpha);
+  return std::make_shared<NumpyImageView>(np, dimensionList, axisCount, interpretation, hasAlpha);
 }
+
+namespace python {
+
+bool requireArray(PyObject * object) {
+  if (PyArray_Check(object))
+    return true;
+  PyErr_SetString(PyExc_TypeError, "Input Numpy Array is not valid");
+  return false;
+}
+
+bool readAxes(PyObject * list, std::vector<ImageDimension> & dimensions) {
+  if (!readImageDimensions(list, dimensions))
+    return false;
+  if (dimensions.empty())
+    PyErr_SetString(PyExc_TypeError, "List of dimensions cannot be empty");
+  return !dimensions.empty();
+}
+
+} // namespace python
 
 } // namespace zarnik

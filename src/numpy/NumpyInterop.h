@@ -6,6 +6,7 @@
 #include "zarnik/views/ImageView.h"
 
 #include <memory>
+#include <vector>
 
 namespace zarnik {
 
@@ -67,8 +68,21 @@ public:
   /// \return An ImageView over the memory of the array, which it keeps alive.
   /// \throws Error if the array does not fit the other arguments
   static std::shared_ptr<zarnik::ImageView>
-  orderFromNumpyArray(PyObject * np, zarnik::ImageDimension const * dimensionList, size_t dimensionCount,
+  orderFromNumpyArray(PyObject * const np, zarnik::ImageDimension const * dimensionList, size_t axisCount,
                       zarnik::ImageInterpretation interpretation, bool hasAlpha);
 };
+
+#ifndef SWIG
+namespace python {
+
+/// False with TypeError pending for an object that is no NumPy array.
+bool requireArray(PyObject * object);
+
+/// The dimensions of an array's axes, in the array's order; false with an error pending when the object is no list of
+/// them, or an empty one.
+bool readAxes(PyObject * list, std::vector<ImageDimension> & dimensions);
+
+} // namespace python
+#endif
 
 } // namespace zarnik

@@ -3,6 +3,7 @@
 import math
 import struct
 
+import numpy
 import pytest
 
 import _typetable
@@ -255,4 +256,4 @@ def test_fields_of_a_version():
 def test_bools_are_bools():
     function = _zarnik.NumpyInterop__from_numpy_array
     for value in (1, 0, None, "True", 1.0):
-        bad_argument(TypeError, function, 4, "bool", None, _zarnik.cvar.ImageTypeId_IMAGE, 1, value)
+        bad_argument(TypeError, function, 4, "bool", numpy.zeros((2, 2)), _zarnik.cvar.ImageTypeId_IMAGE, 1, value)

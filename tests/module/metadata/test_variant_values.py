@@ -162,7 +162,7 @@ def test_no_overload_lists_all_prototypes():
 
 
 def test_nothing_to_copy_is_an_error():
-    refused("at least one element, got 2 at a null pointer", create, None, 2)
+    null_reference(create, 1, "uint8_t const *", None, 2)
     refused("at least one element, got 0", create, _typetable.limits_u8(), 0)
     refused("cannot take 3 strings from a sequence of 0", create, [], 3)
 

@@ -113,6 +113,8 @@ def test_arguments():
     function = _zarnik.NumpyInterop__from_numpy_array
     for wrong in (None, [[1, 2], [3, 4]], b"12", numpy.float64(1), memoryview(array)):
         fails(TypeError, "Input Numpy Array is not valid", function, wrong, axes, 0, False)
+    # The array is looked at first.
+    fails(TypeError, "Input Numpy Array is not valid", function, None, None, "RGB", 1)
     null_reference(function, 2, "zarnik::ImageType", array, None, 0, False)
     bad_argument(TypeError, function, 2, "zarnik::ImageType", array, 3, 0, False)
     bad_argument(TypeError, function, 3, "zarnik::ImageInterpretation", array, axes, "RGB", False)
@@ -128,7 +130,10 @@ def test_arguments_with_an_order():
     for wrong in ([0, "1"], [None, 1], "01", [0, 1.0]):
         fails(TypeError, "list must contain ImageDimension", function, array, wrong, 0, False)
     fails(TypeError, "List of dimensions cannot be empty", function, array, [], 0, False)
-    fails(TypeError, "Input Numpy Array is not valid", function, [1], [0], 0, False)
+    # The list is looked at first, then the array.
+    fails(TypeError, "list must contain ImageDimension", function, [1], ["0"], "RGB", 1)
+    fails(TypeError, "List of dimensions cannot be empty", function, [1], [], "RGB", 1)
+    fails(TypeError, "Input Numpy Array is not valid", function, [1], [0], "RGB", 1)
     bad_argument(TypeError, function, 4, "zarnik::ImageInterpretation", array, [1, 0], "RGB", False)
     bad_argument(OverflowError, function, 4, "zarnik::ImageInterpretation", array, [1, 0], -(2**40), False)
     bad_argument(TypeError, function, 5, "bool", array, [1, 0], 0, None)

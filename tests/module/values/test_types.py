@@ -4,7 +4,7 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, refused
+from support.expect import bad_argument, fails, no_overload, null_reference, refused
 from support.values import components
 from zarnik import _classes
 
@@ -135,6 +135,8 @@ def test_image_type_messages():
     text = no_overload("new_ImageType", *(f"zarnik::ImageType::{prototype}" for prototype in prototypes))
     for arguments in ((-1,), ("a",), ([0, 1], 2)):
         fails(TypeError, text, _zarnik.new_ImageType, *arguments)
+    null_reference(_zarnik.new_ImageType, 1, "zarnik::ImageDimension const *", None, 2)
+    assert dimensions(_zarnik.new_ImageType(None, 0)) == []
     prototypes = ["remove(zarnik::ImageDimension)", "remove(size_t)"]
     text = no_overload("ImageType_remove", *(f"zarnik::ImageType::{prototype}" for prototype in prototypes))
     fails(TypeError, text, _zarnik.ImageType_remove, image_type, "a")
