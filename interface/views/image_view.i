@@ -62,7 +62,8 @@
   ///
   /// They are shared with the view and cannot be changed; copy them and set the copy.
   /// \return The properties, never None.
-  std::shared_ptr<zarnik::ImageProperties const> __get_properties() { return $self->properties(); }
+  /// \throws Error if the view, one of somebody else's, tells none.
+  std::shared_ptr<zarnik::ImageProperties const> __get_properties() { return zarnik::toldProperties(*$self); }
 
   /// Return the root node of the metadata attached to this image.
   ///

@@ -192,7 +192,7 @@ PyObject * NumpyInterop::toNumpyArray(PyObject * image) {
   auto const view = readMemoryView(image);
   if (!view)
     return nullptr;
-  auto const axes = view->properties()->imageInfo().axesInterpretation();
+  auto const axes = toldProperties(*view)->imageInfo().axesInterpretation();
   return createArray(view, naturalOrder(axes, view->shape().size(), view->dataType().elementCount() > 1), image);
 }
 
@@ -201,7 +201,7 @@ PyObject * NumpyInterop::orderToNumpyArray(PyObject * image, ImageDimension cons
   auto const view = readMemoryView(image);
   if (!view)
     return nullptr;
-  auto const axes = view->properties()->imageInfo().axesInterpretation();
+  auto const axes = toldProperties(*view)->imageInfo().axesInterpretation();
   auto const isVector = view->dataType().elementCount() > 1;
   return createArray(view, requestedOrder(axes, isVector, {dimensionList, dimensionCount}), image);
 }

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import pickle
 import warnings
 
 import numpy
@@ -11,7 +12,7 @@ from hypothesis import strategies as st
 from numpy.testing import assert_array_equal
 
 import zarnik
-from support.shared_types import TiledView
+from support.shared_types import MEMORY_ACCESS, READ, WRITE, CountingView, TiledView
 from support.strided import axes_for, strided_arrays
 from zarnik import DataTypeId, ImageCapability, ImageCapabilitySet, ImageInterpretation, RegionXu64
 
@@ -379,3 +380,35 @@ def test_an_assignment_that_is_refused_leaves_nothing_written(monkeypatch):
         assert numpy.all(image.read() == 1)
         image.write_region(None, numpy.zeros((1, 1, *image.shape), "f4"))
         assert not image.read().any()
+
+
+@pytest.mark.parametrize("capabilities", [READ | WRITE | MEMORY_ACCESS, READ])
+def test_a_foreign_image_without_properties_is_refused_wherever_they_are_needed(capabilities, tmp_path):
+    image = CountingView((4, 3, 2), capabilities=capabilities)
+    image.forget_properties()
+    factory, provider = zarnik.ImageViewFactory, zarnik.ImageViewProvider
+    attempts = [
+        lambda: image.properties,
+        lambda: image.axes,
+        lambda: image.spacing,
+        lambda: image.to_numpy(),
+        lambda: numpy.asarray(image),
+        lambda: image.to_memory() if capabilities == READ else image.to_numpy("ZYX"),
+        lambda: image.to_disk(),
+        lambda: image.read_region(),
+        lambda: image.flip("X"),
+        lambda: image.astype("f4"),
+        lambda: pickle.dumps(image),
+        lambda: zarnik.save(tmp_path / "image.zrn", image),
+        lambda: zarnik.stack([image, image]),
+        lambda: zarnik.coarser_levels(image),
+        lambda: factory.from_image_view(image, None, None),
+        lambda: factory.make_thread_safe(image).properties,
+        lambda: provider.to_read_only(image).axes,
+    ]
+    for place, attempt in enumerate(attempts):
+        with pytest.raises(zarnik.Error, match="tells no properties"):
+            attempt()
+            pytest.fail(f"attempt {place} went on")
+    assert "UINT8" in repr(image)
+    assert list(tmp_path.iterdir()) == []

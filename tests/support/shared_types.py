@@ -20,6 +20,9 @@ class CountingView(_classes.ImageView):
         axes = 0 if axes is None else axes.value()
         _typetable.CountingView_swiginit(self, _typetable.new_CountingView(sizes, dtype, axes, capabilities))
 
+    def forget_properties(self):
+        _typetable.CountingView_forgetProperties(self)
+
 
 class TiledView(_classes.ImageView):
     """An image in tiles, without shared memory; TiledView.touched() tells how many elements were read and written."""

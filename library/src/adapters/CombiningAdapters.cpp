@@ -48,9 +48,9 @@ Frames framesOf(std::shared_ptr<MultiImageView> const & images) {
 
 /// What holds for the values of all frames.
 ImageInfoProperty commonInfo(Frames const & frames) {
-  auto info = frames.front()->properties()->imageInfo();
+  auto info = toldProperties(*frames.front())->imageInfo();
   for (auto const & frame : frames) {
-    auto const properties = frame->properties();
+    auto const properties = toldProperties(*frame);
     auto const & other = properties->imageInfo();
     info.setBitDepth(std::max(info.bitDepth(), other.bitDepth()));
     info.setValueRange(
@@ -120,7 +120,7 @@ std::shared_ptr<ImageView> ImageViewFactory::stack(std::shared_ptr<MultiImageVie
     bool const knowsAxes = axes != ImageType() || rank == 0;
     auto const stacked = knowsAxes ? axes | dimension : ImageType();
     auto const axis = knowsAxes ? stacked.indexDimension(dimension) : rank;
-    SpatialFrame space(first.properties()->calibration(), meaningsOf(axes, rank));
+    SpatialFrame space(toldProperties(first)->calibration(), meaningsOf(axes, rank));
     auto const next = frames.size() > 1 ? std::optional(frames[1]->spatialOrigin()) : std::nullopt;
     space.insert(knowsAxes ? SpatialFrame::Meaning(dimension) : std::nullopt, next);
     auto info = commonInfo(frames);
@@ -153,7 +153,7 @@ std::shared_ptr<ImageView> ImageViewFactory::interlace(std::shared_ptr<MultiImag
     auto info = commonInfo(frames);
     info.setInterpretation(interpretation);
     info.setAlpha(alpha);
-    auto properties = ImageProperties::fromProperties(first.properties()->calibration(), info);
+    auto properties = ImageProperties::fromProperties(toldProperties(first)->calibration(), info);
     properties->requireCompatibleWith(first.shape(), type);
     CombinedImageView::Description description{std::move(properties),
                                                metadataOf(images, frames),

@@ -71,9 +71,7 @@ void DescribedImageView::setMetadata(std::shared_ptr<MetadataNode const> metadat
 std::shared_ptr<ImageProperties const> validProperties(std::shared_ptr<ImageView> const & image) {
   if (!image)
     throw InvalidArgument("the image to adapt cannot be null");
-  auto properties = image->properties();
-  if (!properties)
-    throw Error("the image to adapt has no properties");
+  auto properties = toldProperties(*image);
   properties->requireSettableOn(image->shape(), image->dataType());
   return properties;
 }

@@ -45,9 +45,7 @@ void putHeader(ContentBuilder & content, ImageView const & image) {
   auto const & shape = image.shape();
   content.put(uint64_t{shape.size()});
   putVector(content, shape);
-  auto const properties = image.properties();
-  if (!properties)
-    throw InvalidArgument("an image without properties cannot be stored");
+  auto const properties = toldProperties(image);
   auto const & info = properties->imageInfo();
   auto const & axes = info.axesInterpretation();
   content.put(uint64_t{axes.dimensionCount()});

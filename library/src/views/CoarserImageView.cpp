@@ -50,7 +50,8 @@ std::shared_ptr<ImageProperties const> coarserProperties(std::shared_ptr<ImageVi
   if (method == LevelMethod::NEAREST)
     return properties;
   // A mean lies in the middle of what it is the mean of.
-  auto const & before = image->properties()->calibration();
+  auto const propertiesBefore = toldProperties(*image);
+  auto const & before = propertiesBefore->calibration();
   auto origin = properties->calibration().origin();
   Vector3d const directions[] = {before.directions().columnDirection(), before.directions().rowDirection(),
                                  before.directions().sliceDirection()};

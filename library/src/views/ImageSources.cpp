@@ -65,7 +65,7 @@ template <typename T> T required(T pointer, char const * what) {
 void requireReadable(ImageView const & image) {
   if (!image.support(ImageCapability::READ))
     throw NotImplemented("an image that does not support READ cannot be copied");
-  image.properties()->requireCompatibleWith(image.shape(), image.dataType());
+  toldProperties(image)->requireCompatibleWith(image.shape(), image.dataType());
 }
 
 /// Calls visit(region) for parts of an image that are read one after the other: some that follow each other in a dense
@@ -134,7 +134,7 @@ std::shared_ptr<ImageView> ImageViewFactory::copyInMemory(std::shared_ptr<ImageV
     if (image->support(ImageCapability::MEMORY_ACCESS))
       return image;
     auto const metadata = image->metadata();
-    auto copy = allocate(image->shape(), image->dataType(), image->properties()->clone(),
+    auto copy = allocate(image->shape(), image->dataType(), toldProperties(*image)->clone(),
                          metadata ? metadata->clone() : nullptr);
     auto const total = copy->bufferSize();
     ProgressReport report("copying an image into memory", total, progress);
@@ -188,7 +188,7 @@ std::shared_ptr<ImageView> ImageViewFactory::copyOnDisk(std::shared_ptr<ImageVie
                                                         Progress const & progress) {
   return guarded([&]() -> std::shared_ptr<ImageView> {
     requireReadable(*required(image, "image to copy"));
-    auto copy = onDisk(folder, image->shape(), image->dataType(), image->properties(), image->metadata());
+    auto copy = onDisk(folder, image->shape(), image->dataType(), toldProperties(*image), image->metadata());
     ProgressReport report("copying an image to disk", byteCountOf(*copy), progress);
     std::unique_ptr<std::byte[]> chunk;
     auto const type = copy->dataType();

@@ -24,24 +24,23 @@ void requireIndex(ImageView const & image, ImageCapability capability, VectorXu6
     detail::throwSizeMismatch("dimensions of index and image", index.size(), image.dimensionCount());
 }
 
-/// The properties, which an image from elsewhere may fail to tell.
-std::shared_ptr<ImageProperties const> told(ImageView const & image) {
-  auto properties = image.properties();
-  if (!properties)
-    throw Error("the image tells no properties");
-  return properties;
-}
-
 /// Sets a copy of the image's properties after a change, so that a refused change leaves the image as it was.
 template <typename Change> void changeProperties(ImageView & image, Change change) {
   if (!image.support(ImageCapability::WRITE))
     throwMissing(image, ImageCapability::WRITE);
-  auto properties = told(image)->clone();
+  auto properties = toldProperties(image)->clone();
   change(*properties);
   image.setProperties(std::move(properties));
 }
 
 } // namespace
+
+std::shared_ptr<ImageProperties const> toldProperties(ImageView const & image) {
+  auto properties = image.properties();
+  if (!properties)
+    throw Error("the image tells no properties");
+  return properties;
+}
 
 ImageView::~ImageView() = default;
 
@@ -60,15 +59,17 @@ std::string ImageView::toString() const {
   });
 }
 
-ImageInterpretation ImageView::imageInterpretation() const { return told(*this)->imageInfo().interpretation(); }
-ImageType ImageView::axesInterpretation() const { return told(*this)->imageInfo().axesInterpretation(); }
-Vector3d ImageView::spatialOrigin() const { return told(*this)->calibration().origin(); }
-Vector3d ImageView::spatialSpacing() const { return told(*this)->calibration().spacing(); }
-std::string ImageView::spatialUnit() const { return told(*this)->calibration().unit(); }
-SpatialDirections ImageView::spatialDirections() const { return told(*this)->calibration().directions(); }
-size_t ImageView::bitDepth() const { return told(*this)->imageInfo().bitDepth(); }
-bool ImageView::hasAlpha() const { return told(*this)->imageInfo().alpha(); }
-Vector2d ImageView::valueRange() const { return told(*this)->imageInfo().valueRange(); }
+ImageInterpretation ImageView::imageInterpretation() const {
+  return toldProperties(*this)->imageInfo().interpretation();
+}
+ImageType ImageView::axesInterpretation() const { return toldProperties(*this)->imageInfo().axesInterpretation(); }
+Vector3d ImageView::spatialOrigin() const { return toldProperties(*this)->calibration().origin(); }
+Vector3d ImageView::spatialSpacing() const { return toldProperties(*this)->calibration().spacing(); }
+std::string ImageView::spatialUnit() const { return toldProperties(*this)->calibration().unit(); }
+SpatialDirections ImageView::spatialDirections() const { return toldProperties(*this)->calibration().directions(); }
+size_t ImageView::bitDepth() const { return toldProperties(*this)->imageInfo().bitDepth(); }
+bool ImageView::hasAlpha() const { return toldProperties(*this)->imageInfo().alpha(); }
+Vector2d ImageView::valueRange() const { return toldProperties(*this)->imageInfo().valueRange(); }
 
 void ImageView::setImageInterpretation(ImageInterpretation interpretation) {
   changeProperties(*this, [&](auto & properties) { properties.imageInfo().setInterpretation(interpretation); });

@@ -16,7 +16,7 @@ namespace {
 
 /// \throws Error if the properties of an image do not fit it
 void requireValid(ImageView const & image) {
-  image.properties()->requireCompatibleWith(image.shape(), image.dataType());
+  toldProperties(image)->requireCompatibleWith(image.shape(), image.dataType());
 }
 
 std::shared_ptr<MultiImageView> unstackAxis(std::shared_ptr<ImageView> image, Draft const & draft, size_t axis) {

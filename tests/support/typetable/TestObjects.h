@@ -46,6 +46,9 @@ public:
   }
   ~CountingView() override { --count_; }
 
+  /// Breaks the promise that an image has properties.
+  void forgetProperties() { properties_.reset(); }
+
 #ifndef SWIG
   ImageCapabilitySet capabilities() const override { return ImageCapabilitySet(capabilities_); }
   VectorXu64 const & shape() const override { return shape_; }

@@ -258,4 +258,11 @@ protected:
   ImageView() = default;
 };
 
+#ifndef SWIG
+/// The properties of a view, also of one of somebody else's that fails to tell them.
+/// \return The properties, never null.
+/// \throws Error if the view tells none
+ZARNIK_API std::shared_ptr<ImageProperties const> toldProperties(ImageView const & image);
+#endif
+
 } // namespace zarnik
