@@ -12,6 +12,7 @@ import ast
 import re
 import sys
 from collections.abc import Iterable, Iterator
+from fnmatch import fnmatchcase
 from pathlib import Path
 
 SIMPLE_TYPES = {
@@ -109,7 +110,7 @@ class Additions:
 
     def of(self, name: str) -> list[tuple[str, str]]:
         """Return module and name of the additions to a generated class."""
-        return [(module, added) for pattern, module, added in self._extending if re.fullmatch(pattern, name)]
+        return [(module, added) for pattern, module, added in self._extending if fnmatchcase(name, pattern)]
 
     def names(self, module: str, name: str) -> set[str]:
         """Return the names that a class of additions defines, by itself and by its bases."""

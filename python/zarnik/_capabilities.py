@@ -22,7 +22,7 @@ _FLAGS: dict[str, type[IntFlag]] = {
 }
 
 
-@extends(r"\w+CapabilitySet")
+@extends("*CapabilitySet")
 class _CapabilitySet:
     if TYPE_CHECKING:
 

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import re
 from collections.abc import Iterable
 from typing import Any, Callable, TypeVar
 
@@ -31,7 +30,7 @@ def extends(*names: Any) -> Callable[[Addition], Addition]:
     be seen. What the additions rely on is declared in them under TYPE_CHECKING. The stubs are made from these
     decorators: this is the only place that tells which class has which additions.
 
-    :param names: Generated classes, their names, or regular expressions for whole names, such as r"Vector[234X]\\w+".
+    :param names: Generated classes, their names, or how all names of a family begin or end, such as "Vector*".
     """
     targets = [found for name in names for found in _classes_named(name)]
 
@@ -51,11 +50,15 @@ def _classes_named(pattern: Any) -> list[Any]:
         return [pattern]
     if pattern in _CLASSES:
         return [_CLASSES[pattern]]
-    matches = re.compile(pattern).fullmatch
-    found = [entry for name, entry in _CLASSES.items() if matches(name)]
+    found = [entry for name, entry in _CLASSES.items() if _is_of_family(name, pattern)]
     if not found:
         raise TypeError(f"there is no generated class {pattern!r} to extend")
     return found
+
+
+def _is_of_family(name: str, pattern: str) -> bool:
+    before, star, after = pattern.partition("*")
+    return bool(star) and name.startswith(before) and name.endswith(after)
 
 
 def _set(target: Any, name: str, attribute: Any, addition: type) -> None:

@@ -18,7 +18,7 @@ _MATRICES: dict[str, tuple[numpy.dtype[Any], int]] = {
 }
 
 
-@extends(r"Matrix[34][fd]")
+@extends("Matrix*")
 class _Matrix(Value):
     """`matrix[row, column]` and arrays have the row first, as in mathematics; `at(column, row)` the column."""
 

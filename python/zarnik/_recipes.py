@@ -35,7 +35,7 @@ Step = tuple[Union[str, Callable[..., Any]], tuple[Any, ...], dict[str, Any]]
 _OPEN_COUNT = 8
 
 _VIEWS = frozenset((_classes.ImageView, _classes.MultiImageView, _classes.LodImageView))
-_ADDRESS = re.compile(r"([A-Za-z][A-Za-z0-9+.-]+)://")
+_ADDRESS = r"([A-Za-z][A-Za-z0-9+.-]+)://"
 _WRITE = int(ImageCapability.WRITE)
 
 
@@ -93,7 +93,7 @@ def _path_of(what: Any) -> str | None:
         return os.fsdecode(what)
     if not isinstance(what, str):
         return None
-    scheme = _ADDRESS.match(what)
+    scheme = re.match(_ADDRESS, what)
     if scheme is None:
         return what
     return _classes.Uri(what).path() if scheme[1].lower() == "file" else None

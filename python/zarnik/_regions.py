@@ -51,7 +51,7 @@ def _extent(entry: Any, length: int | None) -> tuple[int, int]:
     return start, max(stop - start, 0)
 
 
-@extends(r"Region[234X]u64")
+@extends("Region*")
 class _Region(Value):
     """A region is a pair: `origin, size = region`."""
 

@@ -16,7 +16,7 @@ from zarnik._values import SHOWN_WHOLE, Value, nested
 _ARRAYS: dict[str, numpy.dtype[Any]] = {f"ArrayX{suffix}": dtype for suffix, dtype in ELEMENT_TYPES.items()}
 
 
-@extends(r"ArrayX\w+")
+@extends("ArrayX*")
 class _Array(Value):
     """An array shares its memory with NumPy; indexing, slicing and assignment are those of `to_numpy()`."""
 

@@ -21,7 +21,7 @@ _VECTORS: dict[str, tuple[numpy.dtype[Any], str]] = {
 }
 
 
-@extends(r"Vector[234X]\w+")
+@extends("Vector*")
 class _Vector(Value):
     """`Vector3d((1, 2, 3))` from any sequence or array of numbers; integers of all 64 bits, checked."""
 
