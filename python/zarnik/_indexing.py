@@ -31,6 +31,10 @@ def read_part(view: Any, key: Any) -> Any:
             found = array[key]
             if found.nbytes <= _SMALL_BYTES:
                 return found.copy() if isinstance(found, numpy.ndarray) else found
+        box = _box(key if type(key) is tuple else (key,), layout, sizes)
+        if box is not None:
+            origin, size, within = box
+            return read(view, layout, origin, size)[within]
     part = _Part(key, layout, sizes)
     if not part.steps:
         return read(view, layout, part.origin, part.size)[part.within]
@@ -56,6 +60,28 @@ def _element(view: Any, layout: Layout, sizes: Sequence[int], key: tuple[Any, ..
         origin[position] = place
     array = _direct.read_region(view, origin, layout.ones)
     return None if array is None else array[layout.first]
+
+
+def _box(
+    key: tuple[Any, ...], layout: Layout, sizes: Sequence[int]
+) -> tuple[list[int], list[int], tuple[Any, ...]] | None:
+    """Return the origin and size of what a simple key selects, and that within it; None if it takes steps or misses."""
+    origin, size = [0] * layout.rank, list(sizes)
+    within: list[Any] = []
+    for position, entry in zip(layout.positions, key):
+        extent = sizes[position]
+        if type(entry) is int:
+            if not -extent <= entry < extent:
+                return None
+            origin[position], size[position] = entry % extent, 1
+            within.append(0)
+        else:
+            start, stop, step = entry.indices(extent)
+            if step != 1:
+                return None
+            origin[position], size[position] = (start, stop - start) if start < stop else (0, 0)
+            within.append(_ALL)
+    return origin, size, tuple(within)
 
 
 def _is_simple(key: Any, axis_count: int) -> bool:
