@@ -5,6 +5,7 @@
 // First of all includes: chooses the stable ABI.
 #include "module/Python.h"
 
+#include "module/Registration.h"
 #include "module/TypeCreation.h"
 
 // The runtime sets one attribute, `this` of a new instance. It does so by way of the class's own method, which is

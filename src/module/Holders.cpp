@@ -112,7 +112,9 @@ PyObject * finalHolder(PyObject * holder) {
 }
 
 bool setHolder(PyObject * instance, PyObject * holder) {
-  return PyObject_GenericSetAttr(instance, nameOfThis(), holder) == 0;
+  // A class, given in place of an instance, knows who remembers its attributes, and may be Python's own.
+  auto * const set = PyType_Check(instance) ? PyObject_SetAttr : PyObject_GenericSetAttr;
+  return set(instance, nameOfThis(), holder) == 0;
 }
 
 bool hasHolder(PyObject * attributes) { return PyDict_GetItemWithError(attributes, nameOfThis()) != nullptr; }

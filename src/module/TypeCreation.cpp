@@ -23,14 +23,14 @@ Reference silenceWarnings() {
   return manager;
 }
 
+} // namespace
+
 PyObject * refuseToCreate(PyTypeObject * type, PyObject *, PyObject *) {
   auto const name = Reference::steal(PyObject_GetAttrString(reinterpret_cast<PyObject *>(type), "__name__"));
   if (name)
     PyErr_Format(PyExc_TypeError, "cannot create '%S' instances", name.get());
   return nullptr;
 }
-
-} // namespace
 
 PyObject * createType(PyType_Spec * spec) {
   auto const manager = silenceWarnings();

@@ -10,6 +10,9 @@ namespace zarnik::python {
 /// derived from it.
 PyObject * createType(PyType_Spec * spec);
 
+/// The function that makes an instance, for types of which there is none to be made: raises TypeError.
+PyObject * refuseToCreate(PyTypeObject * type, PyObject * arguments, PyObject * keywords);
+
 } // namespace zarnik::python
 
 // The generated code asks for its types by this name.

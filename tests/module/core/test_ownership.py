@@ -192,6 +192,55 @@ def kindless_method():
     return type(_zarnik.new_Vector3d()).__dict__["own"]
 
 
+def test_any_callable_can_destroy():
+    prints(
+        "[1, 2]\n[False]\n3\n",
+        """
+import _zarnik
+
+destroyed, kept = [], []
+
+class Counting:
+    @staticmethod
+    def __swig_destroy__(wrapped):
+        destroyed.append(_zarnik.Vector2u8_at(wrapped, 0))
+        _zarnik.delete_Vector2u8(wrapped)
+
+class Keeping:
+    __swig_destroy__ = kept.append
+
+_zarnik.Vector2u8_swigregister(Counting)
+for value in (1, 2):
+    _zarnik.Vector2u8_create_uniform(value)
+_zarnik.Vector2u8_swigregister(Keeping)
+_zarnik.Vector2u8_create_uniform(3)
+print(destroyed)
+print([wrapped.own() for wrapped in kept])
+print(_zarnik.Vector2u8_at(kept[0], 1))
+_zarnik.Vector2u8_swigregister(Counting)
+""",
+    )
+
+
+def test_classes_of_which_there_is_no_instance():
+    prints(
+        "cannot create 'generator' instances\ncannot set 'this' attribute of immutable type 'int'\n",
+        """
+import types
+import _zarnik
+
+version = _zarnik.cvar.ZARNIK_VERSION
+_zarnik.VersionInfo_swigregister(types.GeneratorType)
+for call in (lambda: _zarnik.cvar.ZARNIK_VERSION, lambda: _zarnik.VersionInfo_swiginit(int, version)):
+    try:
+        call()
+    except TypeError as error:
+        print(error)
+assert not hasattr(5, "this")
+""",
+    )
+
+
 # ---- memory that arrays show -----------------------------------------------------------------------------------------
 
 
