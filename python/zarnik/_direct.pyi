@@ -227,6 +227,12 @@ def run_writer(writer: Any, steps: str, progress: Callable[[int, int], object] |
 def image_over_buffer(buffer: Any, sizes: tuple[int, ...], data_type: int, properties: Any, metadata: Any, /) -> Any:
     """Return an image over a buffer, first dimension fastest: its sizes, id of the data type, properties, metadata."""
 
+def deferred_metadata(make: Callable[[], Any], /) -> Any:
+    """Return a MetadataNode whose children are those of the node that make() returns.
+
+    It is called once, for the node and its copies, when children are first asked for, on whichever thread that is.
+    """
+
 def http_options() -> dict[str, float]:
     """Return the limits of accessors over HTTP, by name."""
 

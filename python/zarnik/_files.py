@@ -98,7 +98,9 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
     path has the old file or the whole new one. It is read and written part by part, in memory of a few MiB and what
     `set_cache_size` allows. An image must not be saved to the folder that it is read from.
 
-    :param path: The file or folder, which is replaced if it exists; a folder only by one of the same format.
+    :param path: The file or folder, which is replaced if it exists; a folder only by one of the same format. An address
+        of what fsspec reaches, "s3://bucket/cells.ome.zarr", gets what is written to a temporary folder before: files
+        are replaced as that place replaces them, of folders the old one is removed first, and descriptions come last.
     :param what: An ImageView or a DataFrameView.
     :param format: The name of the format, if the suffix shall not decide. Without a suffix it is the package's own.
     :param progress: True for a bar, or a function that is called with what is done and the total, in bytes.
@@ -112,7 +114,9 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
     from zarnik.plugins import Source
 
     path = os.fsdecode(path)
-    name = os.path.basename(os.path.abspath(path))
+    place = Source(path)
+    name = place.name
+    path = path if place.path is None else place.path
     chosen = _formats.named(format) if format is not None else _formats.for_name(name)
     if not chosen.can_write:
         raise _classes.NotImplemented(f"{chosen.name} can be read, not written")
@@ -128,10 +132,19 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
     def is_of_format() -> bool:
         return chosen.recognizes(Source(path))
 
-    with _atomic.replaced(path, suffix, is_of_format) as part, listener(progress, "saving") as told:
-        report = _Report(told)
-        with _errors_of(chosen, path, report):
-            chosen.save(part, cast("ImageView", what), progress=report, **options)
+    def write(part: str) -> None:
+        with listener(progress, "saving") as told:
+            report = _Report(told)
+            with _errors_of(chosen, path, report):
+                chosen.save(part, cast("ImageView", what), progress=report, **options)
+
+    if place.url is not None:
+        from zarnik import _elsewhere
+
+        _elsewhere.put(write, path, is_of_format)
+        return
+    with _atomic.replaced(path, suffix, is_of_format) as part:
+        write(part)
 
 
 def rebuild_levels(path: Any, *, method: str | None = None, progress: Progress = None) -> None:

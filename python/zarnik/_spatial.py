@@ -298,7 +298,7 @@ def calibration_of_affine(matrix: Any, convention: str) -> dict[str, Any]:
             raise ValueError(
                 f"the affine matrix shears: {first} and {second} are {angle:.4g} degrees apart, an image has 90"
             )
-    if numpy.cross(column, row) @ last < 0:
+    if numpy.linalg.det((column, row, last)) < 0:
         lengths[2] = -lengths[2]
     directions = _classes.SpatialDirections(column=column, row=row)
     return {"origin": rows[:, 3], "spacing": lengths, "directions": directions}

@@ -7,6 +7,7 @@ import math
 import operator
 import os
 import threading
+import time
 import weakref
 from collections import OrderedDict
 from collections.abc import Callable, Hashable, Iterator, Sequence
@@ -25,6 +26,8 @@ _SMALL = 1 << 17
 _BATCH_BYTES = 64 << 20
 # Threads that wait for servers cost little.
 _MOST_THREADS = 32
+# The times of files are those of a clock that may stand still for so long.
+_TICK_NS = 20_000_000
 
 
 class _Cache:
@@ -36,21 +39,24 @@ class _Cache:
 
     def forget(self) -> None:
         self._lock = threading.Lock()
-        self._tiles: OrderedDict[Hashable, Array] = OrderedDict()
+        self._tiles: OrderedDict[Hashable, tuple[Array, Hashable]] = OrderedDict()
         self._of_owner: dict[Hashable, set[Hashable]] = {}
         self._pending: dict[Hashable, threading.Event] = {}
         self._bytes = self._hits = self._misses = 0
 
-    def get(self, owner: Hashable, index: Hashable, make: Callable[[], Array]) -> Array:
-        """Return a tile. Of several threads that want one at the same time, one makes it and the others wait."""
+    def get(self, owner: Hashable, index: Hashable, make: Callable[[], Array], stamp: Hashable = None) -> Array:
+        """Return a tile. Of several threads that want one at the same time, one makes it and the others wait.
+
+        :param stamp: What is another one when the tile has changed where it is stored.
+        """
         key = owner, index
         while True:
             with self._lock:
                 found = self._tiles.get(key)
-                if found is not None:
+                if found is not None and found[1] == stamp:
                     self._tiles.move_to_end(key)
                     self._hits += 1
-                    return found
+                    return found[0]
                 waiting = self._pending.get(key)
                 if waiting is None:
                     mine = self._pending[key] = threading.Event()
@@ -59,13 +65,14 @@ class _Cache:
             waiting.wait()
             with self._lock:
                 # Where it was too large to be kept, or failed, each makes its own.
-                if key not in self._tiles and key not in self._pending:
+                found = self._tiles.get(key)
+                if (found is None or found[1] != stamp) and key not in self._pending:
                     mine = self._pending[key] = threading.Event()
                     self._misses += 1
                     break
         try:
             tile = make()
-            self._keep(owner, key, tile)
+            self._keep(owner, key, tile, stamp)
             return tile
         finally:
             with self._lock:
@@ -76,21 +83,22 @@ class _Cache:
     def has(self, owner: Hashable, index: Hashable) -> bool:
         return (owner, index) in self._tiles
 
-    def _keep(self, owner: Hashable, key: Hashable, tile: Array) -> None:
+    def _keep(self, owner: Hashable, key: Hashable, tile: Array, stamp: Hashable) -> None:
         # Its memory counts whole, even where a part of it is shown.
         if isinstance(tile.base, numpy.ndarray) and tile.base.nbytes > 2 * tile.nbytes:
             tile = tile.copy()
         with self._lock:
             if tile.nbytes > self.limit:
                 return
-            self._tiles[key] = tile
+            before = self._tiles.pop(key, None)
+            self._tiles[key] = tile, stamp
             self._of_owner.setdefault(owner, set()).add(key)
-            self._bytes += _cost(tile)
+            self._bytes += _cost(tile) - (_cost(before[0]) if before else 0)
             self._shrink()
 
     def _shrink(self) -> None:
         while self._bytes > self.limit and self._tiles:
-            key, tile = self._tiles.popitem(last=False)
+            key, (tile, _) = self._tiles.popitem(last=False)
             self._bytes -= _cost(tile)
             self._of_owner[key[0]].discard(key)  # type: ignore[index]
 
@@ -99,9 +107,9 @@ class _Cache:
         with self._lock:
             keys = list(self._of_owner.get(owner, ())) if index is None else [(owner, index)]
             for key in keys:
-                tile = self._tiles.pop(key, None)
-                if tile is not None:
-                    self._bytes -= _cost(tile)
+                found = self._tiles.pop(key, None)
+                if found is not None:
+                    self._bytes -= _cost(found[0])
                     self._of_owner[owner].discard(key)
             if index is None:
                 self._of_owner.pop(owner, None)
@@ -162,6 +170,22 @@ if hasattr(os, "register_at_fork"):
     os.register_at_fork(after_in_child=_after_fork)
 
 
+def stamp_of(path: str) -> Hashable | None:
+    """What tells a file, as it is now, from every other one, and from none.
+
+    Nothing does of a file that was changed just now, since it may be changed again within one tick of the clock by
+    which its times are told: None.
+    """
+    try:
+        status = os.stat(path)
+    except (FileNotFoundError, NotADirectoryError):
+        return ()
+    age = time.time_ns() - max(status.st_mtime_ns, status.st_ctime_ns)
+    if abs(age) < _TICK_NS:
+        return None
+    return status.st_dev, status.st_ino, status.st_size, status.st_mtime_ns, status.st_ctime_ns
+
+
 def in_threads(work: Callable[[Any], None], items: Sequence[Any], threads: int) -> None:
     """Call a function with each of several items, on this thread and others.
 
@@ -215,6 +239,8 @@ class TiledArray:
     :param decode: Called with the index of a tile in the grid of tiles and what was fetched for it or None, on any
         thread; returns its elements, of the shape of a tile or cut off where the array ends, or None for `fill_value`.
     :param identity: What tells the file and the array in it from all others, for all who open it to share tiles.
+    :param stamp: Called with the index of a tile, returns what is another one when what the tile is decoded from has
+        changed, and None if nobody can tell. Without it the identity tells of all tiles.
     :param waits: Whether decoding waits for a server more than it calculates.
     :param fetch: Called with the indices of tiles that are needed before `decode` is, to get at once what is far away;
         returns what each of them is decoded from.
@@ -228,6 +254,7 @@ class TiledArray:
         decode: Callable[[tuple[int, ...], Any], Array | None],
         *,
         identity: Hashable | None = None,
+        stamp: Callable[[tuple[int, ...]], Hashable] | None = None,
         waits: bool = False,
         fill_value: Any = 0,
         fetch: Callable[[list[tuple[int, ...]]], dict[tuple[int, ...], Any]] | None = None,
@@ -240,6 +267,7 @@ class TiledArray:
         self._waits = waits
         self._fill_value = fill_value
         self._fetch = fetch
+        self._stamp = stamp
         tile_bytes = math.prod(self.chunks) * self.dtype.itemsize
         self._batch = max(1, _BATCH_BYTES // max(tile_bytes, 1))
         if identity is None:
@@ -268,7 +296,11 @@ class TiledArray:
                 begin, end = max(number * chunk, first), min((number + 1) * chunk, first + count)
                 source.append(slice(begin - number * chunk, end - number * chunk))
                 target.append(slice(begin - first, end - first))
-            tile = CACHE.get(self._owner, index, lambda: self._decoded(index, fetched.pop(index, None)))
+            stamp: Hashable = None
+            if self._stamp is not None:
+                stamp = self._stamp(index)
+                stamp = next(_unique) if stamp is None else stamp
+            tile = CACHE.get(self._owner, index, lambda: self._decoded(index, fetched.pop(index, None)), stamp)
             out[tuple(target)] = tile[tuple(source)]
 
         threads = _MOST_THREADS // 2 if self._waits else 1 if out.nbytes < _SMALL else thread_count()

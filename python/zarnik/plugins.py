@@ -28,7 +28,7 @@ from typing import TYPE_CHECKING, Any, BinaryIO
 import numpy
 
 import zarnik._classes as _classes
-from zarnik import _access, _axes, _interop, _lazy
+from zarnik import _access, _axes, _direct, _interop, _lazy
 from zarnik._calls import flat
 from zarnik._drawing import counted
 from zarnik._files import LossWarning
@@ -144,6 +144,10 @@ class Source:
                 return open(self.path, "rb")
             except OSError as error:
                 raise _classes.Error(f"cannot open {self.path!r}: {error.strerror}") from None
+        if self.url is not None:
+            from zarnik._read_ahead import ReadAhead
+
+            return io.BufferedReader(ReadAhead(self.access()), 1 << 13)
         return io.BufferedReader(self.access().stream().as_file(), 1 << 16)
 
     def __repr__(self) -> str:
@@ -245,7 +249,7 @@ def image_of(
     alpha: bool = False,
     channel_names: Sequence[str] | None = None,
     bit_depth: int | None = None,
-    metadata: Mapping[str, Any] | None = None,
+    metadata: Mapping[str, Any] | Callable[[], Mapping[str, Any]] | None = None,
 ) -> ImageView:
     """Make an image of an array and what a file tells of it.
 
@@ -263,6 +267,7 @@ def image_of(
     :param alpha: Whether the last channel is an alpha channel.
     :param channel_names: The names along C, kept in the metadata as "channel_names".
     :param metadata: The header, under the name of its format: {"NIfTI": {...}}. What metadata cannot hold becomes text.
+        A function that returns it is called when somebody first asks for metadata, once, on any thread.
     :raises ValueError: if the axes do not fit the array, or the matrix is none of an image.
     """
     image = _image_over(array, axes)
@@ -290,16 +295,21 @@ def image_of(
     if affine is not None:
         calibration = _classes.SpatialCalibrationProperty(calibration, **calibration_of_affine(affine, convention))
     properties = _classes.ImageProperties(calibration=calibration, image_info=info)
-    tree = plain(metadata or {})
-    if channel_names is not None:
-        tree["channel_names"] = [str(name) for name in channel_names]
-    node = _classes.MetadataNode.from_dict(tree) if tree else None
+    node = _metadata(metadata, channel_names)
     if not _is_array_of_image(array):
         return flat.ImageViewFactory_from_image_view(image, properties, node)
     image.properties = properties
     if node is not None:
         image.metadata = node
     return image
+
+
+def _metadata(told: Any, channel_names: Sequence[str] | None) -> Any:
+    names = {} if channel_names is None else {"channel_names": [str(name) for name in channel_names]}
+    if not callable(told):
+        tree = {**plain(told or {}), **names}
+        return _classes.MetadataNode.from_dict(tree) if tree else None
+    return _direct.deferred_metadata(lambda: _classes.MetadataNode.from_dict({**plain(told()), **names}))
 
 
 def _is_array_of_image(array: Any) -> bool:

@@ -1,5 +1,6 @@
 """Files of every format: which one it is, what is told when there is none, saving whole or not at all."""
 
+import concurrent.futures
 import os
 import subprocess
 import sys
@@ -184,3 +185,53 @@ def test_images_of_arrays_that_numpy_cannot_share():
     numpy.testing.assert_allclose(image.get_affine("LPS"), affine)
     assert image.metadata.to_dict() == {"Some": {"x": "ab", "1": None}}
     assert plain([numpy.int16(3), (1.5, {2: object}), 2**70]) == [3, [1.5, {"2": str(object)}], str(2**70)]
+
+
+def test_metadata_are_made_when_they_are_asked_for():
+    from zarnik.plugins import image_of
+
+    calls = []
+
+    def header():
+        calls.append(1)
+        return {"Some": {"x": 7}}
+
+    for dtype in (">u2", "uint8"):  # read by a function, and shared by NumPy
+        calls.clear()
+        image = image_of(numpy.ones((4, 5), dtype), "YX", metadata=header, channel_names=["red"])
+        views = [image, image.crop(x=slice(1, 3)), image.astype("float32").crop(y=2), zarnik.stack([image, image])]
+        assert [view.to_numpy().sum() for view in views] == [20, 8, 5, 40] and not calls
+        with concurrent.futures.ThreadPoolExecutor(8) as pool:
+            found = list(pool.map(lambda view: view.metadata.to_dict(), views * 4))
+        assert found == [{"Some": {"x": 7}, "channel_names": ["red"]}] * 16 and calls == [1]
+    image.metadata["Some/x"] = 8
+    assert image.metadata["Some"].to_dict() == {"x": 8} and views[1].metadata["Some"].to_dict() == {"x": 7}
+
+    def broken():
+        raise ValueError("an odd header")
+
+    image = image_of(numpy.ones((4, 5), "uint8"), "YX", metadata=broken)
+    assert image.to_numpy().all()
+    with pytest.raises(zarnik.Error, match="cannot make the metadata: ValueError: an odd header"):
+        image.metadata.to_dict()
+
+
+def test_saving_where_fsspec_reaches():
+    fsspec = pytest.importorskip("fsspec")
+    pytest.importorskip("zarr", minversion="3")
+    system = fsspec.filesystem("memory")
+    array = numpy.arange(3000, dtype="uint16").reshape(10, 15, 20)
+    for place in ("a.ome.zarr", "shards.ome.zarr", "a.nii.gz"):
+        options = {"shards": {"z": 10, "y": 15, "x": 20}, "chunks": (5, 5, 5)} if place.startswith("sh") else {}
+        for step in (0, 1):  # the second takes the place of the first
+            image = zarnik.from_numpy(array + step, "ZYX", spacing=(1, 2, 3), unit="mm")
+            zarnik.save(f"memory://bucket/{place}", image, **options)
+            again = zarnik.open(f"memory://bucket/{place}")
+            assert (again.spacing, again.unit) == ((1, 2, 3), "mm")
+            numpy.testing.assert_array_equal(again.to_numpy(), array + step)
+    system.pipe("/bucket/other.ome.zarr/precious", b"text")
+    with pytest.raises(zarnik.Error, match="a folder is there"):
+        zarnik.save("memory://bucket/other.ome.zarr", image)
+    assert system.cat("/bucket/other.ome.zarr/precious") == b"text"
+    with pytest.raises(zarnik.Error, match="read only"):
+        zarnik.save("http://127.0.0.1:1/a.tif", image)

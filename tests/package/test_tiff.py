@@ -3,8 +3,10 @@
 import contextlib
 import itertools
 import os
+import pathlib
 import subprocess
 import sys
+import time
 
 import numpy
 import pytest
@@ -13,6 +15,10 @@ from numpy.testing import assert_allclose, assert_array_equal
 
 import zarnik
 from zarnik._tiles import CACHE, TiledArray, in_threads
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
+
+from http_nginx import nginx
 
 KINDS = {
     "plane": ((70, 90), {"metadata": None}),
@@ -275,9 +281,26 @@ def test_files_of_a_set_stay_in_their_folder(tmp_path):
                 zarnik.open(path).to_numpy()
 
 
+def test_many_pages_of_a_server(tmp_path):
+    array = values((400, 60, 70))
+    tifffile.imwrite(tmp_path / "pages.tif", array, compression="zlib", photometric="minisblack")
+    with nginx(tmp_path) as server:
+        image = zarnik.open(server.url("pages.tif"))
+        # The directory of each page tells where the next one is.
+        assert server.requests() < 10
+        assert_array_equal(image[7:300:13], array[7:300:13])
+        before = zarnik.cache_info()
+        assert_array_equal(zarnik.open(server.url("pages.tif"))[20], array[20])
+        assert zarnik.cache_info()["misses"] == before["misses"]
+        time.sleep(0.03)
+        tifffile.imwrite(tmp_path / "pages.tif", array + 1, compression="zlib", photometric="minisblack")
+        assert_array_equal(zarnik.open(server.url("pages.tif"))[20], array[20] + 1)
+
+
 def test_only_the_tiles_that_are_needed_and_once(tmp_path):
     path = tmp_path / "image.tif"
     tifffile.imwrite(path, values((256, 256)), tile=(64, 64), compression="zlib")
+    time.sleep(0.03)  # a file that was changed just now shares no tiles
     before = zarnik.cache_info()
     image = zarnik.open(path)
     assert_array_equal(image[70:130, 10:20], values((256, 256))[70:130, 10:20])

@@ -10,6 +10,7 @@ import pathlib
 import shutil
 import sys
 import threading
+import time
 import warnings
 import zipfile
 
@@ -320,6 +321,36 @@ def test_archives(tmp_path):
         archive.writestr(".zattrs", "{")
     with pytest.raises(zarnik.Error, match="no JSON"):
         zarnik.open(tmp_path / "bomb.zip")
+
+
+@pytest.mark.parametrize("name, options", [
+    ("a.zarr", {"version": "0.4"}),
+    ("a.zarr", {"shards": {"z": 10, "y": 40, "x": 50}}),
+    ("a.zarr.zip", {}),
+], ids=str)  # fmt: skip
+def test_tiles_are_shared_until_they_change(name, options, tmp_path):
+    path = tmp_path / name
+    array = values((20, 40, 50))
+    save = functools.partial(zarnik.save, path, levels=False, chunks={"z": 10, "y": 20, "x": 25}, **options)
+
+    def misses():
+        before = zarnik.cache_info()["misses"]
+        assert_array_equal(zarnik.open(path)[...], array)
+        return zarnik.cache_info()["misses"] - before
+
+    save(zarnik.from_numpy(array, "ZYX"))
+    time.sleep(0.03)
+    opened = zarnik.open(path)
+    assert (misses(), misses()) == (8, 0)
+    if name == "a.zarr":
+        array[10:] += 1
+        zarr.open_array(path / "0", mode="r+")[10:] = array[10:]
+        assert_array_equal(opened[...], array)
+        time.sleep(0.03)
+        assert (misses(), misses()) == (4, 0)
+    array += 3
+    save(zarnik.from_numpy(array, "ZYX"))
+    assert misses() == 8
 
 
 def _write_parts(path, numbers):

@@ -1,6 +1,8 @@
 #include "zarnik/metadata/MetadataNode.h"
 
 #include "core/Guarded.h"
+#include "core/Waiting.h"
+#include "metadata/DeferredMetadata.h"
 #include "metadata/MetadataChildren.h"
 #include "metadata/MetadataIteratorObject.h"
 #include "metadata/ValueDescription.h"
@@ -27,6 +29,11 @@ MetadataNode::MetadataNode(std::string const & key, std::shared_ptr<VariantDataV
     : key_(guarded([&] { return key; })), value_(std::move(value)) {}
 
 MetadataNode::MetadataNode(MetadataNode const & other) : MetadataNode(other.key_, other.value_) {
+  if (other.isDeferred_.load(std::memory_order_acquire)) {
+    deferred_ = other.deferred_;
+    isDeferred_ = true;
+    return;
+  }
   guarded([&] {
     std::vector<std::pair<MetadataNode const *, MetadataNode *>> pending{{&other, this}};
     std::unordered_map<MetadataNode const *, std::shared_ptr<MetadataNode>> copiesOfShared;
@@ -34,9 +41,9 @@ MetadataNode::MetadataNode(MetadataNode const & other) : MetadataNode(other.key_
       auto const * const source = pending.back().first;
       auto * const target = pending.back().second;
       pending.pop_back();
-      if (!source->children_)
+      if (!source->children())
         continue;
-      source->children_->forEach([&](std::shared_ptr<MetadataNode> const & child) {
+      source->children()->forEach([&](std::shared_ptr<MetadataNode> const & child) {
         bool const isShared = child->parentCount_ > 1;
         if (auto const known = copiesOfShared.find(child.get()); isShared && known != copiesOfShared.end()) {
           target->attach(known->second);
@@ -54,8 +61,45 @@ MetadataNode::MetadataNode(MetadataNode const & other) : MetadataNode(other.key_
 
 MetadataNode::MetadataNode(MetadataNode && other)
     // NOLINTNEXTLINE(performance-move-constructor-init): the key stays with the other node
-    : key_(guarded([&] { return other.key_; })), value_(std::move(other.value_)),
-      children_(std::move(other.children_)) {}
+    : key_(guarded([&] { return other.key_; })), value_(std::move(other.value_)), children_(std::move(other.children_)),
+      deferred_(std::move(other.deferred_)), isDeferred_(other.isDeferred_.exchange(false)) {}
+
+std::shared_ptr<MetadataNode> MetadataNode::deferred(std::string const & key, DeferredMetadata::Make make) {
+  return guarded([&] {
+    auto node = std::make_shared<MetadataNode>(key, nullptr);
+    node->deferred_ = std::make_shared<DeferredMetadata>(std::move(make));
+    node->isDeferred_ = true;
+    return node;
+  });
+}
+
+MetadataNode const & DeferredMetadata::tree() {
+  if (!made_) {
+    made_ = make_();
+    if (!made_)
+      throw InvalidArgument("deferred metadata became no node");
+    // What it was made from may be large.
+    make_ = nullptr;
+  }
+  return *made_;
+}
+
+void MetadataNode::load() const {
+  // Making the tree may be up to the program.
+  Turn<std::mutex> const turn(deferred_->mutex());
+  if (!isDeferred_.load(std::memory_order_relaxed))
+    return;
+  MetadataNode copy(deferred_->tree());
+  children_ = copy.children();
+  copy.children_ = nullptr;
+  isDeferred_.store(false, std::memory_order_release);
+}
+
+std::shared_ptr<MetadataChildren> const & MetadataNode::children() const {
+  if (isDeferred_.load(std::memory_order_acquire))
+    load();
+  return children_;
+}
 
 MetadataNode::~MetadataNode() {
   if (children_)
@@ -70,12 +114,19 @@ std::string const & MetadataNode::key() const { return key_; }
 
 std::shared_ptr<VariantDataValue> MetadataNode::value() const { return value_; }
 
-size_t MetadataNode::childCount() const { return children_ ? children_->count() : 0; }
+size_t MetadataNode::childCount() const {
+  auto const & own = children();
+  return own ? own->count() : 0;
+}
 
-bool MetadataNode::hasChild(std::string const & key) const { return children_ && children_->find(key); }
+bool MetadataNode::hasChild(std::string const & key) const {
+  auto const & own = children();
+  return own && own->find(key);
+}
 
 std::shared_ptr<MetadataNode> MetadataNode::find(std::string const & key) const {
-  auto found = children_ ? children_->find(key) : nullptr;
+  auto const & own = children();
+  auto found = own ? own->find(key) : nullptr;
   if (!found)
     throw InvalidArgument(message("metadata node '{}' has no child '{}' among its {}", key_, key, childCount()));
   return found;
@@ -95,8 +146,8 @@ bool MetadataNode::reaches(MetadataNode const * node) const {
       pending.pop_back();
       if (current == node)
         return true;
-      if (current->children_ && (current->parentCount_ < 2 || seenShared.insert(current).second))
-        current->children_->forEach(
+      if (current->children() && (current->parentCount_ < 2 || seenShared.insert(current).second))
+        current->children()->forEach(
             [&](std::shared_ptr<MetadataNode> const & child) { pending.push_back(child.get()); });
     }
     return false;
@@ -117,7 +168,7 @@ void MetadataNode::addChild(std::shared_ptr<MetadataNode> child) {
 
 void MetadataNode::attach(std::shared_ptr<MetadataNode> child) {
   guarded([&] {
-    if (!children_)
+    if (!children())
       children_ = MetadataChildren::make();
     auto * const added = child.get();
     auto const replaced = children_->put(std::move(child));
@@ -128,14 +179,14 @@ void MetadataNode::attach(std::shared_ptr<MetadataNode> child) {
 }
 
 void MetadataNode::removeChild(std::string const & key) {
-  if (!children_)
+  if (!children())
     return;
   if (auto const removed = children_->remove(key))
     --removed->parentCount_;
 }
 
 MetadataNodeIterator MetadataNode::begin() {
-  return guarded([&] { return MetadataNodeIterator(new MetadataIteratorObject(children_)); });
+  return guarded([&] { return MetadataNodeIterator(new MetadataIteratorObject(children())); });
 }
 
 MetadataNodeIterator MetadataNode::end() { return MetadataNodeIterator(); }
@@ -145,7 +196,7 @@ ConstMetadataNodeIterator MetadataNode::begin() const { return cbegin(); }
 ConstMetadataNodeIterator MetadataNode::end() const { return cend(); }
 
 ConstMetadataNodeIterator MetadataNode::cbegin() const {
-  return guarded([&] { return ConstMetadataNodeIterator(new ConstMetadataIteratorObject(children_)); });
+  return guarded([&] { return ConstMetadataNodeIterator(new ConstMetadataIteratorObject(children())); });
 }
 
 ConstMetadataNodeIterator MetadataNode::cend() const { return ConstMetadataNodeIterator(); }

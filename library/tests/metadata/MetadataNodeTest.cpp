@@ -5,9 +5,11 @@
 #include "zarnik/metadata/VariantDataValueFactory.h"
 
 #include <algorithm>
+#include <atomic>
 #include <gmock/gmock.h>
 #include <numeric>
 #include <random>
+#include <thread>
 
 using namespace zarnik;
 using testing::ElementsAre;
@@ -286,4 +288,32 @@ TEST(MetadataNode, TextOfSharedNodesIsAsLongAsTheirNumber) {
   EXPECT_LT(text.size(), 60u * 300);
   EXPECT_THAT(text, HasSubstr("level 58\n"));
   EXPECT_THAT(text, HasSubstr("level 58 (its 2 children are above)"));
+}
+
+TEST(MetadataNode, DeferredChildrenAreMadeOnceForAllCopies) {
+  std::atomic<int> calls{0};
+  auto const deferred = MetadataNode::deferred("root", [&]() -> Node {
+    if (calls++ == 0)
+      throw InvalidArgument("not now");
+    return nodeWith({"a", "b"});
+  });
+  auto const copy = deferred->clone();
+  EXPECT_EQ(copy->key(), "root");
+  auto const parent = node("parent");
+  parent->addChild(copy);
+  EXPECT_EQ(calls, 0);
+  EXPECT_THAT([&] { static_cast<void>(deferred->childCount()); }, ThrowsMessage<Error>(HasSubstr("not now")));
+  std::vector<std::thread> readers;
+  std::atomic<int> found{0};
+  for (int i = 0; i < 4; ++i)
+    readers.emplace_back([&] { found += deferred->hasChild("b") && copy->clone()->childCount() == 2 ? 1 : 0; });
+  for (auto & reader : readers)
+    reader.join();
+  EXPECT_EQ(found, 4);
+  EXPECT_EQ(calls, 2);
+  deferred->addChild(node("c"));
+  EXPECT_THAT(keysBelow(*deferred), ElementsAre("a", "b", "c"));
+  EXPECT_THAT(keysBelow(*copy), ElementsAre("a", "b"));
+  MetadataNode const taken(std::move(*MetadataNode::deferred("root", [] { return nodeWith({"d"}); })));
+  EXPECT_THAT(keysBelow(taken), ElementsAre("d"));
 }

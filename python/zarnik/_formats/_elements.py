@@ -5,7 +5,7 @@ from __future__ import annotations
 import json
 import math
 import os
-from collections.abc import Iterator, Mapping
+from collections.abc import Callable, Iterator, Mapping
 from typing import TYPE_CHECKING, Any, BinaryIO
 
 import numpy
@@ -13,6 +13,7 @@ import numpy
 import zarnik._classes as _classes
 from zarnik import _axes, _direct, _lazy
 from zarnik._enumerations import ImageInterpretation
+from zarnik._tiles import stamp_of
 from zarnik._types import as_data_type
 
 if TYPE_CHECKING:
@@ -36,11 +37,9 @@ def size_of(source: Source) -> int:
 
 
 def identity_of(source: Source, *parts: Any) -> Any:
-    """What tells a local file, as it is now, and something in it from all others; None of what is no local file."""
-    if source.path is None:
-        return None
-    status = os.stat(source.path)
-    return status.st_dev, status.st_ino, status.st_mtime_ns, status.st_size, *parts
+    """What tells a local file, as it is now, and something in it from all others; None if nothing does."""
+    stamp = None if source.path is None else stamp_of(source.path)
+    return None if stamp is None else (stamp, *parts)
 
 
 def beside(source: Source, name: str) -> Source:
@@ -342,19 +341,25 @@ def told_of(image: Any) -> dict[str, Any]:
     return told
 
 
-def described_by(text: str | None, header: Mapping[str, Any], name: str, **told: Any) -> dict[str, Any]:
+def described_by(
+    text: str | None, header: Callable[[], Mapping[str, Any]] | None, name: str, **told: Any
+) -> dict[str, Any]:
     """Return the arguments of `image_of` for what a file tells, and what `description_of` wrote into it.
 
-    :param header: The header of the file, which becomes the child of a name of the metadata.
+    :param header: Returns the header of the file, which becomes the child of a name of the metadata; None if there is
+        none.
     """
     try:
         kept = json.loads(text)[DESCRIPTION] if text else {}
         metadata = _classes.MetadataNode.from_json(json.dumps(kept.pop("metadata", {}))).to_dict()
         known = ("value_range", "interpretation", "bit_depth", "alpha", "unit", "affine")
         told.update({key: value for key, value in kept.items() if key in known})
+        names = metadata.pop("channel_names", None)
+        if isinstance(names, (str, list)):
+            told["channel_names"] = names
     except (ValueError, TypeError, KeyError, AttributeError, RecursionError, _classes.Error):
         metadata = {}  # text of somebody else, which is in the header
-    return {**told, "metadata": {**metadata, name: header}}
+    return {**told, "metadata": metadata if header is None else lambda: {**metadata, name: header()}}
 
 
 def losses_of(image: Any, *keeps: str, without: str = "") -> list[str]:

@@ -247,9 +247,7 @@ def _told(dataset: Any, axes: Any, name: str) -> tuple[str, dict[str, Any]]:
     if isinstance(attributes.get("unit"), str):
         told["unit"] = attributes["unit"]
     text = attributes.get(_elements.DESCRIPTION)
-    told = _elements.described_by(text if isinstance(text, str) else None, header, "HDF5", **told)
-    names = told["metadata"].pop("channel_names", None)
-    return letters, {**told, "channel_names": names}
+    return letters, _elements.described_by(text if isinstance(text, str) else None, lambda: header, "HDF5", **told)
 
 
 def _readable(attributes: Any, key: str) -> Any:

@@ -78,7 +78,7 @@ class NIfTI(Format):
             array = _elements.scaled(array, letters, float(slope), float(intercept or 0))
         text = next((text for code, text in extensions if code == _JSON and text.startswith("{")), None)
         told = _elements.described_by(
-            text, _plain(header, extensions), self.name, interpretation=interpretation, unit=_unit(header)
+            text, lambda: _plain(header, extensions), self.name, interpretation=interpretation, unit=_unit(header)
         )
         affine = _affine(header, source.name)
         return [Series(None, [lambda: image_of(array, letters, affine=affine, **told)], {"affine": affine})]

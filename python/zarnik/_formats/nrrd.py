@@ -77,15 +77,17 @@ class NRRD(Format):
         letters, shape, dtype = _axes_of(header, sizes, axes, source.name)
         array = _array(source, header, begin, shape[::-1], dtype, letters[::-1], data_file)
         text = header.get(_elements.DESCRIPTION)
-        known = {key: _plain(value) for key, value in header.items() if key != _elements.DESCRIPTION}
+
+        def known() -> dict[str, Any]:
+            return {key: _plain(value) for key, value in header.items() if key != _elements.DESCRIPTION}
+
         colour = _colour(header, letters)
         told = _elements.described_by(text, known, self.name, interpretation=colour, unit=_unit(header, letters))
-        names = told["metadata"].pop("channel_names", None)
         affine = told.pop("affine") if "affine" in told else _affine(header, letters)
         return [
             Series(
                 header.get("content"),
-                [lambda: image_of(array, letters[::-1], affine=affine, channel_names=names, **told)],
+                [lambda: image_of(array, letters[::-1], affine=affine, **told)],
                 {"affine": affine},
             )
         ]

@@ -166,8 +166,7 @@ def _described(source: Source, archive: Any, members: Any) -> Series:
     with archive.open(members["affine"]) as file:
         affine = numpy.lib.format.read_array(file, allow_pickle=False)
     array, letters = _member(source, archive, members[_ARRAY], kept["axes"])
-    told = _elements.described_by(text, {}, "NumPy")
-    told["metadata"].pop("NumPy")
+    told = _elements.described_by(text, None, "NumPy")
     return Series(None, [_made(array, letters, affine=affine, **told)])
 
 

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import threading
 import warnings
 from typing import TYPE_CHECKING, Any
 
@@ -11,6 +10,7 @@ import numpy
 import zarnik._classes as _classes
 from zarnik._enumerations import ImageInterpretation
 from zarnik._formats import _elements
+from zarnik._tiles import TiledArray
 from zarnik.plugins import Format, Series, Source, image_of
 
 if TYPE_CHECKING:
@@ -58,13 +58,17 @@ class _Pictures(Format):
         elif isinstance(raw, str) and raw.endswith("16B") and samples > 1:
             warnings.warn(f"{source.name!r} has 16 bits a sample, of which 8 are read", UserWarning, stacklevel=4)
         shape = (size[1], size[0], samples) if samples > 1 else (size[1], size[0])
-        picture = _Decoded(source, self.kind, wanted, wide, shape, dtype)
+        decoder = _Decoder(source, self.kind, wanted, wide, shape, dtype)
+        # One tile, which is decoded again when the cache has let it go.
+        picture = TiledArray(shape, dtype, shape, decoder, identity=_elements.identity_of(source, self.name))
         letters = "YXC"[: len(shape)]
         header = {key: value for key, value in info.items() if key != _TEXT and not isinstance(value, bytes)}
         header["mode"] = mode
-        told = _elements.described_by(info.get(_TEXT), header, self.name, interpretation=interpretation, alpha=alpha)
-        names = told["metadata"].pop("channel_names", ["gray", "alpha"] if mode == "LA" else None)
-        return [Series(None, [lambda: image_of(picture, letters, channel_names=names, **told)], {"mode": mode})]
+        told = _elements.described_by(
+            info.get(_TEXT), lambda: header, self.name, interpretation=interpretation, alpha=alpha,
+            channel_names=["gray", "alpha"] if mode == "LA" else None,
+        )  # fmt: skip
+        return [Series(None, [lambda: image_of(picture, letters, **told)], {"mode": mode})]
 
     def save(self, path: str, image: Any, *, progress: Progress, **options: Any) -> None:
         from PIL import Image
@@ -137,23 +141,14 @@ class JPEG(_Pictures):
         return ["the exact values", *_elements.losses_of(image, *keeps, without=self.name)]
 
 
-class _Decoded:
-    """The pixels of a picture, decoded when they are first asked for."""
+class _Decoder:
+    """Decodes the pixels of a picture."""
 
     def __init__(self, source: Source, kind: str, mode: str, wide: Any, shape: tuple[int, ...], dtype: Any) -> None:
-        self.shape = shape
-        self.dtype = numpy.dtype(dtype)
         self._source, self._kind, self._mode, self._wide = source, kind, mode, wide
-        self._lock = threading.Lock()
-        self._pixels: Any = None
+        self._shape, self._dtype = shape, numpy.dtype(dtype)
 
-    def __getitem__(self, key: Any) -> Any:
-        with self._lock:
-            if self._pixels is None:
-                self._pixels = self._decode()
-        return self._pixels[key]
-
-    def _decode(self) -> Any:
+    def __call__(self, index: tuple[int, ...], fetched: Any) -> Any:
         if self._wide is None:
             return self._by_pillow(None)
         # Pillow has colours of 8 bits only, and keeps the upper half of a sample: of another byte order, the lower one.
@@ -171,9 +166,9 @@ class _Decoded:
             except (OSError, SyntaxError, ValueError) as error:
                 raise _classes.Error(f"{self._source.name!r} is damaged or cut: {error}") from error
             pixels = numpy.asarray(picture if picture.mode == self._mode else picture.convert(self._mode))
-        if pixels.shape != self.shape:
-            raise _classes.Error(f"{self._source.name!r} has pixels of shape {pixels.shape}, not {self.shape}")
-        return pixels.astype(self.dtype, copy=False)
+        if pixels.shape != self._shape:
+            raise _classes.Error(f"{self._source.name!r} has pixels of shape {pixels.shape}, not {self._shape}")
+        return pixels.astype(self._dtype, copy=False)
 
 
 def _wide_mode(raw: Any) -> tuple[str, str] | None:

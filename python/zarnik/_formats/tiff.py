@@ -13,9 +13,10 @@ from typing import Any
 import numpy
 
 import zarnik._classes as _classes
+from zarnik import _direct
 from zarnik._access import open_random
-from zarnik._formats import ome
-from zarnik._tiles import TiledArray
+from zarnik._formats import _elements, ome
+from zarnik._tiles import TiledArray, stamp_of
 from zarnik.plugins import Format, Series, Source, image_of
 
 _HEADS = (b"II*\0", b"MM\0*", b"II+\0", b"MM\0+", b"IIU\0")
@@ -101,10 +102,7 @@ class _File:
         weakref.finalize(self, self._file.close)
         self._found = self._file.series
         self._ome = ome.Description.of(self._file.ome_metadata if self._file.is_ome else None)
-        self._identity: Any = None
-        if source.path is not None:
-            status = os.stat(source.path)
-            self._identity = status.st_dev, status.st_ino, status.st_mtime_ns, status.st_size
+        self._identity = _elements.identity_of(source) if source.path is not None else _entity_of(source)
 
     def series(self) -> Iterator[Series]:
         for place, found in enumerate(self._found):
@@ -114,7 +112,10 @@ class _File:
         """One series, or several where the file has axes for which an image has no place."""
         levels = [_Level(self, level, (place, number)) for number, level in enumerate(found.levels)]
         named, split = self._named_axes(levels[0])
-        metadata = self._metadata(place, found)
+
+        def metadata() -> dict[str, Any]:
+            return self._metadata(place, found)
+
         told = {"kind": found.kind, "tiles": levels[0].tile_shape, "file_axes": levels[0].axes}
         choices = [range(levels[0].shape[axis]) for axis in split]
         if math.prod(map(len, choices)) > _MOST_SPLIT:
@@ -223,9 +224,13 @@ class _File:
     def source(self) -> Source:
         return self._source
 
-    @property
-    def identity(self) -> Any:
-        return self._identity
+    def identity(self, series: Any, place: tuple[int, int]) -> Any:
+        """What tells a level of a series from all others, None if nothing does."""
+        if self._identity is None or not series.is_multifile:
+            return self._identity and (self._identity, place)
+        names = {page.parent.filehandle.path for page in series._pages if page is not None}
+        stamps = tuple(stamp_of(name) for name in sorted(names))
+        return None if None in stamps else (self._identity, place, stamps)
 
     @property
     def byte_order(self) -> str:
@@ -295,7 +300,7 @@ class _Level:
             dtype,
             self.tile_shape,
             self._decoded,
-            identity=None if self._file.identity is None else (self._file.identity, self._place),
+            identity=self._file.identity(self._series, self._place),
             waits=False,
             fill_value=nodata if numpy.can_cast(numpy.min_scalar_type(nodata), dtype) else 0,
             fetch=self._fetched if is_remote else None,
@@ -324,7 +329,7 @@ class _Level:
             return numpy.frombuffer(read, stored).reshape((1,) * axis + (count, *self.shape[axis + 1 :]))
 
         chunks = (*(1 for _ in outer), rows, *self.shape[axis + 1 :])
-        identity = None if self._file.identity is None else (self._file.identity, self._place)
+        identity = self._file.identity(self._series, self._place)
         return TiledArray(self.shape, dtype, chunks, decode, identity=identity)
 
     def _whole(self, dtype: Any) -> Any:
@@ -449,6 +454,14 @@ class _Level:
             first = segment % math.ceil(length / self._rows) * self._rows
             shape = 1, min(self._rows, length - first), self._tile[3], self._tile[4]
             yield numpy.full(shape, self.keyframe.nodata, self._series.dtype) if piece is None else piece
+
+
+def _entity_of(source: Source) -> Any:
+    """What tells a file of a server from what else may have its address, None if the server does not say that."""
+    version = _direct.http_version(source.access())
+    # A weak tag, or a time, stays the same for what is nearly the same.
+    is_exact = version is not None and version.endswith('"') and ", W/" not in version
+    return ("HTTP", source.url, version) if is_exact else None
 
 
 def _is_one_piece(page: Any) -> bool:

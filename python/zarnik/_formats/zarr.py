@@ -215,7 +215,7 @@ class _Hierarchy:
         axes = self._axes or _axes_of(names, len(tiles.shape))
 
         def make() -> Any:
-            return image_of(tiles, axes, metadata={"Zarr": attributes} if attributes else None)
+            return image_of(tiles, axes, metadata=(lambda: {"Zarr": attributes}) if attributes else None)
 
         return Series(name, [make], _told(array, version, None))
 
@@ -283,13 +283,16 @@ class _Maker:
         told = self._described.calibration(self._level)
         if self._is_label:
             told["interpretation"] = "LABEL"
-        metadata = self._own(told)
-        if self._level == 0:
-            others = {key: value for key, value in self._attributes.items() if key != ATTRIBUTE}
-            metadata = {**metadata, "OME-Zarr": others}
-            if "C" in self._described.axes:
-                told["channel_names"] = self._described.channel_names
-        return image_of(tiles, self._described.axes, metadata=metadata if self._level == 0 else None, **told)
+        own = self._own(told)
+        if self._level > 0:
+            return image_of(tiles, self._described.axes, **told)
+        if "C" in self._described.axes:
+            told["channel_names"] = self._described.channel_names
+
+        def metadata() -> dict[str, Any]:
+            return {**own, "OME-Zarr": {key: value for key, value in self._attributes.items() if key != ATTRIBUTE}}
+
+        return image_of(tiles, self._described.axes, metadata=metadata, **told)
 
     def _own(self, told: dict[str, Any]) -> dict[str, Any]:
         """Add what we told ourselves when we wrote it, and return the metadata."""

@@ -7,7 +7,7 @@ import os
 import threading
 import zlib
 from collections import OrderedDict
-from collections.abc import Callable, Sequence
+from collections.abc import Callable, Hashable, Sequence
 from typing import Any
 
 import numpy
@@ -144,11 +144,19 @@ def tiles_of(store: Store, path: str, array: Any) -> ZarrTiles:
 
         decode = decode_whole
     fill = metadata.fill_value
+    described = store.stamp(prefix + (".zarray" if metadata.zarr_format == 2 else "zarr.json"))
+
+    def stamp_of_tile(index: tuple[int, ...]) -> Hashable | None:
+        return store.stamp(key_of(index) if shards is None else shards.key_of(index, chunks))
+
     made = ZarrTiles(
         array.shape,
         dtype.newbyteorder("="),
         chunks,
         decode,
+        # Chunks are written one by one, while others read.
+        identity=None if described is None else ("Zarr", store.where, prefix, described),
+        stamp=None if described is None else stamp_of_tile,
         waits=store.is_remote,
         fill_value=0 if fill is None else fill,
     )
@@ -275,39 +283,44 @@ class _Shards:
         self._is_checked = "crc32c" in names
         self._size = 16 * math.prod(self._counts) + (4 if self._is_checked else 0)
         self._lock = threading.Lock()
-        self._indices: OrderedDict[tuple[int, ...], Any] = OrderedDict()
+        self._indices: OrderedDict[str, tuple[Any, Any]] = OrderedDict()
 
     def get(self, index: tuple[int, ...], chunks: tuple[int, ...]) -> bytes | None:
-        shard = tuple(number * chunk // size for number, chunk, size in zip(index, chunks, self._shape))
-        places = self._index(shard)
+        key = self.key_of(index, chunks)
+        places = self._index(key)
         if places is None:
             return None
         offset, size = places[tuple(number % count for number, count in zip(index, self._counts))].tolist()
         if offset == size == _NOTHING:
             return None
-        data = self._store.get_part(self._key_of(shard), offset, size) if offset + size < 2**62 else None
+        data = self._store.get_part(key, offset, size) if offset + size < 2**62 else None
         if data is None or len(data) != size:
-            raise _classes.Error(f"shard {self._key_of(shard)!r} has no {size} bytes at {offset}")
+            raise _classes.Error(f"shard {key!r} has no {size} bytes at {offset}")
         return data
+
+    def key_of(self, index: tuple[int, ...], chunks: tuple[int, ...]) -> str:
+        """The key of the shard that a chunk is in."""
+        return self._key_of([number * chunk // size for number, chunk, size in zip(index, chunks, self._shape)])
 
     def forget(self) -> None:
         with self._lock:
             self._indices.clear()
 
-    def _index(self, shard: tuple[int, ...]) -> Any:
+    def _index(self, key: str) -> Any:
+        stamp = self._store.stamp(key)
         with self._lock:
-            if shard in self._indices:
-                self._indices.move_to_end(shard)
-                return self._indices[shard]
-        data = self._store.get_part(self._key_of(shard), -self._size if self._is_at_end else 0, self._size)
+            if key in self._indices and self._indices[key][0] == stamp:
+                self._indices.move_to_end(key)
+                return self._indices[key][1]
+        data = self._store.get_part(key, -self._size if self._is_at_end else 0, self._size)
         found = None
         if data is not None:
             if len(data) != self._size:
-                raise _classes.Error(f"shard {self._key_of(shard)!r} is cut off")
+                raise _classes.Error(f"shard {key!r} is cut off")
             data = _checked(data) if self._is_checked else data
             found = numpy.frombuffer(data, "<u8").reshape(*self._counts, 2)
         with self._lock:
-            self._indices[shard] = found
+            self._indices[key] = stamp, found
             if len(self._indices) > _MOST_SHARD_INDICES:
                 self._indices.popitem(last=False)
         return found

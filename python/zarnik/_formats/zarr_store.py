@@ -8,11 +8,12 @@ import json
 import os
 import threading
 import zipfile
-from collections.abc import Callable
+from collections.abc import Callable, Hashable
 from typing import Any
 
 import zarnik._classes as _classes
 from zarnik import _direct
+from zarnik._tiles import stamp_of
 from zarnik.plugins import Source
 
 _ROOTS = ("zarr.json", ".zgroup", ".zarray", ".zattrs")
@@ -42,6 +43,10 @@ class Store:
             return None
         begin = offset if offset >= 0 else max(len(whole) + offset, 0)
         return whole[begin : begin + size]
+
+    def stamp(self, key: str) -> Hashable | None:
+        """Return what is another one when something else is stored, for all who open the store; None if nothing is."""
+        return None
 
     def names(self, key: str) -> list[str] | None:
         """Return the names in a folder, None where nobody can list them."""
@@ -98,6 +103,9 @@ class FolderStore(Store):
         except (FileNotFoundError, NotADirectoryError, IsADirectoryError):
             return None
 
+    def stamp(self, key: str) -> Hashable | None:
+        return stamp_of(os.path.join(self._path, *_parts(key)))
+
     def names(self, key: str) -> list[str] | None:
         try:
             return sorted(os.listdir(self._place(key)))
@@ -109,6 +117,7 @@ class ZipStore(Store):
     def __init__(self, source: Source) -> None:
         self.where = source.path or source.url or "the archive"
         self._access = source.access()
+        self._stamp = None if source.path is None else stamp_of(source.path)
         self._lock = threading.Lock()
         try:
             self._archive = zipfile.ZipFile(source.file())
@@ -153,6 +162,9 @@ class ZipStore(Store):
         begin = offset if offset >= 0 else max(info.file_size + offset, 0)
         count = max(0, min(size, info.file_size - begin))
         return self._access.read(info.header_offset + before + begin, count)
+
+    def stamp(self, key: str) -> Hashable | None:
+        return self._stamp
 
     def names(self, key: str) -> list[str] | None:
         inside = self._prefix + "".join(part + "/" for part in _parts(key))
@@ -268,7 +280,8 @@ class FsspecStore(Store):
 
     def _read(self, key: str, begin: int | None, end: int | None) -> bytes | None:
         try:
-            return bytes(self._system.cat_file("/".join([self._root.rstrip("/"), *_parts(key)]), begin, end))
+            place = "/".join([self._root.rstrip("/"), *_parts(key)])
+            return bytes(self._system.cat_file(place, start=begin, end=end))
         except (FileNotFoundError, IsADirectoryError):
             return None
 

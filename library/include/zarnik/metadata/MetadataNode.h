@@ -8,11 +8,13 @@
 
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
 namespace zarnik {
 
+class DeferredMetadata;
 class MetadataChildren;
 
 /// Node of a metadata tree: a key, a value that may be absent, and children with keys of their own.
@@ -42,6 +44,17 @@ public:
 #ifndef SWIG
   MetadataNode & operator=(MetadataNode const &) = delete;
   MetadataNode & operator=(MetadataNode &&) = delete;
+#endif
+
+#ifndef SWIG
+  /// Create a node whose children are made when somebody first asks for one of them.
+  ///
+  /// Copies that are made before are deferred as well, and the function is called once for all of them, on the thread
+  /// that asks first; others wait. What it throws is thrown to whoever asked, and it is called again for the next.
+  /// \param key  The name of the node.
+  /// \param make Returns a node that has the children, of which copies are taken; not null.
+  static std::shared_ptr<MetadataNode> deferred(std::string const & key,
+                                                std::function<std::shared_ptr<MetadataNode const>()> make);
 #endif
 
   /// Release the children; those that nobody else holds are destroyed.
@@ -123,10 +136,14 @@ private:
   void attach(std::shared_ptr<MetadataNode> child);
   bool reaches(MetadataNode const * node) const;
   std::shared_ptr<MetadataNode> find(std::string const & key) const;
+  std::shared_ptr<MetadataChildren> const & children() const;
+  void load() const;
 
   std::string key_;
   std::shared_ptr<VariantDataValue> value_;
-  std::shared_ptr<MetadataChildren> children_;
+  mutable std::shared_ptr<MetadataChildren> children_; ///< not to be looked at while they are deferred
+  std::shared_ptr<DeferredMetadata> deferred_;
+  mutable std::atomic<bool> isDeferred_{false};
   // Parents of one child may die on different threads.
   std::atomic<size_t> parentCount_{0};
 };
