@@ -20,6 +20,12 @@ REFUSALS = (TypeError, ValueError, OverflowError, SystemError, AttributeError)
 _ARGUMENT = r"(?s)in method '(\w+)', argument (\d+) of type '(.*)'"
 _OVERLOADED = r"Wrong number or type of arguments for overloaded function '(\w+)'"
 _COUNT = r"^(\w+) expected (at least |at most )?(\d+) arguments?, got (\d+)"
+_ITEMS = {
+    "input must be a sequence": "a sequence of numbers",
+    "input sequence has invalid length": "as many numbers as there are components",
+    "invalid item in sequence - expected long value": "a sequence of integers",
+    "invalid item in sequence - expected double value": "a sequence of numbers",
+}
 _ELEMENTS = {"float": "f", "double": "d"}
 
 
@@ -53,6 +59,8 @@ def explained(error: Exception, function: str, arguments: tuple[Any, ...]) -> Ex
     # A SystemError comes from a conversion that failed without the function's notice.
     if re.search(_OVERLOADED, text) or isinstance(error, SystemError):
         return TypeError(f"{_spoken(function)}() does not take {_listed(function, arguments)}")
+    if text in _ITEMS:
+        return type(error)(f"{_spoken(function)}() needs {_ITEMS[text]}, got {_listed(function, arguments)}")
     found = re.search(_ARGUMENT, text)
     if not found:
         counted = re.match(_COUNT, text)
@@ -100,7 +108,7 @@ def _in_python(declared: str) -> str:
         return "a str"
     if bare == "bool":
         return "a bool"
-    if bare in ("double", "float"):
+    if re.fullmatch(r"double|float|\w+<\s*(double|float)\b.*::ValueType", bare):
         return "a number"
     family = re.fullmatch(r"(Vector|Matrix|Region)<?\s*(\w+?)(_t)?\s*,\s*(\d)\s*>", bare)
     if family:

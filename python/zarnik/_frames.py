@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import itertools
+import operator
 from collections.abc import Iterator, Mapping, MutableMapping, Sequence
 from typing import TYPE_CHECKING, Any, Union
 
@@ -154,7 +155,12 @@ def _fits(cells: numpy.ndarray[Any, Any], dtype: numpy.dtype[Any]) -> bool:
 
 def _write(frame: Any, index: int, offset: int, cells: Any) -> None:
     if isinstance(cells, list):
-        _direct.write_texts(frame, index, offset, cells)
+        try:
+            _direct.write_texts(frame, index, offset, cells)
+        except TypeError:
+            # Looked for where it is too late: a million texts are written in the time that looking at them takes.
+            other = next(cell for cell in cells if not isinstance(cell, str))
+            raise TypeError(f"column {_columns(frame)[index]!r} holds texts, got {other!r}") from None
     elif len(cells):
         _zarnik.DataFrameView__write_bytes(frame, index, offset, len(cells), memoryview(cells).cast("B"))
 
@@ -243,6 +249,8 @@ class _DataFrameView:
 
     @units.setter
     def units(self, units: Mapping[str, str | None]) -> None:
+        if not isinstance(units, Mapping):
+            raise TypeError(f"units are a mapping from the names of columns to their units, got {units!r}")
         indices = [_index_of(self, name) for name in units]
         for index, unit in zip(indices, units.values()):
             self.set_unit(index, unit or "")
@@ -383,7 +391,7 @@ class _DataFrameView:
         :param rows: As `append` takes them.
         :raises IndexError: if there is no such row.
         """
-        count = len(self)
+        count, offset = len(self), operator.index(offset)
         where = offset + count if offset < 0 else offset
         if not 0 <= where <= count:
             raise IndexError(f"row {offset} is out of range for a table of {count} rows")
@@ -404,6 +412,8 @@ class _DataFrameView:
         :param units: The units of some of the columns.
         :raises ValueError: if the columns differ in length.
         """
+        if not isinstance(data, Mapping):
+            raise TypeError(f"from_dict takes a mapping from names to columns, got {data!r}")
         frame = _classes.DataFrameViewFactory._allocate_empty()
         for name, values in data.items():
             if _is_single(values):
@@ -576,9 +586,8 @@ def _position(frame: Any, column: str | int) -> int:
 
 
 def _checked_count(frame: Any, offset: int, count: int | None) -> int:
-    rows = _shape(frame)[1]
-    if count is None:
-        count = rows - offset
+    rows, offset = _shape(frame)[1], operator.index(offset)
+    count = rows - offset if count is None else operator.index(count)
     if not 0 <= offset <= rows or not 0 <= count <= rows - offset:
         raise IndexError(f"row {offset} + {count} rows is out of range for a table of {rows} rows")
     return count

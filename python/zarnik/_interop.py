@@ -69,12 +69,26 @@ def from_numpy(
     writeable = array.flags.writeable
     if array.dtype.num != dtype.num:
         array = array.view(dtype)
-    if type(array.base) is numpy.ndarray and type(array) is not numpy.ndarray:
-        # Which has the same memory and no attributes: no cycle if the image becomes one of the array's.
-        array = array.view(numpy.ndarray)
+    if type(array) is not numpy.ndarray:
+        array = _plain_over(array)
     view = flat.NumpyInterop__order_from_numpy_array(array, dimensions, interpretation, bool(alpha))
     _describe(view, spacing, origin, unit, metadata)
     return view if writeable else read_only(view, may_describe=True)
+
+
+def _plain_over(array: numpy.ndarray[Any, Any]) -> numpy.ndarray[Any, Any]:
+    """Return an array without attributes over the memory of one that may have some: an image that becomes one of them
+    makes no cycle then. The array itself if it owns its memory, or is a part of another that does and has attributes.
+    """
+    owner: Any = array
+    while isinstance(owner, numpy.ndarray) and type(owner) is not numpy.ndarray:
+        if owner.base is None:
+            return array
+        owner = owner.base
+    plain = array_over(array.ctypes.data, array.shape, array.dtype, owner, array.strides) if array.size else array
+    if not array.flags.writeable:
+        plain.flags.writeable = False
+    return plain
 
 
 def from_dlpack(array: Any, axes: _axes.Axes | None = None, **description: Any) -> ImageView:
@@ -96,6 +110,8 @@ def as_interpretation(given: int | str) -> int:
                 f"unknown interpretation {given!r}: allowed are {', '.join(ImageInterpretation.__members__)}"
             )
         return member
+    if not hasattr(given, "__index__"):
+        raise TypeError(f"an interpretation is an ImageInterpretation or the name of one, got {given!r}")
     return operator.index(given)
 
 

@@ -224,6 +224,8 @@ class _Description:
 
     def set_alpha(self, alpha: bool) -> None:
         """Change whether the last channel is an alpha channel."""
+        if not isinstance(alpha, (bool, int, numpy.bool_)):
+            raise TypeError(f"alpha is True or False, got {alpha!r}")
         flat.ImageView_set_alpha(described(self), bool(alpha))
 
     def set_properties(self, properties: ImageProperties) -> None:

@@ -30,7 +30,7 @@ def items_of(values: Any) -> list[Any] | None:
 def to_float(value: Any) -> float:
     """Return a number as a float; a string is none."""
     if isinstance(value, (str, bytes)):
-        raise TypeError
+        raise TypeError(f"a number is needed, got {value!r}")
     return float(value)
 
 

@@ -3,11 +3,13 @@
 from __future__ import annotations
 
 import copy
+import gc
 import inspect
 import os
 import pickle
 import pydoc
 import sys
+import weakref
 
 import numpy
 import psutil
@@ -68,6 +70,49 @@ def test_memory_that_an_image_gave_up_goes_with_the_last_array():
         image.reshape([1000, 1000, 8 + depth % 2], "u1")
         assert (shown == depth).all()
     assert psutil.Process().memory_info().rss - before < 64e6
+
+
+class Attributed(numpy.ndarray):
+    """Arrays that may have attributes."""
+
+
+def table():
+    return zarnik.DataFrameView.from_dict({"a": [1.0, 2.0]})
+
+
+GIVEN = {
+    "image": lambda folder: numpy.asarray(zarnik.zeros((3, 4))),
+    "to_numpy": lambda folder: zarnik.zeros((3, 4)).to_numpy(),
+    "adapter": lambda folder: zarnik.zeros((3, 4)).flip("X").to_numpy(),
+    "values": lambda folder: numpy.asarray(zarnik.zeros((3, 4)).astype("f4")),
+    "part": lambda folder: zarnik.zeros((3, 4))[1:],
+    "dlpack": lambda folder: numpy.from_dlpack(zarnik.zeros((3, 4))),
+    "ArrayX": lambda folder: zarnik.ArrayXd([3, 4]).to_numpy(),
+    "vector": lambda folder: numpy.asarray(zarnik.VectorXd([1, 2])),
+    "matrix": lambda folder: numpy.asarray(zarnik.Matrix3d()),
+    "variant": lambda folder: numpy.asarray(zarnik.variant([1, 2])),
+    "node": lambda folder: zarnik.MetadataNode.from_dict({"a": numpy.arange(3)}).to_dict()["a"],
+    "column": lambda folder: table()["a"],
+    "cells": lambda folder: table().read("a"),
+    "mapping": lambda folder: numpy.memmap(folder / "a.raw", "f8", "w+", shape=(3, 4)),
+}
+
+
+@pytest.mark.parametrize("part", [lambda array: array, lambda array: array[1:], lambda array: array[:, None][::-1]])
+@pytest.mark.parametrize("given", GIVEN.values(), ids=GIVEN)
+def test_arrays_that_have_an_image_of_themselves_are_collected(given, part, tmp_path):
+    array = given(tmp_path)
+    array = part(array if isinstance(array, numpy.memmap) else array.view(Attributed))
+    array.image = zarnik.from_numpy(array, "X" if array.ndim == 1 else "YX" if array.ndim == 2 else "ZYX")
+    assert_array_equal(array.image.to_numpy(), array)
+    if array.flags.writeable:
+        array.image[0] = 7
+        assert (array[0] == 7).all()
+    array.channel = array.image.isel(X=0) if array.ndim > 1 else array.image
+    gone = weakref.ref(array)
+    del array
+    gc.collect()
+    assert gone() is None
 
 
 def test_nan_is_equal_and_shapes_differ():
@@ -267,6 +312,20 @@ def test_errors_say_what_was_expected():
         zarnik.MetadataNode("a").add_child(5)
     with pytest.raises(TypeError, match=r"^Indexer\(\) does not take \('a', 5\)$"):
         zarnik.Indexer("a", 5)
+    image, frame = zarnik.zeros((2, 3)), zarnik.DataFrameView.from_dict({"a": [1.0]})
+    matrix = zarnik.Matrix3d()
+    for attempt, text in (
+        (lambda: zarnik.Vector3d().set_at(0, "a"), r"^Vector3d.set_at\(\) needs a number, got 'a'$"),
+        (lambda: matrix.__setitem__((0, 0), "a"), "^a number is needed, got 'a'$"),
+        (lambda: zarnik.ArrayXd([2]).at("a"), r"^ArrayXd.at\(\) needs a sequence of integers, got \('a'\)$"),
+        (lambda: image.set_alpha("no"), "^alpha is True or False, got 'no'$"),
+        (lambda: setattr(image, "interpretation", None), "^an interpretation is an ImageInterpretation or the name"),
+        (lambda: setattr(frame, "units", 5), "^units are a mapping from the names of columns"),
+        (lambda: frame.read("a", "x"), "'str' object cannot be interpreted as an integer"),
+        (lambda: zarnik.DataFrameView.from_dict(5), "^from_dict takes a mapping from names to columns, got 5$"),
+    ):
+        with pytest.raises(TypeError, match=text):
+            attempt()
     assert zarnik.DataType("u1").is_convertible_to(DataTypeId.MATRIX2_FLOAT) is False
     assert zarnik.DataType("u1").is_convertible_to("f4") is True
     assert zarnik.DataType.extract_scalar_type(DataTypeId.MATRIX2_DOUBLE) == DataTypeId.DOUBLE

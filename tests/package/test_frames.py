@@ -107,7 +107,7 @@ def test_assignment(frame):
         ("count", [1, 2, 256], TypeError, "'count' holds uint8"),
         ("count", [0.5, 1, 2], TypeError, "'count' holds uint8"),
         ("label", ["a", "b"], ValueError, "'label' has 3 rows"),
-        ("label", [1, 2, 3], TypeError, "expected str instance, int found"),
+        ("label", [1, 2, 3], TypeError, "'label' holds texts, got 1"),
         ("label", ["a", "\udc80", "c"], UnicodeEncodeError, "surrogates"),
         ("new", [1, 2], ValueError, "'new' has 3 rows"),
         ("new", [1j, 2, 3], zarnik.Error, "COMPLEX_DOUBLE are not supported"),
