@@ -68,6 +68,62 @@ def tiff(folder: Path, array: Any) -> Iterator[Ratio]:
         yield Ratio(f"TIFF {name}, open, a plane", "page of a series of tifffile", ours, theirs, AIM)
 
 
+def as_usual(folder: Path, array: Any) -> Iterator[Ratio]:
+    """Beside how planes of such files are usually read."""
+    import SimpleITK
+    from bioio import BioImage
+    from dask_image.imread import imread
+
+    image = zarnik.from_numpy(array, "ZYX", spacing=(0.5, 0.5, 2), unit="mm")
+    names = ("a.nii", "a.nrrd", "a.ome.tif", "a.ome.zarr")
+    for name in names:
+        zarnik.save(folder / name, image, **({"compression": "zlib"} if name == "a.ome.tif" else {}))
+
+    def by_simpleitk(path: Path) -> Any:
+        reader = SimpleITK.ImageFileReader()
+        reader.SetFileName(str(path))
+        reader.ReadImageInformation()
+        reader.SetExtractIndex((0, 0, 100))
+        reader.SetExtractSize((*reader.GetSize()[:2], 0))
+        return SimpleITK.GetArrayFromImage(reader.Execute())
+
+    def by_bioio(path: Path) -> Any:
+        return BioImage(path).get_image_dask_data("ZYX", T=0, C=0)[100].compute()
+
+    def by_dask_image(path: Path) -> Any:
+        return imread(str(path))[100].compute()
+
+    for name, peer, theirs in (
+        *((name, "SimpleITK", by_simpleitk) for name in names[:2]),
+        ("a.ome.tif", "dask-image", by_dask_image),
+        *((name, "bioio", by_bioio) for name in names[2:]),
+    ):
+        path = folder / name
+        numpy.testing.assert_array_equal(theirs(path), array[100])
+        times = medians(lambda path=path: zarnik.open(path)[100], lambda path=path, read=theirs: read(path))
+        yield Ratio(f"{name[2:]}, open, a plane", peer, *times, 1.0)
+
+
+def medical(folder: Path, array: Any) -> Iterator[Ratio]:
+    import mrcfile
+    import nibabel
+
+    image = zarnik.from_numpy(array, "ZYX")
+    for name, alone, theirs in (
+        ("b.nii", "nibabel", lambda path, key: numpy.asarray(nibabel.load(path).dataobj[key[::-1]])),
+        ("b.mrc", "mrcfile", lambda path, key: numpy.array(mrcfile.mmap(path).data[key])),
+        ("b.npy", "numpy.load", lambda path, key: numpy.array(numpy.load(path, mmap_mode="r")[key])),
+    ):
+        path = folder / name
+        zarnik.save(path, image)
+        for what, key in (("a block", BLOCK), ("a plane", (100, slice(None), slice(None)))):
+            times = medians(
+                lambda path=path, key=key: zarnik.open(path)[key],
+                lambda path=path, key=key, read=theirs: read(path, key),
+            )
+            yield Ratio(f"{name[2:]}, open, {what}", alone, *times, AIM)
+
+
 def ome_zarr(folder: Path, array: Any) -> Iterator[Ratio]:
     import zarr
 
@@ -123,6 +179,8 @@ def run() -> Iterator[Ratio]:
     try:
         yield from tiff(folder, array)
         yield from ome_zarr(folder, array)
+        yield from medical(folder, array)
+        yield from as_usual(folder, array)
         yield from from_afar(folder, array)
     finally:
         shutil.rmtree(folder)

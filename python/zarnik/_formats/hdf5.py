@@ -38,6 +38,9 @@ class HDF5(Format):
     def open(self, source: Source, *, dataset: str | None = None, axes: Any = None) -> list[Series]:  # type: ignore[override]
         """Open all datasets of numbers with 1 to 5 axes, or one.
 
+        HDF5's library trusts its files: one that was damaged or made on purpose may keep it busy for ever, or end the
+        process. Open what strangers send in a process of its own, with a limit of time, as `zarnik convert` is one.
+
         :param dataset: The path of one in the file, such as "entry/data".
         :param axes: The axes of the dataset, slowest first, if its dimension scales or attributes do not tell.
         """
