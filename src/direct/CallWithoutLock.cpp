@@ -168,11 +168,12 @@ void runInterruptibly(std::function<void(Cancellation const &)> work, bool liste
     (*owned)(cancellation);
     return;
   }
-  while (!wait(*outcome, POLL_INTERVAL))
+  while (!wait(*outcome, POLL_INTERVAL)) {
     if (PyErr_CheckSignals() != 0) {
       endInterrupted(*outcome, *cancellation.requested_, listens);
       throw PendingError();
     }
+  }
   if (outcome->error)
     std::rethrow_exception(outcome->error);
 }

@@ -32,10 +32,11 @@ void requireInside(RegionXu64 const & region, VectorXu64 const & shape) {
   if (origin.size() != shape.size())
     throw InvalidArgument(
         fmt::format("a region of {} dimensions does not fit the {} of the image", origin.size(), shape.size()));
-  for (size_t axis = 0; axis < shape.size(); ++axis)
+  for (size_t axis = 0; axis < shape.size(); ++axis) {
     if (origin[axis] > shape[axis] || size[axis] > shape[axis] - origin[axis])
       throw InvalidArgument(fmt::format("region origin {} + size {} exceeds the image shape {} on axis {}",
                                         origin.toString(), size.toString(), shape.toString(), axis));
+  }
 }
 
 } // namespace

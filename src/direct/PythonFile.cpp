@@ -211,10 +211,11 @@ public:
     if (offset < 0 ? distance > base : distance > most - std::min(base, most))
       throw InvalidArgument(fmt::format("cannot seek to {} + {}, before the beginning or beyond 2^63", base, offset));
     auto const target = offset < 0 ? base - distance : base + distance;
-    if (!file_.canWrite() && target > position_)
+    if (!file_.canWrite() && target > position_) {
       if (auto const size = file_.size(); target > size)
         throw InvalidArgument(
             fmt::format("cannot seek to {}: the stream is of fixed size, allowed are 0 to {}", target, size));
+    }
     file_.seek(static_cast<int64_t>(target), 0);
     position_ = target;
     metEnd_ = false;

@@ -46,11 +46,11 @@ bool readSelf(PyObject * object, swig_type_info * type, int disown, char const *
 }
 
 void raiseForSelf(int status, char const * method, char const * typeText) {
-  if (status == SWIG_ERROR_RELEASE_NOT_OWNED)
+  if (status == SWIG_ERROR_RELEASE_NOT_OWNED) {
     PyErr_Format(PyExc_RuntimeError,
                  "in method '%s', cannot release ownership as memory is not owned for argument 1 of type '%s'", method,
                  typeText);
-  else if (!SWIG_IsOK(status))
+  } else if (!SWIG_IsOK(status))
     PyErr_Format(PyExc_TypeError, "in method '%s', argument 1 of type '%s'", method, typeText);
   else
     PyErr_Format(PyExc_ValueError, "invalid null reference in method '%s', argument 1 of type '%s'", method, typeText);
@@ -115,11 +115,12 @@ bool append(SwigPyObject * holder, SwigPyObject * added) {
     if (other == added)
       return true;
   auto * last = added;
-  for (; last->next; last = asHolder(last->next))
+  for (; last->next; last = asHolder(last->next)) {
     if (asHolder(last->next) == holder) {
       PyErr_SetString(PyExc_ValueError, "a list of wrapped objects cannot contain itself");
       return false;
     }
+  }
   last->next = std::exchange(holder->next, Reference::share(asObject(added)).release());
   return true;
 }

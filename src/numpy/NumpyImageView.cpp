@@ -117,11 +117,12 @@ void NumpyImageView::writeRegion(RegionXu64 const & region, void const * source)
   VectorXu64 sourceOrigin(region.dimensionCount());
   auto size = region.size();
   // Along an axis of stride 0 every element is the same one: the last one written stays.
-  for (size_t axis = 0; axis < size.size() && axis < strides.size(); ++axis)
+  for (size_t axis = 0; axis < size.size() && axis < strides.size(); ++axis) {
     if (strides[axis] == 0 && size[axis] > 1) {
       sourceOrigin[axis] = size[axis] - 1;
       size[axis] = 1;
     }
+  }
   RegionCopier(dense, indexer(), sourceOrigin, region.origin(), size, dataType()).copy(source, buffer());
 }
 

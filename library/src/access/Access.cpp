@@ -29,10 +29,11 @@ void * RandomAccess::buffer() { return nullptr; }
 std::shared_ptr<void> RandomAccess::sharedBuffer() { return nullptr; }
 
 void RandomAccess::readMany(std::span<ReadRequest const> requests) {
-  for (auto const & request : requests)
+  for (auto const & request : requests) {
     if (auto const count = read(request.offset, request.destination, request.size); count != request.size)
       throw Error(fmt::format("{} of {} bytes at offset {} could be read of {}", count, request.size, request.offset,
                               toString()));
+  }
 }
 
 void requireCapability(RandomAccess const & access, RandomAccessCapability capability, char const * cannot) {

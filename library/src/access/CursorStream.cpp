@@ -51,10 +51,11 @@ void CursorStream::seek(int64_t offset, SeekOrigin origin) {
   if (offset > 0 && distance > std::numeric_limits<size_t>::max() - base)
     throw InvalidArgument(fmt::format("cannot seek to {} + {}: positions have 64 bits", base, distance));
   auto const position = offset < 0 ? base - distance : base + distance;
-  if (position > base && !bytes_->support(RandomAccessCapability::RESIZE))
+  if (position > base && !bytes_->support(RandomAccessCapability::RESIZE)) {
     if (auto const size = bytes_->size(); position > size)
       throw InvalidArgument(
           fmt::format("cannot seek to {}: the stream is of fixed size, allowed are 0 to {}", position, size));
+  }
   position_ = position;
   metEnd_ = false;
 }

@@ -155,10 +155,11 @@ void CombinedImageView::forEachPart(std::vector<Part> const & parts, bool parall
         part.region.shape = &frameShape_;
         auto & frame = *frames_[part.frame];
         auto const now = geometryOf(frame);
-        if (now.shape != frameShape_ || now.type != frameTypes_[part.frame])
+        if (now.shape != frameShape_ || now.type != frameTypes_[part.frame]) {
           throw Error(fmt::format("frame {} was reshaped since, from shape {} of {} to {} of {}", part.frame,
                                   frameShape_.toString(), frameTypes_[part.frame].toString(), now.shape.toString(),
                                   now.type.toString()));
+        }
         transfer(frame, part);
       } catch (...) {
         std::lock_guard const lock(failing);
@@ -171,13 +172,14 @@ void CombinedImageView::forEachPart(std::vector<Part> const & parts, bool parall
   {
     // The frames are held by this view, which the caller holds: no thread has the last reference to one.
     std::vector<std::jthread> threads;
-    if (parallel)
+    if (parallel) {
       try {
         while (threads.size() + 1 < std::min(threadCount_, parts.size()))
           threads.emplace_back(work);
       } catch (std::system_error const &) {
         // With fewer threads than asked for it takes longer.
       }
+    }
     work();
     if (!threads.empty())
       waitFor([&] { threads.clear(); });

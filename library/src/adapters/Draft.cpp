@@ -24,11 +24,12 @@ VectorXu64 without(VectorXu64 const & vector, size_t axis) {
 
 std::vector<SpatialFrame::Meaning> meaningsOf(ImageType const & axes, size_t rank) {
   std::vector<SpatialFrame::Meaning> meanings(rank);
-  for (size_t axis = 0; axis < rank; ++axis)
+  for (size_t axis = 0; axis < rank; ++axis) {
     if (axis < axes.dimensionCount())
       meanings[axis] = axes.dimension(axis);
     else if (axes == ImageType() && axis < 3)
       meanings[axis] = static_cast<ImageDimension>(axis);
+  }
   return meanings;
 }
 

@@ -120,7 +120,7 @@ std::shared_ptr<ImageView> ImageViewFactory::reinterpretAxes(std::shared_ptr<Ima
     std::vector<SpatialFrame::Meaning> meanings;
     std::string names;
     ImageType before;
-    if (dimensions != nullptr)
+    if (dimensions != nullptr) {
       for (auto const dimension : std::span(dimensions, count)) {
         auto const name = nameOf(dimension); // refuses what is no dimension
         if (before.has(dimension))
@@ -129,6 +129,7 @@ std::shared_ptr<ImageView> ImageViewFactory::reinterpretAxes(std::shared_ptr<Ima
         meanings.emplace_back(dimension);
         names += (names.empty() ? "(" : ", ") + name;
       }
+    }
     return renameAxes(std::move(draft), meanings, names.empty() ? "()" : names + ")");
   });
 }

@@ -69,10 +69,11 @@ ColumnSource columnFrom(ArrowSchema const & field) {
   if (field.dictionary)
     throw InvalidArgument(fmt::format("column \"{}\" is dictionary encoded, a table holds numbers and texts", name));
   auto const type = typeOfArrowFormat(format);
-  if (type == DataType())
+  if (type == DataType()) {
     throw InvalidArgument(fmt::format("column \"{}\" of Arrow type {} (\"{}\") cannot be held, a table holds numbers "
                                       "and texts",
                                       name, nameOfArrowFormat(format), format));
+  }
   return {name, type, unitIn(field.metadata), nullptr};
 }
 

@@ -115,10 +115,11 @@ TextCells TextColumn::readText(uint64_t offset, uint64_t count) const {
 }
 
 void TextColumn::writeText(uint64_t offset, uint64_t count, uint64_t const * offsets, char const * bytes) {
-  for (uint64_t i = 0; i < count; ++i)
+  for (uint64_t i = 0; i < count; ++i) {
     if (offsets[i + 1] < offsets[i])
       throw InvalidArgument(fmt::format("offset {} of text {} is below the offset {} of the text before it",
                                         offsets[i + 1], i + 1, offsets[i]));
+  }
   std::string_view const all{bytes + offsets[0], offsets[count] - offsets[0]};
   if (!isUtf8(all))
     throw InvalidArgument("the texts to write are not UTF-8");

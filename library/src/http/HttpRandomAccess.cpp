@@ -50,10 +50,11 @@ size_t HttpRandomAccess::read(size_t offset, void * destination, size_t size) {
 
 void HttpRandomAccess::readMany(std::span<ReadRequest const> requests) {
   auto const total = resource_.size();
-  for (auto const & request : requests)
+  for (auto const & request : requests) {
     if (request.size > total || request.offset > total - request.size)
       throw Error(message("{} bytes at offset {} exceed the {} bytes of {}", request.size, request.offset, total,
                           resource_.target().text()));
+  }
   withoutAllocationFailures(resource_.target(), [&] { reader_.readMany(requests); });
 }
 

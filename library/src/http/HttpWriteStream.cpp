@@ -172,11 +172,12 @@ bool HttpWriteStream::perform() {
   if (auto const code = curl_multi_perform(connection_.get(), &running); code != CURLM_OK)
     refuse(curl_multi_strerror(code));
   int left = 0;
-  while (auto * const message = curl_multi_info_read(connection_.get(), &left))
+  while (auto * const message = curl_multi_info_read(connection_.get(), &left)) {
     if (message->msg == CURLMSG_DONE) {
       judge(message->data.result);
       return done_ = true;
     }
+  }
   if (answered_ && head_.status >= 300)
     judge(CURLE_OK);
   if (!paused_)

@@ -159,10 +159,11 @@ void MetadataNode::addChild(std::shared_ptr<MetadataNode> child) {
     throw InvalidArgument(message("cannot add an empty child to metadata node '{}'", key_));
   // A node without a parent is below no other node, so there is nothing to search through.
   bool const isAncestor = child.get() == this || (parentCount_ > 0 && child->reaches(this));
-  if (isAncestor)
+  if (isAncestor) {
     throw InvalidArgument(
         message("metadata node '{}' cannot become a child of '{}', which is the same node or stands below it",
                 child->key_, key_));
+  }
   attach(std::move(child));
 }
 

@@ -127,12 +127,13 @@ File::~File() { close(); }
 
 void File::close() noexcept {
   // Not repeated after EINTR: the descriptor is gone, and its number may be another file's by then.
-  if (auto const descriptor = std::exchange(descriptor_, -1); descriptor >= 0 && ::close(descriptor) != 0)
+  if (auto const descriptor = std::exchange(descriptor_, -1); descriptor >= 0 && ::close(descriptor) != 0) {
     try {
       if (errno != EINTR)
         logger().error("cannot close \"{}\": {}", path_, systemText(errno));
     } catch (...) { // there is nobody left to tell
     }
+  }
 }
 
 File File::checked(int descriptor, std::string const & path, Mode mode) {

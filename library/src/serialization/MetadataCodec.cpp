@@ -162,12 +162,13 @@ std::shared_ptr<MetadataNode> getMetadata(ContentReader & content) {
     }
   }
   // From the last one: a node that gets a parent has all its children by then.
-  for (uint64_t i = count; i-- != 0;)
+  for (uint64_t i = count; i-- != 0;) {
     for (auto const position : children[i]) {
       if (nodes[i]->hasChild(nodes[position]->key()))
         throw Error(fmt::format("metadata node {} has two children '{}'", i, nodes[position]->key()));
       nodes[i]->addChild(nodes[position]);
     }
+  }
   return nodes.front();
 }
 

@@ -96,12 +96,13 @@ Tag ObjectReader::next(std::initializer_list<Tag> wanted) {
     tag_ = header.tag;
     length_ = left_ = header.length;
     hashes_.clear();
-    for (auto const tag : wanted)
+    for (auto const tag : wanted) {
       if (tag_ == tag) {
         if (tag == END && length_ != 0)
           fail(fmt::format("the end of the object has {} bytes of content", length_));
         return tag;
       }
+    }
     if ((header.flags & SECTION_OPTIONAL) == 0)
       fail(fmt::format("section '{}' stands where it is not expected, or is not known", tagText(tag_)));
     skipSection();

@@ -44,10 +44,11 @@ template <typename T> void requireQuotient(T left, T right) {
   if constexpr (std::is_integral_v<T>) {
     if (right == 0)
       throw InvalidArgument(message("integer division of {} by zero", +left));
-    if constexpr (std::is_signed_v<T>)
+    if constexpr (std::is_signed_v<T>) {
       if (right == -1 && left == std::numeric_limits<T>::min())
         throw InvalidArgument(
             message("integer division of {} by -1 exceeds {}", +left, +std::numeric_limits<T>::max()));
+    }
   }
 }
 

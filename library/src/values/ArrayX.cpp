@@ -24,10 +24,11 @@ template <typename T> T * allocate(Indexer const & indexer) {
         message("an array of {} cannot be laid out for {}", dtype.toString(), indexer.dtype().toString()));
   if (indexer.firstByteOffset() < 0)
     throw InvalidArgument(message("an array cannot begin {} bytes before its buffer", -indexer.firstByteOffset()));
-  for (auto const byteStride : indexer.byteStride())
+  for (auto const byteStride : indexer.byteStride()) {
     if (byteStride % sizeof(T) != 0)
       throw InvalidArgument(
           message("byte stride {} is no multiple of the {} bytes of {}", byteStride, sizeof(T), dtype.toString()));
+  }
   return static_cast<T *>(detail::allocateZeroed(indexer.byteCount(), 1, "an array"));
 }
 
@@ -116,10 +117,11 @@ template <typename T> void ArrayX<T>::reshape(VectorX<uint64_t> const & shape) {
     return indexer_ == Indexer(indexer_.shape(), indexer_.dtype(), memoryLayout);
   };
   auto const isFortran = layoutIs(MemoryLayout::FORTRAN);
-  if (!isFortran && !layoutIs(MemoryLayout::C))
+  if (!isFortran && !layoutIs(MemoryLayout::C)) {
     throw InvalidArgument(
         message("an array with byte strides {} cannot be reshaped, it has neither C nor FORTRAN layout",
                 indexer_.byteStride().toString()));
+  }
   Indexer reshaped(shape, indexer_.dtype(), isFortran ? MemoryLayout::FORTRAN : MemoryLayout::C);
   if (reshaped.elementCount() != indexer_.elementCount())
     throw InvalidArgument(message("an array of {} elements cannot take shape {}, which has {}", indexer_.elementCount(),

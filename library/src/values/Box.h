@@ -13,10 +13,11 @@ namespace zarnik::box {
 // The origin + size - 1 of a valid box fits its type, so the comparisons below never form origin + size.
 template <typename V> void requireFits(V const & origin, V const & size) {
   using T = typename V::ValueType;
-  for (size_t axis = 0; axis != origin.size(); ++axis)
+  for (size_t axis = 0; axis != origin.size(); ++axis) {
     if (size[axis] != 0 && size[axis] - 1 > std::numeric_limits<T>::max() - origin[axis])
       throw InvalidArgument(message("region origin {} + size {} on axis {} exceeds the largest coordinate {}",
                                     origin[axis], size[axis], axis, std::numeric_limits<T>::max()));
+  }
 }
 
 template <typename V> bool isEmpty(V const & size) {

@@ -68,10 +68,11 @@ std::string idName(DataType type) {
       return scalar;
     return type.isNumeric() && count >= 2 && count <= 4 ? fmt::format("VEC{}_{}", count, scalar) : "";
   }
-  if (type.primitiveType() == PrimitiveTypeId::FLOATING_POINT)
+  if (type.primitiveType() == PrimitiveTypeId::FLOATING_POINT) {
     for (auto const & composite : COMPOSITES)
       if (composite.interpretation == type.interpretation() && composite.elementCount == count)
         return composite.prefix + scalar;
+  }
   return "";
 }
 

@@ -142,10 +142,11 @@ template <typename T, size_t N> Matrix<T, N> Matrix<T, N>::operator*(T scalar) c
 
 template <typename T, size_t N> Matrix<T, N> Matrix<T, N>::operator*(Matrix<T, N> const & other) const {
   Matrix<T, N> result;
-  for (size_t row = 0; row != N; ++row)
+  for (size_t row = 0; row != N; ++row) {
     for (size_t inner = 0; inner != N; ++inner)
       for (size_t column = 0; column != N; ++column)
         result.elements_[row * N + column] += elements_[row * N + inner] * other.elements_[inner * N + column];
+  }
   return result;
 }
 

@@ -34,10 +34,11 @@ template <size_t N> Matrix<double, N> planeRotation(size_t from, size_t to, doub
 }
 
 size_t axisIndex(char axis, char first, std::string const & convention) {
-  if (axis < first || axis > first + 2)
+  if (axis < first || axis > first + 2) {
     throw InvalidArgument(
         message("Euler convention '{}' is invalid, allowed are three of xyz (extrinsic) or three of XYZ (intrinsic)",
                 convention));
+  }
   return static_cast<size_t>(axis - first);
 }
 

@@ -55,10 +55,11 @@ std::shared_ptr<ImageProperties const> coarserProperties(std::shared_ptr<ImageVi
   auto origin = properties->calibration().origin();
   Vector3d const directions[] = {before.directions().columnDirection(), before.directions().rowDirection(),
                                  before.directions().sliceDirection()};
-  for (size_t axis = 0; axis < steps.size(); ++axis)
+  for (size_t axis = 0; axis < steps.size(); ++axis) {
     if (auto const spatial = spatialAxis(*image, axis); steps[axis] == 2 && spatial < 3)
       for (size_t component = 0; component < 3; ++component)
         origin[component] += directions[spatial][component] * before.spacing()[spatial] / 2;
+  }
   properties->calibration().setOrigin(origin);
   return properties;
 }
@@ -68,7 +69,7 @@ std::shared_ptr<ImageProperties const> coarserProperties(std::shared_ptr<ImageVi
 /// \param outer  how many such axes follow each other
 void halve(double * values, uint64_t stride, uint64_t count, uint64_t outer) {
   auto const half = count - count / 2;
-  for (uint64_t line = 0; line < outer; ++line)
+  for (uint64_t line = 0; line < outer; ++line) {
     for (uint64_t index = 0; index < half; ++index) {
       auto const * const first = values + (line * count + 2 * index) * stride;
       auto const * const second = 2 * index + 1 < count ? first + stride : first;
@@ -76,6 +77,7 @@ void halve(double * values, uint64_t stride, uint64_t count, uint64_t outer) {
       for (uint64_t value = 0; value < stride; ++value)
         mean[value] = first[value] * 0.5 + second[value] * 0.5;
     }
+  }
 }
 
 LevelMethod methodFor(ImageView const & image, LevelMethod method) {
@@ -256,11 +258,12 @@ void LodImageViewFactory::computeLevels(LodImageView const & levels, Progress co
     auto const range = levels.levelRange();
     std::vector<std::shared_ptr<CoarserImageView>> computed; // the finer ones first, of which the others are made
     uint64_t bytes = 0;
-    for (auto level = range[0]; level <= range[1]; ++level)
+    for (auto level = range[0]; level <= range[1]; ++level) {
       if (auto coarser = std::dynamic_pointer_cast<CoarserImageView>(levels.resolution(level))) {
         bytes += Indexer(coarser->shape(), coarser->dataType()).byteCount();
         computed.push_back(std::move(coarser));
       }
+    }
     ProgressReport report("computing the levels of an image", bytes, progress);
     for (auto const & level : computed)
       level->computeAll([&](uint64_t amount) { report.advance(amount); });

@@ -213,10 +213,11 @@ std::shared_ptr<ImageView> ImageViewFactory::fromRandomAccess(std::shared_ptr<Ra
     Indexer indexer(imageShape, requireNumeric(dataType), memoryLayout);
     auto const offered = required(access, "random accessor of an image")->capabilities();
     auto const bytes = access->size();
-    if (indexer.byteCount() > bytes)
+    if (indexer.byteCount() > bytes) {
       throw InvalidArgument(
           fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of {}",
                       imageShape.toString(), dataType.toString(), indexer.byteCount(), bytes, access->toString()));
+    }
     auto name = fmt::format("samples in {}", access->toString());
     auto const origin = originOf(*access);
     if (offered.has(RandomAccessCapability::MEMORY_ACCESS) && offered.has(RandomAccessCapability::READ)) {
@@ -289,11 +290,12 @@ std::shared_ptr<ImageView> ImageViewFactory::fromBuffer(VectorXu64 const & shape
                                                         std::shared_ptr<MetadataNode> metadata) {
   return guarded([&]() -> std::shared_ptr<ImageView> {
     Indexer indexer(shape, requireNumeric(dataType));
-    if (indexer.byteCount() > bufferSize)
+    if (indexer.byteCount() > bufferSize) {
       throw InvalidArgument(
           fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of the "
                       "buffer",
                       shape.toString(), dataType.toString(), indexer.byteCount(), bufferSize));
+    }
     return std::make_shared<BorrowedMemoryView>(
         BorrowedMemoryView::Memory{buffer, std::move(indexer), nullptr, BorrowedMemoryView::Protection::NONE,
                                    ViewDataOrigin::CPU_MEMORY, "buffer of a caller"},

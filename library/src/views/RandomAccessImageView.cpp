@@ -20,10 +20,11 @@ RandomAccessImageView::RandomAccessImageView(std::shared_ptr<RandomAccess> acces
       access_(std::move(access)), capabilities_(kind.capabilities),
       origin_(ViewOriginExtension::create(kind.dataOrigin, std::move(kind.name))), geometries_(std::move(indexer)) {
   auto const & geometry = geometries_.now();
-  if (auto const size = access_->size(); geometry.byteCount() > size)
+  if (auto const size = access_->size(); geometry.byteCount() > size) {
     throw InvalidArgument(fmt::format("an image of shape {} and type {} has {} bytes, which is more than the {} of {}",
                                       geometry.shape().toString(), geometry.dtype().toString(), geometry.byteCount(),
                                       size, access_->toString()));
+  }
 }
 
 RandomAccessImageView::~RandomAccessImageView() = default;

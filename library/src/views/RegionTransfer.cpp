@@ -480,10 +480,11 @@ void requireInside(RegionXu64 const & region, VectorXu64 const & shape) {
   if (origin.size() != shape.size())
     throw InvalidArgument(fmt::format("a region with origin {} and size {} does not fit the {} dimensions of the image",
                                       origin.toString(), size.toString(), shape.size()));
-  for (size_t axis = 0; axis < shape.size(); ++axis)
+  for (size_t axis = 0; axis < shape.size(); ++axis) {
     if (origin[axis] > shape[axis] || size[axis] > shape[axis] - origin[axis])
       throw InvalidArgument(fmt::format("region origin {} + size {} exceeds the image shape {} on axis {}",
                                         origin.toString(), size.toString(), shape.toString(), axis));
+  }
 }
 
 } // namespace zarnik

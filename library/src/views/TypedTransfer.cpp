@@ -32,11 +32,12 @@ bool checksType(ImageView & image) { return dynamic_cast<StridedTransfer *>(&ima
 void readRegionAs(ImageView & image, RegionXu64 const & region, DataType type, void * destination) {
   if (!image.support(ImageCapability::READ))
     return image.readRegion(region, destination); // says so
-  if (auto const * const sharing = dynamic_cast<SampleSharing const *>(&image))
+  if (auto const * const sharing = dynamic_cast<SampleSharing const *>(&image)) {
     if (auto const shared = sharing->shareSamples(); shared.owner) {
       requireType(type, shared.indexer.dtype());
       return readDense(shared.indexer, shared.data, region, destination);
     }
+  }
   requireType(type, image.dataType());
   if (!checksType(image))
     return image.readRegion(region, destination);
