@@ -312,11 +312,12 @@ PyObject * flushStream(PyObject *, PyObject * object) {
 PyObject * closeStream(PyObject *, PyObject * object) {
   return guarded([&]() -> PyObject * {
     auto const stream = streamOf(object);
-    if (auto const completion = std::dynamic_pointer_cast<StreamCompletion>(stream))
+    if (auto const completion = std::dynamic_pointer_cast<StreamCompletion>(stream)) {
       callWithoutLock([completion, use = std::make_shared<StreamUse>(*stream)] { completion->close(); },
                       CallLength::LONG);
-    else
+    } else {
       callWithoutLock([stream, use = std::make_shared<StreamUse>(*stream)] { stream->flush(); }, CallLength::SHORT);
+    }
     return none();
   });
 }
