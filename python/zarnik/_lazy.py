@@ -343,6 +343,8 @@ def from_array(array: Any, axes: _axes.Axes | None = None) -> ImageView:
     :param axes: The axes, as `from_numpy` takes them.
     :return: The image, whose tiles are the array's chunks.
     """
+    if not all(hasattr(array, name) for name in ("shape", "dtype", "__getitem__")):
+        raise TypeError(f"an array with shape, dtype and slices is needed, got {array!r}")
     shape = _axes.extents_of(array.shape)
     scalar = numpy.dtype(getattr(array.dtype, "numpy_dtype", array.dtype))
     if scalar not in (numpy.complex64, numpy.complex128):

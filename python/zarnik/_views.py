@@ -186,10 +186,10 @@ class _ImageView:
             return f"<zarnik.{type(self).__name__} that was not constructed>"
         try:
             layout, sizes = geometry_of(self)
-        except TypeError:  # elements that NumPy has no type for
+            spacing = ", ".join(f"{distance:g}" for distance in self.get_spatial_spacing())
+            unit = self.get_spatial_unit()
+        except (TypeError, _classes.Error):  # elements that NumPy has no type for, or nothing that is told of it
             return f"<zarnik.ImageView {flat.ImageView_to_string(self)}>"
-        spacing = ", ".join(f"{distance:g}" for distance in self.get_spatial_spacing())
-        unit = self.get_spatial_unit()
         return (
             f"<zarnik.ImageView {layout.axes or 'unknown axes'} {layout.shape(sizes)} {layout.scalar}, "
             f"spacing ({spacing}){' ' + unit if unit else ''}>"

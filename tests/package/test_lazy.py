@@ -303,6 +303,8 @@ def test_from_array_that_fails(read):
 def test_from_array_refuses_what_is_no_image():
     with pytest.raises(TypeError):
         zarnik.from_array(numpy.zeros(3, "U4"))
+    with pytest.raises(TypeError, match="an array with shape, dtype and slices is needed, got 5"):
+        zarnik.from_array(5)
 
 
 def test_copies_read_every_chunk_once(tmp_path):

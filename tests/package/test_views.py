@@ -410,5 +410,5 @@ def test_a_foreign_image_without_properties_is_refused_wherever_they_are_needed(
         with pytest.raises(zarnik.Error, match="tells no properties"):
             attempt()
             pytest.fail(f"attempt {place} went on")
-    assert "UINT8" in image.to_string()
+    assert "UINT8" in image.to_string() and image.to_string() in repr(image)
     assert list(tmp_path.iterdir()) == []

@@ -86,9 +86,11 @@ void AnswerHead::addLine(std::string_view line) {
   };
   if (equalIgnoringCase(name, "etag"))
     take(entityTag);
-  else if (equalIgnoringCase(name, "last-modified"))
-    take(lastModified);
-  else if (equalIgnoringCase(name, "content-range"))
+  else if (equalIgnoringCase(name, "last-modified")) {
+    // Sent back, what is no time would be taken for an entity tag.
+    if (value.find('"') == std::string_view::npos && !value.starts_with("W/"))
+      take(lastModified);
+  } else if (equalIgnoringCase(name, "content-range"))
     take(contentRange);
   else if (equalIgnoringCase(name, "content-type"))
     contentType = value;
