@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -95,13 +96,13 @@ void removeIfAbandoned(std::filesystem::path const & path) {
 }
 
 void sweep(std::filesystem::path const & folder) {
-  auto * const entries = ::opendir(folder.c_str());
-  if (entries == nullptr)
+  auto const close = [](DIR * opened) { ::closedir(opened); };
+  std::unique_ptr<DIR, decltype(close)> const entries(::opendir(folder.c_str()));
+  if (!entries)
     return;
-  while (auto const * const entry = ::readdir(entries))
+  while (auto const * const entry = ::readdir(entries.get()))
     if (isName(entry->d_name) && !ownNames().has(entry->d_name))
       removeIfAbandoned(folder / entry->d_name);
-  ::closedir(entries);
 }
 
 std::filesystem::path existing(std::filesystem::path const & folder) {

@@ -26,6 +26,8 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -91,6 +93,24 @@ TEST(AllocationFailure, OfTransfersThroughAdapters) {
   transfer("stack", [](Image const & image) {
     return Factory::stack(MultiImageViewFactory::unstack(image, ImageDimension::SLICE), ImageDimension::SLICE, 2);
   });
+}
+
+TEST(AllocationFailure, OfFilesWhereOthersWereLeftBehind) {
+  namespace files = std::filesystem;
+  auto const folder = files::temp_directory_path() / "zarnik-allocation-failure-folder";
+  files::create_directory(folder);
+  auto const leaveOneBehind = [&] {
+    std::ofstream(folder / "zarnik-00000000000000ab.raw");
+    return 0;
+  };
+  auto const openFiles = [](int) {
+    return std::distance(files::directory_iterator("/proc/self/fd"), files::directory_iterator());
+  };
+  auto const name = folder.string();
+  VectorXu64 const shape{6, 5};
+  withEachAllocationFailing(
+      "on disk", leaveOneBehind, [&](int) { Factory::createOnDisk(name, shape, DataTypeId::UINT8); }, openFiles);
+  files::remove_all(folder);
 }
 
 TEST(AllocationFailure, OfAccess) {

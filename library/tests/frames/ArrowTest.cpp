@@ -162,15 +162,16 @@ TEST(Arrow, ReadsBatchesOffsetsAndAllKindsOfTexts) {
   std::vector<int32_t> const narrow{7, 7, 0, 2, 2};
   std::vector<int32_t> const narrowBehind{9, 9, 0, 3};
   std::string const longText = "a text of more than twelve bytes";
+  struct Outside {
+    char beginning[4];
+    int32_t buffer;
+    int32_t offset;
+  };
   struct Entry {
     int32_t length;
     union {
       char inside[12];
-      struct {
-        char beginning[4];
-        int32_t buffer;
-        int32_t offset;
-      } outside;
+      Outside outside;
     };
   };
   Entry entries[5]{};
