@@ -102,7 +102,9 @@ TEST_P(ImageViewContract, DescribesItself) {
 }
 
 TEST_P(ImageViewContract, RefusesWhatItDoesNotOffer) {
-  auto const [view, samples] = make({4, 3}, DataTypeId::UINT16);
+  auto const made = make({4, 3}, DataTypeId::UINT16);
+  auto const & view = made.view;
+  auto const & samples = made.samples;
   auto const before = samples();
   Bytes scratch(24);
   auto const region = RegionXu64::createFullRegion({4, 3});
@@ -130,7 +132,9 @@ TEST_P(ImageViewContract, ReadsElementsAndRegions) {
     return;
   std::mt19937 random(20240501);
   for (auto const & format : formats()) {
-    auto const [view, samples] = make(format.shape, format.dataType);
+    auto const made = make(format.shape, format.dataType);
+    auto const & view = made.view;
+    auto const & samples = made.samples;
     auto const all = samples();
     auto const bytes = format.dataType.byteCount();
     for (int round = 0; round < 30; ++round) {
@@ -152,7 +156,9 @@ TEST_P(ImageViewContract, WritesElementsAndRegions) {
     return;
   std::mt19937 random(20240502);
   for (auto const & format : formats()) {
-    auto const [view, samples] = make(format.shape, format.dataType);
+    auto const made = make(format.shape, format.dataType);
+    auto const & view = made.view;
+    auto const & samples = made.samples;
     auto expected = samples();
     auto const bytes = format.dataType.byteCount();
     for (int round = 0; round < 30; ++round) {
@@ -172,7 +178,9 @@ TEST_P(ImageViewContract, WritesElementsAndRegions) {
 }
 
 TEST_P(ImageViewContract, RefusesPositionsOutside) {
-  auto const [view, samples] = make({4, 3}, DataTypeId::UINT8);
+  auto const made = make({4, 3}, DataTypeId::UINT8);
+  auto const & view = made.view;
+  auto const & samples = made.samples;
   auto const before = samples();
   Bytes scratch(64, 0xEE);
   auto const huge = ~uint64_t{0};
@@ -234,7 +242,9 @@ TEST_P(ImageViewContract, KeepsCopiesOfFittingPropertiesAndOfMetadata) {
 TEST_P(ImageViewContract, ReshapesOrStaysAsItWas) {
   if (!offers(RESHAPE))
     return;
-  auto const [view, samples] = make({4, 3}, DataTypeId::UINT16);
+  auto const made = make({4, 3}, DataTypeId::UINT16);
+  auto const & view = made.view;
+  auto const & samples = made.samples;
   view->setSpatialUnit("mm");
   auto const before = samples();
   auto const properties = view->properties();
@@ -262,7 +272,9 @@ TEST_P(ImageViewContract, MemoryHoldsTheSamplesWhereTheIndexerSays) {
   if (!offers(MEMORY_ACCESS))
     return;
   for (auto const & format : formats()) {
-    auto const [view, samples] = make(format.shape, format.dataType);
+    auto const made = make(format.shape, format.dataType);
+    auto const & view = made.view;
+    auto const & samples = made.samples;
     auto const all = samples();
     EXPECT_EQ(view->bufferSize(), all.size());
     auto * const memory = static_cast<uint8_t *>(view->buffer());
@@ -289,7 +301,9 @@ TEST_P(ImageViewContract, TellsItsOrigin) {
 }
 
 TEST_P(ImageViewContract, TilesCoverTheImageOnce) {
-  auto const [view, samples] = make({5, 4}, DataTypeId::UINT16);
+  auto const made = make({5, 4}, DataTypeId::UINT16);
+  auto const & view = made.view;
+  auto const & samples = made.samples;
   auto const tiling = view->tilingInfo();
   if (!tiling)
     return;
@@ -326,7 +340,9 @@ TEST_P(ImageViewContract, TilesCoverTheImageOnce) {
 
 TEST_P(ImageViewContract, ParallelFlagsAreTrue) {
   using enum ParallelAccessCapability;
-  auto const [view, samples] = make({64, 48}, DataTypeId::UINT16);
+  auto const made = make({64, 48}, DataTypeId::UINT16);
+  auto const & view = made.view;
+  auto const & samples = made.samples;
   auto const parallel = view->parallelAccess();
   ASSERT_NE(parallel, nullptr);
   if (!offers(READ)) {
