@@ -104,9 +104,9 @@ void convertInBlocks(Loops const & loops, ValueConversion const & conversion, vo
   auto extents = VectorXu64::createUniform(loops.rank, 1);
   VectorXu64 order(loops.rank);
   std::iota(order.begin(), order.end(), uint64_t{0});
-  std::stable_sort(order.begin(), order.end(), [&](uint64_t left, uint64_t right) {
+  std::sort(order.begin(), order.end(), [&](uint64_t left, uint64_t right) {
     auto const magnitude = [](uint64_t stride) { return std::min(stride, 0 - stride); };
-    return magnitude(loops.destination[left]) < magnitude(loops.destination[right]);
+    return std::pair(magnitude(loops.destination[left]), left) < std::pair(magnitude(loops.destination[right]), right);
   });
   uint64_t room = CONVERTED_VALUES;
   for (auto const axis : order) {
