@@ -100,16 +100,16 @@ TEST(AllocationFailure, OfFilesWhereOthersWereLeftBehind) {
   auto const folder = files::temp_directory_path() / "zarnik-allocation-failure-folder";
   files::create_directory(folder);
   auto const leaveOneBehind = [&] {
-    std::ofstream(folder / "zarnik-00000000000000ab.raw");
-    return 0;
+    std::ofstream const left(folder / "zarnik-00000000000000ab.raw");
+    return left.is_open();
   };
-  auto const openFiles = [](int) {
+  auto const openFiles = [](bool) {
     return std::distance(files::directory_iterator("/proc/self/fd"), files::directory_iterator());
   };
   auto const name = folder.string();
   VectorXu64 const shape{6, 5};
   withEachAllocationFailing(
-      "on disk", leaveOneBehind, [&](int) { Factory::createOnDisk(name, shape, DataTypeId::UINT8); }, openFiles);
+      "on disk", leaveOneBehind, [&](bool) { Factory::createOnDisk(name, shape, DataTypeId::UINT8); }, openFiles);
   files::remove_all(folder);
 }
 

@@ -356,7 +356,7 @@ TEST_P(ImageViewContract, ParallelFlagsAreTrue) {
   std::vector<std::thread> threads;
   std::vector<Bytes> rows(48, Bytes(128));
   bool const reads = parallel->support(PARALLEL_READ), writes = parallel->support(PARALLEL_WRITE);
-  for (uint64_t start = 0; start < 4; ++start)
+  for (uint64_t start = 0; start < 4; ++start) {
     threads.emplace_back([&, start] {
       for (uint64_t row = start; row < 48; row += 4) {
         RegionXu64 const region({0, row}, {64, 1});
@@ -366,6 +366,7 @@ TEST_P(ImageViewContract, ParallelFlagsAreTrue) {
           view->writeRegion(region, Bytes(128, static_cast<uint8_t>(row)).data());
       }
     });
+  }
   for (auto & thread : threads)
     thread.join();
   auto const after = samples();
