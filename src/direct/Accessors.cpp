@@ -5,7 +5,6 @@
 #include "direct/Functions.h"
 #include "direct/PythonFile.h"
 #include "direct/TypeTable.h"
-#include "module/Buffers.h"
 #include "module/NumpyApi.h"
 #include "zarnik/access/HTTPHeaders.h"
 #include "zarnik/access/RandomAccessFactory.h"
@@ -67,13 +66,6 @@ Buffer<void> writableBuffer(PyObject * object) {
     return buffer;
   PyErr_Format(PyExc_TypeError, "a contiguous buffer is needed that can be written, got %R", object);
   throw PendingError();
-}
-
-Buffer<void const> readableBuffer(PyObject * object) {
-  Buffer<void const> buffer;
-  if (readReadableBuffer(object, buffer))
-    return buffer;
-  refuse(object, "a contiguous bytes-like object");
 }
 
 PyObject * unsignedObject(uint64_t value) { return PyLong_FromUnsignedLongLong(value); }

@@ -3,7 +3,6 @@
 #include "direct/CallWithoutLock.h"
 #include "direct/Functions.h"
 #include "direct/TypeTable.h"
-#include "module/Buffers.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/frames/Arrow.h"
 #include "zarnik/frames/DataFrameView.h"
@@ -15,6 +14,7 @@
 #include <numeric>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zarnik::python {
@@ -62,13 +62,17 @@ template <typename Structure> PyObject * capsuleOf(std::unique_ptr<Structure> st
   return capsule;
 }
 
+std::pair<std::shared_ptr<DataFrameView>, size_t> frameAndColumn(PyObject * arguments) {
+  PyObject * object = nullptr;
+  unsigned long long column = 0;
+  if (!PyArg_ParseTuple(arguments, "OK", &object, &column))
+    throw PendingError();
+  return {frameOf(object), column};
+}
+
 PyObject * columnMemory(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    unsigned long long column = 0;
-    if (!PyArg_ParseTuple(arguments, "OK", &object, &column))
-      return nullptr;
-    auto const frame = frameOf(object);
+    auto const [frame, column] = frameAndColumn(arguments);
     auto memory = frame->columnMemory(column);
     if (!memory.cells)
       return Reference::share(Py_None).release();
@@ -149,11 +153,7 @@ PyObject * writeTexts(PyObject *, PyObject * arguments) {
 
 PyObject * textCells(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
-    PyObject * object = nullptr;
-    unsigned long long column = 0;
-    if (!PyArg_ParseTuple(arguments, "OK", &object, &column))
-      return nullptr;
-    auto const frame = frameOf(object);
+    auto const [frame, column] = frameAndColumn(arguments);
     auto const texts = frame->readText(column, 0, frame->shape()[1]);
     auto offsets =
         required(PyBytes_FromStringAndSize(reinterpret_cast<char const *>(texts.offsets.data()),
@@ -161,15 +161,6 @@ PyObject * textCells(PyObject *, PyObject * arguments) {
     auto bytes = required(PyBytes_FromStringAndSize(texts.bytes.data(), static_cast<Py_ssize_t>(texts.bytes.size())));
     return Py_BuildValue("NN", offsets.release(), bytes.release());
   });
-}
-
-Buffer<void const> bufferOf(PyObject * object) {
-  Buffer<void const> buffer;
-  if (!readReadableBuffer(object, buffer)) {
-    PyErr_Format(PyExc_TypeError, "a contiguous bytes-like object is needed, got %R", object);
-    throw PendingError();
-  }
-  return buffer;
 }
 
 PyObject * writeTextCells(PyObject *, PyObject * arguments) {
@@ -181,14 +172,14 @@ PyObject * writeTextCells(PyObject *, PyObject * arguments) {
     if (!PyArg_ParseTuple(arguments, "OKOO", &object, &column, &offsetsObject, &bytesObject))
       return nullptr;
     auto const frame = frameOf(object);
-    auto const given = bufferOf(offsetsObject);
-    auto const bytes = bufferOf(bytesObject);
+    auto const given = readableBuffer(offsetsObject);
+    auto const bytes = readableBuffer(bytesObject);
     // A copy, which need not be aligned where it comes from.
     std::vector<uint64_t> offsets(given.size / sizeof(uint64_t));
     std::copy_n(static_cast<std::byte const *>(given.data), offsets.size() * sizeof(uint64_t),
                 std::as_writable_bytes(std::span(offsets)).begin());
     auto const rows = frame->shape()[1];
-    if (offsets.size() != rows + 1 || offsets.back() > bytes.size)
+    if (offsets.size() != rows + 1 || !std::ranges::is_sorted(offsets) || offsets.back() > bytes.size)
       throw InvalidArgument(fmt::format("{} offsets into {} bytes are no {} texts", offsets.size(), bytes.size, rows));
     frame->writeText(column, 0, rows, offsets.data(), static_cast<char const *>(bytes.data));
     return Reference::share(Py_None).release();
@@ -209,7 +200,7 @@ ColumnSource sourceOf(PyObject * column, uint64_t rows) {
                       std::string(unit, static_cast<size_t>(unitBytes)), nullptr};
   if (object == Py_None)
     return source;
-  auto buffer = bufferOf(object);
+  auto buffer = readableBuffer(object);
   if (buffer.size != rows * source.dataType.byteCount())
     throw InvalidArgument(fmt::format("{} bytes are no {} cells of column \"{}\" of type {}", buffer.size, rows,
                                       source.name, source.dataType.toString()));

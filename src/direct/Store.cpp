@@ -142,14 +142,12 @@ PyObject * imageOverBuffer(PyObject *, PyObject * arguments) {
       memory.first = writable.data;
       size = writable.size;
       pin = std::move(writable.pin);
-    } else if (Buffer<void const> readable; readReadableBuffer(object, readable)) {
+    } else {
+      auto readable = readableBuffer(object);
       memory.first = const_cast<void *>(readable.data);
       memory.protection = BorrowedMemoryView::Protection::READ_ONLY;
       size = readable.size;
       pin = std::move(readable.pin);
-    } else {
-      PyErr_Format(PyExc_TypeError, "a contiguous bytes-like object is needed, got %R", object);
-      return nullptr;
     }
     memory.indexer = Indexer(shape, DataType(type));
     if (memory.indexer.byteCount() != size)

@@ -142,9 +142,10 @@ PyObject * fillArray(PyObject *, PyObject * arguments) {
     auto * const array = arrayOf(object);
     auto const rank = region.size().size();
     auto const axes = static_cast<size_t>(PyArray_NDIM(array));
-    auto const components = type.byteCount() / static_cast<uint64_t>(PyArray_ITEMSIZE(array));
+    auto const components = axes == rank + 1 ? static_cast<uint64_t>(PyArray_DIM(array, int(rank))) : 1;
     bool fits = PyArray_ISWRITEABLE(array) && PyArray_ISALIGNED(array) && (axes == rank || axes == rank + 1) &&
-                (axes == rank ? components == 1 : components == static_cast<uint64_t>(PyArray_DIM(array, int(rank))));
+                PyArray_DESCR(array)->type_num < NPY_OBJECT &&
+                components * static_cast<uint64_t>(PyArray_ITEMSIZE(array)) == type.byteCount();
     VectorXu64 strides(rank);
     for (size_t axis = 0; fits && axis < rank; ++axis) {
       auto const at = static_cast<int>(rank - 1 - axis);
@@ -152,7 +153,8 @@ PyObject * fillArray(PyObject *, PyObject * arguments) {
       strides[axis] = static_cast<uint64_t>(PyArray_STRIDE(array, at));
     }
     if (!fits) {
-      PyErr_Format(PyExc_ValueError, "fill_array needs a writeable array of the region's size, got %R", object);
+      PyErr_Format(PyExc_ValueError, "fill_array needs a writeable array of numbers of the region's size, got %R",
+                   object);
       return nullptr;
     }
     // Without an axis of their own, the parts of complex numbers are next to each other.

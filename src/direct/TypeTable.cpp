@@ -91,6 +91,13 @@ void refuse(PyObject * object, char const * what) {
   throw PendingError();
 }
 
+Buffer<void const> readableBuffer(PyObject * object) {
+  Buffer<void const> buffer;
+  if (!readReadableBuffer(object, buffer))
+    refuse(object, "a contiguous bytes-like object");
+  return buffer;
+}
+
 std::shared_ptr<ImageView> viewOf(PyObject * object) {
   return requiredPointer<ImageView>(object, types().view, "an ImageView");
 }

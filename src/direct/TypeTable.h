@@ -1,5 +1,6 @@
 #pragma once
 
+#include "module/Buffers.h"
 #include "module/Holders.h"
 #include "module/Python.h"
 #include "module/Reference.h"
@@ -47,6 +48,9 @@ template <typename T> std::shared_ptr<T> sharedPointer(PyObject * object, swig_t
 
 /// Makes TypeError pending. \param what  what an argument should be, with its article \throws PendingError
 [[noreturn]] void refuse(PyObject * object, char const * what);
+
+/// The bytes of a contiguous bytes-like object, which is held. \throws PendingError as `refuse` when it is none
+Buffer<void const> readableBuffer(PyObject * object);
 
 /// The shared pointer to T that a wrapped object holds. \throws PendingError as `refuse` when it is no such object
 template <typename T> std::shared_ptr<T> requiredPointer(PyObject * object, swig_type_info * type, char const * what) {

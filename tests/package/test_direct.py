@@ -115,6 +115,23 @@ def test_a_large_image_is_written_from_read_only_memory():
         _direct.fill_buffer(image, (0, 0), (256, 512), values.tobytes())
 
 
+def test_arrays_that_do_not_fit_a_region_are_not_written():
+    image = zarnik.from_numpy(numpy.arange(6, dtype="f8").reshape(2, 3))
+    given = numpy.zeros((2, 3))
+    _direct.fill_array(image, (0, 0), (3, 2), given[::-1])
+    assert_array_equal(given[::-1], image.to_numpy())
+    for dtype in ("S0", "V5", "f4", "O", [("a", "O")]):
+        array = numpy.zeros((2, 3), dtype)
+        with pytest.raises(ValueError, match="fill_array needs a writeable array of numbers"):
+            _direct.fill_array(image, (0, 0), (3, 2), array)
+        assert array.tobytes() == numpy.zeros((2, 3), dtype).tobytes()
+    frame = zarnik.DataFrameView.from_dict({"name": ["a", "bc"]})
+    for offsets in ([0, 2**40, 3], [0, 1, 4], [0, 1]):
+        with pytest.raises(zarnik.InvalidArgument, match="are no 2 texts"):
+            _direct.write_text_cells(frame, 0, numpy.array(offsets, "u8"), b"xyz")
+    assert frame["name"] == ["a", "bc"]
+
+
 def test_a_layout_fits_its_elements():
     axes = zarnik.ImageType("YX").value()
     with pytest.raises(ValueError, match="the elements of a layout are as large as those of the image"):

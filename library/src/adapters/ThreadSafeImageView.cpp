@@ -172,11 +172,11 @@ void ThreadSafeImageView::readStrided(SampleRegion const & region, ValueConversi
   readSamples(*image_, region, conversion, destination, strides);
 }
 
-// Reading what shares a sample, where that is needed, happens under the same lock.
 bool ThreadSafeImageView::mayTouchSources(void const * begin, void const * end) const {
   return mayTouch(*image_, begin, end);
 }
 
+// Reading what shares a sample, where that is needed, happens under the same lock.
 void ThreadSafeImageView::writeStrided(SampleRegion const & region, ValueConversion const & conversion,
                                        void const * source, SampleStrides const & strides) {
   Lock const lock(*mutex_);
