@@ -160,6 +160,10 @@ def http_version(access: Any, /) -> str | None:
 def is_same_view(first: Any, second: Any, /) -> bool:
     """Tell whether two objects wrap one image."""
 
+def witness_array(image: Any, array: numpy.ndarray[Any, Any], /) -> Any:
+    """Return an object, to be kept with an image over an array, that shows the array to Python's collector of cycles
+    for as long as nothing else holds the image or its memory."""
+
 def extract_region(image: Any, origin: Sequence[int], size: Sequence[int], /) -> Any:
     """Make a view of a region of an image."""
 

@@ -84,6 +84,8 @@ class Kept:
     may_describe = False
     #: arrays that hold what others look at by an address, and hold the image for
     memory: dict[int, Any] | None = None
+    #: what shows Python's collector the array that the image holds
+    witness: Any = None
     #: of a set of images or levels, those that it was made of
     frames: list[Any] | None = None
     #: coarser levels of the image, or functions that open them

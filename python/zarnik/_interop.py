@@ -9,7 +9,7 @@ import numpy
 
 import _zarnik
 import zarnik._classes as _classes
-from zarnik import _axes, _types
+from zarnik import _axes, _direct, _types
 from zarnik._calls import flat
 from zarnik._enumerations import ImageCapability, ImageInterpretation
 from zarnik._extension import Kept, kept
@@ -72,6 +72,9 @@ def from_numpy(
     if type(array) is not numpy.ndarray:
         array = _plain_over(array)
     view = flat.NumpyInterop__order_from_numpy_array(array, dimensions, interpretation, bool(alpha))
+    if _has_attributes(array):
+        view._kept = Kept()
+        view._kept.witness = _direct.witness_array(view, array)
     _describe(view, spacing, origin, unit, metadata)
     return view if writeable else read_only(view, may_describe=True)
 
@@ -89,6 +92,14 @@ def _plain_over(array: numpy.ndarray[Any, Any]) -> numpy.ndarray[Any, Any]:
     if not array.flags.writeable:
         plain.flags.writeable = False
     return plain
+
+
+def _has_attributes(array: numpy.ndarray[Any, Any]) -> bool:
+    """Tell whether an array, or what it has its memory from, may have an image of itself as an attribute."""
+    owner: Any = array
+    while type(owner) is numpy.ndarray:
+        owner = owner.base
+    return owner is not None
 
 
 def from_dlpack(array: Any, axes: _axes.Axes | None = None, **description: Any) -> ImageView:

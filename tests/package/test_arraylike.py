@@ -115,6 +115,37 @@ def test_arrays_that_have_an_image_of_themselves_are_collected(given, part, tmp_
     assert gone() is None
 
 
+def array_with_image_of(part):
+    array = Attributed((3, 4))
+    array[...] = 2
+    assert array.base is None
+    array.image = zarnik.from_numpy(part(array), spacing=(1, 2, 3))
+    return array
+
+
+@pytest.mark.parametrize("part", [lambda array: array, lambda array: array[1:], numpy.asarray])
+def test_arrays_that_own_their_memory_are_collected_with_their_image(part):
+    gone = weakref.ref(array_with_image_of(part))
+    gc.collect()
+    assert gone() is None
+
+
+@pytest.mark.parametrize(
+    "hold",
+    [lambda image: image, lambda image: image.this, lambda image: image.crop(y=1), lambda image: image.to_numpy()],
+    ids=["image", "pointer", "part", "array"],
+)
+def test_arrays_stay_whole_while_something_else_holds_their_image(hold):
+    array = array_with_image_of(numpy.asarray)
+    held, gone = hold(array.image), weakref.ref(array)
+    del array
+    gc.collect()
+    assert_array_equal(gone().image, numpy.full((3, 4), 2.0))
+    del held
+    gc.collect()
+    assert gone() is None
+
+
 def test_nan_is_equal_and_shapes_differ():
     image = zarnik.from_numpy(numpy.array([[1, numpy.nan]]))
     assert image.equals(zarnik.from_numpy(numpy.array([[1, numpy.nan]])))
