@@ -124,6 +124,22 @@ def medical(folder: Path, array: Any) -> Iterator[Ratio]:
             yield Ratio(f"{name[2:]}, open, {what}", alone, *times, AIM)
 
 
+def dicom(folder: Path, array: Any) -> Iterator[Ratio]:
+    import pydicom
+    import pydicom.data
+
+    path = folder / "b.dcm"
+    file = pydicom.dcmread(pydicom.data.get_testdata_file("CT_small.dcm"))
+    plane = array[100].astype("int16")
+    file.Rows, file.Columns = plane.shape
+    file.RescaleIntercept = 0
+    file.PixelData = plane.tobytes()
+    file.save_as(path)
+    numpy.testing.assert_array_equal(zarnik.open(path).to_numpy(), plane)
+    times = medians(lambda: zarnik.open(path)[:], lambda: pydicom.dcmread(path).pixel_array)
+    yield Ratio("dcm, open, a plane", "pydicom", *times, AIM)
+
+
 def ome_zarr(folder: Path, array: Any) -> Iterator[Ratio]:
     import zarr
 
@@ -180,6 +196,7 @@ def run() -> Iterator[Ratio]:
         yield from tiff(folder, array)
         yield from ome_zarr(folder, array)
         yield from medical(folder, array)
+        yield from dicom(folder, array)
         yield from as_usual(folder, array)
         yield from from_afar(folder, array)
     finally:

@@ -18,6 +18,7 @@ from __future__ import annotations
 import itertools
 import operator
 from collections.abc import Iterable
+from functools import lru_cache
 from typing import Union
 
 import zarnik._classes as _classes
@@ -58,8 +59,9 @@ def dimensions_of(axes: Axes) -> list[ImageDimension]:
     An image type has no order of its own: its dimensions come in the order T, Z, Y, X, C.
     """
     if isinstance(axes, str):
-        dimensions = [_dimension_of(letter, axes) for letter in axes]
-    elif isinstance(axes, ImageDimension):
+        return list(_dimensions_of_letters(axes))
+    dimensions: list[ImageDimension]
+    if isinstance(axes, ImageDimension):
         dimensions = [axes]
     elif isinstance(axes, _classes.ImageType):
         dimensions = [dimension for dimension in NUMPY_ORDER if axes.has(dimension)]
@@ -70,6 +72,16 @@ def dimensions_of(axes: Axes) -> list[ImageDimension]:
             ]
         except TypeError:
             raise TypeError(f"axes must be a string, image dimensions or an ImageType, got {axes!r}") from None
+    return _different(dimensions)
+
+
+# Each file that is opened names its axes some times.
+@lru_cache(maxsize=256)
+def _dimensions_of_letters(axes: str) -> tuple[ImageDimension, ...]:
+    return tuple(_different([_dimension_of(letter, axes) for letter in axes]))
+
+
+def _different(dimensions: list[ImageDimension]) -> list[ImageDimension]:
     if len(set(dimensions)) != len(dimensions):
         raise ValueError(f"axes {letters(dimensions)!r} name an axis twice")
     return dimensions

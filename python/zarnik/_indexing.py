@@ -29,7 +29,8 @@ def read_part(view: Any, key: Any) -> Any:
         array = shared_array(view, layout)
         if array is not None:
             found = array[key]
-            if found.nbytes <= _SMALL_BYTES:
+            most = _ONE_PIECE_BYTES if found.flags.c_contiguous else _SMALL_BYTES
+            if found.nbytes <= most:
                 return found.copy() if isinstance(found, numpy.ndarray) else found
         box = _box(key if type(key) is tuple else (key,), layout, sizes)
         if box is not None:
@@ -47,8 +48,8 @@ def read_part(view: Any, key: Any) -> Any:
     return result
 
 
-# Up to this size NumPy copies a part in less time than a plan for it takes.
-_SMALL_BYTES = 2**14
+# Up to this size NumPy copies a part in less time than a plan for it takes, and longer if it lies in one piece.
+_SMALL_BYTES, _ONE_PIECE_BYTES = 2**14, 2**18
 
 
 def _element(view: Any, layout: Layout, sizes: Sequence[int], key: tuple[Any, ...]) -> Any:

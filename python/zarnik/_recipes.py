@@ -9,6 +9,7 @@ from __future__ import annotations
 
 import os
 import re
+import stat
 import threading
 from collections import OrderedDict
 from typing import TYPE_CHECKING, Any, Callable, TypeVar, Union
@@ -103,7 +104,7 @@ def _mark_of(path: str) -> tuple[int, int, int]:
     """Return what tells that a file was changed: its size and its time, 0 before; of a folder the sums of its files."""
     try:
         found = os.stat(path)
-        if not os.path.isdir(path):
+        if not stat.S_ISDIR(found.st_mode):
             return 0, found.st_size, found.st_mtime_ns
         # Of a folder the files in it, not those further below: there may be a million chunks.
         with os.scandir(path) as entries:

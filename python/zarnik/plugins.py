@@ -20,9 +20,12 @@ A package adds a format to `zarnik.open`, `zarnik.info` and `zarnik.save` by an 
 
 from __future__ import annotations
 
+import io
 import os
 import re
+import sys
 from collections.abc import Callable, Mapping, Sequence
+from functools import lru_cache
 from typing import TYPE_CHECKING, Any, BinaryIO
 
 import numpy
@@ -97,14 +100,17 @@ class Source:
     def head(self) -> bytes:
         """The first 4096 bytes, or all there are; none of a folder, a list, or a URL without content of its own."""
         if self._head is None:
-            if self.is_folder or self.files is not None:
+            if self.files is not None:
                 self._head = b""
             elif self.path is not None:
                 try:
-                    with open(self.path, "rb") as file:
+                    # Without a buffer, which would take as long as the rest.
+                    with io.FileIO(self.path) as file:
                         self._head = file.read(_HEAD)
                 except OSError as error:
-                    raise _classes.Error(f"cannot open {self.path!r}: {error.strerror}") from None
+                    if not self.is_folder:
+                        raise _classes.Error(f"cannot open {self.path!r}: {error.strerror}") from None
+                    self._head = b""
             else:
                 try:
                     self._head = self.access().read(0, _HEAD)
@@ -137,8 +143,6 @@ class Source:
 
     def file(self) -> BinaryIO:
         """Return a binary file over the bytes that can seek, whose closing is up to the caller."""
-        import io
-
         if self.path is not None:
             try:
                 return open(self.path, "rb")
@@ -226,7 +230,7 @@ class Format:
         """The libraries needed that are not installed."""
         from importlib.util import find_spec
 
-        return [name for name in self.requires if find_spec(name) is None]
+        return [name for name in self.requires if sys.modules.get(name) is None and find_spec(name) is None]
 
     def __repr__(self) -> str:
         uses = [use for use, can in (("read", self.can_read), ("write", self.can_write)) if can]
@@ -271,37 +275,48 @@ def image_of(
     :raises ValueError: if the axes do not fit the array, or the matrix is none of an image.
     """
     image = _image_over(array, axes)
-    properties = _classes.ImageProperties(flat.ImageView___get_properties(image))
-    calibration, info = properties.calibration(), properties.image_info()
+    space: dict[str, Any] = {"unit": unit}
     if spacing is not None:
-        calibration.set_spacing((*spacing, 1.0, 1.0)[:3])
+        space["spacing"] = (*spacing, 1.0, 1.0)[:3]
     if origin is not None:
-        calibration.set_origin((*origin, 0.0, 0.0)[:3])
+        space["origin"] = (*origin, 0.0, 0.0)[:3]
     if directions is not None:
-        if not isinstance(directions, _classes.SpatialDirections):
-            column, row = directions[:2]
-            directions = _classes.SpatialDirections(column=column, row=row)
-        flat.SpatialCalibrationProperty_set_directions(calibration, directions)
-    if unit is not None:
-        flat.SpatialCalibrationProperty_set_unit(calibration, unit)
-    if value_range is not None:
-        info.set_value_range(as_vector(_classes.Vector2d, value_range))
-    if interpretation is not None:
-        info.set_interpretation(_interop.as_interpretation(interpretation))
-    if alpha:
-        info.set_alpha(True)
-    if bit_depth is not None:
-        info.set_bit_depth(bit_depth)
+        space["directions"] = _directions(directions)
     if affine is not None:
-        calibration = _classes.SpatialCalibrationProperty(calibration, **calibration_of_affine(affine, convention))
-    properties = _classes.ImageProperties(calibration=calibration, image_info=info)
+        space |= calibration_of_affine(affine, convention)
+    values = {
+        "value_range": None if value_range is None else as_vector(_classes.Vector2d, value_range),
+        "interpretation": None if interpretation is None else _interop.as_interpretation(interpretation),
+        "alpha": alpha or None,
+        "bit_depth": bit_depth,
+    }
+    properties = _properties(image, space, values)
     node = _metadata(metadata, channel_names)
     if not _is_array_of_image(array):
-        return flat.ImageViewFactory_from_image_view(image, properties, node)
-    image.properties = properties
+        return flat.ImageViewFactory_from_image_view(image, properties or image.properties, node)
+    described = _interop.described(image)
+    if properties is not None:
+        flat.ImageView_set_properties(described, properties)
     if node is not None:
-        image.metadata = node
+        flat.ImageView_set_metadata(described, node)
     return image
+
+
+def _properties(image: Any, space: Mapping[str, Any], values: Mapping[str, Any]) -> Any:
+    """The properties of an image with what is told beside its own, None if nothing is."""
+    if all(value is None for value in (*space.values(), *values.values())):
+        return None
+    own = flat.ImageView___get_properties(image)
+    calibration = _classes.SpatialCalibrationProperty(own.get_calibration(), **space)
+    info = _classes.ImageInfoProperty(own.get_image_info(), **values)
+    return _classes.ImageProperties(calibration, info)
+
+
+def _directions(given: Any) -> Any:
+    if isinstance(given, _classes.SpatialDirections):
+        return given
+    column, row = given[:2]
+    return _classes.SpatialDirections(column=column, row=row)
 
 
 def _metadata(told: Any, channel_names: Sequence[str] | None) -> Any:
@@ -314,7 +329,7 @@ def _metadata(told: Any, channel_names: Sequence[str] | None) -> Any:
 
 def _is_array_of_image(array: Any) -> bool:
     """Whether the image is over the memory of an array of NumPy, and so can be described itself."""
-    return isinstance(array, numpy.ndarray) and (array.dtype == bool or _wanted(array.dtype) == array.dtype)
+    return isinstance(array, numpy.ndarray) and (array.dtype.kind == "b" or _wanted(array.dtype) == array.dtype)
 
 
 def _image_over(array: Any, axes: Any) -> Any:
@@ -322,7 +337,7 @@ def _image_over(array: Any, axes: Any) -> Any:
         return array
     if _is_array_of_image(array):
         # A mapped array as a plain one: it takes less to slice, and keeps the mapping.
-        plain_array = numpy.asarray(array).view(numpy.uint8 if array.dtype == bool else array.dtype)
+        plain_array = numpy.asarray(array).view(numpy.uint8 if array.dtype.kind == "b" else array.dtype)
         return _interop.from_numpy(plain_array, axes)
     dtype = numpy.dtype(getattr(array.dtype, "numpy_dtype", array.dtype))
     wanted = _wanted(dtype)
@@ -335,6 +350,7 @@ _CONVERTED: dict[numpy.dtype[Any], numpy.dtype[Any]] = {
 }
 
 
+@lru_cache(maxsize=64)
 def _wanted(dtype: numpy.dtype[Any]) -> numpy.dtype[Any]:
     native: numpy.dtype[Any] = dtype.newbyteorder("=")
     return _CONVERTED.get(native, native)

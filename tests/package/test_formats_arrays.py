@@ -194,6 +194,27 @@ def test_files_of_numpy(array):
     assert pickle.loads(pickle.dumps(images[0])).equals(images[0])
 
 
+HEADER = b"{'descr': '<i2', 'fortran_order': False, 'shape': (3, 4), }\n"
+
+
+@pytest.mark.parametrize(
+    ("version", "header", "content"),
+    (
+        (1, b"{'shape': (3, 4), 'fortran_order': False, 'descr': '<i2'}\n", bytes(range(24))),
+        (1, b"{'descr':'<i2','fortran_order':False,'shape':(3,4),}", bytes(range(24))),
+        (1, HEADER.replace(b"False", b"True"), bytes(range(24))),
+        (2, HEADER, bytes(range(24))),
+        # Elements that look like more of the header.
+        (1, HEADER, b"\n" * 24),
+    ),
+)
+def test_headers_that_others_write(version, header, content):
+    length = len(header).to_bytes(2 * version, "little")
+    with open("a.npy", "wb") as file:
+        file.write(b"\x93NUMPY" + bytes((version, 0)) + length + header + content)
+    numpy.testing.assert_array_equal(zarnik.open("a.npy"), numpy.load("a.npy"))
+
+
 def test_files_for_numpy():
     image = zarnik.from_numpy(ARRAY.astype("float32"), "YXC", spacing=(2, 3), unit="mm", metadata={"a": 1})
     with pytest.warns(LossWarning, match=r"the axes 'YXC'; the spacing .*; the unit 'mm'; the metadata \(a\)"):

@@ -8,6 +8,7 @@ import os
 import struct
 import warnings
 from collections.abc import Iterator, Sequence
+from functools import lru_cache
 from hashlib import blake2b
 from typing import Any
 
@@ -17,6 +18,7 @@ import zarnik._classes as _classes
 from zarnik import _direct
 from zarnik._enumerations import ImageInterpretation
 from zarnik._formats import _elements
+from zarnik._spatial import cross
 from zarnik._tiles import TiledArray
 from zarnik._types import as_data_type
 from zarnik.plugins import Format, Series, Source, image_of
@@ -98,6 +100,7 @@ class _File:
 
         self.source = source
         self.name = source.name
+        self._values: dict[str, Any] = {}
         with source.file() as file:
             is_dicom = _begins_as_dicom(file.read(132), self.name)
             file.seek(0)
@@ -126,7 +129,10 @@ class _File:
         return place + 8, int.from_bytes(start[4:8], order), kind
 
     def get(self, keyword: str, usual: Any = None) -> Any:
-        value = self.header.get(keyword, usual)
+        """The value of an attribute, looked up once: a volume asks each of its planes for the same ones."""
+        if keyword not in self._values:
+            self._values[keyword] = _value_of(self.header, keyword)
+        value = self._values[keyword]
         return usual if value is None or value == "" else value
 
     @property
@@ -178,11 +184,27 @@ class _File:
             raise _classes.Error(f"{self.name!r} cannot hold {frames} images of shape {self.shape}")
 
 
+@lru_cache(maxsize=256)
+def _tag_of(keyword: str) -> Any:
+    from pydicom.tag import Tag
+
+    return Tag(keyword)
+
+
+def _value_of(header: Any, keyword: str) -> Any:
+    """What `header.get(keyword)` gives, in plain types where that is a number or a text, and in a tenth of the time."""
+    tag = _tag_of(keyword)
+    if tag not in header:
+        return None
+    value = _parsed(header.get_item(tag))
+    return header[tag].value if value is _UNPARSED else value
+
+
 def _read(source: Source) -> list[_File]:
     if source.files is None and not source.is_folder:
         found = [_File(source)]
         if not found[0].kind:
-            kind = found[0].get("MediaStorageSOPClassUID") or found[0].get("SOPClassUID") or found[0].get("Modality")
+            kind = found[0].header.get("SOPClassUID") or found[0].get("Modality")
             raise _classes.Error(f"{source.name!r} has no pixels{f', it is {_name_of(kind)}' if kind else ''}")
         return found
     is_list = source.files is not None
@@ -222,7 +244,7 @@ class _Frame:
 
     def __init__(self, file: _File, index: int, count: int) -> None:
         self.file, self.index = file, index
-        groups = _groups(file.header, index)
+        groups = _groups(file, index)
         self.position = _numbers(_of(groups, "PlanePositionSequence", "ImagePositionPatient"), 3)
         self.orientation = _numbers(_of(groups, "PlaneOrientationSequence", "ImageOrientationPatient"), 6)
         self.spacing = _numbers(_of(groups, "PixelMeasuresSequence", "PixelSpacing"), 2)
@@ -231,39 +253,43 @@ class _Frame:
             self.distance = _number(_of(groups, "PixelMeasuresSequence", "SliceThickness"))
         self.slope = _number(_of(groups, "PixelValueTransformationSequence", "RescaleSlope"))
         self.intercept = _number(_of(groups, "PixelValueTransformationSequence", "RescaleIntercept"))
-        if self.slope is None and file.header.get("Modality") == "RTDOSE":
-            self.slope = _number(file.header.get("DoseGridScaling"))
+        if self.slope is None and file.get("Modality") == "RTDOSE":
+            self.slope = _number(file.get("DoseGridScaling"))
         if self.spacing is None:
             for keyword in ("ImagerPixelSpacing", "NominalScannedPixelSpacing"):
-                self.spacing = self.spacing or _numbers(file.header.get(keyword), 2)
-        offsets = file.header.get("GridFrameOffsetVector")
+                self.spacing = self.spacing or _numbers(file.get(keyword), 2)
+        offsets = file.get("GridFrameOffsetVector")
         if count > 1 and offsets is not None and len(offsets) == count and self.position and self.orientation:
-            normal = numpy.cross(self.orientation[:3], self.orientation[3:])
+            normal = numpy.array(cross(self.orientation[:3], self.orientation[3:]))
             start = float(offsets[index]) - (0 if float(offsets[0]) == 0 else float(offsets[0]))
             self.position = (numpy.array(self.position) + start * normal).tolist()
         elif count > 1 and not groups[1]:
             self.position = None
-        #: the order of images that are at one place
-        self.order = tuple(
-            _number(file.header.get(keyword)) or 0.0
+
+    @property
+    def order(self) -> tuple[float, ...]:
+        """The order of images that are at one place."""
+        return tuple(
+            _number(self.file.get(keyword)) or 0.0
             for keyword in ("TemporalPositionIdentifier", "AcquisitionNumber", "TriggerTime", "InstanceNumber")
         )
 
 
-def _groups(header: Any, index: int) -> list[Any]:
-    """Where an attribute of a frame may be: the header itself, that frame's items, and those that all share."""
-    groups = [header]
+def _groups(file: _File, index: int) -> list[Any]:
+    """Where an attribute of a frame may be: the file itself, that frame's items, and those that all share."""
+    groups: list[Any] = [file]
     for keyword, place in (("PerFrameFunctionalGroupsSequence", index), ("SharedFunctionalGroupsSequence", 0)):
-        items = header.get(keyword)
+        items = file.get(keyword)
         groups.append(items[place] if items is not None and len(items) > place else None)
     return groups
 
 
 def _of(groups: list[Any], sequence: str, keyword: str) -> Any:
     for group in groups[1:]:
-        items = None if group is None else group.get(sequence)
-        if items and items[0].get(keyword) is not None:
-            return items[0].get(keyword)
+        items = None if group is None else _value_of(group, sequence)
+        value = _value_of(items[0], keyword) if items else None
+        if value is not None:
+            return value
     return groups[0].get(keyword)
 
 
@@ -323,7 +349,7 @@ class _Volume:
         warnings.warn(f"series {self.name!r} {problem}", UserWarning, stacklevel=8)
 
     def _check_alike(self, files: Sequence[_File]) -> None:
-        for keyword in _SHARED:
+        for keyword in _SHARED if len(files) > 1 else ():
             values = {str(file.get(keyword)) for file in files}
             if len(values) > 1:
                 raise _classes.Error(
@@ -341,13 +367,13 @@ class _Volume:
         rows, columns = first.spacing or (1.0, 1.0)
         if min(rows, columns) <= 0:
             rows, columns = 1.0, 1.0
-        orientation = numpy.array(first.orientation or (1, 0, 0, 0, 1, 0), float)
-        if not numpy.cross(orientation[:3], orientation[3:]).any():
-            self._fail(f"has directions {orientation.tolist()} that are none")
-            orientation = numpy.array((1.0, 0, 0, 0, 1, 0))
+        orientation = first.orientation or [1.0, 0.0, 0.0, 0.0, 1.0, 0.0]
+        if not any(cross(orientation[:3], orientation[3:])):
+            self._fail(f"has directions {orientation} that are none")
+            orientation = [1.0, 0.0, 0.0, 0.0, 1.0, 0.0]
         # Directions have few digits in many files: without lengths of their own the spacing is what it is.
-        across, down = (part / numpy.linalg.norm(part) for part in (orientation[:3], orientation[3:]))
-        normal = numpy.cross(across, down)
+        across, down = (numpy.array(part) / math.hypot(*part) for part in (orientation[:3], orientation[3:]))
+        normal = numpy.array(cross(across.tolist(), down.tolist()))
         matrix[:3, 0], matrix[:3, 1] = across * columns, down * rows
         matrix[:3, 2] = normal * (abs(first.distance or 0) or 1.0)
         if len(frames) == 1:
@@ -357,7 +383,7 @@ class _Volume:
             return self._without_positions(matrix)
         for frame in frames:
             if frame.orientation is not None and not numpy.allclose(frame.orientation, orientation, atol=1e-3):
-                self._fail(f"has images of different directions, {orientation.tolist()} and {frame.orientation}")
+                self._fail(f"has images of different directions, {orientation} and {frame.orientation}")
                 break
             if frame.spacing is not None and frame.spacing != [rows, columns]:
                 self._fail(f"has images of different spacing, {[rows, columns]} and {frame.spacing} mm")
@@ -408,9 +434,9 @@ class _Volume:
         if files > 1:
             self.frames.sort(key=lambda frame: (frame.order, frame.index))
         moments = ("FrameTime", "FrameTimeVector", "CineRate", "RecommendedDisplayFrameRate")
-        self.axes = "T" if any(header.get(keyword) is not None for keyword in moments) else "Z"
+        self.axes = "T" if any(_value_of(header, keyword) is not None for keyword in moments) else "Z"
         self.times = len(self.frames) if self.axes == "T" else 1
-        position = _numbers(header.get("ImagePositionPatient"), 3)
+        position = _numbers(_value_of(header, "ImagePositionPatient"), 3)
         if position:
             matrix[:3, 3] = position
         return matrix
@@ -631,6 +657,7 @@ def _scaled(plane: Any, frame: _Frame) -> Any:
 # Elements of these kinds are read without pydicom, which takes twenty times as long: a header has hundreds of them.
 _TEXTS = frozenset(("AE", "AS", "CS", "DA", "DT", "LO", "PN", "SH", "TM", "UC", "UI"))
 _LONG_TEXTS = frozenset(("LT", "ST", "UR", "UT"))
+_UNPARSED: Any = object()
 _BINARY = {"US": "H", "SS": "h", "UL": "I", "SL": "i", "FL": "f", "FD": "d", "UV": "Q", "SV": "q"}
 
 
@@ -653,6 +680,17 @@ def _plain(header: Any) -> dict[str, Any]:
 
 def _readable(header: Any, tag: Any, element: Any) -> Any:
     """The value of an element, or why there is none."""
+    value = _parsed(element)
+    if value is not _UNPARSED:
+        return value
+    try:
+        return _value(header[tag])
+    except Exception as error:
+        return f"cannot be read: {error}"
+
+
+def _parsed(element: Any) -> Any:
+    """The value of an element that pydicom has not looked at yet, `_UNPARSED` if it has to."""
     value = getattr(element, "value", None)
     if isinstance(value, bytes) and getattr(element, "is_raw", False) and value.isascii() and b"\x1b" not in value:
         kind = element.VR
@@ -670,10 +708,7 @@ def _readable(header: Any, tag: Any, element: Any) -> Any:
         with contextlib.suppress(struct.error):
             numbers = list(struct.unpack(f"{order}{count}{form}", value))
             return numbers[0] if count == 1 else numbers or None
-    try:
-        return _value(header[tag])
-    except Exception as error:
-        return f"cannot be read: {error}"
+    return _UNPARSED
 
 
 def _several(kind: Any, value: bytes) -> Any:

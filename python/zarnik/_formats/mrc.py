@@ -2,7 +2,10 @@
 
 from __future__ import annotations
 
+import math
 import warnings
+from collections.abc import Mapping
+from functools import lru_cache
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -46,24 +49,27 @@ class MRC(Format):
         """
         head = _beginning(source)
         header, dtype = _header(head, source.name)
-        sizes = tuple(int(header[name]) for name in ("nz", "ny", "nx"))
-        letters = _letters(header)
-        if min(sizes) > 0 and int(header["ispg"]) >= _STACK_OF_VOLUMES:
-            depth = int(header["mz"])
+        told: dict[str, Any] = dict(zip(header.dtype.names, header.item()))
+        sizes: tuple[int, ...] = told["nz"], told["ny"], told["nx"]
+        letters = _letters(told)
+        if min(sizes) > 0 and told["ispg"] >= _STACK_OF_VOLUMES:
+            depth = told["mz"]
             if depth < 1 or sizes[0] % depth:
                 raise _classes.Error(f"{source.name!r} has {sizes[0]} sections, which are no volumes of {depth} each")
             sizes, letters = (sizes[0] // depth, depth, *sizes[1:]), "T" + letters
         if axes is not None:
             letters = _elements.letters_of_rank(len(sizes), axes, repr(source.name))
-        extended = int(header["nsymbt"])
+        extended = told["nsymbt"]
         if extended < 0:
             raise _classes.Error(f"{source.name!r} has an extended header of {extended} bytes")
         array = _array(source, _HEADER + extended, sizes, dtype, letters)
-        spacing = [_positive(header["cella"][axis] / max(int(header[f"m{axis}"]), 1)) for axis in "xyz"]
-        origin = [float(header["origin"][axis]) for axis in "xyz"]
+        # In single precision, as mrcfile has them.
+        counts = numpy.array([max(told[f"m{axis}"], 1) for axis in "xyz"], "float32")
+        spacing = [_positive(step) for step in (numpy.array(told["cella"], "float32") / counts).tolist()]
+        origin = list(told["origin"])
         if not any(origin):
-            origin = [float(header[f"n{axis}start"]) * size for axis, size in zip("xyz", spacing)]
-        angles = [float(header["cellb"][name]) for name in ("alpha", "beta", "gamma")]
+            origin = [told[f"n{axis}start"] * size for axis, size in zip("xyz", spacing)]
+        angles = list(told["cellb"])
         if any(angle not in (0, 90) for angle in angles):
             problem = f"{source.name!r} has axes {angles} degrees apart, an image has 90"
             warnings.warn(problem, UserWarning, stacklevel=4)
@@ -79,7 +85,7 @@ class MRC(Format):
                         array, letters, spacing=spacing, origin=origin, unit=_elements.ANGSTROM, metadata=metadata_of
                     )
                 ],
-                {"space_group": int(header["ispg"])},
+                {"space_group": told["ispg"]},
             )
         ]
 
@@ -136,13 +142,33 @@ def _looks_old(source: Source, head: bytes) -> bool:
 
 def _header(head: bytes, name: str) -> tuple[Any, numpy.dtype[Any]]:
     """The header as mrcfile reads it, and the type of the elements."""
+    from mrcfile.utils import byte_order_from_machine_stamp, dtype_from_mode
+
+    try:
+        order = byte_order_from_machine_stamp(head[212:216])
+        header = numpy.ndarray((), _header_type(order), head)
+        dtype: numpy.dtype[Any] = dtype_from_mode(int(header["mode"])).newbyteorder(order)
+    except ValueError:
+        return _doubtful_header(head, name)
+    return (header, dtype) if head[208:211] == b"MAP" else _doubtful_header(head, name)
+
+
+@lru_cache(maxsize=2)
+def _header_type(order: Any) -> numpy.dtype[Any]:
+    from mrcfile.dtypes import HEADER_DTYPE
+
+    dtype: numpy.dtype[Any] = HEADER_DTYPE.newbyteorder(order)
+    return dtype
+
+
+def _doubtful_header(head: bytes, name: str) -> tuple[Any, numpy.dtype[Any]]:
+    """The same of one that breaks the rules, with warnings: mrcfile's reader makes the best of it."""
     import io
 
     from mrcfile.mrcinterpreter import MrcInterpreter
     from mrcfile.utils import data_dtype_from_header
 
-    # What it doubts, such as an unknown machine stamp, becomes a warning. It would make room for an extended header of
-    # any size: none is told it.
+    # It would make room for an extended header of any size: none is told it.
     with warnings.catch_warnings(record=True) as doubts:
         warnings.simplefilter("always")
         short = io.BytesIO(head[:_EXTENDED] + bytes(4) + head[_EXTENDED + 4 :])
@@ -157,14 +183,14 @@ def _header(head: bytes, name: str) -> tuple[Any, numpy.dtype[Any]]:
         raise _classes.Error(f"{name!r} has elements of mode {int(header['mode'])}: {error}") from error
 
 
-def _letters(header: Any) -> str:
-    order = [int(header[name]) for name in ("maps", "mapr", "mapc")]
+def _letters(told: Mapping[str, Any]) -> str:
+    order = [told[name] for name in ("maps", "mapr", "mapc")]
     # Files that do not tell have zeros there.
     return "".join("XYZ"[axis - 1] for axis in order) if sorted(order) == [1, 2, 3] else "ZYX"
 
 
-def _positive(number: Any) -> float:
-    return float(number) if numpy.isfinite(number) and number > 0 else 1.0
+def _positive(number: float) -> float:
+    return number if math.isfinite(number) and number > 0 else 1.0
 
 
 def _array(source: Source, offset: int, sizes: tuple[int, ...], dtype: numpy.dtype[Any], letters: str) -> Any:

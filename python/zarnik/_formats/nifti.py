@@ -80,8 +80,8 @@ class NIfTI(Format):
         told = _elements.described_by(
             text, lambda: _plain(header, extensions), self.name, interpretation=interpretation, unit=_unit(header)
         )
-        affine = _affine(header, source.name)
-        return [Series(None, [lambda: image_of(array, letters, affine=affine, **told)], {"affine": affine})]
+        affine, place = _affine(header, source.name)
+        return [Series(None, [lambda: image_of(array, letters, **{**place, **told})], {"affine": affine})]
 
     def save(  # type: ignore[override]
         self, path: str, image: Any, *, progress: Progress, version: int | None = None, compression: int = 6
@@ -207,26 +207,28 @@ def _unit(header: Any) -> str:
         return ""
 
 
-def _affine(header: Any, name: str) -> Any:
-    """The matrix that nibabel takes: sform, qform or the sizes of elements; the next of them if one is no image's."""
+def _affine(header: Any, name: str) -> tuple[Any, dict[str, Any]]:
+    """The matrix that nibabel takes: sform, qform or the sizes of elements; the next of them if one is no image's.
+
+    And what it tells of the place of an image, as `image_of` takes it.
+    """
     choices = [header.get_best_affine, header.get_base_affine]
     if int(header["sform_code"]) > 0 and int(header["qform_code"]) > 0:
         choices.insert(1, header.get_qform)
     for choice in choices:
-        affine = _usable(choice, name)
-        if affine is not None:
-            return affine
+        found = _usable(choice, name)
+        if found is not None:
+            return found
     raise _classes.Error(f"{name!r} has no matrix that is one of an image")
 
 
-def _usable(choice: Any, name: str) -> Any:
+def _usable(choice: Any, name: str) -> tuple[Any, dict[str, Any]] | None:
     try:
         affine = _elements.affine_with_extent(choice())
-        _spatial.calibration_of_affine(affine, "RAS")
+        return affine, _spatial.calibration_of_affine(affine, "RAS")
     except (_classes.Error, ValueError, numpy.linalg.LinAlgError) as error:
         warnings.warn(f"{name!r}: another matrix is taken, as {error}", UserWarning, stacklevel=6)
         return None
-    return affine
 
 
 def _plain(header: Any, extensions: list[tuple[int, str]]) -> dict[str, Any]:

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import math
+import re
 import struct
 from typing import TYPE_CHECKING, Any
 
@@ -19,6 +20,11 @@ if TYPE_CHECKING:
 _NPY = b"\x93NUMPY"
 _ZIP = b"PK\x03\x04"
 _ARRAY = "image"
+_USUAL = re.compile(
+    rb"\x93NUMPY\x01\0..\{'descr': '(?P<type>[<>|](?:[iu][1248]|f[248]|c8|c16|b1))',"
+    rb" 'fortran_order': (?P<order>True|False), 'shape': \((?P<shape>\d+,|\d+(?:, \d+)+|)\), \} *\n",
+    re.DOTALL,
+)
 
 
 class NumPyArray(Format):
@@ -37,9 +43,7 @@ class NumPyArray(Format):
 
         :param axes: Its axes in the order of its shape; by default X, YX, ZYX or TZYX by their number.
         """
-        with source.file() as file:
-            shape, dtype, is_fortran = _header(file, source.name)
-            offset = file.tell()
+        shape, dtype, is_fortran, offset = _usual_header(source.head) or _any_header(source)
         letters = _elements.letters_of_rank(len(shape), axes, repr(source.name))
         if is_fortran:
             shape, letters = shape[::-1], letters[::-1]
@@ -129,6 +133,23 @@ def _header(file: Any, name: str) -> tuple[tuple[int, ...], numpy.dtype[Any], bo
     if dtype.hasobject or dtype.kind not in "iufcb":
         raise _classes.Error(f"{name!r} has elements of {dtype}, which are no numbers of an image")
     return shape, dtype, is_fortran
+
+
+def _usual_header(head: bytes) -> tuple[tuple[int, ...], numpy.dtype[Any], bool, int] | None:
+    """Shape, type, whether it is in Fortran's order, and where the elements begin; None if NumPy has to tell.
+
+    What NumPy itself writes for numbers is told here: that it parses Python's literals takes as long as all the rest.
+    """
+    found = _USUAL.match(head)
+    if found is None or found.end() != 10 + _short(head, 8):
+        return None
+    shape = tuple(int(size) for size in found["shape"].split(b",") if size)
+    return shape, numpy.dtype(found["type"].decode()), found["order"] == b"True", found.end()
+
+
+def _any_header(source: Source) -> tuple[tuple[int, ...], numpy.dtype[Any], bool, int]:
+    with source.file() as file:
+        return (*_header(file, source.name), file.tell())
 
 
 def _member(source: Source, archive: Any, member: Any, axes: Any) -> tuple[Any, str]:

@@ -95,7 +95,7 @@ class _File:
         self._source = source
         self._axes = axes
         self._lock = threading.Lock()
-        self._accesses: dict[str, Any] = {}
+        self._accesses: dict[Any, tuple[Any, int]] = {}
         file = source.path or source.file()
         self._file = tifffile.TiffFile(file, name=None if source.path else source.name or None)
         # Levels that are opened later need the file, which is closed with the last of them.
@@ -202,23 +202,26 @@ class _File:
             tree["shaped"] = (file.shaped_metadata or ({},) * (place + 1))[place]
         return tree
 
-    def access(self, page: Any) -> Any:
-        """The bytes of the file that a page is in: OME-TIFF may spread over the files of a folder."""
-        name = page.parent.filehandle.path
-        with self._lock:
-            found = self._accesses.get(name)
-            if found is None:
-                main = self._file.filehandle.path
-                if page.parent is self._file or name == main:
-                    found = self._source.access()
-                elif self._source.path is None or os.path.dirname(os.path.realpath(name)) != os.path.dirname(
-                    os.path.realpath(main)
-                ):
-                    raise _classes.Error(f"{main!r} refers to {name!r}, which is not in its folder")
-                else:
-                    found = open_random(name)
-                self._accesses[name] = found
+    def access(self, page: Any) -> tuple[Any, int]:
+        """The bytes of the file that a page is in, and how many: OME-TIFF may spread over the files of a folder."""
+        found = self._accesses.get(page.parent)
+        if found is None:
+            with self._lock:
+                found = self._accesses.get(page.parent)
+                if found is None:
+                    access = self._opened(page)
+                    found = self._accesses[page.parent] = access, len(access)
         return found
+
+    def _opened(self, page: Any) -> Any:
+        name, main = page.parent.filehandle.path, self._file.filehandle.path
+        if page.parent is self._file or name == main:
+            return self._source.access()
+        if self._source.path is None or os.path.dirname(os.path.realpath(name)) != os.path.dirname(
+            os.path.realpath(main)
+        ):
+            raise _classes.Error(f"{main!r} refers to {name!r}, which is not in its folder")
+        return open_random(name)
 
     @property
     def source(self) -> Source:
@@ -313,7 +316,7 @@ class _Level:
 
     def _rows_of_one_piece(self, dtype: Any) -> TiledArray:
         """What is one piece of a file that cannot be mapped: some rows are a tile."""
-        access, offset = self._file.access(self._series._pages[0]), self._series.dataoffset
+        (access, _), offset = self._file.access(self._series._pages[0]), self._series.dataoffset
         stored = dtype.newbyteorder(self._file.byte_order)
         axis = len(self._lead) + self._page_axes.index(2)
         row = math.prod(self.shape[axis + 1 :])
@@ -353,7 +356,6 @@ class _Level:
                 return None
         elif math.prod(self._lead) != len(pages) and len(pages) != 1:
             return None
-        mode: Any = "r+" if file.source.mode == "r+" else "r"
         size = os.path.getsize(file.source.path)
         count = math.prod(self.shape)
         inner = count // max(1, math.prod(self._lead)) * dtype.itemsize
@@ -361,8 +363,7 @@ class _Level:
         end = offset + (math.prod(self._lead) - 1) * step + inner
         if count == 0 or end > size:
             raise _classes.Error(f"the elements end at byte {end}, the file has {size} bytes")
-        memory = numpy.memmap(file.source.path, numpy.uint8, mode, shape=(size,))
-        part = numpy.asarray(memory)[offset:end]
+        part = numpy.frombuffer(_elements.memory_of(file.source), numpy.uint8, end - offset, offset)
         if steps is None:
             return part.view(stored).reshape(self.shape)
         inside = numpy.ndarray(self.shape[len(self._lead) :], stored, part)
@@ -385,7 +386,9 @@ class _Level:
     def _segments(self, index: tuple[int, ...]) -> tuple[Any, list[int]]:
         """The page that a tile is in, None if it is left out, and the numbers of its segments there."""
         lead = len(self._lead)
-        number = int(numpy.ravel_multi_index(index[:lead], self._lead)) if lead else 0
+        number = 0
+        for place, count in zip(index, self._lead):
+            number = number * count + place
         pages = self._series._pages
         page = pages[number] if number < len(pages) else None
         at = dict(zip(self._page_axes, index[lead:]))
@@ -404,7 +407,7 @@ class _Level:
     def _parts_of(self, page: Any, segments: Sequence[int]) -> list[tuple[int, int]]:
         """Offset and bytes of each segment, which are in the file."""
         offsets, counts = page.dataoffsets, page.databytecounts
-        size = len(self._file.access(page))
+        _, size = self._file.access(page)
         if segments and segments[-1] >= min(len(offsets), len(counts)):
             raise _classes.Error(f"segment {segments[-1]} is missing, the page has {len(offsets)}")
         parts = [(offsets[segment], counts[segment]) for segment in segments]
@@ -421,8 +424,9 @@ class _Level:
             if page is None:
                 continue
             parts = self._parts_of(page, segments)
-            asked = wanted.setdefault(self._file.access(page), [])
-            places.append((index, self._file.access(page), len(asked), len(parts)))
+            access, _ = self._file.access(page)
+            asked = wanted.setdefault(access, [])
+            places.append((index, access, len(asked), len(parts)))
             asked += parts
         got = {access: access.read_many(parts) for access, parts in wanted.items()}
         return {index: got[access][first : first + count] for index, access, first, count in places}
@@ -432,7 +436,7 @@ class _Level:
         if page is None:
             return None
         if fetched is None:
-            access = self._file.access(page)
+            access, _ = self._file.access(page)
             fetched = [access.read(offset, count) for offset, count in self._parts_of(page, segments)]
         options: dict[str, Any] = {"_fullsize": False}
         if self.keyframe.compression in (6, 7, 34892, 33007):
