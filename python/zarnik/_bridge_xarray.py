@@ -105,6 +105,7 @@ def _attributes(image: Any) -> dict[str, Any]:
     tree = image.metadata.to_dict()
     for name, value in tree.items() if isinstance(tree, dict) else ():
         if name not in ("channel_names", "coordinates"):
+            value = _without_bools(value)
             attrs[name] = value if _is_attribute(value) else image.metadata[(name,)].to_json()
     if image.interpretation:
         attrs["interpretation"] = getattr(image.interpretation, "name", int(image.interpretation))
@@ -117,6 +118,15 @@ def _attributes(image: Any) -> dict[str, Any]:
     return attrs
 
 
+def _without_bools(value: Any) -> Any:
+    """Return a value with 1 and 0 in place of bools, which netCDF does not have."""
+    if isinstance(value, numpy.ndarray):
+        return value.astype("i1") if value.dtype.kind == "b" else value
+    if isinstance(value, list) and value and all(isinstance(item, bool) for item in value):
+        return [int(item) for item in value]
+    return int(value) if isinstance(value, bool) else value
+
+
 def _is_attribute(value: Any) -> bool:
     if isinstance(value, str):
         return not value.startswith(_JSON)
@@ -124,7 +134,9 @@ def _is_attribute(value: Any) -> bool:
         return len(value) > 1 and (
             all(isinstance(item, str) for item in value) or all(type(item) in (int, float) for item in value)
         )
-    return type(value) in (int, float) or (isinstance(value, numpy.ndarray) and value.ndim == 1)
+    return type(value) in (int, float) or (
+        isinstance(value, numpy.ndarray) and value.ndim == 1 and value.dtype.kind != "c"
+    )
 
 
 def image_of_data_array(array: Any, axes: Any) -> Any:

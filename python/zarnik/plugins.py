@@ -344,6 +344,8 @@ def _image_over(array: Any, axes: Any) -> Any:
     return _lazy.from_array(array if dtype == wanted else _Converted(array, wanted), axes)
 
 
+#: Of a floating point number and of a complex one in metadata.
+_MOST_BYTES = {"f": 8, "c": 16}
 _CONVERTED: dict[numpy.dtype[Any], numpy.dtype[Any]] = {
     numpy.dtype(bool): numpy.dtype("uint8"),
     numpy.dtype("float16"): numpy.dtype("float32"),
@@ -370,17 +372,31 @@ class _Converted:
 
 
 def plain(tree: Any) -> Any:
-    """Return a header as metadata can hold it: dicts with names, lists, numbers and text; what is none becomes text."""
+    """Return a header as metadata can hold it: dicts with names, lists, arrays, numbers and text.
+
+    Arrays of numbers stay what they are, also of one element; a complex number becomes an array without axes. What is
+    nothing of that becomes text.
+    """
     if tree is None or isinstance(tree, (str, bool, int, float)):
         return tree if not isinstance(tree, int) or -(2**63) <= tree < 2**64 else str(tree)
     if isinstance(tree, Mapping):
         return {str(key): plain(value) for key, value in tree.items()}
     if isinstance(tree, (bytes, bytearray, memoryview)):
         return bytes(tree).rstrip(b"\0").decode("utf-8", "backslashreplace")
+    if isinstance(tree, (complex, numpy.complexfloating)):
+        return _plain_array(numpy.asarray(tree))
     if isinstance(tree, numpy.generic):
-        return plain(tree.item())
+        return plain(float(tree) if isinstance(tree, numpy.floating) else tree.item())
     if isinstance(tree, numpy.ndarray):
-        return plain(tree.tolist()) if tree.dtype.kind not in "biuf" or tree.size < 2 else tree
+        return _plain_array(tree) if tree.ndim or tree.dtype.kind == "c" else plain(tree[()])
     if isinstance(tree, (list, tuple)):
         return [plain(value) for value in tree]
     return str(tree)
+
+
+def _plain_array(array: numpy.ndarray[Any, Any]) -> Any:
+    # Numbers of more than 64 bits are rounded.
+    kind = array.dtype.kind
+    if kind in "fc" and array.dtype.itemsize > _MOST_BYTES[kind]:
+        return array.astype(f"{kind}{_MOST_BYTES[kind]}")
+    return array if kind in "biufc" and not isinstance(array, numpy.ma.MaskedArray) else plain(array.tolist())

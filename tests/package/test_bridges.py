@@ -126,10 +126,12 @@ def test_xarray_units_are_those_of_pint():
 def test_xarray_attributes(tmp_path):
     pytest.importorskip("zarr")
     tree = {"exposure": 0.5, "site": "{3", "n": [1, 2], "device": {"name": "Z1", "on": True, "gains": [1.5]}, "q": '"'}
+    tree |= {"open": True, "shutters": [True, False], "phase": numpy.array([1 + 2j])}
     image, _ = scan(shape=(2, 3, 4, 5, 6), axes="TZYXC", metadata={**tree, "channel_names": list("abcdef")})
     image.interpretation, image.value_range, image.bit_depth = "MULTISPECTRAL", (0, 4095), 12
     given = image.to_xarray("cells").assign_coords(T=("T", [0.0, 1.5], {"units": "s"}))
     assert (list(given.C.values), given.exposure) == (list("abcdef"), 0.5)
+    assert type(given.open) is int
     given.to_zarr(tmp_path / "cells.zarr", zarr_format=2)
     for back in (
         zarnik.from_xarray(given),

@@ -185,6 +185,12 @@ def test_images_of_arrays_that_numpy_cannot_share():
     numpy.testing.assert_allclose(image.get_affine("LPS"), affine)
     assert image.metadata.to_dict() == {"Some": {"x": "ab", "1": None}}
     assert plain([numpy.int16(3), (1.5, {2: object}), 2**70]) == [3, [1.5, {"2": str(object)}], str(2**70)]
+    for held in (numpy.array([1.5]), numpy.array([[True]]), numpy.array([1 + 2j, 3]), numpy.zeros((0, 2), "u8")):
+        back = image_of(shared, "YX", metadata={"x": held}).metadata["x"].to_python()
+        numpy.testing.assert_array_equal(back, held)
+        assert (back.dtype, back.shape) == (held.dtype, held.shape)
+    rest = [numpy.complex64(1j), numpy.longdouble(0.5), numpy.array(7, "u2"), numpy.array([b"a"]), numpy.ma.array([1])]
+    assert plain(rest) == [1j, 0.5, 7, ["a"], [1]]
 
 
 def test_metadata_are_made_when_they_are_asked_for():
