@@ -1,6 +1,7 @@
 #include "access/CursorStream.h"
 
 #include "access/CheckCapability.h"
+#include "access/FileAccess.h"
 #include "access/Innermost.h"
 #include "access/MemoryAccess.h"
 #include "zarnik/core/Error.h"
@@ -73,9 +74,14 @@ size_t CursorStream::write(void const * source, size_t size) {
   return count;
 }
 
+bool CursorStream::isMemory() const { return exactly<OwnedMemory>(*bytes_) || exactly<BorrowedMemory>(*bytes_); }
+
+bool CursorStream::isLocal() const {
+  return isMemory() || exactly<FileAccess>(*bytes_) || exactly<MappedFile>(*bytes_);
+}
+
 std::byte * CursorStream::ahead(size_t size) {
-  bool const isMemory = exactly<OwnedMemory>(*bytes_) || exactly<BorrowedMemory>(*bytes_);
-  if (!isMemory || !bytes_->support(RandomAccessCapability::WRITE))
+  if (!isMemory() || !bytes_->support(RandomAccessCapability::WRITE))
     return nullptr;
   auto const all = bytes_->size();
   if (position_ > all || size > all - position_)

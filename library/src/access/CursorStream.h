@@ -33,7 +33,12 @@ public:
   /// else null. Who writes them goes on with `seek`.
   std::byte * ahead(size_t size);
 
+  /// Whether the bytes are in memory or in a file of this machine: several threads read them faster than one.
+  bool isLocal() const;
+
 private:
+  bool isMemory() const;
+
   std::shared_ptr<RandomAccess> bytes_;
   size_t position_ = 0;
   bool metEnd_ = false;

@@ -13,8 +13,9 @@ namespace zarnik::format {
 struct HashKernels {
   char const * unit;
   void (*add)(XXH3_state_t * state, void const * bytes, size_t size);
-  /// Copies the bytes too, around the caches and in one go over the memory. Source and destination do not overlap.
-  void (*addStreaming)(XXH3_state_t * state, void * destination, void const * source, size_t size);
+  /// Copies blocks of bytes around the caches and hashes each, in one go over the memory. Source and destination do
+  /// not overlap.
+  void (*copyBlocks)(void * destination, void const * source, size_t blockBytes, size_t blocks, uint64_t * hashes);
 };
 
 extern HashKernels const PORTABLE_HASH_KERNELS;
@@ -26,26 +27,23 @@ extern HashKernels const AVX512_HASH_KERNELS;
 /// The kernels that this processor runs, best first.
 std::vector<HashKernels const *> hashKernels();
 
+inline HashKernels const & bestHashKernels() {
+  static auto const * const kernels = hashKernels().front();
+  return *kernels;
+}
+
 inline uint64_t hashOf(void const * bytes, size_t size) { return XXH3_64bits(bytes, size); }
 
-/// The hash of a block that comes in parts.
+/// The hash of a large block, or of one that comes in parts.
 class RunningHash {
 public:
-  RunningHash() : RunningHash(*best()) {}
+  RunningHash() : RunningHash(bestHashKernels()) {}
   explicit RunningHash(HashKernels const & kernels) : kernels_(&kernels) { restart(); }
   void restart() { XXH3_64bits_reset(&state_); }
   void add(void const * bytes, size_t size) { kernels_->add(&state_, bytes, size); }
-  void addStreaming(void * destination, void const * source, size_t size) {
-    kernels_->addStreaming(&state_, destination, source, size);
-  }
   uint64_t value() const { return XXH3_64bits_digest(&state_); }
 
 private:
-  static HashKernels const * best() {
-    static auto const * const kernels = hashKernels().front();
-    return kernels;
-  }
-
   HashKernels const * kernels_;
   XXH3_state_t state_;
 };

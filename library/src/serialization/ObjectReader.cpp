@@ -1,11 +1,12 @@
 #include "serialization/ObjectReader.h"
 
-#include "serialization/BackgroundHash.h"
+#include "serialization/HashedBlocks.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <typeinfo>
 #include <utility>
 
 namespace zarnik::format {
@@ -46,6 +47,8 @@ ObjectReader::ObjectReader(std::shared_ptr<StreamAccess> stream, Kind kind, char
     throw InvalidArgument(fmt::format("there is no stream to decode {} from", what));
   if (!stream_->support(StreamAccessCapability::READ))
     throw InvalidArgument(fmt::format("{} cannot be read to decode {}", stream_->toString(), what));
+  StreamAccess & source = *stream_;
+  cursor_ = typeid(source) == typeid(CursorStream) ? static_cast<CursorStream *>(&source) : nullptr;
   ObjectHeader header{};
   get(&header, sizeof header, "the header");
   if (header.magic != MAGIC)
@@ -117,40 +120,50 @@ void ObjectReader::skipSection() {
 }
 
 void ObjectReader::read(void * destination, uint64_t size) {
-  auto const name = tagText(tag_);
   if (size > left_)
-    fail(fmt::format("section '{}' has {} bytes left where {} are needed", name, left_, size));
-  if (!isHashed_) {
-    get(destination, size, name.c_str());
-    left_ -= size;
-    return;
-  }
+    fail(fmt::format("section '{}' has {} bytes left where {} are needed", tagText(tag_), left_, size));
   auto * rest = static_cast<std::byte *>(destination);
-  // A block is hashed while it is still in the cache, or on another thread.
   while (size != 0) {
-    auto part = std::min(size, blockBytes_ - inBlock_);
-    if (auto const whole = inBlock_ == 0 ? backgroundBytes(size, blockBytes_) : 0; whole != 0) {
-      part = whole;
-      BackgroundHash hashing(rest, blockBytes_, part / blockBytes_, 0);
-      for (uint64_t block = 0; block != part / blockBytes_; ++block) {
-        get(rest + block * blockBytes_, blockBytes_, name.c_str());
-        hashing.setReady(block + 1);
-      }
-      hashing.take(hashes_);
-    } else {
-      get(rest, part, name.c_str());
-      hash_.add(rest, part);
-      inBlock_ += part;
-      if (inBlock_ == blockBytes_ || part == left_) {
-        hashes_.push_back(hash_.value());
-        hash_.restart();
-        inBlock_ = 0;
-      }
-    }
+    auto part = getBlocks(rest, size);
+    if (part == 0)
+      part = getPart(rest, size);
     left_ -= part;
     rest += part;
     size -= part;
   }
+}
+
+uint64_t ObjectReader::getBlocks(std::byte * destination, uint64_t size) {
+  HashedBlocks const blocks{blockBytes_, size / blockBytes_};
+  if (!isHashed_ || inBlock_ != 0 || blocks.count < 2 || cursor_ == nullptr || !cursor_->isLocal())
+    return 0;
+  // What cannot be read is found again, and told, when it is read by parts.
+  auto const hashes = blocks.read(*cursor_->bytes(), cursor_->tell(), destination);
+  if (hashes.empty())
+    return 0;
+  cursor_->seek(static_cast<int64_t>(blocks.bytes()), SeekOrigin::CURRENT);
+  position_ += blocks.bytes();
+  hashes_.insert(hashes_.end(), hashes.begin(), hashes.end());
+  return blocks.bytes();
+}
+
+uint64_t ObjectReader::getPart(std::byte * destination, uint64_t size) {
+  auto const name = tagText(tag_);
+  if (!isHashed_) {
+    get(destination, size, name.c_str());
+    return size;
+  }
+  // Hashed while it is in the cache.
+  auto const part = std::min(size, blockBytes_ - inBlock_);
+  get(destination, part, name.c_str());
+  hash_.add(destination, part);
+  inBlock_ += part;
+  if (inBlock_ == blockBytes_ || part == left_) {
+    hashes_.push_back(hash_.value());
+    hash_.restart();
+    inBlock_ = 0;
+  }
+  return part;
 }
 
 void ObjectReader::endSection() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "access/CursorStream.h"
 #include "serialization/Format.h"
 #include "serialization/Hash.h"
 #include "zarnik/access/StreamAccess.h"
@@ -52,10 +53,16 @@ public:
 
 private:
   void get(void * destination, uint64_t size, char const * part);
+  /// Reads whole blocks and hashes them on several threads, where that can be done.
+  /// \return bytes read, 0 if these blocks are to be read by parts
+  uint64_t getBlocks(std::byte * destination, uint64_t size);
+  /// \return bytes read, of one block at most where they are hashed
+  uint64_t getPart(std::byte * destination, uint64_t size);
   uint64_t blockCount() const { return isHashed_ ? (length_ + blockBytes_ - 1) / blockBytes_ : 0; }
   void skipSection();
 
   std::shared_ptr<StreamAccess> stream_;
+  CursorStream * cursor_ = nullptr; ///< the stream, if it is one of the library's cursors
   char const * what_;
   DataType dataType_;
   bool isHashed_ = true;

@@ -1,16 +1,24 @@
 #include "serialization/ObjectWriter.h"
 
 #include "layout/CacheSize.h"
-#include "serialization/BackgroundHash.h"
+#include "serialization/HashedBlocks.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/layout/Threads.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <functional>
+#include <future>
 #include <typeinfo>
 #include <utility>
 
 namespace zarnik::format {
+namespace {
+
+// A thread begins in less time than this takes to hash.
+constexpr uint64_t LEAST_BACKGROUND_BYTES = 8 << 20;
+
+} // namespace
 
 ObjectWriter::ObjectWriter(std::shared_ptr<StreamAccess> stream, Kind kind, DataType dataType,
                            WriteOptions const & options)
@@ -65,49 +73,58 @@ void ObjectWriter::write(void const * bytes, uint64_t size) {
   if (size > left_)
     throw Error(fmt::format("{} bytes are too many for a section that takes {} more", size, left_));
   auto const * rest = static_cast<std::byte const *>(bytes);
-  if (!isHashed()) {
-    put(bytes, size);
-    left_ -= size;
-    return;
-  }
-  // A block is hashed while it is in the cache, or on another thread, and not before it is written: a stream that takes
-  // nothing may be tried again.
   while (size != 0) {
-    auto part = std::min(size, options_.blockBytes - inBlock_);
-    auto const whole = inBlock_ == 0 ? backgroundBytes(size, options_.blockBytes) : 0;
-    bool const isStreamed = putStreaming(rest, part);
-    if (!isStreamed && whole != 0) {
-      part = whole;
-      auto const blocks = part / options_.blockBytes;
-      BackgroundHash hashing(rest, options_.blockBytes, blocks, blocks);
-      put(rest, part);
-      hashing.take(hashes_);
-    } else {
-      if (!isStreamed) {
-        put(rest, part);
-        hash_.add(rest, part);
-      }
-      inBlock_ += part;
-      if (inBlock_ == options_.blockBytes || part == left_)
-        endBlock();
-    }
+    auto part = putBlocks(rest, size);
+    if (part == 0)
+      part = putPart(rest, size);
     left_ -= part;
     rest += part;
     size -= part;
   }
 }
 
-bool ObjectWriter::putStreaming(std::byte const * bytes, uint64_t size) {
+uint64_t ObjectWriter::putBlocks(std::byte const * bytes, uint64_t size) {
+  HashedBlocks const blocks{options_.blockBytes, size / options_.blockBytes};
+  if (!isHashed() || inBlock_ != 0 || blocks.count == 0)
+    return 0;
+  std::vector<uint64_t> hashes;
+  if (auto * const place = streamingPlace(bytes, blocks.bytes())) {
+    hashes = blocks.copy(place, bytes);
+    cursor_->seek(static_cast<int64_t>(blocks.bytes()), SeekOrigin::CURRENT);
+    position_ += blocks.bytes();
+  } else if (size >= LEAST_BACKGROUND_BYTES && threadCount() != 1) {
+    // If no thread can be had, they are hashed when they are asked for.
+    auto hashing = std::async(std::launch::async | std::launch::deferred, [=] { return blocks.hash(bytes); });
+    put(bytes, blocks.bytes());
+    hashes = hashing.get();
+  } else {
+    return 0;
+  }
+  hashes_.insert(hashes_.end(), hashes.begin(), hashes.end());
+  return blocks.bytes();
+}
+
+uint64_t ObjectWriter::putPart(std::byte const * bytes, uint64_t size) {
+  if (!isHashed()) {
+    put(bytes, size);
+    return size;
+  }
+  // Hashed while it is in the cache, and not before it is written: a stream that takes nothing may be tried again.
+  auto const part = std::min(size, options_.blockBytes - inBlock_);
+  put(bytes, part);
+  hash_.add(bytes, part);
+  inBlock_ += part;
+  if (inBlock_ == options_.blockBytes || part == left_)
+    endBlock();
+  return part;
+}
+
+std::byte * ObjectWriter::streamingPlace(std::byte const * bytes, uint64_t size) const {
   if (cursor_ == nullptr || length_ < layout::streamingThresholdBytes())
-    return false;
+    return nullptr;
   auto * const place = cursor_->ahead(size);
   std::less_equal<> const isBefore;
-  if (place == nullptr || !(isBefore(bytes + size, place) || isBefore(place + size, bytes)))
-    return false;
-  hash_.addStreaming(place, bytes, size);
-  cursor_->seek(static_cast<int64_t>(size), SeekOrigin::CURRENT);
-  position_ += size;
-  return true;
+  return place != nullptr && (isBefore(bytes + size, place) || isBefore(place + size, bytes)) ? place : nullptr;
 }
 
 void ObjectWriter::endBlock() {

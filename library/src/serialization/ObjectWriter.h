@@ -49,8 +49,13 @@ public:
 
 private:
   void put(void const * bytes, uint64_t size);
-  /// Writes and hashes in one go around the caches, if the section is too large for them and the stream is memory.
-  bool putStreaming(std::byte const * bytes, uint64_t size);
+  /// Writes whole blocks and hashes them on several threads, or in one go around the caches.
+  /// \return bytes written, 0 if these blocks are to be written by parts
+  uint64_t putBlocks(std::byte const * bytes, uint64_t size);
+  /// \return bytes written, of one block at most where they are hashed
+  uint64_t putPart(std::byte const * bytes, uint64_t size);
+  /// Where so many bytes belong in memory, if the section is too large for the caches and the stream is memory.
+  std::byte * streamingPlace(std::byte const * bytes, uint64_t size) const;
   void endBlock();
   uint64_t blockCount(uint64_t length) const {
     return isHashed() ? (length + options_.blockBytes - 1) / options_.blockBytes : 0;
