@@ -13,6 +13,7 @@
 #include <memory>
 #include <numeric>
 #include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -24,6 +25,8 @@ namespace {
 constexpr char const * MEMORY = "zarnik.column_memory";
 constexpr char const * ARROW_SCHEMA = "arrow_schema";
 constexpr char const * ARROW_STREAM = "arrow_array_stream";
+// So few that the texts are still in the cache when they are looked at again.
+constexpr size_t TEXTS_AT_ONCE = 16384;
 
 swig_type_info * frameType() {
   static auto * const found = findType("std::shared_ptr< zarnik::DataFrameView > *");
@@ -94,12 +97,19 @@ PyObject * readTexts(PyObject *, PyObject * arguments) {
     unsigned long long count = 0;
     if (!PyArg_ParseTuple(arguments, "OKKK", &object, &column, &offset, &count))
       return nullptr;
-    auto const texts = frameOf(object)->readText(column, offset, count);
+    auto const frame = frameOf(object);
+    // What cannot be read is refused before memory is taken for it.
+    auto texts = frame->readText(column, offset, std::min<uint64_t>(count, TEXTS_AT_ONCE));
+    if (auto const rows = frame->shape()[1]; count > rows - offset)
+      throw InvalidArgument(fmt::format("row {} + {} rows exceeds the {} rows of the table", offset, count, rows));
     auto list = required(PyList_New(static_cast<Py_ssize_t>(count)));
     for (size_t i = 0; i < count; ++i) {
-      auto const length = texts.offsets[i + 1] - texts.offsets[i];
-      auto text = required(PyUnicode_DecodeUTF8(texts.bytes.data() + texts.offsets[i], static_cast<Py_ssize_t>(length),
-                                                "surrogateescape"));
+      auto const place = i % TEXTS_AT_ONCE;
+      if (place == 0 && i != 0)
+        texts = frame->readText(column, offset + i, std::min<uint64_t>(count - i, TEXTS_AT_ONCE));
+      auto const length = texts.offsets[place + 1] - texts.offsets[place];
+      auto text = required(PyUnicode_DecodeUTF8(texts.bytes.data() + texts.offsets[place],
+                                                static_cast<Py_ssize_t>(length), "surrogateescape"));
       PyList_SetItem(list.get(), static_cast<Py_ssize_t>(i), text.release());
     }
     return list.release();
@@ -107,7 +117,7 @@ PyObject * readTexts(PyObject *, PyObject * arguments) {
 }
 
 // From numbers of characters to positions in UTF-8, in place.
-void countBytes(std::vector<uint64_t> & offsets, std::string_view bytes) {
+void countBytes(std::span<uint64_t> offsets, std::string_view bytes) {
   if (offsets.back() == bytes.size())
     return;
   uint64_t characters = 0;
@@ -124,6 +134,22 @@ void countBytes(std::vector<uint64_t> & offsets, std::string_view bytes) {
   }
 }
 
+// Encodes some texts behind others. Joined, they are encoded at once.
+void appendTexts(PyObject * list, PyObject * nothing, std::span<uint64_t> offsets, std::string & bytes) {
+  auto const joined = required(PyUnicode_Join(nothing, list));
+  auto const encoded = required(PyUnicode_AsUTF8String(joined.get()));
+  std::string_view const added(PyBytes_AsString(encoded.get()), static_cast<size_t>(PyBytes_Size(encoded.get())));
+  offsets[0] = 0;
+  for (size_t i = 0; i + 1 < offsets.size(); ++i) {
+    auto const length = PyUnicode_GetLength(PyList_GetItem(list, static_cast<Py_ssize_t>(i)));
+    offsets[i + 1] = offsets[i] + static_cast<uint64_t>(length);
+  }
+  countBytes(offsets, added);
+  for (auto & offset : offsets)
+    offset += bytes.size();
+  bytes += added;
+}
+
 PyObject * writeTexts(PyObject *, PyObject * arguments) {
   return guarded([&]() -> PyObject * {
     PyObject * object = nullptr;
@@ -133,19 +159,18 @@ PyObject * writeTexts(PyObject *, PyObject * arguments) {
     if (!PyArg_ParseTuple(arguments, "OKKO", &object, &column, &offset, &texts))
       return nullptr;
     auto const frame = frameOf(object);
-    // No code of Python's runs from here on, so a list stays as it is. Joined, the texts are encoded at once.
+    // No code of Python's runs from here on, so a list stays as it is.
     auto const list = PyList_CheckExact(texts) ? Reference::share(texts) : required(PySequence_List(texts));
     auto const nothing = required(PyUnicode_FromString(""));
-    auto const joined = required(PyUnicode_Join(nothing.get(), list.get()));
-    auto const encoded = required(PyUnicode_AsUTF8String(joined.get()));
     auto const count = static_cast<size_t>(PyList_Size(list.get()));
     std::vector<uint64_t> offsets(count + 1);
-    for (size_t i = 0; i < count; ++i) {
-      auto const length = PyUnicode_GetLength(PyList_GetItem(list.get(), static_cast<Py_ssize_t>(i)));
-      offsets[i + 1] = offsets[i] + static_cast<uint64_t>(length);
+    std::string bytes;
+    for (size_t first = 0; first < count; first += TEXTS_AT_ONCE) {
+      auto const some = std::min(count - first, TEXTS_AT_ONCE);
+      auto const part =
+          required(PyList_GetSlice(list.get(), static_cast<Py_ssize_t>(first), static_cast<Py_ssize_t>(first + some)));
+      appendTexts(part.get(), nothing.get(), std::span(offsets).subspan(first, some + 1), bytes);
     }
-    std::string_view const bytes(PyBytes_AsString(encoded.get()), static_cast<size_t>(PyBytes_Size(encoded.get())));
-    countBytes(offsets, bytes);
     frame->writeText(column, offset, count, offsets.data(), bytes.data());
     return Reference::share(Py_None).release();
   });

@@ -4,19 +4,72 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <cstring>
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
 
 namespace zarnik {
 
+namespace {
+
+constexpr char const * OWNER = "a column of a table";
+// Large pages are fetched in less time than it takes to fill them, small ones are not.
+constexpr size_t LARGE_PAGE_BYTES = 2 << 20;
+constexpr uint64_t MAPPED_FROM_BYTES = 2 * LARGE_PAGE_BYTES;
+
+/// 0 if they are too many.
+size_t wholePages(uint64_t bytes) {
+  return bytes > SIZE_MAX - LARGE_PAGE_BYTES
+             ? 0
+             : static_cast<size_t>((bytes + LARGE_PAGE_BYTES - 1) / LARGE_PAGE_BYTES) * LARGE_PAGE_BYTES;
+}
+
+} // namespace
+
+/// Zeros at first. Large ones are asked of the system, which lets them grow, by zeros, without copying.
 struct RowBuffer::Block {
-  Block(uint64_t rowCount, size_t itemBytes)
-      : memory(static_cast<std::byte *>(detail::allocateZeroed(rowCount, itemBytes, "a column of a table"))) {}
+  Block(uint64_t rowCount, size_t itemBytes) {
+    auto const bytes = checkedMultiply(rowCount, itemBytes, "bytes to allocate");
+    if (bytes < MAPPED_FROM_BYTES || !map(wholePages(bytes)))
+      memory = static_cast<std::byte *>(detail::allocateZeroed(rowCount, itemBytes, OWNER));
+  }
   Block(Block const &) = delete;
   Block & operator=(Block const &) = delete;
-  ~Block() { detail::freeZeroed(memory); }
 
-  std::byte * memory;
+#ifdef __linux__
+  ~Block() {
+    if (mappedBytes != 0)
+      ::munmap(memory, mappedBytes);
+    else
+      detail::freeZeroed(memory);
+  }
+  bool map(size_t bytes) {
+    auto * const mapped = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return keep(mapped, bytes);
+  }
+  /// \return whether it could
+  bool grow(uint64_t bytes) {
+    auto const whole = wholePages(bytes);
+    return mappedBytes != 0 && whole != 0 && keep(::mremap(memory, mappedBytes, whole, MREMAP_MAYMOVE), whole);
+  }
+  bool keep(void * mapped, size_t bytes) {
+    if (mapped == MAP_FAILED)
+      return false;
+    ::madvise(mapped, bytes, MADV_HUGEPAGE);
+    memory = static_cast<std::byte *>(mapped);
+    mappedBytes = bytes;
+    return true;
+  }
+
+  size_t mappedBytes = 0;
+#else
+  ~Block() { detail::freeZeroed(memory); }
+  bool map(size_t) { return false; }
+  bool grow(uint64_t) { return false; }
+#endif
+
+  std::byte * memory = nullptr;
 };
 
 RowBuffer::RowBuffer(uint64_t rowCount, size_t itemBytes)
@@ -61,14 +114,10 @@ void RowBuffer::moveTo(uint64_t capacity) {
 }
 
 bool RowBuffer::growInPlace(uint64_t capacity) {
-  auto const bytes = checkedMultiply(capacity, itemBytes_, "bytes of a column of a table");
-  auto * const memory = bytes > SIZE_MAX ? nullptr : std::realloc(block_->memory, bytes);
-  if (!memory)
+  if (!block_->grow(checkedMultiply(capacity, itemBytes_, "bytes of a column of a table")))
     return false;
-  block_->memory = static_cast<std::byte *>(memory);
   items_ = block_->memory;
-  // What lies behind the old capacity is unknown.
-  cleanFrom_ = capacity_ = capacity;
+  capacity_ = capacity;
   return true;
 }
 
@@ -83,8 +132,7 @@ void RowBuffer::prepare(uint64_t rowCount, bool movesRows) {
   }
   // Growth by half keeps the cost of an appended row constant; memory that is not touched costs nothing.
   auto const roomy = capacity_ <= UINT64_MAX / 2 ? std::max(rowCount, capacity_ + capacity_ / 2) : rowCount;
-  // The system can often move large blocks without copying. What a long insertion adds is better asked for as zeros.
-  if (!shared && rowCount - rowCount_ <= rowCount_ && growInPlace(roomy))
+  if (!shared && growInPlace(roomy))
     return;
   moveTo(rowCount_ == 0 || rowCount / 2 > rowCount_ ? rowCount : roomy);
 }
