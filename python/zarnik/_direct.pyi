@@ -219,6 +219,9 @@ def store_image(
 ) -> None:
     """Write an image to a StreamAccess: bytes of a block, 0 for the usual ones, and whether blocks have hashes."""
 
+def store_frame(frame: Any, stream: Any, progress: Callable[[int, int], object] | None, /) -> None:
+    """Write a table to a StreamAccess, and tell a function of the cells that are written and of all."""
+
 def image_writer(image: Any, stream: Any, /) -> Any:
     """Return the writer that stores an image in a StreamAccess."""
 

@@ -103,7 +103,8 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
         are replaced as that place replaces them, of folders the old one is removed first, and descriptions come last.
     :param what: An ImageView or a DataFrameView.
     :param format: The name of the format, if the suffix shall not decide. Without a suffix it is the package's own.
-    :param progress: True for a bar, or a function that is called with what is done and the total, in bytes.
+    :param progress: True for a bar, or a function that is called with what is done and the total, in bytes; of a table
+        in cells.
     :param options: Of the format, as its section in the guide tells.
     :raises Error: if the image cannot be read, the file not be written, or the format not hold the image at all.
     :warns LossWarning: of what the format cannot hold.
@@ -133,7 +134,7 @@ def save(path: Any, what: Any, *, format: str | None = None, progress: Progress 
         return chosen.recognizes(Source(path))
 
     def write(part: str) -> None:
-        with listener(progress, "saving") as told:
+        with listener(progress, "saving", "B" if isinstance(what, _classes.ImageView) else " cells") as told:
             report = _Report(told)
             with _errors_of(chosen, path, report):
                 chosen.save(part, cast("ImageView", what), progress=report, **options)

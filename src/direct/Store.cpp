@@ -9,10 +9,12 @@
 #include "zarnik/access/RandomAccess.h"
 #include "zarnik/access/StreamAccess.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/frames/DataFrameView.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/metadata/VariantDataValueFactory.h"
 #include "zarnik/serialization/ImageWriter.h"
+#include "zarnik/serialization/StoredFrame.h"
 #include "zarnik/serialization/StoredImage.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/BorrowedMemoryView.h"
@@ -28,6 +30,7 @@ namespace {
 
 struct Types {
   swig_type_info * image = findType("std::shared_ptr< zarnik::ImageView > *");
+  swig_type_info * frame = findType("std::shared_ptr< zarnik::DataFrameView > *");
   swig_type_info * stream = findType("std::shared_ptr< zarnik::StreamAccess > *");
   swig_type_info * random = findType("std::shared_ptr< zarnik::RandomAccess > *");
   swig_type_info * properties = findType("std::shared_ptr< zarnik::ImageProperties > *");
@@ -76,6 +79,22 @@ PyObject * storeImage(PyObject *, PyObject * arguments) {
       writer->setOption("block_bytes", VariantDataValueFactory::create(&bytes, 1));
     writer->setOption("checksums", VariantDataValueFactory::create(&areHashed, 1));
     runWriter(writer, ProgressCall(progress), [](Writer & all) { all.writeAll(); });
+    return Reference::share(Py_None).release();
+  });
+}
+
+PyObject * storeFrame(PyObject *, PyObject * arguments) {
+  return guarded([&]() -> PyObject * {
+    PyObject * frameObject = nullptr;
+    PyObject * streamObject = nullptr;
+    PyObject * progress = nullptr;
+    if (!PyArg_ParseTuple(arguments, "OOO", &frameObject, &streamObject, &progress))
+      return nullptr;
+    // The lock keeps others from changing the table. Signals are seen when the function is told.
+    Cancellation const none;
+    storeDataFrame(requiredPointer<DataFrameView>(frameObject, types().frame, "a DataFrameView"),
+                   requiredPointer<StreamAccess>(streamObject, types().stream, "a StreamAccess"),
+                   ProgressCall(progress).until(none));
     return Reference::share(Py_None).release();
   });
 }
@@ -165,6 +184,8 @@ PyMethodDef methods[] = {
     {"store_image", storeImage, METH_VARARGS,
      "Write an image to a StreamAccess: bytes of a block, 0 for the usual ones, whether blocks have hashes, and the\n"
      "function that is told of the blocks."},
+    {"store_frame", storeFrame, METH_VARARGS,
+     "Write a table to a StreamAccess, and tell a function of the cells that are written and of all."},
     {"image_writer", imageWriter, METH_VARARGS, "Return the writer that stores an image in a StreamAccess."},
     {"run_writer", runSteps, METH_VARARGS,
      "Let a writer write \"all\", the \"data\" that is missing, or the \"rest\" of the file, whatever that is, and "

@@ -110,6 +110,24 @@ zarnik.uniform((4, 10), 7, "uint8").to_memory(progress=False)
     assert run.stderr.count("reading: 100%") == 1
 
 
+def test_a_table_tells_the_cells_that_are_saved(tmp_path):
+    texts = [f"cell {row}" for row in range(200_000)]
+    frame = zarnik.DataFrameView.from_dict({"text": texts, "number": numpy.arange(200_000)})
+    told = []
+    zarnik.save(tmp_path / "a.zrn", frame, progress=lambda *now: told.append(now))
+    assert told == sorted(told)
+    assert told[-1] == (400_000, 400_000)
+
+    def enough(done, total):
+        raise KeyError("enough")
+
+    with pytest.raises(KeyError, match="enough"):
+        zarnik.save(tmp_path / "a.zrn", frame, progress=enough)
+    again = zarnik.open(tmp_path / "a.zrn")
+    assert again["text"] == texts
+    numpy.testing.assert_array_equal(again["number"], frame["number"])
+
+
 def test_what_is_no_progress():
     with pytest.raises(TypeError, match="progress is None, True or a function of done and total, got 'yes'"):
         lazy().to_memory(progress="yes")

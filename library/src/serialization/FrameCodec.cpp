@@ -1,5 +1,6 @@
 #include "serialization/FrameCodec.h"
 
+#include "core/ProgressReport.h"
 #include "serialization/Content.h"
 #include "serialization/ObjectReader.h"
 #include "serialization/ObjectWriter.h"
@@ -16,23 +17,31 @@ namespace zarnik::format {
 namespace {
 
 constexpr uint64_t TEXT_ROWS = 65536;
+// Cells in memory are given to the stream in parts, which are told one by one.
+constexpr uint64_t SHARED_BYTES = 64 << 20;
 
 bool isText(DataType type) { return type == DataTypeId::UTF8_STRING; }
 
-void encodeNumbers(ObjectWriter & writer, DataFrameView & frame, size_t column, uint64_t rows, uint64_t cellBytes) {
+void encodeNumbers(ObjectWriter & writer, DataFrameView & frame, size_t column, uint64_t rows,
+                   ProgressReport & report) {
+  uint64_t const cellBytes = frame.columnDataType(column).byteCount();
   writer.align();
   writer.beginSection(NUMBERS, checkedMultiply(rows, cellBytes, "bytes of a column"));
-  std::vector<std::byte> cells(std::min(rows * cellBytes, BLOCK_BYTES));
-  auto const rowsAtOnce = std::max<uint64_t>(1, BLOCK_BYTES / cellBytes);
+  auto const memory = frame.columnMemory(column).cells;
+  auto const rowsAtOnce = std::max<uint64_t>(1, (memory ? SHARED_BYTES : BLOCK_BYTES) / cellBytes);
+  std::vector<std::byte> copies(memory ? 0 : std::min(rows, rowsAtOnce) * cellBytes);
   for (uint64_t row = 0; row < rows; row += rowsAtOnce) {
     auto const count = std::min(rowsAtOnce, rows - row);
-    frame.read(column, row, count, cells.data());
-    writer.write(cells.data(), count * cellBytes);
+    if (!memory)
+      frame.read(column, row, count, copies.data());
+    auto const * const cells = memory ? static_cast<std::byte const *>(memory.get()) + row * cellBytes : copies.data();
+    writer.write(cells, count * cellBytes);
+    report.advance(count);
   }
   writer.endSection();
 }
 
-void encodeTexts(ObjectWriter & writer, DataFrameView & frame, size_t column, uint64_t rows) {
+void encodeTexts(ObjectWriter & writer, DataFrameView & frame, size_t column, uint64_t rows, ProgressReport & report) {
   for (uint64_t row = 0; row < rows; row += TEXT_ROWS) {
     auto const count = std::min(TEXT_ROWS, rows - row);
     auto const cells = frame.readText(column, row, count);
@@ -42,21 +51,17 @@ void encodeTexts(ObjectWriter & writer, DataFrameView & frame, size_t column, ui
     writer.write(cells.offsets.data(), offsetBytes);
     writer.write(cells.bytes.data(), cells.bytes.size());
     writer.endSection();
+    report.advance(count);
   }
 }
 
-void decodeNumbers(ObjectReader & reader, DataFrameView & frame, size_t column, uint64_t rows, uint64_t cellBytes) {
+void decodeNumbers(ObjectReader & reader, DataFrameView & frame, size_t column, uint64_t rows) {
+  uint64_t const cellBytes = frame.columnDataType(column).byteCount();
   reader.next({NUMBERS});
   if (reader.length() != checkedMultiply(rows, cellBytes, "bytes of a column"))
     reader.fail(fmt::format("section 'NCOL' has {} bytes, {} cells of {} bytes were expected", reader.length(), rows,
                             cellBytes));
-  std::vector<std::byte> cells(std::min(reader.length(), BLOCK_BYTES));
-  auto const rowsAtOnce = std::max<uint64_t>(1, BLOCK_BYTES / cellBytes);
-  for (uint64_t row = 0; row < rows; row += rowsAtOnce) {
-    auto const count = std::min(rowsAtOnce, rows - row);
-    reader.read(cells.data(), count * cellBytes);
-    frame.write(column, row, count, cells.data());
-  }
+  reader.read(frame.columnMemory(column).cells.get(), reader.length());
   reader.endSection();
 }
 
@@ -83,7 +88,8 @@ void decodeTexts(ObjectReader & reader, DataFrameView & frame, size_t column, ui
 
 } // namespace
 
-void encodeFrame(std::shared_ptr<DataFrameView> const & frame, std::shared_ptr<StreamAccess> stream) {
+void encodeFrame(std::shared_ptr<DataFrameView> const & frame, std::shared_ptr<StreamAccess> stream,
+                 Progress const & progress) {
   if (!frame)
     throw InvalidArgument("there is no data frame to encode");
   if (!frame->support(DataFrameCapability::READ))
@@ -101,12 +107,12 @@ void encodeFrame(std::shared_ptr<DataFrameView> const & frame, std::shared_ptr<S
   }
   ObjectWriter writer(std::move(stream), Kind::DATA_FRAME, DataType());
   writer.writeSection(COLUMNS, header.bytes());
+  ProgressReport report("storing a table", checkedMultiply(columns, rows, "cells of a table"), progress);
   for (size_t column = 0; column != columns; ++column) {
-    auto const type = frame->columnDataType(column);
-    if (isText(type))
-      encodeTexts(writer, *frame, column, rows);
+    if (isText(frame->columnDataType(column)))
+      encodeTexts(writer, *frame, column, rows, report);
     else
-      encodeNumbers(writer, *frame, column, rows, type.byteCount());
+      encodeNumbers(writer, *frame, column, rows, report);
   }
   writer.finish();
 }
@@ -130,11 +136,10 @@ std::shared_ptr<DataFrameView> decodeFrame(std::shared_ptr<StreamAccess> stream)
   if (rows != 0)
     frame->addRows(0, rows);
   for (size_t column = 0; column != columns; ++column) {
-    auto const type = frame->columnDataType(column);
-    if (isText(type))
+    if (isText(frame->columnDataType(column)))
       decodeTexts(reader, *frame, column, rows);
     else
-      decodeNumbers(reader, *frame, column, rows, type.byteCount());
+      decodeNumbers(reader, *frame, column, rows);
   }
   reader.finish();
   return frame;

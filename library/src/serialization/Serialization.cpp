@@ -4,6 +4,7 @@
 #include "serialization/FrameCodec.h"
 #include "serialization/ImageCodec.h"
 #include "serialization/ValueCodec.h"
+#include "zarnik/serialization/StoredFrame.h"
 
 #include <new>
 
@@ -34,6 +35,11 @@ std::shared_ptr<ImageView> Serialization::decodeImageView(std::shared_ptr<Stream
 void Serialization::encodeDataFrameView(std::shared_ptr<DataFrameView> dataFrame,
                                         std::shared_ptr<StreamAccess> outStream) {
   withMemory([&] { format::encodeFrame(dataFrame, std::move(outStream)); });
+}
+
+void storeDataFrame(std::shared_ptr<DataFrameView> frame, std::shared_ptr<StreamAccess> stream,
+                    Progress const & progress) {
+  withMemory([&] { format::encodeFrame(frame, std::move(stream), progress); });
 }
 
 std::shared_ptr<DataFrameView> Serialization::decodeDataFrameView(std::shared_ptr<StreamAccess> inStream) {

@@ -63,7 +63,7 @@ class Own(Format):
         """
         with open_stream(path, "w") as stream:
             if isinstance(image, _classes.DataFrameView):
-                flat.Serialization_encode_data_frame_view(image, stream)
+                _direct.store_frame(image, stream, progress)
             else:
                 count = image.nbytes
                 blocks = lambda done, total: progress(count * done // max(1, total), count)  # noqa: E731
