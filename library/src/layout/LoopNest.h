@@ -24,8 +24,8 @@ struct LoopNest {
     int64_t destinationStride;
   };
 
-  /// The highest rank, with room for the components of a vector element beside 32 dimensions.
-  static constexpr size_t CAPACITY = 33;
+  /// The highest rank, with room for the components of a vector element beside the dimensions of any image.
+  static constexpr size_t CAPACITY = 129;
 
   /// \throws InvalidArgument If the ranks differ or are too high, or if a destination stride is 0.
   LoopNest(std::span<uint64_t const> size, std::span<uint64_t const> sourceStrides,

@@ -32,8 +32,8 @@ class TilingInfoExtension;
 class ZARNIK_API ImageView : public View {
 public:
 #ifndef SWIG
-  /// The highest number of dimensions of an image.
-  static constexpr size_t MAXIMUM_DIMENSION_COUNT = 32;
+  /// The highest number of dimensions of an image, which is above that of the arrays that it can be shown as.
+  static constexpr size_t MAXIMUM_DIMENSION_COUNT = 128;
 #endif
 
   /// Destroy the image view.
