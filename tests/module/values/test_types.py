@@ -102,16 +102,6 @@ def test_named_image_types(name):
     refused("it has [0-9]", _zarnik.ImageType__dimension, named, len(AXES[name]))
 
 
-def test_the_named_types_are_the_library_own_objects():
-    first, second = _zarnik.cvar.ImageTypeId_IMAGE, _zarnik.cvar.ImageTypeId_IMAGE
-    _zarnik.ImageType_add(first, _zarnik.ImageDimension_SEQUENCE)
-    try:
-        assert dimensions(second) == [0, 1, 4]
-    finally:
-        _zarnik.ImageType_remove(second, _zarnik.ImageDimension_SEQUENCE)
-    assert dimensions(first) == [0, 1]
-
-
 def test_combining_and_removing():
     image = _zarnik.__or__(_zarnik.ImageDimension_ROW, _zarnik.ImageDimension_COLUMN)
     assert dimensions(image) == [0, 1]

@@ -29,38 +29,27 @@ def test_unstack():
     rows = _zarnik.MultiImageViewFactory_unstack_dimension(volume, _zarnik.ImageDimension_ROW)
     axes = _zarnik.ImageView_get_axes_interpretation(_zarnik.MultiImageView_frame(rows, 0))
     assert _zarnik.ImageType_value(axes) == 0b101  # X and Z are left
-    # Frames of size 1 keep their dimensions.
+    # Frames of size 1 keep their dimensions; what is written to one is written to the image.
     flat = image_of(ramp((4, 1, 5)))
-    slices = _zarnik.MultiImageViewFactory_unstack_dimension_index(flat, 2)
-    assert uint8s(_zarnik.MultiImageView_frame(slices, 0)).shape == (4, 1)
-
-
-def test_writing_a_frame_writes_the_image():
-    array = ramp((4, 3, 5))
-    volume = image_of(array)
-    rows = _zarnik.MultiImageViewFactory_unstack_dimension_index(volume, 1)
-    _zarnik.ImageView___write(_zarnik.MultiImageView_frame(rows, 2), (3, 4), b"\xff")
-    array[3, 2, 4] = 255
-    numpy.testing.assert_array_equal(uint8s(volume), array)
+    frame = _zarnik.MultiImageView_frame(_zarnik.MultiImageViewFactory_unstack_dimension_index(flat, 2), 4)
+    assert uint8s(frame).shape == (4, 1)
+    _zarnik.ImageView___write(frame, (3, 0), b"\xff")
+    assert uint8s(flat)[3, 0, 4] == 255
 
 
 def test_deinterlace():
-    rgb = ramp((4, 3, 3))
-    colours = image_of(rgb, _zarnik.DataTypeId_VEC3_UINT8)
-    channels = _zarnik.MultiImageViewFactory_deinterlace(colours)
-    assert _zarnik.MultiImageView_get_frame_count(channels) == 3
-    for i in range(3):
-        numpy.testing.assert_array_equal(uint8s(_zarnik.MultiImageView_frame(channels, i)), rgb[..., i])
-    array = ramp((4, 3, 2, 5, 2))  # X Y Z C T
-    spectral = image_of(array)
-    channels = _zarnik.MultiImageViewFactory_deinterlace(spectral)
-    assert _zarnik.MultiImageView_get_frame_count(channels) == 5
-    numpy.testing.assert_array_equal(uint8s(_zarnik.MultiImageView_frame(channels, 4)), array[:, :, :, 4])
-    array = ramp((4, 3))
-    single = image_of(array)
-    channels = _zarnik.MultiImageViewFactory_deinterlace(single)
-    assert _zarnik.MultiImageView_get_frame_count(channels) == 1
-    numpy.testing.assert_array_equal(uint8s(_zarnik.MultiImageView_frame(channels, 0)), array)
+    for array, data_type in (
+        (ramp((4, 3, 1, 3)), _zarnik.DataTypeId_VEC3_UINT8),  # X Y Z and components
+        (ramp((4, 3, 2, 5, 2)), None),  # X Y Z C T
+    ):
+        channels = _zarnik.MultiImageViewFactory_deinterlace(image_of(array, data_type))
+        assert _zarnik.MultiImageView_get_frame_count(channels) == array.shape[3]
+        for i in range(array.shape[3]):
+            shown = uint8s(_zarnik.MultiImageView_frame(channels, i))
+            numpy.testing.assert_array_equal(shown, array[:, :, :, i])
+    single = image_of(ramp((4, 3)))
+    shown = _zarnik.MultiImageView_frame(_zarnik.MultiImageViewFactory_deinterlace(single), 0)
+    numpy.testing.assert_array_equal(uint8s(shown), ramp((4, 3)))
 
 
 def test_splitting_what_cannot_be_split():
