@@ -17,6 +17,7 @@ import numpy
 import pytest
 
 import zarnik
+from support.expect import raises
 
 CONTENT = bytes(range(256)) * 40
 
@@ -124,8 +125,7 @@ def test_all_sources_are_read_alike(make, path):
         assert stream.readinto(buffer) == 5
         assert buffer == CONTENT[4:9]
         assert stream.read(2**62) == CONTENT[9:]
-    with pytest.raises(ValueError, match="closed"):
-        stream.read(1)
+    raises(ValueError, "closed", stream.read, 1)
 
 
 WRITABLE = {
@@ -163,8 +163,7 @@ def test_writing_empties_a_file(path):
         stream.seek(5)
         stream.write(b"!")
     assert path.read_bytes() == b"new\0\0!"
-    with pytest.raises(zarnik.Error, match="not a valid URI"):
-        zarnik.open_stream("http://[", "w")
+    raises(zarnik.Error, "not a valid URI", zarnik.open_stream, "http://[", "w")
 
 
 def test_paths_need_not_be_text(tmp_path):
@@ -204,10 +203,8 @@ def test_exceptions_of_files_are_the_cause():
     assert isinstance(caught.value.__cause__, OSError)
     assert len(zarnik.open_random(Failing())) == 0
     for wrong in (7, None, object()):
-        with pytest.raises(TypeError):
-            zarnik.open_stream(wrong)
-        with pytest.raises(TypeError):
-            zarnik.open_random(wrong)
+        raises(TypeError, "", zarnik.open_stream, wrong)
+        raises(TypeError, "", zarnik.open_random, wrong)
 
 
 def test_ctrl_c_in_a_file_is_no_error_of_the_library():
@@ -270,8 +267,7 @@ def test_buffers_are_kept_and_pinned():
     buffer = bytearray(b"0123456789")
     part = zarnik.RandomAccessFactory.extract_region(zarnik.open_random(buffer), 3)
     gc.collect()
-    with pytest.raises(BufferError):
-        buffer.clear()
+    raises(BufferError, "", buffer.clear)
     buffer[3] = ord("x")
     assert part[:3] == b"x45"
     count = sys.getrefcount(buffer)
@@ -288,55 +284,33 @@ def test_closing_closes_the_file(path):
     stream = zarnik.open_stream(path)
     stream.close()
     stream.close()
+    with pytest.raises(RuntimeError), zarnik.open_stream(path, "r+") as stream:
+        raise RuntimeError
     assert stream.closed and "closed" in repr(stream)
     assert len(os.listdir("/proc/self/fd")) == descriptors
     for use in (lambda: stream.read(1), stream.tell, stream.flush, stream.as_file, lambda: stream.seek(0)):
-        with pytest.raises(ValueError, match="closed"):
-            use()
+        raises(ValueError, "closed", use)
 
 
-@pytest.mark.parametrize("arguments", [(-1, 1), (0, -1), (2**64, 1), (0, 2**64)])
-def test_offsets_and_sizes_have_64_bits(arguments):
-    with pytest.raises(ValueError, match="out of range"):
-        zarnik.open_random(b"abc").read(*arguments)
-    with pytest.raises(ValueError, match="out of range"):
-        zarnik.open_random(b"abc").read_many([arguments])
-
-
-def test_arguments_are_checked(path):
-    access = zarnik.open_random(path)
-    for wrong in ("0", None, 1.5):
-        with pytest.raises(TypeError):
-            access.read(wrong, 1)
-        with pytest.raises(TypeError):
-            access[wrong]
-    for index in (len(CONTENT), -len(CONTENT) - 1):
-        with pytest.raises(IndexError):
-            access[index]
-    with pytest.raises(zarnik.Error, match="exceeds"):
-        access.read_many([(0, 1), (len(CONTENT) - 1, 2)])
-    with pytest.raises(TypeError):
-        access.read_into(0, b"fixed")
-    with pytest.raises(TypeError):
-        access.read_into(0, numpy.zeros(8, "u1")[::2])
-    with pytest.raises(ValueError, match="mode"):
-        zarnik.open_random(path, mode="w")
-    with pytest.raises(ValueError, match="mode"):
-        zarnik.open_stream(path, "a")
-    with pytest.raises(ValueError, match="whence"):
-        zarnik.open_stream(path).seek(0, 3)
-    with pytest.raises(zarnik.Error, match="cannot seek"):
-        zarnik.open_stream(path).seek(1, io.SEEK_END)
-    with pytest.raises(zarnik.InvalidArgument, match="null character"):
-        zarnik.open_random("a\0b")
-    with pytest.raises(zarnik.Error, match="No such file"):
-        zarnik.open_random(f"{path}.missing")
-
-
-def test_a_stream_is_left_by_an_exception(path):
-    with pytest.raises(RuntimeError), zarnik.open_stream(path, "r+") as stream:
-        raise RuntimeError
-    assert stream.closed
+@pytest.mark.parametrize(
+    ("use", "error", "text"),
+    [
+        (lambda access: access["0"], TypeError, ""),
+        (lambda access: access[len(CONTENT)], IndexError, ""),
+        (lambda access: access[-len(CONTENT) - 1], IndexError, ""),
+        (lambda access: access.read(-1, 1), ValueError, "out of range"),
+        (lambda access: access.read_many([(0, 2**64)]), ValueError, "out of range"),
+        (lambda access: access.read_many([(0, 1), (len(CONTENT) - 1, 2)]), zarnik.Error, "exceeds"),
+        (lambda access: zarnik.open_random(b"a", mode="w"), ValueError, "mode"),
+        (lambda access: zarnik.open_stream(b"a", "a"), ValueError, "mode"),
+        (lambda access: zarnik.open_stream(b"a").seek(0, 3), ValueError, "whence"),
+        (lambda access: zarnik.open_stream(b"a").seek(2, io.SEEK_END), zarnik.Error, "cannot seek"),
+        (lambda access: zarnik.open_random("a\0b"), zarnik.InvalidArgument, "null character"),
+        (lambda access: zarnik.open_random("some.missing"), zarnik.Error, "No such file"),
+    ],
+)
+def test_arguments_are_checked(use, error, text, path):
+    raises(error, text, use, zarnik.open_random(path))
 
 
 def test_ctrl_c_ends_a_long_read(tmp_path):

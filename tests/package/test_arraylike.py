@@ -19,6 +19,7 @@ from hypothesis import strategies as st
 from numpy.testing import assert_array_equal
 
 import zarnik
+from support.expect import raises
 from support.shared_types import TiledView
 from support.strided import axes_for, strided_arrays
 from zarnik import DataTypeId, RegionXu64
@@ -56,8 +57,7 @@ def test_images_without_memory_to_share_are_arrays_by_copies():
     assert [part.shape for part in image] == [(10,)] * 4
     assert 39 in image
     assert image.equals(image.read())
-    with pytest.raises(BufferError):
-        image.__buffer__(0)
+    raises(BufferError, "", image.__buffer__, 0)
 
 
 @pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers need memory of their own")
@@ -155,17 +155,6 @@ def test_nan_is_equal_and_shapes_differ():
     assert bool(zarnik.zeros((0, 3))) is True
 
 
-def test_memory_that_others_look_at_stays_after_a_reshape():
-    image = zarnik.ImageViewFactory.allocate([300, 200], "u2")
-    image[...] = 7
-    seen = [numpy.asarray(image)]
-    image.reshape([400, 300], "u2")
-    image[...] = 9
-    seen.append(numpy.asarray(image))
-    image.reshape([10, 10], "u1")
-    assert all(numpy.all(array == value) for array, value in zip(seen, (7, 9)))
-
-
 def test_memory_goes_by_dlpack_both_ways():
     array = numpy.arange(6.0).reshape(2, 3)
     assert numpy.shares_memory(numpy.from_dlpack(zarnik.from_numpy(array)), array)
@@ -179,10 +168,8 @@ def test_parts_are_named_by_axes():
     assert_array_equal(image.isel(Z=1, t=0), array[0, 1])
     assert_array_equal(image.isel(X=slice(None, None, -2), Y=-1), array[:, :, -1, ::-2])
     assert_array_equal(zarnik.zeros((2, 3, 4), axes="YXC").isel(C=0).shape, (2, 3))
-    with pytest.raises(ValueError, match="no axis 'C', its axes are 'TZYX'"):
-        image.isel(C=0)
-    with pytest.raises(IndexError, match="out of bounds"):
-        image.isel(Z=3)
+    raises(ValueError, "no axis 'C', its axes are 'TZYX'", image.isel, C=0)
+    raises(IndexError, "out of bounds", image.isel, Z=3)
 
 
 @given(data=st.data())
@@ -210,8 +197,7 @@ def test_slices_become_regions():
         (-1, None, IndexError),
         (numpy.s_[1:2], (5, 5), ValueError),
     ):
-        with pytest.raises(error):
-            RegionXu64.from_slices(slices, shape=shape)
+        raises(error, "", RegionXu64.from_slices, slices, shape=shape)
     region = RegionXu64((0, 0), (1, 1))
     assert region in [RegionXu64((0,), (1,)), ((0, 0, 0), (1, 1, 1)), region]
     assert region not in [RegionXu64((0,), (1,)), ((0, 0, 0), (1, 1, 1)), ((0,), (1, 1)), "ab", None, zarnik.Vector2d()]
@@ -223,30 +209,28 @@ def picture(*shape: int) -> zarnik.ImageView:
     )
 
 
-def test_other_libraries_take_images_as_they_are(tmp_path):
-    image = picture(20, 30)
-    filters = pytest.importorskip("skimage.filters")
-    assert filters.threshold_otsu(image) == filters.threshold_otsu(image.to_numpy())
-
-
-def test_pillow_takes_images():
-    module = pytest.importorskip("PIL.Image")
-    for image in (picture(20, 30), picture(20, 30, 3), zarnik.from_numpy(picture(20, 30).to_numpy()[::-1, ::2])):
-        assert_array_equal(numpy.asarray(module.fromarray(image)), image.to_numpy())
-
-
-def test_tifffile_takes_images(tmp_path):
+def by_tifffile(image, folder):
     tifffile = pytest.importorskip("tifffile")
-    for image in (picture(20, 30), picture(20, 30, 3)):
-        tifffile.imwrite(tmp_path / "image.tif", image)
-        assert_array_equal(tifffile.imread(tmp_path / "image.tif"), image.to_numpy())
+    tifffile.imwrite(folder / "image.tif", image)
+    return tifffile.imread(folder / "image.tif")
 
 
-def test_matplotlib_takes_images():
-    figure = pytest.importorskip("matplotlib.figure").Figure()
-    axes = figure.subplots()
-    for image in (picture(20, 30), picture(20, 30, 3)):
-        assert_array_equal(axes.imshow(image).get_array(), image.to_numpy())
+def figure():
+    return pytest.importorskip("matplotlib.figure").Figure()
+
+
+TAKERS = {
+    "Pillow": lambda image, folder: pytest.importorskip("PIL.Image").fromarray(image),
+    "tifffile": by_tifffile,
+    "matplotlib": lambda image, folder: figure().gca().imshow(image).get_array(),
+    "SciPy": lambda image, folder: pytest.importorskip("scipy.ndimage").zoom(image, 1, order=0),
+}
+
+
+@pytest.mark.parametrize("take", TAKERS.values(), ids=TAKERS)
+def test_other_libraries_take_images_as_they_are(take, tmp_path):
+    for image in (picture(20, 30), picture(20, 30, 3), zarnik.from_numpy(picture(20, 30).to_numpy()[::-1, ::2])):
+        assert_array_equal(numpy.asarray(take(image, tmp_path)), image.to_numpy())
 
 
 def test_the_names_are_those_that_a_person_uses():
@@ -275,35 +259,24 @@ def generated_classes() -> list[type]:
     return [value for name, value in vars(_classes).items() if isinstance(value, type) and name[0] != "_"]
 
 
-@pytest.mark.parametrize("cls", generated_classes(), ids=lambda cls: cls.__name__)
-def test_attributes_that_do_not_exist_are_refused(cls):
-    if issubclass(cls, Exception):
-        return
-    instance = object.__new__(cls)
-    with pytest.raises(AttributeError):
-        instance.no_such_name = 5
-    assert not hasattr(instance, "__dict__")
+def test_attributes_that_do_not_exist_are_refused():
+    for cls in generated_classes():
+        if not issubclass(cls, Exception):
+            instance = object.__new__(cls)
+            with pytest.raises(AttributeError):
+                instance.no_such_name = 5
+            assert not hasattr(instance, "__dict__")
 
 
-SPOKEN_BY_CPP = (
-    "::",
-    "std",
-    "C++",
-    "in method",
-    "SWIG",
-    "Swig",
-    "_t'",
-    "overload",
-    "without setting",
-    "with an exception",
+SPOKEN_BY_CPP = ("::", "std", "C++", "in method", "SWIG", "Swig", "_t'", "overload", "without setting")
+SPOKEN_BY_CPP += ("with an exception",)
+
+
+@pytest.mark.parametrize(
+    "cls", [cls for cls in generated_classes() if cls.__name__ not in ("SwigPyIterator", "Logger")]
 )
-
-
-@pytest.mark.parametrize("cls", generated_classes(), ids=lambda cls: cls.__name__)
 def test_wrong_arguments_are_refused_in_the_words_of_python(cls):
     """Each method, and the constructor, with an object and with a string where something else is expected."""
-    if cls.__name__ in ("SwigPyIterator", "Logger"):
-        return
     instance = example_of(cls)
     for name in sorted(vars(cls)):
         if (name.startswith("_") and name != "__init__") or name == "create_from_pointer":  # trusts its caller
@@ -312,13 +285,7 @@ def test_wrong_arguments_are_refused_in_the_words_of_python(cls):
         method = cls if name == "__init__" else getattr(owner, name)
         if not callable(method):
             continue
-        for arguments in (
-            (object(),),
-            ("text", object()),
-            (object(), object(), object()),
-            (2**70,),
-            (DataTypeId.MATRIX2_FLOAT,),
-        ):
+        for arguments in ((object(),), ("text", object()), [object()] * 3, (2**70,), (DataTypeId.MATRIX2_FLOAT,)):
             try:
                 method(*arguments)
             except (*REFUSED, KeyError, IndexError) as error:  # noqa: PERF203
@@ -337,15 +304,12 @@ def example_of(cls: type) -> object:
 
 
 def test_errors_say_what_was_expected():
-    with pytest.raises(TypeError, match=r"^Vector3d.at\(\) needs an integer .*, got 'a'$"):
-        zarnik.Vector3d().at("a")
-    with pytest.raises(TypeError, match=r"^MetadataNode.add_child\(\) needs a MetadataNode, got 5$"):
-        zarnik.MetadataNode("a").add_child(5)
-    with pytest.raises(TypeError, match=r"^Indexer\(\) does not take \('a', 5\)$"):
-        zarnik.Indexer("a", 5)
     image, frame = zarnik.zeros((2, 3)), zarnik.DataFrameView.from_dict({"a": [1.0]})
     matrix = zarnik.Matrix3d()
     for attempt, text in (
+        (lambda: zarnik.Vector3d().at("a"), r"^Vector3d.at\(\) needs an integer .*, got 'a'$"),
+        (lambda: zarnik.MetadataNode("a").add_child(5), r"^MetadataNode.add_child\(\) needs a MetadataNode, got 5$"),
+        (lambda: zarnik.Indexer("a", 5), r"^Indexer\(\) does not take \('a', 5\)$"),
         (lambda: zarnik.Vector3d().set_at(0, "a"), r"^Vector3d.set_at\(\) needs a number, got 'a'$"),
         (lambda: matrix.__setitem__((0, 0), "a"), "^a number is needed, got 'a'$"),
         (lambda: zarnik.ArrayXd([2]).at("a"), r"^ArrayXd.at\(\) needs a sequence of integers, got \('a'\)$"),
@@ -355,8 +319,7 @@ def test_errors_say_what_was_expected():
         (lambda: frame.read("a", "x"), "'str' object cannot be interpreted as an integer"),
         (lambda: zarnik.DataFrameView.from_dict(5), "^from_dict takes a mapping from names to columns, got 5$"),
     ):
-        with pytest.raises(TypeError, match=text):
-            attempt()
+        raises(TypeError, text, attempt)
     assert zarnik.DataType("u1").is_convertible_to(DataTypeId.MATRIX2_FLOAT) is False
     assert zarnik.DataType("u1").is_convertible_to("f4") is True
     assert zarnik.DataType.extract_scalar_type(DataTypeId.MATRIX2_DOUBLE) == DataTypeId.DOUBLE

@@ -17,6 +17,7 @@ import pytest
 
 import zarnik
 from support import elsewhere, http_faults, on_cluster
+from support.expect import raises
 
 SLICES = 4
 
@@ -109,15 +110,11 @@ def test_a_new_file_takes_no_room(tmp_path):
     assert (result.shape, str(result.dtype), result.unit) == ((3, 4, 500, 600), "float32", "mm")
     assert (tmp_path / "result.zrn").stat().st_blocks * 512 < 65536 < result.nbytes
     assert zarnik.open(tmp_path / "result.zrn").metadata.to_dict() == {"a": 1}
-    with pytest.raises(zarnik.Error, match="cannot write"):
-        zarnik.create(tmp_path / "nowhere" / "result.zrn", like)
-    with pytest.raises(TypeError, match="for an ImageView, not tuple"):
-        zarnik.create(tmp_path / "result.zrn", (3, 4))
+    raises(zarnik.Error, "cannot write", zarnik.create, tmp_path / "nowhere" / "result.zrn", like)
+    raises(TypeError, "for an ImageView, not tuple", zarnik.create, tmp_path / "result.zrn", (3, 4))
     zarnik.save(tmp_path / "a.zarr.zip", zarnik.uniform((4, 5), 1, "uint8", axes="YX"))
-    with pytest.raises(zarnik.NotImplemented, match="into an archive"):
-        zarnik.create(tmp_path / "a.zarr.zip", like)
+    raises(zarnik.NotImplemented, "into an archive", zarnik.create, tmp_path / "a.zarr.zip", like)
     assert zarnik.open(tmp_path / "a.zarr.zip")[3, 4] == 1
     with pytest.raises(zarnik.NotImplemented, match=r"TIFF cannot be written in parts: \.zrn and \.zarr can"):
         zarnik.create(tmp_path / "a.tif", like)
-    with pytest.raises(TypeError, match="options 'chunks' are of Zarr"):
-        zarnik.create(tmp_path / "result.zrn", like, chunks=(1, 2))
+    raises(TypeError, "options 'chunks' are of Zarr", zarnik.create, tmp_path / "result.zrn", like, chunks=(1, 2))

@@ -94,13 +94,6 @@ def test_equal_images_have_equal_names(stored):
     assert zarnik.open(stored).to_dask(name="mine").name == "mine"
 
 
-def test_memory_is_shared():
-    image = zarnik.from_numpy(ARRAY.copy())
-    array = image.to_dask((2, 50, 70))
-    blocks = dask.get(array.dask, array.__dask_keys__())
-    assert all(numpy.shares_memory(block[0][0], image.to_numpy()) for block in blocks)
-
-
 def test_an_image_of_a_dask_array():
     array = da.from_array(ARRAY, chunks=(2, 50, 35)) * 2
     image = zarnik.from_dask(array, "TYX", spacing=(1, 2), unit="um", metadata={"a": 1})

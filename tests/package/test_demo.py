@@ -110,14 +110,3 @@ def test_the_example_of_the_package_is_true():
 
     failed, tried = doctest.testmod(zarnik)
     assert (failed, tried > 3) == (0, True)
-
-
-def test_importing_takes_nothing_along():
-    program = (
-        "import numpy, sys\nbefore = set(sys.modules)\nimport zarnik\n"
-        "print(*sorted(m for m in set(sys.modules) - before if 'zarnik' not in m))"
-    )
-    imported = set(run("-c", program, cwd=ROOT / "tests").stdout.split())
-    # Nothing but what NumPy has imported already.
-    heavy = {"ctypes", "html", "asyncio", "typing_extensions", "matplotlib", "dataclasses", "json", "tempfile", "mmap"}
-    assert not imported & heavy

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import contextlib
 import threading
 import time
 
@@ -87,18 +86,14 @@ GatedView.open(True)
         ("InvalidArgument", zarnik.InvalidArgument, ValueError),
         ("NotImplemented", zarnik.NotImplemented, NotImplementedError),
         ("runtime_error", RuntimeError, RuntimeError),
+        ("bad_alloc", MemoryError, MemoryError),
     ],
 )
 def test_errors_keep_their_kind(kind, expected, python_kind):
-    with pytest.raises(python_kind, match=f"^thrown as {kind}$") as caught:
+    with pytest.raises(python_kind, match="^$" if kind == "bad_alloc" else f"^thrown as {kind}$") as caught:
         _direct.geometry(ThrowingView(kind))
     assert type(caught.value) is expected
     assert not issubclass(expected, zarnik.Error) or isinstance(caught.value, zarnik.Error)
-
-
-def test_what_memory_there_is_not():
-    with pytest.raises(MemoryError):
-        _direct.geometry(ThrowingView("bad_alloc"))
 
 
 def test_a_large_image_is_written_from_read_only_memory():
@@ -136,27 +131,3 @@ def test_a_layout_fits_its_elements():
     axes = zarnik.ImageType("YX").value()
     with pytest.raises(ValueError, match="the elements of a layout are as large as those of the image"):
         _direct.add_layout(axes, int(zarnik.DataTypeId.UINT8), 2, numpy.dtype("u8"), (), (0, 1))
-
-
-def test_reading_while_the_image_is_reshaped():
-    """Old samples, new ones, which are zeros, or an error, but never a buffer written past its end."""
-    image = zarnik.ImageViewFactory.allocate([512, 512], "u1")
-    stop = threading.Event()
-    seen = []
-
-    def read():
-        while not stop.is_set():
-            with contextlib.suppress(zarnik.Error, ValueError):
-                seen.append(set(numpy.unique(image.read_region(zarnik.RegionXu64([0, 0], [512, 400])))))
-
-    threads = [in_thread(read) for _ in range(3)]
-    for _ in range(60):
-        image.write_region(None, 7)
-        image.reshape([300, 300], "u8")
-        image.reshape([512, 512], "f8")
-        image.reshape([512, 512], "u1")
-    stop.set()
-    for thread in threads:
-        thread.join()
-    assert seen
-    assert set().union(*seen) <= {0, 7}

@@ -4,12 +4,12 @@ import concurrent.futures
 import os
 import subprocess
 import sys
-import textwrap
 
 import numpy
 import pytest
 
 import zarnik
+from support.expect import raises
 from zarnik import _atomic
 
 PLUGIN = """
@@ -114,23 +114,16 @@ with pytest.raises(zarnik.NotImplemented, match="not tables"):
 
 def test_a_format_of_another_package(tmp_path):
     site, work = tmp_path / "site", tmp_path / "work"
-    (site / "their_package-1.dist-info").mkdir(parents=True)
+    told = site / "their_package-1.dist-info"
+    told.mkdir(parents=True)
     work.mkdir()
     (site / "their_package.py").write_text(PLUGIN)
-    (site / "their_package-1.dist-info" / "METADATA").write_text(
-        "Metadata-Version: 2.1\nName: their-package\nVersion: 1\n"
-    )
-    entries = (
-        "[zarnik.formats]\ntext = their_package:Text\nneedy = their_package:Needy\nbroken = their_package:broken\n"
-    )
-    (site / "their_package-1.dist-info" / "entry_points.txt").write_text(entries)
-    warned = subprocess.run(
-        [sys.executable, "-c", textwrap.dedent(PROGRAM)],
-        cwd=work,
-        env={**os.environ, "PYTHONPATH": os.pathsep.join([str(site), os.environ.get("PYTHONPATH", "")])},
-        capture_output=True,
-        text=True,
-    )
+    (told / "METADATA").write_text("Metadata-Version: 2.1\nName: their-package\nVersion: 1\n")
+    entries = (f"{name.lower()} = their_package:{name}\n" for name in ("Text", "Needy", "broken"))
+    (told / "entry_points.txt").write_text("[zarnik.formats]\n" + "".join(entries))
+    paths = os.pathsep.join([str(site), os.environ.get("PYTHONPATH", "")])
+    command, environment = [sys.executable, "-c", PROGRAM], {**os.environ, "PYTHONPATH": paths}
+    warned = subprocess.run(command, cwd=work, env=environment, capture_output=True, text=True)
     assert warned.returncode == 0, warned.stderr
     assert "format 'broken' cannot be loaded: their_package:broken is no zarnik.plugins.Format" in warned.stderr
 
@@ -149,8 +142,7 @@ def test_folders_take_the_place_of_folders(tmp_path):
 
     write("1")
     write("2")
-    with pytest.raises(zarnik.Error, match="nothing of this format"):
-        write("3", allowed=False)
+    raises(zarnik.Error, "nothing of this format", write, "3", allowed=False)
     with pytest.raises(KeyboardInterrupt):
         write("4", error=KeyboardInterrupt())
     with pytest.raises(zarnik.Error, match="No space left"):
@@ -218,8 +210,7 @@ def test_metadata_are_made_when_they_are_asked_for():
 
     image = image_of(numpy.ones((4, 5), "uint8"), "YX", metadata=broken)
     assert image.to_numpy().all()
-    with pytest.raises(zarnik.Error, match="cannot make the metadata: ValueError: an odd header"):
-        image.metadata.to_dict()
+    raises(zarnik.Error, "cannot make the metadata: ValueError: an odd header", image.metadata.to_dict)
 
 
 def test_saving_where_fsspec_reaches():
@@ -236,8 +227,6 @@ def test_saving_where_fsspec_reaches():
             assert (again.spacing, again.unit) == ((1, 2, 3), "mm")
             numpy.testing.assert_array_equal(again.to_numpy(), array + step)
     system.pipe("/bucket/other.ome.zarr/precious", b"text")
-    with pytest.raises(zarnik.Error, match="a folder is there"):
-        zarnik.save("memory://bucket/other.ome.zarr", image)
+    raises(zarnik.Error, "a folder is there", zarnik.save, "memory://bucket/other.ome.zarr", image)
     assert system.cat("/bucket/other.ome.zarr/precious") == b"text"
-    with pytest.raises(zarnik.Error, match="read only"):
-        zarnik.save("http://127.0.0.1:1/a.tif", image)
+    raises(zarnik.Error, "read only", zarnik.save, "http://127.0.0.1:1/a.tif", image)

@@ -9,6 +9,8 @@ import numpy
 import pytest
 
 import zarnik
+from support.expect import raises
+from support.images import is_mapped
 from zarnik.plugins import LossWarning
 
 nibabel = pytest.importorskip("nibabel")
@@ -46,13 +48,6 @@ def volume(shape=(4, 5, 6), axes="ZYX", dtype="int16", left_handed=False, **told
     image = zarnik.from_numpy(numpy.arange(numpy.prod(shape)).reshape(shape).astype(dtype), axes, unit="mm", **told)
     image.set_affine(affine(left_handed))
     return image
-
-
-def is_mapped(image):
-    try:
-        return bool(image.to_numpy(copy=False).size)
-    except ValueError:
-        return False
 
 
 class CountingFile(io.BytesIO):
@@ -287,12 +282,8 @@ def test_nrrd_of_itk_and_kinds():
         assert image.axes == "ZYXC"
         numpy.testing.assert_array_equal(image, array)
         numpy.testing.assert_allclose(image.get_affine("LPS"), affine_of_itk(vectors))
-    directions = [[numpy.nan] * 3, *numpy.eye(3).tolist()]
-    told = {
-        "space": "LPS",
-        "space directions": numpy.array(directions),
-        "kinds": ["list", "domain", "domain", "domain"],
-    }
+    directions = numpy.array([[numpy.nan] * 3, *numpy.eye(3).tolist()])
+    told = {"space": "LPS", "space directions": directions, "kinds": ["list", "domain", "domain", "domain"]}
     nrrd.write("l.nrrd", numpy.arange(120).reshape(2, 5, 4, 3), told)
     assert (zarnik.open("l.nrrd").axes, zarnik.open("l.nrrd").shape) == ("ZYXC", (3, 4, 5, 2))
     nrrd.write("s.nrrd", numpy.arange(20, dtype=">i4").reshape(5, 4), {"spacings": [2.0, 3.0], "axis mins": [1.0, 5.0]})
@@ -308,8 +299,7 @@ def test_nrrd_reads_no_files_elsewhere(tmp_path):
     for name in ("../secret", str(tmp_path / "secret"), "..\\secret"):
         text = f"NRRD0004\ntype: uint8\ndimension: 1\nsizes: 8\nencoding: raw\ndata file: {name}\n\n"
         (folder / "a.nhdr").write_text(text)
-        with pytest.raises(zarnik.Error, match="outside of its folder"):
-            zarnik.open(folder / "a.nhdr")
+        raises(zarnik.Error, "outside of its folder", zarnik.open, folder / "a.nhdr")
     assert zarnik.open(folder / "a.nhdr", data_file=tmp_path / "secret").shape == (8,)
 
 
@@ -356,7 +346,6 @@ def test_dicom_of_pydicom(path):
 def write_slices(folder, count=6, times=1, orientation=None, step=2.5, **changed):
     """A series with files in another order than the planes; returns what is expected, and the matrix in LPS."""
     folder.mkdir(exist_ok=True)
-    template = pydicom.dcmread(pydicom.data.get_testdata_file("CT_small.dcm"))
     orientation = numpy.eye(3)[:2].ravel() if orientation is None else orientation
     across, down = orientation[:3], orientation[3:]
     normal = numpy.cross(across, down)
@@ -380,7 +369,6 @@ def write_slices(folder, count=6, times=1, orientation=None, step=2.5, **changed
     matrix = numpy.eye(4)
     matrix[:3, :3] = numpy.column_stack((across * 0.6, down * 0.7, normal * step))
     matrix[:3, 3] = start
-    assert template is not None
     return array, matrix
 
 
@@ -405,8 +393,7 @@ def test_series_is_sorted_by_position(tmp_path, is_oblique):
     assert varying["InstanceNumber"] == list(range(6))
     files = sorted((tmp_path / "scan").glob("0*.dcm"))
     assert zarnik.open(files).equals(image)
-    with pytest.raises(zarnik.Error, match="no DICOM"):
-        zarnik.open([*files, tmp_path / "scan" / "notes.txt"])
+    raises(zarnik.Error, "no DICOM", zarnik.open, [*files, tmp_path / "scan" / "notes.txt"])
     assert zarnik.info(tmp_path / "scan")["series"][0]["files"] == 6
 
 
@@ -423,7 +410,8 @@ def test_regions_of_series_read_the_files_they_need(tmp_path, monkeypatch):
 
 
 def test_several_series_and_times(tmp_path):
-    first, matrix = write_slices(tmp_path / "all" / "one" if (tmp_path / "all").mkdir() is None else None, times=3)
+    (tmp_path / "all").mkdir()
+    first, matrix = write_slices(tmp_path / "all" / "one", times=3)
     write_slices(tmp_path / "all" / "two", count=2)
     found = zarnik.open(tmp_path / "all")
     assert list(found) == ["a series", "a series (1)"]
@@ -445,10 +433,7 @@ def change(folder, number, **values):
 @pytest.mark.parametrize(
     "problem, message",
     (
-        (
-            lambda folder: os.unlink(next(p for p in folder.glob("*.dcm") if pydicom.dcmread(p).InstanceNumber == 2)),
-            "gap",
-        ),
+        (lambda folder: next(p for p in folder.iterdir() if pydicom.dcmread(p).InstanceNumber == 2).unlink(), "gap"),
         (lambda folder: change(folder, 1, ImageOrientationPatient=[0, 1, 0, 0, 0, 1]), "different directions"),
         (lambda folder: change(folder, 1, PixelSpacing=[0.7, 0.8]), "different spacing"),
         (lambda folder: change(folder, 1, Rows=4, PixelData=bytes(72)), "different Rows"),
@@ -458,8 +443,7 @@ def change(folder, number, **values):
 def test_series_that_are_no_grid(tmp_path, problem, message):
     write_slices(tmp_path / "scan")
     problem(tmp_path / "scan")
-    with pytest.raises(zarnik.Error, match=message):
-        zarnik.open(tmp_path / "scan")
+    raises(zarnik.Error, message, zarnik.open, tmp_path / "scan")
     if "Rows" not in message:
         with pytest.warns(UserWarning, match=message):
             assert zarnik.open(tmp_path / "scan", strict=False).shape[1:] == (8, 9)
@@ -471,8 +455,7 @@ def test_tilted_series_and_frames_of_one_file(tmp_path):
         header = change(tmp_path / "scan", number)
         x, y, z = header.ImagePositionPatient
         change(tmp_path / "scan", number, ImagePositionPatient=[x, y + 0.1 * header.InstanceNumber, z])
-    with pytest.raises(zarnik.Error, match="is tilted"):
-        zarnik.open(tmp_path / "scan")
+    raises(zarnik.Error, "is tilted", zarnik.open, tmp_path / "scan")
     # Frames with places of their own, the last one first.
     array, matrix = write_slices(tmp_path / "frames", count=1)
     array = numpy.random.default_rng(7).integers(0, 4000, (4, 8, 9)).astype("int16")
@@ -480,36 +463,28 @@ def test_tilted_series_and_frames_of_one_file(tmp_path):
     def item(**values):
         made = pydicom.Dataset()
         for name, value in values.items():
-            setattr(made, name, value)
+            setattr(made, name, [item(**value)] if isinstance(value, dict) else value)
         return made
 
-    frames = [
-        item(
-            PlanePositionSequence=[item(ImagePositionPatient=[-10, 20, 30 + 2.5 * (3 - n)])],
-            PixelValueTransformationSequence=[item(RescaleSlope=n + 1, RescaleIntercept=0)],
-        )
-        for n in range(4)
-    ]
-    shared = item(
-        PlaneOrientationSequence=[item(ImageOrientationPatient=[1, 0, 0, 0, 1, 0])],
-        PixelMeasuresSequence=[item(PixelSpacing=[0.7, 0.6])],
-    )
-    change(
-        tmp_path / "frames",
-        0,
-        NumberOfFrames=4,
-        PixelData=array.tobytes(),
-        PerFrameFunctionalGroupsSequence=frames,
-        SharedFunctionalGroupsSequence=[shared],
-    )
-    image = zarnik.open(tmp_path / "frames" / "000.dcm")
+    def opened(positions, slopes):
+        frames = [
+            item(
+                PlanePositionSequence={"ImagePositionPatient": [-10, 20, 30 + 2.5 * position]},
+                PixelValueTransformationSequence={"RescaleSlope": slope, "RescaleIntercept": 0},
+            )
+            for position, slope in zip(positions, slopes)
+        ]
+        change(tmp_path / "frames", 0, PerFrameFunctionalGroupsSequence=frames)
+        return zarnik.open(tmp_path / "frames" / "000.dcm")
+
+    orientation = {"ImageOrientationPatient": [1, 0, 0, 0, 1, 0]}
+    shared = item(PlaneOrientationSequence=orientation, PixelMeasuresSequence={"PixelSpacing": [0.7, 0.6]})
+    told = {"NumberOfFrames": 4, "PixelData": array.tobytes(), "SharedFunctionalGroupsSequence": [shared]}
+    change(tmp_path / "frames", 0, **told)
+    image = opened((3, 2, 1, 0), (1, 2, 3, 4))
     numpy.testing.assert_array_equal(image, (array * numpy.arange(1.0, 5)[:, None, None])[::-1])
     numpy.testing.assert_allclose(image.get_affine("LPS"), matrix, atol=1e-6)
-    for n in range(4):
-        frames[n].PlanePositionSequence[0].ImagePositionPatient = [-10, 20, 30 + 2.5 * n]
-        frames[n].PixelValueTransformationSequence[0].RescaleSlope = 1
-    change(tmp_path / "frames", 0, PerFrameFunctionalGroupsSequence=frames)
-    image = zarnik.open(tmp_path / "frames" / "000.dcm")
+    image = opened((0, 1, 2, 3), (1, 1, 1, 1))
     assert is_mapped(image)
     numpy.testing.assert_array_equal(image, array)
 
@@ -519,5 +494,4 @@ def test_losses_are_told():
     image.unit = "parsec"
     with pytest.warns(LossWarning, match=r"directions.*unit 'parsec'.*metadata \(a\)"):
         zarnik.save("a.mrc", image)
-    with pytest.raises(zarnik.NotImplemented, match="read, not written"):
-        zarnik.save("a.dcm", image)
+    raises(zarnik.NotImplemented, "read, not written", zarnik.save, "a.dcm", image)

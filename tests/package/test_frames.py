@@ -10,6 +10,7 @@ import pytest
 from numpy.testing import assert_array_equal
 
 import zarnik
+from support.expect import raises
 
 make = zarnik.DataFrameView.from_dict
 
@@ -27,7 +28,7 @@ def test_what_a_table_tells(frame):
     assert frame.shape == (3, 3)
     assert frame.columns == list(frame) == ["area", "label", "count"]
     assert "area" in frame and "volume" not in frame and 5 not in frame
-    assert frame.dtypes == {"area": numpy.dtype("f8"), "label": str, "count": numpy.dtype("u1")}
+    assert frame.dtypes == {"area": "f8", "label": str, "count": "u1"}
     assert dict(frame.units) == {"area": "mm²", "label": "", "count": ""}
     assert frame["label"] == ["a", "é€😀", "n\0l"]
     assert_array_equal(frame["area"], [1.5, 2.5, 3.5])
@@ -65,18 +66,6 @@ def test_columns_of_numbers_are_the_tables_memory(frame):
     del frame
     gc.collect()
     assert_array_equal(area, [1.5, 20, 30])
-
-
-def test_arrays_release_the_memory_of_a_table():
-    kept = numpy.arange(3.0)
-    view = zarnik.DataFrameView.from_dict({"a": kept})["a"]
-    owner = view.base
-    while isinstance(owner, numpy.ndarray):
-        owner = owner.base
-    watched = weakref.ref(owner)
-    del owner, view
-    gc.collect()
-    assert watched() is None
 
 
 def test_assignment(frame):
@@ -146,8 +135,7 @@ def test_rows_that_are_refused(frame):
         ({"area": 1, "label": "x", "count": 300}, TypeError),
         ([1, "x", 1], TypeError),
     ):
-        with pytest.raises(error):
-            frame.append(rows)
+        raises(error, "", frame.append, rows)
         assert len(frame) == 3
     with pytest.raises(IndexError, match="row 4 is out of range for a table of 3 rows"):
         frame.insert(4, {"area": 1, "label": "x", "count": 1})
@@ -159,10 +147,8 @@ def test_dictionaries_are_copies(frame):
     assert frame["area"][0] == 1.5
     back = make(frame.to_dict(), frame.units)
     assert repr(back) == repr(frame)
-    with pytest.raises(ValueError, match="'b' has 2 rows, got 3 values"):
-        make({"a": [1, 2], "b": [1, 2, 3]})
-    with pytest.raises(TypeError, match="needs a sequence"):
-        make({"a": 5})
+    raises(ValueError, "'b' has 2 rows, got 3 values", make, {"a": [1, 2], "b": [1, 2, 3]})
+    raises(TypeError, "needs a sequence", make, {"a": 5})
     empty = make({"a": numpy.empty(0, "f4"), "b": []})
     assert empty.shape == (0, 2)
     assert empty.dtypes["a"] == "f4"
@@ -178,14 +164,6 @@ def test_representations():
     assert repr(make({})) == "<zarnik.DataFrameView of 0 rows x 0 columns>"
 
 
-def test_many_texts_of_all_widths():
-    texts = ["", "x", "é", "€" * 5, "😀", "n\0l", "y" * 300] * 500
-    frame = make({"t": texts})
-    assert frame["t"] == texts
-    frame["t"] = texts[::-1]
-    assert frame["t"] == texts[::-1]
-
-
 def test_parts_of_columns(frame):
     frame["wide"] = numpy.array([2**63 + 1, 2, 3], "u8")
     assert frame.read("label", 1) == ["é€😀", "n\0l"]
@@ -199,14 +177,10 @@ def test_parts_of_columns(frame):
     assert frame["wide"].tolist() == [2**63 + 1, 2, 2**64 - 1]
     assert frame["area"].tolist() == [1.5, 8, 9]
     for row in (-1, 3):
-        with pytest.raises(IndexError, match=f"row {row} [+] 1 rows is out of range for a table of 3 rows"):
-            frame.at("area", row)
-        with pytest.raises(IndexError):
-            frame.set_at("area", row, 1)
-    with pytest.raises(IndexError, match="column 4 is out of range for a table of 4 columns"):
-        frame.read(4)
-    with pytest.raises(TypeError, match="holds uint8"):
-        frame.set_at("count", 0, 256)
+        raises(IndexError, f"row {row} [+] 1 rows is out of range for a table of 3 rows", frame.at, "area", row)
+        raises(IndexError, "", frame.set_at, "area", row, 1)
+    raises(IndexError, "column 4 is out of range for a table of 4 columns", frame.read, 4)
+    raises(TypeError, "holds uint8", frame.set_at, "count", 0, 256)
 
 
 def test_new_shapes(frame):
@@ -216,26 +190,15 @@ def test_new_shapes(frame):
     assert zarnik.DataFrameViewFactory.allocate(0, {"a": "f4"}).shape == (0, 1)
     assert zarnik.DataFrameViewFactory.allocate(2**33, {"a": "u1"}).shape == (2**33, 1)
     for dtype in ("c8", ("u1", (3,))):
-        with pytest.raises((TypeError, zarnik.Error)):
-            frame.reshape(2, {"a": dtype})
-    with pytest.raises(zarnik.Error, match="neither may be 0"):
-        frame.reshape(0, {"a": "f4"})
+        raises((TypeError, zarnik.Error), "", frame.reshape, 2, {"a": dtype})
+    raises(zarnik.Error, "neither may be 0", frame.reshape, 0, {"a": "f4"})
     assert frame.shape == (2, 2)
 
 
-def out_of_band(frame):
-    buffers = []
-    return pickle.dumps(frame, 5, buffer_callback=buffers.append), buffers
+BY_PICKLE = [lambda frame, protocol=protocol: pickle.loads(pickle.dumps(frame, protocol)) for protocol in range(2, 6)]
 
 
-@pytest.mark.parametrize(
-    "copied",
-    [
-        *[lambda frame, protocol=protocol: pickle.loads(pickle.dumps(frame, protocol)) for protocol in range(2, 6)],
-        copy.copy,
-        copy.deepcopy,
-    ],
-)
+@pytest.mark.parametrize("copied", [*BY_PICKLE, copy.copy, copy.deepcopy])
 def test_copies_are_tables_of_their_own(frame, copied):
     frame["a\0b"] = numpy.array([2**53 + 1, -1, 0])
     frame.units["a\0b"] = "k\0m"
@@ -254,7 +217,8 @@ def test_copies_are_tables_of_their_own(frame, copied):
 
 def test_pickled_columns_of_numbers_are_not_copied():
     frame = make({"x": numpy.arange(100_000.0), "t": ["text"] * 100_000})
-    data, buffers = out_of_band(frame)
+    buffers = []
+    data = pickle.dumps(frame, 5, buffer_callback=buffers.append)
     assert len(data) < 1000
     twin = pickle.loads(data, buffers=buffers)
     assert numpy.shares_memory(twin["x"], frame["x"])
@@ -272,5 +236,4 @@ def test_pickled_columns_of_numbers_are_not_copied():
     unaligned = numpy.frombuffer(b" " + bytes(buffers[0].raw()), "u1")[1:]
     assert_array_equal(pickle.loads(data, buffers=[unaligned, *buffers[1:]])["x"], frame["x"])
     for wrong in ([buffers[0].raw()[:-8], *buffers[1:]], [*buffers[:2], b""], [buffers[0], b"\0" * 8, buffers[2]]):
-        with pytest.raises(zarnik.Error, match="are no 100000 "):
-            pickle.loads(data, buffers=wrong)
+        raises(zarnik.Error, "are no 100000 ", pickle.loads, data, buffers=wrong)

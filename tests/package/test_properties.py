@@ -11,21 +11,13 @@ import pytest
 import _zarnik
 import zarnik
 from support.twins import twins
-from zarnik import (
-    ImageInfoProperty,
-    ImageInterpretation,
-    ImageProperties,
-    SpatialCalibrationProperty,
-    SpatialDirections,
-)
+from zarnik import ImageInfoProperty, ImageInterpretation, ImageProperties, SpatialDirections
+from zarnik import SpatialCalibrationProperty as Calibration
 
 DIRECTIONS = SpatialDirections(column=numpy.array([0, 1, 0], "f4"), row=(-1, 0, 0))
-CALIBRATION = SpatialCalibrationProperty(
-    origin=(1, 2, 3), spacing=numpy.full(3, 0.5, "f4"), directions=DIRECTIONS, unit="mm"
-)
-INFO = ImageInfoProperty(
-    axes="ZYX", dtype="u2", bit_depth=12, interpretation=ImageInterpretation.LABEL, value_range=(0, 9)
-)
+CALIBRATION = Calibration(origin=(1, 2, 3), spacing=numpy.full(3, 0.5, "f4"), directions=DIRECTIONS, unit="mm")
+LABEL = ImageInterpretation.LABEL
+INFO = ImageInfoProperty(axes="ZYX", dtype="u2", bit_depth=12, interpretation=LABEL, value_range=(0, 9))
 PROPERTIES = ImageProperties(calibration=CALIBRATION, image_info=INFO)
 
 
@@ -33,12 +25,12 @@ def test_keywords_set_what_they_name_and_leave_the_rest():
     assert DIRECTIONS.slice_direction() == (0, 0, 1)
     assert SpatialDirections(zarnik.Vector3d((0, 1, 0)), zarnik.Vector3d((-1, 0, 0))) == DIRECTIONS
     assert (CALIBRATION.origin(), CALIBRATION.spacing(), CALIBRATION.unit()) == ((1, 2, 3), (0.5, 0.5, 0.5), "mm")
-    assert SpatialCalibrationProperty(unit="mm").spacing() == (1, 1, 1)
+    assert Calibration(unit="mm").spacing() == (1, 1, 1)
     assert (INFO.bit_depth(), INFO.value_range(), INFO.alpha()) == (12, (0, 9), False)
-    assert INFO.interpretation() is ImageInterpretation.LABEL
+    assert INFO.interpretation() is LABEL
     assert INFO.axes_interpretation() == zarnik.ImageTypeId.VOLUME
     assert ImageInfoProperty(dtype="u2").value_range() == (0, 65535)
-    assert ImageProperties(dtype="u2").calibration() == SpatialCalibrationProperty()
+    assert ImageProperties(dtype="u2").calibration() == Calibration()
     assert ImageProperties(dtype="u2") == ImageProperties.from_data_type("u2")
     assert PROPERTIES.is_compatible_with((2, 3, 4), "u2")
     assert not PROPERTIES.is_compatible_with((2, 3), "u2")
@@ -58,7 +50,7 @@ def test_parts_of_properties_are_copies():
     properties = ImageProperties(PROPERTIES)
     properties.calibration().set_unit("km")
     assert properties.calibration().unit() == "mm"
-    changed = SpatialCalibrationProperty(properties.calibration(), unit="km")
+    changed = Calibration(properties.calibration(), unit="km")
     properties.set_calibration(changed)
     assert (properties.calibration().unit(), PROPERTIES.calibration().unit()) == ("km", "mm")
     assert properties != PROPERTIES
@@ -73,11 +65,8 @@ def test_enumerations_are_those_of_the_module():
         f"{family.__name__}_{name}": member for family in ENUMERATIONS for name, member in family.__members__.items()
     }
     families = tuple(f"{family.__name__}_" for family in ENUMERATIONS)
-    constants = {
-        name: value for name, value in vars(_zarnik).items() if name.startswith(families) and isinstance(value, int)
-    }
-    assert members == constants
-    assert all(isinstance(member, int) for member in members.values())
+    constants = {name: value for name, value in vars(_zarnik).items() if name.startswith(families)}
+    assert members == {name: value for name, value in constants.items() if isinstance(value, int)}
 
 
 def test_flags_combine_to_flags_and_dimensions_to_image_types():

@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 from itertools import product
-from pathlib import Path
 
 import numpy
 import pytest
@@ -12,6 +11,7 @@ from hypothesis import strategies as st
 from numpy.testing import assert_allclose, assert_array_equal
 
 import zarnik
+from support.expect import raises
 
 FLIP = numpy.diag((-1.0, -1.0, 1.0, 1.0))
 
@@ -70,39 +70,10 @@ def test_what_is_no_position_of_voxels_is_refused(change, text):
     before = image.affine
     matrix = numpy.eye(4)
     change(matrix)
-    with pytest.raises(ValueError, match=text):
-        image.set_affine(matrix)
-    with pytest.raises(ValueError, match="'RAS' or 'LPS', got 'ras'"):
-        image.set_affine(before, "ras")
-    with pytest.raises(ValueError, match=r"shape \(2, 2\)"):
-        image.set_affine(numpy.eye(2))
+    raises(ValueError, text, image.set_affine, matrix)
+    raises(ValueError, "'RAS' or 'LPS', got 'ras'", image.set_affine, before, "ras")
+    raises(ValueError, r"shape \(2, 2\)", image.set_affine, numpy.eye(2))
     assert_array_equal(image.affine, before)
-
-
-def test_scans_lie_where_nibabel_has_them():
-    nibabel = pytest.importorskip("nibabel")
-    folder = Path(nibabel.__file__).parent / "tests" / "data"
-    found = set()
-    for path in sorted(folder.glob("*.nii*")) + sorted(folder.glob("*.mgz")) + sorted(folder.glob("*.mnc")):
-        try:
-            scan = nibabel.load(path)
-            affine = scan.affine
-        except Exception:
-            continue
-        if affine is None or len(scan.shape) < 3:
-            continue
-        image = zarnik.from_numpy(numpy.zeros(scan.shape[:3], "u1"), axes="XYZ")
-        axes = affine[:3, :3] / numpy.linalg.norm(affine[:3, :3], axis=0)
-        if numpy.abs(axes.T @ axes - numpy.eye(3)).max() > 1e-3:
-            with pytest.raises(ValueError, match="shears"):
-                image.set_affine(affine)
-            continue
-        image.set_affine(affine)
-        assert_allclose(image.affine, affine, atol=1e-4 * numpy.abs(affine[:3, :3]).max())
-        corners = numpy.array(list(product(*[(0, count - 1) for count in scan.shape[:3]])))
-        assert_allclose(image.index_to_world(corners), nibabel.affines.apply_affine(affine, corners), atol=1e-3)
-        found.add("".join(nibabel.aff2axcodes(affine)))
-    assert {"LAS", "RAS"} <= found
 
 
 def test_calibration_is_set_like_attributes():
@@ -132,8 +103,7 @@ def test_calibration_is_set_like_attributes():
             ("bit_depth", 1.5, TypeError),
             ("affine", numpy.eye(4), AttributeError),
         ):
-            with pytest.raises(error):
-                setattr(image, name, value)
+            raises(error, "", setattr, image, name, value)
         assert image.spacing == (2, 3, 4)
     restricted = zarnik.ImageViewProvider.to_read_only(zarnik.zeros((2, 3)))
     with pytest.raises(zarnik.Error):
@@ -162,10 +132,8 @@ def test_new_images_are_like_others():
     assert (other.dtype, other.value_range) == (numpy.float32, (0, 1))
     assert zarnik.zeros(5).axes == "X"
     assert zarnik.empty((2, 2), zarnik.DataTypeId.INT16).dtype == numpy.int16
-    with pytest.raises(ValueError, match=r"5 axes.*pass axes"):
-        zarnik.zeros((1,) * 5)
-    with pytest.raises(TypeError, match="axis C"):
-        zarnik.zeros((2, 2), zarnik.DataTypeId.VEC3_UINT8)
+    raises(ValueError, r"5 axes.*pass axes", zarnik.zeros, (1,) * 5)
+    raises(TypeError, "axis C", zarnik.zeros, (2, 2), zarnik.DataTypeId.VEC3_UINT8)
 
 
 @pytest.mark.parametrize("dtype", ["c8", "c16"])

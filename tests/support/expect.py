@@ -33,8 +33,20 @@ def null_reference(function: Callable[..., object], position: int, type_name: st
 
 def refused(text: str, function: Callable[..., object], *arguments: object) -> None:
     """The library refuses a call, with a text that matches."""
-    with pytest.raises(_classes.Error, match=text):
-        function(*arguments)
+    raises(_classes.Error, text, function, *arguments)
+
+
+def raises(
+    kind: type[BaseException] | tuple[type[BaseException], ...],
+    text: str,
+    function: Callable[..., object],
+    /,
+    *arguments: object,
+    **options: object,
+) -> None:
+    """A call raises an error of this class, or of one of these, with a text that matches."""
+    with pytest.raises(kind, match=text or None):
+        function(*arguments, **options)
 
 
 def no_overload(name: str, *prototypes: str) -> str:

@@ -1,8 +1,7 @@
 """A web server that misbehaves on purpose, each kind of fault under a path of its own.
 
 `python http_faults.py` serves on a free loopback port, which it prints, until its standard input ends; so it ends with
-whoever started it. What it serves are `SIZE` bytes of `content`. `GET /log` tells the requests so far as JSON,
-`GET /uploads/<path>` what came to a path.
+whoever started it. What it serves are `SIZE` bytes of `content`. `GET /uploads/<path>` tells what came to a path.
 """
 
 from __future__ import annotations
@@ -16,6 +15,7 @@ import struct
 import sys
 import threading
 import time
+from functools import partialmethod
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from typing import Any
 
@@ -51,7 +51,6 @@ class Server(ThreadingHTTPServer):
         super().__init__(("127.0.0.1", 0), Handler)
         self.lock = threading.Lock()
         self.counts: dict[str, int] = {}
-        self.log: list[dict[str, Any]] = []
         self.available = 0.0
         self.uploads: dict[str, dict[str, Any]] = {}
 
@@ -103,6 +102,15 @@ class Handler(BaseHTTPRequestHandler):
         headers, data = self.part(body, **changes)
         self.send(206, headers, data)
 
+    def fixed(self, status: int, body: bytes, _: int, **headers: str) -> None:
+        """Answers without regard to what was asked for."""
+        named = {name.replace("_", "-"): value for name, value in headers.items()}
+        self.send(status, {**named, "Content-Length": str(len(body))}, body)
+
+    def changed(self, _: int, **changes: str | None) -> None:
+        """The right answer but for its headers."""
+        self.serve(**changes)
+
     def reset(self) -> None:
         self.wfile.flush()
         self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
@@ -119,20 +127,10 @@ class Handler(BaseHTTPRequestHandler):
     def do_GET(self) -> None:
         path, _, _ = self.path.partition("?")
         name = path.strip("/").split("/")[0]
-        if name == "log":
-            with self.server.lock:
-                text = json.dumps({"requests": self.server.log, "uploads": self.server.uploads}).encode()
-            self.send(200, {"Content-Length": str(len(text))}, text)
-            return
         if name == "uploads":
             self.serve(json.dumps(self.server.uploads.get(path.removeprefix("/uploads"), {})).encode())
             return
-        number = self.server.count(path)
-        with self.server.lock:
-            self.server.log.append(
-                {"method": self.command, "path": self.path, "headers": list(self.headers.items()), "time": time.time()}
-            )
-        getattr(self, "fault_" + name, self.fault_missing)(number)
+        getattr(self, "fault_" + name, self.fault_missing)(self.server.count(path))
 
     def do_POST(self) -> None:
         if self.headers.get("Transfer-Encoding") == "chunked":
@@ -146,13 +144,11 @@ class Handler(BaseHTTPRequestHandler):
     def fault_missing(self, _: int) -> None:
         self.send(404, {"Content-Length": "4"}, b"gone", "Not Found")
 
-    def fault_none(self, _: int) -> None:
-        self.serve()
+    fault_none = partialmethod(changed)
 
     # ---- wrong answers, which trying again does not help
 
-    def fault_ignores_ranges(self, _: int) -> None:
-        self.send(200, {"Content-Length": str(SIZE)}, BODY)
+    fault_ignores_ranges = partialmethod(fixed, 200, BODY)
 
     def fault_stops_ranges(self, number: int) -> None:
         if number == 1:
@@ -191,8 +187,7 @@ class Handler(BaseHTTPRequestHandler):
         body = gzip.compress(data)
         self.send(206, headers | {"Content-Encoding": "gzip", "Content-Length": str(len(body))}, body)
 
-    def fault_no_content_range(self, _: int) -> None:
-        self.serve(Content_Range=None)
+    fault_no_content_range = partialmethod(changed, Content_Range=None)
 
     def fault_malformed_content_range(self, _: int) -> None:
         first, last = self.wanted()
@@ -211,12 +206,13 @@ class Handler(BaseHTTPRequestHandler):
         headers = {"Content-Type": "multipart/byteranges; boundary=x", "Content-Length": str(len(data))}
         self.send(206, headers, data)
 
-    def several(self, *, total: int = SIZE, first: int = 0, cut: int | None = None, boundary: str = "x y") -> None:
+    def several(self, _: int, *, total: int = SIZE, first: int = 0, cut: int | None = None) -> None:
         """Answers with several ranges, if several were asked for, leaving out the first ones or cutting it."""
         ranges = [(int(a), int(b)) for a, b in re.findall(r"(\d+)-(\d+)", self.headers.get("Range", ""))]
         if len(ranges) == 1:
             self.serve()
             return
+        boundary = "x y"
         parts = b"".join(
             f"\r\n--{boundary}\r\nContent-Type: x/y\r\nContent-Range: bytes {a}-{b}/{total}\r\n\r\n".encode()
             + BODY[a : b + 1]
@@ -227,17 +223,11 @@ class Handler(BaseHTTPRequestHandler):
         self.send(206, {"Content-Type": kind, "Content-Length": str(len(parts) + 20), "ETag": '"one"'}, body)
         self.hang_up()
 
-    def fault_several(self, _: int) -> None:
-        self.several()
+    fault_several = several
+    fault_several_incomplete = partialmethod(several, cut=700)
 
-    def fault_several_incomplete(self, _: int) -> None:
-        self.several(cut=700)
-
-    def fault_several_others(self, _: int) -> None:
-        self.several(first=1)
-
-    def fault_several_changed(self, _: int) -> None:
-        self.several(total=SIZE + 1)
+    fault_several_others = partialmethod(several, first=1)
+    fault_several_changed = partialmethod(several, total=SIZE + 1)
 
     def fault_several_refused(self, number: int) -> None:
         self.send(400, {"Content-Length": "0"}) if "," in self.headers["Range"] else self.serve()
@@ -276,11 +266,8 @@ class Handler(BaseHTTPRequestHandler):
     def fault_redirects_for_ever(self, number: int) -> None:
         self.send(302, {"Location": f"/redirects_for_ever/{number}", "Content-Length": "0"})
 
-    def fault_redirects_elsewhere(self, _: int) -> None:
-        self.send(302, {"Location": "file:///etc/hostname", "Content-Length": "0"})
-
-    def fault_redirects(self, _: int) -> None:
-        self.send(307, {"Location": "/none", "Content-Length": "0"})
+    fault_redirects_elsewhere = partialmethod(fixed, 302, b"", Location="file:///etc/hostname")
+    fault_redirects = partialmethod(fixed, 307, b"", Location="/none")
 
     def fault_long_head(self, _: int) -> None:
         self.wfile.write(b"HTTP/1.1 206 Fine\r\n")
@@ -294,11 +281,8 @@ class Handler(BaseHTTPRequestHandler):
     def fault_forbidden(self, _: int) -> None:
         self.send(403, {"Content-Length": "0"}, reason="Forbidden")
 
-    def fault_status_451(self, _: int) -> None:
-        self.send(451, {"Content-Length": "1000000"}, b"x" * 1_000_000)
-
-    def fault_always_500(self, _: int) -> None:
-        self.send(500, {"Content-Length": "3"}, b"bad")
+    fault_status_451 = partialmethod(fixed, 451, b"x" * 1_000_000)
+    fault_always_500 = partialmethod(fixed, 500, b"bad")
 
     def fault_always_truncated(self, _: int) -> None:
         headers, data = self.part()
@@ -316,8 +300,7 @@ class Handler(BaseHTTPRequestHandler):
     def fault_stalls_later(self, number: int) -> None:
         self.serve() if number == 1 else self.fault_stalls(number)
 
-    def fault_impatient(self, _: int) -> None:
-        self.send(429, {"Content-Length": "0", "Retry-After": "3600"})
+    fault_impatient = partialmethod(fixed, 429, b"", Retry_After="3600")
 
     # ---- faults that pass: the right bytes in the end
 
@@ -384,14 +367,10 @@ class Handler(BaseHTTPRequestHandler):
     def fault_stalls_once(self, number: int) -> None:
         self.fault_stalls(number) if number == 1 else self.serve()
 
-    def fault_empty(self, _: int) -> None:
-        self.send(416, {"Content-Range": "bytes */0", "Content-Length": "0"})
+    fault_empty = partialmethod(fixed, 416, b"", Content_Range="bytes */0")
+    fault_empty_whole = partialmethod(fixed, 200, b"")
 
-    def fault_empty_whole(self, _: int) -> None:
-        self.send(200, {"Content-Length": "0"})
-
-    def fault_weak(self, _: int) -> None:
-        self.serve(ETag='W/"weak"')
+    fault_weak = partialmethod(changed, ETag='W/"weak"')
 
     def fault_latency(self, _: int) -> None:
         time.sleep(0.02)

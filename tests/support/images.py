@@ -7,6 +7,7 @@ from typing import Any
 import numpy
 
 import _zarnik
+import zarnik
 from zarnik import _classes
 
 DATA_TYPES = {
@@ -59,3 +60,27 @@ def ramp(shape: tuple[int, ...], dtype: str = "uint8") -> numpy.ndarray:
 
 def capabilities_of(view: Any) -> int:
     return _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view))
+
+
+def is_mapped(image: Any) -> bool:
+    """Whether the samples are in memory as they are in a file."""
+    try:
+        return bool(image.to_numpy(copy=False).size)
+    except ValueError:
+        return False
+
+
+def values(shape: Any, dtype: Any = "uint16", seed: int = 0) -> numpy.ndarray:
+    """Random values that every type has."""
+    return numpy.random.default_rng(seed).integers(0, 100, shape).astype(dtype)
+
+
+def same_as_saved(found: Any, image: Any, names: str, levels: int = 1, method: str | None = None) -> None:
+    """An image that was read back has the elements, the levels, and the attributes of these names."""
+    numpy.testing.assert_array_equal(found.to_numpy(), image.to_numpy())
+    for name in names.split():
+        assert getattr(found, name) == getattr(image, name), name
+    assert len(found.levels) == levels
+    for level, like in zip(found.levels, zarnik.coarser_levels(image, method, coarsest=8)):
+        numpy.testing.assert_allclose(level.to_numpy(), like.to_numpy(), rtol=1e-6)
+        numpy.testing.assert_allclose(level.spacing[:2], like.spacing[:2])

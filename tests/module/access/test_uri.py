@@ -7,7 +7,7 @@ from functools import partial
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, null_reference, refused
+from support.expect import fails, no_overload, null_reference, refused
 
 PARTS = ["scheme", "authority", "host", "port", "user_info", "path", "query", "path_and_query", "to_string"]
 DEFAULT_PORTS = {"http": 80, "https": 443, "ftp": 21}
@@ -92,8 +92,6 @@ def test_what_is_no_uri_is_refused(text):
 def test_arguments():
     operands = ("std::string const &", "zarnik::Uri const &")
     fails(TypeError, no_overload("new_Uri", *(f"zarnik::Uri::Uri({each})" for each in operands)), _zarnik.new_Uri, 7)
-    null_reference(_zarnik.Uri_port, 1, "zarnik::Uri const *", None)
-    bad_argument(TypeError, _zarnik.Uri_port, 1, "zarnik::Uri const *", "http://x")
     # Nothing in Python is an output stream.
     for left in (1, "x", _zarnik.new_Uri("x")):
         assert _zarnik.__lshift__(left, _zarnik.new_Uri("x")) is NotImplemented

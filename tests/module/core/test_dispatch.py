@@ -1,9 +1,12 @@
 """Unpacking of arguments, choice among overloads, and the texts of what does not fit."""
 
+import re
+
 import pytest
 
 import _zarnik
 from support.expect import bad_argument, fails, no_overload, null_reference
+from support.flat_names import all_functions
 from zarnik import _classes
 
 
@@ -37,6 +40,43 @@ def test_registration_takes_one_class():
             _zarnik.Logger_swigregister(*arguments)
         text = f"swigregister expected 1 arguments, got {len(arguments)}"
         fails(TypeError, text, _zarnik.Logger_swigregister, arguments)
+
+
+# What has no arguments, or says in words of its own what its first one has to be; operators refuse no operand.
+OTHERWISE = (
+    r"__\w+__|\w+_swig(register|init)|new_\w+|Versioning_version\w*|Logger_\w+|UidGenerator_generate|delete_Logger",
+    r"Matrix\w+_identity|\w+Factory_(_uniform|__from_buffer|_allocate|_allocate_empty|create|create_from_list|translation)",
+    r"\w+Factory_(scaling|rotation_euler|allocate)|ArrayX\w+_from_numpy|NumpyInterop_\w+|RegionXu64_(from_index|create_\w+)",
+    r"DataType_(extract_scalar_type|standard_range)|ImageProperties_from_data_type|Serialization_encode_vector_\w+",
+)
+
+
+def told(name, first):
+    """What a function tells of its first argument, given as many of them as it takes."""
+    text = ""
+    for count in range(1, 8):
+        try:
+            text = repr(getattr(_zarnik, name)(first, *[None] * (count - 1)))
+        except (TypeError, ValueError, RuntimeError) as error:
+            text = str(error).splitlines()[0]
+        if not re.search(r"expected .*arguments?, got|takes exactly one argument", text):
+            break
+    return text
+
+
+def test_every_function_names_the_first_argument_that_it_refuses():
+    """And objects that are no longer there, where it takes an object of its class."""
+    odd = {}
+    for name in set(all_functions()):
+        if not re.fullmatch("|".join(OTHERWISE), name):
+            text = told(name, object())
+            refused = re.fullmatch(f"in method '{name}', (argument 1 of type '(.+)')", text)
+            if refused and refused[2].endswith("*") and not name.startswith("delete_") and not name.endswith("__"):
+                text = told(name, None).replace("invalid null reference ", "")
+            overloads = f"Wrong number or type of arguments for overloaded function '{name}'."
+            if text not in (refused and refused[0], overloads, "NotImplemented"):
+                odd[name] = text
+    assert odd == {}
 
 
 V3 = "zarnik::Vector< uint16_t,3 >"

@@ -37,56 +37,33 @@ def test_a_failed_operation_leaves_its_object():
     assert [vector.at(i) for i in range(3)] == [1, 2, 3]
 
 
-def test_without_a_registered_class_errors_are_runtime_errors():
+def test_errors_are_raised_as_whatever_class_is_registered():
     prints(
-        "component index 2 is out of range, allowed are 0 to 1\n",
+        "component index 2 is out of range, allowed are 0 to 1\nMine\n",
         """
 import _zarnik
+
 vector = _zarnik.Vector2u8_create_uniform(7)
 try:
     _zarnik.Vector2u8_at(vector, 2)
-except RuntimeError as error:
+except RuntimeError as error:  # none is registered yet
     (wrapped,) = error.args
     assert type(error) is RuntimeError
     assert type(wrapped).__name__ == "SwigPyObject", type(wrapped)
     assert wrapped.own()
-    print(_zarnik.Error___str__(wrapped))
+    text = _zarnik.Error___str__(wrapped)
+    print(text)
     _zarnik.delete_Error(wrapped)
-_zarnik.delete_Vector2u8(vector)
-""",
-    )
-
-
-def test_errors_are_raised_as_whatever_class_is_registered():
-    prints(
-        "Mine component index 2 is out of range, allowed are 0 to 1\n",
-        """
-import _zarnik
 
 class Mine(Exception):
     __swig_destroy__ = _zarnik.delete_Error
 
-    def __str__(self):
-        return _zarnik.Error___str__(self)
-
 assert _zarnik.Error_swigregister(Mine) is None
-vector = _zarnik.Vector2u8_create_uniform(7)
 try:
     _zarnik.Vector2u8_at(vector, 2)
 except Mine as error:
-    print(type(error).__name__, error)
+    assert _zarnik.Error___str__(error) == text
+    print(type(error).__name__)
 _zarnik.delete_Vector2u8(vector)
 """,
     )
-
-
-@pytest.mark.parametrize("first", [None, 5, "view", _classes.Vector2d(), object()])
-def test_every_function_of_views_refuses_another_object(first):
-    """No crash whatever stands for the object, in any function of image views."""
-    for name in [name for name in dir(_zarnik) if name.startswith(("ImageView_", "delete_ImageView"))]:
-        function = getattr(_zarnik, name)
-        if name.endswith(("_swigregister", "_swiginit", "_create_from_pointer")):
-            continue
-        for others in ((), (1,), (None,), (1, 2), (1, 2, 3)):
-            with pytest.raises((TypeError, ValueError, OverflowError, _classes.Error)):
-                function(first, *others)

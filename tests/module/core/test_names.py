@@ -1,8 +1,16 @@
-"""The functions of the module are exactly those of its interface."""
+"""The functions of the module are exactly those of its interface, and use nothing of Python outside of its own."""
 
+import shutil
+import subprocess
+
+import pytest
+from abi3info import DATAS, FUNCTIONS
+from abi3info.models import PyVersion, Symbol
+
+import _typetable
 import _zarnik
 from support.flat_names import all_functions, class_names, functions_of
-from zarnik import _classes
+from zarnik import _classes, _direct
 
 
 def exported():
@@ -36,3 +44,23 @@ def test_every_function_has_a_documentation_but_operators_and_registration():
 def test_every_class_is_registered_under_its_name():
     for name in sorted(class_names()):
         assert getattr(_classes, name).__name__ == name
+
+
+OLDEST_PYTHON = PyVersion(3, 9)
+
+
+def undefined_symbols(path):
+    """Names that a shared library leaves to others, without their versions."""
+    nm = shutil.which("nm")
+    assert nm, "nm, of the tools that built the module, is needed"
+    listing = subprocess.run([nm, "-D", "--undefined-only", path], capture_output=True, text=True, check=True).stdout
+    return {line.split()[-1].split("@")[0] for line in listing.splitlines()}
+
+
+@pytest.mark.parametrize("module", [_zarnik, _direct, _typetable])
+def test_python_symbols_are_of_the_stable_interface(module):
+    used = {name for name in undefined_symbols(module.__file__) if name.startswith(("Py", "_Py"))}
+    known = {name: FUNCTIONS.get(Symbol(name)) or DATAS.get(Symbol(name)) for name in used}
+    assert {name for name, symbol in known.items() if symbol is None or symbol.added > OLDEST_PYTHON} == set()
+    assert module.__file__.endswith(f"{module.__name__.split('.')[-1]}.abi3.so")
+    assert {"PyModule_Create2", "PyImport_ImportModule"} <= used  # the listing is a listing

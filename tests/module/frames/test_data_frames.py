@@ -87,8 +87,6 @@ def test_arguments_and_library_errors(frame):
     null_reference(flat("column_index"), 2, "std::string const &", frame, None)
     null_reference(flat("set_unit"), 3, "std::string const &", frame, 0, None)
     bad_argument(TypeError, flat("add_column"), 2, "std::string const &", frame, b"x", INT32)
-    bad_argument(TypeError, flat("get_shape"), 1, "zarnik::DataFrameView *", 5)
-    null_reference(flat("to_string"), 1, "zarnik::DataFrameView const *", None)
     # A name is a text like others: it may have a zero character in it.
     flat("add_column")(frame, "n\0", INT32)
     assert flat("column_index")(frame, "n\0") == 2

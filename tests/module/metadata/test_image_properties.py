@@ -192,7 +192,6 @@ def test_arguments_are_named():
     bad_argument(TypeError, _zarnik.ImageInfoProperty_set_interpretation, 2, "zarnik::ImageInterpretation", info, "RGB")
     kind = "zarnik::SpatialCalibrationProperty const &"
     null_reference(_zarnik.ImageProperties_set_calibration, 2, kind, properties, None)
-    null_reference(_zarnik.ImageProperties_get_calibration, 1, "zarnik::ImageProperties const *", None)
     set_origin = _zarnik.SpatialCalibrationProperty_set_origin
     fails(ValueError, "input sequence has invalid length", set_origin, calibration, (1, 2))
     name, vector = "zarnik::SpatialDirections", "zarnik::Vector3d const &"

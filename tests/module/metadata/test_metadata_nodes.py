@@ -89,9 +89,7 @@ def test_arguments_are_named():
     null_reference(_zarnik.ReadonlyMetadataNode_child, 2, text, Readonly(node), None)
     null_reference(_zarnik.MetadataNodeFactory_create, 1, text, None, None)
     null_reference(_zarnik.MetadataNodeHelper_get_node, 2, text, node, None)
-    null_reference(_zarnik.MetadataNode_get_key, 1, "zarnik::MetadataNode const *", None)
     bad_argument(TypeError, _zarnik.MetadataNode_add_child, 2, "std::shared_ptr< zarnik::MetadataNode >", node, "a")
-    null_reference(_zarnik.MetadataNodeIterator_next, 1, "zarnik::MetadataNodeIterator *", None)
     cpp = "zarnik::MetadataNode"
     prototypes = ("std::string const &,std::shared_ptr< zarnik::VariantDataValue >", f"{cpp} const &", f"{cpp} &&")
     expected = no_overload("new_MetadataNode", *(f"{cpp}::MetadataNode({prototype})" for prototype in prototypes))

@@ -1,9 +1,10 @@
-"""Extensions of views: found by identifier, usable after their view is gone."""
+"""Extensions of views, usable after their view is gone; common ancestors of views; writers."""
 
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, null_reference, refused
+from support.expect import bad_argument, fails, null_reference, refused
+from support.shared_types import StringWriter
 from zarnik import _classes
 
 KINDS = {"TilingInfo": 1, "ParallelAccess": 2, "ViewOrigin": 3, "ColumnUnit": 4}
@@ -52,6 +53,7 @@ def test_origin_tells_how_a_view_was_made():
     assert _zarnik.ViewOriginExtension_display_name(origin) == "read-only view of image in memory"
     assert "read-only view of image in memory" in _zarnik.ViewOriginExtension_to_string(origin)
     refused("parent index 1 is not below the parent count 1", _zarnik.ViewOriginExtension_parent, origin, 1)
+    bad_argument(OverflowError, _zarnik.ViewOriginExtension_parent, 2, "size_t", origin, -1)
 
 
 def test_parallel_access():
@@ -68,14 +70,34 @@ def test_parallel_access():
     assert _zarnik.ImageView_tiling_info(view) is None
 
 
-def test_self_of_another_kind():
-    origin = _zarnik.View_view_origin(image())
-    for name, cls in (("TilingInfoExtension_tile_count", "TilingInfo"), ("ColumnUnitExtension_unit", "ColumnUnit")):
-        arguments = (0,) if name.endswith("unit") else ()
-        bad_argument(TypeError, getattr(_zarnik, name), 1, f"zarnik::{cls}Extension const *", origin, *arguments)
-        null_reference(getattr(_zarnik, name), 1, f"zarnik::{cls}Extension const *", None, *arguments)
-    for name in ("read_tile", "write_tile"):
-        method = getattr(_zarnik, f"TilingInfoExtension_{name}")
-        bad_argument(TypeError, method, 1, "zarnik::TilingInfoExtension *", origin, 0, bytearray(1))
-    bad_argument(TypeError, _zarnik.ViewOriginExtension_parent, 2, "size_t", origin, "x")
-    bad_argument(OverflowError, _zarnik.ViewOriginExtension_parent, 2, "size_t", origin, -1)
+def test_common_ancestors():
+    ask = _zarnik.DependencyGraph__has_common_ancestor
+    first, second = (_zarnik.ImageViewFactory_allocate([2, 2], _zarnik.DataTypeId_UINT8) for _ in range(2))
+    derived = _zarnik.ImageViewProvider_to_read_only(first)
+    assert ask(first, second) == _zarnik.CommonAncestorStatus_SHARE_NO_ANCESTOR
+    assert ask(first, derived) == ask(first, first) == _zarnik.CommonAncestorStatus_SHARE_ANCESTOR
+    for position, arguments in ((1, (5, first)), (2, (first, "view"))):
+        bad_argument(TypeError, ask, position, "std::shared_ptr< zarnik::View >", *arguments)
+    fails(_classes.Error, "there is no view whose ancestors could be looked for", ask, None, first)
+
+
+def test_writing_in_phases():
+    writer = StringWriter()
+    assert (_zarnik.Writer_name(writer), _zarnik.Writer_version(writer)) == ("string", "2.0")
+    set_option, value = _zarnik.Writer_set_option, _zarnik.VariantDataValueFactory_create("!")
+    null_reference(set_option, 2, "std::string const &", writer, None, value)
+    bad_argument(TypeError, set_option, 2, "std::string const &", writer, b"end", value)
+    bad_argument(TypeError, set_option, 3, "std::shared_ptr< zarnik::VariantDataValue >", writer, "end", "!")
+    refused("^no such option: colour$", set_option, writer, "colour", value)
+    refused('^there is no value for the option "end"$', set_option, writer, "end", None)
+    assert set_option(writer, "end", value) is None
+    refused("out of order: the writing has not begun$", _zarnik.Writer_write_data, writer)
+    assert _zarnik.Writer_write_init(writer) is None
+    refused("^data is missing, 0 of 2 blocks are written$", _zarnik.Writer_write_finish, writer)
+    _zarnik.Writer_write_data(writer)
+    _zarnik.Writer_write_finish(writer)
+    assert writer.written() == "<01!"
+    assert _zarnik.Writer_to_string(writer) == "Writer(string 2.0, finished)"
+    at_once = StringWriter()
+    _zarnik.Writer_write_all(at_once)
+    assert at_once.written() == "<01>"

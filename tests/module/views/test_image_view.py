@@ -52,30 +52,12 @@ def test_regions_and_buffers_that_are_none(image):
             bad_argument(TypeError, transfer, 3, size_text, image, whole, bad)
     bad_argument(TypeError, _zarnik.ImageView___read, 3, "(uint8_t* dst, size_t size)", image, [0, 0], b"x")
     bad_argument(TypeError, _zarnik.ImageView___write, 3, "(const uint8_t* src, size_t size)", image, [0, 0], 1)
+    bad_argument(TypeError, _zarnik.View__extension, 2, "size_t", image, "x")
+    null_reference(_zarnik.ImageView_set_spatial_unit, 2, "std::string const &", image, None)
     outside = region((1, 0), (4, 1))
     text = "region origin (1, 0) + size (4, 1) exceeds the image shape (4, 3) on axis 0"
     fails(_classes.Error, text, _zarnik.ImageView___read_region, image, outside, bytearray(4))
     fails(_classes.Error, text, _zarnik.ImageView___write_region, image, outside, bytes(4))
-
-
-def test_self_of_another_kind(image):
-    for name, *arguments in (
-        ("get_shape",),
-        ("support", 1),
-        ("__get_properties",),
-        ("reshape", [1], 0),
-        ("tiling_info",),
-        ("set_alpha", True),
-        ("__read", [0], bytearray(1)),
-    ):
-        method = getattr(_zarnik, f"ImageView_{name}")
-        bad_argument(TypeError, method, 1, "zarnik::ImageView *", 5, *arguments)
-        null_reference(method, 1, "zarnik::ImageView *", None, *arguments)
-    for name in ("get_capabilities", "to_string", "__get_metadata"):
-        bad_argument(TypeError, getattr(_zarnik, f"ImageView_{name}"), 1, "zarnik::ImageView const *", "x")
-    bad_argument(TypeError, _zarnik.View_view_origin, 1, "zarnik::View *", _classes.DataType())
-    bad_argument(TypeError, _zarnik.View__extension, 2, "size_t", image, "x")
-    null_reference(_zarnik.ImageView_set_spatial_unit, 2, "std::string const &", image, None)
 
 
 def test_shape_type_and_capabilities():
