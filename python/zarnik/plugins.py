@@ -303,13 +303,18 @@ def image_of(
 
 
 def _properties(image: Any, space: Mapping[str, Any], values: Mapping[str, Any]) -> Any:
-    """The properties of an image with what is told beside its own, None if nothing is."""
-    if all(value is None for value in (*space.values(), *values.values())):
+    """The properties of an image with what is told beside its own, None if nothing is: each part costs a copy."""
+    places, meanings = (any(value is not None for value in told.values()) for told in (space, values))
+    if not places and not meanings:
         return None
-    own = flat.ImageView___get_properties(image)
-    calibration = _classes.SpatialCalibrationProperty(own.get_calibration(), **space)
-    info = _classes.ImageInfoProperty(own.get_image_info(), **values)
-    return _classes.ImageProperties(calibration, info)
+    changed = flat.ImageView___get_properties(image).clone()
+    if places:
+        calibration = _classes.SpatialCalibrationProperty(changed.get_calibration(), **space)
+        flat.ImageProperties_set_calibration(changed, calibration)
+    if meanings:
+        info = _classes.ImageInfoProperty(changed.get_image_info(), **values)
+        flat.ImageProperties_set_image_info(changed, info)
+    return changed
 
 
 def _directions(given: Any) -> Any:
