@@ -36,6 +36,9 @@ public:
   /// Whether the bytes are in memory or in a file of this machine: several threads read them faster than one.
   bool isLocal() const;
 
+  /// Asks the system to begin to write the last so many bytes to the disk, if they are in a file.
+  void beginStoring(size_t size) const noexcept;
+
 private:
   bool isMemory() const;
 

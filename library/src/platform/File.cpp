@@ -204,6 +204,13 @@ void File::writeAt(uint64_t offset, void const * source, size_t size) const {
   }
 }
 
+void File::beginStoring([[maybe_unused]] uint64_t offset, [[maybe_unused]] uint64_t size) const noexcept {
+#ifdef SYNC_FILE_RANGE_WRITE
+  static_cast<void>(
+      ::sync_file_range(descriptor_, static_cast<off_t>(offset), static_cast<off_t>(size), SYNC_FILE_RANGE_WRITE));
+#endif
+}
+
 void File::resize(uint64_t newSize) const {
   auto const code = newSize > LARGEST_OFFSET ? EFBIG
                     : retryInterrupted([&] { return ::ftruncate(descriptor_, static_cast<off_t>(newSize)); }) != 0

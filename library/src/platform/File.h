@@ -44,6 +44,10 @@ public:
   /// Writes all bytes; the file grows as needed, a gap reads as zeros.
   void writeAt(uint64_t offset, void const * source, size_t size) const;
 
+  /// Asks the system to begin to write these bytes to the disk, which it may do later anyway. Nothing waits for that,
+  /// and what fails is told to who waits.
+  void beginStoring(uint64_t offset, uint64_t size) const noexcept;
+
   /// Cuts the file, or lets it grow with zeros.
   void resize(uint64_t newSize) const;
 

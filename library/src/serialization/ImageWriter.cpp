@@ -67,6 +67,7 @@ protected:
     try {
       requireUnbroken();
       blocks_.write(index, *writer_);
+      writer_->beginStoring();
     } catch (...) {
       // Samples that could not be read leave the stream where it was.
       isBroken_ = isBroken_ || writer_->position() != before || stream_->fail();

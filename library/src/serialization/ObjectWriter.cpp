@@ -17,6 +17,8 @@ namespace {
 
 // A thread begins in less time than this takes to hash.
 constexpr uint64_t LEAST_BACKGROUND_BYTES = 8 << 20;
+// A disk that is given so much at once has hardly to wait between.
+constexpr uint64_t LEAST_STORED_BYTES = 16 << 20;
 
 } // namespace
 
@@ -117,6 +119,13 @@ uint64_t ObjectWriter::putPart(std::byte const * bytes, uint64_t size) {
   if (inBlock_ == options_.blockBytes || part == left_)
     endBlock();
   return part;
+}
+
+void ObjectWriter::beginStoring() {
+  if (cursor_ == nullptr || position_ - stored_ < LEAST_STORED_BYTES)
+    return;
+  cursor_->beginStoring(position_ - stored_);
+  stored_ = position_;
 }
 
 std::byte * ObjectWriter::streamingPlace(std::byte const * bytes, uint64_t size) const {

@@ -38,6 +38,10 @@ public:
   /// Makes the content of the next section begin at a multiple of the alignment.
   void align();
 
+  /// Tells the system, from time to time, to begin to write what it has of the object to the disk: who waits for all of
+  /// it in the end waits less.
+  void beginStoring();
+
   /// Ends the object.
   void finish() { beginSection(END, 0); }
 
@@ -66,6 +70,7 @@ private:
   CursorStream * cursor_ = nullptr; ///< the stream, if it is one of the library's cursors
   WriteOptions options_;
   uint64_t position_ = 0; ///< bytes written of the object
+  uint64_t stored_ = 0;   ///< of these, what the disk was told to take
   uint64_t length_ = 0;
   uint64_t left_ = 0;
   uint64_t inBlock_ = 0; ///< bytes of the open block that its running hash has
