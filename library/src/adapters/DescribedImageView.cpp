@@ -2,34 +2,19 @@
 
 #include "core/Guarded.h"
 #include "views/ImageViewProperties.h"
+#include "views/OriginByDeed.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/views/ViewOriginExtension.h"
 
-#include <fmt/format.h>
 #include <utility>
 
 namespace zarnik {
-namespace {
-
-/// Tells the chain that led to a view: what its source was, and what was done to it since. Of a long one, the begin.
-std::string nameOf(std::vector<std::shared_ptr<View>> const & parents, std::string const & deed) {
-  constexpr size_t longest = 300;
-  auto const origin = parents.size() == 1 ? parents.front()->viewOrigin() : nullptr;
-  if (!origin)
-    return parents.size() == 1 ? fmt::format("image, {}", deed) : deed;
-  auto name = origin->displayName();
-  if (name.size() + deed.size() > longest)
-    name = name.substr(0, longest / 2) + " ...";
-  return fmt::format("{}, {}", name, deed);
-}
-
-} // namespace
 
 DescribedImageView::DescribedImageView(Description description)
     : properties_(std::move(description.properties)), metadata_(std::move(description.metadata)),
-      origin_(ViewOriginExtension::derive(nameOf(description.parents, description.deed), description.parents)) {}
+      origin_(originByDeed(std::move(description.deed), description.parents)) {}
 
 DescribedImageView::~DescribedImageView() = default;
 
