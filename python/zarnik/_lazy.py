@@ -62,37 +62,38 @@ class _LazyImage:
         view: Any = self
         layout, sizes = geometry_of(view)
         rank = layout.rank
-        keys = _keys(places, by_axis, layout, view)
-        origin, size = [0] * rank, list(sizes)
-        steps = [1] * rank
+        keys = _keys(places, by_axis, layout)
+        origin, size, steps = [0] * rank, list(sizes), [1] * rank
         dropped = []
-        component = None
-        for axis, key in enumerate(keys):
-            if axis >= rank:
-                component = _component(key, layout.components)
-                continue
-            position = layout.positions[axis]
+        for axis, (position, key) in enumerate(zip(layout.positions, keys)):
             extent = sizes[position]
-            if isinstance(key, slice):
-                start, stop, step = key.indices(extent)
-                count = len(range(start, stop, step))
-                steps[position] = step
-                origin[position] = 0 if count == 0 else start if step > 0 else start + (count - 1) * step
-                size[position] = (count - 1) * abs(step) + 1 if count else 0
-            else:
+            if not isinstance(key, slice):
                 index = operator.index(key)
                 if not -extent <= index < extent:
                     raise IndexError(f"index {index} is out of bounds for axis {axis} with size {extent}")
                 origin[position], size[position] = index % extent, 1
                 dropped.append(position)
-        if any(origin) or size != list(sizes):
+                continue
+            start, stop, step = key.indices(extent)
+            if step != 1:
+                steps[position] = step
+                count = len(range(start, stop, step))
+                first = start if step > 0 else start + (count - 1) * step
+                start, stop = first, first + (count - 1) * abs(step) + 1 if count else first
+            if start < stop:
+                origin[position], size[position] = start, stop - start
+            else:
+                size[position] = 0
+        component = _component(keys[rank], layout.components) if len(keys) > rank else None
+        # What begins elsewhere has fewer elements, too.
+        if tuple(size) != sizes:
             view = _direct.extract_region(view, origin, size)
+        for position, step in enumerate(steps):
+            if step < 0:
+                view = flat.ImageViewFactory_flip_dimension_index(view, position)
+                steps[position] = -step
         if steps != [1] * rank:
-            for position in range(rank):
-                if steps[position] < 0:
-                    view = flat.ImageViewFactory_flip_dimension_index(view, position)
-            if any(step not in (1, -1) for step in steps):
-                view = _direct.every_nth(view, [abs(step) for step in steps])
+            view = _direct.every_nth(view, steps)
         for position in sorted(dropped, reverse=True):
             if len(view.get_shape()) == 1:
                 raise IndexError("an index for every axis leaves no image: image[...] reads an element")
@@ -155,7 +156,7 @@ class _LazyImage:
         own = geometry_of(view)[0].scalar
         dtype = dtype if dtype is not None else own if own.kind == "f" else numpy.float32
         ranges = (view.get_value_range() if input_range is None else input_range), output_range
-        pairs = [as_vector(_classes.Vector2d, pair) for pair in ranges]
+        pairs = [pair if _is_pair(pair) else as_vector(_classes.Vector2d, pair) for pair in ranges]
         data_type = _type_like(view, dtype)
         made = flat.ImageViewFactory_adapt_dynamic_range(view, data_type, *pairs)
         return made_by(made, "rescale", view, *map(tuple, ranges), data_type)
@@ -412,6 +413,14 @@ def _wide(components: Iterable[int]) -> Any:
     return as_vector(_classes.VectorXu64, list(components))
 
 
+def _is_pair(value: Any) -> bool:
+    """Whether something is two numbers as the flat functions take them."""
+    return type(value) is tuple and len(value) == 2 and type(value[0]) in _NUMBERS and type(value[1]) in _NUMBERS
+
+
+_NUMBERS = (int, float)
+
+
 def _position(view: Any, axis: str | int) -> int:
     """The index, in the library's order, of an axis by its letter or its position in `shape`."""
     layout, _ = geometry_of(view)
@@ -426,10 +435,12 @@ def _position(view: Any, axis: str | int) -> int:
     return layout.positions[index]
 
 
-def _keys(places: Sequence[Any], by_axis: Mapping[str, Any], layout: Any, view: Any) -> list[Any]:
+def _keys(places: Sequence[Any], by_axis: Mapping[str, Any], layout: Any) -> Sequence[Any]:
     rank = layout.rank + len(layout.components)
     if len(places) == 1 and isinstance(places[0], tuple):
         places = places[0]
+    if len(places) == rank and not by_axis and Ellipsis not in places:
+        return places
     whole = slice(None)
     given = list(places)
     if Ellipsis in given:

@@ -235,6 +235,26 @@ class Chunked:
         return self._array[key]
 
 
+def test_a_file_is_read_in_slices_by_several_threads(tmp_path):
+    path = tmp_path / "volume"
+    array = numpy.random.default_rng(3).integers(0, 2**16, (5, 600, 1501), "uint16")
+    path.write_bytes(b"head" + array.tobytes())
+    image = zarnik.open_raw(path, array.shape, "uint16", offset=4)
+    for keys in (
+        (slice(None), slice(None, None, -1), slice(None)),
+        (slice(None), slice(3, None), slice(None, None, -2)),
+        (slice(None, None, 3), slice(None, None, 2), slice(1, None, 2)),
+        (slice(None, None, -1), slice(None, None, 7), slice(20, 24)),
+    ):
+        shows(image.crop(*keys), array[keys])
+        shows(image.crop(*keys).astype("float64"), array[keys].astype("float64"))
+    row = zarnik.open_raw(path, (array.size,), "uint16", offset=4).crop(slice(None, None, 3)).astype("int32")
+    shows(row, array.ravel()[::3].astype("int32"))
+    os.truncate(path, array.nbytes // 2)
+    with pytest.raises(zarnik.Error, match="could be read of"):
+        image.astype("float32").to_numpy()
+
+
 def test_from_array_reads_what_is_asked_for():
     array = numpy.arange(600 * 800, dtype="float32").reshape(600, 800)
     source = Chunked(array, (100, 200))
