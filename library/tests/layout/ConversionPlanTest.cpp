@@ -11,8 +11,12 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <numeric>
+#include <span>
+#include <sys/mman.h>
 #include <tuple>
+#include <utility>
 
 namespace zarnik {
 
@@ -208,6 +212,60 @@ TEST_P(ConversionLoops, RowsOfEveryNthValueInBothDirections) {
       for (bool const downwards : {false, true}) {
         EXPECT_TRUE(convertsLikeReference(size, everyNth(size, n, downwards, 2), arrange(size, {0, 1}, 0, 0, 4)));
         EXPECT_TRUE(convertsLikeReference(size, everyNth(size, n, downwards, 2), arrange(size, {0, 1}, 1, 0, 4)));
+      }
+    }
+  }
+}
+
+// Memory whose neighbours on both sides end the process when they are touched.
+class FencedMemory {
+public:
+  explicit FencedMemory(size_t bytes) : bytes_((bytes + PAGE - 1) / PAGE * PAGE) {
+    void * const mapped = ::mmap(nullptr, bytes_ + 2 * PAGE, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped == MAP_FAILED || ::mprotect(static_cast<std::byte *>(mapped) + PAGE, bytes_, PROT_READ | PROT_WRITE)) {
+      throw std::bad_alloc();
+    }
+    first_ = static_cast<std::byte *>(mapped) + PAGE;
+  }
+  FencedMemory(FencedMemory const &) = delete;
+  FencedMemory & operator=(FencedMemory const &) = delete;
+  ~FencedMemory() { ::munmap(first_ - PAGE, bytes_ + 2 * PAGE); }
+
+  std::span<std::byte> all() const { return {first_, bytes_}; }
+
+private:
+  static constexpr size_t PAGE = 65536; // of any system
+
+  std::byte * first_ = nullptr;
+  size_t bytes_;
+};
+
+TEST_P(ConversionLoops, NothingIsReadBeforeTheFirstOrBehindTheLastOfEveryNthValue) {
+  FencedMemory const memory(10000);
+  auto const bytes = memory.all();
+  auto const values = noise(bytes.size(), 7);
+  std::copy(values.begin(), values.end(), bytes.begin());
+  std::pair<size_t, ScalarType> const types[] = {
+      {1, ScalarType::U8}, {2, ScalarType::U16}, {4, ScalarType::U32}, {8, ScalarType::U64}};
+  for (auto const & [valueBytes, type] : types) {
+    for (uint64_t count = 2; count <= 300; ++count) {
+      for (uint64_t const n : {1, 2, 3, 4}) {
+        uint64_t const stride = n * valueBytes;
+        uint64_t const reach = (count - 1) * stride;
+        for (size_t const low : {size_t{0}, bytes.size() - reach - valueBytes}) {
+          for (bool const downwards : {false, true}) {
+            auto const * const first = bytes.data() + low + (downwards ? reach : 0);
+            std::vector<double> results(count);
+            convertStrided(std::array{count}, std::array{downwards ? uint64_t{0} - stride : stride},
+                           std::array{uint64_t{8}}, type, ScalarType::F64, first, results.data());
+            for (uint64_t i = 0; i < count; ++i) {
+              uint64_t expected = 0;
+              std::memcpy(&expected, downwards ? first - i * stride : first + i * stride, valueBytes);
+              ASSERT_EQ(results[i], static_cast<double>(expected)) << fmt::format(
+                  "value {} of {} of {} bytes, every {}{}", i, count, valueBytes, n, downwards ? " downwards" : "");
+            }
+          }
+        }
       }
     }
   }
