@@ -11,9 +11,6 @@ namespace {
 
 constexpr char const * UNSUPPORTED = "unsupported column data type for cell access";
 
-// Texts are of one element too.
-bool isNumberColumn(DataType type) { return type.isScalar() && type != DataTypeId::UTF8_STRING; }
-
 void requireNumbers(DataFrameView const & frame, size_t column) {
   if (frame.columnDataType(column) == DataTypeId::UTF8_STRING)
     throw Error("column do not store numeric data");
@@ -138,7 +135,7 @@ void writeTexts(DataFrameView & frame, size_t column, size_t offset, size_t coun
 
 PyObject * cellAt(DataFrameView const & frame, size_t column, size_t row) {
   auto const type = frame.columnDataType(column);
-  if (isNumberColumn(type))
+  if (type.isScalar())
     return numberAt(frame, type, column, row);
   if (type != DataTypeId::UTF8_STRING)
     throw Error(UNSUPPORTED);
@@ -149,7 +146,7 @@ PyObject * cellAt(DataFrameView const & frame, size_t column, size_t row) {
 
 bool setCell(DataFrameView & frame, size_t column, size_t row, PyObject * value, HeldError & held) {
   auto const type = frame.columnDataType(column);
-  if (isNumberColumn(type)) {
+  if (type.isScalar()) {
     setNumber(frame, type, column, row, value, held);
     return true;
   }

@@ -39,8 +39,7 @@ Column::~Column() = default;
 std::unique_ptr<Column> Column::create(DataType dataType, uint64_t rowCount, std::shared_ptr<void const> cells) {
   if (dataType == DataTypeId::UTF8_STRING)
     return std::make_unique<TextColumn>(rowCount);
-  if (!dataType.isNumeric() || !dataType.isScalar() || dataType.bitDepth() == 0 ||
-      dataType.interpretation() != DataTypeInterpretation::RAW) {
+  if (!dataType.isScalar() || dataType.bitDepth() == 0 || dataType.interpretation() != DataTypeInterpretation::RAW) {
     throw InvalidArgument(
         fmt::format("columns of type {} are not supported, allowed are numbers of one component and UTF8_STRING",
                     dataType.toString()));

@@ -123,7 +123,7 @@ bool DataType::isNumeric() const {
          primitiveType() == PrimitiveTypeId::FLOATING_POINT;
 }
 
-bool DataType::isScalar() const { return elementCount() == 1; }
+bool DataType::isScalar() const { return isNumeric() && elementCount() == 1; }
 
 bool DataType::isVector() const {
   return isNumeric() && elementCount() > 1 && interpretation() == DataTypeInterpretation::RAW;

@@ -40,6 +40,8 @@ def test_ids_pack_the_properties(name):
 
 def test_odd_types():
     opaque = new()
+    for neither in (opaque, new(_zarnik.DataTypeId_UTF8_STRING)):
+        assert not _zarnik.DataType_is_scalar(neither) and not _zarnik.DataType_is_vector(neither)
     assert (_zarnik.DataType_get_id(opaque), _zarnik.DataType_bit_count(opaque)) == (0, 0)
     assert _zarnik.DataType_byte_count(opaque) == 1
     assert _zarnik.DataType_byte_count(new(1, 12, 1)) == 2

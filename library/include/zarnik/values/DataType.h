@@ -129,9 +129,9 @@ public:
   /// \return True for integers and floating point numbers, whatever the number of components.
   bool isNumeric() const;
 
-  /// Check if an element is one component.
+  /// Check if an element is one number.
   ///
-  /// \return True when the element count is 1.
+  /// \return True for UINT8, false for VEC3_UINT8 and UTF8_STRING.
   bool isScalar() const;
 
   /// Check if an element is a vector: several numbers without another interpretation.
