@@ -1,10 +1,9 @@
 #include "access/CheckCapability.h"
+#include "core/Guarded.h"
 #include "zarnik/access/DataStorage.h"
 #include "zarnik/access/RandomAccess.h"
 #include "zarnik/access/StreamAccess.h"
 #include "zarnik/core/Error.h"
-
-#include <fmt/format.h>
 
 namespace zarnik {
 
@@ -31,19 +30,19 @@ std::shared_ptr<void> RandomAccess::sharedBuffer() { return nullptr; }
 void RandomAccess::readMany(std::span<ReadRequest const> requests) {
   for (auto const & request : requests) {
     if (auto const count = read(request.offset, request.destination, request.size); count != request.size)
-      throw Error(fmt::format("{} of {} bytes at offset {} could be read of {}", count, request.size, request.offset,
-                              toString()));
+      throw Error(
+          message("{} of {} bytes at offset {} could be read of {}", count, request.size, request.offset, toString()));
   }
 }
 
 void requireCapability(RandomAccess const & access, RandomAccessCapability capability, char const * cannot) {
   if (!access.support(capability))
-    throw NotImplemented(fmt::format("{} cannot {}", access.toString(), cannot));
+    throw NotImplemented(message("{} cannot {}", access.toString(), cannot));
 }
 
 void requireCapability(StreamAccess const & stream, StreamAccessCapability capability, char const * cannot) {
   if (!stream.support(capability))
-    throw NotImplemented(fmt::format("{} cannot {}", stream.toString(), cannot));
+    throw NotImplemented(message("{} cannot {}", stream.toString(), cannot));
 }
 
 } // namespace zarnik

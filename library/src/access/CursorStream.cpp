@@ -4,9 +4,9 @@
 #include "access/FileAccess.h"
 #include "access/Innermost.h"
 #include "access/MemoryAccess.h"
+#include "core/Guarded.h"
 #include "zarnik/core/Error.h"
 
-#include <fmt/format.h>
 #include <limits>
 
 namespace zarnik {
@@ -22,12 +22,12 @@ StreamAccessCapabilitySet CursorStream::capabilities() const {
   return result;
 }
 
-std::string CursorStream::toString() const { return fmt::format("stream over {}", bytes_->toString()); }
+std::string CursorStream::toString() const { return description("stream over {}", bytes_->toString()); }
 
 uint8_t CursorStream::peek() {
   uint8_t byte = 0;
   if (bytes_->read(position_, &byte, 1) != 1)
-    throw Error(fmt::format("there is no byte to peek at: the cursor is at {}, the end of {}", position_, toString()));
+    throw Error(message("there is no byte to peek at: the cursor is at {}, the end of {}", position_, toString()));
   return byte;
 }
 
@@ -43,19 +43,19 @@ void CursorStream::seek(int64_t offset, SeekOrigin origin) {
     base = bytes_->size();
     break;
   default:
-    throw InvalidArgument(fmt::format("seek origin {} is unknown, allowed are 1 (BEGIN), 2 (CURRENT) and 3 (END)",
-                                      static_cast<int>(origin)));
+    throw InvalidArgument(
+        message("seek origin {} is unknown, allowed are 1 (BEGIN), 2 (CURRENT) and 3 (END)", static_cast<int>(origin)));
   }
   auto const distance = offset < 0 ? ~static_cast<uint64_t>(offset) + 1 : static_cast<uint64_t>(offset);
   if (offset < 0 && distance > base)
-    throw InvalidArgument(fmt::format("cannot seek {} bytes before the beginning of the stream", distance - base));
+    throw InvalidArgument(message("cannot seek {} bytes before the beginning of the stream", distance - base));
   if (offset > 0 && distance > std::numeric_limits<size_t>::max() - base)
-    throw InvalidArgument(fmt::format("cannot seek to {} + {}: positions have 64 bits", base, distance));
+    throw InvalidArgument(message("cannot seek to {} + {}: positions have 64 bits", base, distance));
   auto const position = offset < 0 ? base - distance : base + distance;
   if (position > base && !bytes_->support(RandomAccessCapability::RESIZE)) {
     if (auto const size = bytes_->size(); position > size)
       throw InvalidArgument(
-          fmt::format("cannot seek to {}: the stream is of fixed size, allowed are 0 to {}", position, size));
+          message("cannot seek to {}: the stream is of fixed size, allowed are 0 to {}", position, size));
   }
   position_ = position;
   metEnd_ = false;

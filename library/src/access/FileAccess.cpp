@@ -1,13 +1,13 @@
 #include "access/FileAccess.h"
 
 #include "access/CheckCapability.h"
+#include "core/Guarded.h"
 #include "zarnik/access/FolderStorage.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fmt/format.h>
 #include <limits>
 #include <utility>
 
@@ -36,11 +36,13 @@ RandomAccessCapabilitySet FileAccess::capabilities() const {
   return RandomAccessCapability::READ;
 }
 
+std::string FileAccess::resourceId() const { return description("{}", place_.resourceId); }
+
 std::string FileAccess::toString() const {
   auto const purpose = mode_ == File::Mode::READ    ? "reading"
                        : mode_ == File::Mode::WRITE ? "writing"
                                                     : "reading and writing";
-  return fmt::format("file \"{}\" (opened for {})", file_.path(), purpose);
+  return description("file \"{}\" (opened for {})", file_.path(), purpose);
 }
 
 size_t FileAccess::read(size_t offset, void * destination, size_t size) {
@@ -52,7 +54,8 @@ size_t FileAccess::read(size_t offset, void * destination, size_t size) {
 void FileAccess::readMany(std::span<ReadRequest const> requests) {
   if (mode_ == File::Mode::WRITE)
     requireCapability(*this, RandomAccessCapability::READ, "be read");
-  pieces_.read(requests, [this](std::span<ReadRequest const> others) { RandomAccess::readMany(others); });
+  guarded(
+      [&] { pieces_.read(requests, [this](std::span<ReadRequest const> others) { RandomAccess::readMany(others); }); });
 }
 
 size_t FileAccess::write(size_t offset, void const * source, size_t size) {
@@ -70,7 +73,7 @@ void FileAccess::resize(size_t newSize) {
 MappedFile::MappedFile(File file, FilePlace place) : file_(std::move(file)), place_(std::move(place)) {
   auto const size = file_.size();
   if (size > std::numeric_limits<size_t>::max())
-    throw Error(fmt::format("cannot map \"{}\" into memory: {} bytes are too many", file_.path(), size));
+    throw Error(message("cannot map \"{}\" into memory: {} bytes are too many", file_.path(), size));
   mapping_ = std::make_shared<platform::Mapping>(file_, static_cast<size_t>(size));
 }
 
@@ -78,7 +81,9 @@ RandomAccessCapabilitySet MappedFile::capabilities() const {
   return RandomAccessCapability::READ_WRITE | RandomAccessCapability::MEMORY_ACCESS;
 }
 
-std::string MappedFile::toString() const { return fmt::format("mapped file \"{}\"", file_.path()); }
+std::string MappedFile::resourceId() const { return description("{}", place_.resourceId); }
+
+std::string MappedFile::toString() const { return description("mapped file \"{}\"", file_.path()); }
 
 // How many of the bytes the file has now: touching others would end the process.
 size_t MappedFile::present(size_t offset, size_t size) const {
@@ -102,6 +107,6 @@ size_t MappedFile::write(size_t offset, void const * source, size_t size) {
   return count;
 }
 
-void MappedFile::resize(size_t) { throw NotImplemented(fmt::format("{} cannot be resized", toString())); }
+void MappedFile::resize(size_t) { throw NotImplemented(message("{} cannot be resized", toString())); }
 
 } // namespace zarnik

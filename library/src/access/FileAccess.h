@@ -25,7 +25,7 @@ public:
   FileAccess(platform::File file, platform::File::Mode mode, FilePlace place);
 
   std::shared_ptr<DataStorage> storage() const override { return place_.storage; }
-  std::string resourceId() const override { return place_.resourceId; }
+  std::string resourceId() const override;
   RandomAccessCapabilitySet capabilities() const override;
   size_t size() const override { return file_.size(); }
   std::string toString() const override;
@@ -49,7 +49,7 @@ public:
   MappedFile(platform::File file, FilePlace place);
 
   std::shared_ptr<DataStorage> storage() const override { return place_.storage; }
-  std::string resourceId() const override { return place_.resourceId; }
+  std::string resourceId() const override;
   RandomAccessCapabilitySet capabilities() const override;
   size_t size() const override { return mapping_->size(); }
   std::string toString() const override;

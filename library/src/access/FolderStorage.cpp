@@ -77,6 +77,6 @@ std::shared_ptr<StreamAccess> FolderStorage::openStreamAccess(std::string const 
   });
 }
 
-std::string FolderStorage::source() const { return folder_; }
+std::string FolderStorage::source() const { return description("{}", folder_); }
 
 } // namespace zarnik

@@ -1,13 +1,13 @@
 #include "access/MemoryAccess.h"
 
 #include "access/CheckCapability.h"
+#include "core/Guarded.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/values/Checked.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fmt/format.h>
 #include <limits>
 #include <memory>
 #include <utility>
@@ -42,7 +42,7 @@ size_t MemoryAccess::write(size_t offset, void const * source, size_t size) {
   return count;
 }
 
-void MemoryAccess::resize(size_t) { throw NotImplemented(fmt::format("{} cannot be resized", toString())); }
+void MemoryAccess::resize(size_t) { throw NotImplemented(message("{} cannot be resized", toString())); }
 
 struct OwnedMemory::Block {
   explicit Block(void * initial) : memory(initial) {}
@@ -60,7 +60,7 @@ OwnedMemory::OwnedMemory(size_t size, Growth growth) : MemoryAccess(nullptr, siz
 void OwnedMemory::moveTo(void * memory) {
   // The block itself may not be had.
   std::unique_ptr<void, decltype(&detail::freeZeroed)> owned(memory, detail::freeZeroed);
-  block_ = std::make_shared<Block>(memory);
+  block_ = guarded([&] { return std::make_shared<Block>(memory); });
   owned.release();
   data_ = static_cast<uint8_t *>(memory);
 }
@@ -72,7 +72,7 @@ RandomAccessCapabilitySet OwnedMemory::capabilities() const {
   return growth_ == Growth::NONE ? fixed : fixed | RandomAccessCapability::RESIZE;
 }
 
-std::string OwnedMemory::toString() const { return fmt::format("memory of {} bytes", size_); }
+std::string OwnedMemory::toString() const { return description("memory of {} bytes", size_); }
 
 size_t OwnedMemory::write(size_t offset, void const * source, size_t size) {
   if (growth_ == Growth::NONE || size == 0)
@@ -115,7 +115,7 @@ void OwnedMemory::resize(size_t newSize) {
 void OwnedMemory::reserve(size_t capacity) {
   auto * const memory = isShared() ? std::malloc(capacity) : std::realloc(data_, capacity);
   if (memory == nullptr)
-    throw Error(fmt::format("cannot allocate {} bytes for an accessor", capacity));
+    throw Error(message("cannot allocate {} bytes for an accessor", capacity));
   if (isShared()) {
     std::memcpy(memory, data_, size_);
     moveTo(memory);
@@ -129,7 +129,7 @@ void OwnedMemory::reserve(size_t capacity) {
 BorrowedMemory::BorrowedMemory(void * data, size_t size, Permission permission, std::shared_ptr<void> keeper)
     : MemoryAccess(data == nullptr ? &nothing : data, size), permission_(permission), keeper_(std::move(keeper)) {
   if (data == nullptr && size != 0)
-    throw InvalidArgument(fmt::format("a buffer of {} bytes must not be null", size));
+    throw InvalidArgument(message("a buffer of {} bytes must not be null", size));
 }
 
 RandomAccessCapabilitySet BorrowedMemory::capabilities() const {
@@ -137,7 +137,7 @@ RandomAccessCapabilitySet BorrowedMemory::capabilities() const {
          (permission_ == Permission::READ ? RandomAccessCapability::READ : RandomAccessCapability::READ_WRITE);
 }
 
-std::string BorrowedMemory::toString() const { return fmt::format("buffer of {} bytes", size_); }
+std::string BorrowedMemory::toString() const { return description("buffer of {} bytes", size_); }
 
 size_t BorrowedMemory::write(size_t offset, void const * source, size_t size) {
   requireCapability(*this, RandomAccessCapability::WRITE, "be written");

@@ -1,9 +1,9 @@
 #include "access/RegionAccess.h"
 
+#include "core/Guarded.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 #include <utility>
 #include <vector>
 
@@ -21,7 +21,7 @@ RegionAccess::RegionAccess(std::shared_ptr<RandomAccess> source, size_t offset, 
     : source_(std::move(source)), offset_(offset), size_(size) {
   if (auto const available = source_->size(); offset > available || size > available - offset)
     throw InvalidArgument(
-        fmt::format("region of {} bytes at offset {} exceeds the {} bytes there are", size, offset, available));
+        message("region of {} bytes at offset {} exceeds the {} bytes there are", size, offset, available));
   // Regions of regions are regions of the source.
   if (auto const region = std::dynamic_pointer_cast<RegionAccess>(source_)) {
     offset_ += region->offset_;
@@ -39,7 +39,7 @@ RandomAccessCapabilitySet RegionAccess::capabilities() const {
 }
 
 std::string RegionAccess::toString() const {
-  return fmt::format("{} bytes from offset {} of {}", size_, offset_, source_->toString());
+  return description("{} bytes from offset {} of {}", size_, offset_, source_->toString());
 }
 
 size_t RegionAccess::read(size_t offset, void * destination, size_t size) {
@@ -50,13 +50,13 @@ size_t RegionAccess::write(size_t offset, void const * source, size_t size) {
   return source_->write(std::min(offset, size_) + offset_, source, fittingSize(size_, offset, size));
 }
 
-void RegionAccess::resize(size_t) { throw NotImplemented(fmt::format("{} cannot be resized", toString())); }
+void RegionAccess::resize(size_t) { throw NotImplemented(message("{} cannot be resized", toString())); }
 
 void RegionAccess::readMany(std::span<ReadRequest const> requests) {
-  std::vector<ReadRequest> shifted(requests.begin(), requests.end());
+  auto shifted = guarded([&] { return std::vector<ReadRequest>(requests.begin(), requests.end()); });
   for (auto & request : shifted) {
     if (fittingSize(size_, request.offset, request.size) != request.size)
-      throw Error(fmt::format("{} bytes at offset {} exceed {}", request.size, request.offset, toString()));
+      throw Error(message("{} bytes at offset {} exceed {}", request.size, request.offset, toString()));
     request.offset = std::min(request.offset, size_) + offset_;
   }
   source_->readMany(shifted);

@@ -1,18 +1,18 @@
 #include "access/StreamedAccess.h"
 
 #include "access/CheckCapability.h"
+#include "core/Guarded.h"
 #include "core/Waiting.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 #include <utility>
 
 namespace zarnik {
 
 StreamedAccess::StreamedAccess(std::shared_ptr<StreamAccess> stream) : stream_(std::move(stream)) {
   if (!stream_->support(StreamAccessCapability::SEEK))
-    throw Error(fmt::format("{} cannot seek, which access at any offset needs", stream_->toString()));
+    throw Error(message("{} cannot seek, which access at any offset needs", stream_->toString()));
 }
 
 RandomAccessCapabilitySet StreamedAccess::capabilities() const {
@@ -35,7 +35,7 @@ size_t StreamedAccess::size() const {
   return size;
 }
 
-std::string StreamedAccess::toString() const { return fmt::format("bytes of {}", stream_->toString()); }
+std::string StreamedAccess::toString() const { return description("bytes of {}", stream_->toString()); }
 
 // To be called with the lock held; leaves the cursor at the end.
 size_t StreamedAccess::available(size_t offset, size_t size) const {
@@ -66,6 +66,6 @@ size_t StreamedAccess::write(size_t offset, void const * source, size_t size) {
   return stream_->write(source, count);
 }
 
-void StreamedAccess::resize(size_t) { throw NotImplemented(fmt::format("{} cannot be resized", toString())); }
+void StreamedAccess::resize(size_t) { throw NotImplemented(message("{} cannot be resized", toString())); }
 
 } // namespace zarnik

@@ -24,6 +24,13 @@ template <typename Action> decltype(auto) guarded(Action && action) {
   }
 }
 
+/// The text that an object describes itself by.
+/// \throws Error if there is no memory for it
+template <typename... Arguments>
+std::string description(fmt::format_string<Arguments...> format, Arguments &&... arguments) {
+  return guarded([&] { return fmt::format(format, std::forward<Arguments>(arguments)...); });
+}
+
 /// The text of an error, which is then thrown whether or not there is memory for its text.
 template <typename... Arguments>
 std::string message(fmt::format_string<Arguments...> format, Arguments &&... arguments) noexcept {

@@ -7,7 +7,6 @@
 #include "zarnik/http/HttpAccess.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 #include <new>
 
 namespace zarnik {
@@ -31,12 +30,10 @@ HttpRandomAccess::HttpRandomAccess(Uri const & uri, std::string const & method, 
     : resource_(uri, method, headers, options), reader_(resource_) {}
 
 std::string HttpRandomAccess::toString() const {
-  return guarded([&] { return fmt::format("{}, {} bytes over HTTP", resource_.target().text(), size()); });
+  return description("{}, {} bytes over HTTP", resource_.target().text(), size());
 }
 
-std::string HttpRandomAccess::resourceId() const {
-  return guarded([&] { return resource_.target().text(); });
-}
+std::string HttpRandomAccess::resourceId() const { return description("{}", resource_.target().text()); }
 
 size_t HttpRandomAccess::read(size_t offset, void * destination, size_t size) {
   auto const total = resource_.size();
@@ -93,10 +90,8 @@ std::string httpVersion(DataAccess const & access) {
   if (!resource)
     return {};
   auto const & identity = resource->identity();
-  return guarded([&] {
-    return fmt::format("{} bytes, {}", identity.size,
-                       identity.entityTag.empty() ? identity.lastModified : identity.entityTag);
-  });
+  return description("{} bytes, {}", identity.size,
+                     identity.entityTag.empty() ? identity.lastModified : identity.entityTag);
 }
 
 } // namespace zarnik

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fmt/format.h>
 #include <new>
 
 namespace zarnik {
@@ -285,12 +284,10 @@ void HttpWriteStream::abort() noexcept {
 }
 
 std::string HttpWriteStream::toString() const {
-  return guarded([&] { return fmt::format("{}, written by {} over HTTP", target_.text(), target_.method()); });
+  return description("{}, written by {} over HTTP", target_.text(), target_.method());
 }
 
-std::string HttpWriteStream::resourceId() const {
-  return guarded([&] { return target_.text(); });
-}
+std::string HttpWriteStream::resourceId() const { return description("{}", target_.text()); }
 
 uint8_t HttpWriteStream::peek() {
   throw NotImplemented(message("{} was opened for writing, it cannot be read", target_.text()));

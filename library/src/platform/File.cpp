@@ -1,5 +1,6 @@
 #include "platform/File.h"
 
+#include "core/Guarded.h"
 #include "core/Logging.h"
 #include "platform/SystemError.h"
 #include "zarnik/core/Error.h"
@@ -8,7 +9,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
-#include <fmt/format.h>
 #include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -64,8 +64,8 @@ void checkPath(std::string const & path) {
   if (path.empty())
     throw InvalidArgument("the path of a file must not be empty");
   if (auto const place = path.find('\0'); place != std::string::npos)
-    throw InvalidArgument(fmt::format("the path of a file must not have a null character, \"{}\" is followed by one",
-                                      path.substr(0, place)));
+    throw InvalidArgument(
+        message("the path of a file must not have a null character, \"{}\" is followed by one", path.substr(0, place)));
 }
 
 // For systems that cannot confine a path themselves: between the check and the opening a link may still be changed.
@@ -146,7 +146,7 @@ File File::checked(int descriptor, std::string const & path, Mode mode) {
   if (S_ISDIR(status.st_mode))
     throwSystemError("cannot open", path, purposeOf(mode), EISDIR);
   if (!S_ISREG(status.st_mode))
-    throw Error(fmt::format("cannot open \"{}\"{}: not a regular file", path, purposeOf(mode)));
+    throw Error(message("cannot open \"{}\"{}: not a regular file", path, purposeOf(mode)));
   return file;
 }
 
@@ -160,7 +160,7 @@ File File::openBeneath(std::string const & folder, std::string const & name, Mod
   auto const path = (std::filesystem::path(folder) / name).string();
   auto const descriptor = openConfined(folder, name, flagsOf(mode));
   if (descriptor < 0 && errno == EXDEV)
-    throw InvalidArgument(fmt::format("resource \"{}\" leads out of the folder \"{}\"", name, folder));
+    throw InvalidArgument(message("resource \"{}\" leads out of the folder \"{}\"", name, folder));
   return checked(descriptor, path, mode);
 }
 
@@ -181,7 +181,7 @@ size_t File::readAt(uint64_t offset, void * destination, size_t size) const {
     auto const count =
         retryInterrupted([&] { return ::pread(descriptor_, bytes + done, most, static_cast<off_t>(offset + done)); });
     if (count < 0)
-      throwSystemError("cannot read", path_, fmt::format(" at offset {}", offset + done), errno);
+      throwSystemError("cannot read", path_, description(" at offset {}", offset + done), errno);
     if (count == 0)
       break;
     done += static_cast<size_t>(count);
@@ -191,7 +191,7 @@ size_t File::readAt(uint64_t offset, void * destination, size_t size) const {
 
 void File::writeAt(uint64_t offset, void const * source, size_t size) const {
   if (offset > LARGEST_OFFSET || size > LARGEST_OFFSET - offset)
-    throwSystemError("cannot write", path_, fmt::format(" at offset {}", offset), EFBIG);
+    throwSystemError("cannot write", path_, description(" at offset {}", offset), EFBIG);
   auto const * const bytes = static_cast<uint8_t const *>(source);
   size_t done = 0;
   while (done < size) {
@@ -199,7 +199,7 @@ void File::writeAt(uint64_t offset, void const * source, size_t size) const {
     auto const count =
         retryInterrupted([&] { return ::pwrite(descriptor_, bytes + done, most, static_cast<off_t>(offset + done)); });
     if (count <= 0)
-      throwSystemError("cannot write", path_, fmt::format(" at offset {}", offset + done), count < 0 ? errno : ENOSPC);
+      throwSystemError("cannot write", path_, description(" at offset {}", offset + done), count < 0 ? errno : ENOSPC);
     done += static_cast<size_t>(count);
   }
 }
@@ -217,7 +217,7 @@ void File::resize(uint64_t newSize) const {
                         ? errno
                         : 0;
   if (code != 0)
-    throwSystemError("cannot resize", path_, fmt::format(" to {} bytes", newSize), code);
+    throwSystemError("cannot resize", path_, description(" to {} bytes", newSize), code);
 }
 
 } // namespace zarnik::platform

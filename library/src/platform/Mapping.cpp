@@ -1,8 +1,8 @@
+#include "core/Guarded.h"
 #include "platform/File.h"
 #include "platform/SystemError.h"
 
 #include <cerrno>
-#include <fmt/format.h>
 #include <sys/mman.h>
 
 namespace zarnik::platform {
@@ -19,7 +19,7 @@ Mapping::Mapping(File const & file, size_t size) : data_(&nothing), size_(size) 
     return;
   data_ = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.descriptor(), 0);
   if (data_ == MAP_FAILED)
-    throwSystemError("cannot map", file.path(), fmt::format(", {} bytes, into memory", size), errno);
+    throwSystemError("cannot map", file.path(), description(", {} bytes, into memory", size), errno);
 }
 
 Mapping::~Mapping() {

@@ -1,16 +1,18 @@
 #include "platform/SystemError.h"
 
+#include "core/Guarded.h"
 #include "zarnik/core/Error.h"
 
-#include <fmt/format.h>
 #include <system_error>
 
 namespace zarnik::platform {
 
 void throwSystemError(std::string_view before, std::string const & path, std::string_view after, int systemCode) {
-  throw Error(fmt::format("{} \"{}\"{}: {}", before, path, after, systemText(systemCode)));
+  throw Error(message("{} \"{}\"{}: {}", before, path, after, systemText(systemCode)));
 }
 
-std::string systemText(int systemCode) { return std::generic_category().message(systemCode); }
+std::string systemText(int systemCode) {
+  return guarded([&] { return std::generic_category().message(systemCode); });
+}
 
 } // namespace zarnik::platform

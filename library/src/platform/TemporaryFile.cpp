@@ -1,5 +1,7 @@
 #include "platform/TemporaryFile.h"
 
+#include "core/Guarded.h"
+#include "platform/SystemError.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/UidGenerator.h"
 
@@ -29,11 +31,9 @@ constexpr size_t DIGITS = 16;
 // What the kernel moves at most in one call.
 constexpr size_t LARGEST_TRANSFER = size_t{1} << 30;
 
-std::string errorText(int error) { return std::generic_category().message(error); }
-
 [[noreturn]] void throwFailed(char const * what, std::filesystem::path const & path, uint64_t bytes, int error) {
-  throw Error(
-      fmt::format("cannot {} {} bytes of the temporary file '{}': {}", what, bytes, path.string(), errorText(error)));
+  throw Error(message("cannot {} {} bytes of the temporary file '{}': {}", what, bytes, path.native(),
+                      platform::systemText(error)));
 }
 
 std::string newName() { return fmt::format("{}{:016x}{}", PREFIX, UidGenerator::generate(), SUFFIX); }
@@ -163,7 +163,7 @@ void TemporaryFile::open(std::filesystem::path const & folder) {
       ownNames().remove(name);
       if (error == EEXIST || error == EINTR)
         continue;
-      throw Error(fmt::format("cannot create the temporary file '{}': {}", path_.string(), errorText(error)));
+      throw Error(message("cannot create the temporary file '{}': {}", path_.native(), platform::systemText(error)));
     }
     // Where files cannot be locked, nobody else can lock this one either.
     while (::flock(file_, LOCK_EX) != 0 && errno == EINTR)
@@ -210,8 +210,8 @@ void TemporaryFile::resize(uint64_t size) {
     error = 0;
   }
   if (error != 0)
-    throw Error(fmt::format("cannot give the temporary file '{}' a size of {} bytes: {}", path_.string(), size,
-                            errorText(error)));
+    throw Error(message("cannot give the temporary file '{}' a size of {} bytes: {}", path_.native(), size,
+                        platform::systemText(error)));
   size_ = size;
 }
 

@@ -1,5 +1,6 @@
 // What is left when memory runs out while bytes, samples and tables are opened, adapted, moved and stored.
 #include "core/FailingAllocations.h"
+#include "zarnik/access/DataStorage.h"
 #include "zarnik/access/HTTPHeaders.h"
 #include "zarnik/access/RandomAccess.h"
 #include "zarnik/access/RandomAccessFactory.h"
@@ -125,6 +126,59 @@ TEST(AllocationFailure, OfAccess) {
     StreamAccessFactory::openFileWrite(path)->write("a few bytes", 11);
     RandomAccessFactory::openFileRead(path);
     RandomAccessFactory::mapFile(path);
+  });
+  std::filesystem::remove(path);
+}
+
+TEST(AllocationFailure, OfWhatAccessorsTell) {
+  using Access = std::shared_ptr<RandomAccess>;
+  auto const path = (std::filesystem::temp_directory_path() / "zarnik-allocation-failure-of-what-is-told").string();
+  ASSERT_TRUE(std::ofstream(path) << "a few bytes");
+  auto const storage = RandomAccessFactory::openFileRead(path)->storage();
+  auto const tell = [&](char const * name, auto make) {
+    withEachAllocationFailing(
+        name,
+        [&] {
+          Access const access = make();
+          return std::pair(access, StreamAccessFactory::fromRandomAccess(access));
+        },
+        [](auto const & pair) {
+          auto const & [access, stream] = pair;
+          access->toString();
+          access->resourceId();
+          stream->toString();
+          char byte = 0;
+          RandomAccess::ReadRequest const inside{1, &byte, 1}, beyond{access->size(), &byte, 1};
+          access->readMany({&inside, 1});
+          EXPECT_THROW(access->readMany({&beyond, 1}), Error);
+          EXPECT_THROW(stream->seek(-1, SeekOrigin::BEGIN), InvalidArgument);
+          stream->seek(0, SeekOrigin::END);
+          EXPECT_THROW(stream->peek(), Error);
+          if (!access->support(RandomAccessCapability::RESIZE)) {
+            EXPECT_THROW(access->resize(7), Error);
+          }
+        },
+        [](auto const & pair) { return pair.first->size(); });
+  };
+  tell("memory", [] { return RandomAccessFactory::allocate(100); });
+  tell("file", [&] { return RandomAccessFactory::openFileRead(path); });
+  tell("mapped", [&] { return RandomAccessFactory::mapFile(path); });
+  tell("region", [&] { return RandomAccessFactory::extractRegion(RandomAccessFactory::openFileRead(path), 2, 6); });
+  withEachAllocationFailing(
+      "grown", [] { return RandomAccessFactory::allocate(100); },
+      [](Access const & access) {
+        access->resize(1000);
+        access->write(5000, "x", 1);
+      },
+      [](Access const & access) { return access->size() == 100 || access->size() == 1000; });
+  auto const below = path + "/which/is/no/folder";
+  std::string const unreadable = "/proc/self/mem";
+  withEachAllocationFailing("refused", [&] {
+    EXPECT_FALSE(storage->source().empty());
+    EXPECT_THROW(RandomAccessFactory::openFileRead(below), Error);
+    EXPECT_THROW(RandomAccessFactory::openFileRead(unreadable)->read(0, nullptr, 1), Error);
+    auto const written = StreamAccessFactory::openFileWrite(path);
+    EXPECT_THROW(written->read(nullptr, 1), Error);
   });
   std::filesystem::remove(path);
 }
