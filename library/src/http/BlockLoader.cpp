@@ -1,5 +1,7 @@
 #include "http/BlockLoader.h"
 
+#include "layout/ConvertKernels.h"
+
 #include <algorithm>
 #include <cstring>
 #include <mutex>
@@ -7,6 +9,8 @@
 namespace zarnik::http {
 
 BlockLoader::~BlockLoader() {
+  if (isHuge_)
+    layout::flushStreams();
   {
     std::lock_guard const lock(reader_.mutex_);
     for (auto const & target : targets_)
@@ -63,13 +67,21 @@ uint8_t * BlockLoader::memory(Target & target) const {
   return bytes.get();
 }
 
+void BlockLoader::store(Target & target, size_t begin, uint8_t const * bytes, size_t count) const {
+  auto * const to = memory(target) + begin;
+  if (isHuge_ && !target.kept)
+    layout::streamValues(reinterpret_cast<std::byte *>(to), reinterpret_cast<std::byte const *>(bytes), count);
+  else
+    std::memcpy(to, bytes, count);
+}
+
 void BlockLoader::accept(uint64_t offset, uint8_t const * bytes, size_t size) {
   while (size > 0) {
     auto const block = offset / reader_.blockBytes_;
     auto const begin = static_cast<size_t>(offset % reader_.blockBytes_);
     auto const count = std::min(size, reader_.sizeOf(block) - begin);
     if (auto * const target = find(block)) {
-      std::memcpy(memory(*target) + begin, bytes, count);
+      store(*target, begin, bytes, count);
       // The bytes of a block come in order, whatever requests it took.
       if (begin + count == reader_.sizeOf(block))
         complete(*target);

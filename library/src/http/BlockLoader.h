@@ -7,7 +7,8 @@ namespace zarnik::http {
 /// The blocks that one reader fetches: takes their bytes as they arrive, and hands out each block when it is whole.
 class BlockLoader final : public ByteSink {
 public:
-  explicit BlockLoader(BlockReader & reader) : reader_(reader) {}
+  /// \param isHuge  what goes right to where it is wanted is too much for the processor's caches
+  BlockLoader(BlockReader & reader, bool isHuge) : reader_(reader), isHuge_(isHuge) {}
   /// Blocks that have not come are given up, so that others who wait for them try themselves.
   ~BlockLoader() override;
 
@@ -38,9 +39,11 @@ private:
 
   Target * find(uint64_t block);
   uint8_t * memory(Target & target) const;
+  void store(Target & target, size_t begin, uint8_t const * bytes, size_t count) const;
   void complete(Target & target);
 
   BlockReader & reader_;
+  bool isHuge_;
   std::vector<Target> targets_; // by block
 };
 

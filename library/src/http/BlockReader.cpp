@@ -2,6 +2,7 @@
 
 #include "http/BlockLoader.h"
 #include "http/SeveralRanges.h"
+#include "layout/CacheSize.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/Interruption.h"
 
@@ -19,6 +20,11 @@ namespace {
 constexpr uint64_t BLOCKS_AT_ONCE = 8192;
 
 constexpr std::chrono::milliseconds POLL_INTERVAL{50};
+
+// Of a server at hand: more requests only drive each other's bytes out of the processor's cache, and so does more that
+// is read ahead.
+constexpr size_t REQUESTS_AT_HAND = 2;
+constexpr size_t AHEAD_AT_HAND = size_t{2} << 20;
 
 // Fewer parts are not worth a request of another kind.
 constexpr size_t FEWEST_SEVERAL = 16;
@@ -84,10 +90,18 @@ size_t BlockReader::sizeOf(uint64_t block) const {
   return static_cast<size_t>(std::min<uint64_t>(blockBytes_, resource_.size() - block * blockBytes_));
 }
 
+// How much is read in order before the cache is left to others: less where what is read first would be pushed out by
+// what is read last anyway.
+uint64_t BlockReader::muchInOrder() const {
+  auto const cacheBytes = resource_.options().cacheBytes;
+  return resource_.size() > cacheBytes ? cacheBytes / 16 : cacheBytes / 4;
+}
+
 // To be called with the lock. Returns how many bytes to read ahead.
 uint64_t BlockReader::noteRead(uint64_t offset, uint64_t size) {
   auto const & options = resource_.options();
-  auto const most = std::min(options.readAheadBytes, options.cacheBytes / 4);
+  auto const most =
+      std::min({options.readAheadBytes, options.cacheBytes / 4, resource_.isAtHand() ? AHEAD_AT_HAND : SIZE_MAX});
   // Doubled with each read, so that only those who go on for long get much.
   auto const goesOn = offset > 0 && offset == lastEnd_;
   ahead_ = goesOn ? std::min<uint64_t>(std::max(ahead_ * 2, size), most) : 0;
@@ -121,8 +135,8 @@ void BlockReader::read(uint64_t offset, uint8_t * destination, size_t size) {
   {
     std::lock_guard const lock(mutex_);
     ahead = noteRead(offset, size);
-    auto const & options = resource_.options();
-    much = inOrder_ > size && inOrder_ > options.cacheBytes / 4 && options.readAheadBytes > 0 && resource_.mayPause();
+    much =
+        inOrder_ > size && inOrder_ > muchInOrder() && resource_.options().readAheadBytes > 0 && resource_.mayPause();
   }
   if (!much)
     endSequential();
@@ -253,8 +267,6 @@ void BlockReader::readParts(std::vector<RandomAccess::ReadRequest> parts, uint64
   uint64_t total = 0;
   for (auto const & part : parts)
     total += std::min<uint64_t>(part.size, UINT64_MAX / 2 - std::min<uint64_t>(total, UINT64_MAX / 2));
-  // What would only push everything else out of the cache goes past it.
-  auto const large = total > resource_.options().cacheBytes / 4;
   std::sort(parts.begin(), parts.end(), [](auto const & a, auto const & b) { return a.offset < b.offset; });
 
   Copies copies;
@@ -269,18 +281,20 @@ void BlockReader::readParts(std::vector<RandomAccess::ReadRequest> parts, uint64
     if (part.size == 0)
       ++i;
     if (copies.size() >= BLOCKS_AT_ONCE || i == parts.size())
-      readBlocks(std::exchange(copies, {}), large, i == parts.size() ? bytesAhead : 0);
+      readBlocks(std::exchange(copies, {}), total, i == parts.size() ? bytesAhead : 0);
   }
 }
 
-void BlockReader::readBlocks(Copies copies, bool large, uint64_t bytesAhead) {
+void BlockReader::readBlocks(Copies copies, uint64_t total, uint64_t bytesAhead) {
+  // What would only push everything else out of the cache goes past it.
+  bool const large = total > resource_.options().cacheBytes / 4;
   while (!copies.empty()) {
     // Of the copies of one block a whole one comes first.
     std::sort(copies.begin(), copies.end(),
               [](Copy const & a, Copy const & b) { return a.block != b.block ? a.block < b.block : a.size > b.size; });
     std::vector<Shared> present;
     std::vector<Shared> others;
-    BlockLoader loader(*this);
+    BlockLoader loader(*this, total >= layout::streamingThresholdBytes());
     {
       std::lock_guard const lock(mutex_);
       for (auto group = copies.begin(); group != copies.end();) {
@@ -313,7 +327,7 @@ void BlockReader::readBlocks(Copies copies, bool large, uint64_t bytesAhead) {
     present.clear();
     if (auto const ranges = loader.ranges(); !ranges.empty()) {
       counters.cacheMisses += loader.wanted();
-      resource_.fetch(ranges, loader);
+      resource_.fetch(ranges, loader, large && resource_.isAtHand() ? REQUESTS_AT_HAND : SIZE_MAX);
     }
     counters.cacheMisses += others.size();
     copies = await(others);

@@ -48,12 +48,13 @@ private:
   size_t copyPresent(uint64_t offset, uint8_t * destination, size_t size);
   void endSequential();
   bool readOn(uint64_t offset, uint8_t * destination, size_t size);
+  uint64_t muchInOrder() const;
   uint64_t noteRead(uint64_t offset, uint64_t size);
   bool isWorthSeveral(std::span<RandomAccess::ReadRequest const> parts, std::span<ByteRange const> ranges) const;
   std::vector<RandomAccess::ReadRequest> readSeveral(std::vector<RandomAccess::ReadRequest> parts);
   void addCopies(RandomAccess::ReadRequest const & part, Copies & copies) const;
   void readParts(std::vector<RandomAccess::ReadRequest> parts, uint64_t bytesAhead);
-  void readBlocks(Copies copies, bool large, uint64_t bytesAhead);
+  void readBlocks(Copies copies, uint64_t total, uint64_t bytesAhead);
   Copies await(std::vector<Shared> const & others);
   size_t sizeOf(uint64_t block) const;
 

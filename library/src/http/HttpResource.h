@@ -23,8 +23,9 @@ public:
   void open(uint64_t size, ByteSink & sink);
 
   /// Fetches all of the ranges, each not empty and within the resource.
+  /// \param most  requests that are under way at a time
   /// \throws Error if one of them cannot be had; the others may have arrived or not
-  void fetch(std::vector<ByteRange> const & ranges, ByteSink & sink);
+  void fetch(std::vector<ByteRange> const & ranges, ByteSink & sink, size_t most = SIZE_MAX);
 
   /// A handle that is set up for the resource, to be put among the idle ones of the session when it is done.
   EasyHandle takeHandle(Session & session) const;
@@ -37,6 +38,9 @@ public:
   /// Whether an answer may wait while it is not read. Over HTTP/2 those that wait hold up the connection, and libcurl
   /// has lost them before.
   bool mayPause() const { return !multiplexed_; }
+
+  /// Whether the server answered at once when the resource was opened.
+  bool isAtHand() const { return atHand_; }
 
   uint64_t size() const { return identity_.size; }
   ResourceIdentity const & identity() const { return identity_; }
@@ -56,6 +60,7 @@ private:
   Counters counters_;
   bool open_ = false;
   bool multiplexed_ = false;
+  bool atHand_ = false;
   std::atomic<bool> takesSeveral_{true};
 };
 

@@ -27,8 +27,8 @@ Clock::duration seconds(double count) {
 
 } // namespace
 
-RangeQueue::RangeQueue(HttpResource & resource, ByteSink & sink)
-    : resource_(resource), sink_(sink), session_(resource.pool_) {}
+RangeQueue::RangeQueue(HttpResource & resource, ByteSink & sink, size_t most)
+    : resource_(resource), sink_(sink), most_(most), session_(resource.pool_) {}
 
 RangeQueue::~RangeQueue() {
   BrokenPipeGuard const guard;
@@ -83,7 +83,7 @@ void RangeQueue::pause() {
 
 void RangeQueue::startDue() {
   auto const now = Clock::now();
-  for (auto work = waiting_.begin(); work != waiting_.end();) {
+  for (auto work = waiting_.begin(); work != waiting_.end() && active_.size() < most_;) {
     if (work->notBefore > now) {
       ++work;
       continue;
@@ -172,6 +172,11 @@ void RangeQueue::finish(CURL * handle, CURLcode code) {
   long version = 0;
   curl_easy_getinfo(handle, CURLINFO_HTTP_VERSION, &version);
   multiplexed = version >= CURL_HTTP_VERSION_2_0;
+  curl_off_t asked = 0;
+  curl_off_t answered = 0;
+  curl_easy_getinfo(handle, CURLINFO_PRETRANSFER_TIME_T, &asked);
+  curl_easy_getinfo(handle, CURLINFO_STARTTRANSFER_TIME_T, &answered);
+  answerSeconds = static_cast<double>(answered - asked) * 1e-6;
   stop(*job);
   if (job->transfer->finish(code) == RangeTransfer::Result::DONE) {
     identity = job->transfer->found();

@@ -13,7 +13,8 @@ namespace zarnik::http {
 /// Requests for ranges of a resource: those that wait, those under way. It is used by one thread at a time.
 class RangeQueue {
 public:
-  RangeQueue(HttpResource & resource, ByteSink & sink);
+  /// \param most  requests that are under way at a time, at least one
+  RangeQueue(HttpResource & resource, ByteSink & sink, size_t most = SIZE_MAX);
   /// Requests that are under way are broken off.
   ~RangeQueue();
   RangeQueue(RangeQueue const &) = delete;
@@ -30,6 +31,7 @@ public:
   ResourceIdentity identity;
   std::string validator;
   bool multiplexed = false;
+  double answerSeconds = 0; // from the request to the first byte
 
 private:
   struct Waiting {
@@ -63,6 +65,7 @@ private:
 
   HttpResource & resource_;
   ByteSink & sink_;
+  size_t most_;
   SessionLease session_;
   std::deque<Waiting> waiting_;
   std::vector<std::unique_ptr<Job>> active_;

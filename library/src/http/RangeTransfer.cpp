@@ -60,8 +60,13 @@ RangeTransfer::RangeTransfer(CURL * handle, HttpTarget const & target, HttpOptio
   setOption(handle, CURLOPT_PRIVATE, this);
 }
 
-// The handle lives on.
-RangeTransfer::~RangeTransfer() { curl_easy_setopt(handle_, CURLOPT_ERRORBUFFER, nullptr); }
+RangeTransfer::~RangeTransfer() {
+  count();
+  curl_easy_setopt(handle_, CURLOPT_ERRORBUFFER, nullptr); // the handle lives on
+}
+
+// Not with each piece of a body: threads that share a counter wait for what is being stored.
+void RangeTransfer::count() { counters_.bytesReceived += std::exchange(uncounted_, 0); }
 
 void RangeTransfer::refuse(std::string const & why) const {
   throw Error(fmt::format("{}: {} of bytes {}: {}", target_.text(), target_.method(), rangeText_, why));
@@ -100,7 +105,7 @@ size_t RangeTransfer::onBody(char const * data, size_t, size_t size, void * self
   auto & transfer = *static_cast<RangeTransfer *>(self);
   transfer.lastActivity_ = Clock::now();
   transfer.bodyBegan_ = true;
-  transfer.counters_.bytesReceived += size;
+  transfer.uncounted_ += size;
   try {
     if (transfer.head_.status == PARTIAL_CONTENT) {
       transfer.takeBody(reinterpret_cast<uint8_t const *>(data), size);
@@ -127,6 +132,7 @@ void RangeTransfer::takeBody(uint8_t const * data, size_t size) {
 }
 
 void RangeTransfer::pause() {
+  count();
   pauseBegin_ = Clock::now();
   if (!std::exchange(paused_, true))
     curl_easy_pause(handle_, CURLPAUSE_RECV);

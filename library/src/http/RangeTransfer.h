@@ -84,6 +84,7 @@ private:
   static size_t onBody(char const * data, size_t one, size_t size, void * self) noexcept;
   static int onConnected(void * self, char *, char *, int, int) noexcept;
 
+  void count();
   void takeBody(uint8_t const * data, size_t size);
   void checkHead();
   void checkIdentity(std::optional<uint64_t> total) const;
@@ -107,6 +108,7 @@ private:
   std::string reason_;
   double retryAfter_ = 0;
   uint64_t received_ = 0;
+  uint64_t uncounted_ = 0;
   size_t headBytes_ = 0;
   size_t ignored_ = 0;
   bool bodyBegan_ = false;

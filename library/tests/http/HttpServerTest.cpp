@@ -6,7 +6,10 @@
 #include "zarnik/http/HttpAccess.h"
 #include "zarnik/http/HttpStatistics.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -146,6 +149,29 @@ TEST_F(HttpServer, SendsMuchThatIsReadInOrderInOneAnswer) {
     }
     EXPECT_LT(httpStatistics(*access)->bytesReceived, 15'000'000u);
   }
+}
+
+TEST_F(HttpServer, SendsMoreThanTheCachesOfAProcessorHold) {
+  std::vector<uint8_t> period(999'983); // no multiple of anything that bytes are moved in
+  std::mt19937 random(5);
+  std::generate(period.begin(), period.end(), [&] { return static_cast<uint8_t>(random()); });
+  {
+    std::ofstream file(root_ + "/huge.bin", std::ios::binary);
+    for (int i = 0; i < 130; ++i)
+      file.write(reinterpret_cast<char const *>(period.data()), static_cast<std::streamsize>(period.size()));
+  }
+  auto const access = openHttpRead(uri("huge.bin"), "GET", {});
+  size_t const offset = 12'345;
+  std::vector<uint8_t> bytes(access->size() - 2 * offset);
+  ASSERT_EQ(access->read(offset, bytes.data(), bytes.size()), bytes.size());
+  for (size_t done = 0; done < bytes.size();) {
+    auto const begin = (offset + done) % period.size();
+    auto const size = std::min(period.size() - begin, bytes.size() - done);
+    ASSERT_EQ(std::memcmp(&bytes[done], &period[begin], size), 0) << done;
+    done += size;
+  }
+  EXPECT_LT(httpStatistics(*access)->requests, 30u);
+  std::filesystem::remove(root_ + "/huge.bin");
 }
 
 TEST_F(HttpServer, SendsManySmallPartsInFewAnswers) {
