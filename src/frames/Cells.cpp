@@ -11,6 +11,9 @@ namespace {
 
 constexpr char const * UNSUPPORTED = "unsupported column data type for cell access";
 
+// Tables of other makers may have columns of such types that are no numbers.
+bool hasOneElement(DataType type) { return type.elementCount() == 1 && type != DataTypeId::UTF8_STRING; }
+
 void requireNumbers(DataFrameView const & frame, size_t column) {
   if (frame.columnDataType(column) == DataTypeId::UTF8_STRING)
     throw Error("column do not store numeric data");
@@ -135,7 +138,7 @@ void writeTexts(DataFrameView & frame, size_t column, size_t offset, size_t coun
 
 PyObject * cellAt(DataFrameView const & frame, size_t column, size_t row) {
   auto const type = frame.columnDataType(column);
-  if (type.isScalar())
+  if (hasOneElement(type))
     return numberAt(frame, type, column, row);
   if (type != DataTypeId::UTF8_STRING)
     throw Error(UNSUPPORTED);
@@ -146,7 +149,7 @@ PyObject * cellAt(DataFrameView const & frame, size_t column, size_t row) {
 
 bool setCell(DataFrameView & frame, size_t column, size_t row, PyObject * value, HeldError & held) {
   auto const type = frame.columnDataType(column);
-  if (type.isScalar()) {
+  if (hasOneElement(type)) {
     setNumber(frame, type, column, row, value, held);
     return true;
   }
