@@ -49,4 +49,15 @@ void forEachBlock(VectorXu64 const & shape, VectorXu64 const & extents, VectorXu
 /// \throws Error if it cannot be had
 std::unique_ptr<std::byte[]> allocateBlock(uint64_t bytes);
 
+/// Memory for one block after the other, which grows to the largest.
+class Scratch {
+public:
+  /// \throws Error if it cannot be had
+  std::byte * atLeast(uint64_t bytes);
+
+private:
+  std::unique_ptr<std::byte[]> memory_;
+  uint64_t bytes_ = 0;
+};
+
 } // namespace zarnik

@@ -1,10 +1,18 @@
 #include "views/ByteRuns.h"
 
+#include "access/FileAccess.h"
+#include "access/Innermost.h"
+#include "access/RegionAccess.h"
+#include "layout/ThreadPool.h"
 #include "views/BlockWalk.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
+#include <atomic>
+#include <exception>
 #include <fmt/format.h>
+#include <functional>
+#include <mutex>
 #include <numeric>
 #include <vector>
 
@@ -12,10 +20,14 @@ namespace zarnik {
 namespace {
 
 constexpr uint64_t BLOCK_BYTES = uint64_t{1} << 20;
+// Of a file, blocks that stay in the cache next to the core until they are converted.
+constexpr uint64_t FILE_BLOCK_BYTES = uint64_t{1} << 18;
 // A run that is read together with what lies between its parts has at most this many times the bytes that are needed;
 // at most twice as many where the parts are far apart.
 constexpr uint64_t WASTE = 8;
 constexpr uint64_t NEAR_BYTES = 4096;
+// Small pieces of a file cost no call each, see PieceReader: about as much as copying this many bytes.
+constexpr uint64_t NEAR_PIECES_BYTES = 512;
 // From this size on, a request of its own costs nothing.
 constexpr uint64_t LARGE_RUN_BYTES = uint64_t{1} << 18;
 constexpr size_t REQUESTS_AT_ONCE = size_t{1} << 16;
@@ -36,7 +48,8 @@ struct Walk {
   /// Axes from the first on along which elements follow each other without a gap.
   size_t contiguousAxes() const;
   /// Axes from the first on that are read as one run.
-  size_t mergedAxes() const;
+  /// \param isFile whether small pieces cost next to nothing
+  size_t mergedAxes(bool isFile) const;
   /// Axes from the first on along which elements follow each other in the memory, too.
   size_t matchingAxes() const;
   /// The bytes from the first to the last element, the axes below `axes` having these sizes.
@@ -81,11 +94,12 @@ size_t Walk::contiguousAxes() const {
   return axis;
 }
 
-size_t Walk::mergedAxes() const {
+size_t Walk::mergedAxes(bool isFile) const {
   auto needed = elementBytes, run = elementBytes;
   size_t axis = 0;
   for (; axis < rank(); ++axis) {
-    bool const isNear = strides[axis] - run <= NEAR_BYTES;
+    bool const isPiece = isFile && run <= platform::PieceReader::LARGEST_PIECE;
+    bool const isNear = strides[axis] - run <= (isPiece ? NEAR_PIECES_BYTES : NEAR_BYTES);
     needed *= size[axis];
     run += (size[axis] - 1) * strides[axis];
     if (run / (isNear ? WASTE : 2) > needed)
@@ -162,7 +176,7 @@ void writeWhole(RandomAccess & access, uint64_t offset, void const * source, uin
 /// Parts of a region that fit a block of memory, in which each run stands as it is in the accessor.
 struct Blocks {
   /// \param merged the axes that are part of a run
-  Blocks(Walk const & walk, size_t merged)
+  Blocks(Walk const & walk, size_t merged, uint64_t blockBytes = BLOCK_BYTES)
       : extents(VectorXu64::createUniform(walk.rank(), 1)),
         strides(VectorXu64::createUniform(walk.rank(), walk.elementBytes)) {
     auto bytes = walk.elementBytes;
@@ -170,7 +184,7 @@ struct Blocks {
     for (bool isWhole = true; isWhole && axis < walk.rank(); ++axis) {
       bool const inRun = axis < merged;
       auto const stride = inRun ? walk.strides[axis] : bytes;
-      auto const room = (BLOCK_BYTES - std::min(BLOCK_BYTES, bytes)) / stride + 1;
+      auto const room = (blockBytes - std::min(blockBytes, bytes)) / stride + 1;
       extents[axis] = std::min(walk.size[axis], room);
       strides[axis] = stride;
       bytes += (extents[axis] - 1) * stride;
@@ -208,34 +222,116 @@ bool isDirect(Walk const & walk, ValueConversion const & conversion, uint64_t co
          (matching == wanted || walk.span(walk.size, matching) >= LARGE_RUN_BYTES);
 }
 
+/// The first error among several threads, which ends the work of all.
+class FirstError {
+public:
+  template <typename Work> void guard(Work const & work) noexcept {
+    try {
+      work();
+    } catch (...) {
+      std::lock_guard const lock(mutex_);
+      if (!error_)
+        error_ = std::current_exception();
+      happened_ = true;
+    }
+  }
+  /// \throws Error if there is one, on any thread
+  void requireNone() const {
+    if (happened_)
+      throw Error("another part of the region could not be read");
+  }
+  void rethrow() const {
+    if (error_)
+      std::rethrow_exception(error_);
+  }
+
+private:
+  std::mutex mutex_;
+  std::exception_ptr error_;
+  std::atomic<bool> happened_ = false;
+};
+
+/// What is read, and what becomes of it.
+struct Reading {
+  RandomAccess & access;
+  DataType type;
+  uint64_t componentCount;
+  ValueConversion const & conversion;
+  FirstError error = {}; ///< of the threads that read parts of it
+};
+
+void readBlocks(Reading const & reading, Walk const & walk, size_t merged, Blocks const & blocks, Scratch & scratch,
+                void * destination) {
+  auto * const memory = scratch.atLeast(blocks.size);
+  Requests requests(reading.access);
+  forEachBlock(
+      walk.size, blocks.extents, VectorXu64(walk.rank()), [&](VectorXu64 const & first, VectorXu64 const & size) {
+        reading.error.requireNone();
+        Block const block(walk, first, walk.memory);
+        auto const run = walk.span(size, merged);
+        forEachRun(walk, size, merged, blocks.strides,
+                   [&](uint64_t offset, uint64_t place) { requests.add(block.offset + offset, memory + place, run); });
+        requests.read();
+        readMemory(Indexer(size, reading.type, blocks.strides), memory, wholeBlock(size, 0, reading.componentCount),
+                   reading.conversion, moved(destination, block.place), walk.memory);
+      });
+}
+
+bool isFile(RandomAccess const & access) {
+  auto const * current = &access;
+  while (auto const * const region = exactly<RegionAccess>(*current))
+    current = region->source().get();
+  return exactly<FileAccess>(*current) != nullptr;
+}
+
+/// Reads slices of a file by threads that each have a block of their own. Slices are long: threads that touch the same
+/// large page of new memory would both clear it.
+void readSlices(Reading & reading, Walk const & walk, size_t merged, void * destination) {
+  auto const last = walk.rank() - 1;
+  auto const elements = std::accumulate(walk.size.begin(), walk.size.end(), uint64_t{1}, std::multiplies());
+  auto const valueBytes =
+      reading.conversion.isEmpty()
+          ? walk.format.bytes
+          : std::max<uint64_t>(walk.format.bytes, byteCountOf(reading.conversion.steps().back().type));
+  auto const bytes = elements * reading.componentCount * valueBytes;
+  auto const parts = layout::partsFor(bytes);
+  auto const extent = (walk.size[last] - 1) / parts + 1;
+  layout::runParts(parts, [&](size_t part) {
+    auto const first = part * extent;
+    if (first >= walk.size[last])
+      return;
+    reading.error.guard([&] {
+      Walk slice(walk);
+      slice.size[last] = std::min(extent, walk.size[last] - first);
+      slice.offset += first * walk.strides[last];
+      Scratch scratch;
+      readBlocks(reading, slice, merged, Blocks(slice, merged, FILE_BLOCK_BYTES), scratch,
+                 moved(destination, first * walk.memory.byteStrides[last]));
+    });
+  });
+  reading.error.rethrow();
+}
+
 } // namespace
 
 void readRuns(RandomAccess & access, Indexer const & indexer, SampleRegion const & region,
               ValueConversion const & conversion, void * destination, SampleStrides const & strides) {
   Walk const walk(indexer, region, strides, false);
-  auto const merged = walk.mergedAxes(), matching = walk.matchingAxes();
-  Requests requests(access);
+  bool const fromFile = isFile(access);
+  auto const merged = walk.mergedAxes(fromFile), matching = walk.matchingAxes();
   if (isDirect(walk, conversion, region.componentCount, matching, merged)) {
+    Requests requests(access);
     auto const run = walk.span(walk.size, matching);
     forEachRun(walk, walk.size, matching, walk.memory.byteStrides, [&](uint64_t offset, uint64_t place) {
       requests.add(walk.offset + offset, moved(destination, place), run);
     });
     return requests.read();
   }
-  Blocks const blocks(walk, merged);
-  auto const scratch = allocateBlock(blocks.size);
-  forEachBlock(walk.size, blocks.extents, VectorXu64(walk.rank()),
-               [&](VectorXu64 const & first, VectorXu64 const & size) {
-                 Block const block(walk, first, walk.memory);
-                 auto const run = walk.span(size, merged);
-                 forEachRun(walk, size, merged, blocks.strides, [&](uint64_t offset, uint64_t place) {
-                   requests.add(block.offset + offset, scratch.get() + place, run);
-                 });
-                 requests.read();
-                 readMemory(Indexer(size, indexer.dtype(), blocks.strides), scratch.get(),
-                            wholeBlock(size, 0, region.componentCount), conversion, moved(destination, block.place),
-                            walk.memory);
-               });
+  Reading reading{access, indexer.dtype(), region.componentCount, conversion};
+  if (fromFile)
+    return readSlices(reading, walk, merged, destination);
+  Scratch scratch;
+  readBlocks(reading, walk, merged, Blocks(walk, merged), scratch, destination);
 }
 
 bool readsToWrite(RandomAccess & access, DataType type, SampleRegion const & region) {

@@ -273,23 +273,6 @@ struct InBlock {
   uint64_t offset;
 };
 
-/// Memory that grows to the largest block.
-class Scratch {
-public:
-  std::byte * atLeast(uint64_t bytes) {
-    if (bytes > bytes_) {
-      memory_.reset();
-      memory_ = allocateBlock(bytes);
-      bytes_ = bytes;
-    }
-    return memory_.get();
-  }
-
-private:
-  std::unique_ptr<std::byte[]> memory_;
-  uint64_t bytes_ = 0;
-};
-
 void readThroughBlocks(ImageView & image, SampleRegion const & region, ValueConversion const & conversion,
                        void * destination, SampleStrides const & strides) {
   auto const type = region.type;
@@ -356,6 +339,15 @@ SharedSamples sharedBy(ImageView const & image) {
 }
 
 } // namespace
+
+std::byte * Scratch::atLeast(uint64_t bytes) {
+  if (bytes > bytes_) {
+    memory_.reset();
+    memory_ = allocateBlock(bytes);
+    bytes_ = bytes;
+  }
+  return memory_.get();
+}
 
 std::unique_ptr<std::byte[]> allocateBlock(uint64_t bytes) {
   std::unique_ptr<std::byte[]> block(new (std::nothrow) std::byte[bytes]);
