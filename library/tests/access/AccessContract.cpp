@@ -18,12 +18,6 @@ namespace {
 constexpr auto HUGE_OFFSET = size_t{1} << 63;
 constexpr auto LAST_OFFSET = std::numeric_limits<size_t>::max();
 
-Bytes readAll(RandomAccess & access) {
-  Bytes content(access.size());
-  EXPECT_EQ(access.read(0, content.data(), content.size()), content.size());
-  return content;
-}
-
 Bytes readSome(StreamAccess & stream, size_t size) {
   Bytes content(size);
   content.resize(stream.read(content.data(), size));
@@ -32,8 +26,7 @@ Bytes readSome(StreamAccess & stream, size_t size) {
 
 } // namespace
 
-// ---- random access
-// -----------------------------------------------------------------------------------------------------
+// ---- random access -------------------------------------------------------------------------------------------------
 
 TEST_P(RandomAccessContract, TellsWhatItIs) {
   auto const access = make();
@@ -189,8 +182,7 @@ TEST_P(RandomAccessContract, IsReadOnSeveralThreads) {
     thread.join();
 }
 
-// ---- streams
-// -----------------------------------------------------------------------------------------------------------
+// ---- streams -------------------------------------------------------------------------------------------------------
 
 TEST_P(StreamAccessContract, TellsWhatItIs) {
   auto const stream = make();

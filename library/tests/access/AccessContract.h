@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Support.h"
 #include "zarnik/access/RandomAccess.h"
 #include "zarnik/access/StreamAccess.h"
 
@@ -8,16 +9,10 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
 namespace zarnik::test {
-
-using Bytes = std::vector<uint8_t>;
-
-/// The bytes 1, 2, 3, ...
-Bytes ramp(size_t size);
 
 /// A new folder for the running test; removed when the test process ends.
 std::filesystem::path scratchFolder();
@@ -25,15 +20,15 @@ std::filesystem::path scratchFolder();
 /// Writes a file into the scratch folder and returns its path.
 std::string scratchFile(Bytes const & content);
 
+/// All bytes of an accessor.
+Bytes readAll(RandomAccess & access);
+
 /// A stream of which the library knows nothing, over the bytes given.
 std::shared_ptr<StreamAccess> foreignStream(Bytes content, StreamAccessCapabilitySet capabilities);
 
-/// A random accessor of which the library knows nothing.
-std::shared_ptr<RandomAccess> foreignRandom(Bytes content);
-
 /// One implementation of RandomAccess. To hold a new one to the contract, instantiate the suite with it:
 /// INSTANTIATE_TEST_SUITE_P(Mine, RandomAccessContract, testing::Values(RandomAccessImplementation{...}),
-/// accessName<RandomAccessImplementation>);
+/// nameOf);
 struct RandomAccessImplementation {
   std::string name;
   RandomAccessCapabilitySet capabilities;
@@ -49,18 +44,6 @@ struct StreamAccessImplementation {
   /// Makes a stream over these bytes, its cursor at the beginning.
   std::function<std::shared_ptr<StreamAccess>(Bytes const & content)> make;
 };
-
-template <typename Implementation> std::string accessName(testing::TestParamInfo<Implementation> const & info) {
-  return info.param.name;
-}
-
-inline std::ostream & operator<<(std::ostream & stream, RandomAccessImplementation const & implementation) {
-  return stream << implementation.name;
-}
-
-inline std::ostream & operator<<(std::ostream & stream, StreamAccessImplementation const & implementation) {
-  return stream << implementation.name;
-}
 
 /// What every RandomAccess does, whatever stands behind it.
 class RandomAccessContract : public testing::TestWithParam<RandomAccessImplementation> {

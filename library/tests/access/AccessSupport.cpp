@@ -2,18 +2,10 @@
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
-#include <cstring>
 #include <fstream>
-#include <numeric>
 #include <unistd.h>
 
 namespace zarnik::test {
-
-Bytes ramp(size_t size) {
-  Bytes result(size);
-  std::iota(result.begin(), result.end(), uint8_t{1});
-  return result;
-}
 
 std::filesystem::path scratchFolder() {
   struct Root {
@@ -38,6 +30,12 @@ std::string scratchFile(Bytes const & content) {
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<char const *>(content.data()), static_cast<std::streamsize>(content.size()));
   return path;
+}
+
+Bytes readAll(RandomAccess & access) {
+  Bytes content(access.size());
+  EXPECT_EQ(access.read(0, content.data(), content.size()), content.size());
+  return content;
 }
 
 namespace {
@@ -75,7 +73,7 @@ public:
   size_t read(void * destination, size_t size) override {
     need(StreamAccessCapability::READ);
     auto const count = std::min(size, content_.size() - position_);
-    std::copy_n(content_.begin() + static_cast<ptrdiff_t>(position_), count, static_cast<uint8_t *>(destination));
+    std::copy_n(content_.data() + position_, count, static_cast<uint8_t *>(destination));
     position_ += count;
     metEnd_ = metEnd_ || count < size;
     return count;
@@ -83,7 +81,7 @@ public:
   size_t write(void const * source, size_t size) override {
     need(StreamAccessCapability::WRITE);
     auto const count = std::min(size, content_.size() - position_);
-    std::copy_n(static_cast<uint8_t const *>(source), count, content_.begin() + static_cast<ptrdiff_t>(position_));
+    std::copy_n(static_cast<uint8_t const *>(source), count, content_.data() + position_);
     position_ += count;
     return count;
   }
@@ -100,40 +98,10 @@ private:
   bool metEnd_ = false;
 };
 
-class ForeignRandom : public RandomAccess {
-public:
-  explicit ForeignRandom(Bytes content) : content_(std::move(content)) {}
-  RandomAccessCapabilitySet capabilities() const override { return RandomAccessCapability::READ_WRITE; }
-  size_t size() const override { return content_.size(); }
-  std::string toString() const override { return "foreign accessor"; }
-  size_t read(size_t offset, void * destination, size_t size) override {
-    auto const count = fitting(offset, size);
-    std::copy_n(content_.data() + std::min(offset, content_.size()), count, static_cast<uint8_t *>(destination));
-    return count;
-  }
-  size_t write(size_t offset, void const * source, size_t size) override {
-    auto const count = fitting(offset, size);
-    std::copy_n(static_cast<uint8_t const *>(source), count, content_.data() + std::min(offset, content_.size()));
-    return count;
-  }
-  void resize(size_t) override { throw NotImplemented("of fixed size"); }
-
-private:
-  size_t fitting(size_t offset, size_t size) const {
-    return offset >= content_.size() ? 0 : std::min(size, content_.size() - offset);
-  }
-
-  Bytes content_;
-};
-
 } // namespace
 
 std::shared_ptr<StreamAccess> foreignStream(Bytes content, StreamAccessCapabilitySet capabilities) {
   return std::make_shared<ForeignStream>(std::move(content), capabilities);
-}
-
-std::shared_ptr<RandomAccess> foreignRandom(Bytes content) {
-  return std::make_shared<ForeignRandom>(std::move(content));
 }
 
 } // namespace zarnik::test

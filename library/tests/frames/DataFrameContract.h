@@ -1,10 +1,10 @@
 #pragma once
 
+#include "core/Support.h"
 #include "zarnik/frames/DataFrameView.h"
 
 #include <functional>
 #include <gtest/gtest.h>
-#include <ostream>
 #include <string>
 #include <variant>
 #include <vector>
@@ -28,10 +28,6 @@ struct DataFrameImplementation {
   /// Makes a table of these columns, which have cells.
   std::function<std::shared_ptr<DataFrameView>(std::vector<ExpectedColumn> const &)> make;
 };
-
-inline std::ostream & operator<<(std::ostream & stream, DataFrameImplementation const & implementation) {
-  return stream << implementation.name;
-}
 
 /// What every DataFrameView does, whatever stands behind it; the tests are in DataFrameContract.cpp.
 class DataFrameContract : public testing::TestWithParam<DataFrameImplementation> {

@@ -1,7 +1,6 @@
 #include "frames/DataFrameContract.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/frames/DataFrameViewFactory.h"
-#include "zarnik/frames/DataFrameViewProvider.h"
 #include "zarnik/views/ColumnUnitExtension.h"
 #include "zarnik/views/ViewOriginExtension.h"
 
@@ -87,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(
                     DataFrameImplementation{
                         "Foreign", READ,
                         [](auto const & columns) { return std::make_shared<ForeignFrame>(inMemory(columns)); }}),
-    [](auto const & tested) { return tested.param.name; });
+    nameOf);
 
 TEST(DataFrameMemory, IsTheColumnsAndOutlivesChangesAndTheTable) {
   auto frame = inMemory({{"n", "", Numbers{1, 2, 3}}, {"t", "", Texts(3)}});
@@ -134,22 +133,6 @@ TEST(DataFrame, GrowsFromNothing) {
   expectTable(*frame, {}, 1);
 }
 
-TEST(DataFrame, TakesEveryNumericTypeOfOneComponent) {
-  auto const frame = DataFrameViewFactory::allocate();
-  frame->addRows(0, 2);
-  for (auto const id : {DataTypeId::UINT8, DataTypeId::UINT64, DataTypeId::INT16, DataTypeId::FLOAT, DataTypeId::DOUBLE,
-                        static_cast<DataTypeId>(0x1010C)}) {
-    DataType const type(id);
-    frame->addColumn(type.toString(), type);
-    std::vector<uint8_t> cells(2 * type.byteCount(), 0xA5);
-    auto const column = frame->columnIndex(type.toString());
-    frame->write(column, 0, 2, cells.data());
-    std::vector<uint8_t> back(cells.size());
-    frame->read(column, 0, 2, back.data());
-    EXPECT_EQ(back, cells) << type.toString();
-  }
-}
-
 // A table that nobody filled costs no memory, whatever its size.
 TEST(DataFrame, HasRowsForTheAsking) {
   auto const frame = DataFrameViewFactory::allocate();
@@ -160,13 +143,6 @@ TEST(DataFrame, HasRowsForTheAsking) {
   std::string text = "x";
   frame->read(1, rows - 1, 1, &text);
   EXPECT_EQ(text, "");
-}
-
-TEST(DataFrameProvider, RecognisesTables) {
-  auto const frame = DataFrameViewFactory::allocate();
-  EXPECT_TRUE(DataFrameViewProvider::isDataFrame(frame));
-  EXPECT_EQ(DataFrameViewProvider::toDataFrame(frame), frame);
-  EXPECT_FALSE(DataFrameViewProvider::isDataFrame(nullptr));
 }
 
 TEST(DataFrameUnits, LiveOnAsAnExtension) {

@@ -1,9 +1,9 @@
+#include "access/AccessContract.h"
+#include "access/TracingAccess.h"
 #include "views/ImageViewContract.h"
-#include "views/TracingAccess.h"
-#include "zarnik/core/Error.h"
+#include "views/Samples.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/metadata/MetadataNode.h"
-#include "zarnik/values/Indexer.h"
 #include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/ImageViewProvider.h"
 #include "zarnik/views/ViewOriginExtension.h"
@@ -15,15 +15,12 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <random>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace zarnik::test {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
 using Ranges = std::vector<TracingAccess::Range>;
 using enum ImageCapability;
 using testing::ElementsAre;
@@ -31,46 +28,16 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Le;
 using testing::SizeIs;
-using testing::ThrowsMessage;
 namespace fs = std::filesystem;
 
-/// A folder that goes with its object.
-class Folder {
-public:
-  Folder() : path_(fs::temp_directory_path() / "zarnik-test-XXXXXX") {
-    auto name = path_.string();
-    if (::mkdtemp(name.data()) == nullptr)
-      throw std::runtime_error("no folder for the test");
-    path_ = name;
-  }
-  ~Folder() { fs::remove_all(path_); }
-  std::string string() const { return path_.string(); }
-  std::vector<fs::path> files() const { return {fs::directory_iterator(path_), fs::directory_iterator()}; }
-
-private:
-  fs::path path_;
-};
-
-Bytes ramp(size_t count) {
-  Bytes bytes(count);
-  std::iota(bytes.begin(), bytes.end(), uint8_t{0});
-  return bytes;
-}
-
-Bytes readAll(ImageView & image) {
-  Bytes bytes(Indexer(image.shape(), image.dataType()).byteCount());
-  image.readRegion(RegionXu64::createFullRegion(image.shape()), bytes.data());
-  return bytes;
-}
-
-auto samplesOf(std::shared_ptr<ImageView> const & image) {
-  return [image] { return readAll(*image); };
+std::vector<fs::path> filesIn(fs::path const & folder) {
+  return {fs::directory_iterator(folder), fs::directory_iterator()};
 }
 
 ImageViewUnderTest onDisk(VectorXu64 const & shape, DataType dataType, Bytes const & samples) {
   auto const image = ImageViewFactory::createOnDisk(shape, dataType);
   image->writeRegion(RegionXu64::createFullRegion(shape), samples.data());
-  return {image, samplesOf(image)};
+  return {image, [image] { return valuesOf(*image); }};
 }
 
 ImageViewUnderTest overBuffer(VectorXu64 const & shape, DataType dataType, Bytes const & samples) {
@@ -85,9 +52,7 @@ Bytes reordered(VectorXu64 const & shape, DataType dataType, MemoryLayout layout
   Bytes to(from.size());
   auto const bytes = dataType.byteCount();
   for (uint64_t position = 0; position < fortran.elementCount(); ++position) {
-    VectorXu64 index(shape.size());
-    for (uint64_t axis = 0, rest = position; axis < shape.size(); rest /= shape[axis], ++axis)
-      index[axis] = rest % shape[axis];
+    auto const index = indexOf(position, shape);
     auto const here = fortran.byteOffset(index), there = other.byteOffset(index);
     std::copy_n(&from[back ? there : here], bytes, &to[back ? here : there]);
   }
@@ -113,10 +78,9 @@ INSTANTIATE_TEST_SUITE_P(
         ImageViewImplementation{"AccessReadOnly", READ, overAccess(MemoryLayout::C, RandomAccessCapability::READ)},
         ImageViewImplementation{"AccessWriteOnly", WRITE,
                                 overAccess(MemoryLayout::UNKNOWN, RandomAccessCapability::WRITE)}),
-    implementationName);
+    nameOf);
 
-// ---- views over an accessor
-// -------------------------------------------------------------------------------------------
+// ---- views over an accessor ----------------------------------------------------------------------------------------
 
 struct Traced {
   Traced(VectorXu64 const & shape, DataType dataType, MemoryLayout layout = MemoryLayout::FORTRAN)
@@ -131,7 +95,7 @@ struct Traced {
   }
 
   std::shared_ptr<TracingAccess> access;
-  std::shared_ptr<ImageView> image;
+  Image image;
 };
 
 TEST(ImageOverAccess, ReadsWhatItIsAskedForInFewRequests) {
@@ -156,20 +120,15 @@ TEST(ImageOverAccess, WastesABoundedShareAndWritesNothingElse) {
   std::mt19937 random(20240601);
   for (auto const layout : {MemoryLayout::C, MemoryLayout::FORTRAN})
     for (int round = 0; round < 60; ++round) {
-      VectorXu64 const shape{random() % 40 + 1, random() % 40 + 1, random() % 40 + 1};
-      Traced traced(shape, DataTypeId::UINT16, layout);
-      VectorXu64 origin(3), size(3);
-      for (size_t axis = 0; axis < 3; ++axis) {
-        origin[axis] = random() % shape[axis];
-        size[axis] = random() % (shape[axis] - origin[axis]) + 1;
-      }
-      RegionXu64 const region(origin, size);
+      Traced traced({random() % 40 + 1, random() % 40 + 1, random() % 40 + 1}, DataTypeId::UINT16, layout);
+      auto const region = randomRegion(traced.image->shape(), random);
+      SCOPED_TRACE(region.toString());
       auto data = traced.read(region);
-      EXPECT_THAT(TracingAccess::total(traced.access->reads), Le(8 * data.size())) << region.toString();
+      EXPECT_THAT(TracingAccess::total(traced.access->reads), Le(8 * data.size()));
       for (auto & byte : data)
         byte = static_cast<uint8_t>(~byte);
       traced.image->writeRegion(region, data.data());
-      EXPECT_EQ(TracingAccess::total(traced.access->writes), data.size()) << region.toString();
+      EXPECT_EQ(TracingAccess::total(traced.access->writes), data.size());
       EXPECT_EQ(traced.read(region), data);
     }
 }
@@ -180,29 +139,22 @@ TEST(ImageOverAccess, AdaptedSamplesAreThoseOfTheSameImageInMemory) {
   for (auto const layout : {MemoryLayout::C, MemoryLayout::FORTRAN})
     for (int round = 0; round < 40; ++round) {
       Traced traced(shape, DataTypeId::VEC3_UINT16, layout);
-      auto const memory = ImageViewFactory::allocate(shape, DataTypeId::VEC3_UINT16);
-      auto const before = readAll(*traced.image);
-      memory->writeRegion(RegionXu64::createFullRegion(shape), before.data());
-      VectorXu64 origin(3), size(3), steps(3);
-      for (size_t axis = 0; axis < 3; ++axis) {
-        origin[axis] = random() % shape[axis];
-        size[axis] = random() % (shape[axis] - origin[axis]) + 1;
-        steps[axis] = random() % 3 + 1;
-      }
+      auto const memory = ImageViewFactory::copyInMemory(traced.image);
+      auto const region = randomRegion(shape, random);
+      VectorXu64 const steps{random() % 3 + 1, random() % 3 + 1, random() % 3 + 1};
       auto const flipped = random() % 3, channel = random() % 4;
-      auto const adapt = [&](std::shared_ptr<ImageView> image) {
-        image = ImageViewFactory::extractRegion(std::move(image), RegionXu64(origin, size));
+      auto const adapt = [&](Image image) {
+        image = ImageViewFactory::extractRegion(std::move(image), region);
         image = ImageViewFactory::flip(ImageViewFactory::everyNth(std::move(image), steps), flipped);
         return channel == 3 ? image : ImageViewFactory::extractChannel(image, channel);
       };
       auto const ours = adapt(traced.image), theirs = adapt(memory);
-      auto samples = readAll(*theirs);
-      ASSERT_EQ(readAll(*ours), samples);
+      auto samples = valuesOf(*theirs);
+      ASSERT_EQ(valuesOf(*ours), samples);
       std::ranges::generate(samples, [&] { return static_cast<uint8_t>(random()); });
-      auto const whole = RegionXu64::createFullRegion(ours->shape());
-      ours->writeRegion(whole, samples.data());
-      theirs->writeRegion(whole, samples.data());
-      ASSERT_EQ(readAll(*traced.image), readAll(*memory));
+      ours->writeRegion(whole(*ours), samples.data());
+      theirs->writeRegion(whole(*theirs), samples.data());
+      ASSERT_EQ(valuesOf(*traced.image), valuesOf(*memory));
     }
 }
 
@@ -224,90 +176,28 @@ TEST(ImageOverAccess, RefusesWhatDoesNotFitAndGoesOnAfterAFailure) {
   auto const make = [&](VectorXu64 const & shape, DataType type) {
     return ImageViewFactory::fromRandomAccess(access, MemoryLayout::C, shape, type);
   };
-  EXPECT_THAT([&] { make({4, 3}, DataTypeId::UINT16); }, ThrowsMessage<InvalidArgument>(HasSubstr("24 bytes")));
+  EXPECT_THAT(messageOf([&] { make({4, 3}, DataTypeId::UINT16); }), HasSubstr("24 bytes"));
   EXPECT_THROW(make({uint64_t{1} << 40, uint64_t{1} << 40}, DataTypeId::UINT8), Error);
   EXPECT_THROW(make({4}, DataTypeId::UTF8_STRING), InvalidArgument);
-  EXPECT_THROW(ImageViewFactory::fromRandomAccess(nullptr, {1}, DataTypeId::UINT8), InvalidArgument);
-  EXPECT_THROW(ImageViewFactory::fromRandomAccess(access, static_cast<MemoryLayout>(9), {1}, DataTypeId::UINT8), Error);
   auto const image = make({4, 5}, DataTypeId::UINT8);
   access->failFrom = 10;
-  EXPECT_THAT([&] { readAll(*image); }, testing::Throws<Error>());
+  EXPECT_THROW(valuesOf(*image), Error);
   access->failFrom = ~size_t{0};
   access->bytes.resize(15); // cut short by somebody else
-  EXPECT_THROW(readAll(*image), Error);
+  EXPECT_THROW(valuesOf(*image), Error);
   access->bytes.resize(20);
-  EXPECT_EQ(readAll(*image).size(), 20u);
+  EXPECT_EQ(valuesOf(*image).size(), 20u);
 }
 
-// ---- images on disk
-// ---------------------------------------------------------------------------------------------------
-
-TEST(ImageOnDisk, ItsFileLivesAsLongAsItDoes) {
-  Folder const folder;
-  auto image = ImageViewFactory::createOnDisk(folder.string(), {1000, 1000, 1000}, DataTypeId::UINT16);
-  ASSERT_THAT(folder.files(), SizeIs(1));
-  struct stat status {};
-  ASSERT_EQ(::stat(folder.files()[0].c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0600u);
-  EXPECT_EQ(status.st_size, 2'000'000'000);
-  EXPECT_THAT(status.st_blocks * 512, Le(1 << 20)); // sparse
-  uint16_t const value = 513;
-  image->write({999, 999, 999}, &value);
-  uint16_t read = 0;
-  image->read({999, 999, 999}, &read);
-  EXPECT_EQ(read, value);
-  image->reshape({2, 2}, DataTypeId::UINT8);
-  EXPECT_EQ(fs::file_size(folder.files()[0]), 4u);
-  auto region = ImageViewProvider::toReadOnly(image);
-  image.reset();
-  EXPECT_THAT(folder.files(), SizeIs(1));
-  region.reset();
-  EXPECT_THAT(folder.files(), IsEmpty());
-}
-
-TEST(ImageOnDisk, NothingIsLeftOfAFailedCreation) {
-  Folder const folder;
-  auto const make = [&](VectorXu64 const & shape, std::string const & where) {
-    return ImageViewFactory::createOnDisk(where, shape, DataTypeId::UINT16);
-  };
-  EXPECT_THROW(make({2}, folder.string() + "/missing"), InvalidArgument);
-  EXPECT_THROW(make({uint64_t{1} << 61}, folder.string()), Error); // no file can be that long
-  auto const properties = ImageProperties::fromDataType(DataTypeId::UINT16);
-  properties->imageInfo().setBitDepth(17);
-  EXPECT_THROW(ImageViewFactory::createOnDisk(folder.string(), {2}, DataTypeId::UINT16, properties, nullptr), Error);
-  EXPECT_THAT(folder.files(), IsEmpty());
-}
-
-TEST(ImageOnDisk, SpaceThatRunsOutIsAnErrorAtTheWrite) {
-  // A limit on the size of files stands for a full disk.
-  Folder const folder;
-  auto const child = ::fork();
-  if (child == 0) {
-    auto const image = ImageViewFactory::createOnDisk(folder.string(), {1 << 20}, DataTypeId::UINT8);
-    ::signal(SIGXFSZ, SIG_IGN);
-    rlimit const limit{1 << 16, 1 << 16};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    uint8_t const value = 1;
-    image->write({(1 << 16) - 1}, &value);
-    try {
-      image->write({1 << 16}, &value);
-    } catch (Error const & error) {
-      std::_Exit(std::string(error.what()).find(folder.string()) == std::string::npos ? 1 : 0);
-    }
-    std::_Exit(2);
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-}
+// ---- images on disk ------------------------------------------------------------------------------------------------
 
 TEST(ImageOnDisk, WhatAKilledProcessLeftIsSweptAway) {
-  Folder const folder;
+  auto const folder = scratchFolder();
   std::array<int, 2> ready{};
   ASSERT_EQ(::pipe(ready.data()), 0);
   auto const child = ::fork();
   if (child == 0) {
-    auto const image = ImageViewFactory::createOnDisk(folder.string(), {10}, DataTypeId::UINT8);
+    auto const image = ImageViewFactory::createOnDisk(folder, {10}, DataTypeId::UINT8);
     char const byte = 1;
     if (::write(ready[1], &byte, 1) == 1)
       ::pause();
@@ -315,103 +205,70 @@ TEST(ImageOnDisk, WhatAKilledProcessLeftIsSweptAway) {
   }
   char byte = 0;
   ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-  ASSERT_THAT(folder.files(), SizeIs(1));
-  auto const left = folder.files()[0];
+  ASSERT_THAT(filesIn(folder), SizeIs(1));
+  auto const left = filesIn(folder)[0];
 
-  auto mine = ImageViewFactory::createOnDisk(folder.string(), {10}, DataTypeId::UINT8);
+  auto mine = ImageViewFactory::createOnDisk(folder, {10}, DataTypeId::UINT8);
   EXPECT_TRUE(fs::exists(left)); // its owner lives
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
   EXPECT_TRUE(fs::exists(left));
-  auto const foreign = fs::path(folder.string()) / "zarnik-notes.raw";
+  auto const foreign = folder / "zarnik-notes.raw";
   std::ofstream(foreign) << "mine";
-  auto const next = ImageViewFactory::createOnDisk(folder.string(), {10}, DataTypeId::UINT8);
+  auto const next = ImageViewFactory::createOnDisk(folder, {10}, DataTypeId::UINT8);
   EXPECT_FALSE(fs::exists(left));
   EXPECT_TRUE(fs::exists(foreign));
-  EXPECT_THAT(folder.files(), SizeIs(3));
+  EXPECT_THAT(filesIn(folder), SizeIs(3));
   ::close(ready[0]);
   ::close(ready[1]);
 }
 
 TEST(ImageOnDisk, AChildOfForkLeavesItsParentsFile) {
-  Folder const folder;
-  auto image = ImageViewFactory::createOnDisk(folder.string(), {10}, DataTypeId::UINT8);
+  auto const folder = scratchFolder();
+  auto image = ImageViewFactory::createOnDisk(folder, {10}, DataTypeId::UINT8);
   auto const child = ::fork();
   if (child == 0) {
     image.reset();
     std::_Exit(0);
   }
   ::waitpid(child, nullptr, 0);
-  EXPECT_THAT(folder.files(), SizeIs(1));
+  EXPECT_THAT(filesIn(folder), SizeIs(1));
 }
 
 TEST(ImageOnDisk, CopiesInChunksAndStopsWhenToldTo) {
-  Folder const folder;
-  VectorXu64 const shape{300, 200, 30};
-  Traced traced(shape, DataTypeId::UINT16, MemoryLayout::C);
+  auto const folder = scratchFolder();
+  Traced traced({300, 200, 30}, DataTypeId::UINT16, MemoryLayout::C);
   traced.image->setSpatialUnit("mm");
   traced.image->setMetadata(std::make_shared<MetadataNode>("scan", nullptr));
   uint64_t told = 0;
-  auto const copy = ImageViewFactory::copyOnDisk(traced.image, folder.string(), [&](uint64_t done, uint64_t total) {
+  auto const copy = ImageViewFactory::copyOnDisk(traced.image, folder, [&](uint64_t done, uint64_t total) {
     EXPECT_EQ(total, 3'600'000u);
     EXPECT_THAT(done - told, Le(1u << 20));
     told = done;
     return true;
   });
   EXPECT_EQ(told, 3'600'000u);
-  EXPECT_EQ(readAll(*copy), readAll(*traced.image));
+  EXPECT_EQ(valuesOf(*copy), valuesOf(*traced.image));
   EXPECT_EQ(copy->spatialUnit(), "mm");
   EXPECT_EQ(copy->metadata()->key(), "scan");
   EXPECT_EQ(copy->viewOrigin()->dataOrigin(), ViewDataOrigin::DRIVE);
-  EXPECT_NE(ImageViewFactory::copyOnDisk(copy, folder.string()), copy);
-  EXPECT_THAT(folder.files(), SizeIs(1));
 
   auto const stop = [](uint64_t done, uint64_t) { return done < 1'500'000; };
-  EXPECT_THAT([&] { ImageViewFactory::copyOnDisk(traced.image, folder.string(), stop); },
-              ThrowsMessage<Error>(HasSubstr("cancelled")));
-  EXPECT_THAT(folder.files(), SizeIs(1));
-  EXPECT_THROW(ImageViewFactory::copyOnDisk(nullptr), InvalidArgument);
-  EXPECT_THROW(ImageViewFactory::copyOnDisk(ImageViewProvider::toWriteOnly(copy)), NotImplemented);
-}
-
-// ---- images in memory
-// -------------------------------------------------------------------------------------------------
-
-TEST(CopyInMemory, CopiesWhatIsNotThere) {
-  auto const memory = ImageViewFactory::allocate({3, 2}, DataTypeId::UINT8);
-  EXPECT_EQ(ImageViewFactory::copyInMemory(memory), memory);
-  Traced traced({30, 20}, DataTypeId::UINT16, MemoryLayout::C);
-  traced.image->setSpatialSpacing({2, 3, 4});
-  auto const copy = ImageViewFactory::copyInMemory(traced.image);
-  EXPECT_EQ(copy->capabilities(), READ | WRITE | RESHAPE | MEMORY_ACCESS);
-  EXPECT_EQ(readAll(*copy), readAll(*traced.image));
-  EXPECT_EQ(copy->spatialSpacing(), (Vector3d{2, 3, 4}));
-  auto const stop = [](uint64_t, uint64_t) { return false; };
+  EXPECT_THAT(messageOf([&] { ImageViewFactory::copyOnDisk(traced.image, folder, stop); }), HasSubstr("cancelled"));
   EXPECT_THROW(ImageViewFactory::copyInMemory(traced.image, stop), Error);
-  EXPECT_THROW(ImageViewFactory::copyInMemory(nullptr), InvalidArgument);
-  EXPECT_THROW(ImageViewFactory::copyInMemory(ImageViewProvider::toWriteOnly(memory)), NotImplemented);
-  traced.image->setAlpha(true); // of an image that has no colours
-  EXPECT_THROW(ImageViewFactory::copyInMemory(traced.image), Error);
+  EXPECT_THAT(filesIn(folder), SizeIs(1));
 }
 
 TEST(UniformImage, HasOneValueWhateverItsSize) {
-  std::array<uint16_t, 3> value{1, 2, 65535};
   auto const huge = uint64_t{1} << 20;
+  std::array<uint16_t, 3> const value{1, 2, 65535};
   auto const image =
       ImageViewFactory::uniform({huge, huge, huge}, DataTypeId::VEC3_UINT16, value.data(), nullptr, nullptr);
-  value.fill(0);
-  EXPECT_EQ(image->capabilities(), ImageCapabilitySet(READ));
   EXPECT_EQ(image->viewOrigin()->dataOrigin(), ViewDataOrigin::GENERATED);
-  std::array<uint16_t, 3> sample{};
-  image->read({huge - 1, 0, huge / 2}, sample.data());
-  EXPECT_THAT(sample, ElementsAre(1, 2, 65535));
-  std::array<uint16_t, 12> region{};
-  image->readRegion(RegionXu64({5, huge - 2, 0}, {2, 2, 1}), region.data());
-  EXPECT_THAT(region, ElementsAre(1, 2, 65535, 1, 2, 65535, 1, 2, 65535, 1, 2, 65535));
-  EXPECT_THROW(image->write({0, 0, 0}, sample.data()), NotImplemented);
+  std::array<uint16_t, 6> region{};
+  image->readRegion(RegionXu64({5, huge - 2, 0}, {1, 2, 1}), region.data());
+  EXPECT_THAT(region, ElementsAre(1, 2, 65535, 1, 2, 65535));
   EXPECT_THROW(ImageViewFactory::uniform({1}, DataTypeId::UINT8, nullptr, nullptr, nullptr), InvalidArgument);
-  EXPECT_THROW(ImageViewFactory::fromBuffer({3}, DataTypeId::UINT16, value.data(), 5, nullptr, nullptr),
-               InvalidArgument);
 }
 
 } // namespace

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "core/Support.h"
 #include "zarnik/views/ImageView.h"
 
 #include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
-#include <ostream>
 #include <vector>
 
 namespace zarnik::test {
@@ -19,7 +19,7 @@ struct ImageViewUnderTest {
 
 /// One implementation of ImageView. To hold a new one to the contract, instantiate the suite with it:
 /// INSTANTIATE_TEST_SUITE_P(Mine, ImageViewContract, testing::Values(ImageViewImplementation{...}),
-/// implementationName);
+/// nameOf);
 struct ImageViewImplementation {
   std::string name;
   ImageCapabilitySet capabilities;
@@ -27,21 +27,16 @@ struct ImageViewImplementation {
   std::function<ImageViewUnderTest(VectorXu64 const & shape, DataType, std::vector<uint8_t> const & samples)> make;
 };
 
-inline std::ostream & operator<<(std::ostream & stream, ImageViewImplementation const & implementation) {
-  return stream << implementation.name;
-}
-
-inline std::string implementationName(testing::TestParamInfo<ImageViewImplementation> const & info) {
-  return info.param.name;
-}
-
 /// What every ImageView does, whatever stands behind it; the tests are in ImageViewContract.cpp.
 class ImageViewContract : public testing::TestWithParam<ImageViewImplementation> {
 protected:
   bool offers(ImageCapability capability) const { return GetParam().capabilities.has(capability); }
 
-  /// A view whose samples are the bytes 1, 2, 3, ...
-  ImageViewUnderTest make(VectorXu64 const & shape, DataType dataType) const;
+  /// Makes a view whose samples are the bytes 1, 2, 3, ... the one under test.
+  void make(VectorXu64 const & shape, DataType dataType);
+
+  std::shared_ptr<ImageView> view;
+  std::function<std::vector<uint8_t>()> samples;
 };
 
 } // namespace zarnik::test

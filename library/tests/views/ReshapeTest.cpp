@@ -1,13 +1,14 @@
 // Images of every kind that are reshaped between a look at their type and a transfer, and during one.
-#include "zarnik/core/Error.h"
+#include "views/Samples.h"
 #include "zarnik/core/Waiting.h"
+#include "zarnik/layout/RegionCopier.h"
 #include "zarnik/metadata/ImageProperties.h"
 #include "zarnik/views/BorrowedMemoryView.h"
-#include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/ImageViewProvider.h"
 #include "zarnik/views/MultiImageView.h"
 #include "zarnik/views/MultiImageViewFactory.h"
+#include "zarnik/views/SharedSamples.h"
 #include "zarnik/views/TypedTransfer.h"
 
 #include <atomic>
@@ -20,114 +21,113 @@ namespace zarnik::test {
 namespace {
 
 using Factory = ImageViewFactory;
-using Image = std::shared_ptr<ImageView>;
-using testing::HasSubstr;
-using testing::ThrowsMessage;
 
 struct Kind {
   char const * name;
   std::function<Image(Image const &)> over;
+  bool keepsType = false; // refuses to read what was reshaped, whoever asks
 };
 
 Kind const KINDS[] = {
     {"itself", [](Image const & image) { return image; }},
-    {"restricted", [](Image const & image) { return ImageViewProvider::toReadOnly(image); }},
+    {"restricted", ImageViewProvider::toReadOnly},
     {"relabelled", [](Image const & image) { return Factory::fromImageView(image, nullptr, nullptr); }},
-    {"protected", [](Image const & image) { return Factory::makeThreadSafe(image); }},
+    {"protected", Factory::makeThreadSafe},
     {"restricted protected",
      [](Image const & image) { return ImageViewProvider::toReadOnly(Factory::makeThreadSafe(image)); }},
     {"relabelled protected",
      [](Image const & image) { return Factory::fromImageView(Factory::makeThreadSafe(image), nullptr, nullptr); }},
-    {"flipped", [](Image const & image) { return Factory::flip(image, ImageDimension::ROW); }},
+    {"flipped", [](Image const & image) { return Factory::flip(image, ImageDimension::ROW); }, true},
     {"flipped protected",
      [](Image const & image) { return Factory::flip(Factory::makeThreadSafe(image), ImageDimension::ROW); }},
-    {"converted", [](Image const & image) { return Factory::adaptDataType(image, DataTypeId::INT16); }},
-    {"stacked", [](Image const & image) {
+    {"converted", [](Image const & image) { return Factory::adaptDataType(image, DataTypeId::INT16); }, true},
+    {"stacked",
+     [](Image const & image) {
        return Factory::stack(MultiImageViewFactory::createFromList(&image, 1), ImageDimension::SLICE);
-     }}};
-
-struct Source {
-  char const * name;
-  std::function<Image(VectorXu64 const &)> make;
-};
-Source const SOURCES[] = {{"memory", [](auto const & shape) { return Factory::allocate(shape, DataTypeId::UINT8); }},
-                          {"disk", [](auto const & shape) { return Factory::createOnDisk(shape, DataTypeId::UINT8); }}};
+     },
+     true}};
 
 constexpr uint8_t UNTOUCHED = 7;
 
-TEST(Reshape, RefusesTransfersOfTheTypeOfBefore) {
-  for (auto const & source : SOURCES)
+/// Calls test(image, view of it, what that is) for every kind of view over memory and over a file.
+void forEachView(VectorXu64 const & shape, auto test) {
+  for (bool const onDisk : {false, true})
     for (auto const & kind : KINDS) {
-      SCOPED_TRACE(std::string(kind.name) + " over " + source.name);
-      auto const image = source.make({6, 5});
-      auto const view = kind.over(image);
-      auto const type = view->dataType();
-      auto const region = RegionXu64::createFullRegion(view->shape());
-      std::vector<uint8_t> samples(region.elementCount() * type.byteCount(), UNTOUCHED);
-      image->reshape({6, 5}, DataTypeId::DOUBLE);
-      EXPECT_THROW(readRegionAs(*view, region, type, samples.data()), Error);
-      EXPECT_THROW(writeRegionAs(*view, region, type, samples.data()), Error);
-      EXPECT_THAT(samples, testing::Each(UNTOUCHED));
-      image->reshape({6, 5}, DataTypeId::UINT8);
-      readRegionAs(*view, region, type, samples.data());
-      EXPECT_THAT(samples, testing::Each(0));
+      SCOPED_TRACE(std::string(kind.name) + (onDisk ? " over disk" : " over memory"));
+      auto const image = onDisk ? Factory::createOnDisk(shape, DataTypeId::UINT8) //
+                                : Factory::allocate(shape, DataTypeId::UINT8);
+      test(image, kind.over(image), kind);
     }
 }
 
-TEST(Reshape, DuringTransfersGivesErrorsOrSamplesOfOneMoment) {
-  VectorXu64 const shape{70, 60};
-  for (auto const & source : SOURCES)
-    for (auto const & kind : KINDS) {
-      SCOPED_TRACE(std::string(kind.name) + " over " + source.name);
-      auto const image = source.make(shape);
-      auto const view = kind.over(image);
-      auto const type = view->dataType();
-      auto const region = RegionXu64::createFullRegion(view->shape());
-      auto const bytes = region.elementCount() * type.byteCount();
-      std::atomic<bool> isOver = false;
-      std::thread reshaping([&] {
-        for (int round = 0; round < 60; ++round) {
-          image->reshape({40, 30, 4}, DataTypeId::VEC3_UINT16);
-          image->reshape(shape, DataTypeId::DOUBLE);
-          image->reshape(shape, DataTypeId::UINT8);
-        }
-        isOver = true;
-      });
-      // Outside of what is transferred.
-      std::vector<uint8_t> samples(bytes + 1, UNTOUCHED);
-      while (!isOver)
-        try {
-          readRegionAs(*view, region, type, samples.data());
-          EXPECT_EQ(samples[bytes / 2], 0);
-          view->shape().toString();
-          view->properties()->imageInfo();
-          if (view->support(ImageCapability::WRITE))
-            writeRegionAs(*view, region, type, std::vector<uint8_t>(bytes).data());
-        } catch (Error const &) {
-        }
-      reshaping.join();
-      EXPECT_EQ(samples.back(), UNTOUCHED);
-    }
-}
-
-TEST(Reshape, LeavesCopiesWhole) {
-  auto const image = Factory::allocate({300, 200}, DataTypeId::UINT8);
-  auto const flipped = Factory::adaptDataType(image, DataTypeId::INT16);
+/// Acts while another thread reshapes an image; errors are what is expected of it.
+void whileReshaping(Image const & image, auto act) {
   std::atomic<bool> isOver = false;
-  std::thread reshaping([&] {
-    for (int round = 0; round < 100; ++round) {
-      image->reshape({300, 200}, DataTypeId::DOUBLE);
-      image->reshape({300, 200}, DataTypeId::UINT8);
+  std::thread reshaping([&, shape = image->shape()] {
+    for (int round = 0; round < 60; ++round) {
+      image->reshape({40, 30, 4}, DataTypeId::VEC3_UINT16);
+      image->reshape(shape, DataTypeId::DOUBLE);
+      image->reshape(shape, DataTypeId::UINT8);
     }
     isOver = true;
   });
   while (!isOver)
-    for (auto const & copy : {&Factory::copyInMemory, static_cast<Image (*)(Image)>(&Factory::copyOnDisk)})
-      try {
-        copy(flipped);
-      } catch (Error const &) {
-      }
+    try {
+      act();
+    } catch (Error const &) {
+    }
   reshaping.join();
+}
+
+TEST(Reshape, RefusesTransfersOfTheTypeOfBefore) {
+  forEachView({6, 5}, [](Image const & image, Image const & view, Kind const &) {
+    auto const type = view->dataType();
+    auto const region = whole(*view);
+    Bytes samples(region.elementCount() * type.byteCount(), UNTOUCHED);
+    image->reshape({6, 5}, DataTypeId::DOUBLE);
+    EXPECT_THROW(readRegionAs(*view, region, type, samples.data()), Error);
+    EXPECT_THROW(writeRegionAs(*view, region, type, samples.data()), Error);
+    EXPECT_THAT(samples, testing::Each(UNTOUCHED));
+    image->reshape({6, 5}, DataTypeId::UINT8);
+    readRegionAs(*view, region, type, samples.data());
+    EXPECT_THAT(samples, testing::Each(0));
+  });
+}
+
+TEST(Reshape, DuringTransfersGivesErrorsOrSamplesOfOneMoment) {
+  forEachView({70, 60}, [](Image const & image, Image const & view, Kind const & kind) {
+    auto const type = view->dataType();
+    auto const region = whole(*view);
+    auto const bytes = region.elementCount() * type.byteCount();
+    // The last one is outside of what is transferred.
+    Bytes samples(bytes + 1, UNTOUCHED);
+    whileReshaping(image, [&] {
+      samples[bytes / 2] = UNTOUCHED;
+      if (kind.keepsType)
+        view->readRegion(region, samples.data());
+      else
+        readRegionAs(*view, region, type, samples.data());
+      EXPECT_EQ(samples[bytes / 2], 0);
+      readRegionAs(*view, region, type, samples.data());
+      view->shape().toString();
+      view->properties()->imageInfo();
+      if (view->support(ImageCapability::WRITE))
+        writeRegionAs(*view, region, type, Bytes(bytes).data());
+    });
+    EXPECT_EQ(samples.back(), UNTOUCHED);
+  });
+}
+
+TEST(Reshape, LeavesCopiesAndSharedSamplesWhole) {
+  auto const image = Factory::allocate({300, 200}, DataTypeId::UINT8);
+  auto const converted = Factory::adaptDataType(image, DataTypeId::INT16);
+  whileReshaping(image, [&] {
+    auto const shared = shareSamples(image);
+    std::vector<std::byte> samples(shared.indexer.byteCount());
+    readDense(shared.indexer, shared.data, RegionXu64::createFullRegion(shared.indexer.shape()), samples.data());
+    Factory::copyInMemory(converted);
+    Factory::copyOnDisk(converted);
+  });
 }
 
 // ---- waiting --------------------------------------------------------------------------------------------------------

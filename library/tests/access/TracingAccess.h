@@ -4,6 +4,7 @@
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
+#include <cstring>
 #include <mutex>
 #include <numeric>
 #include <utility>
@@ -11,7 +12,7 @@
 
 namespace zarnik::test {
 
-/// Bytes that record who asks for which of them.
+/// Bytes that record who asks for which of them, of an accessor of which the library knows nothing.
 class TracingAccess : public RandomAccess {
 public:
   using Range = std::pair<size_t, size_t>; // offset and size
@@ -29,20 +30,16 @@ public:
     reads.emplace_back(offset, size);
     if (offset + size > failFrom)
       throw Error("the disk is on fire");
-    auto const count = offset >= bytes.size() ? 0 : std::min(size, bytes.size() - offset);
-    std::copy_n(bytes.begin() + static_cast<ptrdiff_t>(offset), count, static_cast<uint8_t *>(destination));
-    return count;
+    return transfer(offset, size, [&](uint8_t * here, size_t count) { std::memcpy(destination, here, count); });
   }
 
   size_t write(size_t offset, void const * source, size_t size) override {
     std::lock_guard const lock(mutex_);
     writes.emplace_back(offset, size);
-    auto const count = offset >= bytes.size() ? 0 : std::min(size, bytes.size() - offset);
-    std::copy_n(static_cast<uint8_t const *>(source), count, bytes.begin() + static_cast<ptrdiff_t>(offset));
-    return count;
+    return transfer(offset, size, [&](uint8_t * here, size_t count) { std::memcpy(here, source, count); });
   }
 
-  void resize(size_t newSize) override { bytes.resize(newSize); }
+  void resize(size_t) override { throw NotImplemented("of fixed size"); }
 
   void readMany(std::span<ReadRequest const> requests) override {
     {
@@ -69,6 +66,13 @@ public:
   size_t failFrom = ~size_t{0};
 
 private:
+  template <typename Copy> size_t transfer(size_t offset, size_t size, Copy copy) {
+    auto const count = offset >= bytes.size() ? 0 : std::min(size, bytes.size() - offset);
+    if (count != 0)
+      copy(bytes.data() + offset, count);
+    return count;
+  }
+
   RandomAccessCapabilitySet offered_;
   std::mutex mutex_;
 };
