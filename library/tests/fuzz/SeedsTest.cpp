@@ -1,4 +1,5 @@
 // The seeds of the fuzzer, and what is near them, without the fuzzer.
+#include "core/Support.h"
 #include "fuzz/Targets.h"
 
 #include <filesystem>
@@ -7,12 +8,9 @@
 #include <iterator>
 #include <random>
 #include <string>
-#include <vector>
 
 namespace zarnik::test {
 namespace {
-
-using Bytes = std::vector<uint8_t>;
 
 class Seeds : public testing::TestWithParam<FuzzTarget> {};
 
@@ -42,15 +40,14 @@ TEST_P(Seeds, AndWhatIsNearThemDoNoHarm) {
     Bytes const seed(std::istreambuf_iterator<char>(file), {});
     SCOPED_TRACE(entry.path());
     EXPECT_NO_THROW(GetParam().run(seed));
-    for (int round = 0; round < 100; ++round)
+    for (int round = 0; round < 300; ++round)
       EXPECT_NO_THROW(GetParam().run(mutated(seed, random))) << "round " << round;
     ++count;
   }
   EXPECT_GT(count, 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Fuzz, Seeds, testing::ValuesIn(fuzzTargets().begin(), fuzzTargets().end()),
-                         [](auto const & tested) { return std::string(tested.param.name); });
+INSTANTIATE_TEST_SUITE_P(Fuzz, Seeds, testing::ValuesIn(fuzzTargets().begin(), fuzzTargets().end()), nameOf);
 
 } // namespace
 } // namespace zarnik::test

@@ -1,5 +1,6 @@
 #include "fuzz/Targets.h"
 
+#include "core/Support.h"
 #include "fuzz/Repair.h"
 #include "http/HttpFields.h"
 #include "http/HttpTarget.h"
@@ -34,8 +35,7 @@ void require(bool condition, char const * what) {
 
 std::string_view textOf(FuzzInput input) { return {reinterpret_cast<char const *>(input.data()), input.size()}; }
 
-// ---- texts
-// -----------------------------------------------------------------------------------------------------------
+// ---- texts ---------------------------------------------------------------------------------------------------------
 
 void readUri(FuzzInput input) {
   try {
@@ -108,8 +108,7 @@ void readMultipart(FuzzInput input) {
   require(reader.done() <= 2 && (reader.done() < 2 || sink.next == 100), "parts are done that have not come");
 }
 
-// ---- resources of a folder
-// -------------------------------------------------------------------------------------------
+// ---- resources of a folder -----------------------------------------------------------------------------------------
 
 // A folder of a storage, and beside it what must not be reached.
 class Surroundings {
@@ -176,10 +175,7 @@ void openResource(FuzzInput input) {
   surroundings.open(std::string(textOf(input.subspan(1))), static_cast<AccessCapabilities>(1 + input[0] % 3));
 }
 
-// ---- stored objects
-// --------------------------------------------------------------------------------------------------
-
-using Bytes = std::vector<uint8_t>;
+// ---- stored objects ------------------------------------------------------------------------------------------------
 
 std::shared_ptr<RandomAccess> accessTo(Bytes & bytes) {
   return RandomAccessFactory::fromBuffer(bytes.data(), bytes.size());

@@ -33,12 +33,6 @@ TEST(ImageInfoProperty, DefaultsFollowTheType) {
 
 using Change = std::function<void(ImageProperties &)>;
 
-Change bitDepth(size_t depth) {
-  return [=](auto & p) { p.imageInfo().setBitDepth(depth); };
-}
-Change axes(ImageType type) {
-  return [=](auto & p) { p.imageInfo().setAxesInterpretation(type); };
-}
 Change colours(ImageInterpretation interpretation, bool alpha = false) {
   return [=](auto & p) {
     p.imageInfo().setInterpretation(interpretation);
@@ -47,12 +41,9 @@ Change colours(ImageInterpretation interpretation, bool alpha = false) {
 }
 Change channels(ImageInterpretation interpretation, bool alpha = false) {
   return [=](auto & p) {
-    axes(ImageTypeId::MULTISPECTRAL_IMAGE)(p);
+    p.imageInfo().setAxesInterpretation(ImageTypeId::MULTISPECTRAL_IMAGE);
     colours(interpretation, alpha)(p);
   };
-}
-Change spacing(double x, double y, double z) {
-  return [=](auto & p) { p.calibration().setSpacing(Vector3d{x, y, z}); };
 }
 
 struct CompatibilityCase {
@@ -66,18 +57,20 @@ TEST(ImageProperties, CompatibilityNamesWhatDoesNotFit) {
   auto const infinity = std::numeric_limits<double>::infinity();
   using enum ImageInterpretation;
   using Id = DataTypeId;
+  auto const bitDepth = [](size_t depth) { return [=](auto & p) { p.imageInfo().setBitDepth(depth); }; };
+  auto const spacing = [](Vector3d const & s) { return [=](auto & p) { p.calibration().setSpacing(s); }; };
   Change const nothing = [](auto &) {};
   Change const farAway = [=](auto & p) { p.calibration().setOrigin(Vector3d{0, -infinity, 1}); };
   Change const flat = [](auto & p) { p.calibration().setDirections(SpatialDirections({1, 1, 0}, {2, 2, 0})); };
   Change const noRange = [](auto & p) { p.imageInfo().setValueRange(Vector2d{std::nan(""), 1}); };
+  Change const axes = [](auto & p) { p.imageInfo().setAxesInterpretation(ImageTypeId::VOLUME); };
   auto const strange = static_cast<ImageInterpretation>(0x13);
   CompatibilityCase const cases[] = {
       {"", Id::UINT8, {4, 5}, nothing},
       {"", Id::UNKNOWN, {4, 5}, nothing},
       {"", Id::UINT16, {4, 5}, bitDepth(12)},
       {"bit depth 17", Id::UINT16, {4, 5}, bitDepth(17)},
-      {"bit depth 0", Id::UINT16, {4, 5}, bitDepth(0)},
-      {"3 dimensions, the image 2", Id::UINT8, {4, 5}, axes(ImageTypeId::VOLUME)},
+      {"3 dimensions, the image 2", Id::UINT8, {4, 5}, axes},
       {"", Id::UINT8, {4, 5, 3}, channels(RGB)},
       {"", Id::UINT8, {4, 5, 4}, channels(RGB, true)},
       {"", Id::UINT8, {4, 5, 1}, channels(CMYK)},
@@ -89,9 +82,9 @@ TEST(ImageProperties, CompatibilityNamesWhatDoesNotFit) {
       {"CMYK needs 4", Id::VEC3_UINT8, {4, 5}, colours(CMYK)},
       {"", Id::COMPLEX_FLOAT, {4, 5}, colours(RGB)},
       {"19 is no image interpretation", Id::UINT8, {4, 5}, colours(strange)},
-      {"", Id::UINT8, {4}, spacing(-1, 0.5, 2)},
-      {"spacing (1, 0, 1)", Id::UINT8, {4}, spacing(1, 0, 1)},
-      {"spacing (", Id::UINT8, {4}, spacing(1, 1, infinity)},
+      {"", Id::UINT8, {4}, spacing({-1, 0.5, 2})},
+      {"spacing (1, 0, 1)", Id::UINT8, {4}, spacing({1, 0, 1})},
+      {"spacing (", Id::UINT8, {4}, spacing({1, 1, infinity})},
       {"origin (", Id::UINT8, {4}, farAway},
       {"do not span", Id::UINT8, {4}, flat},
       {"value range", Id::FLOAT, {4}, noRange},

@@ -1,15 +1,11 @@
 #include "zarnik/serialization/Serialization.h"
+#include "views/ForeignImage.h"
+#include "views/Samples.h"
 #include "zarnik/access/StreamAccess.h"
-#include "zarnik/core/Error.h"
 #include "zarnik/frames/DataFrameView.h"
 #include "zarnik/frames/DataFrameViewFactory.h"
-#include "zarnik/metadata/ImageProperties.h"
-#include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/metadata/VariantDataValueFactory.h"
 #include "zarnik/serialization/ImageWriter.h"
-#include "zarnik/values/RegionX.h"
-#include "zarnik/views/ImageView.h"
-#include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/Writer.h"
 
 #include <algorithm>
@@ -47,7 +43,7 @@ public:
     return size;
   }
 
-  std::vector<uint8_t> bytes;
+  Bytes bytes;
   size_t largestWrite = 0;
 
 private:
@@ -56,42 +52,26 @@ private:
   size_t room_;
 };
 
-/// Samples that are computed when they are asked for; counts the largest region that was.
-class Ramp : public ImageView {
-public:
-  explicit Ramp(VectorXu64 shape) : shape_(std::move(shape)), properties_(ImageProperties::fromDataType(dataType())) {}
-  ImageCapabilitySet capabilities() const override { return ImageCapability::READ; }
-  VectorXu64 const & shape() const override { return shape_; }
-  DataType dataType() const override { return DataTypeId::UINT32; }
-  std::shared_ptr<ImageProperties const> properties() const override { return properties_; }
-  std::shared_ptr<MetadataNode const> metadata() const override { return nullptr; }
-  void readRegion(RegionXu64 const & region, void * destination) override {
-    largest = std::max<uint64_t>(largest, region.elementCount());
-    auto * out = static_cast<uint32_t *>(destination);
-    auto const & first = region.origin();
-    for (uint64_t z = first[2]; z != first[2] + region.size()[2]; ++z)
-      for (uint64_t y = first[1]; y != first[1] + region.size()[1]; ++y)
-        for (uint64_t x = first[0]; x != first[0] + region.size()[0]; ++x)
-          *out++ = static_cast<uint32_t>(x + shape_[0] * (y + shape_[1] * z));
-  }
+/// Samples 0, 1, 2, ... that are not to be had in memory.
+std::shared_ptr<ForeignImage> counting(VectorXu64 const & shape) {
+  auto image = std::make_shared<ForeignImage>(shape, DataTypeId::UINT32, ImageCapability::READ);
+  auto * const samples = static_cast<uint32_t *>(image->samples()->buffer());
+  std::iota(samples, samples + elementCount(shape), 0U);
+  return image;
+}
 
-  uint64_t largest = 0;
-
-private:
-  VectorXu64 shape_;
-  std::shared_ptr<ImageProperties const> properties_;
-};
+std::shared_ptr<MetadataNode> node(std::string const & key, std::shared_ptr<VariantDataValue> value = nullptr) {
+  return std::make_shared<MetadataNode>(key, std::move(value));
+}
 
 std::shared_ptr<MetadataNode> sharedTree() {
-  char16_t const * const wide[] = {u"\u00e9", u""};
-  char32_t const * const wider[] = {U"\U0001F600"};
-  auto root = std::make_shared<MetadataNode>("", nullptr);
-  auto shared =
-      std::make_shared<MetadataNode>("shared", VariantDataValueFactory::create(const_cast<char16_t const **>(wide), 2));
-  shared->addChild(std::make_shared<MetadataNode>(
-      "wider", VariantDataValueFactory::create(const_cast<char32_t const **>(wider), 1)));
+  char16_t const * wide[] = {u"\u00e9", u""};
+  char32_t const * wider[] = {U"\U0001F600"};
+  auto root = node("");
+  auto const shared = node("shared", VariantDataValueFactory::create(wide, 2));
+  shared->addChild(node("wider", VariantDataValueFactory::create(wider, 1)));
   for (auto const * key : {"b", "a"}) {
-    auto branch = std::make_shared<MetadataNode>(key, VariantDataValueFactory::create(-0.5));
+    auto const branch = node(key, VariantDataValueFactory::create(-0.5));
     branch->addChild(shared);
     root->addChild(branch);
   }
@@ -130,30 +110,26 @@ TEST(Serialization, StreamsWithoutSeekAndWithShortTransfersCarryEverythingOfAnIm
 
 TEST(Serialization, ImagesThatAreNotInMemoryPassInBlocks) {
   for (auto const & shape : {VectorXu64{700'000, 3, 2}, VectorXu64{300, 1000, 5}, VectorXu64{4, 0, 2}}) {
-    auto const ramp = std::make_shared<Ramp>(shape);
+    auto const image = counting(shape);
     auto const pipe = std::make_shared<Pipe>(SIZE_MAX);
-    Serialization::encodeImageView(ramp, pipe);
-    EXPECT_LE(ramp->largest * 4, 1 << 20);
-    auto const decoded = Serialization::decodeImageView(pipe);
-    std::vector<uint32_t> expected(decoded->bufferSize() / 4);
-    std::iota(expected.begin(), expected.end(), 0U);
-    auto const * const samples = static_cast<uint32_t const *>(decoded->buffer());
-    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), samples));
+    Serialization::encodeImageView(image, pipe);
+    EXPECT_LE(image->largestRead * 4, 1 << 20);
+    EXPECT_TRUE(valuesOf(*Serialization::decodeImageView(pipe)) == valuesOf(*image));
   }
 }
 
 TEST(Serialization, ManyNodesInAChainOrSharedCostNoRecursionAndNoExponentialTime) {
-  auto deep = std::make_shared<MetadataNode>("leaf", nullptr);
+  auto deep = node("leaf");
   for (int i = 0; i != 100'000; ++i) {
-    auto parent = std::make_shared<MetadataNode>("n", nullptr);
+    auto parent = node("n");
     parent->addChild(std::move(deep));
     deep = std::move(parent);
   }
-  auto diamonds = std::make_shared<MetadataNode>("leaf", nullptr);
+  auto diamonds = node("leaf");
   for (int i = 0; i != 60; ++i) {
-    auto top = std::make_shared<MetadataNode>("top", nullptr);
+    auto top = node("top");
     for (auto const * key : {"left", "right"}) {
-      auto side = std::make_shared<MetadataNode>(key, nullptr);
+      auto side = node(key);
       side->addChild(diamonds);
       top->addChild(std::move(side));
     }
@@ -165,11 +141,8 @@ TEST(Serialization, ManyNodesInAChainOrSharedCostNoRecursionAndNoExponentialTime
     Serialization::encodeImageView(image, pipe);
     EXPECT_LT(pipe->bytes.size(), bytes);
     size_t depth = 0;
-    auto node = Serialization::decodeImageView(pipe)->metadata();
-    while (node->childCount() != 0) {
-      node = *node->cbegin();
-      ++depth;
-    }
+    for (auto below = Serialization::decodeImageView(pipe)->metadata(); below->childCount() != 0; ++depth)
+      below = *below->cbegin();
     EXPECT_EQ(depth, tree == deep ? 100'000 : 120);
   }
 }
@@ -190,10 +163,10 @@ TEST(Serialization, AnArrayOfAnyLayoutKeepsItsElements) {
 }
 
 TEST(ImageWriter, StoresBlockByBlockWhatTheEncoderStoresAtOnce) {
-  auto const ramp = std::make_shared<Ramp>(VectorXu64{300, 1000, 5});
+  auto const image = counting({300, 1000, 5});
   auto const whole = std::make_shared<Pipe>(SIZE_MAX), parts = std::make_shared<Pipe>(5000);
-  Serialization::encodeImageView(ramp, whole);
-  auto const writer = makeImageWriter(ramp, parts);
+  Serialization::encodeImageView(image, whole);
+  auto const writer = makeImageWriter(image, parts);
   writer->setProgress([](uint64_t written, uint64_t) { return written != 2; });
   writer->writeInit();
   EXPECT_THROW(writer->writeFinish(), Error);
