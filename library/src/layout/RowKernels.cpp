@@ -27,6 +27,9 @@ CopyKernel reverseKernel(size_t) { return nullptr; }
 
 #else
 
+// Not part of each kernel that streams.
+HWY_NOINLINE void streamChunk(std::byte * to, std::byte const * from, size_t bytes) { streamBytes(to, from, bytes); }
+
 // Bytes that are prepared in the first-level cache before they are written around the caches.
 constexpr size_t CHUNK_BYTES = 1024;
 
@@ -89,17 +92,17 @@ void copyRows(CopyBlock const & block, std::byte const * source, std::byte * des
 // Writes `count` elements to `to` by calls of produce(first, count, where), directly or in chunks around the caches.
 template <size_t ElementBytes, class Produce>
 HWY_INLINE void emitRow(bool streaming, uint64_t count, std::byte * to, Produce const & produce) {
-  if (!streaming) {
-    produce(uint64_t{0}, count, to);
-    return;
-  }
   HWY_ALIGN std::byte buffer[CHUNK_BYTES];
   constexpr uint64_t chunk = CHUNK_BYTES / ElementBytes;
   size_t const misaligned = reinterpret_cast<uintptr_t>(to) % LINE_BYTES / ElementBytes;
   for (uint64_t first = 0; first < count;) {
-    uint64_t const now = std::min(first == 0 ? chunk - misaligned : chunk, count - first);
-    produce(first, now, buffer);
-    streamBytes(to + first * ElementBytes, buffer, static_cast<size_t>(now * ElementBytes));
+    uint64_t const most = !streaming ? count : first == 0 ? chunk - misaligned : chunk;
+    uint64_t const now = std::min(most, count - first);
+    // One call of it, which is a kernel to compile for each kind of element.
+    produce(first, now, streaming ? buffer : to);
+    if (streaming) {
+      streamChunk(to + first * ElementBytes, buffer, static_cast<size_t>(now * ElementBytes));
+    }
     first += now;
   }
 }
@@ -176,14 +179,11 @@ void deinterleave(CopyBlock const & block, std::byte const * source, std::byte *
       uint64_t const now = std::min(i == 0 ? chunk - misaligned : chunk, block.count0 - i);
       auto const * from = source + i * K * sizeof(T);
       auto * to = destination + i * sizeof(T);
-      if (block.streaming) {
-        extractAllChannels<T, K>(from, now, buffer, planeBytes);
-        for (size_t c = 0; c < K; ++c) {
-          streamBytes(to + static_cast<int64_t>(c) * block.destinationStride1, buffer + c * planeBytes,
-                      static_cast<size_t>(now * sizeof(T)));
-        }
-      } else {
-        extractAllChannels<T, K>(from, now, to, block.destinationStride1);
+      extractAllChannels<T, K>(from, now, block.streaming ? buffer : to,
+                               block.streaming ? int64_t{planeBytes} : block.destinationStride1);
+      for (size_t c = 0; block.streaming && c < K; ++c) {
+        streamChunk(to + static_cast<int64_t>(c) * block.destinationStride1, buffer + c * planeBytes,
+                    static_cast<size_t>(now * sizeof(T)));
       }
       i += now;
     }
