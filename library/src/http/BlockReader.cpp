@@ -21,10 +21,8 @@ constexpr uint64_t BLOCKS_AT_ONCE = 8192;
 
 constexpr std::chrono::milliseconds POLL_INTERVAL{50};
 
-// Of a server at hand: more requests only drive each other's bytes out of the processor's cache, and so does more that
-// is read ahead.
+// Of a server at hand: more requests only drive each other's bytes out of the processor's cache.
 constexpr size_t REQUESTS_AT_HAND = 2;
-constexpr size_t AHEAD_AT_HAND = size_t{2} << 20;
 
 // Fewer parts are not worth a request of another kind.
 constexpr size_t FEWEST_SEVERAL = 16;
@@ -100,8 +98,7 @@ uint64_t BlockReader::muchInOrder() const {
 // To be called with the lock. Returns how many bytes to read ahead.
 uint64_t BlockReader::noteRead(uint64_t offset, uint64_t size) {
   auto const & options = resource_.options();
-  auto const most =
-      std::min({options.readAheadBytes, options.cacheBytes / 4, resource_.isAtHand() ? AHEAD_AT_HAND : SIZE_MAX});
+  auto const most = std::min(options.readAheadBytes, options.cacheBytes / 4);
   // Doubled with each read, so that only those who go on for long get much.
   auto const goesOn = offset > 0 && offset == lastEnd_;
   ahead_ = goesOn ? std::min<uint64_t>(std::max(ahead_ * 2, size), most) : 0;

@@ -22,10 +22,9 @@ struct HttpOptions {
   /// them is not received then, and the parts are not kept. Servers that do not answer such requests are found out and
   /// asked for blocks. 1 to 1000; 1 never asks for several.
   unsigned rangesPerRequest = 256;
-  /// The most that is read ahead of a reader that goes through the resource in order; of a server that answers at
-  /// once no more than 2 MiB. 0 reads nothing ahead. Who has read more than a quarter of the cache in order, or a
-  /// sixteenth of it where the resource is larger than the cache, gets the rest over HTTP/1 by one request, which stays
-  /// open between reads.
+  /// The most that is read ahead of a reader that goes through the resource in order. 0 reads nothing ahead. Who has
+  /// read more than a quarter of the cache in order, or a sixteenth of it where the resource is larger than the cache,
+  /// gets the rest over HTTP/1 by one request, which stays open between reads.
   size_t readAheadBytes = size_t{16} << 20;
   /// Requests of one accessor that are under way at a time over HTTP/1; 1 to 256.
   unsigned parallelRequests = 8;
