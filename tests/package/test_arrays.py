@@ -103,6 +103,15 @@ def test_endless_shapes_and_indices_are_refused_before_they_fill_memory():
     raises(TypeError, r"a shape is an integer or a sequence of integers, got 1\.5", zarnik.zeros, 1.5)
 
 
+@pytest.mark.parametrize("dtype", "lLqQiI")
+def test_every_number_of_an_element_type_is_shared(dtype):
+    array = numpy.ones((2, 3), dtype)
+    back = zarnik.from_numpy(array).to_numpy()
+    assert back.dtype == array.dtype
+    back[1, 2] = 5
+    assert array[1, 2] == 5
+
+
 ALL_KNOWN_AXES = [
     "".join(letter for letter in LIBRARY_ORDER if bits >> LIBRARY_ORDER.index(letter) & 1) for bits in range(1, 32)
 ]
