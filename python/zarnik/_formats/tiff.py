@@ -30,6 +30,7 @@ _UNITS_IN_MM = {2: 25.4, 3: 10.0}  # ResolutionUnit: inch, centimetre
 _INTERPRETATIONS = {2: "RGB", 5: "CMYK", 6: "YCC", 8: "CIE_LAB"}
 _SAMPLES = {2: 3, 5: 4, 6: 3, 8: 3}
 _MOST_SPLIT = 1000
+_BYTE_ORDERS: dict[str, Any] = {"<": "little", ">": "big"}
 
 
 class Tiff(Format):
@@ -101,8 +102,23 @@ class _File:
         # Levels that are opened later need the file, which is closed with the last of them.
         weakref.finalize(self, self._file.close)
         self._found = self._file.series
+        self._require_all_pages()
         self._ome = ome.Description.of(self._file.ome_metadata if self._file.is_ome else None)
         self._identity = _elements.identity_of(source) if source.path is not None else _entity_of(source)
+
+    def _require_all_pages(self) -> None:
+        # Where the pages of a file that was cut end early, the library below takes those that are left for all.
+        file, form, last = self._file.filehandle, self._file.tiff, self._file.pages[-1]
+        if form.is_ndpi:  # whose offsets are put together from two places
+            return
+        file.seek(last.offset)
+        tags = int.from_bytes(file.read(form.tagnosize), _BYTE_ORDERS[form.byteorder])
+        file.seek(last.offset + form.tagnosize + tags * form.tagsize)
+        following = int.from_bytes(file.read(form.offsetsize), _BYTE_ORDERS[form.byteorder])
+        if following >= file.size:
+            raise _classes.Error(
+                f"{self._source.name!r} is cut: its next page is at byte {following}, it has {file.size} bytes"
+            )
 
     def series(self) -> Iterator[Series]:
         for place, found in enumerate(self._found):
