@@ -3,6 +3,7 @@
 #include "adapters/AdaptedImageView.h"
 #include "adapters/RelabelledImageView.h"
 #include "adapters/ThreadSafeImageView.h"
+#include "core/FirstError.h"
 #include "core/Guarded.h"
 #include "core/Waiting.h"
 #include "views/RestrictedImageView.h"
@@ -13,9 +14,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <exception>
 #include <fmt/format.h>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -145,11 +144,10 @@ void CombinedImageView::writeRegion(RegionXu64 const & region, void const * sour
 template <typename Transfer>
 void CombinedImageView::forEachPart(std::vector<Part> const & parts, bool parallel, Transfer transfer) {
   std::atomic<size_t> next = 0;
-  std::mutex failing;
-  std::exception_ptr failure;
+  FirstError error;
   auto const work = [&] {
-    for (auto n = next++; n < parts.size(); n = next++) {
-      try {
+    for (auto n = next++; n < parts.size() && !error.happened(); n = next++) {
+      error.guard([&] {
         auto part = parts[n];
         part.region.type = frameTypes_[part.frame];
         part.region.shape = &frameShape_;
@@ -161,12 +159,7 @@ void CombinedImageView::forEachPart(std::vector<Part> const & parts, bool parall
                                   now.type.toString()));
         }
         transfer(frame, part);
-      } catch (...) {
-        std::lock_guard const lock(failing);
-        if (!failure)
-          failure = std::current_exception();
-        next = parts.size();
-      }
+      });
     }
   };
   {
@@ -184,8 +177,7 @@ void CombinedImageView::forEachPart(std::vector<Part> const & parts, bool parall
     if (!threads.empty())
       waitFor([&] { threads.clear(); });
   }
-  if (failure)
-    std::rethrow_exception(failure);
+  error.rethrow();
 }
 
 void CombinedImageView::readStrided(SampleRegion const & region, ValueConversion const & conversion, void * destination,

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <limits>
 #include <utility>
 #include <vector>
 
@@ -21,6 +20,9 @@ namespace {
 
 // Samples that do not lie in memory as they are stored pass through a buffer of this size.
 constexpr uint64_t SCRATCH_BYTES = BLOCK_BYTES;
+// Those that do are given to the stream in parts so large that copying them goes past the cache, and so small that a
+// user who waits is told some times a second.
+constexpr uint64_t STORED_BYTES = 64 << 20;
 
 template <typename V> void putVector(ContentBuilder & content, V const & vector) {
   content.putBytes(vector.data(), vector.size() * sizeof(vector[0]));
@@ -162,11 +164,11 @@ ImageHeader readImageHeader(ObjectReader & reader) {
   return header;
 }
 
-SampleBlocks::SampleBlocks(std::shared_ptr<ImageView> image, uint64_t storedBytes)
+SampleBlocks::SampleBlocks(std::shared_ptr<ImageView> image)
     : image_(std::move(image)), stored_(storedSamples(image_)),
       shape_(stored_.owner ? stored_.indexer.shape() : image_->shape()),
       type_(stored_.owner ? stored_.indexer.dtype() : image_->dataType()) {
-  auto const elements = std::max<uint64_t>(1, (stored_.owner ? storedBytes : SCRATCH_BYTES) / type_.byteCount());
+  auto const elements = std::max<uint64_t>(1, (stored_.owner ? STORED_BYTES : SCRATCH_BYTES) / type_.byteCount());
   runs_ = storedRuns(shape_, elements);
   uint64_t all = 1;
   for (size_t axis = 0; axis != shape_.size(); ++axis) {
@@ -213,8 +215,7 @@ void encodeImage(std::shared_ptr<ImageView> const & image, std::shared_ptr<Strea
   requireStorable(image);
   ObjectWriter writer(std::move(stream), Kind::IMAGE, image->dataType());
   writeImageHeader(writer, *image);
-  // All at once, as nobody is told of parts.
-  SampleBlocks blocks(image, std::numeric_limits<uint64_t>::max());
+  SampleBlocks blocks(image);
   for (uint64_t block = 0; block != blocks.count(); ++block)
     blocks.write(block, writer);
   writer.endSection();

@@ -24,15 +24,11 @@ struct ImageHeader {
   uint64_t sampleBytes = 0;
 };
 
-/// The samples of an image in the order in which they are stored, a block at a time: about 1 MiB, or much more of what
+/// The samples of an image in the order in which they are stored, a block at a time: about 1 MiB, or 64 MiB of what
 /// lies in memory as it is stored.
 class SampleBlocks {
 public:
-  /// So many that copying them goes past the cache, and so few that a user who waits is told some times a second.
-  static constexpr uint64_t STORED_BYTES = 64 << 20;
-
-  /// \param storedBytes of a block of samples that lie in memory as they are stored
-  explicit SampleBlocks(std::shared_ptr<ImageView> image, uint64_t storedBytes = STORED_BYTES);
+  explicit SampleBlocks(std::shared_ptr<ImageView> image);
 
   uint64_t count() const { return count_; }
   /// Writes a block to the open section: straight from memory where the samples lie as they are stored.

@@ -3,16 +3,14 @@
 #include "access/FileAccess.h"
 #include "access/Innermost.h"
 #include "access/RegionAccess.h"
+#include "core/FirstError.h"
 #include "layout/ThreadPool.h"
 #include "views/BlockWalk.h"
 #include "zarnik/core/Error.h"
 
 #include <algorithm>
-#include <atomic>
-#include <exception>
 #include <fmt/format.h>
 #include <functional>
-#include <mutex>
 #include <numeric>
 #include <vector>
 
@@ -222,35 +220,6 @@ bool isDirect(Walk const & walk, ValueConversion const & conversion, uint64_t co
          (matching == wanted || walk.span(walk.size, matching) >= LARGE_RUN_BYTES);
 }
 
-/// The first error among several threads, which ends the work of all.
-class FirstError {
-public:
-  template <typename Work> void guard(Work const & work) noexcept {
-    try {
-      work();
-    } catch (...) {
-      std::lock_guard const lock(mutex_);
-      if (!error_)
-        error_ = std::current_exception();
-      happened_ = true;
-    }
-  }
-  /// \throws Error if there is one, on any thread
-  void requireNone() const {
-    if (happened_)
-      throw Error("another part of the region could not be read");
-  }
-  void rethrow() const {
-    if (error_)
-      std::rethrow_exception(error_);
-  }
-
-private:
-  std::mutex mutex_;
-  std::exception_ptr error_;
-  std::atomic<bool> happened_ = false;
-};
-
 /// What is read, and what becomes of it.
 struct Reading {
   RandomAccess & access;
@@ -266,7 +235,8 @@ void readBlocks(Reading const & reading, Walk const & walk, size_t merged, Block
   Requests requests(reading.access);
   forEachBlock(
       walk.size, blocks.extents, VectorXu64(walk.rank()), [&](VectorXu64 const & first, VectorXu64 const & size) {
-        reading.error.requireNone();
+        if (reading.error.happened())
+          throw Error("another part of the region could not be read");
         Block const block(walk, first, walk.memory);
         auto const run = walk.span(size, merged);
         forEachRun(walk, size, merged, blocks.strides,
