@@ -52,6 +52,7 @@ def sequential(path: Path) -> Iterator[Ratio]:
         names,
         aim=1 / 0.95,
         clock=time.perf_counter,
+        patience=24,
     )
 
 

@@ -2,11 +2,11 @@
 
 #include "access/CheckCapability.h"
 #include "core/Guarded.h"
+#include "platform/GrowingMemory.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/values/Checked.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -18,8 +18,6 @@ namespace {
 
 // What an accessor of no bytes points to.
 uint8_t nothing = 0;
-
-void * allocate(size_t size) { return detail::allocateZeroed(size, 1, "an accessor"); }
 
 size_t fittingSize(size_t available, size_t offset, size_t size) {
   return offset >= available ? 0 : std::min(size, available - offset);
@@ -44,28 +42,21 @@ size_t MemoryAccess::write(size_t offset, void const * source, size_t size) {
 
 void MemoryAccess::resize(size_t) { throw NotImplemented(message("{} cannot be resized", toString())); }
 
-struct OwnedMemory::Block {
-  explicit Block(void * initial) : memory(initial) {}
-  Block(Block const &) = delete;
-  Block & operator=(Block const &) = delete;
-  ~Block() { detail::freeZeroed(memory); }
-
-  void * memory;
-};
-
 OwnedMemory::OwnedMemory(size_t size, Growth growth) : MemoryAccess(nullptr, size), capacity_(size), growth_(growth) {
-  moveTo(allocate(size));
+  moveTo(size);
 }
 
-void OwnedMemory::moveTo(void * memory) {
-  // The block itself may not be had.
-  std::unique_ptr<void, decltype(&detail::freeZeroed)> owned(memory, detail::freeZeroed);
-  block_ = guarded([&] { return std::make_shared<Block>(memory); });
-  owned.release();
-  data_ = static_cast<uint8_t *>(memory);
+// Keeps what fits and clears the rest. Who holds the memory so far keeps it as it is.
+void OwnedMemory::moveTo(size_t capacity) {
+  auto block = guarded([&] { return std::make_shared<platform::GrowingMemory>(capacity, "an accessor"); });
+  if (block_)
+    std::memcpy(block->data(), data_, std::min(size_, capacity));
+  block_ = std::move(block);
+  data_ = reinterpret_cast<uint8_t *>(block_->data());
+  capacity_ = capacity;
 }
 
-std::shared_ptr<void> OwnedMemory::sharedBuffer() { return {block_, block_->memory}; }
+std::shared_ptr<void> OwnedMemory::sharedBuffer() { return {block_, block_->data()}; }
 
 RandomAccessCapabilitySet OwnedMemory::capabilities() const {
   auto const fixed = RandomAccessCapability::READ_WRITE | RandomAccessCapability::MEMORY_ACCESS;
@@ -99,30 +90,18 @@ size_t OwnedMemory::write(size_t offset, void const * source, size_t size) {
 void OwnedMemory::resize(size_t newSize) {
   if (growth_ == Growth::NONE)
     return MemoryAccess::resize(newSize);
-  // Others who hold the memory keep the bytes as they are.
-  if (newSize > capacity_ || (newSize != size_ && isShared())) {
-    auto * const memory = allocate(newSize);
-    std::memcpy(memory, data_, std::min(size_, newSize));
-    moveTo(memory);
-    capacity_ = newSize;
-  } else if (newSize > size_) {
+  if (newSize > capacity_ || (newSize != size_ && isShared()))
+    moveTo(newSize);
+  else if (newSize > size_)
     std::memset(data_ + size_, 0, newSize - size_);
-  }
   size_ = newSize;
 }
 
 // Keeps the bytes; what follows them is not cleared. Large blocks change their addresses instead of being copied.
 void OwnedMemory::reserve(size_t capacity) {
-  auto * const memory = isShared() ? std::malloc(capacity) : std::realloc(data_, capacity);
-  if (memory == nullptr)
-    throw Error(message("cannot allocate {} bytes for an accessor", capacity));
-  if (isShared()) {
-    std::memcpy(memory, data_, size_);
-    moveTo(memory);
-  } else {
-    block_->memory = memory;
-    data_ = static_cast<uint8_t *>(memory);
-  }
+  if (isShared() || !block_->grow(capacity))
+    return moveTo(capacity);
+  data_ = reinterpret_cast<uint8_t *>(block_->data());
   capacity_ = capacity;
 }
 

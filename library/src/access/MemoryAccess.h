@@ -4,8 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace zarnik {
+
+namespace platform {
+class GrowingMemory;
+}
 
 /// Bytes in memory.
 class MemoryAccess : public RandomAccess {
@@ -38,13 +43,11 @@ public:
   std::shared_ptr<void> sharedBuffer() override;
 
 private:
-  struct Block;
-
   bool isShared() const { return block_.use_count() > 1; }
-  void moveTo(void * memory);
+  void moveTo(size_t capacity);
   void reserve(size_t capacity);
 
-  std::shared_ptr<Block> block_;
+  std::shared_ptr<platform::GrowingMemory> block_;
   size_t capacity_;
   Growth growth_;
 };

@@ -1,80 +1,27 @@
 #include "frames/RowBuffer.h"
 
+#include "platform/GrowingMemory.h"
 #include "zarnik/values/Checked.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#ifdef __linux__
-#include <sys/mman.h>
-#endif
 
 namespace zarnik {
 
 namespace {
 
 constexpr char const * OWNER = "a column of a table";
-// Large pages are fetched in less time than it takes to fill them, small ones are not.
-constexpr size_t LARGE_PAGE_BYTES = 2 << 20;
-constexpr uint64_t MAPPED_FROM_BYTES = 2 * LARGE_PAGE_BYTES;
 
-/// 0 if they are too many.
-size_t wholePages(uint64_t bytes) {
-  return bytes > SIZE_MAX - LARGE_PAGE_BYTES
-             ? 0
-             : static_cast<size_t>((bytes + LARGE_PAGE_BYTES - 1) / LARGE_PAGE_BYTES) * LARGE_PAGE_BYTES;
+std::shared_ptr<platform::GrowingMemory> newBlock(uint64_t rowCount, size_t itemBytes) {
+  return std::make_shared<platform::GrowingMemory>(checkedMultiply(rowCount, itemBytes, "bytes to allocate"), OWNER);
 }
 
 } // namespace
 
-/// Zeros at first. Large ones are asked of the system, which lets them grow, by zeros, without copying.
-struct RowBuffer::Block {
-  Block(uint64_t rowCount, size_t itemBytes) {
-    auto const bytes = checkedMultiply(rowCount, itemBytes, "bytes to allocate");
-    if (bytes < MAPPED_FROM_BYTES || !map(wholePages(bytes)))
-      memory = static_cast<std::byte *>(detail::allocateZeroed(rowCount, itemBytes, OWNER));
-  }
-  Block(Block const &) = delete;
-  Block & operator=(Block const &) = delete;
-
-#ifdef __linux__
-  ~Block() {
-    if (mappedBytes != 0)
-      ::munmap(memory, mappedBytes);
-    else
-      detail::freeZeroed(memory);
-  }
-  bool map(size_t bytes) {
-    auto * const mapped = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    return keep(mapped, bytes);
-  }
-  /// \return whether it could
-  bool grow(uint64_t bytes) {
-    auto const whole = wholePages(bytes);
-    return mappedBytes != 0 && whole != 0 && keep(::mremap(memory, mappedBytes, whole, MREMAP_MAYMOVE), whole);
-  }
-  bool keep(void * mapped, size_t bytes) {
-    if (mapped == MAP_FAILED)
-      return false;
-    ::madvise(mapped, bytes, MADV_HUGEPAGE);
-    memory = static_cast<std::byte *>(mapped);
-    mappedBytes = bytes;
-    return true;
-  }
-
-  size_t mappedBytes = 0;
-#else
-  ~Block() { detail::freeZeroed(memory); }
-  bool map(size_t) { return false; }
-  bool grow(uint64_t) { return false; }
-#endif
-
-  std::byte * memory = nullptr;
-};
-
 RowBuffer::RowBuffer(uint64_t rowCount, size_t itemBytes)
     : itemBytes_(itemBytes), rowCount_(rowCount), capacity_(rowCount), cleanFrom_(0),
-      block_(std::make_shared<Block>(rowCount, itemBytes)), items_(block_->memory) {}
+      block_(newBlock(rowCount, itemBytes)), items_(block_->data()) {}
 
 RowBuffer::RowBuffer(uint64_t rowCount, size_t itemBytes, std::shared_ptr<void const> items)
     : itemBytes_(itemBytes), rowCount_(rowCount), capacity_(rowCount), cleanFrom_(rowCount),
@@ -85,13 +32,13 @@ RowBuffer::RowBuffer(uint64_t rowCount, size_t itemBytes, std::shared_ptr<void c
 std::byte * RowBuffer::changeable(uint64_t row) {
   if (borrowed_)
     moveTo(rowCount_);
-  return block_->memory + row * itemBytes_;
+  return block_->data() + row * itemBytes_;
 }
 
 std::shared_ptr<void> RowBuffer::share() const {
   if (borrowed_)
     return std::const_pointer_cast<void>(borrowed_);
-  return {block_, block_->memory};
+  return {block_, block_->data()};
 }
 
 bool RowBuffer::isShared() const {
@@ -103,12 +50,12 @@ bool RowBuffer::isShared() const {
 }
 
 void RowBuffer::moveTo(uint64_t capacity) {
-  auto block = std::make_shared<Block>(capacity, itemBytes_);
+  auto block = newBlock(capacity, itemBytes_);
   auto const kept = std::min(rowCount_, capacity);
-  std::memcpy(block->memory, items_, kept * itemBytes_);
+  std::memcpy(block->data(), items_, kept * itemBytes_);
   block_ = std::move(block);
   borrowed_.reset();
-  items_ = block_->memory;
+  items_ = block_->data();
   capacity_ = capacity;
   cleanFrom_ = kept;
 }
@@ -116,7 +63,7 @@ void RowBuffer::moveTo(uint64_t capacity) {
 bool RowBuffer::growInPlace(uint64_t capacity) {
   if (!block_->grow(checkedMultiply(capacity, itemBytes_, "bytes of a column of a table")))
     return false;
-  items_ = block_->memory;
+  items_ = block_->data();
   capacity_ = capacity;
   return true;
 }
@@ -138,7 +85,7 @@ void RowBuffer::prepare(uint64_t rowCount, bool movesRows) {
 }
 
 void RowBuffer::insert(uint64_t offset, uint64_t count) noexcept {
-  auto * const first = block_->memory + offset * itemBytes_;
+  auto * const first = block_->data() + offset * itemBytes_;
   if (offset != rowCount_)
     std::memmove(first + count * itemBytes_, first, (rowCount_ - offset) * itemBytes_);
   auto const dirty = std::max(rowCount_, cleanFrom_);
@@ -152,7 +99,7 @@ void RowBuffer::remove(uint64_t offset, uint64_t count) noexcept {
   auto const behind = rowCount_ - offset - count;
   cleanFrom_ = std::max(cleanFrom_, rowCount_);
   if (behind != 0) {
-    auto * const first = block_->memory + offset * itemBytes_;
+    auto * const first = block_->data() + offset * itemBytes_;
     std::memmove(first, first + count * itemBytes_, behind * itemBytes_);
   }
   rowCount_ -= count;

@@ -6,6 +6,10 @@
 
 namespace zarnik {
 
+namespace platform {
+class GrowingMemory;
+}
+
 /// Items of one size, one a row, in a single block of memory. New rows are 0.
 ///
 /// Changes of the number of rows come in two steps, so that all columns of a table change or none: prepare() may fail
@@ -41,8 +45,6 @@ public:
   void remove(uint64_t offset, uint64_t count) noexcept;
 
 private:
-  struct Block;
-
   bool isShared() const;
   void moveTo(uint64_t capacity);
   bool growInPlace(uint64_t capacity);
@@ -52,7 +54,7 @@ private:
   uint64_t capacity_;
   // Rows from here on are 0 already: memory fresh from the system is not touched before it is needed.
   uint64_t cleanFrom_;
-  std::shared_ptr<Block> block_;
+  std::shared_ptr<platform::GrowingMemory> block_;
   std::shared_ptr<void const> borrowed_;
   std::byte const * items_;
 };
