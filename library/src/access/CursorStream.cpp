@@ -80,6 +80,11 @@ bool CursorStream::isLocal() const {
   return isMemory() || exactly<FileAccess>(*bytes_) || exactly<MappedFile>(*bytes_);
 }
 
+void CursorStream::reserve(size_t size) const noexcept {
+  if (auto const * const file = exactly<FileAccess>(*bytes_))
+    file->reserve(position_, size);
+}
+
 void CursorStream::beginStoring(size_t size) const noexcept {
   if (auto const * const file = exactly<FileAccess>(*bytes_))
     file->beginStoring(position_ - size, size);

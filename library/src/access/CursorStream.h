@@ -36,6 +36,9 @@ public:
   /// Whether the bytes are in memory or in a file of this machine: several threads read them faster than one.
   bool isLocal() const;
 
+  /// Asks the system for the room of the next so many bytes, if they are to be written to a file.
+  void reserve(size_t size) const noexcept;
+
   /// Asks the system to begin to write the last so many bytes to the disk, if they are in a file.
   void beginStoring(size_t size) const noexcept;
 

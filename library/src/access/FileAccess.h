@@ -33,6 +33,7 @@ public:
   void readMany(std::span<ReadRequest const> requests) override;
   size_t write(size_t offset, void const * source, size_t size) override;
   void resize(size_t newSize) override;
+  void reserve(size_t offset, size_t size) const noexcept { file_.reserve(offset, size); }
   void beginStoring(size_t offset, size_t size) const noexcept { file_.beginStoring(offset, size); }
 
 private:

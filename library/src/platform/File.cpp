@@ -204,6 +204,14 @@ void File::writeAt(uint64_t offset, void const * source, size_t size) const {
   }
 }
 
+void File::reserve([[maybe_unused]] uint64_t offset, [[maybe_unused]] uint64_t size) const noexcept {
+#ifdef FALLOC_FL_KEEP_SIZE
+  // What it cannot do is found when the bytes are written.
+  static_cast<void>(
+      ::fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(offset), static_cast<off_t>(size)));
+#endif
+}
+
 void File::beginStoring([[maybe_unused]] uint64_t offset, [[maybe_unused]] uint64_t size) const noexcept {
 #ifdef SYNC_FILE_RANGE_WRITE
   static_cast<void>(

@@ -44,6 +44,10 @@ public:
   /// Writes all bytes; the file grows as needed, a gap reads as zeros.
   void writeAt(uint64_t offset, void const * source, size_t size) const;
 
+  /// Asks the system for the room of bytes that will be written, which then takes less time. They do not belong to the
+  /// file before that; room that stays unused goes with the file, or when it is cut.
+  void reserve(uint64_t offset, uint64_t size) const noexcept;
+
   /// Asks the system to begin to write these bytes to the disk, which it may do later anyway. Nothing waits for that,
   /// and what fails is told to who waits.
   void beginStoring(uint64_t offset, uint64_t size) const noexcept;
