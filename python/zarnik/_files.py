@@ -243,7 +243,9 @@ def _opened(what: Any, format: str | None, mode: str, options: Any) -> tuple[Sou
     from zarnik.plugins import Source
 
     source = what if isinstance(what, Source) else Source(what, mode)
-    if source.path is not None and not os.path.exists(source.path):
+    if source.path is not None and format is None:
+        source.head  # noqa: B018  which everybody looks at, and fails where there is nothing
+    elif source.path is not None and not os.path.exists(source.path):
         raise _classes.Error(f"cannot open {source.path!r}: {os.strerror(2)}")
     chosen = _formats.named(format) if format is not None else _formats.of_source(source)
     if not chosen.can_read:
@@ -308,7 +310,7 @@ class _errors_of:
     def __init__(self, chosen: Format, where: Any, report: _Report | None = None) -> None:
         self._name = chosen.name
         self._report = report
-        self._where = where if isinstance(where, str) else where.path or where.url or "the bytes"
+        self._where = where
 
     def __enter__(self) -> None:
         pass
@@ -322,7 +324,8 @@ class _errors_of:
         if not isinstance(error, Exception) or isinstance(error, _classes.Error):
             return
         text = str(error) or kind.__name__
-        raise _classes.Error(f"{self._where!r} as {self._name}: {text}") from error
+        where = self._where if isinstance(self._where, str) else self._where.path or self._where.url or "the bytes"
+        raise _classes.Error(f"{where!r} as {self._name}: {text}") from error
 
 
 def _warn_of(losses: Sequence[str], chosen: Format) -> None:
@@ -377,7 +380,8 @@ def _again(source: Source, image: Any, **options: Any) -> Any:
     """Tell how an image was opened, so that it can be opened elsewhere."""
     if not isinstance(image, _classes.ImageView):
         return image
-    made_by(image, open, source.what, **{name: option for name, option in options.items() if option is not None})
+    told = {name: option for name, option in options.items() if option is not None}
+    made_by(image, open, source.what if source.path is None else source.path, **told)
     if source.opened is not None:
         of_version(image, source.opened)
     return image

@@ -90,11 +90,9 @@ def _of_source(function: Any, args: tuple[Any, ...], kwargs: dict[str, Any], mad
 
 def _path_of(what: Any) -> str | None:
     """Return the local path that something is; None for a URL of a server, and for what is no name at all."""
-    if isinstance(what, os.PathLike):
-        return os.fsdecode(what)
     if not isinstance(what, str):
-        return None
-    scheme = re.match(_ADDRESS, what)
+        return os.fsdecode(what) if isinstance(what, os.PathLike) else None
+    scheme = re.match(_ADDRESS, what) if "://" in what else None
     if scheme is None:
         return what
     return _classes.Uri(what).path() if scheme[1].lower() == "file" else None

@@ -31,7 +31,8 @@ if TYPE_CHECKING:
 
 # How far from perpendicular axes may be: single precision, in which many files have their matrices, is far below.
 _SHEAR = 1e-4
-_CONVENTIONS = {"RAS": numpy.diag((1.0, 1.0, 1.0)), "LPS": numpy.diag((-1.0, -1.0, 1.0))}
+# Of positions in it to those in RAS.
+_CONVENTIONS = {"RAS": (1.0, 1.0, 1.0), "LPS": (-1.0, -1.0, 1.0)}
 
 
 @extends("ImageView")
@@ -110,7 +111,7 @@ class _Description:
         :param convention: "RAS", as NIfTI and nibabel have it, or "LPS", as DICOM and ITK have it.
         """
         matrix = _affine_of(self)
-        matrix[:3] = _turned(convention) @ matrix[:3]
+        matrix[:3] = numpy.diag(_signs(convention)) @ matrix[:3]
         return matrix
 
     def set_affine(self, matrix: Any, convention: str = "RAS") -> None:
@@ -124,7 +125,10 @@ class _Description:
             or "LPS", to the left, the back and the head, as in DICOM and ITK. Either way `affine` is in RAS.
         :raises ValueError: if axes are not perpendicular to each other, have no extent, or are not finite.
         """
-        self.properties = _with_calibration(self, **calibration_of_affine(matrix, convention))
+        place = calibration_of_affine(matrix, convention)
+        column, row = place.pop("directions")
+        directions = _classes.SpatialDirections(column=column, row=row)
+        self.properties = _with_calibration(self, directions=directions, **place)
 
     def index_to_world(self, index: Any) -> Array:
         """Return positions in RAS, along the last axis of the result, of indices in the library's order X, Y, Z.
@@ -282,16 +286,18 @@ class _Description:
 
 
 def calibration_of_affine(matrix: Any, convention: str) -> dict[str, Any]:
-    """Return origin, spacing and directions of a matrix, as `set_affine` takes it."""
-    rows = numpy.array(matrix, float)
-    if rows.shape not in ((4, 4), (3, 4)):
-        raise ValueError(f"an affine matrix has 4 rows of 4 numbers, got an array of shape {rows.shape}")
-    if len(rows) == 4 and tuple(rows[3]) != (0, 0, 0, 1):
-        raise ValueError(f"the last row of an affine matrix is (0, 0, 0, 1), got {tuple(rows[3].tolist())}")
-    if not numpy.isfinite(rows).all():
-        raise ValueError(f"the numbers of an affine matrix are finite, got {rows.tolist()}")
+    """Return origin, spacing and directions, those of X and of Y, of a matrix, as `set_affine` takes it."""
+    array = numpy.array(matrix, float)
+    if array.shape not in ((4, 4), (3, 4)):
+        raise ValueError(f"an affine matrix has 4 rows of 4 numbers, got an array of shape {array.shape}")
     # Each call of NumPy would take as long as all of the arithmetic does with plain numbers.
-    *steps, origin = (_turned(convention) @ rows[:3]).T.tolist()
+    rows = array.tolist()
+    if len(rows) == 4 and rows[3] != [0, 0, 0, 1]:
+        raise ValueError(f"the last row of an affine matrix is (0, 0, 0, 1), got {tuple(rows[3])}")
+    if not all(math.isfinite(number) for row in rows for number in row):
+        raise ValueError(f"the numbers of an affine matrix are finite, got {rows}")
+    # 0.0 is added for what is turned to be no negative zero.
+    *steps, origin = zip(*([sign * number + 0.0 for number in row] for sign, row in zip(_signs(convention), rows)))
     lengths = [math.sqrt(_dot(step, step)) for step in steps]
     if 0 in lengths:
         raise ValueError(f"axis {'XYZ'[lengths.index(0)]} of the affine matrix has no extent")
@@ -304,8 +310,7 @@ def calibration_of_affine(matrix: Any, convention: str) -> dict[str, Any]:
             )
     if _dot(cross(column, row), last) < 0:
         lengths[2] = -lengths[2]
-    directions = _classes.SpatialDirections(column=column, row=row)
-    return {"origin": origin, "spacing": lengths, "directions": directions}
+    return {"origin": origin, "spacing": lengths, "directions": (column, row)}
 
 
 def _dot(one: Sequence[float], other: Sequence[float]) -> float:
@@ -333,7 +338,7 @@ def _affine_of(view: Any) -> Array:
     return matrix
 
 
-def _turned(convention: str) -> Array:
+def _signs(convention: str) -> tuple[float, float, float]:
     try:
         return _CONVENTIONS[convention]
     except (KeyError, TypeError):

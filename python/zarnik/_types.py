@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import math
 from collections.abc import Iterator
+from functools import lru_cache
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -43,6 +44,8 @@ _SCALARS = frozenset(ELEMENT_TYPES.values())
 _dtypes: dict[int, numpy.dtype[Any]] = {}
 
 
+# Each file that is opened asks for that of its elements.
+@lru_cache(maxsize=256)
 def scalar_dtype(dtype: numpy.dtype[Any], what: str) -> numpy.dtype[Any]:
     """Return the one dtype for the kind and size of a dtype; long and long long may be of one size, but are two.
 

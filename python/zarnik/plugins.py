@@ -94,7 +94,7 @@ class Source:
     @property
     def is_folder(self) -> bool:
         """Whether this is a local folder."""
-        return self.path is not None and os.path.isdir(self.path)
+        return self.path is not None and not self._head and os.path.isdir(self.path)
 
     @property
     def head(self) -> bytes:
@@ -107,9 +107,10 @@ class Source:
                     # Without a buffer, which would take as long as the rest.
                     with io.FileIO(self.path) as file:
                         self._head = file.read(_HEAD)
-                except OSError as error:
+                except (OSError, ValueError) as error:
                     if not self.is_folder:
-                        raise _classes.Error(f"cannot open {self.path!r}: {error.strerror}") from None
+                        problem = getattr(error, "strerror", error)
+                        raise _classes.Error(f"cannot open {self.path!r}: {problem}") from None
                     self._head = b""
             else:
                 try:
@@ -228,9 +229,12 @@ class Format:
     @property
     def missing(self) -> list[str]:
         """The libraries needed that are not installed."""
+        absent = [name for name in self.requires if sys.modules.get(name) is None]
+        if not absent:
+            return absent
         from importlib.util import find_spec
 
-        return [name for name in self.requires if sys.modules.get(name) is None and find_spec(name) is None]
+        return [name for name in absent if find_spec(name) is None]
 
     def __repr__(self) -> str:
         uses = [use for use, can in (("read", self.can_read), ("write", self.can_write)) if can]
@@ -275,21 +279,14 @@ def image_of(
     :raises ValueError: if the axes do not fit the array, or the matrix is none of an image.
     """
     image = _image_over(array, axes)
-    space: dict[str, Any] = {"unit": unit}
     if spacing is not None:
-        space["spacing"] = (*spacing, 1.0, 1.0)[:3]
+        spacing = (*spacing, 1.0, 1.0)[:3]
     if origin is not None:
-        space["origin"] = (*origin, 0.0, 0.0)[:3]
-    if directions is not None:
-        space["directions"] = _directions(directions)
+        origin = (*origin, 0.0, 0.0)[:3]
     if affine is not None:
-        space |= calibration_of_affine(affine, convention)
-    values = {
-        "value_range": None if value_range is None else as_vector(_classes.Vector2d, value_range),
-        "interpretation": None if interpretation is None else _interop.as_interpretation(interpretation),
-        "alpha": alpha or None,
-        "bit_depth": bit_depth,
-    }
+        origin, spacing, directions = calibration_of_affine(affine, convention).values()
+    space = origin, spacing, directions, unit
+    values = interpretation, alpha or None, bit_depth, value_range
     properties = _properties(image, space, values)
     node = _metadata(metadata, channel_names)
     if not _is_array_of_image(array):
@@ -302,17 +299,35 @@ def image_of(
     return image
 
 
-def _properties(image: Any, space: Mapping[str, Any], values: Mapping[str, Any]) -> Any:
-    """The properties of an image with what is told beside its own, None if nothing is: each part costs a copy."""
-    places, meanings = (any(value is not None for value in told.values()) for told in (space, values))
+def _properties(image: Any, space: tuple[Any, ...], values: tuple[Any, ...]) -> Any:
+    """The properties of an image with what is told beside its own, None if nothing is.
+
+    By flat functions, since objects for parts that nobody sees take longer than everything else here.
+    """
+    places, meanings = (any(value is not None for value in told) for told in (space, values))
     if not places and not meanings:
         return None
-    changed = flat.ImageView___get_properties(image).clone()
+    changed = flat.ReadonlyImageProperties_clone(flat.ImageView___get_properties(image))
     if places:
-        calibration = _classes.SpatialCalibrationProperty(changed.get_calibration(), **space)
+        own = flat.ImageProperties_get_calibration(changed)
+        origin, spacing, directions, unit = space
+        calibration = flat.new_SpatialCalibrationProperty(
+            own.get_origin() if origin is None else _vector3(origin),
+            own.get_spacing() if spacing is None else _vector3(spacing),
+            own.get_directions() if directions is None else _directions(directions),
+            own.get_unit() if unit is None else unit,
+        )
         flat.ImageProperties_set_calibration(changed, calibration)
     if meanings:
-        info = _classes.ImageInfoProperty(changed.get_image_info(), **values)
+        own = flat.ImageProperties_get_image_info(changed)
+        interpretation, alpha, bit_depth, value_range = values
+        info = flat.new_ImageInfoProperty(
+            own.get_axes_interpretation(),
+            own._get_interpretation() if interpretation is None else _interop.as_interpretation(interpretation),
+            own.get_alpha() if alpha is None else alpha,
+            own.get_bit_depth() if bit_depth is None else bit_depth,
+            own.get_value_range() if value_range is None else as_vector(_classes.Vector2d, value_range),
+        )
         flat.ImageProperties_set_image_info(changed, info)
     return changed
 
@@ -321,7 +336,15 @@ def _directions(given: Any) -> Any:
     if isinstance(given, _classes.SpatialDirections):
         return given
     column, row = given[:2]
-    return _classes.SpatialDirections(column=column, row=row)
+    return flat.new_SpatialDirections(_vector3(column), _vector3(row))
+
+
+def _vector3(numbers: Any) -> Any:
+    """What flat functions take for a vector: plain numbers as they are."""
+    return numbers if [type(one) for one in numbers] == _PLAIN_NUMBERS else as_vector(_classes.Vector3d, numbers)
+
+
+_PLAIN_NUMBERS = [float] * 3
 
 
 def _metadata(told: Any, channel_names: Sequence[str] | None) -> Any:

@@ -35,18 +35,17 @@ _others: list[Format] | None = None
 
 def ours(suffix_of: str | None = None) -> Iterator[Format]:
     """Go over our formats, or over those with a suffix that a name ends with."""
+    lower = None if suffix_of is None else suffix_of.lower()
     for _, suffixes, place in _OURS:
-        if suffix_of is None or suffix_of.lower().endswith(suffixes):
-            yield _instance(place)
+        if lower is None or lower.endswith(suffixes):
+            yield _made.get(place) or _instance(place)
 
 
 def _instance(place: str) -> Format:
-    found = _made.get(place)
-    if found is None:
-        from importlib import import_module
+    from importlib import import_module
 
-        module, _, name = place.partition(":")
-        found = _made[place] = getattr(import_module(module), name)()
+    module, _, name = place.partition(":")
+    found = _made[place] = getattr(import_module(module), name)()
     return found
 
 

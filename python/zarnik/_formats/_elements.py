@@ -355,14 +355,16 @@ def described_by(
     :param header: Returns the header of the file, which becomes the child of a name of the metadata; None if there is
         none.
     """
+    metadata: dict[str, Any] = {}
     try:
-        kept = json.loads(text)[DESCRIPTION] if text else {}
-        metadata = _classes.MetadataNode.from_json(json.dumps(kept.pop("metadata", {}))).to_dict()
-        known = ("value_range", "interpretation", "bit_depth", "alpha", "unit", "affine")
-        told.update({key: value for key, value in kept.items() if key in known})
-        names = metadata.pop("channel_names", None)
-        if isinstance(names, (str, list)):
-            told["channel_names"] = names
+        if text:
+            kept = json.loads(text)[DESCRIPTION]
+            metadata = _classes.MetadataNode.from_json(json.dumps(kept.pop("metadata", {}))).to_dict()
+            known = ("value_range", "interpretation", "bit_depth", "alpha", "unit", "affine")
+            told.update({key: value for key, value in kept.items() if key in known})
+            names = metadata.pop("channel_names", None)
+            if isinstance(names, (str, list)):
+                told["channel_names"] = names
     except (ValueError, TypeError, KeyError, AttributeError, RecursionError, _classes.Error):
         metadata = {}  # text of somebody else, which is in the header
     return {**told, "metadata": metadata if header is None else lambda: {**metadata, name: header()}}

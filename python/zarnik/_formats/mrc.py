@@ -3,8 +3,9 @@
 from __future__ import annotations
 
 import math
+import struct
 import warnings
-from collections.abc import Mapping
+from collections.abc import Iterable, Mapping
 from functools import lru_cache
 from typing import TYPE_CHECKING, Any
 
@@ -18,11 +19,13 @@ if TYPE_CHECKING:
     from zarnik.plugins import Progress
 
 _HEADER = 1024
-# Where it tells the size of what follows it.
+# Where it tells the size of what follows it, and the type of the elements.
 _EXTENDED = 92
+_MODE = 12
 # How many of them are one of a unit.
 _ANGSTROMS = {_elements.ANGSTROM: 1.0, "nm": 10.0, "\N{MICRO SIGN}m": 1e4, "mm": 1e7, "m": 1e10}
 _TYPES = ("int8", "int16", "uint16", "float32", "complex64", "float16")
+_SINGLES = struct.Struct("3f")
 # Groups of 401 on tell that there are several volumes one behind the other.
 _STACK_OF_VOLUMES = 401
 
@@ -64,8 +67,8 @@ class MRC(Format):
             raise _classes.Error(f"{source.name!r} has an extended header of {extended} bytes")
         array = _array(source, _HEADER + extended, sizes, dtype, letters)
         # In single precision, as mrcfile has them.
-        counts = numpy.array([max(told[f"m{axis}"], 1) for axis in "xyz"], "float32")
-        spacing = [_positive(step) for step in (numpy.array(told["cella"], "float32") / counts).tolist()]
+        counts = _singles(max(told[f"m{axis}"], 1) for axis in "xyz")
+        spacing = list(map(_positive, _singles(length / count for length, count in zip(told["cella"], counts))))
         origin = list(told["origin"])
         if not any(origin):
             origin = [told[f"n{axis}start"] * size for axis, size in zip("xyz", spacing)]
@@ -142,23 +145,25 @@ def _looks_old(source: Source, head: bytes) -> bool:
 
 def _header(head: bytes, name: str) -> tuple[Any, numpy.dtype[Any]]:
     """The header as mrcfile reads it, and the type of the elements."""
-    from mrcfile.utils import byte_order_from_machine_stamp, dtype_from_mode
-
     try:
-        order = byte_order_from_machine_stamp(head[212:216])
-        header = numpy.ndarray((), _header_type(order), head)
-        dtype: numpy.dtype[Any] = dtype_from_mode(int(header["mode"])).newbyteorder(order)
+        header_type, dtype = _types_of(head[212:216], head[_MODE : _MODE + 4])
     except ValueError:
         return _doubtful_header(head, name)
-    return (header, dtype) if head[208:211] == b"MAP" else _doubtful_header(head, name)
+    if head[208:211] != b"MAP":
+        return _doubtful_header(head, name)
+    return numpy.ndarray((), header_type, head), dtype
 
 
-@lru_cache(maxsize=2)
-def _header_type(order: Any) -> numpy.dtype[Any]:
+# Half of what a header costs, and the same for most files.
+@lru_cache(maxsize=64)
+def _types_of(stamp: bytes, mode: bytes) -> tuple[numpy.dtype[Any], numpy.dtype[Any]]:
+    """The types of a header and of the elements."""
     from mrcfile.dtypes import HEADER_DTYPE
+    from mrcfile.utils import byte_order_from_machine_stamp, dtype_from_mode
 
-    dtype: numpy.dtype[Any] = HEADER_DTYPE.newbyteorder(order)
-    return dtype
+    order: Any = byte_order_from_machine_stamp(stamp)
+    number = int(numpy.frombuffer(mode, numpy.dtype("i4").newbyteorder(order))[0])
+    return HEADER_DTYPE.newbyteorder(order), dtype_from_mode(number).newbyteorder(order)
 
 
 def _doubtful_header(head: bytes, name: str) -> tuple[Any, numpy.dtype[Any]]:
@@ -187,6 +192,11 @@ def _letters(told: Mapping[str, Any]) -> str:
     order = [told[name] for name in ("maps", "mapr", "mapc")]
     # Files that do not tell have zeros there.
     return "".join("XYZ"[axis - 1] for axis in order) if sorted(order) == [1, 2, 3] else "ZYX"
+
+
+def _singles(numbers: Iterable[float]) -> tuple[float, ...]:
+    # Arrays of three numbers would take ten times as long.
+    return _SINGLES.unpack(_SINGLES.pack(*numbers))
 
 
 def _positive(number: float) -> float:
