@@ -19,11 +19,18 @@ from zarnik._threads import thread_count
 
 if TYPE_CHECKING:
     Array = numpy.ndarray[Any, Any]
+    # The index of a tile, which part of it is wanted, and where in the region that goes.
+    _Task = tuple[tuple[int, ...], tuple[slice, ...], tuple[slice, ...]]
 
 # What is decoded by the thread that asks: less than it takes to wake others.
 _SMALL = 1 << 17
 # So many bytes of tiles are looked after at a time.
 _BATCH_BYTES = 64 << 20
+# Of near tiles, so many bytes are fetched at a time.
+_RUN_BYTES = 1 << 19
+# Tiles of less, decoded in less, gain nothing by a second thread.
+_SMALL_TILE = 1 << 16
+_QUICK_SECONDS = 300e-6
 # Threads that wait for servers cost little.
 _MOST_THREADS = 32
 # The times of files are those of a clock that may stand still for so long.
@@ -39,15 +46,21 @@ class _Cache:
 
     def forget(self) -> None:
         self._lock = threading.Lock()
-        self._tiles: OrderedDict[Hashable, tuple[Array, Hashable]] = OrderedDict()
-        self._of_owner: dict[Hashable, set[Hashable]] = {}
+        self._tiles: OrderedDict[tuple[Owner, tuple[int, ...]], tuple[Array, Hashable]] = OrderedDict()
         #: locked while a tile is made; an Event would take ten times as long to make and to set
         self._pending: dict[Hashable, threading.Lock] = {}
         self._bytes = self._hits = self._misses = 0
 
-    def get(self, owner: Hashable, index: Hashable, make: Callable[[], Array], stamp: Hashable = None) -> Array:
+    def get(
+        self,
+        owner: Owner,
+        index: tuple[int, ...],
+        make: Callable[[tuple[int, ...]], Array],
+        stamp: Hashable = None,
+    ) -> Array:
         """Return a tile. Of several threads that want one at the same time, one makes it and the others wait.
 
+        :param make: Called with the index.
         :param stamp: What is another one when the tile has changed where it is stored.
         """
         key = owner, index
@@ -70,12 +83,14 @@ class _Cache:
                 if (found is None or found[1] != stamp) and key not in self._pending:
                     mine = self._begin(key)
                     break
+        tile = None
         try:
-            tile = make()
-            self._keep(owner, key, tile, stamp)
+            tile = _apart(make(index))
             return tile
         finally:
             with self._lock:
+                if tile is not None and tile.nbytes <= self.limit:
+                    self._keep(key, tile, stamp)
                 if self._pending.get(key) is mine:
                     del self._pending[key]
             mine.release()
@@ -86,39 +101,30 @@ class _Cache:
         self._misses += 1
         return mine
 
-    def has(self, owner: Hashable, index: Hashable) -> bool:
+    def has(self, owner: Owner, index: tuple[int, ...]) -> bool:
         return (owner, index) in self._tiles
 
-    def _keep(self, owner: Hashable, key: Hashable, tile: Array, stamp: Hashable) -> None:
-        # Its memory counts whole, even where a part of it is shown.
-        if isinstance(tile.base, numpy.ndarray) and tile.base.nbytes > 2 * tile.nbytes:
-            tile = tile.copy()
-        with self._lock:
-            if tile.nbytes > self.limit:
-                return
-            before = self._tiles.pop(key, None)
-            self._tiles[key] = tile, stamp
-            self._of_owner.setdefault(owner, set()).add(key)
-            self._bytes += _cost(tile) - (_cost(before[0]) if before else 0)
-            self._shrink()
+    def _keep(self, key: tuple[Owner, tuple[int, ...]], tile: Array, stamp: Hashable) -> None:
+        before = self._tiles.pop(key, None)
+        self._tiles[key] = tile, stamp
+        key[0].indices.add(key[1])
+        self._bytes += _cost(tile) - (_cost(before[0]) if before else 0)
+        self._shrink()
 
     def _shrink(self) -> None:
         while self._bytes > self.limit and self._tiles:
-            key, (tile, _) = self._tiles.popitem(last=False)
+            (owner, index), (tile, _) = self._tiles.popitem(last=False)
             self._bytes -= _cost(tile)
-            self._of_owner[key[0]].discard(key)  # type: ignore[index]
+            owner.indices.discard(index)
 
-    def drop(self, owner: Hashable, index: Hashable | None = None) -> None:
+    def drop(self, owner: Owner, index: tuple[int, ...] | None = None) -> None:
         """Let go of one tile of an owner, or of all."""
         with self._lock:
-            keys = list(self._of_owner.get(owner, ())) if index is None else [(owner, index)]
-            for key in keys:
-                found = self._tiles.pop(key, None)
+            for one in list(owner.indices) if index is None else [index]:
+                found = self._tiles.pop((owner, one), None)
                 if found is not None:
                     self._bytes -= _cost(found[0])
-                    self._of_owner[owner].discard(key)
-            if index is None:
-                self._of_owner.pop(owner, None)
+                owner.indices.discard(one)
 
     def resize(self, limit: int) -> None:
         with self._lock:
@@ -134,6 +140,25 @@ class _Cache:
                 "hits": self._hits,
                 "misses": self._misses,
             }
+
+
+class Owner:
+    """Whose tiles are kept, all arrays of one identity: a key that takes less to hash than what tells a file."""
+
+    __slots__ = ("__weakref__", "indices")
+
+    def __init__(self) -> None:
+        #: those of tiles that are kept
+        self.indices: set[tuple[int, ...]] = set()
+
+
+_owners: weakref.WeakValueDictionary[Hashable, Owner] = weakref.WeakValueDictionary()
+
+
+def _apart(tile: Array) -> Array:
+    """A tile without much else that it would keep: the memory of an array goes as a whole."""
+    owner = tile.base
+    return tile.copy() if isinstance(owner, numpy.ndarray) and owner.nbytes > 2 * tile.nbytes else tile
 
 
 def _cost(tile: Array) -> int:
@@ -250,6 +275,7 @@ class TiledArray:
     :param waits: Whether decoding waits for a server more than it calculates.
     :param fetch: Called with the indices of tiles that are needed before `decode` is, to get at once what is far away;
         returns what each of them is decoded from.
+    :param is_far: Whether what is fetched is far away, so that much is asked for together; else some, on any thread.
     """
 
     def __init__(
@@ -264,6 +290,7 @@ class TiledArray:
         waits: bool = False,
         fill_value: Any = 0,
         fetch: Callable[[list[tuple[int, ...]]], dict[tuple[int, ...], Any]] | None = None,
+        is_far: bool = True,
     ) -> None:
         self.shape = tuple(shape)
         self.dtype = numpy.dtype(dtype)
@@ -274,13 +301,12 @@ class TiledArray:
         self._fill_value = fill_value
         self._fetch = fetch
         self._stamp = stamp
-        tile_bytes = math.prod(self.chunks) * self.dtype.itemsize
-        self._batch = max(1, _BATCH_BYTES // max(tile_bytes, 1))
+        self._is_far = is_far
+        self._tile_bytes = max(1, math.prod(self.chunks) * self.dtype.itemsize)
+        self._batch = max(1, _BATCH_BYTES // self._tile_bytes)
+        self._owner = Owner() if identity is None else _owners.setdefault(identity, Owner())
         if identity is None:
-            self._owner: Hashable = next(_unique)
             weakref.finalize(self, CACHE.drop, self._owner)
-        else:
-            self._owner = identity
 
     def __getitem__(self, key: Any) -> Array:
         ranges = [range(*part.indices(size)) for part, size in zip(key, self.shape)]
@@ -295,27 +321,56 @@ class TiledArray:
         if out.size == 0:
             return
         fetched: dict[tuple[int, ...], Any] = {}
+        owner, get, stamp_of_tile = self._owner, CACHE.get, self._stamp
 
-        def place(index: tuple[int, ...]) -> None:
-            source, target = [], []
-            for number, chunk, first, count in zip(index, self._grid, origin, out.shape):
-                begin, end = max(number * chunk, first), min((number + 1) * chunk, first + count)
-                source.append(slice(begin - number * chunk, end - number * chunk))
-                target.append(slice(begin - first, end - first))
+        def make(index: tuple[int, ...]) -> Array:
+            return self._decoded(index, fetched.pop(index, None))
+
+        def place(task: _Task) -> None:
+            index, source, target = task
             stamp: Hashable = None
-            if self._stamp is not None:
-                stamp = self._stamp(index)
+            if stamp_of_tile is not None:
+                stamp = stamp_of_tile(index)
                 stamp = next(_unique) if stamp is None else stamp
-            tile = CACHE.get(self._owner, index, lambda: self._decoded(index, fetched.pop(index, None)), stamp)
-            out[tuple(target)] = tile[tuple(source)]
+            out[target] = get(owner, index, make, stamp)[source]
+
+        def fetch(tasks: Sequence[_Task]) -> None:
+            missing = [index for index, _, _ in tasks if not CACHE.has(owner, index)]
+            if missing and self._fetch is not None:
+                fetched.update(self._fetch(missing))
+
+        def place_run(tasks: Sequence[_Task]) -> None:
+            if not self._is_far:
+                fetch(tasks)
+            for task in tasks:
+                place(task)
 
         threads = _MOST_THREADS // 2 if self._waits else 1 if out.nbytes < _SMALL else thread_count()
-        waiting = self._tiles_of(origin, out.shape)
+        waiting = self._tasks(origin, out.shape)
         while batch := list(itertools.islice(waiting, self._batch)):
-            if self._fetch is not None:
-                missing = [index for index in batch if not CACHE.has(self._owner, index)]
-                fetched.update(self._fetch(missing) if missing else {})
-            in_threads(place, batch, threads)
+            if self._is_far:
+                fetch(batch)
+            step = 1 if self._fetch is None or self._is_far else max(1, _RUN_BYTES // self._tile_bytes)
+            runs = [batch[first : first + step] for first in range(0, len(batch), step)]
+            if threads == 2 and self._tile_bytes < _SMALL_TILE and self._is_quick(place_run, runs.pop(0)):
+                threads = 1
+            in_threads(place_run, runs, threads)
+
+    def _is_quick(self, place_run: Callable[[Sequence[_Task]], None], run: Sequence[_Task]) -> bool:
+        """Place a first run; tell whether a second thread would only be handed the interpreter's lock to and fro."""
+        begin = time.perf_counter()
+        place_run(run)
+        return time.perf_counter() - begin < _QUICK_SECONDS * len(run)
+
+    def _tasks(self, origin: Sequence[int], shape: Sequence[int]) -> Iterator[_Task]:
+        """The index of each tile of a region, which part of it that has, and where that is in the region."""
+        sources, targets = [], []
+        for first, count, chunk in zip(origin, shape, self._grid):
+            numbers = range(first // chunk, (first + count - 1) // chunk + 1)
+            parts = [(max(n * chunk, first), min((n + 1) * chunk, first + count), n * chunk) for n in numbers]
+            sources.append([slice(begin - start, end - start) for begin, end, start in parts])
+            targets.append([slice(begin - first, end - first) for begin, end, _ in parts])
+        return zip(self._tiles_of(origin, shape), itertools.product(*sources), itertools.product(*targets))
 
     def _decoded(self, index: tuple[int, ...], fetched: Any) -> Array:
         tile = self._decode(index, fetched)

@@ -295,7 +295,7 @@ def _axes_by(value_of: Callable[[str], Any], rank: int) -> str | None:
         text = value_of(key)
         if key == "DIMENSION_LABELS":
             # As an attribute like others: the library's own function for labels crashes on damaged ones.
-            labels = () if text is None else numpy.ravel(text)
+            labels = [] if text is None else numpy.ravel(text).tolist()
             labels = [one.decode("utf-8", "replace") if isinstance(one, bytes) else str(one) for one in labels]
             text = "".join(label[:1] for label in labels)
         letters = str(text or "").upper()

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import itertools
 import math
+import operator
 import os
 import threading
 import weakref
@@ -310,10 +311,11 @@ class _Level:
             return TiledArray(self.shape, dtype, self.shape, lambda index, fetched: self._whole(dtype))
         if self._series.dataoffset is not None and self._is_plain():
             return self._rows_of_one_piece(dtype)
-        self.keyframe.decode  # noqa: B018  made once, before threads ask for it
+        # Made once, before threads ask for them.
+        self._decode = self.keyframe.decode
+        self._is_jpeg = self.keyframe.compression in (6, 7, 34892, 33007)
+        self._page_steps, self._segment_steps = self._strides()
         nodata = self.keyframe.nodata
-        # To fetch alone is what a server is asked for together.
-        is_remote = self._file.source.path is None
         return TiledArray(
             self.shape,
             dtype,
@@ -322,7 +324,8 @@ class _Level:
             identity=self._file.identity(self._series, self._place),
             waits=False,
             fill_value=nodata if numpy.can_cast(numpy.min_scalar_type(nodata), dtype) else 0,
-            fetch=self._fetched if is_remote else None,
+            fetch=self._fetched,
+            is_far=self._file.source.path is None,
         )
 
     def _is_plain(self) -> bool:
@@ -388,9 +391,9 @@ class _Level:
 
     def _page_offsets(self, pages: Sequence[Any]) -> tuple[int | None, int | None]:
         """Where the first page is and how far the next ones are apart, if each is one piece and the steps are equal."""
-        if len(pages) != math.prod(self._lead) or any(page is None for page in pages):
+        if not self.keyframe.is_contiguous or len(pages) != math.prod(self._lead):
             return None, None
-        if not self.keyframe.is_contiguous or not all(_is_one_piece(page) for page in pages):
+        if not all(page is not None and _is_one_piece(page) for page in pages):
             return None, None
         offsets = [page.dataoffsets[0] for page in pages]
         steps = {after - before for before, after in zip(offsets, offsets[1:])} if len(offsets) > 1 else {0}
@@ -399,31 +402,33 @@ class _Level:
 
     # ---- by decoding -------------------------------------------------------------------------------------------------
 
-    def _segments(self, index: tuple[int, ...]) -> tuple[Any, list[int]]:
+    def _strides(self) -> tuple[list[int], list[int]]:
+        """How many pages, and how many segments of a page, one step along each axis of the grid of tiles is."""
+        _, depth, length, width, _ = self._page_shape
+        if self.keyframe.is_tiled:
+            _, tile_depth, tile_length, tile_width, _ = self._tile
+            down, across = math.ceil(length / tile_length), math.ceil(width / tile_width)
+            within = [math.ceil(depth / tile_depth) * down * across, down * across, across, 1, 0]
+        else:
+            strips = math.ceil(length / self._rows)
+            within = [depth * strips, strips, self._strips, 0, 0]
+        pages = [math.prod(self._lead[axis + 1 :]) for axis in range(len(self._lead))]
+        return pages, [0] * len(pages) + [within[axis] for axis in self._page_axes]
+
+    def _segments(self, index: tuple[int, ...]) -> tuple[Any, Sequence[int]]:
         """The page that a tile is in, None if it is left out, and the numbers of its segments there."""
-        lead = len(self._lead)
-        number = 0
-        for place, count in zip(index, self._lead):
-            number = number * count + place
+        number = sum(map(operator.mul, index, self._page_steps))
+        first = sum(map(operator.mul, index, self._segment_steps))
         pages = self._series._pages
         page = pages[number] if number < len(pages) else None
-        at = dict(zip(self._page_axes, index[lead:]))
-        sample, slice_, row, column, _ = (at.get(axis, 0) for axis in range(5))
-        _, depth, length, width, _ = self._page_shape
-        if not self.keyframe.is_tiled:
-            strips = math.ceil(length / self._rows)
-            first = row * self._strips
-            begin = (sample * depth + slice_) * strips
-            return page, [begin + strip for strip in range(first, min(first + self._strips, strips))]
-        _, tile_depth, tile_length, tile_width, _ = self._tile
-        down, across = math.ceil(length / tile_length), math.ceil(width / tile_width)
-        deep = math.ceil(depth / tile_depth)
-        return page, [((sample * deep + slice_) * down + row) * across + column]
+        if self._strips == 1:
+            return page, (first,)
+        strips = math.ceil(self._page_shape[2] / self._rows)
+        return page, range(first, min(first + self._strips, (first // strips + 1) * strips))
 
-    def _parts_of(self, page: Any, segments: Sequence[int]) -> list[tuple[int, int]]:
-        """Offset and bytes of each segment, which are in the file."""
+    def _parts_of(self, page: Any, size: int, segments: Sequence[int]) -> list[tuple[int, int]]:
+        """Offset and bytes of each segment, which are in the file of a size."""
         offsets, counts = page.dataoffsets, page.databytecounts
-        _, size = self._file.access(page)
         if segments and segments[-1] >= min(len(offsets), len(counts)):
             raise _classes.Error(f"segment {segments[-1]} is missing, the page has {len(offsets)}")
         parts = [(offsets[segment], counts[segment]) for segment in segments]
@@ -439,8 +444,8 @@ class _Level:
             page, segments = self._segments(index)
             if page is None:
                 continue
-            parts = self._parts_of(page, segments)
-            access, _ = self._file.access(page)
+            access, size = self._file.access(page)
+            parts = self._parts_of(page, size, segments)
             asked = wanted.setdefault(access, [])
             places.append((index, access, len(asked), len(parts)))
             asked += parts
@@ -452,12 +457,12 @@ class _Level:
         if page is None:
             return None
         if fetched is None:
-            access, _ = self._file.access(page)
-            fetched = [access.read(offset, count) for offset, count in self._parts_of(page, segments)]
+            access, size = self._file.access(page)
+            fetched = [access.read(offset, count) for offset, count in self._parts_of(page, size, segments)]
         options: dict[str, Any] = {"_fullsize": False}
-        if self.keyframe.compression in (6, 7, 34892, 33007):
+        if self._is_jpeg:
             options |= {"jpegtables": page.jpegtables, "jpegheader": self.keyframe.jpegheader}
-        decode = self.keyframe.decode
+        decode = self._decode
         pieces = [decode(data or None, segment, **options)[0] for data, segment in zip(fetched, segments)]
         if all(piece is None for piece in pieces):
             return None
@@ -486,6 +491,8 @@ def _entity_of(source: Source) -> Any:
 
 def _is_one_piece(page: Any) -> bool:
     offsets, counts = page.dataoffsets, page.databytecounts
+    if len(offsets) == len(counts) == 1:
+        return True
     return all(
         offset + count == after for offset, count, after in zip(offsets, counts, offsets[1:])
     ) and len(offsets) > 0  # fmt: skip
