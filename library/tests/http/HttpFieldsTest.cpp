@@ -6,6 +6,8 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <vector>
 
 namespace zarnik::http {
 
@@ -38,48 +40,31 @@ void check(std::string const & text) {
   auto const right = expectedRange(text, expected);
   auto const range = parseContentRange(text);
   ASSERT_EQ(range.has_value(), right) << text;
-  if (!range)
-    return;
-  EXPECT_EQ(range->first, expected.first) << text;
-  EXPECT_EQ(range->last, expected.last) << text;
-  EXPECT_EQ(range->total, expected.total) << text;
+  if (range) {
+    EXPECT_EQ(std::tie(range->first, range->last, range->total),
+              std::tie(expected.first, expected.last, expected.total))
+        << text;
+  }
 }
 
 } // namespace
 
 TEST(HttpFields, ContentRangesAreThoseOfTheGrammar) {
-  std::array const seeds = {"bytes 0-9/100",
-                            "bytes 0-9/*",
-                            "bytes */100",
-                            "bytes */*",
-                            "BYTES 0-0/1",
-                            "bytes  5-6/7 ",
-                            "bytes 18446744073709551614-18446744073709551614/18446744073709551615",
-                            "bytes 0-18446744073709551615/18446744073709551616",
-                            "bytes 9-0/100",
-                            "bytes 0-100/100",
-                            "bytes -9/100",
-                            "bytes 0-/100",
-                            "bytes 0-9",
-                            "bytes 0-9/",
-                            "bytes +0-9/100",
-                            "bytes 0x0-9/100",
-                            "bytes=0-9/100",
-                            "bytes\t0-9/100",
-                            "bytes0-9/100",
-                            "items 0-9/100",
-                            "bytes 0-9/100, 1-2/3",
-                            "bytes 0 - 9/100",
-                            "bytes 0-9 /100",
-                            "bytes",
-                            "bytes ",
-                            ""};
-  for (auto const * const seed : seeds)
+  std::vector<std::string> seeds = {
+      "BYTES 0-0/1",   "bytes",         "",
+      "bytes=0-9/100", "bytes0-9/100",  "bytes\t0-9/100",
+      "items 0-9/100", "bytes  5-6/7 ", "bytes 0-18446744073709551615/18446744073709551616"};
+  seeds.emplace_back("bytes 18446744073709551614-18446744073709551614/18446744073709551615");
+  for (auto const * const range :
+       {"0-9/100", "0-9/*", "*/100", "*/*", "9-0/100", "0-100/100", "-9/100", "0-/100", "0-9", "0-9/", "+0-9/100",
+        "0x0-9/100", "0-9/100, 1-2/3", "0 - 9/100", "0-9 /100", ""})
+    seeds.push_back(std::string("bytes ") + range);
+  for (auto const & seed : seeds)
     check(seed);
   std::mt19937 random(1);
   std::string const letters = "bytes 0123456789-/*,\t=x";
   for (int round = 0; round < 20000; ++round) {
-    std::string text = seeds[random() % seeds.size()];
+    auto text = seeds[random() % seeds.size()];
     for (auto changes = random() % 4; changes > 0; --changes) {
       auto const where = random() % (text.size() + 1);
       auto const letter = letters[random() % letters.size()];
@@ -113,23 +98,6 @@ TEST(HttpFields, HeadsKeepWhatTheLastAnswerSays) {
     auto other = head;
     other.addLine(line);
     EXPECT_TRUE(other.contradictory) << line;
-  }
-}
-
-TEST(HttpFields, HeadsSurviveAnyBytes) {
-  std::mt19937 random(2);
-  std::array<std::string, 6> const beginnings = {"HTTP/",  "HTTP/1.1 ", "Content-Length:", "Content-Range: bytes",
-                                                 "ETag: ", ""};
-  for (int round = 0; round < 5000; ++round) {
-    AnswerHead head;
-    for (int lines = 0; lines < 5; ++lines) {
-      auto line = beginnings[random() % beginnings.size()];
-      for (auto count = random() % 20; count > 0; --count)
-        line += static_cast<char>(random());
-      head.addLine(line);
-      EXPECT_GE(head.status, 0);
-      EXPECT_LE(head.status, 999);
-    }
   }
 }
 

@@ -1,6 +1,6 @@
+#include "core/Support.h"
 #include "http/TestServers.h"
 #include "zarnik/access/StreamCompletion.h"
-#include "zarnik/core/Error.h"
 #include "zarnik/http/HttpAccess.h"
 #include "zarnik/http/HttpStatistics.h"
 
@@ -15,6 +15,7 @@ namespace zarnik {
 namespace {
 
 using test::faultyServer;
+using test::messageOf;
 using testing::HasSubstr;
 
 HttpOptions patience() {
@@ -40,15 +41,6 @@ std::string received(std::string const & path) {
   return text;
 }
 
-std::string failureOf(auto && call) {
-  try {
-    call();
-  } catch (Error const & error) {
-    return error.what();
-  }
-  return {};
-}
-
 } // namespace
 
 TEST(HttpWrite, TheBodyArrivesWholeWithMethodAndHeaders) {
@@ -64,11 +56,11 @@ TEST(HttpWrite, TheBodyArrivesWholeWithMethodAndHeaders) {
   EXPECT_EQ(stream->tell(), bytes.size());
   close(*stream);
   auto const text = received("accept/whole");
-  for (auto const & part :
-       {std::string(R"("PUT")"), std::string(R"(["X-Kind", "scan"])"), std::string(R"(["X-Empty", ""])"),
-        std::string(R"("complete": true)"), fmt::format(R"("bytes": {})", bytes.size()),
-        fmt::format(R"("sum": {})", std::accumulate(bytes.begin(), bytes.end(), uint64_t{0}))})
+  for (auto const * const part : {R"("PUT")", R"(["X-Kind", "scan"])", R"(["X-Empty", ""])", R"("complete": true)"})
     EXPECT_THAT(text, HasSubstr(part));
+  auto const sum = std::accumulate(bytes.begin(), bytes.end(), uint64_t{0});
+  EXPECT_THAT(text, HasSubstr(fmt::format(R"("bytes": {})", bytes.size())));
+  EXPECT_THAT(text, HasSubstr(fmt::format(R"("sum": {})", sum)));
   EXPECT_EQ(httpStatistics(*stream)->bytesSent, bytes.size());
   close(*stream); // a second time does nothing
   EXPECT_THROW(stream->write(bytes.data(), 1), Error);
@@ -116,7 +108,7 @@ TEST(HttpWrite, RefusalsSurfaceAtTheWriteOrFlushThatMeetsThem) {
   for (auto const * const path : {"missing/early", "too_large/early", "breaks/early", "early_ok/early"}) {
     std::shared_ptr<StreamAccess> stream;
     std::vector<uint8_t> const bytes(100'000);
-    auto const text = failureOf([&] {
+    auto const text = messageOf([&] {
       stream = openUpload(path);
       for (int i = 0; i < 200; ++i) {
         stream->write(bytes.data(), bytes.size());
@@ -129,7 +121,7 @@ TEST(HttpWrite, RefusalsSurfaceAtTheWriteOrFlushThatMeetsThem) {
       continue;
     EXPECT_TRUE(stream->fail());
     EXPECT_FALSE(stream->good());
-    EXPECT_EQ(failureOf([&] { close(*stream); }), text);
+    EXPECT_EQ(messageOf([&] { close(*stream); }), text);
   }
 }
 
@@ -140,7 +132,7 @@ TEST(HttpWrite, ARefusalThatHasArrivedIsFoundByAnEmptyFlush) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     stream->flush();
   };
-  EXPECT_THAT(failureOf(openAndFlush), HasSubstr("status 404"));
+  EXPECT_THAT(messageOf(openAndFlush), HasSubstr("status 404"));
 }
 
 TEST(HttpWrite, RefusalsAtTheEndAreRaisedByClose) {
@@ -148,7 +140,7 @@ TEST(HttpWrite, RefusalsAtTheEndAreRaisedByClose) {
                                     std::pair("no_answer/x", "no answer"), std::pair("hangs_up/x", "POST")}) {
     auto const stream = openUpload(path);
     stream->write("abcd", 4);
-    EXPECT_THAT(failureOf([&] { close(*stream); }), HasSubstr(text)) << path;
+    EXPECT_THAT(messageOf([&] { close(*stream); }), HasSubstr(text)) << path;
     EXPECT_TRUE(stream->fail()) << path;
   }
   auto const stream = openUpload("interim/x");
@@ -161,7 +153,7 @@ TEST(HttpWrite, AServerThatTakesNothingIsGivenUp) {
   auto const stream = openUpload("takes_nothing/x");
   std::vector<uint8_t> const bytes(32 << 20); // more than the system buffers
   auto const begin = std::chrono::steady_clock::now();
-  EXPECT_THAT(failureOf([&] { stream->write(bytes.data(), bytes.size()); }), HasSubstr("took nothing"));
+  EXPECT_THAT(messageOf([&] { stream->write(bytes.data(), bytes.size()); }), HasSubstr("took nothing"));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
