@@ -1,10 +1,7 @@
 #include "layout/ConversionPlan.h"
 
 #include "layout/StridedCases.h"
-#include "layout/ThreadPool.h"
-#include "zarnik/layout/Threads.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -174,7 +171,8 @@ TEST(ConversionPlan, LinearMapIsComputedInDoubleAndThenRounded) {
 }
 
 // Any geometry gives what the conversion of the single values gives, and touches nothing else.
-bool convertsLikeReference(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination) {
+testing::AssertionResult convertsLikeReference(std::vector<uint64_t> const & size, Geometry const & source,
+                                               Geometry const & destination) {
   return movesLikeReference(
       noise(source.bytes, 11), size, source, destination,
       [&](auto * first, auto * to) {
@@ -192,9 +190,8 @@ TEST(ConversionPlan, AllOrdersAndSigns) {
   std::vector<std::vector<uint64_t>> const sizes{{},           {0, 3},      {1, 1, 1}, {7, 5, 3},
                                                  {100, 2, 70}, {3, 90, 80}, {5000, 3}};
   for (auto const & size : sizes) {
-    std::vector<size_t> order(size.size());
-    std::iota(order.begin(), order.end(), size_t{0});
-    auto const straight = order;
+    auto const straight = canonical(size.size());
+    auto order = straight;
     do {
       for (unsigned signs = 0; signs < 1U << (2 * size.size()); ++signs) {
         auto const source = arrange(size, order, signs, signs % 3 * 2, 2);
@@ -271,15 +268,14 @@ TEST_P(ConversionLoops, NothingIsReadBeforeTheFirstOrBehindTheLastOfEveryNthValu
   }
 }
 
-TEST(ConversionPlan, PiecesOfSmallOnesGiveTheSameResult) {
-  size_t const before = threadCount();
-  layout::setParallelBytes(1);
-  setThreadCount(2);
+struct ConversionsInPieces : WithThreads {};
+
+TEST_F(ConversionsInPieces, OfSmallOnesGiveTheSameResult) {
+  cutForThreads(2);
   for (auto const & size :
        {std::vector<uint64_t>{7, 5, 3}, {100, 2, 70}, {3, 90}, {1000}, std::vector<uint64_t>(7, 4)}) {
-    std::vector<size_t> order(size.size());
-    std::iota(order.begin(), order.end(), size_t{0});
-    auto const straight = order;
+    auto const straight = canonical(size.size());
+    auto order = straight;
     for (size_t turn = 0; turn < size.size(); ++turn) {
       std::rotate(order.begin(), order.begin() + 1, order.end());
       for (unsigned signs = 0; signs < 4; ++signs) {
@@ -288,12 +284,9 @@ TEST(ConversionPlan, PiecesOfSmallOnesGiveTheSameResult) {
       }
     }
   }
-  layout::setParallelBytes(layout::USUAL_PARALLEL_BYTES);
-  setThreadCount(before);
 }
 
-TEST(ConversionPlan, LargeOnesStreamAndUseThreadsWithTheSameResult) {
-  size_t const before = threadCount();
+TEST_F(ConversionsInPieces, OfLargeOnesStreamWithTheSameResult) {
   std::vector<uint64_t> const size{4001, 3003}; // 48 MB of floats
   auto const source = arrange(size, {0, 1}, 2, 2, 2);
   auto const destination = arrange(size, {0, 1}, 0, 0, 4);
@@ -301,7 +294,6 @@ TEST(ConversionPlan, LargeOnesStreamAndUseThreadsWithTheSameResult) {
   setThreadCount(3);
   EXPECT_TRUE(convertsLikeReference(size, source, destination));
   EXPECT_TRUE(convertsLikeReference(size, source, arrange(size, {1, 0}, 1, 0, 4)));
-  setThreadCount(before);
 }
 
 TEST(ConversionPlan, InPlaceAndOverlapping) {

@@ -1,16 +1,11 @@
 #include "layout/CopyPlan.h"
 
 #include "layout/StridedCases.h"
-#include "layout/ThreadPool.h"
 #include "zarnik/core/Error.h"
-#include "zarnik/layout/Threads.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <numeric>
 
 namespace zarnik {
 
@@ -23,29 +18,14 @@ std::vector<std::byte> const & pattern() {
   return bytes;
 }
 
-bool copiesLikeReference(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination,
-                         size_t elementBytes) {
+testing::AssertionResult copiesLikeReference(std::vector<uint64_t> const & size, Geometry const & source,
+                                             Geometry const & destination, size_t elementBytes) {
   static std::vector<std::byte> from;
   from.assign(pattern().begin(), pattern().begin() + static_cast<ptrdiff_t>(source.bytes));
   return movesLikeReference(
       from, size, source, destination,
       [&](auto * first, auto * to) { copyStrided(size, source.strides, destination.strides, elementBytes, first, to); },
       [&](auto * element, auto * to) { std::memcpy(to, element, elementBytes); });
-}
-
-std::string describe(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination,
-                     size_t elementBytes) {
-  auto const asSigned = [](std::vector<uint64_t> const & values) {
-    return std::vector<int64_t>(values.begin(), values.end());
-  };
-  return fmt::format("size {} source {} destination {} of {} bytes", size, asSigned(source.strides),
-                     asSigned(destination.strides), elementBytes);
-}
-
-std::vector<size_t> canonical(size_t rank) {
-  std::vector<size_t> order(rank);
-  std::iota(order.begin(), order.end(), size_t{0});
-  return order;
 }
 
 // Every shape of up to `rank` extents below 6, in every order of axes, with any of them turned around.
@@ -70,8 +50,7 @@ void copyAllSmallShapes(size_t highestRank) {
           auto const source = arrange(size, order, reversed, round / 3 % 4 == 0 ? round % 5 : 0, elementBytes);
           auto const destination = arrange(size, canonical(rank), static_cast<unsigned>(round * 7 / 3),
                                            round / 5 % 4 == 0 ? round % 7 : 0, elementBytes);
-          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
-              << describe(size, source, destination, elementBytes);
+          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
         }
       } while (std::next_permutation(order.begin(), order.end()));
     }
@@ -81,16 +60,8 @@ void copyAllSmallShapes(size_t highestRank) {
 TEST(CopyPlan, AllSmallShapesOrdersAndSigns) { copyAllSmallShapes(4); }
 
 /// Cuts copies of any size for two threads.
-struct CutCopies : testing::Test {
-  size_t const threads = threadCount();
-  CutCopies() {
-    layout::setParallelBytes(1);
-    setThreadCount(2);
-  }
-  ~CutCopies() override {
-    layout::setParallelBytes(layout::USUAL_PARALLEL_BYTES);
-    setThreadCount(threads);
-  }
+struct CutCopies : WithThreads {
+  CutCopies() { cutForThreads(2); }
 };
 
 TEST_F(CutCopies, AllSmallShapesOrdersAndSigns) {
@@ -114,8 +85,7 @@ TEST_F(CutCopies, ManyShortAxes) {
     std::shuffle(order.begin(), order.end(), random);
     auto const source = arrange(size, order, static_cast<unsigned>(random() & random() & random()), 0, elementBytes);
     auto const destination = arrange(size, canonical(size.size()), 0, 0, elementBytes);
-    ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
-        << describe(size, source, destination, elementBytes) << " seed " << testSeed();
+    ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
   }
 }
 
@@ -135,8 +105,7 @@ TEST_P(CopyKernels, EveryKernelWidthAndTail) {
                                       variant / 2 % 4, variant == 10 ? 3 : 0, elementBytes);
           auto const destination =
               arrange(size, canonical(2), variant / 4 == 2 ? 2 : 0, variant == 11 ? 1 : 0, elementBytes);
-          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
-              << describe(size, source, destination, elementBytes);
+          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
         }
       }
     }
@@ -151,8 +120,7 @@ TEST_P(CopyKernels, EveryNthElementInBothDirections) {
         for (bool const downwards : {false, true}) {
           auto const source = everyNth(size, n, downwards, elementBytes);
           auto const destination = arrange(size, canonical(2), 0, 0, elementBytes);
-          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
-              << describe(size, source, destination, elementBytes);
+          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
         }
       }
     }
@@ -180,8 +148,7 @@ TEST_P(CopyKernels, RandomLargeRegions) {
     if (source.bytes > pattern().size()) {
       continue;
     }
-    ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
-        << describe(size, source, destination, elementBytes) << " seed " << testSeed();
+    ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
   }
 }
 
@@ -230,8 +197,7 @@ TEST(CopyPlan, SourceStrideZeroRepeats) {
       }
       for (auto const & order : {std::vector<size_t>{0, 1, 2}, {2, 0, 1}}) {
         auto const destination = arrange(size, order, zeros, 0, elementBytes);
-        EXPECT_TRUE(copiesLikeReference(size, source, destination, elementBytes))
-            << describe(size, source, destination, elementBytes);
+        EXPECT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
       }
     }
   }
@@ -253,7 +219,7 @@ TEST(CopyPlan, OverlapIsAsIfTheSourceWereReadFirst) {
                   [&](uint64_t from, uint64_t to) { std::memcpy(&expected[to], &buffer[from], elementBytes); });
     copyStrided(size, source.strides, destination.strides, elementBytes, buffer.data() + source.origin,
                 buffer.data() + destination.origin);
-    ASSERT_EQ(buffer, expected) << describe(size, source, destination, elementBytes) << " seed " << testSeed();
+    ASSERT_EQ(buffer, expected) << describe(size, source, destination);
   }
 }
 

@@ -1,26 +1,17 @@
 // The checks in front of the plans. That regions are moved right is seen from Python, on arrays of any strides.
-#include "zarnik/core/Error.h"
+#include "core/Support.h"
 #include "zarnik/layout/RegionConverter.h"
 #include "zarnik/layout/RegionCopier.h"
 
 #include <gmock/gmock.h>
 
-#include <cstdint>
-#include <string>
 #include <vector>
 
 namespace zarnik {
 
 namespace {
 
-std::string messageOf(auto const & action) {
-  try {
-    action();
-  } catch (InvalidArgument const & error) {
-    return error.what();
-  }
-  return "accepted";
-}
+using test::messageOf;
 
 TEST(RegionCopier, MovesARegionBetweenOriginsAndStrides) {
   std::vector<uint16_t> const source{0, 1, 2, 10, 11, 12}; // 3 columns, 2 rows

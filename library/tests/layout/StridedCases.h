@@ -1,13 +1,18 @@
 #pragma once
 
+#include "layout/ThreadPool.h"
+#include "zarnik/layout/Threads.h"
 #include "zarnik/layout/VectorUnit.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -20,6 +25,13 @@ struct Geometry {
   uint64_t origin = 0;
   uint64_t bytes = 0;
 };
+
+/// The axes in the order of the index.
+inline std::vector<size_t> canonical(size_t rank) {
+  std::vector<size_t> order(rank);
+  std::iota(order.begin(), order.end(), size_t{0});
+  return order;
+}
 
 /// Lays a region out with the axes in `order` (fastest first), bit n of `reversed` turning axis n around, and `gap`
 /// bytes after each run along each axis.
@@ -62,19 +74,38 @@ template <typename Visit> void visitElements(std::vector<uint64_t> const & size,
   }
 }
 
+/// The seed of the random tests, printed with each failure; set ZARNIK_TEST_SEED to repeat one.
+inline uint64_t testSeed() {
+  static uint64_t const seed = [] {
+    char const * text = std::getenv("ZARNIK_TEST_SEED");
+    return text != nullptr ? std::strtoull(text, nullptr, 10) : std::random_device{}();
+  }();
+  return seed;
+}
+
+inline std::string describe(std::vector<uint64_t> const & size, Geometry const & source, Geometry const & destination) {
+  auto const asSigned = [](std::vector<uint64_t> const & values) {
+    return std::vector<int64_t>(values.begin(), values.end());
+  };
+  return fmt::format("size {} source {} destination {} seed {}", size, asSigned(source.strides),
+                     asSigned(destination.strides), testSeed());
+}
+
 /// Runs `move(source, destination)` and, for every element, the reference `moveOne(source, destination)`, on buffers
 /// that end where the last element does, and compares all bytes: those between the elements must keep what they held.
 template <typename Move, typename MoveOne>
-bool movesLikeReference(std::vector<std::byte> const & from, std::vector<uint64_t> const & size,
-                        Geometry const & source, Geometry const & destination, Move const & move,
-                        MoveOne const & moveOne) {
+testing::AssertionResult movesLikeReference(std::vector<std::byte> const & from, std::vector<uint64_t> const & size,
+                                            Geometry const & source, Geometry const & destination, Move const & move,
+                                            MoveOne const & moveOne) {
   static std::vector<std::byte> expected, actual;
   expected.assign(destination.bytes, std::byte{0xa5});
   actual = expected;
   visitElements(size, source, destination,
                 [&](uint64_t fromOffset, uint64_t toOffset) { moveOne(&from[fromOffset], &expected[toOffset]); });
   move(from.data() + source.origin, actual.data() + destination.origin);
-  return actual == expected;
+  if (actual == expected)
+    return testing::AssertionSuccess();
+  return testing::AssertionFailure() << describe(size, source, destination);
 }
 
 inline std::vector<std::byte> noise(size_t bytes, uint64_t seed) {
@@ -98,13 +129,17 @@ struct EachVectorUnit : testing::TestWithParam<std::string> {
   }
 };
 
-/// The seed of the random tests, printed with each failure; set ZARNIK_TEST_SEED to repeat one.
-inline uint64_t testSeed() {
-  static uint64_t const seed = [] {
-    char const * text = std::getenv("ZARNIK_TEST_SEED");
-    return text != nullptr ? std::strtoull(text, nullptr, 10) : std::random_device{}();
-  }();
-  return seed;
-}
+/// Changes how many threads there are, and from which size on they are used, for one test.
+struct WithThreads : testing::Test {
+  size_t const before = threadCount();
+  static void cutForThreads(size_t count) {
+    layout::setParallelBytes(1);
+    setThreadCount(count);
+  }
+  ~WithThreads() override {
+    layout::setParallelBytes(layout::USUAL_PARALLEL_BYTES);
+    setThreadCount(before);
+  }
+};
 
 } // namespace zarnik::test

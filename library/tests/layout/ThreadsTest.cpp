@@ -1,5 +1,3 @@
-#include "zarnik/layout/Threads.h"
-
 #include "layout/CopyPlan.h"
 #include "layout/StridedCases.h"
 
@@ -17,10 +15,7 @@ namespace {
 using namespace test;
 using Strides = std::vector<uint64_t>;
 
-struct Threads : testing::Test {
-  size_t const before = threadCount();
-  ~Threads() override { setThreadCount(before); }
-};
+struct Threads : WithThreads {};
 
 std::vector<std::byte> copied(Strides const & size, Strides const & source, Strides const & destination,
                               size_t elementBytes, std::vector<std::byte> const & from, uint64_t start) {
