@@ -40,27 +40,6 @@ def test_crop_is_indexing(keys):
     shows(image.to_disk().crop(*keys), array[tuple(keys)])
 
 
-STEPS = {
-    "crop": lambda image, array: (image.crop(slice(1, None)), array[1:]),
-    "row": lambda image, array: (image.crop(..., slice(1, -1), slice(None)), array[..., 1:-1, :]),
-    "flip": lambda image, array: (image.flip(-1), array[..., ::-1]),
-    "transpose": lambda image, array: (image.transpose(), array.transpose()),
-    "float": lambda image, array: (image.astype("float32"), array.astype("float32")),
-    "step": lambda image, array: (image.crop(..., slice(None, None, 2)), array[..., ::2]),
-    "rescale": lambda image, array: (image.rescale((0, 100), (0, 50), "float32"), (array / 2).astype("float32")),
-}
-
-
-@given(names=st.lists(st.sampled_from(sorted(STEPS)), max_size=8), start=st.sampled_from(["memory", "disk", "array"]))
-def test_chains(names, start):
-    image, array = volume((9, 8, 10))
-    image = {"memory": image, "disk": image.to_disk(), "array": zarnik.from_array(array)}[start]
-    for name in names:
-        if min(array.shape, default=0) > 2 or name in ("float", "flip", "transpose"):
-            image, array = STEPS[name](image, array)
-    numpy.testing.assert_allclose(image.to_numpy(), array, rtol=1e-6)
-
-
 def world(image, index):
     """Where the element at an index, in the order of an array, is in space: by origin, spacing and directions."""
     turned, spacing = image.get_spatial_directions(), image.get_spatial_spacing()

@@ -19,13 +19,6 @@ inline VectorXu64 without(VectorXu64 const & vector, size_t axis) {
   return result;
 }
 
-inline VectorXu64 with(VectorXu64 const & vector, size_t axis, uint64_t value) {
-  VectorXu64 result(vector.size() + 1);
-  for (size_t n = 0; n < result.size(); ++n)
-    result[n] = n == axis ? value : vector[n - (n > axis)];
-  return result;
-}
-
 /// A source of an adapter, and its samples without going through a view.
 struct Source {
   Image view;

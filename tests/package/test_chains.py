@@ -1,0 +1,210 @@
+"""Random chains of lazy images, against an array that tells of each element which one of the source it is."""
+
+from __future__ import annotations
+
+import os
+
+import numpy
+import pytest
+from numpy.testing import assert_array_equal
+
+import zarnik
+from support.shared_types import TiledView
+from zarnik import ImageCapability
+from zarnik import ImageViewFactory as Factory
+
+DTYPES = [numpy.dtype(name) for name in ("u1", "i2", "u2", "f4", "f8")]
+KINDS = {"f": "FLOATING_POINT", "i": "SIGNED_INTEGER", "u": "UNSIGNED_INTEGER"}
+SOURCES = ("memory", "strided", "read-only", "disk", "array", "tiled")
+SEED = int(os.environ.get("ZARNIK_TEST_SEED", 20261122))
+TILE = 3
+
+
+def source_of(kind, values, axes, has_pixels):
+    """An image with these elements; the last axis may be that of a pixel's components."""
+    if kind == "strided":
+        room = numpy.zeros([2 * extent for extent in values.T.shape], values.dtype).T
+        own = room[(slice(None, None, -2),) * values.ndim]
+        own[...] = values
+        image = zarnik.from_numpy(own, axes)
+        return Factory.assemble_channels(image) if has_pixels else image
+    if kind == "array":
+        return zarnik.from_array(values, axes)
+    count = values.shape[-1] if has_pixels else 1
+    dtype = zarnik.DataType(zarnik.PrimitiveTypeId[KINDS[values.dtype.kind]], values.itemsize * 8, count)
+    letters = [letter for letter in "XYZCT" if letter in axes and not (has_pixels and letter == "C")]
+    sizes = [values.shape[axes.index(letter)] for letter in letters]
+    tiled = kind == "tiled"
+    image = TiledView(sizes, dtype.get_id(), [TILE] * len(sizes)) if tiled else Factory.allocate(sizes, dtype)
+    image.set_axes_interpretation("".join(letters))
+    image[...] = values
+    image = image.to_disk() if kind == "disk" else image
+    return zarnik.ImageViewProvider.to_read_only(image) if kind == "read-only" else image
+
+
+def converted(values, dtype):
+    if dtype.kind == "f":
+        return values.astype(dtype).astype("f8")
+    return numpy.clip(numpy.rint(values), numpy.iinfo(dtype).min, numpy.iinfo(dtype).max)
+
+
+class Chain:
+    """Adapters over a random source; `cells` are the places of the elements in `values`, its elements one by one."""
+
+    def __init__(self, random, kind, length=8, may_convert=True):
+        self.random, self.may_convert = random, may_convert
+        rank, has_pixels = random.integers(1, 6), kind != "array" and random.random() < 0.5
+        axes = "TZYXC" if rank == 5 else "TZYX"[-rank:]
+        shape = [0 if random.random() < 0.03 else random.integers(1, 5 if rank > 3 else 8) for _ in axes]
+        if has_pixels and "C" not in axes:
+            axes, shape = axes + "C", [*shape, random.integers(2, 5)]
+        else:
+            has_pixels = False
+        self.values = random.integers(0, 200, shape).astype(random.choice(DTYPES))
+        self.source = self.image = source_of(kind, self.values, axes, has_pixels)
+        self.source_rank = rank
+        self.cells = numpy.arange(self.values.size).reshape(shape)
+        self.has_pixels, self.conversions = has_pixels, []
+        self.is_written = self.source.support(ImageCapability.WRITE)
+        for _ in range(random.integers(1, length + 1)):
+            self.extend()
+
+    def extend(self):
+        """Adds an adapter that the image allows."""
+        random, image, axes = self.random, self.image, self.image.axes
+        moving = axes[:-1] if self.has_pixels else axes
+        has_channels = axes.endswith("C") and len(axes) > 1 and self.cells.shape[-1] > 0
+        step = random.integers(0, 7 + 2 * self.may_convert)
+        if step < 2:
+            keys = [self.key(extent) for extent in self.cells.shape[: len(moving)]]
+            keys[random.integers(len(keys))] = slice(None)
+            self.image, self.cells = image.crop(*keys), self.cells[tuple(keys)]
+        elif step == 2:
+            axis = random.integers(len(moving))
+            self.image, self.cells = image.flip(moving[axis]), numpy.flip(self.cells, axis)
+        elif step == 3:
+            count, self.is_written = int(random.integers(1, 4)), False
+            steps = tuple(slice(None, None, count if letter in "XYZ" else 1) for letter in axes)
+            self.image, self.cells = image.subsample(count), self.cells[steps]
+        elif step == 4:
+            order = random.permutation(len(moving))
+            self.image = image.transpose("".join(moving[axis] for axis in order))
+            self.cells = self.cells.transpose(*order, *range(len(moving), len(axes)))
+        elif step == 5 and has_channels:
+            channel = int(random.integers(self.cells.shape[-1]))
+            self.image, self.cells, self.has_pixels = image.channel(channel), self.cells[..., channel], False
+        elif step == 6 and has_channels:
+            change = Factory.disassemble_channels if self.has_pixels else Factory.assemble_channels
+            # One component alone makes no axis of components.
+            if self.cells.shape[-1] > 1:
+                self.image, self.has_pixels = change(image), not self.has_pixels
+        elif step > 6:
+            before, dtype = image.dtype, random.choice(DTYPES)
+            scale, offset = 1, 0
+            if step == 7:
+                self.image = image.astype(dtype)
+            else:
+                # Powers of two, which are exact in both directions.
+                scale, offset = random.choice([-1, 1]) * 2.0 ** random.integers(-2, 3), int(random.integers(16))
+                self.image = image.rescale((0, 64), (offset, offset + 64 * scale), dtype)
+            self.conversions.append((before, dtype, scale, offset))
+
+    def key(self, extent):
+        first, last = sorted(self.random.integers(0, extent + 1, 2))
+        return int(first) if first < extent and self.random.random() < 0.2 else slice(first, last) if last else slice(0)
+
+    def expected(self):
+        found = self.values.ravel()[self.cells].astype("f8")
+        for _, after, scale, offset in self.conversions:
+            found = converted(found * scale + offset, after)
+        return found
+
+    def stored(self, values):
+        """What becomes of elements that are written."""
+        values = values.astype("f8")
+        for before, _, scale, offset in reversed(self.conversions):
+            values = converted((values - offset) / scale, before)
+        return values
+
+    def part(self):
+        """A key of whole pixels, which is all that can be written through conversions."""
+        moving = self.cells.shape[: self.cells.ndim - self.has_pixels]
+        return tuple(slice(*sorted(self.random.integers(0, extent + 1, 2))) for extent in moving)
+
+
+def chains(kind, count, **options):
+    for seed in range(count):
+        chain = Chain(numpy.random.default_rng([SEED, seed]), kind, **options)
+        assert chain.image.shape == chain.cells.shape, (seed, chain.image)
+        yield seed, chain
+
+
+@pytest.mark.parametrize("kind", SOURCES)
+def test_chains_read_and_write_what_numpy_does(kind):
+    for seed, chain in chains(kind, 250):
+        image, part = chain.image, chain.part()
+        expected = chain.expected()
+        assert_array_equal(image.to_numpy(), expected, f"{seed} {image}")
+        assert_array_equal(image[part], expected[part], f"{seed} {image}")
+        if expected.size:
+            index = tuple(chain.random.integers(0, expected.shape))
+            assert_array_equal(image[index], expected[index], f"{seed} {image}")
+        assert image.support(ImageCapability.WRITE) is chain.is_written
+        written = chain.random.integers(0, 100, expected[part].shape)
+        if chain.is_written:
+            image[part] = written
+            numpy.put(chain.values, chain.cells[part], chain.stored(written))
+            assert_array_equal(chain.source.to_numpy(), chain.values, f"{seed} {image}")
+        elif written.size:
+            with pytest.raises(zarnik.NotImplemented):
+                image[part] = written
+
+
+@pytest.mark.parametrize("kind", SOURCES)
+def test_chains_over_memory_are_shared(kind):
+    shared = 0
+    for seed, chain in chains(kind, 100, may_convert=False):
+        if chain.image.support(ImageCapability.MEMORY_ACCESS) and chain.cells.size:
+            shared += 1
+            array = chain.image.to_numpy(copy=False)
+            chain.source[...] = changed = chain.random.integers(0, 100, chain.values.shape)
+            assert_array_equal(array, changed.ravel()[chain.cells], f"{seed} {chain.image}")
+    assert (shared > 10) == (kind in ("memory", "strided"))
+
+
+def test_reading_asks_the_source_for_no_more_than_it_needs():
+    for seed, chain in chains("tiled", 300):
+        before, part = TiledView.touched(), chain.part()
+        chain.image[part]
+        needed = numpy.array(numpy.unravel_index(chain.cells[part].ravel(), chain.values.shape))[: chain.source_rank]
+        box = numpy.prod(numpy.ptp(needed, axis=1) + 1) if needed.size else 0
+        # Of components that are an axis with steps, each is read on its own.
+        times = chain.values.shape[-1] if chain.values.ndim > chain.source_rank else 1
+        assert TiledView.touched() - before <= box * times, (seed, chain.image)
+
+
+def test_tiles_are_the_parts_of_the_sources_tiles():
+    for seed, chain in chains("tiled", 300):
+        tiling, image = chain.image.tiling_info(), chain.image
+        letters = [letter for letter in "XYZCT" if letter in image.axes[: image.ndim - chain.has_pixels]]
+        of_source, covered = [], 0
+        for tile in range(tiling.tile_count()):
+            region = tiling.tile_region(tile)
+            sizes = dict(zip(letters, region.get_size()))
+            assert all(size <= most for size, most in zip(region.get_size(), tiling.max_tile_size()))
+            places = {
+                letter: slice(first, first + sizes[letter]) for letter, first in zip(letters, region.get_origin())
+            }
+            key = tuple(places.get(letter, slice(None)) for letter in image.axes)
+            assert_array_equal(tiling.read_tile(tile), image[key], f"{seed} {image}")
+            # Pixels may be assembled of several tiles: their first components are of one.
+            cells = chain.cells[key][..., 0] if chain.has_pixels else chain.cells[key]
+            index = numpy.unravel_index(cells.ravel(), chain.values.shape)[: chain.source_rank]
+            (place,) = set(zip(*(numpy.array(index) // TILE).tolist()))
+            of_source.append(place)
+            covered += chain.cells[key].size
+        # All elements once, and no tile of the source in two of the view's.
+        assert covered == chain.cells.size
+        assert len(set(of_source)) == len(of_source) == tiling.tiling_grid().indexer().element_count()
+        with pytest.raises(zarnik.Error):
+            tiling.tile_region(tiling.tile_count())
