@@ -7,6 +7,8 @@ import weakref
 
 import numpy
 import pytest
+from hypothesis import given
+from hypothesis import strategies as st
 from numpy.testing import assert_array_equal
 
 import zarnik
@@ -124,6 +126,38 @@ def test_rows(frame):
     assert_array_equal(frame["area"], [1.5, 7, 8, 2.5, 3.5, 9])
     frame.insert(-1, frame)
     assert frame["count"].tolist() == [1, 5, 6, 2, 3, 1, 5, 6, 2, 3, 4, 4]
+
+
+@given(data=st.data())
+def test_random_changes_are_those_of_lists(data):
+    model, rows = {"n": [1, -2, 3], "t": ["", "é€😀", "n\0l"]}, 3
+    frame = make(model)
+    for _ in range(data.draw(st.integers(1, 30))):
+        first, count = data.draw(st.integers(0, rows)), data.draw(st.integers(0, 20))
+        step = data.draw(st.sampled_from(["add", "remove", "drop", "new", "write"]))
+        name = data.draw(st.sampled_from(list(model)))
+        cells = ["x" * count * 100 if name[0] == "t" else count] * count
+        if step == "add":
+            frame.add_rows(first, count)
+            rows += count
+            for column in model:
+                model[column][first:first] = ["" if column[0] == "t" else 0] * count
+        elif step == "remove":
+            count = min(count, rows - first)
+            frame.remove_rows(first, count)
+            rows -= count
+            for column in model.values():
+                del column[first : first + count]
+        elif step == "drop" and len(model) > 1:
+            del frame[name], model[name]
+        elif step == "new" and (made := f"{name[0]}{first}-{count}") not in model:
+            frame.add_column(made, str if name[0] == "t" else "i8")
+            model[made] = ["" if name[0] == "t" else 0] * rows
+        elif step == "write":
+            part = cells[: rows - first]
+            frame.write(name, part if name[0] == "t" else numpy.array(part, "i8"), first)
+            model[name][first : first + len(part)] = part
+        assert {name: list(values) for name, values in frame.to_dict().items()} == model
 
 
 def test_rows_that_are_refused(frame):

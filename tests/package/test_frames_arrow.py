@@ -1,5 +1,7 @@
 """Tables to and from other libraries, each of which is tried where it is installed."""
 
+import copy
+import decimal
 import gc
 import threading
 
@@ -9,6 +11,7 @@ import pytest
 from numpy.testing import assert_array_equal
 
 import zarnik
+from support.expect import raises
 
 DTYPES = ["u1", "i1", "u2", "i2", "u4", "i4", "u8", "i8", "f4", "f8"]
 TEXTS = ["", "é€😀", "more than twelve bytes of text"]
@@ -50,10 +53,31 @@ def test_a_stream_is_taken_once(frame):
         def __arrow_c_stream__(self, requested_schema=None):
             return self.stream
 
-    assert_same(zarnik.DataFrameView.from_arrow(Once()), frame)
+    expected, address = copy.copy(frame), frame["f8"].ctypes.data
+    del frame["f8"]
+    back = zarnik.DataFrameView.from_arrow(Once())
+    assert_same(back, expected)
+    assert back["f8"].ctypes.data == address
     Once.stream = 5
     with pytest.raises(ValueError, match="PyCapsule"):
         zarnik.DataFrameView.from_arrow(Once())
+
+
+def test_tables_without_rows_or_columns_and_some_that_cannot_pass(frame):
+    rows_alone, nothing = zarnik.DataFrameViewFactory.allocate(), zarnik.DataFrameViewFactory.allocate()
+    rows_alone.add_rows(0, 4)
+    frame.remove_rows(0, 3)
+    for empty in (frame, rows_alone, nothing):
+        assert_same(zarnik.DataFrameView.from_arrow(empty), empty)
+        assert zarnik.DataFrameView.from_arrow(empty).shape == empty.shape
+    rows_alone["a\0b"] = [1, 2, 3, 4]
+    raises(zarnik.Error, "zero character", rows_alone.__arrow_c_stream__)
+    nothing.add_column("odd", zarnik.DataType(zarnik.PrimitiveTypeId.UNSIGNED_INTEGER, 24, 1))
+    raises(zarnik.Error, r'"odd" of type \(UNSIGNED_INTEGER, 24 bits', nothing.__arrow_c_stream__)
+    cells = nanoarrow.c_array_from_buffers(nanoarrow.int32(), 3, [None, None], validation_level="none")
+    schema = nanoarrow.struct({"n": nanoarrow.int32()})
+    short = nanoarrow.c_array_from_buffers(schema, 3, [None], children=[cells], validation_level="none")
+    raises(zarnik.Error, '"n" of the Arrow stream has fewer', zarnik.DataFrameView.from_arrow, nanoarrow.Array(short))
 
 
 def test_another_reader_and_writer_of_the_interface(frame):
@@ -81,6 +105,28 @@ def test_pyarrow(frame):
     assert back["text"] == TEXTS[1:] + TEXTS[:2]
     assert back["i8"].tolist() == [2, 100, 1, 2]
     assert_same(zarnik.DataFrameView.from_arrow(table.slice(3)), zarnik.DataFrameView.from_arrow(doubled.slice(9)))
+
+
+def test_batches_offsets_and_kinds_of_texts():
+    pyarrow = pytest.importorskip("pyarrow")
+    numbers = pyarrow.field("n", "int32", metadata={"other": "x", "unit": "mm"})
+    kinds = pyarrow.string(), pyarrow.large_string(), pyarrow.string_view()
+    schema = pyarrow.schema([numbers, *(pyarrow.field(str(kind), kind) for kind in kinds)])
+    texts = [None, "abc", TEXTS[2], "", "é€😀"]
+    before = pyarrow.total_allocated_bytes()
+    table = pyarrow.table([[None, 1, 2, 3, 4], texts, texts, texts], schema=schema)
+    parts = pyarrow.concat_tables([table.slice(1, 2), table.slice(4), table.slice(2, 2)])
+    for expected in (parts, table.slice(2)):
+        back = zarnik.DataFrameView.from_arrow(expected)
+        assert [dict(row) for row in back.rows()] == expected.to_pylist()
+        assert dict(back.units) == {"n": "mm", **dict.fromkeys(map(str, kinds), "")}
+    # A single batch is kept as long as it is used.
+    column = back["n"]
+    del back, table, parts, expected
+    gc.collect()
+    assert column.tolist() == [2, 3, 4] and pyarrow.total_allocated_bytes() > before
+    del column
+    assert pyarrow.total_allocated_bytes() == before
 
 
 def test_streams_that_python_fills(frame):
@@ -114,6 +160,11 @@ def test_pyarrow_types_that_a_table_cannot_hold():
         (pyarrow.array([0], pyarrow.timestamp("us")), "timestamp"),
         (pyarrow.array([0], pyarrow.date32()), "date"),
         (pyarrow.array([0], pyarrow.duration("s")), "duration"),
+        (pyarrow.array([(1, 2, 3)], pyarrow.month_day_nano_interval()), "interval"),
+        (pyarrow.array([0], pyarrow.time32("ms")), "time "),
+        (pyarrow.array([[1, 2, 3]], pyarrow.list_(pyarrow.int64(), 3)), "fixed-size list"),
+        (pyarrow.array([decimal.Decimal(1)]), "decimal"),
+        (pyarrow.nulls(1), "null"),
         (pyarrow.array([True]), "boolean"),
         (pyarrow.array([b"x"]), "binary"),
         (pyarrow.array(["a"]).dictionary_encode(), "dictionary encoded"),

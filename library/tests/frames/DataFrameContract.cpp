@@ -5,7 +5,6 @@
 #include "zarnik/views/ViewOriginExtension.h"
 
 #include <gmock/gmock.h>
-#include <random>
 
 namespace zarnik::test {
 namespace {
@@ -188,82 +187,6 @@ TEST_P(DataFrameContract, TakesANewShape) {
   std::vector<DataType> const types{DataTypeId::UTF8_STRING, DataTypeId::INT32};
   frame->reshape({2, 3}, names.data(), types.data());
   expectTable(*frame, {{"t", "", Texts(3)}, {"n", "", Numbers(3)}}, 3);
-}
-
-// Random changes, each done to a plain model too.
-TEST_P(DataFrameContract, FollowsAModelThroughRandomChanges) {
-  if (!offers(RESHAPE) || !offers(WRITE))
-    GTEST_SKIP();
-  auto const seed = std::random_device()();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  std::mt19937 random(seed);
-  auto const below = [&](size_t limit) { return std::uniform_int_distribution<size_t>(0, limit - 1)(random); };
-  auto model = sample();
-  auto const frame = GetParam().make(model);
-  size_t rows = 5;
-  for (int step = 0; step < 400; ++step) {
-    auto const offset = below(rows + 1);
-    switch (below(model.size() < 6 ? 6 : 5)) {
-    case 0: {
-      auto const count = below(20);
-      frame->addRows(offset, count);
-      rows += count;
-      for (auto & column : model)
-        std::visit([&](auto & cells) { cells.insert(cells.begin() + static_cast<long>(offset), count, {}); },
-                   column.cells);
-      break;
-    }
-    case 1: {
-      auto const count = below(rows - offset + 1);
-      frame->removeRows(offset, count);
-      rows -= count;
-      for (auto & column : model)
-        std::visit(
-            [&](auto & cells) {
-              auto const first = cells.begin() + static_cast<long>(offset);
-              cells.erase(first, first + static_cast<long>(count));
-            },
-            column.cells);
-      break;
-    }
-    case 2:
-      if (model.size() > 1) {
-        auto const column = below(model.size());
-        frame->removeColumn(column);
-        model.erase(model.begin() + static_cast<long>(column));
-      }
-      break;
-    case 5: {
-      auto const name = "column " + std::to_string(step);
-      bool const isText = below(2) == 0;
-      frame->addColumn(name, isText ? DataTypeId::UTF8_STRING : DataTypeId::INT32);
-      model.push_back({name, "", {}});
-      if (isText)
-        model.back().cells = Texts(rows);
-      else
-        model.back().cells = Numbers(rows);
-      break;
-    }
-    default: {
-      auto const index = below(model.size());
-      auto const count = below(rows - offset + 1);
-      if (auto * const texts = std::get_if<Texts>(&model[index].cells)) {
-        Texts values;
-        for (size_t i = 0; i < count; ++i)
-          values.emplace_back(below(2000), static_cast<char>('a' + step % 26));
-        frame->write(index, offset, count, values.data());
-        std::copy(values.begin(), values.end(), texts->begin() + static_cast<long>(offset));
-      } else {
-        Numbers values(count, step);
-        frame->write(index, offset, count, values.data());
-        auto & numbers = std::get<Numbers>(model[index].cells);
-        std::copy(values.begin(), values.end(), numbers.begin() + static_cast<long>(offset));
-      }
-    }
-    }
-    ASSERT_NO_FATAL_FAILURE(expectTable(*frame, model, rows)) << "step " << step;
-    ASSERT_FALSE(HasFailure()) << "step " << step;
-  }
 }
 
 } // namespace zarnik::test

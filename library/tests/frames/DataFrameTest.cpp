@@ -1,5 +1,6 @@
 #include "frames/DataFrameContract.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/frames/Arrow.h"
 #include "zarnik/frames/DataFrameViewFactory.h"
 #include "zarnik/views/ColumnUnitExtension.h"
 #include "zarnik/views/ViewOriginExtension.h"
@@ -143,6 +144,24 @@ TEST(DataFrame, HasRowsForTheAsking) {
   std::string text = "x";
   frame->read(1, rows - 1, 1, &text);
   EXPECT_EQ(text, "");
+}
+
+TEST(Arrow, LetsChildrenMoveAway) {
+  ArrowArrayStream stream{};
+  ArrowInterface::exportStream(inMemory({{"n", "", Numbers{1, -2, 3}}}), &stream);
+  ArrowArray batch{};
+  ASSERT_EQ(stream.get_next(&stream, &batch), 0);
+  auto column = *batch.children[0];
+  batch.children[0]->release = nullptr;
+  batch.release(&batch);
+  EXPECT_FALSE(batch.release);
+  auto const * const cells = static_cast<int32_t const *>(column.buffers[1]);
+  EXPECT_EQ(std::vector(cells, cells + 3), (Numbers{1, -2, 3}));
+  column.release(&column);
+  // The stream is at its end.
+  EXPECT_EQ(stream.get_next(&stream, &batch), 0);
+  EXPECT_FALSE(batch.release);
+  stream.release(&stream);
 }
 
 TEST(DataFrameUnits, LiveOnAsAnExtension) {
