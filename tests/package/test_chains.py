@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import io
 import os
 
 import numpy
@@ -15,7 +16,7 @@ from zarnik import ImageViewFactory as Factory
 
 DTYPES = [numpy.dtype(name) for name in ("u1", "i2", "u2", "f4", "f8")]
 KINDS = {"f": "FLOATING_POINT", "i": "SIGNED_INTEGER", "u": "UNSIGNED_INTEGER"}
-SOURCES = ("memory", "strided", "read-only", "disk", "array", "tiled")
+SOURCES = ("memory", "strided", "read-only", "disk", "accessor", "array", "tiled")
 SEED = int(os.environ.get("ZARNIK_TEST_SEED", 20261122))
 TILE = 3
 
@@ -34,8 +35,13 @@ def source_of(kind, values, axes, has_pixels):
     dtype = zarnik.DataType(zarnik.PrimitiveTypeId[KINDS[values.dtype.kind]], values.itemsize * 8, count)
     letters = [letter for letter in "XYZCT" if letter in axes and not (has_pixels and letter == "C")]
     sizes = [values.shape[axes.index(letter)] for letter in letters]
-    tiled = kind == "tiled"
-    image = TiledView(sizes, dtype.get_id(), [TILE] * len(sizes)) if tiled else Factory.allocate(sizes, dtype)
+    if kind == "tiled":
+        image = TiledView(sizes, dtype.get_id(), [TILE] * len(sizes))
+    elif kind == "accessor":
+        access = zarnik.open_random(io.BytesIO(bytes(values.nbytes)), mode="r+")
+        image = Factory.from_random_access(access, zarnik.MemoryLayout.C, sizes, dtype)
+    else:
+        image = Factory.allocate(sizes, dtype)
     image.set_axes_interpretation("".join(letters))
     image[...] = values
     image = image.to_disk() if kind == "disk" else image

@@ -176,6 +176,7 @@ def test_channels_and_stacks():
 def test_uniform_and_properties():
     image = zarnik.uniform((2**20, 2**20, 3), 7, "uint16", axes="ZYX")
     assert image.shape == (2**20, 2**20, 3)
+    assert image.view_origin().data_origin() is zarnik.ViewDataOrigin.GENERATED
     assert image[2**20 - 1, 0].tolist() == [7, 7, 7]
     changed = image.with_properties(spacing=[1.0, 2.0, 3.0], unit="mm", metadata={"scan": {"a": 1}})
     assert (list(changed.get_spatial_spacing()), changed.get_spatial_unit()) == ([1, 2, 3], "mm")

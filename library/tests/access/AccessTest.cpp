@@ -179,19 +179,5 @@ TEST(Access, GrowsBySharingNoMemory) {
   EXPECT_EQ(Bytes(memory, memory + access->size()), expected);
 }
 
-TEST(Access, OpensByUri) {
-  auto const path = scratchFile(ramp(10));
-  auto encoded = path;
-  encoded.replace(encoded.find(' '), 1, "%20");
-  for (auto const & uri : {"file://" + encoded, "file://localhost" + encoded, "FILE:" + path})
-    EXPECT_EQ(RandomAccessFactory::openURIRead(uri)->size(), 10u) << uri;
-  EXPECT_EQ(StreamAccessFactory::openURIWrite("file://" + encoded)->write("abc", 3), 3u);
-  EXPECT_EQ(std::filesystem::file_size(path), 3u);
-  for (std::string const uri : {"/no/scheme", "", "file://elsewhere/x", "file:///with%00null"}) {
-    EXPECT_THROW(RandomAccessFactory::openURIRead(uri), InvalidArgument) << uri;
-    EXPECT_THROW(StreamAccessFactory::openURIWrite(uri), InvalidArgument) << uri;
-  }
-}
-
 } // namespace
 } // namespace zarnik::test

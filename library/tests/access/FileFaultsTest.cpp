@@ -39,26 +39,6 @@ private:
   rlimit before_{};
 };
 
-TEST(FileFaults, NamePathOperationAndReason) {
-  auto const folder = scratchFolder();
-  auto const missing = (folder / "missing").string();
-  auto const deep = (folder / "no folder" / "file").string();
-  auto const pipe = (folder / "pipe").string();
-  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  for (auto const open : {&StreamAccessFactory::openFileRead, &StreamAccessFactory::openFile}) {
-    EXPECT_THAT(messageOf([&] { open(missing); }), AllOf(HasSubstr("cannot open \"" + missing), HasSubstr("reading"),
-                                                         HasSubstr("No such file or directory")));
-    EXPECT_THAT(messageOf([&] { open(folder); }), HasSubstr("Is a directory"));
-    EXPECT_THAT(messageOf([&] { open(pipe); }), HasSubstr("not a regular file"));
-    EXPECT_THROW(open(""), InvalidArgument);
-    EXPECT_THROW(open(std::string("/etc/host\0name", 14)), InvalidArgument);
-  }
-  EXPECT_THAT(messageOf([&] { StreamAccessFactory::openFileWrite(deep); }),
-              AllOf(HasSubstr(deep), HasSubstr("for writing"), HasSubstr("No such file or directory")));
-  EXPECT_THAT(messageOf([&] { StreamAccessFactory::openFileWrite(pipe); }), HasSubstr("cannot open"));
-  EXPECT_FALSE(std::filesystem::exists(missing));
-}
-
 TEST(FileFaults, FilesMayBeForbidden) {
   if (::geteuid() == 0)
     GTEST_SKIP() << "nothing is forbidden to root";

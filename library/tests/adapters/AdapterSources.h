@@ -12,13 +12,6 @@
 
 namespace zarnik::test {
 
-inline VectorXu64 without(VectorXu64 const & vector, size_t axis) {
-  VectorXu64 result(vector.size() - 1);
-  for (size_t n = 0; n < result.size(); ++n)
-    result[n] = vector[n + (n >= axis)];
-  return result;
-}
-
 /// A source of an adapter, and its samples without going through a view.
 struct Source {
   Image view;

@@ -13,17 +13,6 @@ namespace {
 
 using test::messageOf;
 
-TEST(RegionCopier, MovesARegionBetweenOriginsAndStrides) {
-  std::vector<uint16_t> const source{0, 1, 2, 10, 11, 12}; // 3 columns, 2 rows
-  // The same picture upside down: the origin is the last row and the row stride is negative.
-  DataType const type(DataTypeId::UINT16);
-  Indexer const upsideDown({3, 2}, type, VectorXu64{2, uint64_t{0} - 6}, VectorXu64{0, 1});
-  std::vector<uint16_t> destination(8, 99);
-  RegionCopier const copier(upsideDown, Indexer({4, 2}, type, MemoryLayout::C), {1, 0}, {2, 0}, {2, 2}, type);
-  copier.copy(source.data() + 3, destination.data());
-  EXPECT_THAT(destination, testing::ElementsAre(99, 99, 99, 99, 11, 1, 12, 2));
-}
-
 TEST(RegionCopier, RefusesWhatDoesNotFitAndNamesIt) {
   DataType const type(DataTypeId::UINT16);
   auto const message = [&](VectorXu64 const & sourceOrigin, VectorXu64 const & destinationOrigin,

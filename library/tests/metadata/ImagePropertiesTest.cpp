@@ -9,28 +9,6 @@
 using namespace zarnik;
 using testing::HasSubstr;
 
-TEST(SpatialCalibrationProperty, ComparesEveryPart) {
-  SpatialCalibrationProperty const base({1, 2, 3}, {4, 5, 6}, SpatialDirections(), "mm");
-  SpatialDirections const turned({0, 0, 1}, {0, 1, 0});
-  for (auto const & other : {SpatialCalibrationProperty({1, 2, 4}, {4, 5, 6}, SpatialDirections(), "mm"),
-                             SpatialCalibrationProperty({1, 2, 3}, {4, 5, 7}, SpatialDirections(), "mm"),
-                             SpatialCalibrationProperty({1, 2, 3}, {4, 5, 6}, turned, "mm"),
-                             SpatialCalibrationProperty({1, 2, 3}, {4, 5, 6}, SpatialDirections(), "um")})
-    EXPECT_NE(other, base);
-}
-
-TEST(ImageInfoProperty, DefaultsFollowTheType) {
-  ImageInfoProperty const info(ImageTypeId::VOLUME, DataTypeId::VEC3_UINT16);
-  EXPECT_EQ(info.bitDepth(), 16u);
-  EXPECT_EQ(info.valueRange(), Vector2d({0, 65535}));
-  EXPECT_EQ(ImageInfoProperty(DataTypeId::FLOAT).valueRange(), Vector2d({0, 1}));
-  EXPECT_EQ(ImageInfoProperty(DataTypeId::UTF8_STRING).valueRange(), Vector2d({0, 0}));
-  EXPECT_EQ(ImageInfoProperty(DataType()).bitDepth(), 0u);
-  EXPECT_FALSE(ImageInfoProperty(ImageTypeId::IMAGE_SEQUENCE, DataTypeId::VEC3_UINT16) == info);
-  EXPECT_EQ(ImageInfoProperty::channelCount(ImageInterpretation::HSV), 3u);
-  EXPECT_EQ(ImageInfoProperty::channelCount(ImageInterpretation::MULTISPECTRAL), 0u);
-}
-
 using Change = std::function<void(ImageProperties &)>;
 
 Change colours(ImageInterpretation interpretation, bool alpha = false) {

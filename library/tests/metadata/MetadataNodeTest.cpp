@@ -149,33 +149,6 @@ TEST(MetadataNodeIterator, StaysAtItsPlaceWhileChildrenChange) {
   EXPECT_EQ(walker, parent->end());
 }
 
-TEST(MetadataNodeIterator, RemovesWhatItWalksOver) {
-  auto const parent = node("parent");
-  for (int i = 0; i < 1000; ++i)
-    parent->addChild(node(std::to_string(i)));
-  for (auto walker = parent->begin(); walker != parent->end(); walker.next())
-    if (auto const key = walker.value()->key(); std::stoi(key) % 2 == 0)
-      parent->removeChild(key);
-  EXPECT_EQ(parent->childCount(), 500u);
-  EXPECT_EQ(keysBelow(*parent)[499], "999");
-}
-
-TEST(MetadataNode, CountedDestruction) {
-  auto root = nodeWith({"a", "b"});
-  std::weak_ptr<MetadataNode> const a = root->child("a");
-  auto const b = root->child("b");
-  auto walker = root->begin();
-  root.reset();
-  EXPECT_FALSE(a.expired()) << "the iterator keeps the children";
-  walker = MetadataNodeIterator();
-  EXPECT_TRUE(a.expired());
-  EXPECT_EQ(b.use_count(), 1);
-  // The dead parent no longer counts: b is a root again.
-  auto const below = nodeWith({});
-  below->addChild(b);
-  EXPECT_THAT(keysBelow(*below), ElementsAre("b"));
-}
-
 class LargeMetadata : public testing::TestWithParam<bool> {};
 
 // Minutes if any step were quadratic, a crash if one recursed.
@@ -245,22 +218,6 @@ TEST(MetadataNode, PrintsATree) {
                                   "]\n"
                                   "  \"b\\nc\" = \"line\\n\\\"two\\\"\"\n"
                                   "  d = 0.5");
-}
-
-TEST(MetadataNodeHelper, ExistingNodesInBetweenStayAndTheLastIsMadeAnew) {
-  auto const root = node("root");
-  MetadataNodeHelper::createPath(root, "MRC/ext/pixelSize", nullptr);
-  auto const ext = root->child("MRC")->child("ext");
-  auto const pixelSize = ext->child("pixelSize");
-  EXPECT_EQ(MetadataNodeHelper::getNode(root, "MRC\\ext/pixelSize"), pixelSize);
-  EXPECT_EQ(MetadataNodeHelper::getNode(root, ""), root);
-  EXPECT_FALSE(MetadataNodeHelper::exists(nullptr, "MRC"));
-
-  MetadataNodeHelper::createPath(root, "/MRC/ext/pixelSize", nullptr);
-  EXPECT_EQ(root->child("MRC")->child("ext"), ext);
-  EXPECT_NE(ext->child("pixelSize"), pixelSize);
-  EXPECT_THAT([&] { MetadataNodeHelper::createPath(root, "//", nullptr); }, ThrowsMessage<Error>(HasSubstr("'//'")));
-  EXPECT_THROW(MetadataNodeHelper::createPath(nullptr, "a", nullptr), Error);
 }
 
 // Two children that are one node, on each of many levels: spelled out that would be 2^60 lines.

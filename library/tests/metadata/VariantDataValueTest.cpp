@@ -72,12 +72,3 @@ TEST(VariantDataValue, IntegersAreReadWholeOrRefused) {
   EXPECT_THROW(Converter::toDouble(*Factory::create("1")), InvalidArgument);
   EXPECT_THROW(Converter::toInt64(*value, 1), InvalidArgument);
 }
-
-TEST(VariantDataValue, NothingToCopyIsRefused) {
-  uint8_t const byte = 1;
-  char const * texts[] = {"a", nullptr};
-  EXPECT_THROW(Factory::create(&byte, 0), InvalidArgument);
-  EXPECT_THROW(Factory::create(static_cast<double const *>(nullptr), 2), InvalidArgument);
-  EXPECT_THROW(Factory::create(static_cast<char const *>(nullptr)), InvalidArgument);
-  EXPECT_THAT([&] { Factory::create(texts, 2); }, ThrowsMessage<InvalidArgument>(HasSubstr("string 1 of 2")));
-}

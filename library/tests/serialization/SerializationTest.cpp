@@ -147,21 +147,6 @@ TEST(Serialization, ManyNodesInAChainOrSharedCostNoRecursionAndNoExponentialTime
   }
 }
 
-TEST(Serialization, AnArrayOfAnyLayoutKeepsItsElements) {
-  VectorXu64 const shape{3, 4};
-  for (auto const & indexer :
-       {Indexer(shape, DataTypeId::INT16, MemoryLayout::C), Indexer(shape, DataTypeId::INT16, MemoryLayout::FORTRAN),
-        Indexer(shape, DataTypeId::INT16, VectorXu64{4, 14})}) {
-    ArrayXi16 array(indexer);
-    for (uint64_t x = 0; x != 3; ++x)
-      for (uint64_t y = 0; y != 4; ++y)
-        array.setAt({x, y}, static_cast<int16_t>(10 * x + y));
-    auto const pipe = std::make_shared<Pipe>(SIZE_MAX);
-    Serialization::encodeArrayXi16(array, pipe);
-    EXPECT_EQ(Serialization::decodeArrayXi16(pipe), array);
-  }
-}
-
 TEST(ImageWriter, StoresBlockByBlockWhatTheEncoderStoresAtOnce) {
   auto const image = counting({300, 1000, 5});
   auto const whole = std::make_shared<Pipe>(SIZE_MAX), parts = std::make_shared<Pipe>(5000);
@@ -203,35 +188,6 @@ TEST(Serialization, AFullStreamIsAnErrorThatTellsHowFarItWent) {
   auto const image = ImageViewFactory::allocate({100}, DataTypeId::DOUBLE);
   EXPECT_THAT([&] { Serialization::encodeImageView(image, std::make_shared<Pipe>(SIZE_MAX, 600)); },
               testing::ThrowsMessage<Error>(testing::HasSubstr("600 were written")));
-}
-
-TEST(Serialization, TablesOfManyRowsKeepNamesUnitsAndCells) {
-  std::string const names[] = {"area", "label"};
-  DataType const types[] = {DataTypeId::DOUBLE, DataTypeId::UTF8_STRING};
-  uint64_t const rows = 150'001;
-  auto const frame = DataFrameViewFactory::allocate({2, rows}, names, types);
-  frame->setUnit(0, "mm\u00b2");
-  std::vector<double> areas(rows);
-  std::iota(areas.begin(), areas.end(), -7.25);
-  std::vector<std::string> labels(rows);
-  for (size_t row = 0; row != rows; ++row)
-    labels[row] = row % 3 == 0 ? "" : std::string(row % 5, 'x') + std::to_string(row);
-  frame->write(0, 0, rows, areas.data());
-  frame->write(1, 0, rows, labels.data());
-  auto const pipe = std::make_shared<Pipe>(99'991);
-  Serialization::encodeDataFrameView(frame, pipe);
-  Serialization::encodeDataFrameView(DataFrameViewFactory::allocate(), pipe);
-  auto const decoded = Serialization::decodeDataFrameView(pipe);
-  EXPECT_EQ(Serialization::decodeDataFrameView(pipe)->shape(), Vector2u64({0, 0}));
-  ASSERT_EQ(decoded->shape(), frame->shape());
-  EXPECT_EQ(decoded->columnName(1), "label");
-  EXPECT_EQ(decoded->unit(0), "mm\u00b2");
-  std::vector<double> numbers(rows);
-  std::vector<std::string> texts(rows);
-  decoded->read(0, 0, rows, numbers.data());
-  decoded->read(1, 0, rows, texts.data());
-  EXPECT_EQ(numbers, areas);
-  EXPECT_EQ(texts, labels);
 }
 
 } // namespace

@@ -13,21 +13,6 @@
 namespace zarnik {
 namespace {
 
-TEST(Matrix, IsStoredAndPrintedRowByRow) {
-  auto m = Matrix3d::identity();
-  m.setAt(2, 0, 0.1);
-  EXPECT_EQ(m.data()[2], 0.1);
-  EXPECT_EQ(std::as_const(m).data(), m.data());
-  EXPECT_EQ(m.toString(), "((1, 0, 0.1), (0, 1, 0), (0, 0, 1))");
-}
-
-TEST(Region, EmptyOnesAreIdenticalAtOneOriginAndHaveItForMax) {
-  EXPECT_EQ(RegionXu64({1, 2}, {0, 5}), RegionXu64({1, 2}, {3, 0}));
-  EXPECT_NE(RegionXu64({1, 2}, {0, 5}), RegionXu64({1, 3}, {0, 5}));
-  EXPECT_EQ(Region2u64({2, 3}, {4, 0}).max(), (Vector2u64{2, 3}));
-  EXPECT_EQ(RegionXu64({2, 3}, {4, 0}).max(), (VectorXu64{2, 3}));
-}
-
 TEST(DataType, PropertiesThatDoNotFitAreRefused) {
   EXPECT_THROW(DataType(PrimitiveTypeId::UNKNOWN, 8, 256), InvalidArgument);
   EXPECT_THROW(DataType(static_cast<PrimitiveTypeId>(-1), 8, 1), InvalidArgument);
@@ -35,13 +20,6 @@ TEST(DataType, PropertiesThatDoNotFitAreRefused) {
   EXPECT_EQ(DataType(PrimitiveTypeId::UNSIGNED_INTEGER, 12, 1).toString(),
             "(UNSIGNED_INTEGER, 12 bits, 1 elements, RAW)");
   EXPECT_EQ(DataType().toString(), "UNKNOWN");
-}
-
-TEST(DataType, NumericTypesOfOneShapeAreConvertible) {
-  EXPECT_TRUE(DataType(DataTypeId::VEC3_INT16).isConvertibleTo(DataTypeId::VEC3_FLOAT));
-  EXPECT_TRUE(DataType().isConvertibleTo(DataType()));
-  EXPECT_FALSE(DataType(DataTypeId::VEC2_FLOAT).isConvertibleTo(DataTypeId::COMPLEX_FLOAT));
-  EXPECT_FALSE(DataType(DataTypeId::UTF8_STRING).isConvertibleTo(DataTypeId::UINT8));
 }
 
 TEST(ImageType, TakesDimensionsInAnyOrderAndRemovesByNameAndByPosition) {

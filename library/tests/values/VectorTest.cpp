@@ -23,18 +23,6 @@ TEST(Vector, TextIsShortestRoundTrip) {
   EXPECT_EQ(VectorXd().toString(), "()");
 }
 
-TEST(Vector, ListsAndPlacesAreChecked) {
-  EXPECT_THROW((Vector3u16{1, 2}), InvalidArgument);
-  auto const check = [](auto v) {
-    v.setAt(1, 9);
-    EXPECT_EQ(v.at(1), 9);
-    EXPECT_THROW(v.at(3), InvalidArgument);
-    EXPECT_THROW(v.setAt(3, 1), InvalidArgument);
-  };
-  check(Vector3u16{1, 2, 3});
-  check(VectorXu16{1, 2, 3});
-}
-
 // Six components are stored inside, seven outside: copies and moves between all sizes around the border.
 TEST(VectorX, CopiesAndMovesAcrossTheStorageBorder) {
   for (size_t from = 0; from != 10; ++from)
@@ -51,19 +39,6 @@ TEST(VectorX, CopiesAndMovesAcrossTheStorageBorder) {
       moved = self;
       EXPECT_EQ(VectorXu64(std::move(moved)), source);
     }
-}
-
-TEST(VectorX, SizesMustAgree) {
-  VectorXi32 const two{1, 2};
-  VectorXi32 three{1, 2, 3};
-  EXPECT_NE(two, three);
-  EXPECT_THROW(three += two, InvalidArgument);
-  EXPECT_THROW(three / two, InvalidArgument);
-  EXPECT_THROW((void)three.dot(two), InvalidArgument);
-  EXPECT_THROW((void)(three < two), InvalidArgument);
-  EXPECT_EQ(three, (VectorXi32{1, 2, 3}));
-  EXPECT_EQ(VectorXi32() + VectorXi32(), VectorXi32());
-  EXPECT_THROW(VectorXi32().normalize(), InvalidArgument);
 }
 
 TEST(VectorX, TextOfAnySizeIsShort) {

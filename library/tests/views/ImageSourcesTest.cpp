@@ -133,31 +133,6 @@ TEST(ImageOverAccess, WastesABoundedShareAndWritesNothingElse) {
     }
 }
 
-TEST(ImageOverAccess, AdaptedSamplesAreThoseOfTheSameImageInMemory) {
-  VectorXu64 const shape{13, 7, 5};
-  std::mt19937 random(20240602);
-  for (auto const layout : {MemoryLayout::C, MemoryLayout::FORTRAN})
-    for (int round = 0; round < 40; ++round) {
-      Traced traced(shape, DataTypeId::VEC3_UINT16, layout);
-      auto const memory = ImageViewFactory::copyInMemory(traced.image);
-      auto const region = randomRegion(shape, random);
-      VectorXu64 const steps{random() % 3 + 1, random() % 3 + 1, random() % 3 + 1};
-      auto const flipped = random() % 3, channel = random() % 4;
-      auto const adapt = [&](Image image) {
-        image = ImageViewFactory::extractRegion(std::move(image), region);
-        image = ImageViewFactory::flip(ImageViewFactory::everyNth(std::move(image), steps), flipped);
-        return channel == 3 ? image : ImageViewFactory::extractChannel(image, channel);
-      };
-      auto const ours = adapt(traced.image), theirs = adapt(memory);
-      auto samples = valuesOf(*theirs);
-      ASSERT_EQ(valuesOf(*ours), samples);
-      std::ranges::generate(samples, [&] { return static_cast<uint8_t>(random()); });
-      ours->writeRegion(whole(*ours), samples.data());
-      theirs->writeRegion(whole(*theirs), samples.data());
-      ASSERT_EQ(valuesOf(*traced.image), valuesOf(*memory));
-    }
-}
-
 TEST(ImageOverAccess, LargeRegionsGoThroughBlocks) {
   VectorXu64 const shape{700, 900, 3};
   Traced traced(shape, DataTypeId::UINT16, MemoryLayout::C);
@@ -233,42 +208,6 @@ TEST(ImageOnDisk, AChildOfForkLeavesItsParentsFile) {
   }
   ::waitpid(child, nullptr, 0);
   EXPECT_THAT(filesIn(folder), SizeIs(1));
-}
-
-TEST(ImageOnDisk, CopiesInChunksAndStopsWhenToldTo) {
-  auto const folder = scratchFolder();
-  Traced traced({300, 200, 30}, DataTypeId::UINT16, MemoryLayout::C);
-  traced.image->setSpatialUnit("mm");
-  traced.image->setMetadata(std::make_shared<MetadataNode>("scan", nullptr));
-  uint64_t told = 0;
-  auto const copy = ImageViewFactory::copyOnDisk(traced.image, folder, [&](uint64_t done, uint64_t total) {
-    EXPECT_EQ(total, 3'600'000u);
-    EXPECT_THAT(done - told, Le(1u << 20));
-    told = done;
-    return true;
-  });
-  EXPECT_EQ(told, 3'600'000u);
-  EXPECT_EQ(valuesOf(*copy), valuesOf(*traced.image));
-  EXPECT_EQ(copy->spatialUnit(), "mm");
-  EXPECT_EQ(copy->metadata()->key(), "scan");
-  EXPECT_EQ(copy->viewOrigin()->dataOrigin(), ViewDataOrigin::DRIVE);
-
-  auto const stop = [](uint64_t done, uint64_t) { return done < 1'500'000; };
-  EXPECT_THAT(messageOf([&] { ImageViewFactory::copyOnDisk(traced.image, folder, stop); }), HasSubstr("cancelled"));
-  EXPECT_THROW(ImageViewFactory::copyInMemory(traced.image, stop), Error);
-  EXPECT_THAT(filesIn(folder), SizeIs(1));
-}
-
-TEST(UniformImage, HasOneValueWhateverItsSize) {
-  auto const huge = uint64_t{1} << 20;
-  std::array<uint16_t, 3> const value{1, 2, 65535};
-  auto const image =
-      ImageViewFactory::uniform({huge, huge, huge}, DataTypeId::VEC3_UINT16, value.data(), nullptr, nullptr);
-  EXPECT_EQ(image->viewOrigin()->dataOrigin(), ViewDataOrigin::GENERATED);
-  std::array<uint16_t, 6> region{};
-  image->readRegion(RegionXu64({5, huge - 2, 0}, {1, 2, 1}), region.data());
-  EXPECT_THAT(region, ElementsAre(1, 2, 65535, 1, 2, 65535));
-  EXPECT_THROW(ImageViewFactory::uniform({1}, DataTypeId::UINT8, nullptr, nullptr, nullptr), InvalidArgument);
 }
 
 } // namespace

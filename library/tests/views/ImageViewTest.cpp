@@ -76,23 +76,6 @@ TEST(MemoryImage, StartsZeroedWithCopiesOfWhatItIsGiven) {
   EXPECT_EQ(ImageViewFactory::allocate({1, 2, 1, 2, 1, 2}, DataTypeId::UINT8)->axesInterpretation(), ImageType());
 }
 
-TEST(MemoryImage, RequestThatCannotBeMetIsAnErrorWithTheBytes) {
-  auto const refused = [](VectorXu64 const & shape, DataType dataType, char const * text) {
-    EXPECT_THAT(([&] { ImageViewFactory::allocate(shape, dataType); }), ThrowsMessage<Error>(HasSubstr(text)));
-  };
-  refused({1u << 30, 1u << 30}, DataTypeId::UINT16, "2305843009213693952 bytes");
-  refused({uint64_t{1} << 40, uint64_t{1} << 40}, DataTypeId::UINT8, "1099511627776");
-  refused({2, 2}, DataTypeId::UTF8_STRING, "not numeric");
-}
-
-TEST(MemoryImage, MemoryHandedOutOutlivesReshape) {
-  auto const image = ImageViewFactory::allocate({1000, 1000}, DataTypeId::UINT8);
-  auto * const memory = static_cast<uint8_t *>(image->buffer());
-  image->reshape({10}, DataTypeId::UINT8);
-  std::memset(memory, 1, 1000 * 1000);
-  EXPECT_EQ(memoryOf(*image), Bytes(10, 0));
-}
-
 TEST(MemoryImage, SharedSamplesAreThoseOfOneMoment) {
   auto const image = ImageViewFactory::allocate({4}, DataTypeId::UINT8);
   image->writeRegion(RegionXu64({0}, {4}), "\1\2\3\4");

@@ -22,24 +22,6 @@ using testing::ThrowsMessage;
 
 std::shared_ptr<ImageView> image(uint64_t width) { return ImageViewFactory::allocate({width, 2}, DataTypeId::UINT8); }
 
-TEST(MultiImage, IsMadeOfItsFramesAndKeepsCopiesOfMetadata) {
-  auto const set = MultiImageViewFactory::create();
-  auto const uid = set->viewOrigin()->uid();
-  set->addFrame(image(1));
-  set->addFrame(image(2));
-  set->setFrame(0, image(3));
-  EXPECT_EQ(set->viewOrigin()->uid(), uid);
-  EXPECT_EQ(set->viewOrigin()->parentCount(), 2u);
-  EXPECT_EQ(set->viewOrigin()->parent(0)->uid(), set->frame(0)->viewOrigin()->uid());
-  EXPECT_THROW(set->setFrame(0, nullptr), InvalidArgument);
-  EXPECT_EQ(set->frame(0)->shape()[0], 3u);
-
-  auto const metadata = std::make_shared<MetadataNode>("series", nullptr);
-  set->setMetadata(metadata);
-  metadata->addChild(std::make_shared<MetadataNode>("late", nullptr));
-  EXPECT_EQ(set->metadata()->childCount(), 0u);
-}
-
 TEST(LodImage, HasTheLevelsOfItsList) {
   auto const lod = LodImageViewFactory::createFromLevels({image(8), image(4), image(2)}, -1);
   EXPECT_EQ(lod->levelRange(), (Vector2i64{-1, 1}));
@@ -52,10 +34,6 @@ TEST(LodImage, HasTheLevelsOfItsList) {
   EXPECT_THROW(LodImageViewFactory::createFromLevels({image(1)}, 1), InvalidArgument);
   EXPECT_THROW(LodImageViewFactory::createFromLevels({image(1)}, std::numeric_limits<int64_t>::min()), InvalidArgument);
   EXPECT_THROW(LodImageViewFactory::createFromLevels({nullptr}), InvalidArgument);
-}
-
-TEST(MultiImage, OneDimensionIsNotSplit) {
-  EXPECT_THROW(MultiImageViewFactory::unstack(ImageViewFactory::allocate({4}, DataTypeId::UINT8), 0), InvalidArgument);
 }
 
 struct Levels : testing::Test {
@@ -105,12 +83,6 @@ TEST_F(Levels, AreComputedAsFarAsTheyAreMissing) {
   access->failFrom = 0;
   EXPECT_EQ(at(4, {62, 62}), 10);
   EXPECT_NO_THROW(LodImageViewFactory::computeLevels(*LodImageViewFactory::createFromLevels({image})));
-}
-
-TEST(Providers, TellLodImagesApart) {
-  auto const lod = LodImageViewFactory::createFromLevels({image(1)});
-  EXPECT_EQ(LodImageViewProvider::toLodImage(lod), lod);
-  EXPECT_FALSE(MultiImageViewProvider::isMultiImage(lod));
 }
 
 } // namespace

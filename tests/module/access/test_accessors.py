@@ -1,6 +1,7 @@
 """Streams and random accessors through the flat functions."""
 
 import gc
+import os
 import weakref
 
 import numpy
@@ -156,7 +157,14 @@ def test_files(tmp_path):
     streams, randoms = _classes.StreamAccessFactory, _classes.RandomAccessFactory
     for open_one in (streams.open_file_read, streams.open_file, randoms.map_file):
         refused("No such file or directory", open_one, path)
+    os.mkfifo(tmp_path / "pipe")
+    for open_one in (streams.open_file_read, streams.open_file):
+        refused("Is a directory", open_one, str(tmp_path))
+        refused("not a regular file", open_one, str(tmp_path / "pipe"))
+        for none in ("", "/etc/host\0name"):
+            refused("", open_one, none)
     refused("Is a directory", _zarnik.StreamAccessFactory_open_file_write, str(tmp_path))
+    refused("cannot open .*for writing: No such", _zarnik.StreamAccessFactory_open_file_write, f"{path}/below/none")
     writer = _zarnik.StreamAccessFactory_open_file_write(path)
     _zarnik.StreamAccess_write(writer, b"0123456789")
     refused("cannot be read", _zarnik.StreamAccess___read, writer, bytearray(1))
@@ -186,8 +194,12 @@ def test_uris_of_files(tmp_path):
     assert read(_zarnik.RandomAccessFactory_open_uri_read(uri), 3, 9) == b"tent"
     assert _zarnik.StreamAccess_write(_zarnik.StreamAccessFactory_open_uri_write(uri), b"new") == 3
     assert path.read_bytes() == b"new"
+    for other in (f"file://localhost{path}", f"FILE:{path}"):
+        assert read(_zarnik.RandomAccessFactory_open_uri_read(_zarnik.new_Uri(other)), 0, 9) == b"new"
     for function in (_zarnik.RandomAccessFactory_open_uri_read, _zarnik.StreamAccessFactory_open_uri_write):
         refused("scheme of an URI must be", function, _zarnik.new_Uri("ftp://host/file"))
+        for none in ("/no/scheme", "", "file://elsewhere/x", "file:///with%00null"):
+            refused("", function, _zarnik.new_Uri(none))
     null_reference(_zarnik.RandomAccessFactory_open_uri_read, 1, "zarnik::Uri const &", None)
     bad_argument(TypeError, _zarnik.RandomAccessFactory_open_uri_read, 1, "zarnik::Uri const &", str(path))
 

@@ -160,3 +160,5 @@ def test_paths(path):
     Helper.create_path(root, path, None)
     assert (Helper.get_node(root, path).get_value(), old.get_value() is None) == (None, False)
     refused("names no node", Helper.create_path, root, "", None)
+    refused("'//'", Helper.create_path, root, "//", None)
+    refused("", Helper.create_path, None, "a", None)

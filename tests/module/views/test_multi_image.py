@@ -33,6 +33,7 @@ def test_frames_are_appended_replaced_and_removed():
     for name, *arguments in (("frame", 2), ("set_frame", 2, image(1)), ("remove_frame", 2**64 - 1)):
         refused("frame index", getattr(_zarnik, f"MultiImageView_{name}"), images, *arguments)
     refused("cannot be null", _zarnik.MultiImageView_add_frame, images, None)
+    refused("cannot be null", _zarnik.MultiImageView_set_frame, images, 0, None)
     assert widths(images) == [10, 3]
     assert "2 frames" in _zarnik.MultiImageView_to_string(images)
     assert _zarnik.MultiImageCapabilitySet_value(_zarnik.MultiImageView_get_capabilities(images)) == 3
@@ -40,6 +41,10 @@ def test_frames_are_appended_replaced_and_removed():
     assert _zarnik.View_view_origin(images).parent_count() == 2
     _zarnik.MultiImageView_set_metadata(images, _classes.MetadataNode("series", None))
     assert _zarnik.MetadataNode_get_key(_zarnik.MultiImageView___get_metadata(images)) == "series"
+    series = _classes.MetadataNode("series", None)
+    _zarnik.MultiImageView_set_metadata(images, series)
+    series.add_child(_classes.MetadataNode("late", None))
+    assert _zarnik.MultiImageView___get_metadata(images).get_child_count() == 0
     _zarnik.MultiImageView_set_metadata(images, None)
     assert _zarnik.MultiImageView___get_metadata(images) is None
 
@@ -163,6 +168,7 @@ def test_splitting_what_cannot_be_split():
     refused("dimension", _zarnik.MultiImageViewFactory_unstack_dimension_index, volume, 3)
     refused("dimension", _zarnik.MultiImageViewFactory_unstack_dimension, volume, _zarnik.ImageDimension_SEQUENCE)
     refused("dimension", _zarnik.MultiImageViewFactory_unstack_dimension, volume, 77)
+    refused("dimension", _zarnik.MultiImageViewFactory_unstack_dimension_index, image_of(ramp((4,))), 0)
     _zarnik.ImageView_set_alpha(volume, True)  # of an image without colours
     for split, *arguments in (("unstack_dimension_index", 0), ("unstack_dimension", 0), ("deinterlace",)):
         refused("alpha", getattr(_zarnik, f"MultiImageViewFactory_{split}"), volume, *arguments)
