@@ -74,10 +74,17 @@ def test_tables_without_rows_or_columns_and_some_that_cannot_pass(frame):
     raises(zarnik.Error, "zero character", rows_alone.__arrow_c_stream__)
     nothing.add_column("odd", zarnik.DataType(zarnik.PrimitiveTypeId.UNSIGNED_INTEGER, 24, 1))
     raises(zarnik.Error, r'"odd" of type \(UNSIGNED_INTEGER, 24 bits', nothing.__arrow_c_stream__)
-    cells = nanoarrow.c_array_from_buffers(nanoarrow.int32(), 3, [None, None], validation_level="none")
-    schema = nanoarrow.struct({"n": nanoarrow.int32()})
-    short = nanoarrow.c_array_from_buffers(schema, 3, [None], children=[cells], validation_level="none")
+
+
+def test_batches_made_by_hand():
+    schema, make = nanoarrow.struct({"n": nanoarrow.int32()}), nanoarrow.c_array_from_buffers
+    cells = make(nanoarrow.int32(), 3, [None, None], validation_level="none")
+    short = make(schema, 3, [None], children=[cells], validation_level="none")
     raises(zarnik.Error, '"n" of the Arrow stream has fewer', zarnik.DataFrameView.from_arrow, nanoarrow.Array(short))
+    # The offset of a batch counts for its columns, which have their own.
+    cells = make(nanoarrow.int32(), 5, [None, numpy.arange(6, dtype="i4")], offset=1)
+    batch = make(schema, 3, [None], offset=2, children=[cells])
+    assert zarnik.DataFrameView.from_arrow(nanoarrow.Array(batch))["n"].tolist() == [3, 4, 5]
 
 
 def test_another_reader_and_writer_of_the_interface(frame):
