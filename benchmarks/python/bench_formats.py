@@ -124,6 +124,28 @@ def medical(folder: Path, array: Any) -> Iterator[Ratio]:
             yield Ratio(f"{name[2:]}, open, {what}", alone, *times, AIM)
 
 
+def hdf5(folder: Path, array: Any) -> Iterator[Ratio]:
+    import h5py
+
+    image = zarnik.from_numpy(array, "ZYX")
+    path = folder / "b.h5"
+
+    def alone(key: Any) -> Any:
+        with h5py.File(path) as file:
+            return file["image"][key]
+
+    for name, options in (
+        ("one piece", {"chunks": None}),
+        ("chunks", {"chunks": (64, 64, 64)}),
+        ("gzip", {"chunks": (64, 64, 64), "compression": "gzip"}),
+    ):
+        zarnik.save(path, image, **options)
+        for what, key in (("a block", BLOCK), ("a plane", 100)):
+            numpy.testing.assert_array_equal(alone(key), array[key])
+            times = medians(lambda key=key: zarnik.open(path)[key], lambda key=key: alone(key))
+            yield Ratio(f"HDF5 {name}, open, {what}", "h5py", *times, AIM)
+
+
 def dicom(folder: Path, array: Any) -> Iterator[Ratio]:
     import pydicom
     import pydicom.data
@@ -196,6 +218,7 @@ def run() -> Iterator[Ratio]:
         yield from tiff(folder, array)
         yield from ome_zarr(folder, array)
         yield from medical(folder, array)
+        yield from hdf5(folder, array)
         yield from dicom(folder, array)
         yield from as_usual(folder, array)
         yield from from_afar(folder, array)

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import contextlib
 import math
 import os
 import struct
@@ -110,6 +109,8 @@ class _File:
                 self.header = pydicom.dcmread(file, stop_before_pixels=True, force=True)
             except (pydicom.errors.InvalidDicomError, EOFError, ValueError, KeyError, TypeError, OSError) as error:
                 raise _classes.Error(f"{self.name!r} is no DICOM, or cut: {error}") from error
+            # As they were read: pydicom's own look-up checks each tag anew.
+            self._elements = dict(self.header.items())
             self.syntax = getattr(getattr(self.header, "file_meta", None), "TransferSyntaxUID", None)
             self.offset, self.length, self.kind = self._pixels(file)
         if not self.kind and self.syntax == _DEFLATED:
@@ -131,7 +132,9 @@ class _File:
     def get(self, keyword: str, usual: Any = None) -> Any:
         """The value of an attribute, looked up once: a volume asks each of its planes for the same ones."""
         if keyword not in self._values:
-            self._values[keyword] = _value_of(self.header, keyword)
+            tag = _tag_of(keyword)
+            element = self._elements.get(tag)
+            self._values[keyword] = None if element is None else _value_in(self.header, tag, element)
         value = self._values[keyword]
         return usual if value is None or value == "" else value
 
@@ -194,10 +197,15 @@ def _tag_of(keyword: str) -> Any:
 def _value_of(header: Any, keyword: str) -> Any:
     """What `header.get(keyword)` gives, in plain types where that is a number or a text, and in a tenth of the time."""
     tag = _tag_of(keyword)
-    if tag not in header:
-        return None
-    value = _parsed(header.get_item(tag))
-    return header[tag].value if value is _UNPARSED else value
+    element = header.get_item(tag) if tag in header else None
+    return None if element is None else _value_in(header, tag, element)
+
+
+def _value_in(header: Any, tag: Any, element: Any) -> Any:
+    if getattr(element, "is_raw", True):
+        value = _parsed(element)
+        return header[tag].value if value is _UNPARSED else value
+    return element.value
 
 
 def _read(source: Source) -> list[_File]:
@@ -691,23 +699,25 @@ def _readable(header: Any, tag: Any, element: Any) -> Any:
 
 def _parsed(element: Any) -> Any:
     """The value of an element that pydicom has not looked at yet, `_UNPARSED` if it has to."""
-    value = getattr(element, "value", None)
-    if isinstance(value, bytes) and getattr(element, "is_raw", False) and value.isascii() and b"\x1b" not in value:
-        kind = element.VR
-        with contextlib.suppress(ValueError, struct.error):
+    value, kind = getattr(element, "value", None), getattr(element, "VR", None)
+    if not isinstance(value, bytes):
+        return _UNPARSED
+    try:
+        if kind in _BINARY:
+            form = _BINARY[kind]
+            count = len(value) // struct.calcsize(f"={form}")
+            order = "<" if getattr(element, "is_little_endian", True) else ">"
+            numbers = list(struct.unpack(f"{order}{count}{form}", value))
+            return numbers[0] if count == 1 else numbers or None
+        if getattr(element, "is_raw", False) and value.isascii() and b"\x1b" not in value:
             if kind in _LONG_TEXTS:
                 return value.decode("ascii").rstrip(" \0")
             if kind in _TEXTS:
                 return _several(str, value)
             if kind in ("IS", "DS"):
                 return _several(int if kind == "IS" else float, value)
-    if isinstance(value, bytes) and getattr(element, "VR", None) in _BINARY:
-        form = _BINARY[element.VR]
-        count = len(value) // struct.calcsize(f"={form}")
-        order = "<" if getattr(element, "is_little_endian", True) else ">"
-        with contextlib.suppress(struct.error):
-            numbers = list(struct.unpack(f"{order}{count}{form}", value))
-            return numbers[0] if count == 1 else numbers or None
+    except (ValueError, struct.error):
+        pass
     return _UNPARSED
 
 
