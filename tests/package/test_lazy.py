@@ -200,6 +200,16 @@ def test_open_raw(tmp_path):
     raises(ValueError, "order", zarnik.open_raw, path, (2,), "int16", order="K")
 
 
+def test_a_long_name_is_cut_between_characters(tmp_path):
+    for begin in ("", "a", "aa"):
+        path = tmp_path / (begin + "\N{EURO SIGN}" * 80)
+        path.write_bytes(bytes(24))
+        image = zarnik.open_raw(path, (2, 3, 4), "uint8")
+        for _ in range(30):
+            image = image.flip("Y")
+        assert "\N{EURO SIGN} ..." in image.to_string()
+
+
 class Chunked:
     """An array that records what is asked of it."""
 

@@ -1,7 +1,7 @@
 #include "frames/MemoryDataFrameView.h"
 
 #include "core/Guarded.h"
-#include "frames/Utf8.h"
+#include "core/Utf8.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/values/Checked.h"
 #include "zarnik/views/ViewOriginExtension.h"

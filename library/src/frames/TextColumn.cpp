@@ -1,6 +1,6 @@
 #include "frames/TextColumn.h"
 
-#include "frames/Utf8.h"
+#include "core/Utf8.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/values/Checked.h"
 

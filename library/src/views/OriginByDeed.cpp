@@ -1,6 +1,7 @@
 #include "views/OriginByDeed.h"
 
 #include "core/ReleaseQueue.h"
+#include "core/Utf8.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/UidGenerator.h"
 #include "zarnik/views/View.h"
@@ -12,6 +13,13 @@ namespace zarnik {
 namespace {
 
 constexpr size_t LONGEST_NAME = 300;
+
+// At most so many bytes, in whole characters: names have paths in them, and Python takes no part of a character.
+std::string beginning(std::string const & text, size_t size) {
+  while (size < text.size() && size > 0 && isUtf8Continuation(text[size]))
+    --size;
+  return text.substr(0, size);
+}
 
 class OriginByDeed final : public ViewOriginExtension {
 public:
@@ -48,7 +56,7 @@ std::string OriginByDeed::displayName() const {
   for (; !generations.empty(); generations.pop_back()) {
     auto const & deed = generations.back()->deed_;
     if (name.size() + deed.size() > LONGEST_NAME)
-      name = name.substr(0, LONGEST_NAME / 2) + " ...";
+      name = beginning(name, LONGEST_NAME / 2) + " ...";
     name += ", " + deed;
   }
   return name;

@@ -1,4 +1,4 @@
-#include "frames/Utf8.h"
+#include "core/Utf8.h"
 
 #include <cstddef>
 #include <cstring>
