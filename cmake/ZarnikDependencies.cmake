@@ -23,13 +23,11 @@ endfunction()
 
 # Lets the settings below reach fetched projects that were written for older releases of CMake.
 set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
-set(SPDLOG_FMT_EXTERNAL_HO ON)
 set(HWY_ENABLE_TESTS OFF)
 set(HWY_ENABLE_EXAMPLES OFF)
 set(HWY_ENABLE_CONTRIB OFF)
 # Compiled once: the header-only form costs every file that formats a text more time than all of its own code.
 zarnik_dependency(fmt fmt::fmt https://github.com/fmtlib/fmt 9.1.0)
-zarnik_dependency(spdlog spdlog::spdlog_header_only https://github.com/gabime/spdlog v1.11.0)
 zarnik_dependency(hwy hwy::hwy https://github.com/google/highway 1.0.7)
 set(URIPARSER_BUILD_TESTS OFF)
 set(URIPARSER_BUILD_DOCS OFF)

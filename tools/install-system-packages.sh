@@ -17,7 +17,7 @@ wanted=""
 for purpose in "$@"; do
   case $purpose in
     build)
-      wanted="$wanted g++ libfmt-dev libspdlog-dev libhwy-dev liburiparser-dev libcurl4-openssl-dev libxxhash-dev ccache" ;;
+      wanted="$wanted g++ libfmt-dev libhwy-dev liburiparser-dev libcurl4-openssl-dev libxxhash-dev ccache" ;;
     demo) wanted="$wanted nginx-light" ;;
     test) wanted="$wanted libgtest-dev libgmock-dev binutils nginx-light openssl" ;;
     bench) wanted="$wanted libbenchmark-dev nginx-light curl" ;;

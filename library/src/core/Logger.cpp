@@ -3,53 +3,44 @@
 #include "core/Logging.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <exception>
-#include <memory>
-#include <mutex>
-#include <spdlog/logger.h>
-#include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/stdout_sinks.h>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
 
 namespace zarnik {
 
 namespace {
 
 constexpr auto DEFAULT_LEVEL = LogLevel::LOG_WARNING;
+constexpr char const * LEVEL_NAMES[] = {"off", "critical", "error", "warning", "info", "debug", "trace"};
 
-spdlog::level::level_enum toBackEnd(LogLevel level) {
-  constexpr spdlog::level::level_enum table[] = {spdlog::level::off,  spdlog::level::critical, spdlog::level::err,
-                                                 spdlog::level::warn, spdlog::level::info,     spdlog::level::debug,
-                                                 spdlog::level::trace};
-  return table[static_cast<int>(level)];
-}
-
-struct Logging {
-  explicit Logging(LogLevel wanted)
-      : level(std::clamp(wanted, LogLevel::LOG_OFF, LogLevel::LOG_TRACE)),
-        backEnd("zarnik", std::make_shared<spdlog::sinks::stderr_sink_mt>()) {
-    backEnd.set_level(toBackEnd(level));
-    backEnd.set_pattern("[%H:%M:%S.%e] [%n] [%l] %v");
-  }
-
-  LogLevel level;
-  spdlog::logger backEnd;
-};
-
-// Never destroyed: worker threads may log while the process ends.
-Logging & logging(LogLevel wanted) {
-  static auto & instance = *new Logging(wanted);
-  return instance;
+// The first caller decides.
+LogLevel levelOfLog(LogLevel wanted) {
+  static LogLevel const level = std::clamp(wanted, LogLevel::LOG_OFF, LogLevel::LOG_TRACE);
+  return level;
 }
 
 } // namespace
 
-void Logger::init(LogLevel level) { logging(level); }
+void Logger::init(LogLevel level) { levelOfLog(level); }
 
-LogLevel Logger::logLevel() { return logging(DEFAULT_LEVEL).level; }
+LogLevel Logger::logLevel() { return levelOfLog(DEFAULT_LEVEL); }
 
 void logMessage(LogLevel level, std::string_view message) noexcept {
+  if (level > levelOfLog(DEFAULT_LEVEL))
+    return;
   try {
-    logging(DEFAULT_LEVEL).backEnd.log(toBackEnd(level), message);
+    using std::chrono::system_clock;
+    auto const now = system_clock::now();
+    auto const milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+    // In one piece, so that the lines of several threads do not mix.
+    auto const line =
+        fmt::format("[{:%H:%M:%S}.{:03}] [zarnik] [{}] {}\n", fmt::localtime(system_clock::to_time_t(now)),
+                    milliseconds, LEVEL_NAMES[static_cast<int>(level)], message);
+    std::fwrite(line.data(), 1, line.size(), stderr);
   } catch (std::exception const &) {
     // There is not even the memory to say so.
   }

@@ -1,7 +1,9 @@
+#include "core/Logging.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/UidGenerator.h"
 
 #include <gtest/gtest.h>
+#include <regex>
 #include <thread>
 #include <unordered_set>
 #include <vector>
@@ -26,6 +28,17 @@ TEST(UidGenerator, GivesDistinctDefinedValuesFromManyThreads) {
     all.insert(uids.begin(), uids.end());
   EXPECT_EQ(all.size(), drawn.size() * perThread);
   EXPECT_FALSE(all.contains(UidGenerator::UNDEFINED_UID));
+}
+
+TEST(Log, WritesOneLineForWhatItsLevelIncludes) {
+  testing::internal::CaptureStderr();
+  logger().info("not at the default level");
+  logger().warn("request {} was repeated", 7);
+  logger().error("lost");
+  EXPECT_TRUE(
+      std::regex_match(testing::internal::GetCapturedStderr(),
+                       std::regex(R"((\[\d\d:\d\d:\d\d\.\d{3}\]) \[zarnik\] \[warning\] request 7 was repeated\n)"
+                                  R"((\[\d\d:\d\d:\d\d\.\d{3}\]) \[zarnik\] \[error\] lost\n)")));
 }
 
 TEST(Error, KeepsMessageAndKindThroughCopies) {
