@@ -241,6 +241,7 @@ PyObject * frameOverColumns(PyObject *, PyObject * arguments) {
     if (!PyArg_ParseTuple(arguments, "KO!", &rows, &PyList_Type, &list))
       return nullptr;
     std::vector<ColumnSource> columns;
+    columns.reserve(static_cast<size_t>(PyList_Size(list)));
     for (Py_ssize_t i = 0; i < PyList_Size(list); ++i)
       columns.push_back(sourceOf(Reference::share(PyList_GetItem(list, i)).get(), rows));
     return wrapShared(DataFrameViewFactory::create(rows, columns), frameType());

@@ -98,6 +98,7 @@ PyObject * levelsOf(PyObject *, PyObject * arguments) {
     if (!items)
       return nullptr;
     std::vector<std::shared_ptr<ImageView>> levels;
+    levels.reserve(static_cast<size_t>(PyTuple_Size(items.get())));
     for (Py_ssize_t level = 0; level < PyTuple_Size(items.get()); ++level)
       levels.push_back(viewOf(PyTuple_GetItem(items.get(), level)));
     return wrapLod(LodImageViewFactory::createFromLevels(std::move(levels), finest));

@@ -50,10 +50,11 @@ void raiseForSelf(int status, char const * method, char const * typeText) {
     PyErr_Format(PyExc_RuntimeError,
                  "in method '%s', cannot release ownership as memory is not owned for argument 1 of type '%s'", method,
                  typeText);
-  } else if (!SWIG_IsOK(status))
+  } else if (!SWIG_IsOK(status)) {
     PyErr_Format(PyExc_TypeError, "in method '%s', argument 1 of type '%s'", method, typeText);
-  else
+  } else {
     PyErr_Format(PyExc_ValueError, "invalid null reference in method '%s', argument 1 of type '%s'", method, typeText);
+  }
 }
 
 void * releaseSelf(PyObject * object, swig_type_info * type, char const * method, char const * typeText) {

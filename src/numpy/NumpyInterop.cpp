@@ -149,7 +149,7 @@ PyObject * createArray(std::shared_ptr<ImageView> const & view, AxisOrder const 
       Reference::steal(PyArray_New(&PyArray_Type, static_cast<int>(geometry.extents.size()), geometry.extents.data(),
                                    typeNumber, geometry.byteStrides.data(), data, 0, NPY_ARRAY_FARRAY, image));
   if (!array) {
-    std::cout << "error when creating array" << std::endl;
+    std::cout << "error when creating array\n" << std::flush;
     return nullptr;
   }
   if (PyArray_SetBaseObject(reinterpret_cast<PyArrayObject *>(array.get()), capsule.release()) != 0) {

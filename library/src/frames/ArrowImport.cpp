@@ -193,6 +193,7 @@ std::shared_ptr<DataFrameView> readStream(ArrowArrayStream * stream) {
     throw InvalidArgument(fmt::format("a stream of Arrow type {} (\"{}\") is no table, a struct is needed",
                                       nameOfArrowFormat(schema->format), schema->format));
   std::vector<ColumnSource> columns;
+  columns.reserve(static_cast<size_t>(std::max<int64_t>(schema->n_children, 0)));
   for (int64_t i = 0; i < schema->n_children; ++i)
     columns.push_back(columnFrom(*schema->children[i]));
 
