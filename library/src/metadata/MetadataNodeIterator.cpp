@@ -48,7 +48,8 @@ template <typename Object> std::shared_ptr<MetadataNode> valueOf(std::unique_ptr
   Iterator::Iterator(Iterator && other) noexcept = default;                                                            \
   Iterator::~Iterator() = default;                                                                                     \
   Iterator & Iterator::operator=(Iterator const & other) {                                                             \
-    object_ = copyOf(other.object_);                                                                                   \
+    if (this != &other)                                                                                                \
+      object_ = copyOf(other.object_);                                                                                 \
     return *this;                                                                                                      \
   }                                                                                                                    \
   Iterator & Iterator::operator=(Iterator && other) noexcept = default;                                                \
