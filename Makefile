@@ -64,6 +64,9 @@ $(BUILD)/.system-%: tools/install-system-packages.sh
 	@$(PIP) install --group $*
 	@touch $@
 
+# Both bring NumPy: one after the other, also where make does several things at once.
+.venv/.group-demo: | .venv/.group-build
+
 # ---- build -----------------------------------------------------------------------------------------------------------
 
 build: $(BUILD)/.built
@@ -85,7 +88,9 @@ $(BUILD)/.with-benchmarks: | $(BUILD)/.built $(BUILD)/.system-bench
 
 # ---- demo ------------------------------------------------------------------------------------------------------------
 
-demo: $(BUILD)/.built .venv/.group-demo | $(BUILD)/.system-demo
+# What the demonstrations import is fetched while the compiler works.
+demo: .venv/.group-build | $(BUILD)/.system-demo
+	@$(MAKE) --no-print-directory -j 2 $(BUILD)/.built .venv/.group-demo
 	@.venv/bin/python -m zarnik.demo
 	@.venv/bin/python -m zarnik.demo_volume
 
