@@ -21,7 +21,7 @@ for purpose in "$@"; do
     demo) wanted="$wanted nginx-light" ;;
     test) wanted="$wanted libgtest-dev libgmock-dev binutils nginx-light openssl" ;;
     bench) wanted="$wanted libbenchmark-dev nginx-light curl" ;;
-    lint) wanted="$wanted clang-format clang-tidy" ;;
+    lint) wanted="$wanted clang-format" ;;
     clang) for version in $(clang_versions); do wanted="$wanted clang-$version"; done ;;
     fuzz) wanted="$wanted clang-$(clang_versions | head -n 1)" ;;
     *) echo "unknown purpose $purpose, known are build, demo, test, bench, lint, clang, fuzz" >&2; exit 2 ;;

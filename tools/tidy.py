@@ -1,7 +1,7 @@
 """Runs clang-tidy over our translation units, skipping those that passed unchanged before.
 
 A translation unit passed unchanged when neither it, nor a header of ours that it includes, nor the list of checks has
-another content than at its last clean run.
+another content than at its last clean run by this release.
 """
 
 from __future__ import annotations
@@ -19,6 +19,8 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+# What the compiler of the build has precompiled, clang-tidy cannot read; without it a missing include is found.
+PRECOMPILED = re.compile(r" -Winvalid-pch(?: -Xclang)? -include(?:-pch)? \S*cmake_pch\S*")
 INCLUDE_FOLDERS = ("library/include", "library/src", "src")
 
 
@@ -55,18 +57,23 @@ def main() -> int:
 
     folders = [folder.resolve() for folder in arguments.folders]
     commands = json.loads((arguments.build / "compile_commands.json").read_text())
+    for entry in commands:
+        entry["command"] = PRECOMPILED.sub("", entry["command"])
     flags = {Path(entry["file"]).resolve(): entry["command"] for entry in commands}
     arguments.cache.mkdir(parents=True, exist_ok=True)
+    (arguments.cache / "compile_commands.json").write_text(json.dumps(commands))
+
+    release = subprocess.run(["clang-tidy", "--version"], stdout=subprocess.PIPE, text=True, check=True).stdout
 
     pending = {}
     for unit in sorted(flags):
         if any(folder in (unit, *unit.parents) for folder in folders):
-            stamp = arguments.cache / fingerprint(unit, flags[unit])
+            stamp = arguments.cache / fingerprint(unit, release + flags[unit])
             if not stamp.exists():
                 pending[unit] = stamp
 
     def check(unit: Path) -> tuple[Path, subprocess.CompletedProcess[str]]:
-        command = ["clang-tidy", "--quiet", "-p", str(arguments.build), str(unit)]
+        command = ["clang-tidy", "--quiet", "-p", str(arguments.cache), str(unit)]
         return unit, subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
 
     failed = 0

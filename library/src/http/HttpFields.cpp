@@ -84,19 +84,19 @@ void AnswerHead::addLine(std::string_view line) {
     contradictory = contradictory || (!field.empty() && field != value);
     field = value;
   };
-  if (equalIgnoringCase(name, "etag"))
+  if (equalIgnoringCase(name, "etag")) {
     take(entityTag);
-  else if (equalIgnoringCase(name, "last-modified")) {
+  } else if (equalIgnoringCase(name, "last-modified")) {
     // Sent back, what is no time would be taken for an entity tag.
     if (value.find('"') == std::string_view::npos && !value.starts_with("W/"))
       take(lastModified);
-  } else if (equalIgnoringCase(name, "content-range"))
+  } else if (equalIgnoringCase(name, "content-range")) {
     take(contentRange);
-  else if (equalIgnoringCase(name, "content-type"))
+  } else if (equalIgnoringCase(name, "content-type")) {
     contentType = value;
-  else if (equalIgnoringCase(name, "retry-after"))
+  } else if (equalIgnoringCase(name, "retry-after")) {
     retryAfter = value;
-  else if (equalIgnoringCase(name, "content-encoding")) {
+  } else if (equalIgnoringCase(name, "content-encoding")) {
     if (!equalIgnoringCase(value, "identity") && !value.empty())
       contentEncoding = value;
   } else if (equalIgnoringCase(name, "content-length")) {
