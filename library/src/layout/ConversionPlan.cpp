@@ -28,6 +28,9 @@ constexpr uint64_t BLOCK_VALUES = 4096;
 constexpr size_t GATHERED_BYTES = 4096;
 // Lines at the beginning of a row that are fetched ahead.
 constexpr int64_t HEAD_LINES = 32;
+// Rows up to this size are fetched while the one before is converted, of longer ones this many bytes.
+constexpr uint64_t LONGEST_AHEAD = 256 << 10;
+constexpr int64_t BYTES_AHEAD = 2048;
 // Rows shorter than this are not worth a call each.
 constexpr uint64_t SHORTEST_ROW = 32;
 
@@ -131,6 +134,22 @@ void ConversionPlan::runSerial(std::byte const * source, std::byte * destination
   }
 }
 
+namespace {
+
+// Calls visit(index of the first value, count) for the pieces of a dense row of values of this size, of at most `most`
+// values each, that begin with lines of the destination.
+template <typename Visit>
+void forEachPiece(std::byte const * destination, size_t bytes, size_t count, size_t most, Visit const & visit) {
+  size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % 64 / bytes;
+  for (size_t first = 0; first < count;) {
+    size_t const now = std::min(first == 0 ? most - misaligned : most, count - first);
+    visit(first, now);
+    first += now;
+  }
+}
+
+} // namespace
+
 void ConversionPlan::convertRow(std::byte const * source, std::byte * destination, size_t count, bool streaming) const {
   auto const convert = [&](std::byte const * from, std::byte * to, size_t values) {
     if (map_) {
@@ -144,14 +163,10 @@ void ConversionPlan::convertRow(std::byte const * source, std::byte * destinatio
     return;
   }
   alignas(64) std::byte buffer[layout::CONVERTED_AT_ONCE * 8];
-  size_t const chunk = sizeof buffer / destinationBytes_;
-  size_t const misaligned = reinterpret_cast<uintptr_t>(destination) % 64 / destinationBytes_;
-  for (size_t first = 0; first < count;) {
-    size_t const now = std::min(first == 0 ? chunk - misaligned : chunk, count - first);
+  forEachPiece(destination, destinationBytes_, count, sizeof buffer / destinationBytes_, [&](size_t first, size_t now) {
     convert(source + first * sourceBytes_, buffer, now);
     layout::streamValues(destination + first * destinationBytes_, buffer, now * destinationBytes_);
-    first += now;
-  }
+  });
 }
 
 namespace {
@@ -191,6 +206,14 @@ void ConversionPlan::runRows(std::byte const * source, std::byte * destination) 
   std::fill_n(steps.begin(), nest_.count, 1);
   bool const streaming = streaming_ && nest_[0].count * destinationBytes_ >= 512;
   bool const dense = nest_[0].sourceStride == static_cast<int64_t>(sourceBytes_);
+  if (auto const kernel = layout::spreadKernel(sourceType_, destinationType_, nest_[0].sourceStride)) {
+    walk(nest_, 1, steps, source, destination,
+         [&](std::byte const * from, std::byte * to, auto const &) { spreadRow(kernel, from, to, streaming); });
+    if (streaming) {
+      layout::flushStreams();
+    }
+    return;
+  }
   // The processor's own prefetching starts anew with each row: without help the first lines of each are waited for.
   int64_t const toNext = nest_.count > 1 ? nest_[1].sourceStride : 0;
   int64_t const line = nest_[0].sourceStride < 0 ? -64 : 64;
@@ -211,16 +234,37 @@ void ConversionPlan::runRows(std::byte const * source, std::byte * destination) 
   }
 }
 
+// Rows that a kernel takes from their places, converts and writes at once, while it has what comes next fetched on both
+// sides.
+void ConversionPlan::spreadRow(layout::SpreadKernel kernel, std::byte const * source, std::byte * destination,
+                               bool streaming) const {
+  LoopNest::Loop const & row = nest_[0];
+  auto const map = map_.value_or(layout::IDENTITY);
+  bool const isLong =
+      row.count * std::max(layout::magnitude(row.sourceStride), uint64_t{destinationBytes_}) > LONGEST_AHEAD;
+  bool const toNext = nest_.count > 1 && !isLong;
+  int64_t const sourceAhead = toNext ? nest_[1].sourceStride : row.sourceStride < 0 ? -BYTES_AHEAD : BYTES_AHEAD;
+  int64_t const destinationAhead = toNext ? nest_[1].destinationStride : BYTES_AHEAD;
+  if (!streaming) {
+    kernel(map, {source, row.count, sourceAhead, destinationAhead}, destination);
+    return;
+  }
+  alignas(64) std::byte buffer[layout::CONVERTED_AT_ONCE * 8];
+  size_t const most = sizeof buffer / destinationBytes_;
+  forEachPiece(destination, destinationBytes_, row.count, most, [&](size_t first, size_t now) {
+    auto const * const from = layout::moved(source, first * static_cast<uint64_t>(row.sourceStride));
+    kernel(map, {from, now, sourceAhead, 0}, buffer);
+    layout::streamValues(destination + first * destinationBytes_, buffer, now * destinationBytes_);
+  });
+}
+
 // What the source has apart, or the other way round, is brought together in the cache next to the core, some values at
 // a time.
 void ConversionPlan::gatherRow(std::byte const * source, std::byte * destination, bool streaming) const {
   alignas(64) std::byte gathered[GATHERED_BYTES];
   int64_t const stride = nest_[0].sourceStride;
-  uint64_t const count = nest_[0].count;
-  uint64_t const chunk = GATHERED_BYTES / std::max(sourceBytes_, destinationBytes_);
-  uint64_t const misaligned = reinterpret_cast<uintptr_t>(destination) % 64 / destinationBytes_;
-  for (uint64_t first = 0; first < count;) {
-    uint64_t const now = std::min(first == 0 ? chunk - misaligned : chunk, count - first);
+  uint64_t const most = GATHERED_BYTES / std::max(sourceBytes_, destinationBytes_);
+  forEachPiece(destination, destinationBytes_, nest_[0].count, most, [&](size_t first, size_t now) {
     layout::CopyBlock const block{.elementBytes = sourceBytes_,
                                   .count0 = now,
                                   .sourceStride0 = stride,
@@ -232,8 +276,7 @@ void ConversionPlan::gatherRow(std::byte const * source, std::byte * destination
     auto const * from = layout::moved(source, first * static_cast<uint64_t>(stride));
     layout::selectKernel(block, false)(block, from, gathered);
     convertRow(gathered, destination + first * destinationBytes_, now, streaming);
-    first += now;
-  }
+  });
 }
 
 // Blocks of a few thousand values are brought together, converted, and taken to their places: both ways are strided

@@ -10,6 +10,12 @@
 
 namespace zarnik {
 
+namespace layout {
+struct SpreadRow;
+/// Converts a row to dense values, with a linear map in between.
+using SpreadKernel = void (*)(LinearMap, SpreadRow const &, std::byte * destination);
+} // namespace layout
+
 /// A strided conversion between two buffers, prepared once and run any number of times: `CopyPlan` for elements that
 /// change their type. See `RegionConverter` for how a value changes its type.
 class ConversionPlan {
@@ -31,6 +37,7 @@ private:
   void runParallel(std::byte const * source, std::byte * destination) const;
   void runSerial(std::byte const * source, std::byte * destination) const;
   void runRows(std::byte const * source, std::byte * destination) const;
+  void spreadRow(layout::SpreadKernel kernel, std::byte const * source, std::byte * destination, bool streaming) const;
   void gatherRow(std::byte const * source, std::byte * destination, bool streaming) const;
   void runBlocks(std::byte const * source, std::byte * destination) const;
   void runThroughTemporary(std::byte const * source, std::byte * destination) const;

@@ -12,6 +12,7 @@
 #include <hwy/highway.h>
 
 #include "layout/ConvertValue.h"
+#include "layout/SpreadKernels-inl.h"
 #include "layout/StreamBytes-inl.h"
 
 #include <algorithm>
@@ -310,6 +311,7 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 
+#include "layout/CopyKernels.h"
 #include "layout/VectorDispatch.h"
 
 namespace zarnik::layout {
@@ -317,6 +319,7 @@ namespace zarnik::layout {
 ZARNIK_VECTOR_KERNEL(convertDense);
 ZARNIK_VECTOR_KERNEL(mapDoubles);
 ZARNIK_VECTOR_KERNEL(mapToFloats);
+ZARNIK_VECTOR_KERNEL(spreadToFloats);
 ZARNIK_VECTOR_KERNEL(streamDense);
 
 void convertValues(ScalarType sourceType, ScalarType destinationType, std::byte const * source, std::byte * destination,
@@ -340,6 +343,10 @@ void mapValues(ScalarType sourceType, ScalarType destinationType, LinearMap map,
     convertValues(ScalarType::F64, destinationType, bytes,
                   destination + first * bytesOf[static_cast<size_t>(destinationType)], now);
   }
+}
+
+SpreadKernel spreadKernel(ScalarType sourceType, ScalarType destinationType, int64_t stride) {
+  return portableOnly ? nullptr : ZARNIK_VECTOR_DISPATCH(spreadToFloats)(sourceType, destinationType, stride);
 }
 
 void streamValues(std::byte * destination, std::byte const * source, size_t bytes) {

@@ -96,6 +96,36 @@ template <typename T> bool sameValue(T a, T b) {
   }
 }
 
+// Values apart, or the other way round, become the `expected` ones of the dense values, and nothing around them
+// changes.
+template <typename From, typename To> void checkSpread(ScalarType fromType, ScalarType toType,
+                                                       std::optional<LinearMap> map, std::vector<From> const & values,
+                                                       std::vector<To> const & expected) {
+  std::vector<size_t> counts(71);
+  std::iota(counts.begin(), counts.end(), size_t{0});
+  counts.push_back(values.size());
+  for (auto const count : counts) {
+    for (int const step : {2, -2, -1}) {
+      size_t const apart = step == -1 ? 1 : 2;
+      std::vector<From> memory(count * apart + 1, From(55));
+      for (size_t n = 0; n < count; ++n) {
+        memory[(step < 0 ? count - 1 - n : n) * apart] = values[n];
+      }
+      size_t const margin = 1 + count % 17;
+      std::vector<To> results(count + 2 * margin, To(77));
+      auto const * const first = memory.data() + (step < 0 && count > 0 ? (count - 1) * apart : 0);
+      convertStrided(std::array{uint64_t{count}}, std::array{static_cast<uint64_t>(step * int64_t{sizeof(From)})},
+                     std::array{uint64_t{sizeof(To)}}, fromType, toType, first, results.data() + margin, map);
+      auto const begin = results.begin() + static_cast<ptrdiff_t>(margin);
+      auto const end = begin + static_cast<ptrdiff_t>(count);
+      ASSERT_TRUE(std::equal(begin, end, expected.begin(), sameValue<To>)) << fmt::format(
+          "from type {} to {}, {} at step {}", static_cast<int>(fromType), static_cast<int>(toType), count, step);
+      auto const isLeft = [](To value) { return value == To(77); };
+      ASSERT_TRUE(std::all_of(results.begin(), begin, isLeft) && std::all_of(end, results.end(), isLeft));
+    }
+  }
+}
+
 template <typename From, typename To> void checkPair(ScalarType fromType, ScalarType toType) {
   auto const values = interestingValues<From>();
   std::vector<To> results(values.size());
@@ -115,6 +145,9 @@ template <typename From, typename To> void checkPair(ScalarType fromType, Scalar
         std::equal(few.begin() + 1, few.end() - 1, results.begin() + static_cast<ptrdiff_t>(count), sameValue<To>));
     ASSERT_TRUE(few.front() == To(77) && few.back() == To(77));
   }
+  if constexpr (std::is_floating_point_v<To>) {
+    checkSpread(fromType, toType, std::nullopt, values, results);
+  }
 }
 
 template <typename From, typename To> void checkMap(ScalarType fromType, ScalarType toType) {
@@ -128,6 +161,7 @@ template <typename From, typename To> void checkMap(ScalarType fromType, ScalarT
     ASSERT_TRUE(sameValue(results[n], static_cast<To>(product + map.offset)))
         << fmt::format("from type {}: {} became {}", static_cast<int>(fromType), values[n], results[n]);
   }
+  checkSpread(fromType, toType, map, values, results);
 }
 
 template <size_t... N> void checkMapsToFloats(std::index_sequence<N...>) {
