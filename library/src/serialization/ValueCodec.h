@@ -32,12 +32,15 @@ void encodeElements(T const * elements, uint64_t count, Kind kind, std::shared_p
   writer.finish();
 }
 
-/// The elements of a value that has exactly `count` of them.
-template <typename T> void readElements(ObjectReader & reader, T * elements, uint64_t count) {
+/// Goes to the elements of a value that has exactly `count` of them.
+template <typename T> void beginElements(ObjectReader & reader, uint64_t count) {
   reader.next({VALUES});
   if (reader.length() != count * sizeof(T))
     reader.fail(fmt::format("section 'VALS' has {} bytes, {} elements of {} bytes were expected", reader.length(),
                             count, sizeof(T)));
+}
+
+template <typename T> void readElements(ObjectReader & reader, T * elements) {
   reader.read(elements, reader.length());
   reader.endSection();
   reader.finish();
@@ -49,7 +52,8 @@ template <typename V> void encodeVector(V const & vector, std::shared_ptr<Stream
 
 template <typename T, size_t N> void decodeVector(std::shared_ptr<StreamAccess> stream, Vector<T, N> & vector) {
   auto reader = openValues<T>(std::move(stream), Kind::VECTOR, "a Vector");
-  readElements(reader, vector.data(), N);
+  beginElements<T>(reader, N);
+  readElements(reader, vector.data());
 }
 
 template <typename T> void decodeVector(std::shared_ptr<StreamAccess> stream, VectorX<T> & vector) {
@@ -71,7 +75,8 @@ template <typename T, size_t N> void encodeMatrix(Matrix<T, N> const & matrix, s
 
 template <typename T, size_t N> void decodeMatrix(std::shared_ptr<StreamAccess> stream, Matrix<T, N> & matrix) {
   auto reader = openValues<T>(std::move(stream), Kind::MATRIX, "a Matrix");
-  readElements(reader, matrix.data(), N * N);
+  beginElements<T>(reader, N * N);
+  readElements(reader, matrix.data());
 }
 
 template <typename T> void encodeArray(ArrayX<T> const & array, std::shared_ptr<StreamAccess> stream) {
@@ -116,8 +121,10 @@ template <typename T> ArrayX<T> decodeArray(std::shared_ptr<StreamAccess> stream
     reader.fail(fmt::format("the layout of an array is {}, neither C (1) nor FORTRAN (2)", layout));
   header.requireEnd();
   checkedMultiply(elements, sizeof(T), "bytes of an array");
+  // A shape alone is not believed.
+  beginElements<T>(reader, elements);
   ArrayX<T> array(Indexer(shape, DataType(dataTypeIdOf<T>), static_cast<MemoryLayout>(layout)));
-  readElements(reader, array.data(), array.indexer().elementCount());
+  readElements(reader, array.data());
   return array;
 }
 
