@@ -207,7 +207,8 @@ def test_a_long_name_is_cut_between_characters(tmp_path):
         image = zarnik.open_raw(path, (2, 3, 4), "uint8")
         for _ in range(30):
             image = image.flip("Y")
-        assert "\N{EURO SIGN} ..." in image.to_string()
+        # A part of a character would be a lone surrogate, which has no bytes.
+        assert b" ..., flipped" in image.to_string().encode()
 
 
 class Chunked:

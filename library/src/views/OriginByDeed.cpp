@@ -53,10 +53,14 @@ std::string OriginByDeed::displayName() const {
     generations.push_back(parent);
   auto const & first = generations.back()->parent_;
   auto name = first ? first->displayName() : std::string("image");
+  std::string shortened;
   for (; !generations.empty(); generations.pop_back()) {
     auto const & deed = generations.back()->deed_;
-    if (name.size() + deed.size() > LONGEST_NAME)
-      name = beginning(name, LONGEST_NAME / 2) + " ...";
+    if (name.size() + deed.size() > LONGEST_NAME) {
+      if (shortened.empty())
+        shortened = beginning(name, LONGEST_NAME / 2) + " ...";
+      name = shortened;
+    }
     name += ", " + deed;
   }
   return name;
