@@ -12,11 +12,11 @@ from typing import Any, Callable
 
 import numpy
 
+from http_delay import delayed
 from measure import Ratio
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tests" / "support"))
 
-from http_delay import delayed
 from http_nginx import nginx
 
 import zarnik

@@ -12,11 +12,11 @@ from collections.abc import Iterator
 from pathlib import Path
 
 import zarnik
+from http_delay import delayed
 from measure import Ratio
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tests" / "support"))
 
-from http_delay import delayed
 from http_nginx import Nginx, nginx
 
 FILE_BYTES = 256 << 20

@@ -15,6 +15,7 @@ import struct
 import sys
 import threading
 import time
+from collections.abc import Callable
 from functools import partialmethod
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from typing import Any
@@ -63,6 +64,24 @@ class Server(ThreadingHTTPServer):
         pass  # connections that break are the purpose
 
 
+def at_first(fault: Callable[..., None], *arguments: Any, every: int = 1 << 62, **options: Any) -> Any:
+    """A fault of the first of so many requests; the others get the right answer."""
+
+    def answer(self: Handler, number: int) -> None:
+        fault(self, *arguments, number, **options) if number % every == 1 else self.serve()
+
+    return answer
+
+
+def later(fault: Callable[..., None], *arguments: Any, **options: Any) -> Any:
+    """A fault of all requests but the first, which gets the right answer."""
+
+    def answer(self: Handler, number: int) -> None:
+        self.serve() if number == 1 else fault(self, *arguments, number, **options)
+
+    return answer
+
+
 class Handler(BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     server: Server
@@ -77,8 +96,8 @@ class Handler(BaseHTTPRequestHandler):
         assert match, self.headers
         return int(match[1]), min(int(match[2]), size - 1)
 
-    def send(self, status: int, headers: dict[str, str], body: bytes = b"", reason: str = "Fine") -> None:
-        lines = [f"HTTP/1.1 {status} {reason}"] + [f"{name}: {value}" for name, value in headers.items()]
+    def send(self, status: int, headers: dict[str, str], body: bytes = b"") -> None:
+        lines = [f"HTTP/1.1 {status} Fine"] + [f"{name}: {value}" for name, value in headers.items()]
         self.wfile.write(("\r\n".join(lines) + "\r\n\r\n").encode("latin-1") + body)
         self.wfile.flush()
 
@@ -111,7 +130,19 @@ class Handler(BaseHTTPRequestHandler):
         """The right answer but for its headers."""
         self.serve(**changes)
 
-    def reset(self) -> None:
+    def moved(self, first: int, last: int, _: int) -> None:
+        """The right answer to another question, whose ends lie so many bytes further on."""
+        begin, end = (place + by for place, by in zip(self.wanted(), (first, last)))
+        data = BODY[begin : end + 1]
+        length = str(len(data))
+        self.send(206, self.part(Content_Range=f"bytes {begin}-{end}/{SIZE}", Content_Length=length)[0], data)
+
+    def begin(self, size: int | None = None) -> None:
+        """The right answer broken off after so many bytes, by default after half of them."""
+        headers, data = self.part()
+        self.send(206, headers, data[: len(data) // 2 if size is None else size])
+
+    def reset(self, _: int = 0) -> None:
         self.wfile.flush()
         self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
         self.connection.close()
@@ -141,37 +172,16 @@ class Handler(BaseHTTPRequestHandler):
     do_PUT = do_POST
     do_REPORT = do_GET
 
-    def fault_missing(self, _: int) -> None:
-        self.send(404, {"Content-Length": "4"}, b"gone", "Not Found")
-
+    fault_missing = partialmethod(fixed, 404, b"gone")
     fault_none = partialmethod(changed)
 
     # ---- wrong answers, which trying again does not help
 
     fault_ignores_ranges = partialmethod(fixed, 200, BODY)
 
-    def fault_stops_ranges(self, number: int) -> None:
-        if number == 1:
-            self.serve()
-        else:
-            self.send(200, {"Content-Length": str(SIZE), "ETag": '"one"'}, BODY)
-
-    def fault_other_bytes(self, number: int) -> None:
-        if number == 1:
-            self.serve()
-            return
-        first, last = self.wanted()
-        data = BODY[first - 100 : last - 99]
-        self.send(206, self.part(Content_Range=f"bytes {first - 100}-{last - 100}/{SIZE}")[0], data)
-
-    def fault_fewer_bytes(self, number: int) -> None:
-        if number == 1:
-            self.serve()
-            return
-        first, last = self.wanted()
-        data = BODY[first:last]
-        length = str(len(data))
-        self.send(206, self.part(Content_Range=f"bytes {first}-{last - 1}/{SIZE}", Content_Length=length)[0], data)
+    fault_stops_ranges = later(fixed, 200, BODY, ETag='"one"')
+    fault_other_bytes = later(moved, -100, -100)
+    fault_fewer_bytes = later(moved, 0, -1)
 
     def fault_more_bytes(self, _: int) -> None:
         headers, data = self.part(Content_Length=None, Connection="close")
@@ -203,8 +213,7 @@ class Handler(BaseHTTPRequestHandler):
 
     def fault_multipart(self, _: int) -> None:
         data = b"--x\r\nContent-Range: bytes 0-9/10\r\n\r\n0123456789\r\n--x--\r\n"
-        headers = {"Content-Type": "multipart/byteranges; boundary=x", "Content-Length": str(len(data))}
-        self.send(206, headers, data)
+        self.fixed(206, data, 0, Content_Type="multipart/byteranges; boundary=x")
 
     def several(self, _: int, *, total: int = SIZE, first: int = 0, cut: int | None = None) -> None:
         """Answers with several ranges, if several were asked for, leaving out the first ones or cutting it."""
@@ -229,18 +238,19 @@ class Handler(BaseHTTPRequestHandler):
     fault_several_others = partialmethod(several, first=1)
     fault_several_changed = partialmethod(several, total=SIZE + 1)
 
-    def fault_several_refused(self, number: int) -> None:
-        self.send(400, {"Content-Length": "0"}) if "," in self.headers["Range"] else self.serve()
+    def single(self, status: int, body: bytes, _: int) -> None:
+        """Answers with one range only."""
+        self.fixed(status, body, 0) if "," in self.headers["Range"] else self.serve()
 
-    def fault_several_ignored(self, number: int) -> None:
-        self.send(200, {"Content-Length": str(SIZE)}, BODY) if "," in self.headers["Range"] else self.serve()
+    fault_several_refused = partialmethod(single, 400, b"")
+    fault_several_ignored = partialmethod(single, 200, BODY)
 
     def fault_changes(self, number: int) -> None:
         """Another version from the second request on, by a server that minds If-Range."""
         if number == 1:
             self.serve()
         elif self.headers.get("If-Range") == '"one"':
-            self.send(200, {"Content-Length": str(SIZE), "ETag": '"two"'}, CHANGED)
+            self.fixed(200, CHANGED, number, ETag='"two"')
         else:
             self.serve(CHANGED, ETag='"two"')
 
@@ -256,15 +266,14 @@ class Handler(BaseHTTPRequestHandler):
         if number > 1:
             self.serve(CHANGED, ETag='"two"')
             return
-        headers, data = self.part()
-        self.send(206, headers, data[:1000])
+        self.begin(1000)
         self.hang_up()
 
     def fault_changes_size(self, number: int) -> None:
         self.serve(BODY if number == 1 else BODY[:-1000], ETag=None)
 
     def fault_redirects_for_ever(self, number: int) -> None:
-        self.send(302, {"Location": f"/redirects_for_ever/{number}", "Content-Length": "0"})
+        self.fixed(302, b"", number, Location=f"/redirects_for_ever/{number}")
 
     fault_redirects_elsewhere = partialmethod(fixed, 302, b"", Location="file:///etc/hostname")
     fault_redirects = partialmethod(fixed, 307, b"", Location="/none")
@@ -278,53 +287,41 @@ class Handler(BaseHTTPRequestHandler):
         self.wfile.write(b"\x00\x01\x02 this is no HTTP\r\n\r\n" * 10)
         self.hang_up()
 
-    def fault_forbidden(self, _: int) -> None:
-        self.send(403, {"Content-Length": "0"}, reason="Forbidden")
-
+    fault_forbidden = partialmethod(fixed, 403, b"")
     fault_status_451 = partialmethod(fixed, 451, b"x" * 1_000_000)
     fault_always_500 = partialmethod(fixed, 500, b"bad")
 
     def fault_always_truncated(self, _: int) -> None:
-        headers, data = self.part()
-        self.send(206, headers, data[:10])
+        self.begin(10)
         self.hang_up()
 
     def fault_silent(self, _: int) -> None:
         time.sleep(60)
 
     def fault_stalls(self, number: int) -> None:
-        headers, data = self.part()
-        self.send(206, headers, data[: len(data) // 2])
+        self.begin()
         time.sleep(60)
 
-    def fault_stalls_later(self, number: int) -> None:
-        self.serve() if number == 1 else self.fault_stalls(number)
-
+    fault_stalls_later = later(fault_stalls)
     fault_impatient = partialmethod(fixed, 429, b"", Retry_After="3600")
 
     # ---- faults that pass: the right bytes in the end
 
-    def fault_once_503(self, number: int) -> None:
-        self.send(503, {"Content-Length": "0"}) if number % 2 else self.serve()
-
-    def fault_once_429(self, number: int) -> None:
-        self.send(429, {"Content-Length": "0", "Retry-After": "1"}) if number == 1 else self.serve()
+    fault_once_503 = at_first(fixed, 503, b"", every=2)
+    fault_once_429 = at_first(fixed, 429, b"", Retry_After="1")
+    fault_once_reset = at_first(reset, every=2)
+    fault_stalls_once = at_first(fault_stalls)
 
     def fault_once_429_date(self, number: int) -> None:
         when = email.utils.formatdate(time.time() + 2, usegmt=True)
-        self.send(429, {"Content-Length": "0", "Retry-After": when}) if number == 1 else self.serve()
+        self.fixed(429, b"", number, Retry_After=when) if number == 1 else self.serve()
 
-    def fault_once_reset(self, number: int) -> None:
-        self.reset() if number % 2 else self.serve()
+    def broken(self, _: int) -> None:
+        self.begin()
+        time.sleep(0.05)
+        self.reset()
 
-    def fault_once_reset_within(self, number: int) -> None:
-        if number % 2:
-            headers, data = self.part()
-            self.send(206, headers, data[: len(data) // 2])
-            time.sleep(0.05)
-            self.reset()
-        else:
-            self.serve()
+    fault_once_reset_within = at_first(broken, every=2)
 
     def fault_truncates(self, number: int) -> None:
         """Half of what was asked for each time: only those who go on where it ended get through."""
@@ -364,9 +361,6 @@ class Handler(BaseHTTPRequestHandler):
             self.wfile.flush()
             time.sleep(0.2)
 
-    def fault_stalls_once(self, number: int) -> None:
-        self.fault_stalls(number) if number == 1 else self.serve()
-
     fault_empty = partialmethod(fixed, 416, b"", Content_Range="bytes */0")
     fault_empty_whole = partialmethod(fixed, 200, b"")
 
@@ -381,7 +375,7 @@ class Handler(BaseHTTPRequestHandler):
         if self.headers.get("Authorization") == "Basic bWVAaG9tZTpwOncgZA==":
             self.serve()
         else:
-            self.send(401, {"Content-Length": "0", "WWW-Authenticate": 'Basic realm="x"'})
+            self.fixed(401, b"", 0, WWW_Authenticate='Basic realm="x"')
 
     def fault_volume(self, number: int) -> None:
         """The volume, from a server that is not available for a second after the first requests."""
@@ -389,7 +383,7 @@ class Handler(BaseHTTPRequestHandler):
         if number == 20:
             self.server.available = time.monotonic() + 1
         if time.monotonic() < self.server.available:
-            self.send(503, {"Content-Length": "0"})
+            self.fixed(503, b"", number)
             return
         first, last = self.wanted(size)
         data = volume(first // 2, last // 2 + 1).tobytes()[first % 2 :][: last - first + 1]
@@ -412,7 +406,7 @@ class Handler(BaseHTTPRequestHandler):
 
     def upload(self) -> None:
         name = self.path.strip("/").split("/")[0]
-        record: dict[str, Any] = {
+        record = {
             "method": self.command,
             "headers": list(self.headers.items()),
             "bytes": 0,
@@ -430,54 +424,47 @@ class Handler(BaseHTTPRequestHandler):
                 return
         record["complete"] = True
 
-    def upload_accept(self, record: dict[str, Any]) -> None:
+    def answered(self, record: dict[str, Any], status: int, body: bytes = b"", **headers: str) -> None:
         self.take(record)
-        self.send(201, {"Content-Length": "2"}, b"ok")
+        self.fixed(status, body, 0, **headers)
 
-    def upload_missing(self, record: dict[str, Any]) -> None:
-        self.send(404, {"Content-Length": "0", "Connection": "close"})
-        self.close_connection = True
+    upload_accept = partialmethod(answered, status=201, body=b"ok")
+    upload_refused_at_end = partialmethod(answered, status=422)
+    upload_redirects = partialmethod(answered, status=307, Location="/accept")
 
-    def upload_too_large(self, record: dict[str, Any]) -> None:
-        self.take(record, most=1000)
-        self.send(413, {"Content-Length": "0", "Connection": "close"})
-        time.sleep(0.5)
-        self.close_connection = True
+    def broken_off(self, record: dict[str, Any], then: Callable[..., None], most: int = 1 << 62) -> None:
+        """Takes so many bytes at the least before it does something else than answer."""
+        self.take(record, most)
+        then(self)
 
-    def upload_refused_at_end(self, record: dict[str, Any]) -> None:
-        self.take(record)
-        self.send(422, {"Content-Length": "0"})
-
-    def upload_breaks(self, record: dict[str, Any]) -> None:
-        self.take(record, most=1000)
-        self.reset()
-
-    def upload_no_answer(self, record: dict[str, Any]) -> None:
-        self.take(record)
-        time.sleep(60)
-
-    def upload_hangs_up(self, record: dict[str, Any]) -> None:
-        self.take(record)
-        self.hang_up()
+    upload_breaks = partialmethod(broken_off, then=reset, most=1000)
+    upload_hangs_up = partialmethod(broken_off, then=hang_up)
+    upload_no_answer = partialmethod(broken_off, then=lambda _: time.sleep(60))
 
     def upload_takes_nothing(self, record: dict[str, Any]) -> None:
         time.sleep(60)
 
-    def upload_redirects(self, record: dict[str, Any]) -> None:
-        self.take(record)
-        self.send(307, {"Location": "/accept", "Content-Length": "0"})
+    def upload_missing(self, record: dict[str, Any]) -> None:
+        self.fixed(404, b"", 0, Connection="close")
+        self.close_connection = True
+
+    def upload_too_large(self, record: dict[str, Any]) -> None:
+        self.take(record, most=1000)
+        self.fixed(413, b"", 0, Connection="close")
+        time.sleep(0.5)
+        self.close_connection = True
 
     def upload_early_ok(self, record: dict[str, Any]) -> None:
         """Says that all is well before it has got it, and goes."""
         self.take(record, most=1000)
-        self.send(200, {"Content-Length": "0", "Connection": "close"})
+        self.fixed(200, b"", 0, Connection="close")
         self.reset()
 
     def upload_interim(self, record: dict[str, Any]) -> None:
         self.wfile.write(b"HTTP/1.1 102 Processing\r\n\r\n")
         self.take(record)
         self.wfile.write(b"HTTP/1.1 102 Processing\r\n\r\n")
-        self.send(200, {"Content-Length": "0"})
+        self.fixed(200, b"", 0)
 
 
 def main() -> None:

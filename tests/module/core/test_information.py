@@ -1,7 +1,7 @@
 """Version, logging, identifiers and errors."""
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, null_reference, prints
+from support.expect import fails, no_overload, null_reference, prints
 from zarnik import _classes
 
 
@@ -15,13 +15,6 @@ def test_logger_is_initialised_once_by_whatever_comes_first():
         ("Logger_init(-99)", 0),
     ):
         prints(f"{level}\n", f"from _zarnik import *\n{calls}\nprint(Logger_log_level())")
-
-
-def test_level_of_the_logger():
-    for value in ("a", 1.0, None):
-        bad_argument(TypeError, _zarnik.Logger_init, 1, "zarnik::LogLevel", value)
-    for value in (2**40, 2**31, -(2**31) - 1):
-        bad_argument(OverflowError, _zarnik.Logger_init, 1, "zarnik::LogLevel", value)
 
 
 def test_versions_agree():

@@ -6,7 +6,7 @@ import math
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, null_reference
+from support.expect import bad_argument, fails, no_overload
 from support.shared_types import CountingView
 from zarnik import _classes
 
@@ -186,18 +186,7 @@ def test_read_only_parts_outlive_the_view():
     assert numbers(origin) == (0, 0, 0)
 
 
-def test_arguments_are_named():
-    calibration, info, properties = new_calibration(), new_info(UINT8), from_data_type(UINT8)
-    set_directions = _zarnik.SpatialCalibrationProperty_set_directions
-    null_reference(_zarnik.SpatialCalibrationProperty_set_unit, 2, "std::string const &", calibration, None)
-    null_reference(set_directions, 2, "zarnik::SpatialDirections const &", calibration, None)
-    bad_argument(TypeError, _zarnik.ImageInfoProperty_set_alpha, 2, "bool", info, 1)
-    bad_argument(OverflowError, _zarnik.ImageInfoProperty_set_bit_depth, 2, "size_t", info, -1)
-    bad_argument(TypeError, _zarnik.ImageInfoProperty_set_interpretation, 2, "zarnik::ImageInterpretation", info, "RGB")
-    kind = "zarnik::SpatialCalibrationProperty const &"
-    null_reference(_zarnik.ImageProperties_set_calibration, 2, kind, properties, None)
-    set_origin = _zarnik.SpatialCalibrationProperty_set_origin
-    fails(ValueError, "input sequence has invalid length", set_origin, calibration, (1, 2))
+def test_what_makes_no_directions():
     name, vector = "zarnik::SpatialDirections", "zarnik::Vector3d const &"
     prototypes = ("", f"{vector},{vector}", f"{name} const &", f"{name} &&")
     text = no_overload("new_SpatialDirections", *(f"{name}::SpatialDirections({p})" for p in prototypes))

@@ -5,7 +5,7 @@ import gc
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, null_reference, refused
+from support.expect import fails, no_overload, refused
 from support.shared_types import CountingValue
 from zarnik import _classes
 
@@ -80,16 +80,7 @@ def test_errors_of_the_tree():
     assert not hasattr(Readonly, "add_child") and not hasattr(Readonly, "remove_child")
 
 
-def test_arguments_are_named():
-    node = tree()
-    text = "std::string const &"
-    for name in ("has_child", "child", "remove_child"):
-        null_reference(getattr(_zarnik, f"MetadataNode_{name}"), 2, text, node, None)
-        bad_argument(TypeError, getattr(_zarnik, f"MetadataNode_{name}"), 2, text, node, b"a")
-    null_reference(_zarnik.ReadonlyMetadataNode_child, 2, text, Readonly(node), None)
-    null_reference(_zarnik.MetadataNodeFactory_create, 1, text, None, None)
-    null_reference(_zarnik.MetadataNodeHelper_get_node, 2, text, node, None)
-    bad_argument(TypeError, _zarnik.MetadataNode_add_child, 2, "std::shared_ptr< zarnik::MetadataNode >", node, "a")
+def test_what_makes_no_node():
     cpp = "zarnik::MetadataNode"
     prototypes = ("std::string const &,std::shared_ptr< zarnik::VariantDataValue >", f"{cpp} const &", f"{cpp} &&")
     expected = no_overload("new_MetadataNode", *(f"{cpp}::MetadataNode({prototype})" for prototype in prototypes))

@@ -4,7 +4,7 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, null_reference, refused
+from support.expect import bad_argument, fails, no_overload, refused
 from support.images import array_of, capabilities_of, image_of, ramp, shape_of, whole
 from support.values import vector
 from zarnik import _classes
@@ -99,18 +99,12 @@ def test_allocate():
 
 
 def test_uniform_and_buffer_count_the_buffer_twice():
-    for name, buffer, buffer_type, metadata_type in (
-        ("_uniform", b"\1", "(const uint8_t* src, size_t size)", CONST_METADATA),
-        ("__from_buffer", bytearray(4), "(uint8_t* buffer, size_t bufferSize)", METADATA),
-    ):
+    for name, buffer, metadata_type in (("_uniform", b"\1", CONST_METADATA), ("__from_buffer", bytearray(4), METADATA)):
         make = flat(name)
-        bad_argument(TypeError, make, 3, buffer_type, (4,), UINT8, 5, None, None)
-        bad_argument(TypeError, make, 5, PROPERTIES, (4,), UINT8, buffer, 5, None)
         bad_argument(TypeError, make, 6, metadata_type, (4,), UINT8, buffer, None, 5)
         fails(ValueError, "input must be a sequence", make, 5, UINT8, buffer, None, None)
         with pytest.raises(TypeError, match=f"{name} expected 5 arguments, got 4"):
             make((4,), UINT8, buffer, None)
-    bad_argument(TypeError, flat("__from_buffer"), 3, buffer_type, (3,), UINT8, b"abc", None, None)
 
 
 # ---- sources ---------------------------------------------------------------------------------------------------------
@@ -167,7 +161,6 @@ def test_images_on_disk(tmp_path, monkeypatch):
     refused("does not exist", flat("copy_on_disk"), resident, str(tmp_path / "missing"))
     refused("READ", flat("copy_on_disk"), _zarnik.ImageViewProvider_to_write_only(resident), folder)
     refused("READ", flat("copy_in_memory"), _zarnik.ImageViewProvider_to_write_only(resident))
-    null_reference(flat("copy_on_disk"), 2, "std::string const &", resident, None)
     assert list(tmp_path.iterdir()) == []
     # The usual folder is that of the environment.
     monkeypatch.setenv("TMPDIR", folder)

@@ -57,8 +57,7 @@ def test_create_from_list():
     assert widths(create([])) == []
     for other in (first, iter([first]), None, 5, "ab", {1: first}):
         fails(ValueError, "Input must be a list of a tuple", create, other)
-    for bad in (5, "x", create([])):
-        bad_argument(TypeError, create, 1, "std::shared_ptr< zarnik::ImageView >", [first, bad])
+    bad_argument(TypeError, create, 1, "std::shared_ptr< zarnik::ImageView >", [first, create([])])
     refused("frame 1 .* cannot be null", create, [first, None])
     with pytest.raises(TypeError):
         create()
@@ -78,22 +77,10 @@ def test_list_that_changes_while_it_is_read():
         _zarnik.MultiImageViewFactory_create_from_list(items)
 
 
-def test_arguments():
-    images = _zarnik.MultiImageViewFactory_create()
-    bad_argument(TypeError, _zarnik.MultiImageView_frame, 2, "size_t", images, "0")
-    bad_argument(OverflowError, _zarnik.MultiImageView_frame, 2, "size_t", images, -1)
-    bad_argument(TypeError, _zarnik.MultiImageView_add_frame, 2, "std::shared_ptr< zarnik::ImageView >", images, images)
-    bad_argument(TypeError, _zarnik.MultiImageView_support, 2, "zarnik::MultiImageCapabilitySet", images, "x")
-
-
 def test_create_from_pointer():
-    create = _zarnik.MultiImageView_create_from_pointer
-    for bad in ("x", 1.0, None):
-        bad_argument(TypeError, create, 1, "unsigned long long", bad)
-    bad_argument(OverflowError, create, 1, "unsigned long long", -1)
     # The address of an empty shared pointer that the wrapped object must not free: two null words.
     empty = ctypes.create_string_buffer(16)
-    held = create(ctypes.addressof(empty))
+    held = _zarnik.MultiImageView_create_from_pointer(ctypes.addressof(empty))
     held.this.disown()
 
 
@@ -105,7 +92,6 @@ def test_providers():
         assert to_kind(single) is None
         assert is_kind(None) is False
         assert to_kind(None) is None
-        bad_argument(TypeError, is_kind, 1, "std::shared_ptr< zarnik::View >", 5)
     assert _zarnik.MultiImageViewProvider_is_multi_image(images) is True
     assert widths(_zarnik.MultiImageViewProvider_to_multi_image(images)) == []
     assert _zarnik.LodImageViewProvider_is_lod_image(images) is False
