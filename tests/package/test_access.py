@@ -47,16 +47,6 @@ class Failing(io.RawIOBase):
         raise OSError("no room")
 
 
-class Plain:
-    """The least that counts as a file: it can be read in order, a few bytes at a time."""
-
-    def __init__(self, content):
-        self.content = io.BytesIO(content)
-
-    def read(self, size):
-        return self.content.read(min(size, 7))
-
-
 @pytest.fixture
 def path(tmp_path):
     result = tmp_path / "some file"
@@ -214,36 +204,6 @@ def test_ctrl_c_in_a_file_is_no_error_of_the_library():
 
     with pytest.raises(KeyboardInterrupt):
         zarnik.open_stream(Interrupted()).read(3)
-
-
-def test_files_that_cannot_seek_are_read_in_order():
-    stream = zarnik.open_stream(Plain(CONTENT))
-    assert not stream.seekable()
-    assert stream.peek() == 0
-    assert stream.read(20) == CONTENT[:20]
-    assert stream.peek() == 20
-    assert stream.read() == CONTENT[20:]
-    with pytest.raises(zarnik.Error, match="cannot seek"):
-        zarnik.open_random(Plain(CONTENT))
-
-
-def test_a_file_read_by_several_threads():
-    access = zarnik.open_random(io.BytesIO(CONTENT))
-    part = zarnik.RandomAccessFactory.extract_region(access, 100)
-    failures = []
-
-    def check(seed):
-        for round in range(200):
-            offset = (seed * 977 + round * 131) % 9000
-            if access.read(offset, 50) != CONTENT[offset : offset + 50] or part[offset] != CONTENT[offset + 100]:
-                failures.append(offset)
-
-    threads = [threading.Thread(target=check, args=(seed,)) for seed in range(4)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join(60)
-    assert not failures and not any(thread.is_alive() for thread in threads)
 
 
 def test_shared_memory_outlives_its_accessor(path):

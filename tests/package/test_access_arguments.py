@@ -34,7 +34,7 @@ BAD = {
     "destination": (None, 7, "text", object(), CONTENT, memoryview(bytearray(9))[::2], *REFERENCES),
     "pairs": (None, 7, [7], [(0,)], [(0, 1, 2)], [None], [("0", 1)], [(0, None)], [(-1, 1)], [(0, -1)], [(2**64, 1)]),
     "pairs beyond": ([(0, 2**64)], [(2**63, 2**63)], [(0, 1), (1024, 1)], [(2**64 - 1, 1)]),
-    "path": ("", "a\0b", Path("a\0b"), "http://", "http://[", "gopher://x/y", "file://elsewhere/x"),
+    "path": ("", "a\0b", Path("a\0b"), "http://", "http://[", "http:///x", "ftp://x/y", "file://elsewhere/x"),
     "what": (None, 7, 1.5, object(), {}, [1]),
     "mode": (None, 7, "", "x", "rw", "r\0", "rbb"),
     "method": (None, 7, "", "GET\r\nX: y", "G\0ET", "GET x"),
@@ -193,6 +193,7 @@ def test_a_full_disk_is_an_error_of_the_write(tmp_path: Path) -> None:
     limits = resource.getrlimit(resource.RLIMIT_FSIZE)
     stream = zarnik.open_stream(tmp_path / "full", "w")
     access = zarnik.open_random(tmp_path / "full", mode="r+")
+    image = zarnik.empty((20_000,), "u1").to_disk(tmp_path)
     reason = os.strerror(errno.EFBIG)
     zeros = bytes(20_000)
     resource.setrlimit(resource.RLIMIT_FSIZE, (10_000, limits[1]))
@@ -200,6 +201,10 @@ def test_a_full_disk_is_an_error_of_the_write(tmp_path: Path) -> None:
         for write in (lambda: stream.write(zeros), lambda: access.write(9_000, zeros), lambda: access.resize(20_000)):
             with pytest.raises(zarnik.Error, match=f"{tmp_path}.*{reason}"):
                 write()
+        image[9_999] = 7
+        with pytest.raises(zarnik.Error, match=f"{tmp_path}.*{reason}"):
+            image[10_000] = 7
+        assert stream.tell() == 0
     finally:
         resource.setrlimit(resource.RLIMIT_FSIZE, limits)
     assert access.write(0, b"goes on") == 7

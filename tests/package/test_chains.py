@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import io
 import os
 
 import numpy
@@ -11,41 +10,13 @@ from numpy.testing import assert_array_equal
 
 import zarnik
 from support.shared_types import TiledView
+from support.sources import TILE, source_of
 from zarnik import ImageCapability
 from zarnik import ImageViewFactory as Factory
 
 DTYPES = [numpy.dtype(name) for name in ("u1", "i2", "u2", "f4", "f8")]
-KINDS = {"f": "FLOATING_POINT", "i": "SIGNED_INTEGER", "u": "UNSIGNED_INTEGER"}
 SOURCES = ("memory", "strided", "read-only", "disk", "accessor", "array", "tiled")
 SEED = int(os.environ.get("ZARNIK_TEST_SEED", 20261122))
-TILE = 3
-
-
-def source_of(kind, values, axes, has_pixels):
-    """An image with these elements; the last axis may be that of a pixel's components."""
-    if kind == "strided":
-        room = numpy.zeros([2 * extent for extent in values.T.shape], values.dtype).T
-        own = room[(slice(None, None, -2),) * values.ndim]
-        own[...] = values
-        image = zarnik.from_numpy(own, axes)
-        return Factory.assemble_channels(image) if has_pixels else image
-    if kind == "array":
-        return zarnik.from_array(values, axes)
-    count = values.shape[-1] if has_pixels else 1
-    dtype = zarnik.DataType(zarnik.PrimitiveTypeId[KINDS[values.dtype.kind]], values.itemsize * 8, count)
-    letters = [letter for letter in "XYZCT" if letter in axes and not (has_pixels and letter == "C")]
-    sizes = [values.shape[axes.index(letter)] for letter in letters]
-    if kind == "tiled":
-        image = TiledView(sizes, dtype.get_id(), [TILE] * len(sizes))
-    elif kind == "accessor":
-        access = zarnik.open_random(io.BytesIO(bytes(values.nbytes)), mode="r+")
-        image = Factory.from_random_access(access, zarnik.MemoryLayout.C, sizes, dtype)
-    else:
-        image = Factory.allocate(sizes, dtype)
-    image.set_axes_interpretation("".join(letters))
-    image[...] = values
-    image = image.to_disk() if kind == "disk" else image
-    return zarnik.ImageViewProvider.to_read_only(image) if kind == "read-only" else image
 
 
 def converted(values, dtype):

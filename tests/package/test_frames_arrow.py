@@ -72,6 +72,8 @@ def test_tables_without_rows_or_columns_and_some_that_cannot_pass(frame):
         assert zarnik.DataFrameView.from_arrow(empty).shape == empty.shape
     rows_alone["a\0b"] = [1, 2, 3, 4]
     raises(zarnik.Error, "zero character", rows_alone.__arrow_c_stream__)
+    del rows_alone["a\0b"]
+    assert rows_alone.shape == (4, 0)
     nothing.add_column("odd", zarnik.DataType(zarnik.PrimitiveTypeId.UNSIGNED_INTEGER, 24, 1))
     raises(zarnik.Error, r'"odd" of type \(UNSIGNED_INTEGER, 24 bits', nothing.__arrow_c_stream__)
 
@@ -81,8 +83,8 @@ def test_batches_made_by_hand():
     cells = make(nanoarrow.int32(), 3, [None, None], validation_level="none")
     short = make(schema, 3, [None], children=[cells], validation_level="none")
     raises(zarnik.Error, '"n" of the Arrow stream has fewer', zarnik.DataFrameView.from_arrow, nanoarrow.Array(short))
-    # The offset of a batch counts for its columns, which have their own.
-    cells = make(nanoarrow.int32(), 5, [None, numpy.arange(6, dtype="i4")], offset=1)
+    # The offset of a batch counts for its columns, which have their own; a null before is none of the table.
+    cells = make(nanoarrow.int32(), 5, [b"\xfe", numpy.arange(6, dtype="i4")], null_count=1, offset=1)
     batch = make(schema, 3, [None], offset=2, children=[cells])
     assert zarnik.DataFrameView.from_arrow(nanoarrow.Array(batch))["n"].tolist() == [3, 4, 5]
 

@@ -96,15 +96,6 @@ def test_limits_can_be_set(web: Nginx) -> None:
         zarnik.set_http_options(**before)
 
 
-def test_certificates_are_checked(web: Nginx, monkeypatch: pytest.MonkeyPatch) -> None:
-    monkeypatch.delenv("CURL_CA_BUNDLE", raising=False)
-    monkeypatch.delenv("SSL_CERT_FILE", raising=False)
-    with pytest.raises(zarnik.Error, match="certificate"):
-        zarnik.open_random(web.tls_url("content.bin"))
-    monkeypatch.setenv("SSL_CERT_FILE", str(web.certificate))
-    assert zarnik.open_random(web.tls_url("content.bin"))[:] == BODY
-
-
 def test_uploads_arrive(web: Nginx) -> None:
     data = random.Random(5).randbytes(3_000_001)
     with zarnik.open_stream(web.url("put/upload.bin"), "w", method="PUT") as stream:
@@ -126,25 +117,6 @@ def test_an_exception_in_a_with_block_breaks_the_upload_off(web: Nginx) -> None:
         raise KeyError
     time.sleep(0.2)
     assert not (web.root / "put/part.bin").exists()
-
-
-@pytest.mark.parametrize(
-    "path", ["once_503", "once_reset", "once_reset_within", "truncates_chunks", "interim", "closes", "redirects"]
-)
-def test_faults_that_pass_are_not_seen(faulty: str, path: str) -> None:
-    assert zarnik.open_random(faulty + path)[:] == BODY
-
-
-WRONG = "forbidden ignores_ranges compressed wrong_length more_bytes two_content_ranges redirects_elsewhere"
-
-
-@pytest.mark.parametrize("path", WRONG.split())
-def test_other_faults_are_errors_without_credentials(faulty: str, path: str) -> None:
-    address = faulty.replace("//", "//someone:secret@") + path + "?token=hidden"
-    with pytest.raises(zarnik.Error) as raised:
-        zarnik.open_random(address)[:]
-    text = str(raised.value)
-    assert path in text and "secret" not in text and "hidden" not in text and "someone" not in text
 
 
 def test_ctrl_c_ends_a_silent_read(faulty: str) -> None:

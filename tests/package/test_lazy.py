@@ -146,6 +146,11 @@ def test_axes_by_name():
     assert image.rename_axes("TYX").axes == "TYX"
     shared = image.crop(slice(None, None, 2), slice(None, None, -1)).transpose("XYZ")
     assert numpy.shares_memory(shared.to_numpy(copy=False), image.to_numpy())
+    # What was taken apart or turned twice is where it was.
+    for same in (zarnik.stack([image.crop(z=z) for z in range(6)], "Z"), image.flip("Y").flip("Y")):
+        assert same.properties.calibration() == image.properties.calibration()
+    assert image.flip("Y").get_spatial_directions().get_row_direction() == (0, -1, 0)
+    assert (image.crop(y=2).axes, image.crop(y=2).spacing) == ("ZX", (1, 1, 3))
     assert (image.flip("X").origin, image.subsample(2).spacing) == ((16, 20, 30), (2, 4, 6))
     shows(image.subsample(2), array[::2, ::2, ::2])
     for error, wrong in (
@@ -171,6 +176,22 @@ def test_channels_and_stacks():
     colours = zarnik.stack(images, axis="C")
     shows(colours.channel(2), frames[2])
     assert [list(channel[0, :2]) for channel in colours.channels()] == [list(frame[0, :2]) for frame in frames]
+
+
+def test_interpretation_and_metadata_follow_the_elements():
+    planes = zarnik.zeros((3, 4, 4), "uint8", axes="YXC").with_properties(
+        interpretation=zarnik.ImageInterpretation.RGB, alpha=True, metadata={"a": 1}
+    )
+    pixels = zarnik.ImageViewFactory.assemble_channels(planes)
+    for image in (planes, pixels, zarnik.ImageViewFactory.disassemble_channels(pixels)):
+        assert (image.interpretation.name, image.get_has_alpha(), image.axes) == ("RGB", True, "YXC")
+        assert not image.channel(3).get_has_alpha()
+        assert image.channel(1).flip("Y").metadata == {"a": 1}
+    opaque = planes.crop(..., slice(3))
+    assert (opaque.interpretation.name, opaque.get_has_alpha()) == ("RGB", False)
+    assert planes.flip("C").interpretation.name == "MULTISPECTRAL"
+    together = zarnik.ImageViewFactory.interlace(pixels.channels(), zarnik.ImageInterpretation.RGB, True)
+    assert together.properties.image_info() == pixels.properties.image_info()
 
 
 def test_uniform_and_properties():

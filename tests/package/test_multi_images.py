@@ -82,7 +82,12 @@ def test_labels_keep_their_values():
 def test_given_levels():
     lod = zarnik.lod_image(images(3), -1)
     assert (list(lod.levels), values(lod), int(lod[0][0, 0])) == ([-1, 0, 1], [0, 1, 2], 1)
-    with pytest.raises(zarnik.Error):
-        zarnik.lod_image(images(2), 1)
+    assert "(3, 2)" in lod.to_string()
+    for level in (-2, 2, -(2**63)):
+        with pytest.raises((zarnik.Error, IndexError)):
+            lod.resolution(level)
+    for count, first in ((2, 1), (1, -1), (1, 1), (1, -(2**63)), (0, 0)):
+        with pytest.raises(zarnik.Error):
+            zarnik.lod_image(images(count), first)
     with pytest.raises(TypeError):
         zarnik.lod_image([5])

@@ -1,5 +1,5 @@
 // What goes wrong with files: each fault ends in an Error that names the file, or in a short transfer.
-#include "access/AccessContract.h"
+#include "access/AccessSupport.h"
 #include "access/FaultyTransfers.h"
 #include "zarnik/access/FolderStorage.h"
 #include "zarnik/access/RandomAccessFactory.h"
@@ -7,12 +7,9 @@
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
 
-#include <csignal>
 #include <fcntl.h>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zarnik::test {
@@ -21,51 +18,12 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 
-// Files of this process may not grow beyond some bytes, as on a disk that is full.
-class FileSizeLimit {
-public:
-  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    rlimit const limit{bytes, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-
-private:
-  void (*handler_)(int);
-  rlimit before_{};
-};
-
 TEST(FileFaults, FilesMayBeForbidden) {
   if (::geteuid() == 0)
     GTEST_SKIP() << "nothing is forbidden to root";
   auto const path = scratchFile(ramp(3));
   std::filesystem::permissions(path, std::filesystem::perms::none);
   EXPECT_THAT(messageOf([&] { StreamAccessFactory::openFileRead(path); }), HasSubstr("Permission denied"));
-}
-
-TEST(FileFaults, AFullDiskIsAnErrorOfTheWrite) {
-  auto const path = scratchFile({});
-  auto const folder = scratchFolder();
-  auto const stream = StreamAccessFactory::openFileWrite(path);
-  auto const image = ImageViewFactory::createOnDisk(folder, {10000}, DataTypeId::UINT8);
-  Bytes const block(4096, 1);
-  {
-    FileSizeLimit const limit(6000);
-    EXPECT_EQ(stream->write(block.data(), block.size()), block.size());
-    EXPECT_THAT(messageOf([&] { stream->write(block.data(), block.size()); }),
-                AllOf(HasSubstr("cannot write \"" + path), HasSubstr("at offset 6000"), HasSubstr("File too large")));
-    EXPECT_EQ(stream->tell(), 4096u);
-    EXPECT_FALSE(stream->fail());
-    EXPECT_THAT(messageOf([&] { RandomAccessFactory::openFile(path)->resize(10000); }), HasSubstr("cannot resize"));
-    image->write({5999}, block.data());
-    EXPECT_THAT(messageOf([&] { image->write({6000}, block.data()); }), HasSubstr(folder.string()));
-  }
-  EXPECT_EQ(stream->write(block.data(), block.size()), block.size());
-  EXPECT_EQ(std::filesystem::file_size(path), 8192u);
 }
 
 TEST(FileFaults, InterruptedAndShortTransfersGoOn) {

@@ -1,5 +1,5 @@
 // An accessor as a user of the library writes one. The guide shows it; a test of the package compares them.
-#include "access/AccessContract.h"
+#include "access/AccessSupport.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccessFactory.h"
 #include "zarnik/core/Error.h"

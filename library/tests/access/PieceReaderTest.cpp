@@ -1,6 +1,6 @@
 // Many small pieces of a file, read through a mapping: the same bytes as by calls, and the same errors.
 #include "platform/PieceReader.h"
-#include "access/AccessContract.h"
+#include "access/AccessSupport.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/views/ImageView.h"
@@ -11,7 +11,6 @@
 #include <fstream>
 #include <random>
 #include <sys/resource.h>
-#include <thread>
 #include <unistd.h>
 
 namespace zarnik::test {
@@ -193,19 +192,15 @@ TEST(PieceReader, ReadsFromThreadsWhilePagesAreGivenBack) {
     }
   }
   std::atomic<size_t> wrong = 0;
-  std::vector<std::thread> threads;
-  for (size_t thread = 0; thread < 4; ++thread)
-    threads.emplace_back([&, thread] {
-      std::vector<uint16_t> block(8 * side * side / 4);
-      for (size_t round = 0; round < 3 * images; ++round) {
-        auto const number = (round + thread) % images;
-        stored[number]->readRegion(RegionXu64({8 * round, 0, 0}, {8, side / 4, side}), block.data());
-        for (size_t at = 0; at < block.size(); ++at)
-          wrong += block[at] != at / (8 * side / 4) + number;
-      }
-    });
-  for (auto & thread : threads)
-    thread.join();
+  onThreads(4, [&](size_t thread) {
+    std::vector<uint16_t> block(8 * side * side / 4);
+    for (size_t round = 0; round < 3 * images; ++round) {
+      auto const number = (round + thread) % images;
+      stored[number]->readRegion(RegionXu64({8 * round, 0, 0}, {8, side / 4, side}), block.data());
+      for (size_t at = 0; at < block.size(); ++at)
+        wrong += block[at] != at / (8 * side / 4) + number;
+    }
+  });
   EXPECT_EQ(wrong, 0u);
 }
 

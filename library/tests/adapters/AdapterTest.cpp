@@ -1,5 +1,7 @@
-#include "adapters/AdapterSources.h"
+#include "views/ForeignImage.h"
+#include "views/Samples.h"
 #include "zarnik/metadata/SpatialCalibrationProperty.h"
+#include "zarnik/views/ImageViewProvider.h"
 #include "zarnik/views/LinearValues.h"
 #include "zarnik/views/MultiImageView.h"
 #include "zarnik/views/MultiImageViewFactory.h"
@@ -7,7 +9,6 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <limits>
-#include <thread>
 
 namespace zarnik::test {
 namespace {
@@ -30,35 +31,6 @@ template <typename T> Image imageOf(std::vector<T> const & values) {
 
 std::shared_ptr<MultiImageView> setOf(std::vector<Image> const & images) {
   return MultiImageViewFactory::createFromList(images.data(), images.size());
-}
-
-// Texts that tests of the module do not show.
-TEST(Adapters, RefuseWhatDoesNotFitAndSayWhy) {
-  auto const refused = [](auto make, char const * text) {
-    EXPECT_THAT(make, ThrowsMessage<InvalidArgument>(HasSubstr(text)));
-  };
-  auto const image = Factory::allocate({4, 3}, DataTypeId::UINT8);
-  auto const vectors = Factory::allocate({4, 3}, DataTypeId::VEC3_UINT8);
-  refused([&] { Factory::extractRegion(image, {{2, 0}, {3, 1}}); }, "exceeds the image shape (4, 3) on axis 0");
-  refused([&] { Factory::extractRegion(image, {{2}, {1}}); }, "2 dimensions");
-  refused([&] { Factory::everyNth(image, {1, 0}); }, "step 0 along ROW");
-  refused([&] { Factory::flip(image, SLICE); }, "no dimension SLICE, its axes are (COLUMN, ROW)");
-  refused([&] { Factory::reinterpret(image, ImageTypeId::VOLUME); }, "3 dimensions, the image has 2");
-  ImageDimension const row = ROW;
-  refused([&] { Factory::reinterpretAxes(image, &row, 1); }, "1 dimensions, the image has 2");
-  refused([&] { Factory::extractChannel(vectors, 3); }, "channel 3 is not below the number of channels 3");
-  refused([&] { Factory::extractChannel(image, 1); }, "channel 1");
-  refused([&] { Factory::assembleChannels(image); }, "no dimension CHANNEL");
-  refused([&] { Factory::adaptDataType(vectors, DataTypeId::FLOAT); }, "VEC3_UINT8");
-  refused([&] { Factory::adaptDynamicRange(image, DataTypeId::FLOAT, {0, NOT_A_NUMBER}, {0, 1}); }, "input range");
-  refused([&] { Factory::adaptDynamicRange(image, DataTypeId::FLOAT, {0, 1}, {0, INFINITE}); }, "output range");
-  refused([&] { Factory::adaptDynamicRange(image, DataTypeId::FLOAT, {0, 1e-300}, {0, 1e300}); }, "not finite");
-  refused([&] { mapLinearly(image, DataTypeId::FLOAT, {NOT_A_NUMBER, 0}); }, "not finite");
-  refused([] { Factory::stack(setOf({})); }, "no frames");
-  auto const taller = Factory::allocate({4, 4}, DataTypeId::UINT8), other = Factory::allocate({4, 3}, DataTypeId::INT8);
-  refused([&] { Factory::stack(setOf({image, taller})); }, "frame 1 has shape (4, 4), frame 0 has (4, 3)");
-  refused([&] { Factory::stack(setOf({image, image, vectors})); }, "frame 2 has type VEC3_UINT8, frame 0 has UINT8");
-  refused([&] { Factory::interlace(setOf({image, other})); }, "type INT8");
 }
 
 TEST(Adapters, ConvertAndMapValues) {
@@ -130,50 +102,6 @@ TEST(Adapters, LargeRegionsOfForeignImagesTakeBoundedBlocks) {
   }
 }
 
-// That every sample stays where it is in space is tried with chains of adapters.
-TEST(Adapters, CalibrationFollowsTheSamples) {
-  auto const image = Factory::allocate({10, 20, 30}, DataTypeId::UINT8);
-  image->setSpatialOrigin({1, 2, 3});
-  image->setSpatialSpacing({0.5, 2, 4});
-  image->setSpatialUnit("mm");
-  auto const flipped = Factory::flip(image, ROW);
-  EXPECT_EQ(flipped->spatialDirections().rowDirection(), (Vector3d{0, -1, 0}));
-  EXPECT_EQ(Factory::flip(flipped, ROW)->properties()->calibration(), image->properties()->calibration());
-  auto const plane = Factory::extractAdjustedRegion(image, {{0, 3, 0}, {10, 1, 30}});
-  EXPECT_EQ(plane->axesInterpretation(), COLUMN | SLICE);
-  EXPECT_EQ(plane->spatialSpacing(), (Vector3d{0.5, 1, 4}));
-
-  // Slices that were taken apart come together where they were.
-  std::vector<Image> slices;
-  for (uint64_t z = 0; z < 30; ++z)
-    slices.push_back(Factory::extractAdjustedRegion(image, {{0, 0, z}, {10, 20, 1}}));
-  EXPECT_EQ(Factory::stack(setOf(slices), SLICE)->properties()->calibration(), image->properties()->calibration());
-}
-
-TEST(Adapters, InterpretationAndMetadataFollowTheSamples) {
-  auto const image = Factory::allocate({4, 3}, DataTypeId::VEC4_UINT8);
-  image->setImageInterpretation(ImageInterpretation::RGB);
-  image->setAlpha(true);
-  image->setMetadata(std::make_shared<MetadataNode>("root", nullptr));
-  auto const planes = Factory::disassembleChannels(image);
-  EXPECT_EQ(planes->axesInterpretation(), ImageTypeId::MULTISPECTRAL_IMAGE);
-  EXPECT_TRUE(planes->hasAlpha());
-  EXPECT_TRUE(planes->properties()->isCompatibleWith(planes->shape(), planes->dataType()));
-  auto const opaque = Factory::extractRegion(planes, {{0, 0, 0}, {4, 3, 3}});
-  EXPECT_EQ(opaque->imageInterpretation(), ImageInterpretation::RGB);
-  EXPECT_FALSE(opaque->hasAlpha());
-  EXPECT_EQ(Factory::flip(planes, CHANNEL)->imageInterpretation(), ImageInterpretation::MULTISPECTRAL);
-  EXPECT_FALSE(Factory::extractChannel(image, 3)->hasAlpha());
-  EXPECT_EQ(Factory::flip(Factory::extractChannel(opaque, 1), ROW)->metadata()->key(), "root");
-
-  std::vector<Image> channels;
-  for (size_t n = 0; n < 4; ++n)
-    channels.push_back(Factory::extractChannel(image, n));
-  auto const together = Factory::interlace(setOf(channels));
-  EXPECT_EQ(together->properties()->imageInfo(), image->properties()->imageInfo());
-  EXPECT_EQ(together->dataType(), DataTypeId::VEC4_UINT8);
-}
-
 TEST(Adapters, ChainsAreFlatAndTellTheirStory) {
   Image image = imageOf<uint8_t>({1, 2, 3});
   for (int n = 0; n < 100'001; ++n)
@@ -215,33 +143,17 @@ TEST(Adapters, RefuseToReadAnImageThatWasReshaped) {
   EXPECT_THAT([&] { view->buffer(); }, reshaped);
 }
 
-TEST(Adapters, SealedMemoryIsNotWrittenThroughAnyView) {
-  auto const sealed = borrowedImage({4, 3}, DataTypeId::UINT8, BorrowedMemoryView::Protection::SEALED);
-  EXPECT_EQ(sealed->capabilities(), READ | WRITE | MEMORY_ACCESS);
-  auto const before = valuesOf(*sealed);
-  Bytes const zeros(48);
-  for (auto const & view : {sealed, Factory::flip(sealed, ROW), Factory::adaptDataType(sealed, DataTypeId::FLOAT)})
-    EXPECT_THROW(view->writeRegion(whole(*view), zeros.data()), Error);
-  EXPECT_EQ(valuesOf(*sealed), before);
-  sealed->setSpatialUnit("mm");
-  EXPECT_EQ(sealed->spatialUnit(), "mm");
-}
-
 TEST(Adapters, ThreadSafeViewsOfAnythingCanBeSharedByThreads) {
   auto const foreign = std::make_shared<ForeignImage>(VectorXu64{64, 64}, DataTypeId::VEC3_UINT8, READ | WRITE);
   auto const safe = Factory::makeThreadSafe(foreign);
   EXPECT_EQ(Factory::makeThreadSafe(safe), safe);
   EXPECT_EQ(safe->capabilities(), foreign->capabilities());
   // Each of the threads writes one channel: all of them share the samples.
-  std::vector<std::thread> threads;
-  for (uint8_t channel = 0; channel < 3; ++channel)
-    threads.emplace_back([&, channel] {
-      auto const view = Factory::extractChannel(safe, channel);
-      for (uint64_t row = 0; row < 64; ++row)
-        view->writeRegion({{0, row}, {64, 1}}, Bytes(64, static_cast<uint8_t>(channel + 1)).data());
-    });
-  for (auto & thread : threads)
-    thread.join();
+  onThreads(3, [&](size_t channel) {
+    auto const view = Factory::extractChannel(safe, channel);
+    for (uint64_t row = 0; row < 64; ++row)
+      view->writeRegion({{0, row}, {64, 1}}, Bytes(64, static_cast<uint8_t>(channel + 1)).data());
+  });
   auto const written = valuesOf(*safe);
   for (size_t n = 0; n < written.size(); ++n)
     ASSERT_EQ(written[n], n % 3 + 1) << n;

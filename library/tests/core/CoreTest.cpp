@@ -1,10 +1,16 @@
 #include "core/Logging.h"
+#include "core/Support.h"
+#include "zarnik/access/RandomAccessCapability.h"
+#include "zarnik/access/StreamAccessCapability.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/core/UidGenerator.h"
+#include "zarnik/frames/DataFrameCapability.h"
+#include "zarnik/views/ImageCapability.h"
+#include "zarnik/views/MultiImageCapability.h"
+#include "zarnik/views/ParallelAccessCapability.h"
 
 #include <gtest/gtest.h>
 #include <regex>
-#include <thread>
 #include <unordered_set>
 #include <vector>
 
@@ -14,15 +20,10 @@ namespace {
 TEST(UidGenerator, GivesDistinctDefinedValuesFromManyThreads) {
   constexpr int perThread = 2000;
   std::vector<std::vector<uint64_t>> drawn(4);
-  std::vector<std::thread> threads;
-  for (auto & uids : drawn)
-    threads.emplace_back([&uids] {
-      for (int i = 0; i < perThread; ++i)
-        uids.push_back(UidGenerator::generate());
-    });
-  for (auto & thread : threads)
-    thread.join();
-
+  test::onThreads(drawn.size(), [&](size_t number) {
+    for (int i = 0; i < perThread; ++i)
+      drawn[number].push_back(UidGenerator::generate());
+  });
   std::unordered_set<uint64_t> all;
   for (auto const & uids : drawn)
     all.insert(uids.begin(), uids.end());
@@ -49,6 +50,21 @@ TEST(Error, KeepsMessageAndKindThroughCopies) {
     EXPECT_STREQ(copy.what(), "size 0 is not allowed");
     EXPECT_NE(dynamic_cast<InvalidArgument const *>(&caught), nullptr);
   }
+}
+
+template <typename Flag> class FlagSetOf : public testing::Test {};
+using Flags = testing::Types<ImageCapability, MultiImageCapability, DataFrameCapability, StreamAccessCapability,
+                             RandomAccessCapability, ParallelAccessCapability>;
+TYPED_TEST_SUITE(FlagSetOf, Flags);
+
+// The sets themselves are tested through Python; operators on flags are of C++ alone.
+TYPED_TEST(FlagSetOf, FlagsCombineLikeTheirMasks) {
+  auto const left = static_cast<TypeParam>(3), right = static_cast<TypeParam>(6);
+  EXPECT_EQ((left | right).value(), 7u);
+  EXPECT_EQ((left & right).value(), 2u);
+  EXPECT_EQ((left ^ right).value(), 5u);
+  auto set = left | right;
+  EXPECT_EQ((((set ^= left) |= left) &= right).value(), 6u);
 }
 
 } // namespace

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 #include <numeric>
-#include <ostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace zarnik::test {
@@ -29,12 +29,14 @@ template <typename Kind = Error> std::string messageOf(auto const & action) {
   return "accepted";
 }
 
+/// Calls act(0), act(1), ... at once, each on a thread of its own, and waits for all of them.
+void onThreads(size_t count, auto const & act) {
+  std::vector<std::jthread> threads;
+  for (size_t number = 0; number < count; ++number)
+    threads.emplace_back([&act, number] { act(number); });
+}
+
 /// How tests over several implementations are called.
 inline constexpr auto nameOf = [](auto const & info) { return std::string(info.param.name); };
-
-/// An implementation that a test is about is printed as its name.
-template <typename Implementation>
-requires requires(Implementation const & each) { each.name, each.make; }
-std::ostream & operator<<(std::ostream & stream, Implementation const & each) { return stream << each.name; }
 
 } // namespace zarnik::test

@@ -1,4 +1,4 @@
-#include "access/AccessContract.h"
+#include "access/AccessSupport.h"
 #include "core/Support.h"
 #include "http/TestServers.h"
 #include "zarnik/core/Interruption.h"
@@ -310,20 +310,16 @@ TEST(HttpRead, ThreadsShareBlocksAndTheLimitOfRequests) {
   options.cacheBytes = size_t{1} << 20;
   auto const access = openFault("latency", options);
   std::atomic<int> wrong = 0;
-  std::vector<std::thread> threads;
-  for (unsigned seed = 0; seed < 6; ++seed)
-    threads.emplace_back([&, seed] {
-      std::mt19937 random(seed);
-      Bytes bytes(20000);
-      for (int round = 0; round < 30; ++round) {
-        auto const offset = random() % (access->size() - bytes.size());
-        access->read(offset, bytes.data(), bytes.size());
-        if (!isContent(bytes, offset))
-          ++wrong;
-      }
-    });
-  for (auto & thread : threads)
-    thread.join();
+  test::onThreads(6, [&](size_t seed) {
+    std::mt19937 random(static_cast<unsigned>(seed));
+    Bytes bytes(20000);
+    for (int round = 0; round < 30; ++round) {
+      auto const offset = random() % (access->size() - bytes.size());
+      access->read(offset, bytes.data(), bytes.size());
+      if (!isContent(bytes, offset))
+        ++wrong;
+    }
+  });
   EXPECT_EQ(wrong, 0);
   EXPECT_LE(httpStatistics(*access)->bytesReceived, access->size()); // no block twice
 }

@@ -1,6 +1,6 @@
 // Against nginx, a server as it is meant to be: over HTTP/1.1, and over TLS with HTTP/2.
 
-#include "access/AccessContract.h"
+#include "access/AccessSupport.h"
 #include "core/Support.h"
 #include "http/TestServers.h"
 #include "zarnik/access/StreamCompletion.h"

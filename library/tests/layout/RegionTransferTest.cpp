@@ -33,17 +33,6 @@ TEST(RegionCopier, RefusesWhatDoesNotFitAndNamesIt) {
   EXPECT_EQ(message({4, 3}, {5, 3}, {0, 0}, type), "accepted");
 }
 
-TEST(RegionConverter, ConvertsARegionComponentByComponent) {
-  std::vector<float> const source{-1, 0.5F, 1.5F, 300, 7, 8.6F, 1, 2, 3}; // 3 columns of 3 components
-  std::vector<uint8_t> destination(12, 9);                                // 2 columns, 2 rows
-  Indexer const from({3, 1}, DataType(DataTypeId::VEC3_FLOAT));
-  Indexer const to({2, 2}, DataType(DataTypeId::VEC3_UINT8));
-  RegionConverter(from, to, {0, 0}, {0, 1}, {2, 1}).convert(source.data(), destination.data());
-  EXPECT_THAT(destination, testing::ElementsAre(9, 9, 9, 9, 9, 9, 0, 0, 2, 255, 7, 9));
-  RegionConverter(from, to, {2, 0}, {1, 0}, {1, 1}, LinearMap{10, 1}).convert(source.data(), destination.data());
-  EXPECT_THAT(destination, testing::ElementsAre(9, 9, 9, 11, 21, 31, 0, 0, 2, 255, 7, 9));
-}
-
 TEST(RegionConverter, RefusesWhatHasNoConversionAndNamesIt) {
   auto const message = [](DataType from, DataType to, VectorXu64 const & size) {
     return messageOf([&] { RegionConverter(Indexer({3, 2}, from), Indexer({3, 2}, to), {0, 0}, {0, 0}, size); });

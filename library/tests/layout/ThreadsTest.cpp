@@ -1,3 +1,4 @@
+#include "core/Support.h"
 #include "layout/CopyPlan.h"
 #include "layout/StridedCases.h"
 
@@ -5,8 +6,6 @@
 
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <thread>
 
 namespace zarnik {
 
@@ -55,17 +54,10 @@ TEST_F(Threads, ManyCallersAtOnce) {
   setThreadCount(4);
   auto const from = noise(4 << 20, 5);
   std::vector<std::vector<std::byte>> results(4);
-  std::vector<std::thread> callers;
-  for (auto & result : results) {
-    callers.emplace_back([&] {
-      for (int round = 0; round < 5; ++round) {
-        result = copied({2048, 2048}, {2048, 1}, {1, 2048}, 1, from, 0);
-      }
-    });
-  }
-  for (auto & caller : callers) {
-    caller.join();
-  }
+  onThreads(results.size(), [&](size_t number) {
+    for (int round = 0; round < 5; ++round)
+      results[number] = copied({2048, 2048}, {2048, 1}, {1, 2048}, 1, from, 0);
+  });
   EXPECT_EQ(from[5 * 2048 + 7], results[0][7 * 2048 + 5]);
   for (auto const & result : results) {
     EXPECT_TRUE(result == results[0]);

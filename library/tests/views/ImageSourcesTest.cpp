@@ -1,16 +1,10 @@
-#include "access/AccessContract.h"
+#include "access/AccessSupport.h"
 #include "access/TracingAccess.h"
-#include "views/ImageViewContract.h"
 #include "views/Samples.h"
-#include "zarnik/metadata/ImageProperties.h"
-#include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/views/ImageViewFactory.h"
-#include "zarnik/views/ImageViewProvider.h"
-#include "zarnik/views/ViewOriginExtension.h"
 
 #include <array>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -22,7 +16,6 @@ namespace zarnik::test {
 namespace {
 
 using Ranges = std::vector<TracingAccess::Range>;
-using enum ImageCapability;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -32,18 +25,6 @@ namespace fs = std::filesystem;
 
 std::vector<fs::path> filesIn(fs::path const & folder) {
   return {fs::directory_iterator(folder), fs::directory_iterator()};
-}
-
-ImageViewUnderTest onDisk(VectorXu64 const & shape, DataType dataType, Bytes const & samples) {
-  auto const image = ImageViewFactory::createOnDisk(shape, dataType);
-  image->writeRegion(RegionXu64::createFullRegion(shape), samples.data());
-  return {image, [image] { return valuesOf(*image); }};
-}
-
-ImageViewUnderTest overBuffer(VectorXu64 const & shape, DataType dataType, Bytes const & samples) {
-  auto const buffer = std::make_shared<Bytes>(samples);
-  return {ImageViewFactory::fromBuffer(shape, dataType, buffer->data(), buffer->size(), nullptr, nullptr),
-          [buffer] { return *buffer; }};
 }
 
 /// The dense samples in the order of a layout, or back.
@@ -58,27 +39,6 @@ Bytes reordered(VectorXu64 const & shape, DataType dataType, MemoryLayout layout
   }
   return to;
 }
-
-auto overAccess(MemoryLayout layout, RandomAccessCapabilitySet offered) {
-  return [=](VectorXu64 const & shape, DataType dataType, Bytes const & samples) {
-    auto const access = std::make_shared<TracingAccess>(reordered(shape, dataType, layout, samples, false), offered);
-    return ImageViewUnderTest{ImageViewFactory::fromRandomAccess(access, layout, shape, dataType),
-                              [=] { return reordered(shape, dataType, layout, access->bytes, true); }};
-  };
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Sources, ImageViewContract,
-    testing::Values(
-        ImageViewImplementation{"Disk", READ | WRITE | RESHAPE, onDisk},
-        ImageViewImplementation{"Buffer", READ | WRITE | MEMORY_ACCESS, overBuffer},
-        ImageViewImplementation{"AccessC", READ_WRITE, overAccess(MemoryLayout::C, RandomAccessCapability::READ_WRITE)},
-        ImageViewImplementation{"AccessFortran", READ_WRITE,
-                                overAccess(MemoryLayout::FORTRAN, RandomAccessCapability::READ_WRITE)},
-        ImageViewImplementation{"AccessReadOnly", READ, overAccess(MemoryLayout::C, RandomAccessCapability::READ)},
-        ImageViewImplementation{"AccessWriteOnly", WRITE,
-                                overAccess(MemoryLayout::UNKNOWN, RandomAccessCapability::WRITE)}),
-    nameOf);
 
 // ---- views over an accessor ----------------------------------------------------------------------------------------
 

@@ -1,14 +1,12 @@
 #include "views/ForeignImage.h"
-#include "views/ImageViewContract.h"
 #include "views/Samples.h"
 #include "zarnik/values/ArrayX.h"
+#include "zarnik/views/GridTiling.h"
 #include "zarnik/views/ImageViewProvider.h"
 #include "zarnik/views/SharedSamples.h"
 
-#include <atomic>
 #include <cstring>
 #include <gmock/gmock.h>
-#include <thread>
 
 // A request that cannot be met is an error of the library, also under the address sanitizer.
 extern "C" char const * __asan_default_options();
@@ -25,42 +23,6 @@ Bytes memoryOf(ImageView const & image) {
   auto const * const first = static_cast<uint8_t const *>(image.buffer());
   return {first, first + image.bufferSize()};
 }
-
-/// Puts an adapter around an image in memory.
-template <typename Adapt> auto over(Adapt adapt) {
-  return [adapt](VectorXu64 const & shape, DataType dataType, Bytes const & samples) {
-    auto const image = ImageViewFactory::allocate(shape, dataType);
-    std::ranges::copy(samples, static_cast<uint8_t *>(image->buffer()));
-    return ImageViewUnderTest{adapt(image), [image] { return memoryOf(*image); }};
-  };
-}
-
-/// Has tiles, and tells what threads may do.
-class TiledImage : public ForeignImage {
-public:
-  explicit TiledImage(Image const & image) : ForeignImage(image, READ | WRITE, 3) {}
-  std::shared_ptr<Extension> extension(size_t id) const override {
-    auto const own = ForeignImage::extension(id);
-    return own ? own : samples()->extension(id);
-  }
-};
-
-auto const itself = [](auto image) { return image; };
-auto const tiled = [](auto image) -> Image { return std::make_shared<TiledImage>(image); };
-
-INSTANTIATE_TEST_SUITE_P(
-    Basic, ImageViewContract,
-    testing::Values(ImageViewImplementation{"Memory", READ | WRITE | RESHAPE | MEMORY_ACCESS, over(itself)},
-                    ImageViewImplementation{"ReadOnly", READ, over(ImageViewProvider::toReadOnly)},
-                    ImageViewImplementation{"WriteOnly", WRITE, over(ImageViewProvider::toWriteOnly)},
-                    ImageViewImplementation{"Tiled", READ_WRITE, over(tiled)},
-                    ImageViewImplementation{"ReadOnlyTiled", READ, over([](auto image) {
-                                              return ImageViewProvider::toReadOnly(tiled(image));
-                                            })},
-                    ImageViewImplementation{"WriteOnlyTiled", WRITE, over([](auto image) {
-                                              return ImageViewProvider::toWriteOnly(tiled(image));
-                                            })}),
-    nameOf);
 
 TEST(MemoryImage, StartsZeroedWithCopiesOfWhatItIsGiven) {
   auto const properties = ImageProperties::fromDataType(DataTypeId::UINT16);

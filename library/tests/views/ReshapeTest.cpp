@@ -1,5 +1,7 @@
-// Images of every kind that are reshaped between a look at their type and a transfer, and during one.
+// Images of every kind that threads share: read and written at once, and reshaped before and during a transfer.
+#include "access/AccessSupport.h"
 #include "views/Samples.h"
+#include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/core/Waiting.h"
 #include "zarnik/layout/RegionCopier.h"
 #include "zarnik/metadata/ImageProperties.h"
@@ -8,12 +10,14 @@
 #include "zarnik/views/ImageViewProvider.h"
 #include "zarnik/views/MultiImageView.h"
 #include "zarnik/views/MultiImageViewFactory.h"
+#include "zarnik/views/ParallelAccessExtension.h"
 #include "zarnik/views/SharedSamples.h"
 #include "zarnik/views/TypedTransfer.h"
 
 #include <atomic>
 #include <functional>
 #include <gmock/gmock.h>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -41,6 +45,8 @@ Kind const KINDS[] = {
     {"flipped protected",
      [](Image const & image) { return Factory::flip(Factory::makeThreadSafe(image), ImageDimension::ROW); }},
     {"converted", [](Image const & image) { return Factory::adaptDataType(image, DataTypeId::INT16); }, true},
+    {"interlaced",
+     [](Image const & image) { return Factory::interlace(MultiImageViewFactory::createFromList(&image, 1)); }, true},
     {"stacked",
      [](Image const & image) {
        return Factory::stack(MultiImageViewFactory::createFromList(&image, 1), ImageDimension::SLICE);
@@ -49,13 +55,30 @@ Kind const KINDS[] = {
 
 constexpr uint8_t UNTOUCHED = 7;
 
-/// Calls test(image, view of it, what that is) for every kind of view over memory and over a file.
-void forEachView(VectorXu64 const & shape, auto test) {
-  for (bool const onDisk : {false, true})
+struct Source {
+  char const * name;
+  std::function<Image(VectorXu64 const &)> make;
+};
+
+/// Over an accessor, zeros at first.
+auto over(std::shared_ptr<RandomAccess> (*open)(std::string const &), MemoryLayout layout) {
+  return [=](VectorXu64 const & shape) {
+    return Factory::fromRandomAccess(open(scratchFile(Bytes(elementCount(shape)))), layout, shape, DataTypeId::UINT8);
+  };
+}
+
+Source const RESHAPED[] = {
+    {"memory", [](VectorXu64 const & shape) { return Factory::allocate(shape, DataTypeId::UINT8); }},
+    {"disk", [](VectorXu64 const & shape) { return Factory::createOnDisk(shape, DataTypeId::UINT8); }}};
+Source const FIXED[] = {{"mapping", over(RandomAccessFactory::mapFile, MemoryLayout::FORTRAN)},
+                        {"file", over(RandomAccessFactory::openFile, MemoryLayout::C)}};
+
+/// Calls test(image, view of it, what that is) for every kind of view over each of the sources.
+void forEachView(std::span<Source const> sources, VectorXu64 const & shape, auto test) {
+  for (auto const & source : sources)
     for (auto const & kind : KINDS) {
-      SCOPED_TRACE(std::string(kind.name) + (onDisk ? " over disk" : " over memory"));
-      auto const image = onDisk ? Factory::createOnDisk(shape, DataTypeId::UINT8) //
-                                : Factory::allocate(shape, DataTypeId::UINT8);
+      SCOPED_TRACE(std::string(kind.name) + " over " + source.name);
+      auto const image = source.make(shape);
       test(image, kind.over(image), kind);
     }
 }
@@ -79,8 +102,41 @@ void whileReshaping(Image const & image, auto act) {
   reshaping.join();
 }
 
+TEST(Sharing, RowsAreReadAndWrittenAtOnceWhereViewsSayThatTheyMay) {
+  using enum ParallelAccessCapability;
+  auto const test = [](Image const & image, Image const & view, Kind const &) {
+    auto const parallel = view->parallelAccess();
+    ASSERT_NE(parallel, nullptr);
+    EXPECT_TRUE(view->support(ImageCapability::WRITE) || !parallel->support(PARALLEL_WRITE));
+    auto const rows = view->shape()[1], size = elementCount(view->shape()) / rows * view->dataType().byteCount();
+    std::atomic<size_t> wrong = 0;
+    onThreads(4, [&](size_t first) {
+      Bytes samples(size, UNTOUCHED);
+      for (auto row = first; row < rows; row += 4) {
+        auto extent = view->shape();
+        VectorXu64 origin(extent.size());
+        origin[1] = row;
+        extent[1] = 1;
+        if (parallel->support(PARALLEL_READ)) {
+          view->readRegion({origin, extent}, samples.data());
+          wrong += samples != Bytes(size);
+        }
+        if (parallel->support(PARALLEL_WRITE))
+          view->writeRegion({origin, extent}, Bytes(size, 1).data());
+      }
+    });
+    EXPECT_EQ(wrong, 0u);
+    if (parallel->support(PARALLEL_WRITE)) {
+      auto const samples = valuesOf(*image);
+      EXPECT_TRUE(samples[0] != 0 && samples == Bytes(samples.size(), samples[0]));
+    }
+  };
+  forEachView(RESHAPED, {64, 48}, test);
+  forEachView(FIXED, {64, 48}, test);
+}
+
 TEST(Reshape, RefusesTransfersOfTheTypeOfBefore) {
-  forEachView({6, 5}, [](Image const & image, Image const & view, Kind const &) {
+  forEachView(RESHAPED, {6, 5}, [](Image const & image, Image const & view, Kind const &) {
     auto const type = view->dataType();
     auto const region = whole(*view);
     Bytes samples(region.elementCount() * type.byteCount(), UNTOUCHED);
@@ -95,7 +151,7 @@ TEST(Reshape, RefusesTransfersOfTheTypeOfBefore) {
 }
 
 TEST(Reshape, DuringTransfersGivesErrorsOrSamplesOfOneMoment) {
-  forEachView({70, 60}, [](Image const & image, Image const & view, Kind const & kind) {
+  forEachView(RESHAPED, {70, 60}, [](Image const & image, Image const & view, Kind const & kind) {
     auto const type = view->dataType();
     auto const region = whole(*view);
     auto const bytes = region.elementCount() * type.byteCount();

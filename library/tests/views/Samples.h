@@ -26,13 +26,6 @@ inline VectorXu64 indexOf(uint64_t position, VectorXu64 const & shape) {
   return index;
 }
 
-inline uint64_t positionOf(VectorXu64 const & index, VectorXu64 const & shape) {
-  uint64_t position = 0;
-  for (size_t axis = index.size(); axis-- > 0;)
-    position = position * shape[axis] + index[axis];
-  return position;
-}
-
 inline RegionXu64 whole(ImageView const & image) { return RegionXu64::createFullRegion(image.shape()); }
 
 /// All components of all samples, dense, the first dimension fastest.
@@ -50,13 +43,6 @@ RegionXu64 randomRegion(VectorXu64 const & shape, auto & random) {
     size[axis] = random() % 3 ? random() % (shape[axis] - origin[axis] + 1) : shape[axis] - origin[axis];
   }
   return {origin, size};
-}
-
-/// Calls visit(index, position in the dense order) for every element of a region.
-template <typename Visit> void forEach(RegionXu64 const & region, Visit visit) {
-  auto const count = elementCount(region.size());
-  for (uint64_t position = 0; position < count; ++position)
-    visit(region.origin() + indexOf(position, region.size()), position);
 }
 
 } // namespace zarnik::test

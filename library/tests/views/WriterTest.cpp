@@ -1,8 +1,6 @@
 #include "zarnik/views/Writer.h"
 
 #include "zarnik/core/Error.h"
-#include "zarnik/metadata/VariantDataValue.h"
-#include "zarnik/metadata/VariantDataValueFactory.h"
 
 #include <gmock/gmock.h>
 
@@ -19,7 +17,6 @@ public:
   std::string version() const override { return "1.0"; }
 
   std::string written;
-  std::string options;
   bool fails = false;
 
 protected:
@@ -27,9 +24,7 @@ protected:
   uint64_t blockCount() const override { return 3; }
   void writeBlock(uint64_t index) override { put(std::to_string(index)); }
   void finish() override { put(">"); }
-  void changeOption(std::string const &, VariantDataValue const & data) override {
-    options += std::to_string(data.count());
-  }
+  void changeOption(std::string const &, VariantDataValue const &) override {}
 
 private:
   void put(std::string const & text) {
@@ -41,28 +36,6 @@ private:
 
 template <typename Operation> void expectError(Operation operation, char const * text) {
   EXPECT_THAT(operation, ThrowsMessage<Error>(HasSubstr(text)));
-}
-
-TEST(Writer, RefusesPhasesAndOptionsOutOfOrder) {
-  TextWriter writer;
-  auto const value = VariantDataValueFactory::create(4);
-  EXPECT_THAT(writer.toString(), HasSubstr("not begun"));
-  expectError([&] { writer.writeFinish(); }, "has not begun");
-  writer.setOption("block size", value);
-  writer.writeInit();
-  EXPECT_EQ(writer.written, "<");
-  expectError([&] { writer.setOption("block size", value); }, "has begun");
-  expectError([&] { writer.writeInit(); }, "has begun");
-  expectError([&] { writer.writeAll(); }, "has begun");
-  writer.writeData();
-  EXPECT_EQ(writer.written, "<012");
-  EXPECT_FALSE(writer.isFinished());
-  writer.writeFinish();
-  EXPECT_TRUE(writer.isFinished());
-  expectError([&] { writer.writeData(); }, "is finished");
-  expectError([&] { writer.writeFinish(); }, "is finished");
-  EXPECT_EQ(writer.written, "<012>");
-  EXPECT_EQ(writer.options, "1");
 }
 
 TEST(Writer, GoesOnAfterAnInterruptionOrAFailure) {

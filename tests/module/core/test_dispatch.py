@@ -85,8 +85,7 @@ CHECK = [f"zarnik::Versioning::checkCompatibility({argument})" for argument in (
 
 
 @pytest.mark.parametrize(
-    "name, most, prototypes",
-    [("Versioning_check_compatibility", 1, CHECK), ("Vector3u16___imul__", 2, MULTIPLY)],
+    "name, most, prototypes", [("Versioning_check_compatibility", 1, CHECK), ("Vector3u16___imul__", 2, MULTIPLY)]
 )
 def test_too_many_arguments_for_every_overload(name, most, prototypes):
     """The error of the count is pending when no overload is found, and is told first."""

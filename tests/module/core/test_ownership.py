@@ -240,7 +240,10 @@ def test_writing_to_what_numpy_calls_read_only():
     for view in views:
         assert _zarnik.ImageCapabilitySet_value(_zarnik.ImageView_get_capabilities(view)) == 11
         raises(_classes.Error, "read-only", _zarnik.ImageView___write, view, [0, 0], b"ab")
-        raises(_classes.Error, "read-only", _zarnik.ImageView___write_region, view, region, bytes(40))
+        for adapted in (view, _zarnik.ImageViewFactory_flip_dimension(view, _zarnik.ImageDimension_ROW)):
+            raises(_classes.Error, "read-only", _zarnik.ImageView___write_region, adapted, region, bytes(40))
+        as_float = _zarnik.ImageViewFactory_adapt_data_type(view, _zarnik.DataTypeId_FLOAT)
+        raises(_classes.Error, "read-only", _zarnik.ImageView___write_region, as_float, region, bytes(80))
         _zarnik.ImageView_set_spatial_unit(view, "mm")
     assert not array.any() and not later.any()
     assert not _zarnik.NumpyInterop_to_numpy_array(views[0]).flags.writeable

@@ -42,6 +42,12 @@ def texts(frame, column=1):
     return cells
 
 
+def all_of(frame):
+    columns = range(flat("get_shape")(frame).at(0))
+    told = [[str(flat(name)(frame, i)) for i in columns] for name in ("column_name", "unit", "column_data_type")]
+    return told, numbers(frame), texts(frame)
+
+
 def error_left_pending(text, kind, function, *arguments):
     """The call is made to its end, and then fails for what was wrong with an argument."""
     with pytest.raises(SystemError, match="returned a result with an exception set") as caught:
@@ -73,15 +79,25 @@ def test_columns(frame):
 
 
 def test_arguments_and_library_errors(frame):
+    before = all_of(frame)
     for name, arguments in (("column_name", ()), ("column_data_type", ()), ("unit", ()), ("set_unit", ("m",))):
         refused("^column index 2 is out of range, allowed are 0 to 1$", flat(name), frame, 2, *arguments)
     refused('^no column is named "x"$', flat("column_index"), frame, "x")
     refused("already", flat("add_column"), frame, "n", INT32)
     refused("empty", flat("add_column"), frame, "", INT32)
-    refused("not supported", flat("add_column"), frame, "v", _zarnik.DataTypeId_VEC3_UINT8)
+    for name in ("VEC3_UINT8", "UTF16_STRING", "UNKNOWN"):
+        refused(
+            "not supported", flat("add_column"), frame, "v", _classes.DataType(getattr(_zarnik, f"DataTypeId_{name}"))
+        )
     refused("allowed are 0 to 3", flat("add_rows"), frame, 4, 1)
-    refused("64 bits|cannot allocate", flat("add_rows"), frame, 0, 2**63)
-    refused("exceeds", flat("remove_rows"), frame, 2, 2)
+    for first, count in ((0, 2**63), (0, 2**64 - 1), (2, 2**63)):
+        refused("64 bits|cannot allocate", flat("add_rows"), frame, first, count)
+    for first, count in ((2, 2), (1, 2**64 - 1)):
+        refused("exceeds", flat("remove_rows"), frame, first, count)
+        refused("exceeds", flat("_read_bytes"), frame, 0, first, count, bytearray(8))
+    refused("exceeds", flat("_read_bytes"), frame, 0, 4, 0, bytearray(8))
+    refused("out of range", flat("remove_column"), frame, 2)
+    assert all_of(frame) == before
     # A name is a text like others: it may have a zero character in it.
     flat("add_column")(frame, "n\0", INT32)
     assert flat("column_index")(frame, "n\0") == 2

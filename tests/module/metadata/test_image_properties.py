@@ -6,7 +6,7 @@ import math
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload
+from support.expect import bad_argument, fails, no_overload, refused
 from support.shared_types import CountingView
 from zarnik import _classes
 
@@ -111,29 +111,53 @@ def test_properties_are_copied_part_by_part():
 
 
 SHAPE = (4, 5)
+ODD = -1, 0.5, 2
+FLAT, SKEWED = new_directions((1, 0, 0), (2, 0, 0)), new_directions((1, 1, 0), (2, 2, 0))
+AXES_OF_COLOURS = {"axes_interpretation": COLOURS}
+INTERPRETATIONS = ["UNKNOWN", "GRAYSCALE", "RGB", "HSL", "CMYK", "MULTISPECTRAL"]
+NONE, GRAY, IN_RGB, IN_HSL, IN_CMYK, MANY = (
+    {"interpretation": getattr(_zarnik, f"ImageInterpretation_{name}")} for name in INTERPRETATIONS
+)
+ALPHA = {"alpha": True}
 
 
 @pytest.mark.parametrize(
-    ("shape", "info", "calibration", "compatible"),
+    ("objection", "name", "shape", "info", "calibration"),
     [
-        (SHAPE, {"axes_interpretation": IMAGE, "bit_depth": 5}, {"spacing": (-1, 0.5, 1)}, True),
-        (SHAPE, {"axes_interpretation": VOLUME}, {}, False),
-        (SHAPE, {"bit_depth": 9}, {}, False),
-        ((4, 5, 4), {"axes_interpretation": COLOURS, "interpretation": RGB, "alpha": True}, {}, True),
-        ((4, 5, 3), {"axes_interpretation": COLOURS, "interpretation": RGB, "alpha": True}, {}, False),
-        (SHAPE, {"interpretation": 19}, {}, False),
-        (SHAPE, {"value_range": (math.nan, 1)}, {}, False),
-        (SHAPE, {}, {"spacing": (1, 0, 1)}, False),
-        (SHAPE, {}, {"directions": new_directions((1, 0, 0), (2, 0, 0))}, False),
+        ("", "UINT8", SHAPE, {"axes_interpretation": IMAGE, "bit_depth": 5}, {"spacing": ODD}),
+        ("", "UINT16", SHAPE, {"bit_depth": 12}, {}),
+        ("bit depth 17", "UINT16", SHAPE, {"bit_depth": 17}, {}),
+        ("3 dimensions, the image 2", "UINT8", SHAPE, {"axes_interpretation": VOLUME}, {}),
+        ("", "UINT8", (4, 5, 3), AXES_OF_COLOURS | IN_RGB, {}),
+        ("", "UINT8", (4, 5, 4), AXES_OF_COLOURS | IN_RGB | ALPHA, {}),
+        ("", "UINT8", (4, 5, 1), AXES_OF_COLOURS | IN_CMYK, {}),
+        ("", "UINT8", (4, 5, 7), AXES_OF_COLOURS | MANY, {}),
+        ("RGB needs 4 channels with alpha, the image has 3", "UINT8", (4, 5, 3), AXES_OF_COLOURS | IN_RGB | ALPHA, {}),
+        ("GRAYSCALE is no colour model", "UINT8", (4, 5, 2), AXES_OF_COLOURS | GRAY | ALPHA, {}),
+        ("UNKNOWN is no colour model", "VEC4_UINT8", SHAPE, NONE | ALPHA, {}),
+        ("", "VEC3_UINT8", SHAPE, IN_HSL, {}),
+        ("CMYK needs 4", "VEC3_UINT8", SHAPE, IN_CMYK, {}),
+        ("", "COMPLEX_FLOAT", SHAPE, IN_RGB, {}),
+        ("19 is no image interpretation", "UINT8", SHAPE, {"interpretation": 19}, {}),
+        ("", "UINT8", (4,), {}, {"spacing": ODD}),
+        (r"spacing \(1, 0, 1\)", "UINT8", (4,), {}, {"spacing": (1, 0, 1)}),
+        (r"spacing \(", "UINT8", (4,), {}, {"spacing": (1, 1, math.inf)}),
+        (r"origin \(", "UINT8", (4,), {}, {"origin": (0, -math.inf, 1)}),
+        ("do not span", "UINT8", SHAPE, {}, {"directions": FLAT}),
+        ("do not span", "UINT8", (4,), {}, {"directions": SKEWED}),
+        ("value range", "FLOAT", (4,), {"value_range": (math.nan, 1)}, {}),
     ],
 )
-def test_compatibility(shape, info, calibration, compatible):
-    properties = from_data_type(UINT8)
+def test_compatibility(objection, name, shape, info, calibration):
+    data_type = _classes.DataType(getattr(_zarnik, f"DataTypeId_{name}"))
+    properties = from_data_type(data_type)
     changed = set_(get(properties, "ImageProperties", "image_info"), "ImageInfoProperty", **info)
     placed = set_(get(properties, "ImageProperties", "calibration"), "SpatialCalibrationProperty", **calibration)
     set_(properties, "ImageProperties", image_info=changed, calibration=placed)
-    for data_type in (UINT8, _classes.DataType(UINT8)):
-        assert _zarnik.ImageProperties_is_compatible_with(properties, shape, data_type) is compatible
+    for same_type in (data_type, UINT8)[: 1 + (name == "UINT8")]:
+        assert _zarnik.ImageProperties_is_compatible_with(properties, shape, same_type) is (not objection)
+    if objection:
+        refused(objection, _zarnik.ImageViewFactory_allocate, shape, data_type, properties, None)
 
 
 def readonly_properties(view):

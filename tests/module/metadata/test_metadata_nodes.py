@@ -57,6 +57,15 @@ def test_reading(view):
         assert node.child("a").get_child_count() == 0
 
 
+def test_trees_are_printed_in_few_lines():
+    root = tree("b\nc")
+    for path, value in (("a/size", [-1, 0, 1]), ("a/more", list(range(20))), ("text", 'line\n"two"')):
+        Helper.create_path(root, path, _classes.VariantDataValueFactory.create(value))
+    more = f"    more = [{', '.join(map(str, range(16)))}, ... 20 elements of INT64]"
+    expected = ["root", '  "b\\nc"', "  a", "    size = [-1, 0, 1]", more, '  text = "line\\n\\"two\\""']
+    assert root.to_string().splitlines() == expected
+
+
 def test_adding_replaces_and_removing_frees():
     node = _classes.MetadataNodeFactory.create("root", None)
     for key in "abc":

@@ -85,12 +85,19 @@ def test_writing_in_phases():
     refused('^there is no value for the option "end"$', set_option, writer, "end", None)
     assert set_option(writer, "end", value) is None
     refused("out of order: the writing has not begun$", _zarnik.Writer_write_data, writer)
+    assert "not begun" in _zarnik.Writer_to_string(writer)
+    refused("has not begun", _zarnik.Writer_write_finish, writer)
     assert _zarnik.Writer_write_init(writer) is None
+    for again in (_zarnik.Writer_write_init, _zarnik.Writer_write_all, lambda begun: set_option(begun, "end", value)):
+        refused("has begun", again, writer)
     refused("^data is missing, 0 of 2 blocks are written$", _zarnik.Writer_write_finish, writer)
     _zarnik.Writer_write_data(writer)
     _zarnik.Writer_write_finish(writer)
     assert writer.written() == "<01!"
     assert _zarnik.Writer_to_string(writer) == "Writer(string 2.0, finished)"
+    for again in (_zarnik.Writer_write_data, _zarnik.Writer_write_finish):
+        refused("is finished", again, writer)
+    assert writer.written() == "<01!"
     at_once = StringWriter()
     _zarnik.Writer_write_all(at_once)
     assert at_once.written() == "<01>"

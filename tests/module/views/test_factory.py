@@ -229,19 +229,24 @@ def test_geometry_that_does_not_fit(volume):
     image, _ = volume
     outside = _classes.RegionXu64((4, 0, 0), (2, 1, 1))
     for text, name, *arguments in (
-        (r"exceeds .*shape \(5, 4, 6\)", "extract_region", outside),
+        (r"exceeds the image shape \(5, 4, 6\) on axis 0", "extract_region", outside),
+        ("does not fit the 3 dimensions", "extract_region", whole((1, 1))),
         ("exceeds", "extract_adjusted_region", outside),
-        ("no dimension SEQUENCE", "flip_dimension", T),
+        (r"no dimension SEQUENCE, its axes are \(COLUMN, ROW, SLICE\)", "flip_dimension", T),
         ("dimension index 3", "flip_dimension_index", 3),
         ("step 0", "sub_sample", 0),
         ("twice", "reinterpret_axes", [X, X, Y]),
-        ("dimension", "reinterpret_axes", [X, Y]),
+        ("2 dimensions, the image has 3", "reinterpret_axes", [X, Y]),
         ("image dimension 9 is unknown, allowed are 0 to 4", "reinterpret_axes", [X, Y, 9]),
-        ("dimension", "reinterpret", _classes.ImageType([X, Y])),
+        ("2 dimensions, the image has 3", "reinterpret", _classes.ImageType([X, Y])),
         ("width|different", "adapt_dynamic_range", DOUBLE, [1.0, 1.0], [0.0, 1.0]),
-        ("finite", "adapt_dynamic_range", DOUBLE, [0.0, float("nan")], [0.0, 1.0]),
+        ("input range", "adapt_dynamic_range", DOUBLE, [0.0, float("nan")], [0.0, 1.0]),
+        ("output range", "adapt_dynamic_range", DOUBLE, [0.0, 1.0], [0.0, float("inf")]),
+        ("not finite", "adapt_dynamic_range", DOUBLE, [0.0, 1e-300], [0.0, 1e300]),
+        ("no dimension CHANNEL", "assemble_channels"),
         ("convert", "adapt_data_type", RGB),
         ("are no vectors", "disassemble_channels"),
+        ("channel 1", "extract_channel", 1),
     ):
         refused(text, flat(name), image, *arguments)
     fails(TypeError, "not a list", flat("reinterpret_axes"), image, 5)
@@ -285,7 +290,7 @@ def test_channels():
     refused("samples of type VEC3_UINT8 are not scalar", flat("assemble_channels"), image)
     for source in (image, apart):
         shows(flat("extract_channel")(source, 2), rgb[..., 2])
-        refused("channel 3", flat("extract_channel"), source, 3)
+        refused("channel 3 is not below the number of channels 3", flat("extract_channel"), source, 3)
     _zarnik.ImageView___write(flat("extract_channel")(image, 1), (2, 3), b"\xff")
     _zarnik.ImageView___write(apart, (2, 3, 0), b"\xfe")
     assert array_of(image, numpy.uint8, 3)[2, 3].tolist() == [0xFE, 0xFF, rgb[2, 3, 2]]
@@ -306,10 +311,11 @@ def test_stack_and_interlace():
     assert [array_of(image, numpy.uint8)[4, 3] for image in images] == [1, 2, 3]
 
     cmyk = _zarnik.ImageInterpretation_CMYK
-    refused("null|empty|frame", flat("stack"), set_of())
-    for other in (ramp((5, 3)), ramp((5, 4), "uint16")):
-        refused("frame 1", flat("stack"), set_of(images[0], image_of(other)))
-        refused("frame 1", flat("interlace"), set_of(images[0], image_of(other)))
+    refused("no frames", flat("stack"), set_of())
+    smaller, wider = image_of(ramp((5, 3))), image_of(ramp((5, 4), "uint16"))
+    for combine in (flat("stack"), flat("interlace")):
+        refused(r"frame 1 has shape \(5, 3\), frame 0 has \(5, 4\)", combine, set_of(images[0], smaller))
+        refused("frame 2 has type UINT16, frame 0 has UINT8", combine, set_of(*images[:2], wider))
     refused("have the dimension COLUMN already", flat("stack"), set_of(*images), X)
     refused("thread count 0 is not at least 1", flat("stack"), set_of(*images), Z, 0)
     refused("interpretation CMYK needs 4 channels, the image has 3", flat("interlace"), set_of(*images), cmyk, False)

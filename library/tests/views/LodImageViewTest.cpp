@@ -1,40 +1,17 @@
-// What is not seen through Python of sets of images and of images at several levels of detail.
-#include "zarnik/views/MultiImageView.h"
+// What is not seen through Python of images at several levels of detail.
+#include "zarnik/views/LodImageView.h"
 #include "access/TracingAccess.h"
-#include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
-#include "zarnik/views/LodImageView.h"
 #include "zarnik/views/LodImageViewFactory.h"
-#include "zarnik/views/LodImageViewProvider.h"
-#include "zarnik/views/MultiImageViewFactory.h"
-#include "zarnik/views/MultiImageViewProvider.h"
-#include "zarnik/views/ViewOriginExtension.h"
 
 #include <gmock/gmock.h>
-#include <limits>
 
 namespace zarnik::test {
 namespace {
 
 using testing::HasSubstr;
 using testing::ThrowsMessage;
-
-std::shared_ptr<ImageView> image(uint64_t width) { return ImageViewFactory::allocate({width, 2}, DataTypeId::UINT8); }
-
-TEST(LodImage, HasTheLevelsOfItsList) {
-  auto const lod = LodImageViewFactory::createFromLevels({image(8), image(4), image(2)}, -1);
-  EXPECT_EQ(lod->levelRange(), (Vector2i64{-1, 1}));
-  EXPECT_EQ(lod->resolution(1)->shape()[0], 2u);
-  for (auto const level : {int64_t{-2}, int64_t{2}, std::numeric_limits<int64_t>::min()})
-    EXPECT_THROW(lod->resolution(level), Error);
-  EXPECT_THAT(lod->toString(), HasSubstr("(4, 2)"));
-  EXPECT_THROW(LodImageViewFactory::createFromLevels({}), InvalidArgument);
-  EXPECT_THROW(LodImageViewFactory::createFromLevels({image(1)}, -1), InvalidArgument);
-  EXPECT_THROW(LodImageViewFactory::createFromLevels({image(1)}, 1), InvalidArgument);
-  EXPECT_THROW(LodImageViewFactory::createFromLevels({image(1)}, std::numeric_limits<int64_t>::min()), InvalidArgument);
-  EXPECT_THROW(LodImageViewFactory::createFromLevels({nullptr}), InvalidArgument);
-}
 
 struct Levels : testing::Test {
   std::shared_ptr<TracingAccess> const access = std::make_shared<TracingAccess>(std::vector<uint8_t>(1000 * 1000, 10));

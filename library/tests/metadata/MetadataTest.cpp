@@ -1,15 +1,19 @@
-#include "zarnik/metadata/MetadataNode.h"
+#include "core/Support.h"
 #include "zarnik/core/Error.h"
+#include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/metadata/MetadataNodeFactory.h"
 #include "zarnik/metadata/MetadataNodeHelper.h"
+#include "zarnik/metadata/VariantDataValue.h"
+#include "zarnik/metadata/VariantDataValueConverter.h"
 #include "zarnik/metadata/VariantDataValueFactory.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <gmock/gmock.h>
-#include <numeric>
+#include <limits>
 #include <random>
-#include <thread>
+#include <vector>
 
 using namespace zarnik;
 using testing::ElementsAre;
@@ -202,24 +206,6 @@ TEST(LargeMetadata, FiftyThousandChildren) {
   EXPECT_EQ(keysBelow(*parent).size(), count);
 }
 
-TEST(MetadataNode, PrintsATree) {
-  std::vector<int16_t> numbers(20);
-  std::iota(numbers.begin(), numbers.end(), int16_t{-1});
-  auto const root = node("root");
-  MetadataNodeHelper::createPath(root, "a/size", VariantDataValueFactory::create(numbers.data(), 3));
-  MetadataNodeHelper::createPath(root, "a/more", VariantDataValueFactory::create(numbers.data(), 20));
-  MetadataNodeHelper::createPath(root, "b\nc", VariantDataValueFactory::create("line\n\"two\""));
-  root->addChild(node("d", VariantDataValueFactory::create(0.5)));
-  EXPECT_EQ(root->toString(), "root\n"
-                              "  a\n"
-                              "    size = [-1, 0, 1]\n"
-                              "    more = [-1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, ... 20 elements of " +
-                                  DataType(DataTypeId::INT16).toString() +
-                                  "]\n"
-                                  "  \"b\\nc\" = \"line\\n\\\"two\\\"\"\n"
-                                  "  d = 0.5");
-}
-
 // Two children that are one node, on each of many levels: spelled out that would be 2^60 lines.
 TEST(MetadataNode, TextOfSharedNodesIsAsLongAsTheirNumber) {
   auto inner = node("leaf");
@@ -250,12 +236,8 @@ TEST(MetadataNode, DeferredChildrenAreMadeOnceForAllCopies) {
   parent->addChild(copy);
   EXPECT_EQ(calls, 0);
   EXPECT_THAT([&] { static_cast<void>(deferred->childCount()); }, ThrowsMessage<Error>(HasSubstr("not now")));
-  std::vector<std::thread> readers;
   std::atomic<int> found{0};
-  for (int i = 0; i < 4; ++i)
-    readers.emplace_back([&] { found += deferred->hasChild("b") && copy->clone()->childCount() == 2 ? 1 : 0; });
-  for (auto & reader : readers)
-    reader.join();
+  test::onThreads(4, [&](size_t) { found += deferred->hasChild("b") && copy->clone()->childCount() == 2 ? 1 : 0; });
   EXPECT_EQ(found, 4);
   EXPECT_EQ(calls, 2);
   deferred->addChild(node("c"));
@@ -263,4 +245,65 @@ TEST(MetadataNode, DeferredChildrenAreMadeOnceForAllCopies) {
   EXPECT_THAT(keysBelow(*copy), ElementsAre("a", "b"));
   MetadataNode const taken(std::move(*MetadataNode::deferred("root", [] { return nodeWith({"d"}); })));
   EXPECT_THAT(keysBelow(taken), ElementsAre("d"));
+}
+
+using Factory = VariantDataValueFactory;
+using Converter = VariantDataValueConverter;
+
+template <typename T> class NumericVariantValue : public testing::Test {};
+using Numbers = testing::Types<uint8_t, uint16_t, uint32_t, uint64_t, int8_t, int16_t, int32_t, int64_t, float, double>;
+TYPED_TEST_SUITE(NumericVariantValue, Numbers);
+
+TYPED_TEST(NumericVariantValue, OwnsAlignedCopiesOfTheElements) {
+  using Limits = std::numeric_limits<TypeParam>;
+  std::vector<TypeParam> const expected{Limits::lowest(), 0, 1, Limits::max()};
+  auto source = expected;
+  std::shared_ptr<VariantDataValue> copy;
+  {
+    auto const value = Factory::create(source.data(), source.size());
+    source.assign(4, TypeParam{7});
+    copy = value->clone();
+    EXPECT_NE(copy->raw(), value->raw());
+  }
+  EXPECT_EQ(copy->type(), DataType(dataTypeIdOf<TypeParam>));
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(copy->raw()) % alignof(TypeParam), 0u);
+  auto const * elements = static_cast<TypeParam const *>(copy->raw());
+  EXPECT_EQ(std::vector<TypeParam>(elements, elements + copy->count()), expected);
+  for (size_t i = 0; i < expected.size(); ++i)
+    EXPECT_EQ(Converter::toDouble(*copy, i), static_cast<double>(expected[i]));
+}
+
+TEST(VariantDataValue, StringsOfAllWidthsAreCopiedAndReadAsUtf8) {
+  char const * const expected = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+  auto const narrow = Factory::create(expected);
+  auto const wide = Factory::create(u"a\u00E9\u20AC\U0001F600");
+  auto const full = Factory::create(U"a\u00E9\u20AC\U0001F600");
+  EXPECT_EQ(narrow->type(), DataType(DataTypeId::UTF8_STRING));
+  EXPECT_EQ(wide->type(), DataType(DataTypeId::UTF16_STRING));
+  EXPECT_EQ(full->type(), DataType(DataTypeId::UTF32_STRING));
+  for (auto const & value : {narrow, wide, full, wide->clone()})
+    EXPECT_EQ(Converter::toText(*value), expected);
+
+  char16_t const unpaired[] = {0xDC00, u'x', 0xD83D, 0};
+  EXPECT_EQ(Converter::toText(*Factory::create(unpaired)), "\xEF\xBF\xBDx\xEF\xBF\xBD");
+
+  char const * texts[] = {"one", "", "three"};
+  auto const list = Factory::create(texts, 3)->clone();
+  EXPECT_EQ(list->count(), 3u);
+  EXPECT_STREQ(static_cast<char const * const *>(list->raw())[2], "three");
+  EXPECT_EQ(Converter::toText(*list, 1), "");
+}
+
+TEST(VariantDataValue, IntegersAreReadWholeOrRefused) {
+  uint64_t const big = std::numeric_limits<uint64_t>::max();
+  auto const value = Factory::create(&big, 1);
+  EXPECT_EQ(Converter::toUInt64(*value), big);
+  EXPECT_EQ(Converter::toText(*value), "18446744073709551615");
+  EXPECT_THAT([&] { Converter::toInt64(*value); }, ThrowsMessage<InvalidArgument>(HasSubstr("18446744073709551615")));
+  EXPECT_THROW(Converter::toUInt64(*Factory::create(-1)), InvalidArgument);
+  EXPECT_EQ(Converter::toInt64(*Factory::create(-0x1p63)), std::numeric_limits<int64_t>::min());
+  for (double number : {0x1p63, 0.5, std::nan(""), -HUGE_VAL})
+    EXPECT_THROW(Converter::toInt64(*Factory::create(number)), InvalidArgument) << number;
+  EXPECT_THROW(Converter::toDouble(*Factory::create("1")), InvalidArgument);
+  EXPECT_THROW(Converter::toInt64(*value, 1), InvalidArgument);
 }
