@@ -3,15 +3,13 @@
 import glob
 import io
 import os
-import warnings
 
 import numpy
 import pytest
 
 import zarnik
 from support.expect import raises
-from support.images import is_mapped
-from zarnik.plugins import LossWarning
+from support.images import ROTATION, affine_of_itk, is_mapped, oblique_affine
 
 nibabel = pytest.importorskip("nibabel")
 nrrd = pytest.importorskip("nrrd")
@@ -19,7 +17,6 @@ pydicom = pytest.importorskip("pydicom", minversion="3")
 sitk = pytest.importorskip("SimpleITK")
 
 NIBABEL = os.path.join(os.path.dirname(nibabel.__file__), "tests", "data")
-ROTATION = numpy.linalg.qr(numpy.random.default_rng(1).normal(size=(3, 3)))[0]
 
 
 @pytest.fixture(autouse=True)
@@ -27,26 +24,9 @@ def _in_folder(tmp_path, monkeypatch):
     monkeypatch.chdir(tmp_path)
 
 
-def affine(left_handed=False):
-    """An oblique matrix in RAS."""
-    matrix = numpy.eye(4)
-    matrix[:3, :3] = ROTATION * (numpy.linalg.det(ROTATION) * numpy.array((0.5, 0.75, -1.25 if left_handed else 1.25)))
-    matrix[:3, 3] = 11, -12, 13
-    return matrix
-
-
-def affine_of_itk(image):
-    """The matrix of an image of SimpleITK, in LPS."""
-    rank = image.GetDimension()
-    matrix = numpy.eye(4)
-    matrix[:rank, :rank] = numpy.array(image.GetDirection()).reshape(rank, rank) * image.GetSpacing()
-    matrix[:rank, 3] = image.GetOrigin()
-    return matrix
-
-
 def volume(shape=(4, 5, 6), axes="ZYX", dtype="int16", left_handed=False, **told):
     image = zarnik.from_numpy(numpy.arange(numpy.prod(shape)).reshape(shape).astype(dtype), axes, unit="mm", **told)
-    image.set_affine(affine(left_handed))
+    image.set_affine(oblique_affine(left_handed))
     return image
 
 
@@ -94,7 +74,7 @@ def nifti_image(dtype, kind=nibabel.Nifti1Image, order="<", shape=(6, 5, 4, 3)):
             array[name] = numbers % 200 + place
     header = kind.header_class(endianness=order)
     header.set_data_dtype(array.dtype)
-    made = kind(array, affine(), header)
+    made = kind(array, oblique_affine(), header)
     made.header.set_xyzt_units("micron", "sec")
     return made
 
@@ -139,12 +119,12 @@ def test_nifti_of_vectors_colours_and_labels():
 def test_nifti_matrices_that_are_no_image_s():
     sheared = numpy.array([[1, 0.3, 0, 4], [0, 1, 0, 5], [0, 0, 1, 6], [0, 0, 0, 1.0]])
     made = nibabel.Nifti1Image(numpy.zeros((4, 5, 2), "u1"), None)
-    made.set_qform(affine(), 1)
+    made.set_qform(oblique_affine(), 1)
     made.set_sform(sheared, 2)
     made.to_filename("s.nii")
     with pytest.warns(UserWarning, match="shears"):
         image = zarnik.open("s.nii")
-    numpy.testing.assert_allclose(image.affine, affine(), atol=1e-6)
+    numpy.testing.assert_allclose(image.affine, oblique_affine(), atol=1e-6)
     flat = numpy.diag((2.0, 3, 0, 1))
     made = nibabel.Nifti1Image(numpy.zeros((4, 5), "u1"), None)
     made.header["sform_code"], made.header["srow_x"], made.header["srow_y"] = 1, flat[0], flat[1]
@@ -170,53 +150,6 @@ def test_compressed_elements_are_read_as_far_as_they_are_asked_for():
         file.furthest = 0
         numpy.testing.assert_array_equal(image[30, 5:9], noise[30, 5:9])
         assert file.furthest == 0
-
-
-@pytest.mark.parametrize("left_handed", (False, True))
-@pytest.mark.parametrize("name", ("image.nii", "image.nii.gz", "image.nrrd", "packed.nrrd"))
-def test_saved_images_are_those_of_others(name, left_handed):
-    image = volume(left_handed=left_handed, metadata={"name": "Å", "n": [1, 2]})
-    image.value_range = 0, 700
-    options = {"encoding": "gzip"} if name == "packed.nrrd" else {}
-    with warnings.catch_warnings():
-        warnings.simplefilter("error")
-        zarnik.save(name, image, **options)
-    itk = sitk.ReadImage(name)
-    numpy.testing.assert_array_equal(sitk.GetArrayFromImage(itk), image)
-    numpy.testing.assert_allclose(affine_of_itk(itk), image.get_affine("LPS"), atol=1e-6)
-    if "nii" in name:
-        loaded = nibabel.load(name)
-        numpy.testing.assert_array_equal(numpy.asarray(loaded.dataobj).T, image)
-        numpy.testing.assert_allclose(loaded.affine, image.affine, atol=1e-6)
-        assert loaded.header.get_xyzt_units()[0] == "mm"
-    else:
-        array, header = nrrd.read(name, index_order="C")
-        numpy.testing.assert_array_equal(array, image)
-        numpy.testing.assert_allclose(header["space directions"], image.get_affine("LPS")[:3, :3].T, atol=1e-12)
-        assert list(header["space units"]) == ["mm"] * 3
-    again = zarnik.open(name)
-    assert again.equals(image)
-    numpy.testing.assert_allclose(again.affine, image.affine, atol=1e-6)
-    assert (again.unit, again.value_range) == (image.unit, image.value_range)
-    kept = again.metadata.to_dict()
-    assert {key: kept[key] for key in ("name", "n")} == {"name": "Å", "n": [1, 2]}
-    # What came from a file goes into the next one.
-    zarnik.save("next" + name, again, **options)
-    assert zarnik.open("next" + name).metadata.to_dict()["name"] == "Å"
-
-
-@pytest.mark.parametrize("axes, shape", (("YX", (5, 6)), ("TZYX", (2, 3, 5, 6)), ("ZYXC", (3, 5, 6, 2)), ("X", (9,))))
-@pytest.mark.parametrize("name", ("image.nii", "image.nrrd", "image.h5", "image.npz"))
-@pytest.mark.parametrize("dtype", ("uint16", "complex64"))
-def test_axes_and_types_come_back(name, axes, shape, dtype):
-    array = numpy.random.default_rng(3).normal(size=shape) * 100
-    image = zarnik.from_numpy(array.astype(dtype), axes, spacing=(2, 3, 4), unit="µm", metadata={"channel_names": "ab"})
-    zarnik.save(name, image)
-    again = zarnik.open(name)
-    assert (again.axes, again.dtype, again.unit) == (image.axes, image.dtype, "µm")
-    assert again.equals(image)
-    numpy.testing.assert_allclose(again.affine, image.affine)
-    assert again.channel_names == ["a", "b"]
 
 
 def test_time_of_nifti_and_writing_in_place():
@@ -248,7 +181,7 @@ def test_time_of_nifti_and_writing_in_place():
 )
 def test_nrrd_of_pynrrd(encoding, is_detached, space, turn):
     array = numpy.random.default_rng(4).integers(-900, 900, (6, 5, 4)).astype("int16")
-    matrix = affine()
+    matrix = oblique_affine()
     header = {
         "encoding": encoding,
         "space": space,
@@ -487,11 +420,3 @@ def test_tilted_series_and_frames_of_one_file(tmp_path):
     image = opened((0, 1, 2, 3), (1, 1, 1, 1))
     assert is_mapped(image)
     numpy.testing.assert_array_equal(image, array)
-
-
-def test_losses_are_told():
-    image = volume(dtype="uint8", metadata={"a": 1})
-    image.unit = "parsec"
-    with pytest.warns(LossWarning, match=r"directions.*unit 'parsec'.*metadata \(a\)"):
-        zarnik.save("a.mrc", image)
-    raises(zarnik.NotImplemented, "read, not written", zarnik.save, "a.dcm", image)

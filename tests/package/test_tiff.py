@@ -14,7 +14,7 @@ from numpy.testing import assert_allclose, assert_array_equal
 
 import zarnik
 from support.expect import raises
-from support.images import same_as_saved, same_levels, values
+from support.images import same_as_tifffile, values
 from zarnik._tiles import CACHE, TiledArray, in_threads
 
 KINDS = {
@@ -34,21 +34,6 @@ CODINGS = {
     "swapped": {"byteorder": ">"},
     "swapped, zstd": {"byteorder": ">", "compression": "zstd", "tile": (16, 16)},
 }
-
-
-def same_as_tifffile(path):
-    """Each series and level has the elements and the axes that tifffile tells."""
-    opened = zarnik.open(path)
-    images = [opened] if isinstance(opened, zarnik.ImageView) else list(opened.values())
-    with tifffile.TiffFile(path) as file:
-        assert len(images) == len(file.series)
-        for image, series in zip(images, file.series):
-            assert len(image.levels) == len(series.levels)
-            for level, expected in zip(image.levels, series.levels):
-                axes = expected.axes.replace("S", "C")
-                assert sorted(level.axes) == sorted(axes)
-                assert_array_equal(level.to_numpy(), expected.asarray().transpose([axes.index(a) for a in level.axes]))
-    return images
 
 
 @pytest.mark.parametrize("coding", CODINGS)
@@ -129,67 +114,6 @@ def test_axes_that_nobody_named(tmp_path):
     assert_array_equal(zarnik.open(path).to_numpy("ZTYX"), array[0, :, 0, 0, 0])
 
 
-IMAGES = {
-    "plane": ((70, 91), "YX", "UNKNOWN"),
-    "volume": ((5, 33, 70), "ZYX", "UNKNOWN"),
-    "channels": ((2, 3, 21, 40, 2), "TZYXC", "UNKNOWN"),
-    "colours": ((70, 90, 3), "YXC", "RGB"),
-    "alpha": ((40, 50, 4), "YXC", "RGB"),
-}
-OPTIONS = [
-    {}, {"compression": "zlib"}, {"tile": (32, 16)}, {"bigtiff": True},
-    {"compression": "zstd", "levels": 3, "tile": 16}, {"levels": 2, "tile": 32, "method": "nearest"},
-]  # fmt: skip
-
-
-@pytest.mark.parametrize("kind", IMAGES)
-@pytest.mark.parametrize("options", OPTIONS, ids=str)
-def test_what_we_write(kind, options, tmp_path):
-    shape, axes, interpretation = IMAGES[kind]
-    path = tmp_path / "image.ome.tif"
-    for dtype in ("uint8", "float32"):
-        array = values(shape, dtype)
-        image = zarnik.from_numpy(array, axes, spacing=(0.5, 0.25, 2), origin=(1, 2, 3), unit="µm")
-        image.interpretation, image.bit_depth = interpretation, 7 if dtype == "uint8" else 32
-        image.set_alpha(kind == "alpha")
-        if kind == "channels":
-            image.metadata = {"channel_names": ["a", "b"]}
-        done: list[tuple[int, int]] = []
-        zarnik.save(path, image, progress=lambda *now, done=done: done.append(now), **options)
-        assert done[-1][0] == done[-1][1] >= array.nbytes
-        (again,) = same_as_tifffile(path)
-        names = "axes unit bit_depth channel_names" + " interpretation" * (dtype == "uint8")
-        same_as_saved(again, image, names)
-        count = 3 if "Z" in axes else 2
-        assert_allclose(again.spacing[:count], image.spacing[:count])
-        assert_allclose(again.origin[:count], image.origin[:count])
-        if "Z" not in axes:  # in space, TIFF has coarser planes only
-            same_levels(again, image, options.get("levels", 1), options.get("method"))
-        assert len(again.levels) == options.get("levels", 1)
-    assert os.listdir(tmp_path) == ["image.ome.tif"]
-
-
-def test_what_tiff_cannot_hold(tmp_path):
-    path = tmp_path / "image.tif"
-    image = zarnik.from_numpy(values((4, 20, 30)), "ZYX", unit="furlong", metadata={"scanner": "Z1"})
-    image.directions = (0, 1, 0), (1, 0, 0)
-    image.interpretation = "LABEL"
-    with pytest.warns(zarnik.LossWarning) as found:
-        zarnik.save(path, image)
-    for loss in ("directions", "unit 'furlong'", "metadata 'scanner'", "interpretation LABEL"):
-        assert loss in str(found[0].message)
-    before = path.read_bytes()
-    for wrong, error in (
-        (zarnik.from_numpy(values((4, 5), "int64")), "no elements of int64"),
-        (zarnik.from_numpy(values((4,))), "axes Y and X"),
-    ):
-        raises(zarnik.NotImplemented, error, zarnik.save, path, wrong)
-    plane = zarnik.from_numpy(values((40, 50)))
-    raises(zarnik.InvalidArgument, "multiples of 16, got 20 and 20", zarnik.save, path, plane, tile=20)
-    raises(zarnik.Error, "TIFF", zarnik.save, path, plane, compression="no such thing")
-    assert path.read_bytes() == before and os.listdir(tmp_path) == ["image.tif"]
-
-
 @pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers need memory of their own")
 def test_large_files_in_little_memory(tmp_path):
     program = """
@@ -265,21 +189,6 @@ def test_many_pages_of_a_server(tmp_path):
         time.sleep(0.03)
         tifffile.imwrite(tmp_path / "pages.tif", array + 1, compression="zlib", photometric="minisblack")
         assert_array_equal(zarnik.open(server.url("pages.tif"))[20], array[20] + 1)
-
-
-def test_only_the_tiles_that_are_needed_and_once(tmp_path):
-    path = tmp_path / "image.tif"
-    tifffile.imwrite(path, values((256, 256)), tile=(64, 64), compression="zlib")
-    time.sleep(0.03)  # a file that was changed just now shares no tiles
-    before = zarnik.cache_info()
-    image = zarnik.open(path)
-    assert_array_equal(image[70:130, 10:20], values((256, 256))[70:130, 10:20])
-    now = zarnik.cache_info()
-    assert (now["misses"] - before["misses"], now["hits"] - before["hits"]) == (2, 0)
-    zarnik.open(path).crop(y=slice(64, 128)).to_numpy()
-    again = zarnik.cache_info()
-    assert (again["misses"] - now["misses"], again["hits"] - now["hits"]) == (3, 1)
-    assert again["bytes"] - before["bytes"] == 5 * 64 * 64 * 2
 
 
 @pytest.fixture

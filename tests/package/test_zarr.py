@@ -1,6 +1,5 @@
 """OME-Zarr and plain Zarr: equal to what zarr reads, and read by it when we write."""
 
-import contextlib
 import functools
 import http.server
 import json
@@ -19,7 +18,7 @@ from numpy.testing import assert_allclose, assert_array_equal
 
 import zarnik
 from support.expect import raises
-from support.images import same_as_saved, same_levels, values
+from support.images import values
 
 zarr = pytest.importorskip("zarr", minversion="3")
 numcodecs = pytest.importorskip("numcodecs")
@@ -27,10 +26,6 @@ with warnings.catch_warnings():
     warnings.simplefilter("ignore")  # the data type is not standardized
     LZMA = zarr.codecs.numcodecs.LZMA()
 pytestmark = pytest.mark.filterwarnings("ignore:Numcodecs codecs are not")
-
-
-def ordered(array, axes, wanted):
-    return array.transpose([axes.index(letter) for letter in wanted])
 
 
 CODECS = {
@@ -132,108 +127,14 @@ def test_images_of_ome(form, tmp_path):
     assert zarnik.open(tmp_path / "plate")["B/2/0"].equals(image)
 
 
-IMAGES = {
-    "plane": ((70, 91), "YX", "UNKNOWN", "float32"),
-    "labels": ((21, 33, 70), "ZYX", "LABEL", "uint32"),
-    "series": ((2, 5, 33, 40, 2), "TZYXC", "UNKNOWN", "int16"),
-    "colours": ((40, 50, 3), "YXC", "RGB", "uint8"),
-}
-OPTIONS = [
-    {"version": "0.4", "levels": 2},
-    {"version": "0.4", "compression": "blosc", "chunks": {"y": 16}},
-    {"levels": 3, "chunks": {"y": 16, "x": 32}, "shards": {"y": 64, "x": 64}},
-    {"compression": {"name": "blosc", "cname": "lz4"}, "levels": 2, "method": "nearest"},
-]
-
-
-@pytest.mark.parametrize("kind", IMAGES)
-@pytest.mark.parametrize("options", OPTIONS, ids=str)
-def test_what_we_write(kind, options, tmp_path):
-    shape, axes, interpretation, dtype = IMAGES[kind]
-    array = values(shape, dtype)
-    image = zarnik.from_numpy(array, axes, spacing=(0.5, 0.25, -2), origin=(1, 2, 3), unit="µm")
-    image.interpretation, image.value_range = interpretation, (1, 99)
-    image.directions = (0, 1, 0), (1, 0, 0)
-    image.metadata = {"scanner": {"echoes": [4.5, 8]}, "channel_names": ["r", "g", "b"][: shape[-1]]}
-    for name in ("a.ome.zarr", "a.ozx"):
-        path, done = tmp_path / name, []
-        zarnik.save(path, image, progress=lambda *now, done=done: done.append(now), **options)
-        assert done[-1][0] == done[-1][1] >= array.nbytes
-        again = zarnik.open(path)
-        names = "axes unit value_range bit_depth interpretation"
-        same_as_saved(again, image, names)
-        same_levels(again, image, options.get("levels", 1), options.get("method"))
-        assert again.metadata["scanner"].to_python() == {"echoes": [4.5, 8]}
-        assert again.channel_names == (image.channel_names if "C" in axes else None)
-        if "Z" in axes:
-            assert_allclose(again.affine, image.affine)
-    group = zarr.open_group(tmp_path / "a.ome.zarr", mode="r")
-    assert_array_equal(group["0"][:], ordered(array, axes, "".join(a for a in "TCZYX" if a in axes)))
-    assert group.metadata.zarr_format == (2 if options.get("version") == "0.4" else 3)
-    if "shards" in options:
-        assert group["0"].shards[-2:] == ((48, 64) if kind in ("series", "colours") else group["0"].shards[-2:])
-    models = pytest.importorskip("ome_zarr_models")
-    models.open_ome_zarr(group)
-    assert sorted(os.listdir(tmp_path)) == ["a.ome.zarr", "a.ozx"]
-
-
-def test_wrong_options_leave_what_was_there(tmp_path):
-    path = tmp_path / "a.zarr"
-    image = zarnik.from_numpy(values((40, 50)))
-    zarnik.save(path, image)
-    for wrong, error in (
-        ({"version": "0.6"}, "'0.6' is none of 0.4, 0.5"),
-        ({"chunks": {"z": 3}}, r"chunks name axes \['Z'\], the image has 'YX'"),
-        ({"chunks": (3,)}, "chunks are 2 sizes"),
-        ({"chunks": (16, 16), "shards": (20, 32)}, "no multiples"),
-        ({"version": "0.4", "shards": (20, 32)}, "has no shards"),
-        ({"compression": "xyz"}, "'xyz' is none of zstd, blosc, gzip"),
-    ):
-        with pytest.raises(zarnik.InvalidArgument, match=error):
-            zarnik.save(path, zarnik.from_numpy(values((40, 50), seed=1)), **wrong)
-    raises(ValueError, "'median' is neither", zarnik.save, path, image, method="median")
-
-    def stop(done, total):
-        if done:
-            raise KeyboardInterrupt
-
-    with pytest.raises(KeyboardInterrupt):
-        zarnik.save(path, zarnik.from_numpy(values((40, 50), seed=1)), progress=stop)
-    assert os.listdir(tmp_path) == ["a.zarr"] and zarnik.open(path).equals(image)
+def test_folders_of_others_are_left_alone(tmp_path):
+    for shape in ((40, 50), (4, 5)):  # the second takes the place of the first
+        zarnik.save(tmp_path / "a.zarr", zarnik.zeros(shape))
+    assert zarnik.open(tmp_path / "a.zarr").shape == (4, 5)
     (tmp_path / "papers").mkdir()
     (tmp_path / "papers" / "thesis.txt").write_text("years of work")
-    raises(zarnik.Error, "nothing of this format", zarnik.save, tmp_path / "papers", image, format="zarr")
-    zarnik.save(path, zarnik.from_numpy(values((4, 5))))
-    assert zarnik.open(path).shape == (4, 5)
-
-
-def test_damaged_hierarchies_end_in_errors(tmp_path):
-    random = numpy.random.default_rng(2)
-    for version, compression in (("0.4", "blosc"), ("0.5", "zstd"), ("0.5", "gzip")):
-        whole = tmp_path / f"whole-{version}-{compression}"
-        image = zarnik.from_numpy(values((20, 40, 50)), "ZYX")
-        options = {"shards": (20, 32, 32)} if version == "0.5" else {}
-        zarnik.save(
-            whole, image, format="zarr", version=version, compression=compression, chunks=(10, 16, 16), **options
-        )
-        files = [place for place in whole.rglob("*") if place.is_file()]
-        for _ in range(60):
-            damaged = files[random.integers(len(files))]
-            content = damaged.read_bytes()
-            if random.integers(2):
-                damaged.write_bytes(content[: random.integers(len(content))])
-            else:
-                changed = bytearray(content)
-                for place in random.integers(0, len(content), 3):
-                    changed[place] = random.integers(256)
-                damaged.write_bytes(changed)
-            with contextlib.suppress(zarnik.Error):
-                opened = zarnik.open(whole, format="zarr")
-                opened = opened if isinstance(opened, zarnik.ImageView) else next(iter(opened.values()))
-                if numpy.prod(opened.shape, dtype=object) < 1 << 24:
-                    opened.to_numpy()
-            damaged.write_bytes(content)
-        assert zarnik.open(whole).equals(image)
+    raises(zarnik.Error, "nothing of this format", zarnik.save, tmp_path / "papers", zarnik.zeros(4), format="zarr")
+    assert (tmp_path / "papers" / "thesis.txt").read_text() == "years of work"
 
 
 HOSTILE = [
@@ -290,11 +191,6 @@ def test_archives(tmp_path):
         again = zarnik.open(tmp_path / "a.zip")
         assert again.equals(image) and again.spacing == image.spacing
         assert zarnik.open((tmp_path / "a.zip").read_bytes()).equals(image)
-    content = (tmp_path / "a.zip").read_bytes()
-    for size in range(1, len(content), len(content) // 30):
-        (tmp_path / "cut.zip").write_bytes(content[:size])
-        with pytest.raises(zarnik.Error):
-            zarnik.open(tmp_path / "cut.zip").to_numpy()
     with zipfile.ZipFile(tmp_path / "papers.zip", "w") as archive:
         archive.writestr("thesis.txt", "years of work")
     raises(zarnik.Error, "no known format", zarnik.open, tmp_path / "papers.zip")

@@ -88,3 +88,41 @@ def same_levels(found: Any, image: Any, count: int, method: str | None = None) -
     for level, like in zip(found.levels, zarnik.coarser_levels(image, method, coarsest=8)):
         numpy.testing.assert_allclose(level.to_numpy(), like.to_numpy(), rtol=1e-6)
         numpy.testing.assert_allclose(level.spacing[:2], like.spacing[:2])
+
+
+def same_as_tifffile(path: Any) -> list[Any]:
+    """The images of a file, each series and level of which has the elements and the axes that tifffile tells."""
+    import tifffile
+
+    opened = zarnik.open(path)
+    images = [opened] if isinstance(opened, zarnik.ImageView) else list(opened.values())
+    with tifffile.TiffFile(path) as file:
+        assert len(images) == len(file.series)
+        for image, series in zip(images, file.series):
+            assert len(image.levels) == len(series.levels)
+            for level, expected in zip(image.levels, series.levels):
+                axes = expected.axes.replace("S", "C")
+                assert sorted(level.axes) == sorted(axes)
+                elements = expected.asarray().transpose([axes.index(a) for a in level.axes])
+                numpy.testing.assert_array_equal(level.to_numpy(), elements)
+    return images
+
+
+ROTATION = numpy.linalg.qr(numpy.random.default_rng(1).normal(size=(3, 3)))[0]
+
+
+def oblique_affine(left_handed: bool = False) -> numpy.ndarray:
+    """A matrix in RAS."""
+    matrix = numpy.eye(4)
+    matrix[:3, :3] = ROTATION * (numpy.linalg.det(ROTATION) * numpy.array((0.5, 0.75, -1.25 if left_handed else 1.25)))
+    matrix[:3, 3] = 11, -12, 13
+    return matrix
+
+
+def affine_of_itk(image: Any) -> numpy.ndarray:
+    """The matrix of an image of SimpleITK, in LPS."""
+    rank = image.GetDimension()
+    matrix = numpy.eye(4)
+    matrix[:rank, :rank] = numpy.array(image.GetDirection()).reshape(rank, rank) * image.GetSpacing()
+    matrix[:rank, 3] = image.GetOrigin()
+    return matrix
