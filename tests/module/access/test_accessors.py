@@ -8,7 +8,7 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, refused
+from support.expect import bad_argument, refused
 from zarnik import _classes
 
 BEGIN, CURRENT, END = _zarnik.SeekOrigin_BEGIN, _zarnik.SeekOrigin_CURRENT, _zarnik.SeekOrigin_END
@@ -77,16 +77,8 @@ def test_accessors_convert_into_each_other():
         refused("must not be null", function, None)
 
 
-def test_overloads():
+def test_sizes():
     assert _zarnik.StreamAccess_capabilities(_zarnik.StreamAccessFactory_allocate(3)).value() == 15
-    name = "StreamAccessFactory_allocate"
-    prototypes = "zarnik::StreamAccessFactory::allocate(size_t)", "zarnik::StreamAccessFactory::allocate()"
-    fails(TypeError, no_overload(name, *prototypes), _zarnik.StreamAccessFactory_allocate, -1)
-    name = "RandomAccessFactory_extract_region"
-    prefix = "zarnik::RandomAccessFactory::extractRegion(std::shared_ptr< zarnik::RandomAccess >,size_t"
-    fails(TypeError, no_overload(name, f"{prefix})", f"{prefix},size_t)"), getattr(_zarnik, name), "x", 1)
-    with pytest.raises(TypeError):
-        _zarnik.RandomAccessFactory_allocate()
     refused("cannot allocate", _zarnik.StreamAccessFactory_allocate, 2**63)
     refused("cannot allocate", _zarnik.RandomAccessFactory_allocate, 2**63)
 

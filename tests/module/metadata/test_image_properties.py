@@ -6,7 +6,7 @@ import math
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, refused
+from support.expect import bad_argument, refused
 from support.shared_types import CountingView
 from zarnik import _classes
 
@@ -208,10 +208,3 @@ def test_read_only_parts_outlive_the_view():
     assert numbers(get(calibration, "ReadonlySpatialCalibrationProperty", "spacing")) == (1, 1, 1)
     del calibration
     assert numbers(origin) == (0, 0, 0)
-
-
-def test_what_makes_no_directions():
-    name, vector = "zarnik::SpatialDirections", "zarnik::Vector3d const &"
-    prototypes = ("", f"{vector},{vector}", f"{name} const &", f"{name} &&")
-    text = no_overload("new_SpatialDirections", *(f"{name}::SpatialDirections({p})" for p in prototypes))
-    fails(TypeError, text, new_directions, 5)

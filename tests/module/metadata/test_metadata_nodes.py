@@ -5,7 +5,7 @@ import gc
 import pytest
 
 import _zarnik
-from support.expect import fails, no_overload, refused
+from support.expect import refused
 from support.shared_types import CountingValue
 from zarnik import _classes
 
@@ -87,14 +87,6 @@ def test_errors_of_the_tree():
     refused("empty child", node.add_child, None)
     refused("needs a node", Readonly, None)
     assert not hasattr(Readonly, "add_child") and not hasattr(Readonly, "remove_child")
-
-
-def test_what_makes_no_node():
-    cpp = "zarnik::MetadataNode"
-    prototypes = ("std::string const &,std::shared_ptr< zarnik::VariantDataValue >", f"{cpp} const &", f"{cpp} &&")
-    expected = no_overload("new_MetadataNode", *(f"{cpp}::MetadataNode({prototype})" for prototype in prototypes))
-    for arguments in [(), ("a",), (1, None), ("a", 5)]:
-        fails(TypeError, expected, _zarnik.new_MetadataNode, *arguments)
 
 
 @pytest.mark.parametrize("kind", [_classes.MetadataNodeIterator, _classes.ConstMetadataNodeIterator])

@@ -10,13 +10,12 @@ import pytest
 
 import _typetable
 import _zarnik
-from support.expect import fails, no_overload, null_reference, refused
+from support.expect import fails, null_reference, raises, refused
 from support.shared_types import CountingValue
 from zarnik import _classes
 
 create = _zarnik.VariantDataValueFactory_create
 element = _zarnik.VariantDataValue___getitem
-TYPES = ("uint8_t", "uint16_t", "uint32_t", "uint64_t", "int8_t", "int16_t", "int32_t", "int64_t", "float", "double")
 GREATEST_FLOAT = struct.unpack("<f", bytes.fromhex("ffff7f7f"))[0]
 
 
@@ -131,14 +130,9 @@ def test_values_live_as_long_as_somebody_holds_them():
     assert CountingValue.alive() == before
 
 
-def test_no_overload_lists_all_prototypes():
-    factory = "zarnik::VariantDataValueFactory::"
-    prototypes = [f"{factory}create({name} const *,size_t)" for name in TYPES]
-    prototypes += [f"{factory}create(char const **,size_t)"]
-    prototypes += [f"{factory}zarnik_VariantDataValueFactory_create__SWIG_11(PyObject *)"]
-    text = no_overload("VariantDataValueFactory_create", *prototypes)
+def test_arguments_that_fit_no_overload():
     for arguments in [(), ("ab", 2), ([1], 1), (["a", 1], 2), (_typetable.limits_u8(), -1), (5, 1)]:
-        fails(TypeError, text, create, *arguments)
+        raises(TypeError, "overloaded function 'VariantDataValueFactory_create'", create, *arguments)
 
 
 def test_nothing_to_copy_is_an_error():

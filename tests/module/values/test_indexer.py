@@ -5,7 +5,7 @@ from hypothesis import given
 from hypothesis import strategies as st
 
 import _zarnik
-from support.expect import fails, no_overload, refused
+from support.expect import raises, refused
 from support.strided import strided_arrays
 from support.values import components, vector
 from zarnik import _classes
@@ -97,15 +97,9 @@ def test_positions_that_are_not_there():
     for method in ("shape", "stride", "byte_stride", "layout"):
         function = getattr(_zarnik, f"Indexer_{method}")
         refused("index 2 is out of range, allowed are 0 to 1", function, indexer, 2)
-        name = "byteStride" if method == "byte_stride" else method
-        prototypes = (f"zarnik::Indexer::{name}() const", f"zarnik::Indexer::{name}(size_t) const")
-        fails(TypeError, no_overload(f"Indexer_{method}", *prototypes), function, indexer, "a")
+        raises(TypeError, f"overloaded function 'Indexer_{method}'", function, indexer, "a")
 
 
 def test_messages():
-    shape, dtype = "zarnik::VectorXu64 const &", "zarnik::DataType"
-    arguments = ["", f"{shape},{dtype}", f"{shape},{dtype},zarnik::MemoryLayout", f"{shape},{dtype},{shape}"]
-    arguments += [f"{shape},{dtype},{shape},{shape}", "zarnik::Indexer const &", "zarnik::Indexer &&"]
-    text = no_overload("new_Indexer", *(f"zarnik::Indexer::Indexer({argument})" for argument in arguments))
     for wrong in ((5,), (None,), ([1], "a"), ([1], 1, "a")):
-        fails(TypeError, text, _zarnik.new_Indexer, *wrong)
+        raises(TypeError, "overloaded function 'new_Indexer'", _zarnik.new_Indexer, *wrong)

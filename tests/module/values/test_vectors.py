@@ -7,7 +7,7 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, null_reference, refused
+from support.expect import bad_argument, fails, null_reference, refused
 from support.values import VECTORS, vector
 from zarnik import _classes
 
@@ -231,23 +231,6 @@ def test_a_failed_in_place_operation_leaves_the_vector_without_owner(family):
         assert vector.own() is False
         assert family.array(vector).tolist() == [8, 6, 4, 2][: family.size]
         vector.acquire()
-
-
-def test_prototypes():
-    new = "VectorX< zarnik::Vector< uint16_t,3 >::ValueType > const &"
-    texts = {
-        "new_Vector3u16": ["Vector()", f"Vector({new})", f"Vector({V3} const &)", f"Vector({V3} &&)"],
-        "Vector3u16___imul__": [f"operator *=({V3}::ValueType)", f"operator *=({V3} const &)"],
-        "Vector3u16___itruediv__": [f"operator /=({V3}::ValueType)", f"operator /=({V3} const &)"],
-    }
-    for name, prototypes in texts.items():
-        arguments = (vector("Vector3u16", [1, 2, 3]), "x") if "__" in name else (object(),)
-        text = no_overload(name, *(f"{V3}::{prototype}" for prototype in prototypes))
-        fails(TypeError, text, getattr(_zarnik, name), *arguments)
-    prototypes = ["VectorX()", "VectorX(size_t)", f"VectorX({VX} const &)", f"VectorX({VX} &&)"]
-    text = no_overload("new_VectorXu64", *(f"{VX}::{prototype}" for prototype in prototypes))
-    for argument in (-1, 2**64, 1.5, None, "12"):
-        fails(TypeError, text, _zarnik.new_VectorXu64, argument)
 
 
 def test_sizes_that_cannot_be_are_errors():

