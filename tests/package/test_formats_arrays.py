@@ -129,6 +129,67 @@ def test_hdf5_of_h5py():
     assert again.equals(ARRAY)
 
 
+def test_hdf5_maps_only_elements_that_lie_there_as_they_are():
+    few_bits = h5py.h5t.STD_I16LE.copy()
+    few_bits.set_precision(12)
+    shifted = few_bits.copy()
+    shifted.set_offset(3)
+    short_float = h5py.h5t.IEEE_F32LE.copy()
+    short_float.set_fields(15, 7, 8, 0, 7)
+    short_float.set_size(2)
+    short_float.set_ebias(127)
+    kinds = h5py.enum_dtype({"nothing": 0, "cell": 7}, basetype="u1")
+    negative = ARRAY.astype("i2") - 100
+    with h5py.File("a.h5", "w", userblock_size=512) as file:
+        for name, kind in (("few bits", few_bits), ("shifted", shifted), ("short float", short_float)):
+            for options in ({}, {"chunks": (2, 3, 4), "compression": "gzip"}):
+                made = file.create_dataset(name + " gzip" * bool(options), ARRAY.shape, h5py.Datatype(kind), **options)
+                made[...] = negative // 8 * 8
+        file.create_dataset("names", data=ARRAY.astype("u1"), dtype=kinds)
+        file.create_dataset("outside", data=ARRAY, external="a.raw")
+        file.create_dataset("never written", ARRAY.shape, "u1", fillvalue=7)
+        compact = h5py.h5p.create(h5py.h5p.DATASET_CREATE)
+        compact.set_layout(h5py.h5d.COMPACT)
+        space = h5py.h5s.create_simple((2, 3))
+        h5py.h5d.create(file.id, b"compact", h5py.h5t.NATIVE_INT8, space, compact)
+        file["compact"][...] = [[1, 2, 3], [4, 5, 6]]
+        layout = h5py.VirtualLayout(ARRAY.shape, "u1")
+        layout[...] = h5py.VirtualSource(file["names"])
+        file.create_virtual_dataset("virtual", layout)
+        file["plain"], file["big"] = ARRAY.astype("<i4"), ARRAY.astype(">i4")
+        # Ways round, and to what has a name already.
+        file["more/loop"] = file["/"]
+        file["more/plain"] = file["plain"]
+        file["more/soft"] = h5py.SoftLink("/plain")
+    images = zarnik.open("a.h5")
+    mapped = {"names", "more/plain"}
+    with h5py.File("a.h5") as file:
+        assert set(images) == {name for name in file if name not in ("more", "plain")} | {"more/plain"}
+        for name, image in images.items():
+            assert image.equals(file[name][()]), name
+            assert is_mapped(image) == (name in mapped), name
+
+
+@pytest.mark.parametrize(
+    "attributes, told",
+    (
+        ({"affine": numpy.diag([2, 3, 4, 1]), "unit": numpy.bytes_(b"mm")}, ((2, 3, 4), "mm")),
+        ({"affine": numpy.arange(12.0).reshape(3, 4), "spacing": numpy.array([2, 3, 4], "f4")}, ((2, 3, 4), "")),
+        ({"affine": "none", "spacing": numpy.arange(5000.0), "origin": ["a", "b", "c"]}, ((1, 1, 1), "")),
+        ({"element_size_um": [4, 3, 2], "unit": h5py.Empty("f")}, ((2, 3, 4), "µm")),
+        ({"spacing": numpy.full(3, 2j), "unit": 5, "axes": ["T", "Y", "X"]}, ((1, 1, 1), "")),
+        ({"unit": numpy.array("µm".encode(), h5py.string_dtype("utf-8", 4))}, ((1, 1, 1), "µm")),
+    ),
+)
+def test_attributes_of_hdf5_of_any_kind(attributes, told):
+    with h5py.File("a.h5", "w") as file:
+        file["x"] = ARRAY
+        file["x"].attrs.update({**attributes, "DIMENSION_LABELS": [b"time", b"y", b"x"]})
+    image = zarnik.open("a.h5")
+    assert (image.spacing, image.unit, image.axes) == (*told, "TYX")
+    assert set(image.metadata.to_dict()["HDF5"]) == {*attributes, "DIMENSION_LABELS"}
+
+
 # ---- NumPy -----------------------------------------------------------------------------------------------------------
 
 

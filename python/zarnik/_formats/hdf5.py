@@ -5,7 +5,8 @@ from __future__ import annotations
 import math
 import os
 import zlib
-from collections.abc import Callable, Sequence
+from collections.abc import Sequence
+from functools import lru_cache
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -21,6 +22,8 @@ if TYPE_CHECKING:
 _MAGIC = b"\x89HDF\r\n\x1a\n"
 # A file may begin with something else: its own beginning stands at one of these then.
 _BEGINNINGS = (0, 512, 1024, 2048)
+_NUMBER = numpy.dtype(float)
+_WIDEST = (numpy.dtype(numpy.longdouble), numpy.dtype(numpy.clongdouble))
 _ATTRIBUTES = ("spacing", "origin", "affine", "unit", "axes")
 
 
@@ -49,15 +52,16 @@ class HDF5(Format):
 
         file = _opened(source)
         if dataset is not None:
-            found = h5py.File(file).get(dataset)
+            found = h5py.Group(file).get(dataset)
             if not isinstance(found, h5py.Dataset):
-                there = ", ".join(_datasets(file)) or "none"
+                there = ", ".join(_identifiers(file)) or "none"
                 raise _classes.InvalidArgument(f"there is no dataset {dataset!r} in {source.name!r}, but {there}")
-            problem = _problem(found)
-            if problem:
-                raise _classes.Error(f"dataset {dataset!r} of {source.name!r} {problem}")
-            return [_series(source, dataset, found, axes)]
-        return [_series(source, name, one, axes) for name, one in _datasets(file).items() if not _problem(one)]
+            one = _Dataset(dataset, found.id)
+            if one.problem:
+                raise _classes.Error(f"dataset {dataset!r} of {source.name!r} {one.problem}")
+            return [_series(source, one, axes)]
+        every = (_Dataset(name, one) for name, one in _identifiers(file).items())
+        return [_series(source, one, axes) for one in every if not one.problem]
 
     def save(  # type: ignore[override]
         self,
@@ -124,99 +128,147 @@ def _opened(source: Source) -> Any:
     return h5py.h5f.open(path, h5py.h5f.ACC_RDONLY, fapl=_access)
 
 
-def _datasets(file: Any) -> dict[str, Any]:
-    """The datasets of a file by their paths. What lies behind links to other files is not looked for."""
-    from h5py import Dataset, h5d, h5o
+def _identifiers(file: Any) -> dict[str, Any]:
+    """Those of the datasets of a file by their paths. What lies behind links to other files is not looked for."""
+    import h5py
 
-    found = {}
+    opened, is_dataset, hard = h5py.h5o.open, h5py.h5d.DatasetID, h5py.h5l.TYPE_HARD
+    found: dict[str, Any] = {}
+    known = set()
 
-    def visit(name: bytes) -> None:
-        # A group would open each with property lists of its own, which takes ten times as long.
-        one = h5o.open(file, name)
-        if isinstance(one, h5d.DatasetID):
-            found[name.decode("utf-8", "surrogateescape")] = Dataset(one, readonly=True)
+    # Links, since a visit to objects walks through the index of all chunks of each to tell how large that is.
+    def visit(name: bytes, link: Any) -> None:
+        if link.type == hard and link.u not in known:
+            known.add(link.u)
+            # A group would open each with property lists of its own, which takes ten times as long.
+            one = opened(file, name)
+            if isinstance(one, is_dataset):
+                found[name.decode("utf-8", "surrogateescape")] = one
 
-    h5o.visit(file, visit)
+    file.links.visit(visit, info=True)
     return found
 
 
-def _problem(dataset: Any) -> str | None:
-    """Why a dataset is no image."""
-    try:
-        dtype = dataset.dtype
-    except (TypeError, ValueError) as error:
-        return f"has elements that NumPy has not: {error}"
-    if dtype.kind not in "iufcb" or dtype.itemsize > 16 or dtype in (numpy.longdouble, numpy.clongdouble):
+class _Dataset:
+    """What the identifier of a dataset tells, each asked for once, since any answer is an object of the library's.
+
+    Attributes:
+        problem: Why it is no image, None if it is one: all others are there only then.
+        is_plain: Whether the elements in the file are those of an array. Numbers of fewer bits than their bytes have,
+            and other floating point numbers than those of NumPy, are not.
+        chunks: The shape of a chunk, None if there are none.
+        filters: The numbers of those that a chunk goes through when it is written.
+        offset: Where the elements are in the file, None if they are not there in one piece.
+    """
+
+    def __init__(self, name: str, one: Any) -> None:
+        import h5py
+
+        self.name, self.id = name, one
+        try:
+            stored = one.get_type()
+            self.dtype = stored.dtype
+        except (TypeError, ValueError) as error:
+            self.problem: str | None = f"has elements that NumPy has not: {error}"
+            return
+        self.shape = one.shape
+        self.problem = _problem(self.dtype, self.shape)
+        if self.problem:
+            return
+        # Enumerations are integers by name only.
+        self.is_plain = stored == _type_of(self.dtype) or stored == h5py.h5t.py_create(self.dtype, logical=True)
+        made = one.get_create_plist()
+        layout = made.get_layout()
+        self.chunks: Any = made.get_chunk() if layout == h5py.h5d.CHUNKED else None
+        self.filters = [made.get_filter(place)[0] for place in range(made.get_nfilters())] if self.chunks else []
+        is_whole = layout == h5py.h5d.CONTIGUOUS and not made.get_external_count()
+        # Where nothing was written the offset is none, but behind a user block it is one that is none any more.
+        is_whole = is_whole and one.get_space_status() == h5py.h5d.SPACE_STATUS_ALLOCATED
+        self.offset = one.get_offset() if is_whole else None
+
+    @property
+    def path(self) -> str:
+        """Where it is in its file, whatever name it was opened by."""
+        from h5py import h5i
+
+        return os.fsdecode(h5i.get_name(self.id) or b"")
+
+
+@lru_cache(maxsize=64)
+def _type_of(dtype: Any) -> Any:
+    """The type by which HDF5's library reads elements of NumPy's."""
+    from h5py import h5t
+
+    return h5t.py_create(dtype)
+
+
+def _problem(dtype: Any, shape: Any) -> str | None:
+    if dtype.kind not in "iufcb" or dtype.itemsize > 16 or dtype in _WIDEST:
         return f"has elements of {dtype}, which are no numbers of an image"
-    if dataset.shape is None or not 1 <= len(dataset.shape) <= 5:
-        return f"is of shape {dataset.shape}, an image has 1 to 5 axes"
-    if 0 in dataset.shape:
-        return f"has no elements: its shape is {dataset.shape}"
+    if shape is None or not 1 <= len(shape) <= 5:
+        return f"is of shape {shape}, an image has 1 to 5 axes"
+    if 0 in shape:
+        return f"has no elements: its shape is {shape}"
     return None
 
 
-def _series(source: Source, name: str, dataset: Any, axes: Any) -> Series:
+def _series(source: Source, dataset: _Dataset, axes: Any) -> Series:
     def make() -> Any:
-        letters, told = _told(dataset, axes, name)
+        letters, told = _told(dataset, axes)
         return image_of(_array(source, dataset), letters, **told)
 
-    return Series(name, [make], {"chunks": dataset.chunks, "compression": dataset.compression})
+    compression = None
+    if dataset.filters:
+        from h5py import Dataset
+
+        compression = Dataset(dataset.id).compression
+    return Series(dataset.name, [make], {"chunks": dataset.chunks, "compression": compression})
 
 
-def _array(source: Source, dataset: Any) -> Any:
+def _array(source: Source, dataset: _Dataset) -> Any:
     dtype = dataset.dtype
-    offset = dataset.id.get_offset()
-    if (
-        source.path is not None
-        and offset is not None
-        and dataset.chunks is None
-        and dataset.compression is None
-        and not dataset.external
-        and not dataset.is_virtual
-        and dtype.kind != "c"
-    ):
-        return _elements.elements(source, offset, dataset.shape, dtype, "")
-    if dataset.chunks is None or dataset.is_virtual or not _filters(dataset):
+    if dataset.is_plain and dataset.offset is not None and source.path is not None and dtype.kind != "c":
+        return _elements.elements(source, dataset.offset, dataset.shape, dtype, "")
+    if not dataset.filters:
         return _Direct(dataset)
-    identity = _elements.identity_of(source, dataset.name)
+    identity = _elements.identity_of(source, dataset.path)
     return TiledArray(dataset.shape, dtype, dataset.chunks, _Chunks(dataset), identity=identity)
 
 
 class _Direct:
     """A dataset that is read into what wants it, where that lies in the order of the file."""
 
-    def __init__(self, dataset: Any) -> None:
-        self._dataset = dataset
+    def __init__(self, dataset: _Dataset) -> None:
+        self._id = dataset.id
         self.shape, self.dtype, self.chunks = dataset.shape, dataset.dtype, dataset.chunks
 
-    def __getitem__(self, key: Any) -> Any:
-        return self._dataset[key]
+    def __getitem__(self, key: tuple[slice, ...]) -> Any:
+        out = numpy.empty([place.stop - place.start for place in key], self.dtype)
+        self.read_into([place.start for place in key], out)
+        return out
 
     def read_into(self, origin: Sequence[int], out: Any) -> None:
-        key = tuple(slice(first, first + count) for first, count in zip(origin, out.shape))
-        if out.flags.c_contiguous:
-            self._dataset.read_direct(out, key)
-        else:
-            out[...] = self._dataset[key]
+        from h5py import h5s
 
-
-def _filters(dataset: Any) -> list[int]:
-    """The numbers of the filters that a chunk goes through when it is written."""
-    properties = dataset.id.get_create_plist()
-    return [properties.get_filter(place)[0] for place in range(properties.get_nfilters())]
+        target = out if out.flags.c_contiguous else numpy.empty(out.shape, self.dtype)
+        place = self._id.get_space()
+        place.select_hyperslab(tuple(origin), out.shape)
+        self._id.read(h5s.create_simple(out.shape), place, target, _type_of(self.dtype))
+        if target is not out:
+            out[...] = target
 
 
 class _Chunks:
     """Decodes chunks: those of deflate on any thread, while h5py itself does one thing at a time."""
 
-    def __init__(self, dataset: Any) -> None:
+    def __init__(self, dataset: _Dataset) -> None:
         from h5py import h5z
 
-        self._dataset, self._chunks = dataset, dataset.chunks
+        self._dataset, self._chunks, self._decoded = dataset, dataset.chunks, _Direct(dataset)
         deflate, shuffle = h5z.FILTER_DEFLATE, h5z.FILTER_SHUFFLE
-        filters = _filters(dataset)
-        self._is_shuffled = filters == [shuffle, deflate]
-        self._is_deflate = (filters == [deflate] or self._is_shuffled) and dataset.dtype.kind in "iuf"
+        self._is_shuffled = dataset.filters == [shuffle, deflate]
+        is_deflate = dataset.filters == [deflate] or self._is_shuffled
+        self._is_deflate = is_deflate and dataset.is_plain and dataset.dtype.kind in "iuf"
         self._bytes = math.prod(self._chunks) * dataset.dtype.itemsize
 
     def __call__(self, index: tuple[int, ...], fetched: Any) -> Any:
@@ -225,7 +277,8 @@ class _Chunks:
             chunk = self._inflated(begin)
             if chunk is not None:
                 return chunk
-        return self._dataset[tuple(slice(first, first + chunk) for first, chunk in zip(begin, self._chunks))]
+        ends = (min(first + chunk, size) for first, chunk, size in zip(begin, self._chunks, self._dataset.shape))
+        return self._decoded[tuple(map(slice, begin, ends))]
 
     def _inflated(self, begin: tuple[int, ...]) -> Any:
         try:
@@ -237,67 +290,119 @@ class _Chunks:
         machine = zlib.decompressobj()
         data = machine.decompress(data, self._bytes)
         if len(data) < self._bytes:
-            raise _classes.Error(f"the chunk at {begin} of {self._dataset.name!r} is cut")
+            raise _classes.Error(f"the chunk at {begin} of {self._dataset.path!r} is cut")
         dtype = self._dataset.dtype
         if self._is_shuffled:
             data = numpy.frombuffer(data, numpy.uint8).reshape(dtype.itemsize, -1).T.tobytes()
         return numpy.frombuffer(data, dtype).reshape(self._chunks)
 
 
-def _told(dataset: Any, axes: Any, name: str) -> tuple[str, dict[str, Any]]:
-    attributes = dataset.attrs
+class _Attributes:
+    """The attributes of a dataset. What opening needs is read as what it usually is, which takes a third of the time:
+    h5py asks for the type of each, and makes NumPy's of it and one of the library's again.
+    """
 
-    # Each takes the library some tens of microseconds: those that are only metadata are read with these.
-    def value_of(key: str) -> Any:
-        return _readable(attributes, key) if key in attributes else None
+    def __init__(self, one: Any) -> None:
+        from h5py import h5a
 
-    def header() -> dict[str, Any]:
-        return {key: _readable(attributes, key) for key in attributes if key != _elements.DESCRIPTION}
+        #: what h5py's own look-up asks for
+        self.id = one
+        self._open = h5a.open
+        self._names: list[bytes] = []
+        h5a.iterate(one, self._names.append)
 
+    def __getitem__(self, name: str) -> Any:
+        """The value of an attribute as h5py has it, None if there is none, or why it cannot be read."""
+        from h5py import AttributeManager
+
+        if name.encode() not in self._names:
+            return None
+        try:
+            value = AttributeManager(self)[name]
+        except (OSError, TypeError, ValueError) as error:
+            return f"cannot be read: {error}"
+        return value.decode("utf-8", "replace") if isinstance(value, bytes) else value
+
+    def all(self) -> dict[str, Any]:
+        from h5py import AttributeManager
+
+        return {name: self[name] for name in AttributeManager(self) if name != _elements.DESCRIPTION}
+
+    def numbers(self, name: str, shape: tuple[int, ...]) -> Any:
+        """An array of real numbers of a shape, None if the attribute is none."""
+        return self._read(name, shape, _NUMBER)
+
+    def text(self, name: str) -> Any:
+        """A text, or what else the attribute is."""
+        found = self._read(name, (), _text())
+        return self[name] if found is None else _decoded(found[()])
+
+    def texts(self, name: str, count: int) -> list[str]:
+        """A list of as many texts, or of what else the attribute has."""
+        found = self._read(name, (count,), _text())
+        if found is None:
+            found = self[name]
+        return [] if found is None else [_decoded(one) for one in numpy.ravel(found).tolist()]
+
+    def _read(self, name: str, shape: tuple[int, ...], dtype: Any) -> Any:
+        if name.encode() not in self._names:
+            return None
+        try:
+            attribute = self._open(self.id, name.encode())
+            # Who reads is not asked how much there is room for.
+            if attribute.shape != shape:
+                return None
+            found = numpy.empty(shape, dtype)
+            attribute.read(found, _type_of(dtype))
+        except (OSError, TypeError, ValueError):
+            return None  # of another kind, or damaged
+        return found
+
+
+@lru_cache(maxsize=1)
+def _text() -> Any:
+    from h5py import string_dtype
+
+    return string_dtype()
+
+
+def _decoded(text: Any) -> str:
+    return text.decode("utf-8", "surrogateescape") if isinstance(text, bytes) else str(text)
+
+
+def _told(dataset: _Dataset, axes: Any) -> tuple[str, dict[str, Any]]:
+    attributes = _Attributes(dataset.id)
     rank = len(dataset.shape)
     if axes is None:
-        axes = _axes_by(value_of, rank)
-    letters = _elements.letters_of_rank(rank, axes, f"dataset {name!r}")
+        axes = _axes_by(attributes, rank)
+    letters = _elements.letters_of_rank(rank, axes, f"dataset {dataset.name!r}")
     told: dict[str, Any] = {}
-    affine = value_of("affine")
-    if isinstance(affine, numpy.ndarray) and affine.shape == (4, 4) and affine.dtype.kind == "f":
+    affine = attributes.numbers("affine", (4, 4))
+    if affine is not None:
         told["affine"] = affine
     else:
         # As microscopes and ImageJ have it: along Z, Y, X.
-        micrometres = value_of("element_size_um")
-        if isinstance(micrometres, numpy.ndarray) and micrometres.shape == (3,) and (micrometres > 0).all():
+        micrometres = attributes.numbers("element_size_um", (3,))
+        if micrometres is not None and (micrometres > 0).all():
             told |= {"spacing": micrometres[::-1].tolist(), "unit": "\N{MICRO SIGN}m"}
         for key in ("spacing", "origin"):
-            value = value_of(key)
-            if (
-                isinstance(value, numpy.ndarray)
-                and value.shape == (3,)
-                and numpy.isfinite(value).all()
-                and (key == "origin" or value.all())
-            ):
+            value = attributes.numbers(key, (3,))
+            if value is not None and numpy.isfinite(value).all() and (key == "origin" or value.all()):
                 told[key] = value.tolist()
-    unit, text = value_of("unit"), value_of(_elements.DESCRIPTION)
+    unit, text = attributes.text("unit"), attributes.text(_elements.DESCRIPTION)
     if isinstance(unit, str):
         told["unit"] = unit
-    return letters, _elements.described_by(text if isinstance(text, str) else None, header, "HDF5", **told)
+    # Of the others there may be many: they are metadata, read when somebody asks for those.
+    return letters, _elements.described_by(text if isinstance(text, str) else None, attributes.all, "HDF5", **told)
 
 
-def _readable(attributes: Any, key: str) -> Any:
-    try:
-        value = attributes[key]
-    except (OSError, TypeError, ValueError) as error:
-        return f"cannot be read: {error}"
-    return value.decode("utf-8", "replace") if isinstance(value, bytes) else value
-
-
-def _axes_by(value_of: Callable[[str], Any], rank: int) -> str | None:
+def _axes_by(attributes: _Attributes, rank: int) -> str | None:
     for key in ("DIMENSION_LABELS", "axes", "DIMENSION_ORDER"):
-        text = value_of(key)
         if key == "DIMENSION_LABELS":
             # As an attribute like others: the library's own function for labels crashes on damaged ones.
-            labels = [] if text is None else numpy.ravel(text).tolist()
-            labels = [one.decode("utf-8", "replace") if isinstance(one, bytes) else str(one) for one in labels]
-            text = "".join(label[:1] for label in labels)
+            text = "".join(label[:1] for label in attributes.texts(key, rank))
+        else:
+            text = attributes.text(key)
         letters = str(text or "").upper()
         if len(letters) == rank and set(letters) <= set("TZYXC") and len(set(letters)) == rank:
             return letters
