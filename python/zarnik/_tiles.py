@@ -263,6 +263,21 @@ def _threads() -> Any:
     return _pool
 
 
+def parts_of_tiles(origin: Sequence[int], shape: Sequence[int], grid: Sequence[int]) -> Iterator[_Task]:
+    """The index of each tile of a region, which part of it that has, and where that is in the region.
+
+    :param grid: The shape of a tile.
+    """
+    indices, sources, targets = [], [], []
+    for first, count, chunk in zip(origin, shape, grid):
+        numbers = range(first // chunk, (first + count - 1) // chunk + 1)
+        parts = [(max(n * chunk, first), min((n + 1) * chunk, first + count), n * chunk) for n in numbers]
+        indices.append(numbers)
+        sources.append([slice(begin - start, end - start) for begin, end, start in parts])
+        targets.append([slice(begin - first, end - first) for begin, end, _ in parts])
+    return zip(*(itertools.product(*along) for along in (indices, sources, targets)))
+
+
 class TiledArray:
     """What looks like an array and is decoded tile by tile, each once as long as the cache keeps it.
 
@@ -363,14 +378,7 @@ class TiledArray:
         return time.perf_counter() - begin < _QUICK_SECONDS * len(run)
 
     def _tasks(self, origin: Sequence[int], shape: Sequence[int]) -> Iterator[_Task]:
-        """The index of each tile of a region, which part of it that has, and where that is in the region."""
-        sources, targets = [], []
-        for first, count, chunk in zip(origin, shape, self._grid):
-            numbers = range(first // chunk, (first + count - 1) // chunk + 1)
-            parts = [(max(n * chunk, first), min((n + 1) * chunk, first + count), n * chunk) for n in numbers]
-            sources.append([slice(begin - start, end - start) for begin, end, start in parts])
-            targets.append([slice(begin - first, end - first) for begin, end, _ in parts])
-        return zip(self._tiles_of(origin, shape), itertools.product(*sources), itertools.product(*targets))
+        return parts_of_tiles(origin, shape, self._grid)
 
     def _decoded(self, index: tuple[int, ...], fetched: Any) -> Array:
         tile = self._decode(index, fetched)
@@ -385,13 +393,5 @@ class TiledArray:
 
     def drop(self, origin: Sequence[int], shape: Sequence[int]) -> None:
         """Let go of the tiles of a region that was changed where it is stored."""
-        for index in self._tiles_of(origin, shape):
+        for index, _, _ in self._tasks(origin, shape):
             CACHE.drop(self._owner, index)
-
-    def _tiles_of(self, origin: Sequence[int], shape: Sequence[int]) -> Iterator[tuple[int, ...]]:
-        return itertools.product(
-            *(
-                range(first // chunk, (first + count - 1) // chunk + 1)
-                for first, count, chunk in zip(origin, shape, self._grid)
-            )
-        )

@@ -170,6 +170,31 @@ def test_hdf5_maps_only_elements_that_lie_there_as_they_are():
             assert is_mapped(image) == (name in mapped), name
 
 
+@pytest.mark.parametrize("userblock", (0, 512))
+def test_large_chunks_of_hdf5_and_what_is_written_meanwhile(userblock):
+    large = numpy.arange(70 * 80 * 90, dtype="u4").reshape(70, 80, 90)
+    keys = numpy.s_[33], numpy.s_[:, :, 89], numpy.s_[31:33, 79, :], numpy.s_[5:70, 31:65, 7:90], numpy.s_[::-7, ::5]
+    with h5py.File("a.h5", "w", userblock_size=userblock) as file:
+        file.create_dataset("chunks", data=large, chunks=(32, 32, 32))
+        file.create_dataset("big", data=large.astype(">f8"), chunks=(32, 64, 32))
+        file.create_dataset("piece", data=large)
+        # One chunk of it is there.
+        file.create_dataset("sparse", large.shape, "u2", chunks=(32, 32, 64), fillvalue=9)[40:, 70:, 70:] = 3
+    with h5py.File("a.h5") as file:
+        for name, image in zarnik.open("a.h5").items():
+            for key in keys:
+                numpy.testing.assert_array_equal(image[key], file[name][()][key], name)
+            assert image.to_memory().equals(file[name][()]), name
+    del image
+    with h5py.File("a.h5", "r+") as file:
+        for name in ("chunks", "piece"):
+            file[name][40, 40] = 5
+            image = zarnik.open("a.h5", dataset=name)
+            file[name][41, 41] = 6
+            assert image[40:42, 40:42].max(-1).tolist() == file[name][40:42, 40:42].max(-1).tolist(), name
+            del image
+
+
 @pytest.mark.parametrize(
     "attributes, told",
     (

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+import operator
 import os
 import zlib
 from collections.abc import Sequence
@@ -13,7 +14,7 @@ import numpy
 
 import zarnik._classes as _classes
 from zarnik._formats import _elements
-from zarnik._tiles import TiledArray
+from zarnik._tiles import TiledArray, parts_of_tiles
 from zarnik.plugins import Format, Series, Source, image_of
 
 if TYPE_CHECKING:
@@ -24,6 +25,8 @@ _MAGIC = b"\x89HDF\r\n\x1a\n"
 _BEGINNINGS = (0, 512, 1024, 2048)
 _NUMBER = numpy.dtype(float)
 _WIDEST = (numpy.dtype(numpy.longdouble), numpy.dtype(numpy.clongdouble))
+# From this size on a chunk is found in less time than the library reads it as a whole.
+_LARGE_CHUNK_BYTES = 1 << 16
 _ATTRIBUTES = ("spacing", "origin", "affine", "unit", "axes")
 
 
@@ -51,6 +54,8 @@ class HDF5(Format):
         import h5py
 
         file = _opened(source)
+        # What somebody in this process writes is in the file when the library thinks fit.
+        is_still = file.get_intent() == h5py.h5f.ACC_RDONLY
         if dataset is not None:
             found = h5py.Group(file).get(dataset)
             if not isinstance(found, h5py.Dataset):
@@ -59,9 +64,9 @@ class HDF5(Format):
             one = _Dataset(dataset, found.id)
             if one.problem:
                 raise _classes.Error(f"dataset {dataset!r} of {source.name!r} {one.problem}")
-            return [_series(source, one, axes)]
+            return [_series(source, one, axes, is_still)]
         every = (_Dataset(name, one) for name, one in _identifiers(file).items())
-        return [_series(source, one, axes) for one in every if not one.problem]
+        return [_series(source, one, axes, is_still) for one in every if not one.problem]
 
     def save(  # type: ignore[override]
         self,
@@ -212,10 +217,10 @@ def _problem(dtype: Any, shape: Any) -> str | None:
     return None
 
 
-def _series(source: Source, dataset: _Dataset, axes: Any) -> Series:
+def _series(source: Source, dataset: _Dataset, axes: Any, is_still: bool) -> Series:
     def make() -> Any:
         letters, told = _told(dataset, axes)
-        return image_of(_array(source, dataset), letters, **told)
+        return image_of(_array(source, dataset, is_still), letters, **told)
 
     compression = None
     if dataset.filters:
@@ -225,14 +230,16 @@ def _series(source: Source, dataset: _Dataset, axes: Any) -> Series:
     return Series(dataset.name, [make], {"chunks": dataset.chunks, "compression": compression})
 
 
-def _array(source: Source, dataset: _Dataset) -> Any:
-    dtype = dataset.dtype
-    if dataset.is_plain and dataset.offset is not None and source.path is not None and dtype.kind != "c":
-        return _elements.elements(source, dataset.offset, dataset.shape, dtype, "")
-    if not dataset.filters:
-        return _Direct(dataset)
-    identity = _elements.identity_of(source, dataset.path)
-    return TiledArray(dataset.shape, dtype, dataset.chunks, _Chunks(dataset), identity=identity)
+def _array(source: Source, dataset: _Dataset, is_still: bool) -> Any:
+    if dataset.filters:
+        identity = _elements.identity_of(source, dataset.path)
+        return TiledArray(dataset.shape, dataset.dtype, dataset.chunks, _Chunks(dataset), identity=identity)
+    if source.path is not None and is_still and dataset.is_plain and dataset.dtype.kind != "c":
+        if dataset.offset is not None:
+            return _elements.elements(source, dataset.offset, dataset.shape, dataset.dtype, "")
+        if dataset.chunks and _Mapped.is_worth_it(dataset):
+            return _Mapped(dataset, _elements.memory_of(source))
+    return _Direct(dataset)
 
 
 class _Direct:
@@ -256,6 +263,32 @@ class _Direct:
         self._id.read(h5s.create_simple(out.shape), place, target, _type_of(self.dtype))
         if target is not out:
             out[...] = target
+
+
+class _Mapped(_Direct):
+    """Chunks that lie in a file as they are, of which the library would read whole ones."""
+
+    def __init__(self, dataset: _Dataset, memory: Any) -> None:
+        super().__init__(dataset)
+        self._memory = memory
+
+    @staticmethod
+    def is_worth_it(dataset: _Dataset) -> bool:
+        from h5py import h5i
+
+        if math.prod(dataset.chunks) * dataset.dtype.itemsize < _LARGE_CHUNK_BYTES:
+            return False
+        # Some versions of the library tell places behind a user block, others before it.
+        return bool(h5i.get_file_id(dataset.id).get_create_plist().get_userblock() == 0)
+
+    def read_into(self, origin: Sequence[int], out: Any) -> None:
+        chunks, memory, place_of = self.chunks, self._memory, self._id.get_chunk_info_by_coord
+        for index, source, target in parts_of_tiles(origin, out.shape, chunks):
+            offset = place_of(tuple(map(operator.mul, index, chunks))).byte_offset
+            if offset is None:  # never written
+                _Direct.read_into(self, origin, out)
+                return
+            out[target] = numpy.ndarray(chunks, self.dtype, memory, offset)[source]
 
 
 class _Chunks:
