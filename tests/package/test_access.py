@@ -25,20 +25,8 @@ CONTENT = bytes(range(256)) * 40
 class Failing(io.RawIOBase):
     """A file whose every transfer fails."""
 
-    def readable(self):
-        return True
-
-    def writable(self):
-        return True
-
-    def seekable(self):
-        return True
-
-    def seek(self, offset, whence=0):
-        return offset
-
-    def tell(self):
-        return 0
+    readable = writable = seekable = lambda self: True
+    seek = tell = lambda self, offset=0, whence=0: offset
 
     def readinto(self, buffer):
         raise LookupError("no such byte")
@@ -97,10 +85,6 @@ def test_all_sources_are_read_alike(make, path):
     for where in (slice(None), slice(10, 20), slice(-5, None), slice(20, 10), slice(5, 500, 7), slice(500, 5, -7)):
         assert access[where] == CONTENT[where]
     assert (access[3], access[-1]) == (CONTENT[3], CONTENT[-1])
-    assert access.read(10000, 1000) == CONTENT[10000:]
-    assert access.read(2**64 - 1, 10) == b""
-    assert access.read_many([(0, 3), (9000, 4), (1, 0), (0, 2)]) == [CONTENT[:3], CONTENT[9000:9004], b"", CONTENT[:2]]
-    assert access.read_many([]) == []
     buffer = bytearray(5)
     assert access.read_into(len(CONTENT) - 2, buffer) == 2
     assert buffer == CONTENT[-2:] + bytes(3)
@@ -153,7 +137,6 @@ def test_writing_empties_a_file(path):
         stream.seek(5)
         stream.write(b"!")
     assert path.read_bytes() == b"new\0\0!"
-    raises(zarnik.Error, "not a valid URI", zarnik.open_stream, "http://[", "w")
 
 
 def test_paths_need_not_be_text(tmp_path):
@@ -192,35 +175,13 @@ def test_exceptions_of_files_are_the_cause():
         stream.write(b"x")
     assert isinstance(caught.value.__cause__, OSError)
     assert len(zarnik.open_random(Failing())) == 0
-    for wrong in (7, None, object()):
-        raises(TypeError, "", zarnik.open_stream, wrong)
-        raises(TypeError, "", zarnik.open_random, wrong)
 
-
-def test_ctrl_c_in_a_file_is_no_error_of_the_library():
     class Interrupted(Failing):
         def readinto(self, buffer):
             raise KeyboardInterrupt
 
-    with pytest.raises(KeyboardInterrupt):
-        zarnik.open_stream(Interrupted()).read(3)
-
-
-def test_shared_memory_outlives_its_accessor(path):
-    access = zarnik.RandomAccessFactory.allocate(4)
-    array = access.share()
-    array[:] = 9
-    assert access[:] == b"\x09" * 4
-    access.resize(1 << 20)
-    access.write(0, b"new!")
-    assert array.tolist() == [9] * 4
-    mapped = zarnik.open_random(path, mode="m").share()
-    gc.collect()
-    assert mapped.tobytes() == CONTENT
-    fixed = zarnik.open_random(b"read-only").share()
-    assert fixed.tobytes() == b"read-only" and not fixed.flags.writeable
-    with pytest.raises(zarnik.NotImplemented, match="no memory to share"):
-        zarnik.open_random(path).share()
+    # Which is no error of the library.
+    raises(KeyboardInterrupt, "", zarnik.open_stream(Interrupted()).read, 3)
 
 
 def test_buffers_are_kept_and_pinned():
@@ -235,8 +196,9 @@ def test_buffers_are_kept_and_pinned():
     gc.collect()
     assert sys.getrefcount(buffer) <= count
     buffer.clear()
-    with pytest.raises(zarnik.NotImplemented):
-        zarnik.open_random(b"fixed").write(0, b"x")
+    fixed = zarnik.open_random(b"fixed")
+    raises(zarnik.NotImplemented, "", fixed.write, 0, b"x")
+    assert fixed.share().tobytes() == b"fixed" and not fixed.share().flags.writeable
 
 
 def test_closing_closes_the_file(path):
@@ -250,27 +212,6 @@ def test_closing_closes_the_file(path):
     assert len(os.listdir("/proc/self/fd")) == descriptors
     for use in (lambda: stream.read(1), stream.tell, stream.flush, stream.as_file, lambda: stream.seek(0)):
         raises(ValueError, "closed", use)
-
-
-@pytest.mark.parametrize(
-    ("use", "error", "text"),
-    [
-        (lambda access: access["0"], TypeError, ""),
-        (lambda access: access[len(CONTENT)], IndexError, ""),
-        (lambda access: access[-len(CONTENT) - 1], IndexError, ""),
-        (lambda access: access.read(-1, 1), ValueError, "out of range"),
-        (lambda access: access.read_many([(0, 2**64)]), ValueError, "out of range"),
-        (lambda access: access.read_many([(0, 1), (len(CONTENT) - 1, 2)]), zarnik.Error, "exceeds"),
-        (lambda access: zarnik.open_random(b"a", mode="w"), ValueError, "mode"),
-        (lambda access: zarnik.open_stream(b"a", "a"), ValueError, "mode"),
-        (lambda access: zarnik.open_stream(b"a").seek(0, 3), ValueError, "whence"),
-        (lambda access: zarnik.open_stream(b"a").seek(2, io.SEEK_END), zarnik.Error, "cannot seek"),
-        (lambda access: zarnik.open_random("a\0b"), zarnik.InvalidArgument, "null character"),
-        (lambda access: zarnik.open_random("some.missing"), zarnik.Error, "No such file"),
-    ],
-)
-def test_arguments_are_checked(use, error, text, path):
-    raises(error, text, use, zarnik.open_random(path))
 
 
 def test_ctrl_c_ends_a_long_read(tmp_path):

@@ -194,19 +194,6 @@ def test_place_in_space_is_that_of_others(directions, axes, shape):
     same(zarnik.from_nibabel(by_nibabel), image)
 
 
-@of_directions
-def test_files_of_the_others_agree(directions, tmp_path):
-    image, _ = scan(directions, dtype="int16")
-    nibabel.save(image.to_nibabel(), tmp_path / "by_nibabel.nii.gz")
-    sitk.WriteImage(image.to_simpleitk(), str(tmp_path / "by_sitk.nii"))
-    by_sitk = zarnik.from_simpleitk(sitk.ReadImage(str(tmp_path / "by_nibabel.nii.gz")))
-    by_nibabel = zarnik.from_nibabel(nibabel.load(tmp_path / "by_sitk.nii"))
-    same(by_sitk, image)
-    same(by_nibabel, image)
-    lazy = zarnik.from_nibabel(nibabel.load(tmp_path / "by_nibabel.nii.gz"))
-    same(lazy, image)
-
-
 def test_pictures_and_units_of_simpleitk():
     picture, _ = scan(numpy.eye(3), (4, 5), unit="\N{MICRO SIGN}m", metadata={"a": {"b": 1}, "c": "d"})
     picture.origin = 1, 2, 0
