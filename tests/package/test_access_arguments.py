@@ -41,16 +41,9 @@ BAD = {
     "method": (None, 7, "", "GET\r\nX: y", "G\0ET", "GET x"),
     "headers": (7, "text", {"A": None}, {7: "x"}, {"A\n": "x"}, {"A": "x\r\ny"}, {"A": "x\0"}, {"": "x"}),
     "uri": (None, 7, "\0", "http://h\n", "http://[", "http://h:99999/"),
-    "file": (None, 7, "", "no/such/file", "a\0b", "."),
-    "id": (None, 7, "", "/etc/passwd", "../x", "a/../../x", "a\0b"),
-    "capabilities": (None, "r", 0, 4, -1),
-    "accessor": (None, 7, "text", object(), b"bytes"),
 }
 
 random_factory, stream_factory = zarnik.RandomAccessFactory, zarnik.StreamAccessFactory
-
-
-READ_ONLY = zarnik.AccessCapabilities.READ_ONLY
 
 
 def open_with_mode(what: Any, mode: Any) -> Any:
@@ -71,7 +64,6 @@ class Things:
         self.memory = random_factory.copy_in_memory(zarnik.open_random(CONTENT))
         self.stream = zarnik.open_stream(path, "r+")
         self.python = zarnik.open_random(io.BytesIO(CONTENT))
-        self.storage = self.file.get_storage()
 
     def randoms(self) -> list[Any]:
         return [self.file, self.memory, self.python, random_factory.from_stream(self.stream)]
@@ -98,21 +90,8 @@ CALLS: list[tuple[str, Callable[[Things], Any], list[tuple[str, Any]]]] = [
     ("open_random_path", lambda t: zarnik.open_random, [("path", CONTENT)]),
     ("open_stream", lambda t: zarnik.open_stream, [("what", CONTENT), ("mode", "r")]),
     ("open_stream_path", lambda t: zarnik.open_stream, [("path", CONTENT)]),
-    ("allocate", lambda t: random_factory.allocate, [("size", 4)]),
-    ("allocate_stream", lambda t: stream_factory.allocate, [("size", 4)]),
-    ("extract_region", lambda t: random_factory.extract_region, [("accessor", None), ("offset", 3), ("size", 4)]),
-    ("map_file", lambda t: random_factory.map_file, [("file", None)]),
-    ("open_file", lambda t: stream_factory.open_file, [("file", None)]),
-    ("open_file_read", lambda t: stream_factory.open_file_read, [("file", None)]),
-    ("from_stream", lambda t: random_factory.from_stream, [("accessor", None)]),
-    ("from_random_access", lambda t: stream_factory.from_random_access, [("accessor", None)]),
-    ("copy_in_memory", lambda t: random_factory.copy_in_memory, [("accessor", None)]),
-    ("copy_stream_in_memory", lambda t: stream_factory.copy_in_memory, [("accessor", None)]),
     ("from_buffer", lambda t: random_factory.from_buffer, [("what", CONTENT)]),
-    ("storage_random", lambda t: t.storage.open_random_access, [("id", "content"), ("capabilities", READ_ONLY)]),
-    ("storage_stream", lambda t: t.storage.open_stream_access, [("id", "content"), ("capabilities", READ_ONLY)]),
     ("uri", lambda t: zarnik.Uri, [("uri", "http://h/x")]),
-    ("headers_add", lambda t: zarnik.HTTPHeaders().add, [("uri", None), ("uri", "x")]),
     ("http", lambda t: open_by_request, [("method", "GET"), ("headers", None)]),
 ]  # fmt: skip
 

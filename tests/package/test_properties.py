@@ -46,16 +46,6 @@ def test_properties_are_values(value):
     assert type(value)(value) == value
 
 
-def test_parts_of_properties_are_copies():
-    properties = ImageProperties(PROPERTIES)
-    properties.calibration().set_unit("km")
-    assert properties.calibration().unit() == "mm"
-    changed = Calibration(properties.calibration(), unit="km")
-    properties.set_calibration(changed)
-    assert (properties.calibration().unit(), PROPERTIES.calibration().unit()) == ("km", "mm")
-    assert properties != PROPERTIES
-
-
 ENUMERATIONS = [value for value in vars(zarnik).values() if isinstance(value, type) and issubclass(value, enum.Enum)]
 
 

@@ -157,8 +157,11 @@ def test_memory_goes_by_the_smaller_of_two():
             assert again.equals(image)
             assert again.unit == "mm"
     buffers = []
-    pickle.dumps(large.flip("X").astype("float32"), 5, buffer_callback=buffers.append)
+    data = pickle.dumps(large.flip("X").astype("float32"), 5, buffer_callback=buffers.append)
     assert [numpy.shares_memory(numpy.frombuffer(buffer), large.to_numpy()) for buffer in buffers] == [True]
+    again = pickle.loads(data, buffers=buffers)
+    again[1, 1] = 45
+    assert large[1, -2] == 45
 
 
 def test_copies(folder):

@@ -134,14 +134,3 @@ def test_new_images_are_like_others():
     assert zarnik.empty((2, 2), zarnik.DataTypeId.INT16).dtype == numpy.int16
     raises(ValueError, r"5 axes.*pass axes", zarnik.zeros, (1,) * 5)
     raises(TypeError, "axis C", zarnik.zeros, (2, 2), zarnik.DataTypeId.VEC3_UINT8)
-
-
-@pytest.mark.parametrize("dtype", ["c8", "c16"])
-def test_complex_numbers_go_both_ways(dtype):
-    array = (numpy.arange(24) * (1 + 2j)).astype(dtype).reshape(2, 3, 4)
-    for axes, source in (("ZYX", array), ("XTY", array[:, ::-1])):
-        image = zarnik.from_numpy(source, axes, spacing=(2,))
-        assert (image.dtype, image.spacing) == (dtype, (2, 1, 1))
-        assert_array_equal(image.to_numpy(axes), source)
-        image[...] = image.to_numpy() * 2
-        assert_array_equal(image.to_numpy(axes), source * 2)

@@ -81,18 +81,6 @@ def test_an_opened_image_is_its_file(tmp_path):
         zarnik.Serialization.decode_image_view(_classes.StreamAccessFactory.open_file_read(str(path)))
 
 
-def test_out_of_band_pickles_share_memory():
-    image = described()
-    buffers = []
-    data = pickle.dumps(image, 5, buffer_callback=buffers.append)
-    assert len(data) < 2000 and len(buffers) == 1
-    assert numpy.shares_memory(numpy.frombuffer(buffers[0].raw(), numpy.uint8), image.to_numpy())
-    again = pickle.loads(data, buffers=buffers)
-    again[1, 1, 1] = 12345
-    assert image[1, 1, 1] == 12345
-    assert not pickle.loads(data, buffers=[bytes(buffers[0].raw())]).to_numpy().flags.owndata
-
-
 def test_saving_leaves_the_old_file_or_the_new_one(tmp_path):
     path = tmp_path / "image.zrn"
     zarnik.save(path, described())
@@ -130,17 +118,6 @@ def test_what_is_no_stored_image_is_refused(tmp_path):
     path.write_bytes(path.read_bytes()[:-100])
     raises(zarnik.Error, "", zarnik.open, path)
     raises(ValueError, '"r" or "r\\+"', zarnik.open, path, mode="w")
-
-
-def test_tables(tmp_path):
-    frame = zarnik.DataFrameView.from_dict({"area": [1.5, 2.5], "name": ["a", "éé"]}, units={"area": "mm²"})
-    path = tmp_path / "table.zrn"
-    zarnik.save(path, frame)
-    for again in (zarnik.open(path), pickle.loads(pickle.dumps(frame)), copy.copy(frame)):
-        assert type(again) is zarnik.DataFrameView
-        numpy.testing.assert_array_equal(again["area"], [1.5, 2.5])
-        assert again["name"] == ["a", "éé"]
-        assert dict(again.units) == dict(frame.units)
 
 
 class TestWriter:
