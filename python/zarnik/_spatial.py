@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 import operator
 from collections.abc import Mapping, Sequence
-from itertools import combinations
+from itertools import chain
 from typing import TYPE_CHECKING, Any
 
 import numpy
@@ -294,20 +294,18 @@ def calibration_of_affine(matrix: Any, convention: str) -> dict[str, Any]:
     rows = array.tolist()
     if len(rows) == 4 and rows[3] != [0, 0, 0, 1]:
         raise ValueError(f"the last row of an affine matrix is (0, 0, 0, 1), got {tuple(rows[3])}")
-    if not all(math.isfinite(number) for row in rows for number in row):
+    if not all(map(math.isfinite, chain.from_iterable(rows))):
         raise ValueError(f"the numbers of an affine matrix are finite, got {rows}")
     # 0.0 is added for what is turned to be no negative zero.
-    *steps, origin = zip(*([sign * number + 0.0 for number in row] for sign, row in zip(_signs(convention), rows)))
+    *steps, origin = zip(*[[sign * number + 0.0 for number in row] for sign, row in zip(_signs(convention), rows)])
     lengths = [math.sqrt(_dot(step, step)) for step in steps]
     if 0 in lengths:
         raise ValueError(f"axis {'XYZ'[lengths.index(0)]} of the affine matrix has no extent")
     column, row, last = ([part / length for part in step] for step, length in zip(steps, lengths))
-    for (first, one), (second, other) in combinations((("X", column), ("Y", row), ("Z", last)), 2):
-        if abs(_dot(one, other)) > _SHEAR:
-            angle = math.degrees(math.acos(min(max(_dot(one, other), -1), 1)))
-            raise ValueError(
-                f"the affine matrix shears: {first} and {second} are {angle:.4g} degrees apart, an image has 90"
-            )
+    for axes, cosine in (("X and Y", _dot(column, row)), ("X and Z", _dot(column, last)), ("Y and Z", _dot(row, last))):
+        if abs(cosine) > _SHEAR:
+            angle = math.degrees(math.acos(min(max(cosine, -1), 1)))
+            raise ValueError(f"the affine matrix shears: {axes} are {angle:.4g} degrees apart, an image has 90")
     if _dot(cross(column, row), last) < 0:
         lengths[2] = -lengths[2]
     return {"origin": origin, "spacing": lengths, "directions": (column, row)}

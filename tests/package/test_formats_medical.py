@@ -276,6 +276,24 @@ def test_dicom_of_pydicom(path):
         numpy.testing.assert_allclose(image.get_affine("LPS"), itk, atol=1e-6)
 
 
+def test_dicom_headers_of_any_length():
+    header = pydicom.dcmread(pydicom.data.get_testdata_file("CT_small.dcm"))
+    expected = header.pixel_array
+    header.add_new(0x60000010, "US", 1)
+    header.add_new(0x60003000, "OB", b"")
+    header.save_as("short.dcm")
+    pixels = os.path.getsize("short.dcm") - len(header.PixelData) - len(header[0xFFFCFFFC].value) - 24
+    # What is read of a file at first ends before, amid and behind the element of the pixels, and far before it.
+    for end in (*range(65536 - 16, 65536 + 4, 2), 200000):
+        header[0x60003000].value = bytes(end - pixels)
+        header.save_as("a.dcm")
+        with open("a.dcm", "rb") as file:
+            assert file.read()[end : end + 4] == b"\xe0\x7f\x10\x00"
+        numpy.testing.assert_array_equal(zarnik.open("a.dcm", scaled=False), expected)
+    os.truncate("a.dcm", 70000)
+    raises(zarnik.Error, "a.dcm", zarnik.open, "a.dcm")
+
+
 def write_slices(folder, count=6, times=1, orientation=None, step=2.5, **changed):
     """A series with files in another order than the planes; returns what is expected, and the matrix in LPS."""
     folder.mkdir(exist_ok=True)

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import io
 import math
 import os
 import struct
@@ -24,6 +25,9 @@ from zarnik.plugins import Format, Series, Source, image_of
 
 # How many files of a folder are looked at to tell whether it has series.
 _LOOKED_AT = 64
+# What is read of a file at once for its header: pydicom asks at each element where it is, which asks the system.
+_BEGINNING = 1 << 16
+_DAMAGES = (EOFError, ValueError, KeyError, TypeError, OSError)
 # Sizes of elements that go into the metadata, in bytes.
 _MOST_VALUE = 1024
 # Compressed pixels that become more than so many times as long are none.
@@ -95,26 +99,45 @@ class _File:
     """The header of a file, and where its pixels are."""
 
     def __init__(self, source: Source) -> None:
-        import pydicom
-
         self.source = source
         self.name = source.name
         self._values: dict[str, Any] = {}
+        self.offset, self.length, self.kind = 0, 0, ""
         with source.file() as file:
-            is_dicom = _begins_as_dicom(file.read(132), self.name)
-            file.seek(0)
+            start = file.read(_BEGINNING)
             try:
-                if not is_dicom:
+                if not _begins_as_dicom(start, self.name):
                     raise ValueError("nothing of that begins there")
-                self.header = pydicom.dcmread(file, stop_before_pixels=True, force=True)
-            except (pydicom.errors.InvalidDicomError, EOFError, ValueError, KeyError, TypeError, OSError) as error:
+                if len(start) < _BEGINNING or not self._is_whole(start):
+                    self._parse(file if len(start) == _BEGINNING else io.BytesIO(start))
+            except _DAMAGES as error:
                 raise _classes.Error(f"{self.name!r} is no DICOM, or cut: {error}") from error
-            # As they were read: pydicom's own look-up checks each tag anew.
-            self._elements = dict(self.header.items())
-            self.syntax = getattr(getattr(self.header, "file_meta", None), "TransferSyntaxUID", None)
-            self.offset, self.length, self.kind = self._pixels(file)
+        # As they were read: pydicom's own look-up checks each tag anew.
+        self._elements = dict(self.header.items())
         if not self.kind and self.syntax == _DEFLATED:
             self.kind = "iu"  # within what is compressed as a whole
+
+    def _is_whole(self, start: bytes) -> bool:
+        """Whether the header, up to the pixels, is all in the beginning of a file."""
+        try:
+            self._parse(io.BytesIO(start))
+        except Exception:
+            return False  # as a part of a file may be, and then the file itself is not
+        return bool(self.kind) and self.offset <= len(start)
+
+    def _parse(self, file: Any) -> None:
+        import pydicom
+
+        file.seek(0)
+        try:
+            self.header = pydicom.dcmread(file, stop_before_pixels=True, force=True)
+        except pydicom.errors.InvalidDicomError as error:
+            raise ValueError(str(error)) from error
+        self.syntax = getattr(getattr(self.header, "file_meta", None), "TransferSyntaxUID", None)
+        self.offset, self.length, self.kind = self._pixels(file)
+        # What it was read from is kept by pydicom 3.
+        if getattr(self.header, "buffer", None) is not None:
+            self.header.buffer = None
 
     def _pixels(self, file: Any) -> tuple[int, int, str]:
         """Where the values of the pixels begin, how many bytes they are, and of which kind."""
