@@ -1,7 +1,6 @@
 """How Python values become library values and back, through functions that do little else."""
 
 import math
-import struct
 
 import numpy
 import pytest
@@ -9,19 +8,11 @@ import pytest
 import _typetable
 import _zarnik
 from support.expect import bad_argument, fails, null_reference
+from support.values import ELEMENTS
 from zarnik import _classes
 
-INTEGERS = {
-    "u8": ("uint8_t", 0, 2**8 - 1),
-    "i8": ("int8_t", -(2**7), 2**7 - 1),
-    "u16": ("uint16_t", 0, 2**16 - 1),
-    "i16": ("int16_t", -(2**15), 2**15 - 1),
-    "u32": ("uint32_t", 0, 2**32 - 1),
-    "i32": ("int32_t", -(2**31), 2**31 - 1),
-    "u64": ("uint64_t", 0, 2**64 - 1),
-    "i64": ("int64_t", -(2**63), 2**63 - 1),
-}
-GREATEST_FLOAT = struct.unpack("<f", bytes.fromhex("ffff7f7f"))[0]
+INTEGERS = [suffix for suffix in ELEMENTS if suffix not in "fd"]
+GREATEST_FLOAT = float(numpy.finfo("f4").max)
 
 
 def fails_late(cause, function, *arguments):
@@ -32,20 +23,10 @@ def fails_late(cause, function, *arguments):
     assert type(caught.value.__cause__) is cause
 
 
-class Index(int):
-    """An int by inheritance."""
-
-
-class HasIndex:
-    """Counts like an int, but is none."""
-
-    def __index__(self):
-        return 1
-
-
-class HasFloat:
-    def __float__(self):
-        return 1.0
+Index = type("Index", (int,), {})
+# They count like numbers, but are none.
+HasIndex = type("HasIndex", (), {"__index__": lambda self: 1})
+HasFloat = type("HasFloat", (), {"__float__": lambda self: 1.0})
 
 
 def setter(suffix):
@@ -56,27 +37,28 @@ def setter(suffix):
 
 @pytest.mark.parametrize("suffix", INTEGERS)
 def test_integers(suffix):
-    element, least, greatest = INTEGERS[suffix]
+    element, dtype = ELEMENTS[suffix]
+    limits = numpy.iinfo(dtype)
     vector, set_at, stored = setter(suffix)
     type_name = f"zarnik::VectorX< {element} >::ValueType"
-    for value in (0, 1, least, greatest, True, Index(7)):
+    for value in (0, 1, int(limits.min), int(limits.max), True, Index(7)):
         assert set_at(vector, 0, value) is None
         assert stored() == value
         assert type(stored()) is int
-    for value in (least - 1, greatest + 1, 2**64, -(2**63) - 1, 10**30, -(10**30)):
+    for value in (int(limits.min) - 1, int(limits.max) + 1, 2**64, -(2**63) - 1, 10**30, -(10**30)):
         bad_argument(OverflowError, set_at, 3, type_name, vector, 0, value)
     for value in ("1", 1.0, None, b"1", [1], HasIndex()):
         bad_argument(TypeError, set_at, 3, type_name, vector, 0, value)
     assert stored() == 7
 
 
-@pytest.mark.parametrize("suffix, element", [("f", "float"), ("d", "double")])
-def test_floats(suffix, element):
+@pytest.mark.parametrize("suffix", "fd")
+def test_floats(suffix):
     vector, set_at, stored = setter(suffix)
-    type_name = f"zarnik::VectorX< {element} >::ValueType"
+    type_name = f"zarnik::VectorX< {ELEMENTS[suffix][0]} >::ValueType"
     for value in (0.5, 3, True, -2.25, math.inf, -math.inf, 2**31, -(2**53), GREATEST_FLOAT, -GREATEST_FLOAT):
         set_at(vector, 0, value)
-        assert stored() == (value if suffix == "d" else struct.unpack("f", struct.pack("f", value))[0])
+        assert stored() == ELEMENTS[suffix][1](value)
         assert type(stored()) is float
     set_at(vector, 0, math.nan)
     assert math.isnan(stored())
@@ -90,18 +72,14 @@ def test_floats(suffix, element):
             assert stored() == value
 
 
-@pytest.mark.parametrize("suffix", [*INTEGERS, "f", "d"])
+@pytest.mark.parametrize("suffix", ELEMENTS)
 def test_items_of_sequences_are_32_bits_wide(suffix):
     """Ints are narrowed without a range check; one beyond 32 bits is -1 and the call, once made, fails."""
     add = getattr(_zarnik, f"Vector2{suffix}___add__")
     zeros = getattr(_classes, f"Vector2{suffix}")()
 
     for value in (0, 1, -1, 300, 70000, -70000, 2**31 - 1, -(2**31)):
-        if suffix in INTEGERS:
-            _, least, greatest = INTEGERS[suffix]
-            assert add(zeros, [value, 0]).at(0) == (value - least) % (greatest - least + 1) + least
-        else:
-            assert add(zeros, [value, 0]).at(0) == struct.unpack(suffix, struct.pack(suffix, value))[0]
+        assert add(zeros, [value, 0]).at(0) == numpy.int64(value).astype(ELEMENTS[suffix][1])
     for value in (2**31, -(2**31) - 1, 2**64):
         fails_late(OverflowError, add, zeros, [value, 0])
 
@@ -117,28 +95,10 @@ def test_calls_with_an_item_beyond_32_bits_are_made_nevertheless():
 NO_LONG = "invalid item in sequence - expected long value"
 
 
-class Unsized:
-    def __getitem__(self, index):
-        raise AssertionError("the length comes first")
-
-
-class Failing:
-    """A sequence that fails in the middle."""
-
-    def __len__(self):
-        return 2
-
-    def __getitem__(self, index):
-        if index:
-            raise KeyError("item 1")
-        return 0
-
-
-class Shrinking(list):
-    """A list that has lost its items when they are asked for."""
-
-    def __len__(self):
-        return 2
+Unsized = type("Unsized", (), {"__getitem__": lambda self, index: 1 // 0})  # the length comes first
+# Sequences that fail in the middle, and that have lost their items when they are asked for.
+Failing = type("Failing", (), {"__len__": lambda self: 2, "__getitem__": lambda self, index: {0: 0}[index]})
+Shrinking = type("Shrinking", (list,), {"__len__": lambda self: 2})
 
 
 @pytest.mark.parametrize(
@@ -148,7 +108,7 @@ class Shrinking(list):
         (ValueError, "input sequence must be sized", (Unsized(),)),
         (ValueError, "input sequence has invalid length", ([1, 2, 3], (), "abc")),
         (TypeError, NO_LONG, ([1, "a"], "ab", (1, 2.0), [None, 2], [HasIndex(), 2])),
-        (KeyError, "'item 1'", (Failing(),)),
+        (KeyError, "1", (Failing(),)),
         (IndexError, "list index out of range", (Shrinking([]),)),
     ],
 )
@@ -235,17 +195,12 @@ def test_arguments_that_are_no_strings():
 
 def test_fields_of_a_version():
     record = _classes.VersionInfo()
-    assert (record.major, record.minor, record.patch) == (0, 0, 0)
-    for field in ("major", "minor", "patch"):
+    for value, field in enumerate(("major", "minor", "patch"), 2**31 - 3):
         store, read = (getattr(_zarnik, f"VersionInfo_{field}_{verb}") for verb in ("set", "get"))
-        for value in (-(2**31), 2**31 - 1, True):
-            assert store(record, value) is None
-            assert read(record) == value
+        assert (read(record), store(record, value), read(record)) == (0, None, value)
         bad_argument(OverflowError, store, 2, "int", record, 2**31)
         bad_argument(TypeError, store, 2, "int", record, 1.5)
-        bad_argument(TypeError, read, 1, "zarnik::VersionInfo *", _classes.Logger())
-        null_reference(store, 1, "zarnik::VersionInfo *", None, 1)
-    assert (record.major, record.minor, record.patch) == (1, 1, 1)
+    assert (record.major, record.minor, record.patch) == (2**31 - 3, 2**31 - 2, 2**31 - 1)
 
 
 def test_bools_are_bools():

@@ -7,16 +7,11 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, null_reference, refused
-from support.values import call, components, vector
+from support.expect import fails, null_reference, refused
+from support.values import ELEMENTS, call, components, vector
 from zarnik import _classes
 
-MATRICES = {
-    "Matrix3f": (3, numpy.float32, "float"),
-    "Matrix3d": (3, numpy.float64, "double"),
-    "Matrix4f": (4, numpy.float32, "float"),
-    "Matrix4d": (4, numpy.float64, "double"),
-}
+MATRICES = {f"Matrix{size}{suffix}": (size, *ELEMENTS[suffix][::-1]) for size in (3, 4) for suffix in "fd"}
 ALL = pytest.mark.parametrize("name", MATRICES)
 
 
@@ -34,17 +29,11 @@ def array(name, matrix):
     )
 
 
-def samples(name):
-    size, dtype, _ = MATRICES[name]
-    random = numpy.random.default_rng(3)
-    return [random.normal(size=(size, size)).astype(dtype) for _ in range(20)]
-
-
 @ALL
 def test_algebra_is_that_of_numpy(name):
     size, dtype, _ = MATRICES[name]
     close = {"rtol": 1e-3, "atol": 1e-3} if dtype is numpy.float32 else {"rtol": 1e-9, "atol": 1e-9}
-    rows = samples(name)
+    rows = numpy.random.default_rng(3).normal(size=(20, size, size)).astype(dtype)
     for left, right in zip(rows, rows[1:]):
         a, b = make(name, left), make(name, right)
         for method, operand, expected in (
@@ -86,9 +75,8 @@ def test_construction_comparison_and_access(name):
     text = call(name, "to_string", matrix)
     assert numpy.array_equal(numpy.array(eval(text)), array(name, matrix))
     for position in ((size, 0), (0, size), (2**64 - 1, 0)):
-        for arguments in (("at", matrix, *position), ("__call__", matrix, *position), ("set_at", matrix, *position, 1)):
-            refused(r"index [0-9]+ is out of range, allowed are 0 to", call, name, *arguments)
-    bad_argument(TypeError, getattr(_zarnik, f"{name}_set_at"), 4, element, matrix, 0, 0, "1")
+        for method, *value in (("at",), ("__call__",), ("set_at", 1)):
+            refused("index [0-9]+ is out of range, allowed are 0 to", call, name, method, matrix, *position, *value)
     fails(ValueError, "input sequence has invalid length", getattr(_zarnik, f"{name}___mul__"), matrix, [1] * 20)
     assert call(name, "__mul__", matrix, None) is NotImplemented
     for operand in ("x", 1j, ["a"] * size):
@@ -121,7 +109,6 @@ def test_euler_conventions():
         assert numpy.allclose(euler(angles, convention.upper()), first @ second @ third)
     for convention in ("ZyX", "zYX", "", "xy", "xyzx", "xyw", "\xe4yz"):
         refused(r"Euler convention .* is invalid", euler, angles, convention)
-    bad_argument(TypeError, _zarnik.TransformMatrix4Factory_rotation_euler, 2, "std::string const &", angles, 5)
 
 
 def test_transforms():
@@ -146,5 +133,4 @@ def test_transforms():
     assert numpy.trace(rotation) == pytest.approx(1 + 2 * numpy.cos(0.7))
     for axis in ([0, 0, 0], [0, 0, 2], [math.nan, 0, 1]):
         refused("must be normalized", on_axis, 0.7, axis)
-    bad_argument(TypeError, _zarnik.TransformMatrix3Factory_rotation, 1, "double", "x")
     fails(ValueError, "input sequence has invalid length", _zarnik.TransformMatrix3Factory_translation, [1, 2, 3])

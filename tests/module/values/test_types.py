@@ -1,5 +1,7 @@
 """Data types and image types."""
 
+import re
+
 import numpy
 import pytest
 
@@ -55,17 +57,12 @@ def test_odd_types():
     refused("bit depth 256 of a data type is out of range, allowed are 0 to 255", new, 1, 256, 1)
 
 
+# Names tell what there is besides columns and rows.
 AXES = {
-    "UNKNOWN": [],
-    "IMAGE": [0, 1],
-    "VOLUME": [0, 1, 2],
-    "MULTISPECTRAL_IMAGE": [0, 1, 3],
-    "MULTISPECTRAL_VOLUME": [0, 1, 2, 3],
-    "IMAGE_SEQUENCE": [0, 1, 4],
-    "VOLUME_SEQUENCE": [0, 1, 2, 4],
-    "MULTISPECTRAL_IMAGE_SEQUENCE": [0, 1, 3, 4],
-    "MULTISPECTRAL_VOLUME_SEQUENCE": [0, 1, 2, 3, 4],
+    name: [0, 1, *[2] * ("VOLUME" in name), *[3] * ("MULTI" in name), *[4] * ("SEQUENCE" in name)]
+    for name in re.findall(r"ImageTypeId_(\w+)", str(_zarnik.cvar))
 }
+AXES["UNKNOWN"] = []
 
 
 def dimensions(image_type):
