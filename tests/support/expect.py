@@ -31,6 +31,14 @@ def null_reference(function: Callable[..., object], position: int, type_name: st
     fails(ValueError, text, function, *arguments)
 
 
+def fails_late(kind: type[BaseException], text: str, function: Callable[..., object], *arguments: object) -> None:
+    """A call is made to its end and fails then, for an error with this text that an argument left behind."""
+    with pytest.raises(SystemError, match="returned a result with an exception set") as caught:
+        function(*arguments)
+    assert type(caught.value.__cause__) is kind
+    assert text in str(caught.value.__cause__)
+
+
 def refused(text: str, function: Callable[..., object], *arguments: object) -> None:
     """The library refuses a call, with a text that matches."""
     raises(_classes.Error, text, function, *arguments)

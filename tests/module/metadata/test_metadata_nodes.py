@@ -31,7 +31,7 @@ def keys(node):
 
 
 def tree(*children):
-    node = Node("root", None)
+    node = _classes.MetadataNodeFactory.create("root", None)
     for key in children:
         node.add_child(Node(key, None))
     return node
@@ -67,9 +67,7 @@ def test_trees_are_printed_in_few_lines():
 
 
 def test_adding_replaces_and_removing_frees():
-    node = _classes.MetadataNodeFactory.create("root", None)
-    for key in "abc":
-        node.add_child(Node(key, None))
+    node = tree(*"abc")
     node.add_child(Node("b", _classes.VariantDataValueFactory.create("new")))
     assert keys(node) == ["a", "b", "c"]
     assert node.child("b").get_value() is not None

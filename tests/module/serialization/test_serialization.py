@@ -8,11 +8,8 @@ import pytest
 import _zarnik
 from support import stored
 from support.expect import fails, refused
-from support.values import ELEMENTS
+from support.values import ELEMENTS, VECTORS
 from zarnik import _classes
-
-VALUES = {"u": [0, 7, 2**8 - 1], "i": [-128, 0, 127], "f": [-0.5, 1e30, float("inf")]}
-BIG = {8: {"u": 2**64 - 1, "i": -(2**63)}}
 
 
 def spelled(suffix):
@@ -41,30 +38,20 @@ def decoded(kind, data):
     return getattr(_zarnik, f"Serialization_decode_{kind}")(stream_of(data))
 
 
-def vector_of(size, suffix):
-    """A vector whose components use all bits of their type."""
-    dtype = numpy.dtype(ELEMENTS[suffix][1])
-    count = 3 if size == "x" else int(size)
-    components = [*VALUES[dtype.kind], 1][:count]
-    components[-1] = BIG.get(dtype.itemsize, {}).get(dtype.kind, components[-1])
-    name = f"Vector{size.upper()}{suffix}"
-    vector = getattr(_classes, name)(*[count] * (size == "x"))
-    for position, component in enumerate(components):
-        getattr(_zarnik, f"{name}_set_at")(vector, position, component)
-    return vector, numpy.array(components, dtype)
+@pytest.mark.parametrize("family", VECTORS, ids=lambda family: family.name)
+def test_vectors(family):
+    kind = f"vector_{family.name[6].lower()}{spelled(family.name[7:])}"
+    for components in family.samples():
+        vector = family.make(components)
+        data = encoded(kind, vector)
+        name, identifier, found, total = stored.sections(data)
+        assert (name, total) == ("vector", len(data))
+        numpy.testing.assert_array_equal(numpy.frombuffer(found["VALS"][0], stored.dtype_of(identifier)), components)
+        assert family.call("__eq__", decoded(kind, data), vector)
 
 
 @pytest.mark.parametrize("suffix", ELEMENTS)
-def test_vectors_and_arrays_of_each_type(suffix):
-    for size in "234x":
-        vector, components = vector_of(size, suffix)
-        data = encoded(f"vector_{size}{spelled(suffix)}", vector)
-        kind, identifier, found, total = stored.sections(data)
-        assert (kind, total) == ("vector", len(data))
-        numpy.testing.assert_array_equal(numpy.frombuffer(found["VALS"][0], stored.dtype_of(identifier)), components)
-        again = decoded(f"vector_{size}{spelled(suffix)}", data)
-        assert type(again) is type(vector)
-        assert getattr(_zarnik, f"Vector{size.upper()}{suffix}___eq__")(again, vector)
+def test_arrays(suffix):
     dtype = ELEMENTS[suffix][1]
     for layout, order in ((1, "C"), (2, "F")):
         values = numpy.array(numpy.arange(24).reshape(2, 3, 4), dtype, order=order)

@@ -7,7 +7,7 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import fails, null_reference, refused
+from support.expect import fails, fails_late, null_reference, refused
 from support.values import ELEMENTS, call, components, vector
 from zarnik import _classes
 
@@ -92,10 +92,7 @@ def test_from_numpy_refuses(name):
         (numbers(name, (4, 4))[:, ::2], "numpy array has unsupported flags"),
         (numbers(name, (4,))[::-1], "numpy array has unsupported flags"),
     ):
-        with pytest.raises(SystemError, match=f"{name}_from_numpy> returned a result with an exception set") as caught:
-            from_numpy(array)
-        assert type(caught.value.__cause__) is ValueError
-        assert str(caught.value.__cause__) == text
+        fails_late(ValueError, text, from_numpy, array)
     # Each kind and size has one type number: on this platform those of long long stand for nothing.
     swapped = numpy.zeros(3, numpy.dtype(dtype).newbyteorder() if numpy.dtype(dtype).itemsize > 1 else bool)
     for array in (numpy.zeros(3, bool), numpy.zeros(3, complex), numpy.zeros(3, "U1"), numpy.zeros(3, "q"), swapped):
