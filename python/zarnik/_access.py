@@ -344,16 +344,17 @@ class _RandomAccess:
         """
         pairs = [(_as_size(offset, "offset"), _as_size(size, "size")) for offset, size in parts]
         total = self.get_size()
+        ends = []
+        end = 0
         for offset, size in pairs:
             if offset + size > total:
                 raise _classes.Error(f"part of {size} bytes at offset {offset} exceeds the {total} bytes there are")
-        buffer = bytearray(sum(size for _, size in pairs))
+            end += size
+            ends.append(end)
+        buffer = bytearray(end)
         _direct.read_many(self, pairs, buffer)
-        result, begin, view = [], 0, memoryview(buffer)
-        for _, size in pairs:
-            result.append(bytes(view[begin : begin + size]))
-            begin += size
-        return result
+        view = memoryview(buffer)
+        return [bytes(view[end - size : end]) for (_, size), end in zip(pairs, ends)]
 
     def write(self, offset: int, data: Buffer) -> int:
         """Write bytes at an offset; return their number, fewer only where an accessor of fixed size ends."""

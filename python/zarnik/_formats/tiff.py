@@ -368,12 +368,11 @@ class _Level:
         if not self._is_plain():
             return None
         stored = dtype.newbyteorder(file.byte_order)
-        offset, steps = self._series.dataoffset, None
+        offset, steps = self._page_offsets(pages)
+        # All in one piece of one page, as ImageJ writes it.
+        if offset is None and len(pages) == 1:
+            offset = self._series.dataoffset
         if offset is None:
-            offset, steps = self._page_offsets(pages)
-            if offset is None:
-                return None
-        elif math.prod(self._lead) != len(pages) and len(pages) != 1:
             return None
         size = os.path.getsize(file.source.path)
         count = math.prod(self.shape)
@@ -393,12 +392,14 @@ class _Level:
         """Where the first page is and how far the next ones are apart, if each is one piece and the steps are equal."""
         if not self.keyframe.is_contiguous or len(pages) != math.prod(self._lead):
             return None, None
-        if not all(page is not None and _is_one_piece(page) for page in pages):
+        pieces = [(page.dataoffsets, page.databytecounts) for page in pages if page is not None]
+        if len(pieces) < len(pages) or not all(len(at) == len(of) == 1 or _is_one_piece(at, of) for at, of in pieces):
             return None, None
-        offsets = [page.dataoffsets[0] for page in pages]
-        steps = {after - before for before, after in zip(offsets, offsets[1:])} if len(offsets) > 1 else {0}
-        step = steps.pop()
-        return (offsets[0], step) if not steps and step >= 0 else (None, None)
+        offsets = [at[0] for at, _ in pieces]
+        step = offsets[1] - offsets[0] if len(offsets) > 1 else 0
+        if step < 0 or offsets != [offsets[0] + place * step for place in range(len(offsets))]:
+            return None, None
+        return offsets[0], step
 
     # ---- by decoding -------------------------------------------------------------------------------------------------
 
@@ -438,6 +439,7 @@ class _Level:
         return parts
 
     def _fetched(self, indices: list[tuple[int, ...]]) -> dict[tuple[int, ...], Any]:
+        """For each tile that the file does not leave out its page, its segments there, and the bytes of those."""
         wanted: dict[Any, list[tuple[int, int]]] = {}
         places = []
         for index in indices:
@@ -447,23 +449,25 @@ class _Level:
             access, size = self._file.access(page)
             parts = self._parts_of(page, size, segments)
             asked = wanted.setdefault(access, [])
-            places.append((index, access, len(asked), len(parts)))
+            places.append((index, page, segments, access, len(asked)))
             asked += parts
         got = {access: access.read_many(parts) for access, parts in wanted.items()}
-        return {index: got[access][first : first + count] for index, access, first, count in places}
+        return {
+            index: (page, segments, got[access][first : first + len(segments)])
+            for index, page, segments, access, first in places
+        }
 
-    def _decoded(self, index: tuple[int, ...], fetched: list[bytes] | None) -> Any:
-        page, segments = self._segments(index)
-        if page is None:
-            return None
+    def _decoded(self, index: tuple[int, ...], fetched: Any) -> Any:
         if fetched is None:
-            access, size = self._file.access(page)
-            fetched = [access.read(offset, count) for offset, count in self._parts_of(page, size, segments)]
+            fetched = self._fetched([index]).get(index)
+        if fetched is None:
+            return None
+        page, segments, stored = fetched
         options: dict[str, Any] = {"_fullsize": False}
         if self._is_jpeg:
             options |= {"jpegtables": page.jpegtables, "jpegheader": self.keyframe.jpegheader}
         decode = self._decode
-        pieces = [decode(data or None, segment, **options)[0] for data, segment in zip(fetched, segments)]
+        pieces = [decode(data or None, segment, **options)[0] for data, segment in zip(stored, segments)]
         if all(piece is None for piece in pieces):
             return None
         whole = pieces[0] if len(pieces) == 1 else numpy.concatenate(list(self._completed(pieces, segments)), axis=1)
@@ -489,13 +493,11 @@ def _entity_of(source: Source) -> Any:
     return ("HTTP", source.url, version) if is_exact else None
 
 
-def _is_one_piece(page: Any) -> bool:
-    offsets, counts = page.dataoffsets, page.databytecounts
-    if len(offsets) == len(counts) == 1:
-        return True
-    return all(
+def _is_one_piece(offsets: Sequence[int], counts: Sequence[int]) -> bool:
+    """Whether segments at some offsets, of so many bytes, follow each other."""
+    return len(offsets) > 1 and all(
         offset + count == after for offset, count, after in zip(offsets, counts, offsets[1:])
-    ) and len(offsets) > 0  # fmt: skip
+    )  # fmt: skip
 
 
 class _Picked:
