@@ -2,7 +2,6 @@
 
 import io
 import random
-import threading
 
 import pytest
 
@@ -10,6 +9,7 @@ import _zarnik
 import zarnik
 from zarnik import RandomAccessFactory as Randoms
 from zarnik import StreamAccessFactory as Streams
+from zarnik._tiles import in_threads
 
 READ, WRITE, RESIZE, SEEK, MEMORY = 1, 2, 4, 4, 8
 HUGE = 2**63 - 1, 2**63, 2**64 - 1
@@ -156,11 +156,7 @@ def test_memory_and_threads_of_random_accessors(kind, tmp_path):
             offset = (number * 37 + round * 11) % 190
             wrong.extend([offset] * (access.read(offset, 10) != (CONTENT * 20)[offset : offset + 10]))
 
-    threads = [threading.Thread(target=read, args=(number,)) for number in range(4)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
+    in_threads(read, range(4), 4)
     assert not wrong
     if capabilities & MEMORY:
         array = access.share()

@@ -9,6 +9,7 @@ import pytest
 
 import zarnik
 from support.expect import raises, run_python
+from support.images import oblique_affine
 
 nibabel = pytest.importorskip("nibabel")
 sitk = pytest.importorskip("SimpleITK")
@@ -17,21 +18,13 @@ xarray = pytest.importorskip("xarray")
 GUIDE = Path(__file__).parents[2] / "docs/guide/bridges.md"
 
 
-def rotation(x, y, z):
-    cosines, sines = numpy.cos([x, y, z]), numpy.sin([x, y, z])
-    about_x = [[1, 0, 0], [0, cosines[0], -sines[0]], [0, sines[0], cosines[0]]]
-    about_y = [[cosines[1], 0, sines[1]], [0, 1, 0], [-sines[1], 0, cosines[1]]]
-    about_z = [[cosines[2], -sines[2], 0], [sines[2], cosines[2], 0], [0, 0, 1]]
-    return numpy.array(about_x) @ about_y @ about_z
-
-
 DIRECTIONS = {
     "straight": numpy.eye(3),
     "las": numpy.diag([-1.0, 1, 1]),
     "lps": numpy.diag([-1.0, -1, 1]),
     "sagittal": numpy.array([[0.0, 0, 1], [1, 0, 0], [0, 1, 0]]),
-    "oblique": rotation(0.3, -0.8, 2.5),
-    "oblique left-handed": rotation(0.3, -0.8, 2.5) * [1, 1, -1],
+    "oblique": oblique_affine()[:3, :3] / [0.5, 0.75, 1.25],
+    "oblique left-handed": oblique_affine(left_handed=True)[:3, :3] / [0.5, 0.75, 1.25],
 }
 of_directions = pytest.mark.parametrize("directions", DIRECTIONS.values(), ids=DIRECTIONS)
 

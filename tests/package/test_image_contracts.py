@@ -2,8 +2,6 @@
 
 from __future__ import annotations
 
-import threading
-
 import numpy
 import pytest
 from numpy.testing import assert_array_equal
@@ -14,6 +12,7 @@ from support.expect import refused
 from support.sources import source_of
 from zarnik import ImageCapability, ParallelAccessCapability
 from zarnik import ImageViewFactory as Factory
+from zarnik._tiles import in_threads
 
 READ, WRITE, RESHAPE, MEMORY = 1, 2, 4, 8
 HUGE = 2**64 - 1
@@ -163,11 +162,7 @@ def test_what_threads_may_do(source, adapter):
             if writes:
                 image[row] = row
 
-    threads = [threading.Thread(target=work, args=(first,)) for first in range(4)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
+    in_threads(work, range(4), 4)
     assert not wrong
     if writes and held.support(ImageCapability.READ):
         assert_array_equal(held.to_numpy(), numpy.broadcast_to(numpy.arange(48)[:, None], (48, 64)))

@@ -3,7 +3,6 @@
 import base64
 import os
 import re
-import threading
 import tracemalloc
 import zlib
 
@@ -15,6 +14,7 @@ from hypothesis import strategies as st
 import _zarnik
 import zarnik
 from support.expect import raises, run_python
+from zarnik._tiles import in_threads
 
 
 def volume(shape=(6, 5, 7), dtype="uint16", **description):
@@ -276,11 +276,7 @@ def test_from_array_reads_what_is_asked_for():
     assert tiles.tile_region(0) == ((0, 0), (50, 100))
     raises(zarnik.Error, "WRITE", image.write, (0, 0), 1)
     results = []
-    threads = [threading.Thread(target=lambda: results.append(image.to_numpy())) for _ in range(3)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
+    in_threads(lambda _: results.append(image.to_numpy()), range(3), 3)
     for result in results:
         numpy.testing.assert_array_equal(result, array)
 

@@ -283,46 +283,37 @@ def test_capabilities_are_printed_and_enforced():
     assert numpy.all(image.read() == 4)
 
 
-def shifted(array: numpy.ndarray, axis: int, step: int) -> tuple[numpy.ndarray, numpy.ndarray]:
-    """Return two overlapping parts of an array, of one shape."""
-    ahead = tuple(slice(step, None) if place == axis else slice(None) for place in range(array.ndim))
-    behind = tuple(slice(None, -step) if place == axis else slice(None) for place in range(array.ndim))
-    return array[ahead], array[behind]
-
-
 @pytest.mark.parametrize("block_bytes", [64, 2**24])
 @pytest.mark.parametrize("copied_bytes", [0, 2**14])
 def test_values_in_the_memory_of_the_image_are_written_as_they_were(monkeypatch, block_bytes, copied_bytes):
     monkeypatch.setattr("zarnik._transfer._BLOCK_BYTES", block_bytes)
     monkeypatch.setattr("zarnik._transfer._COPIED_BYTES", copied_bytes)
-    start = numpy.arange(4 * 6 * 10, dtype="i4").reshape(4, 6, 10)
+    start, random = numpy.arange(4 * 6 * 10, dtype="i4").reshape(4, 6, 10), numpy.random.default_rng(5)
     for values in (lambda a: a[::-1], lambda a: a[:, :, ::-1], lambda a: a[1:2], lambda a: a[:, ::-1].view("u4")):
         array = start.copy()
-        expected = numpy.broadcast_to(values(start), start.shape)
         zarnik.from_numpy(array).write_region(None, values(array))
-        assert_array_equal(array, expected)
+        assert_array_equal(array, numpy.broadcast_to(values(start), start.shape))
+    for turn in range(60):
+        # Two parts of one size, which mostly overlap; one of them may be turned around.
+        size = random.integers(2, start.shape)
+        to, at = (random.integers(0, numpy.array(start.shape) - size + 1) for _ in range(2))
+        target, source = ((..., *map(slice, first, first + size)) for first in (to, at))
+        steps = tuple(slice(None, None, step) for step in random.choice([1, 1, -1], 3))
+        array, expected = start.copy(), start.copy()
+        expected[target] = start[source][steps]
         image = zarnik.from_numpy(array)
-        image[::2] = values(image.to_numpy())[::2]
-        image[1::2, ::-1] = expected[1::2, ::-1]
-    for axis, step in ((0, 1), (1, 2), (2, 3)):
-        for ahead in (True, False):
-            array, expected = start.copy(), start.copy()
-            target, source = shifted(expected, axis, step)[:: 1 if ahead else -1]
-            target[...] = source.copy()
-            origin = [step * ahead if 2 - axis == place else 0 for place in range(3)]
-            image = zarnik.from_numpy(array)
-            image.write_region((origin, target.shape[::-1]), shifted(array, axis, step)[1 if ahead else 0])
-            assert_array_equal(array, expected)
-            # Through a view that does not tell where its memory is.
-            array[...] = start
-            hidden = zarnik.ImageViewProvider.to_write_only(image)
-            hidden.write_region((origin, target.shape[::-1]), shifted(array, axis, step)[1 if ahead else 0])
-            assert_array_equal(array, expected)
-            array[...] = start
-            out = shifted(array, axis, step)[0 if ahead else 1]
-            other = [0 if ahead else step if 2 - axis == place else 0 for place in range(3)]
-            image.read_region((other, out.shape[::-1]), out=out)
-            assert_array_equal(array, expected)
+        # The write-only view does not tell where its memory is.
+        writable = zarnik.ImageViewProvider.to_write_only(image) if turn % 3 == 0 else image
+        if turn % 3 == 1:
+            writable[target] = array[source][steps]
+        else:
+            writable.write_region((to[::-1], size[::-1]), array[source][steps])
+        assert_array_equal(array, expected)
+        array[...] = start
+        image.read_region((at[::-1], size[::-1]), out=array[target][steps])
+        expected[...] = start
+        expected[target][steps] = start[source]
+        assert_array_equal(array, expected)
 
 
 def test_an_assignment_that_is_refused_leaves_nothing_written(monkeypatch):
