@@ -158,19 +158,19 @@ template <typename From, typename To> void checkMap(ScalarType fromType, ScalarT
                  std::array{uint64_t{sizeof(To)}}, fromType, toType, values.data(), results.data(), map);
   for (size_t n = 0; n < values.size(); ++n) {
     double const volatile product = static_cast<double>(values[n]) * map.scale; // rounded before the sum
-    ASSERT_TRUE(sameValue(results[n], static_cast<To>(product + map.offset)))
+    ASSERT_TRUE(sameValue(results[n], reference<To>(product + map.offset)))
         << fmt::format("from type {}: {} became {}", static_cast<int>(fromType), values[n], results[n]);
   }
-  checkSpread(fromType, toType, map, values, results);
-}
-
-template <size_t... N> void checkMapsToFloats(std::index_sequence<N...>) {
-  (checkMap<std::tuple_element_t<N, Scalars>, float>(static_cast<ScalarType>(N), ScalarType::F32), ...);
-  (checkMap<std::tuple_element_t<N, Scalars>, double>(static_cast<ScalarType>(N), ScalarType::F64), ...);
+  if constexpr (std::is_floating_point_v<To>) {
+    checkSpread(fromType, toType, map, values, results);
+  }
 }
 
 template <size_t... N> void checkAllPairs(std::index_sequence<N...>) {
   (checkPair<std::tuple_element_t<N / SCALAR_COUNT, Scalars>, std::tuple_element_t<N % SCALAR_COUNT, Scalars>>(
+       static_cast<ScalarType>(N / SCALAR_COUNT), static_cast<ScalarType>(N % SCALAR_COUNT)),
+   ...);
+  (checkMap<std::tuple_element_t<N / SCALAR_COUNT, Scalars>, std::tuple_element_t<N % SCALAR_COUNT, Scalars>>(
        static_cast<ScalarType>(N / SCALAR_COUNT), static_cast<ScalarType>(N % SCALAR_COUNT)),
    ...);
 }
@@ -179,29 +179,8 @@ struct ConversionLoops : EachVectorUnit {};
 INSTANTIATE_TEST_SUITE_P(Units, ConversionLoops, testing::ValuesIn(EachVectorUnit::all()),
                          [](auto const & unit) { return unit.param; });
 
-TEST_P(ConversionLoops, AllPairsMatchExactArithmetic) {
+TEST_P(ConversionLoops, AllPairsAndTheirMapsMatchExactArithmetic) {
   checkAllPairs(std::make_index_sequence<SCALAR_COUNT * SCALAR_COUNT>());
-}
-
-TEST_P(ConversionLoops, MapsToFloatsMatchDoubleArithmetic) {
-  checkMapsToFloats(std::make_index_sequence<SCALAR_COUNT>());
-}
-
-TEST(ConversionPlan, LinearMapIsComputedInDoubleAndThenRounded) {
-  auto const mapped = [](auto from, auto to, ScalarType fromType, ScalarType toType, LinearMap map) {
-    convertStrided(std::array<uint64_t, 0>{}, std::array<uint64_t, 0>{}, std::array<uint64_t, 0>{}, fromType, toType,
-                   &from, &to, map);
-    return to;
-  };
-  EXPECT_EQ(mapped(uint8_t{255}, uint16_t{}, ScalarType::U8, ScalarType::U16, {257, 0}), 65535);
-  EXPECT_EQ(mapped(uint8_t{3}, uint8_t{}, ScalarType::U8, ScalarType::U8, {0.5, 0}), 2); // 1.5, ties to even
-  EXPECT_EQ(mapped(uint8_t{5}, uint8_t{}, ScalarType::U8, ScalarType::U8, {0.5, 0}), 2); // 2.5
-  EXPECT_EQ(mapped(uint8_t{200}, int8_t{}, ScalarType::U8, ScalarType::I8, {-1, 10}), -128);
-  EXPECT_EQ(mapped(1.0F, double{}, ScalarType::F32, ScalarType::F64, {2, -3.5}), -1.5);
-  EXPECT_EQ(mapped(std::nan(""), uint32_t{}, ScalarType::F64, ScalarType::U32, {2, 1}), 0u);
-  // The product is rounded before the sum: a fused one would leave 2^-54 here.
-  double const third = 1 + 0x1p-27;
-  EXPECT_EQ(mapped(third, double{}, ScalarType::F64, ScalarType::F64, {third, -(1 + 0x1p-26)}), 0.0);
 }
 
 // Any geometry gives what the conversion of the single values gives, and touches nothing else.
