@@ -14,6 +14,7 @@ from hypothesis import strategies as st
 import _zarnik
 import zarnik
 from support.expect import raises, run_python
+from zarnik import _direct
 from zarnik._tiles import in_threads
 
 
@@ -188,6 +189,22 @@ def test_interpretation_and_metadata_follow_the_elements():
     assert planes.flip("C").interpretation.name == "MULTISPECTRAL"
     together = zarnik.ImageViewFactory.interlace(pixels.channels(), zarnik.ImageInterpretation.RGB, True)
     assert together.properties.image_info() == pixels.properties.image_info()
+
+
+def test_what_is_told_of_values_follows_them():
+    counts = zarnik.from_numpy(numpy.array([0, 1000, 4000], "u2")).with_properties(bit_depth=12)
+    assert counts.astype("u4").bit_depth == 12
+    as_bytes = zarnik.from_numpy(numpy.array([1.5])).astype("u1")
+    assert (as_bytes.bit_depth, as_bytes.value_range) == (8, (0, 1))
+    constant = counts.rescale((0, 1), (7, 7), "u1")
+    shows(constant, numpy.full(3, 7))
+    assert str(constant.get_capabilities()) == "READ"  # the way back is not known
+    # A product and a sum, each rounded, and what becomes of the value range, which a negative scale turns around.
+    scaled = _direct.map_linearly(counts, zarnik.DataTypeId.DOUBLE, -0.1, 3.3)
+    shows(scaled, numpy.array([0, 1000, 4000]) * -0.1 + 3.3)
+    assert scaled.value_range == (counts.value_range[1] * -0.1 + 3.3, 3.3)
+    assert _direct.map_linearly(counts, zarnik.DataTypeId.INT16, 1, -1024).value_range[0] == -1024
+    raises(zarnik.Error, "not finite", _direct.map_linearly, counts, zarnik.DataTypeId.FLOAT, numpy.nan, 0)
 
 
 def test_uniform_and_properties():

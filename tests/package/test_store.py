@@ -138,6 +138,11 @@ class TestWriter:
         stored = numpy.frombuffer(path.read_bytes(), "u1")
         first = bytes(stored).index(numpy.arange(60, dtype="u2").tobytes())
         assert first % 4096 == 0
+        # Without hashes the samples are followed by the end alone.
+        with zarnik.writer(path, image, alignment=4096, checksums=0):
+            pass
+        assert path.stat().st_size == 4096 + 120 + 32
+        assert zarnik.open(path).equals(image)
 
     def test_leaves_nothing_of_a_block_that_fails(self, image, tmp_path):
         path = tmp_path / "image.zrn"
@@ -148,7 +153,9 @@ class TestWriter:
         dropped = zarnik.writer(path, image)
         dropped.write_all()
         del dropped
-        raises(zarnik.Error, "option", zarnik.writer, path, image, block_bites=4)
+        wrong = {"block_bites": 4, "block_bytes": 1000, "checksums": 2, "alignment": 48}
+        for name, value in (*wrong.items(), ("checksums", 1.0)):
+            raises(zarnik.Error, "option", zarnik.writer, path, image, **{name: value})
         with pytest.raises(zarnik.Error, match="out of order"), zarnik.writer(path, image) as writer:
             writer.write_data()
         assert os.listdir(tmp_path) == ["image.zrn"]

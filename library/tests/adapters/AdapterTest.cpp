@@ -20,9 +20,6 @@ using testing::ThrowsMessage;
 using enum ImageCapability;
 using enum ImageDimension;
 
-constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
-constexpr double INFINITE = std::numeric_limits<double>::infinity();
-
 template <typename T> Image imageOf(std::vector<T> const & values) {
   auto const image = Factory::allocate({values.size()}, dataTypeIdOf<T>);
   std::ranges::copy(values, static_cast<T *>(image->buffer()));
@@ -31,33 +28,6 @@ template <typename T> Image imageOf(std::vector<T> const & values) {
 
 std::shared_ptr<MultiImageView> setOf(std::vector<Image> const & images) {
   return MultiImageViewFactory::createFromList(images.data(), images.size());
-}
-
-TEST(Adapters, ConvertAndMapValues) {
-  auto const values = imageOf<double>({-300, 1.5, 2.5, 254.5, INFINITE, NOT_A_NUMBER});
-  auto const bytes = Factory::adaptDataType(values, DataTypeId::UINT8);
-  EXPECT_EQ(valuesOf(*bytes), (Bytes{0, 2, 2, 254, 255, 0}));
-  EXPECT_EQ(bytes->valueRange(), (Vector2d{0, 1}));
-  EXPECT_EQ(bytes->bitDepth(), 8u);
-
-  auto const counts = imageOf<uint16_t>({0, 1000, 4000});
-  counts->setBitDepth(12);
-  EXPECT_EQ(Factory::adaptDataType(counts, DataTypeId::UINT32)->bitDepth(), 12u);
-  auto const mapped = Factory::adaptDynamicRange(counts, DataTypeId::FLOAT, {0, 2000}, {0, 1});
-  EXPECT_THAT(valuesOf<float>(*mapped), ElementsAre(0, 0.5F, 2)); // no clamping
-  float const quarter = 0.25F;
-  mapped->write({1}, &quarter);
-  EXPECT_THAT(valuesOf<uint16_t>(*counts), ElementsAre(0, 500, 4000));
-
-  auto const constant = Factory::adaptDynamicRange(counts, DataTypeId::UINT8, {0, 1}, {7, 7});
-  EXPECT_EQ(valuesOf(*constant), Bytes(3, 7));
-  EXPECT_EQ(constant->capabilities(), ImageCapabilitySet(READ)); // the way back is not known
-
-  // A product and a sum, each rounded, and what becomes of the value range, which a negative scale turns around.
-  auto const scaled = mapLinearly(counts, DataTypeId::DOUBLE, {-0.1, 3.3});
-  EXPECT_THAT(valuesOf<double>(*scaled), ElementsAre(3.3, 500 * -0.1 + 3.3, 4000 * -0.1 + 3.3));
-  EXPECT_EQ(scaled->valueRange(), (Vector2d{counts->valueRange()[1] * -0.1 + 3.3, 3.3}));
-  EXPECT_EQ(mapLinearly(counts, DataTypeId::INT16, {1, -1024})->valueRange()[0], -1024);
 }
 
 TEST(Adapters, SeveralConversionsIntoTheImagesOwnMemoryReadBeforeTheyWrite) {

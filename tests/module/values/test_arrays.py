@@ -139,7 +139,15 @@ def test_construction(name):
     call(name, "set_at", array, [1, 1], 0)
     assert call(name, "at", copy, [1, 1]) == 1
     assert array.own() and copy.own()
-    assert call(name, "to_string", new([2, 2])) == "((0, 0), (0, 0))"
+    for shape, text in (
+        ((2, 2), "((0, 0), (0, 0))"),
+        ((), "0"),
+        ((0, 2), "(array of shape (0, 2))"),
+        ((2000,), "(0, 0, 0, ..., 0, 0, 0)"),
+    ):
+        assert call(name, "to_string", new(list(shape))) == text
+    assert len(call(name, "to_string", new([500, 500]))) < 300
+    assert len(call(name, "to_string", new([1] * 100_000))) == 200_001
 
 
 @ALL

@@ -22,6 +22,11 @@ def wrapping(strides):
     return vector("VectorXu64", numpy.array(strides, numpy.int64).view(numpy.uint64))
 
 
+def sizes(*numbers):
+    """Numbers as they are, also where those of a sequence would not be."""
+    return vector("VectorXu64", numpy.array(numbers, numpy.uint64))
+
+
 def data_type(dtype):
     return getattr(_zarnik, f"DataTypeId_{TYPES[dtype]}")
 
@@ -71,6 +76,12 @@ def test_construction():
     assert whole("layout", indexer) == [1, 0] and _zarnik.Indexer_layout(indexer, 0) == 1
     copy = _zarnik.new_Indexer(indexer)
     assert indexer.own() and _zarnik.Indexer___eq__(copy, indexer)
+    refused("", _zarnik.Indexer_byte_offset, empty, [])
+    assert _zarnik.Indexer_byte_offset(_zarnik.new_Indexer([], _zarnik.DataTypeId_UINT16), []) == 0
+    broadcast = _zarnik.new_Indexer(sizes(2**32, 2), _zarnik.DataTypeId_UINT16, [0, 2])
+    assert (_zarnik.Indexer_byte_count(broadcast), _zarnik.Indexer_element_count(broadcast)) == (4, 2**33)
+    large = _zarnik.new_Indexer(sizes(2**32, 2**20), _zarnik.DataTypeId_UINT16, _zarnik.MemoryLayout_UNKNOWN)
+    assert _zarnik.Indexer_byte_offset(large, sizes(2**32 - 1, 1)) == 2 * (2**33 - 1)
     shape = _zarnik.Indexer_shape(indexer)
     _zarnik.VectorXu64_set_at(shape, 0, 9)
     assert whole("shape", indexer) == [4, 3], "a copy is handed out"
@@ -85,6 +96,9 @@ def test_layouts_that_cannot_be():
         (r"^layout \(0, 2\) is no order of 2 dimensions$", [4, 3], u16, [2, 8], [0, 2]),
         (r"^memory layout 7 is unknown, allowed are 0 \(UNKNOWN\), 1 \(C\) and 2 \(FORTRAN\)$", [4], u16, 7),
         ("do not fit 64 bits", [2**30, 2**31 - 1, 2**30], u16),
+        ("64 bits", sizes(2**32, 2**32), u16),
+        ("64 bits", sizes(2**32, 2**32), u16, [0, 0]),
+        ("64 bits", sizes(2**32, 2), u16, sizes(2**32, 2**64 - 2**32 - 1)),
     ):
         refused(text, _zarnik.new_Indexer, *arguments)
 

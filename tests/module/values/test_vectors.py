@@ -204,6 +204,18 @@ def test_in_place_operators_hand_the_vector_over(family, name):
     assert family.array(again).tolist() == values
 
 
+def test_texts_of_any_size_are_short_and_lengths_of_any_are_right():
+    many = _zarnik.VectorXu8_create_uniform(1_000_000, 7)
+    assert _zarnik.VectorXu8_to_string(many) == "(7, 7, 7, ..., 7, 7, 7)"
+    assert len(_zarnik.VectorXu8_to_string(_zarnik.VectorXu8_create_uniform(1000, 7))) == 3000
+    assert _zarnik.Vector2d_to_string(_classes.Vector2d((0.1, 1 / 3))) == "(0.1, 0.3333333333333333)"
+    assert _zarnik.Vector2f_to_string(_classes.Vector2f((0.1, 1e30))) == "(0.1, 1e+30)"
+    assert _zarnik.VectorXd_to_string(_zarnik.new_VectorXd()) == "()"
+    for components in ((3e200, 4e200), (3e-200, 4e-200), (math.inf, 1), (math.inf, math.nan)):
+        expected = math.nan if math.isnan(components[1]) else math.hypot(*components)
+        assert _zarnik.Vector2d_length(_classes.Vector2d(components)) == pytest.approx(expected, nan_ok=True)
+
+
 @pytest.mark.parametrize("start", [_zarnik.new_Vector2d, _classes.Vector2d])
 def test_an_alias_of_the_first_vector_costs_nothing(start):
     """Former owners held by the alias would pile up, and take the stack with them when it goes."""

@@ -4,7 +4,8 @@ import pytest
 
 import _zarnik
 from support.expect import fails, refused
-from support.shared_types import StringWriter
+from support.shared_types import StringWriter, TiledView
+from support.values import components
 from zarnik import _classes
 
 KINDS = {"TilingInfo": 1, "ParallelAccess": 2, "ViewOrigin": 3, "ColumnUnit": 4}
@@ -66,6 +67,12 @@ def test_parallel_access():
     shown = _zarnik.ImageViewProvider_to_read_only(view)
     assert _zarnik.ImageView_parallel_access(shown).get_capabilities().value() == 8
     assert _zarnik.ImageView_tiling_info(view) is None
+
+
+def test_tiles_are_numbered_along_the_first_dimension_first():
+    tiling = TiledView((10, 7), _zarnik.DataTypeId_UINT8, (4, 3)).tiling_info()
+    assert (tiling.tile_count(), tiling.tile_region(5)) == (9, _classes.RegionXu64((8, 3), (2, 3)))
+    assert (components("VectorXu64", tiling.max_tile_size()), tiling.tiling_grid().at((2, 1))) == ([4, 3], 5)
 
 
 def test_common_ancestors():
