@@ -312,8 +312,8 @@ def _properties(image: Any, space: tuple[Any, ...], values: tuple[Any, ...]) -> 
         own = flat.ImageProperties_get_calibration(changed)
         origin, spacing, directions, unit = space
         calibration = flat.new_SpatialCalibrationProperty(
-            own.get_origin() if origin is None else _vector3(origin),
-            own.get_spacing() if spacing is None else _vector3(spacing),
+            own.get_origin() if origin is None else _vector(_classes.Vector3d, origin),
+            own.get_spacing() if spacing is None else _vector(_classes.Vector3d, spacing),
             own.get_directions() if directions is None else _directions(directions),
             own.get_unit() if unit is None else unit,
         )
@@ -326,7 +326,7 @@ def _properties(image: Any, space: tuple[Any, ...], values: tuple[Any, ...]) -> 
             own._get_interpretation() if interpretation is None else _interop.as_interpretation(interpretation),
             own.get_alpha() if alpha is None else alpha,
             own.get_bit_depth() if bit_depth is None else bit_depth,
-            own.get_value_range() if value_range is None else as_vector(_classes.Vector2d, value_range),
+            own.get_value_range() if value_range is None else _vector(_classes.Vector2d, value_range),
         )
         flat.ImageProperties_set_image_info(changed, info)
     return changed
@@ -336,15 +336,15 @@ def _directions(given: Any) -> Any:
     if isinstance(given, _classes.SpatialDirections):
         return given
     column, row = given[:2]
-    return flat.new_SpatialDirections(_vector3(column), _vector3(row))
+    return flat.new_SpatialDirections(_vector(_classes.Vector3d, column), _vector(_classes.Vector3d, row))
 
 
-def _vector3(numbers: Any) -> Any:
+def _vector(kind: Any, numbers: Any) -> Any:
     """What flat functions take for a vector: plain numbers as they are."""
-    return numbers if [type(one) for one in numbers] == _PLAIN_NUMBERS else as_vector(_classes.Vector3d, numbers)
+    return numbers if [type(one) for one in numbers] == _PLAIN_NUMBERS[kind] else as_vector(kind, numbers)
 
 
-_PLAIN_NUMBERS = [float] * 3
+_PLAIN_NUMBERS = {_classes.Vector2d: [float] * 2, _classes.Vector3d: [float] * 3}
 
 
 def _metadata(told: Any, channel_names: Sequence[str] | None) -> Any:

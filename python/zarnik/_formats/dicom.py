@@ -394,7 +394,6 @@ class _Volume:
         """Bring the frames into order, and return the matrix from indices to positions in LPS."""
         frames = self.frames
         first = frames[0]
-        matrix = numpy.eye(4)
         rows, columns = first.spacing or (1.0, 1.0)
         if min(rows, columns) <= 0:
             rows, columns = 1.0, 1.0
@@ -403,12 +402,15 @@ class _Volume:
             self._fail(f"has directions {orientation} that are none")
             orientation = [1.0, 0.0, 0.0, 0.0, 1.0, 0.0]
         # Directions have few digits in many files: without lengths of their own the spacing is what it is.
-        across, down = (numpy.array(part) / math.hypot(*part) for part in (orientation[:3], orientation[3:]))
-        normal = numpy.array(cross(across.tolist(), down.tolist()))
-        matrix[:3, 0], matrix[:3, 1] = across * columns, down * rows
-        matrix[:3, 2] = normal * (abs(first.distance or 0) or 1.0)
+        across, down = ([part / math.hypot(*parts) for part in parts] for parts in (orientation[:3], orientation[3:]))
+        normal = numpy.array(cross(across, down))
+        distance = abs(first.distance or 0) or 1.0
+        position = (len(frames) == 1 and first.position) or (0.0, 0.0, 0.0)
+        along_axes = zip(across, down, normal.tolist(), position)
+        matrix = numpy.array(
+            [[x * columns, y * rows, z * distance, at] for x, y, z, at in along_axes] + [[0.0, 0, 0, 1]]
+        )
         if len(frames) == 1:
-            matrix[:3, 3] = first.position or (0, 0, 0)
             return matrix
         if any(frame.position is None for frame in frames):
             return self._without_positions(matrix)
@@ -492,7 +494,7 @@ class _Volume:
         if first.kind == "iu" and is_gray and not planes.is_scaled:
             bits = min(max(int(first.get("BitsStored", planes.dtype.itemsize * 8)), 1), planes.dtype.itemsize * 8)
             is_signed = planes.dtype.kind == "i"
-            low, high = (-(2 ** (bits - 1)), 2 ** (bits - 1) - 1) if is_signed else (0, 2**bits - 1)
+            low, high = (-(2.0 ** (bits - 1)), 2.0 ** (bits - 1) - 1) if is_signed else (0.0, 2.0**bits - 1)
             told = {"bit_depth": bits, "value_range": (low, high)}
             if is_mapped:
                 (factors,) = maps
@@ -546,7 +548,7 @@ def _places(along: list[float]) -> list[int]:
     return places
 
 
-def _mapped_type(factors: tuple[float, float], low: int, high: int) -> str:
+def _mapped_type(factors: tuple[float, float], low: float, high: float) -> str:
     """The smallest integers that whole numbers become, or double precision."""
     if not all(factor == round(factor) for factor in factors):
         return "float64"
