@@ -283,9 +283,10 @@ class _Mapped(_Direct):
 
     def read_into(self, origin: Sequence[int], out: Any) -> None:
         chunks, memory, place_of = self.chunks, self._memory, self._id.get_chunk_info_by_coord
+        last = len(memory) - math.prod(chunks) * self.dtype.itemsize
         for index, source, target in parts_of_tiles(origin, out.shape, chunks):
             offset = place_of(tuple(map(operator.mul, index, chunks))).byte_offset
-            if offset is None:  # never written
+            if offset is None or offset > last:  # never written, or not there: the library tells
                 _Direct.read_into(self, origin, out)
                 return
             out[target] = numpy.ndarray(chunks, self.dtype, memory, offset)[source]
