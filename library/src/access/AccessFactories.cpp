@@ -201,6 +201,6 @@ std::shared_ptr<RandomAccess> RandomAccessFactory::openFile(std::string const & 
   return guarded([&]() -> std::shared_ptr<RandomAccess> { return openFileAccess(path, File::Mode::READ_WRITE); });
 }
 
-uint64_t RandomAccessFactory::bytesFromMappings() { return platform::PieceReader::copiedBytes(); }
+uint64_t RandomAccessFactory::bytesFromMappings() { return platform::PieceReader::bytesRead(); }
 
 } // namespace zarnik

@@ -58,6 +58,10 @@ void FileAccess::readMany(std::span<ReadRequest const> requests) {
       [&] { pieces_.read(requests, [this](std::span<ReadRequest const> others) { RandomAccess::readMany(others); }); });
 }
 
+std::optional<platform::PieceReader::Look> FileAccess::look(uint64_t offset, uint64_t size) {
+  return mode_ == File::Mode::WRITE ? std::nullopt : pieces_.look(offset, size);
+}
+
 size_t FileAccess::write(size_t offset, void const * source, size_t size) {
   if (mode_ == File::Mode::READ)
     requireCapability(*this, RandomAccessCapability::WRITE, "be written");

@@ -5,6 +5,7 @@
 #include "zarnik/access/RandomAccess.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace zarnik {
@@ -18,8 +19,8 @@ struct FilePlace {
 /// The place of a file given by its path alone.
 FilePlace placeOf(std::string const & path);
 
-/// A file, read and written at offsets by the system, without a cursor. Of what is read at once, many small pieces that
-/// lie close together are read through a mapping, see PieceReader.
+/// A file, read and written at offsets by the system, without a cursor, and read through a mapping where that is
+/// quicker, see PieceReader.
 class FileAccess final : public RandomAccess {
 public:
   FileAccess(platform::File file, platform::File::Mode mode, FilePlace place);
@@ -31,6 +32,8 @@ public:
   std::string toString() const override;
   size_t read(size_t offset, void * destination, size_t size) override;
   void readMany(std::span<ReadRequest const> requests) override;
+  /// Bytes where the system keeps them, see PieceReader; nothing where they are to be read.
+  std::optional<platform::PieceReader::Look> look(uint64_t offset, uint64_t size);
   size_t write(size_t offset, void const * source, size_t size) override;
   void resize(size_t newSize) override;
   void reserve(size_t offset, size_t size) const noexcept { file_.reserve(offset, size); }

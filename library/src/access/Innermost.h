@@ -4,6 +4,7 @@
 
 #include <type_traits>
 #include <typeinfo>
+#include <utility>
 
 namespace zarnik {
 
@@ -12,6 +13,10 @@ namespace zarnik {
 template <typename Class> Class const * exactly(DataAccess const & access) {
   static_assert(std::is_final_v<Class>);
   return typeid(access) == typeid(Class) ? static_cast<Class const *>(&access) : nullptr;
+}
+
+template <typename Class> Class * exactly(DataAccess & access) {
+  return const_cast<Class *>(exactly<Class>(std::as_const(access)));
 }
 
 /// What an accessor is over in the end, when it is a region, or a cursor, or both, of the library's own; else itself.

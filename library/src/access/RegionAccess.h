@@ -14,6 +14,7 @@ public:
   RegionAccess(std::shared_ptr<RandomAccess> source, size_t offset, size_t size);
 
   std::shared_ptr<RandomAccess> const & source() const { return source_; }
+  size_t offset() const { return offset_; }
 
   RandomAccessCapabilitySet capabilities() const override;
   size_t size() const override { return size_; }

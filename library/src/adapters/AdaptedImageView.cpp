@@ -129,7 +129,7 @@ std::shared_ptr<Extension> AdaptedImageView::tiling() const {
 
 bool AdaptedImageView::isInvertible() const {
   for (auto const & operation : adaptation_.values)
-    if (!operation.isInvertible)
+    if (!operation.isInvertible())
       return false;
   return true;
 }
@@ -180,7 +180,7 @@ ValueConversion AdaptedImageView::reading() const {
     return {};
   ValueConversion conversion(scalarTypeOf(adaptation_.sourceType));
   for (auto const & operation : adaptation_.values)
-    conversion.add({operation.type, operation.map});
+    conversion.add({operation.type(), operation.map()});
   return conversion;
 }
 
@@ -188,10 +188,10 @@ ValueConversion AdaptedImageView::writing() const {
   auto const & values = adaptation_.values;
   if (values.empty())
     return {};
-  ValueConversion conversion(values.back().type);
+  ValueConversion conversion(values.back().type());
   for (size_t n = values.size(); n-- > 0;) {
-    auto const type = n == 0 ? scalarTypeOf(adaptation_.sourceType) : values[n - 1].type;
-    conversion.add({type, values[n].inverse});
+    auto const type = n == 0 ? scalarTypeOf(adaptation_.sourceType) : values[n - 1].type();
+    conversion.add({type, values[n].inverse()});
   }
   return conversion;
 }

@@ -10,12 +10,22 @@
 
 namespace zarnik {
 
-/// A conversion of values, and the way back.
-struct ValueOperation {
-  ScalarType type; // of the result
-  std::optional<LinearMap> map;
-  std::optional<LinearMap> inverse;
-  bool isInvertible = true;
+/// A conversion of values, and the way back. Every view has its own, so it is kept small.
+class ValueOperation {
+public:
+  ValueOperation(ScalarType type, std::optional<LinearMap> map, std::optional<LinearMap> inverse, bool isInvertible)
+      : type_(type), isInvertible_(isInvertible), hasMap_(map.has_value()), hasInverse_(inverse.has_value()),
+        map_(map.value_or(LinearMap())), inverse_(inverse.value_or(LinearMap())) {}
+
+  ScalarType type() const { return type_; } ///< of the result
+  bool isInvertible() const { return isInvertible_; }
+  std::optional<LinearMap> map() const { return hasMap_ ? std::optional(map_) : std::nullopt; }
+  std::optional<LinearMap> inverse() const { return hasInverse_ ? std::optional(inverse_) : std::nullopt; }
+
+private:
+  ScalarType type_;
+  bool isInvertible_, hasMap_, hasInverse_;
+  LinearMap map_, inverse_;
 };
 
 /// How the samples of a view come from those of its source: the geometry, then the values.

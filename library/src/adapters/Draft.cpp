@@ -172,7 +172,8 @@ void Draft::convert(DataType type, std::optional<LinearMap> map, std::optional<L
                                       from.toString(), type.toString()));
   scalarTypeOf(from); // refuses what cannot be converted
   auto const scalar = scalarTypeOf(type);
-  adaptation_.values.push_back({scalar, map, inverse, isInvertible});
+  adaptation_.values.reserve(adaptation_.values.size() + 1); // and no room for more, which there hardly ever is
+  adaptation_.values.emplace_back(scalar, map, inverse, isInvertible);
   adaptation_.type = type;
 }
 

@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 #ifdef __linux__
 #include <sys/vfs.h>
@@ -22,7 +23,7 @@ constexpr uint64_t LARGEST_FILE = std::min<uint64_t>(uint64_t{1} << 42, std::num
 constexpr auto NO_WINDOW = std::numeric_limits<uint64_t>::max();
 constexpr uint8_t MAPPED = 255;
 
-std::atomic<uint64_t> copied = 0;
+std::atomic<uint64_t> bytesFromMappings = 0;
 
 /// Whether a page that cannot be read means that this machine is broken, not that another one is far away. File systems
 /// in memory are none of them: looking at what was never written takes memory there.
@@ -190,7 +191,7 @@ PieceReader::~PieceReader() {
     Residents::instance().remove(*windows);
 }
 
-uint64_t PieceReader::copiedBytes() { return copied; }
+uint64_t PieceReader::bytesRead() { return bytesFromMappings; }
 uint64_t PieceReader::residentBytes() { return Residents::instance().bytes(); }
 
 std::unique_ptr<PieceReader::Windows> PieceReader::makeWindows() const {
@@ -213,6 +214,28 @@ PieceReader::Windows * PieceReader::windows() {
   else
     Residents::instance().remove(*made);
   return ready;
+}
+
+PieceReader::Look::~Look() { ::madvise(pages_.data(), pages_.size(), MADV_DONTNEED); }
+
+std::optional<PieceReader::Look> PieceReader::look(uint64_t offset, uint64_t size) {
+#ifdef MADV_POPULATE_READ
+  auto const * const windows = this->windows();
+  if (windows == nullptr || size == 0 || offset >= windows->bytes || size > windows->bytes - offset ||
+      offset + size > sizeOf(descriptor_))
+    return std::nullopt;
+  static auto const pageBytes = static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+  auto const begin = offset / pageBytes * pageBytes;
+  std::span const pages(windows->memory + begin, offset + size - begin);
+  // Unlike a look at a page, this reports what cannot be read.
+  if (::madvise(pages.data(), pages.size(), MADV_POPULATE_READ) != 0)
+    return std::nullopt;
+  bytesFromMappings.fetch_add(size, std::memory_order_relaxed);
+  return std::optional<Look>(std::in_place, windows->memory + offset, pages);
+#else
+  (void)offset, (void)size;
+  return std::nullopt;
+#endif
 }
 
 void PieceReader::read(std::span<Request const> requests, ByCalls const & byCalls) {
@@ -258,7 +281,7 @@ void PieceReader::read(std::span<Request const> requests, ByCalls const & byCall
       copyPiece(request.destination, windows->memory + request.offset, request.size);
       bytes += request.size;
     }
-    copied.fetch_add(bytes, std::memory_order_relaxed);
+    bytesFromMappings.fetch_add(bytes, std::memory_order_relaxed);
   }
   callUntil(requests.size());
 }

@@ -20,6 +20,8 @@ namespace {
 constexpr uint64_t BLOCK_BYTES = uint64_t{1} << 20;
 // Of a file, blocks that stay in the cache next to the core until they are converted.
 constexpr uint64_t FILE_BLOCK_BYTES = uint64_t{1} << 18;
+// Runs of a file from this size on are converted where the system keeps them.
+constexpr uint64_t LOOK_BYTES = uint64_t{1} << 15;
 // A run that is read together with what lies between its parts has at most this many times the bytes that are needed;
 // at most twice as many where the parts are far apart.
 constexpr uint64_t WASTE = 8;
@@ -174,12 +176,13 @@ void writeWhole(RandomAccess & access, uint64_t offset, void const * source, uin
 /// Parts of a region that fit a block of memory, in which each run stands as it is in the accessor.
 struct Blocks {
   /// \param merged the axes that are part of a run
-  Blocks(Walk const & walk, size_t merged, uint64_t blockBytes = BLOCK_BYTES)
+  /// \param axes   the axes that a block has more than one element along, at most
+  Blocks(Walk const & walk, size_t merged, size_t axes, uint64_t blockBytes)
       : extents(VectorXu64::createUniform(walk.rank(), 1)),
         strides(VectorXu64::createUniform(walk.rank(), walk.elementBytes)) {
     auto bytes = walk.elementBytes;
     size_t axis = 0;
-    for (bool isWhole = true; isWhole && axis < walk.rank(); ++axis) {
+    for (bool isWhole = true; isWhole && axis < axes; ++axis) {
       bool const inRun = axis < merged;
       auto const stride = inRun ? walk.strides[axis] : bytes;
       auto const room = (blockBytes - std::min(blockBytes, bytes)) / stride + 1;
@@ -220,9 +223,23 @@ bool isDirect(Walk const & walk, ValueConversion const & conversion, uint64_t co
          (matching == wanted || walk.span(walk.size, matching) >= LARGE_RUN_BYTES);
 }
 
+/// Where an accessor's bytes are in a file that it reads.
+struct FilePart {
+  explicit FilePart(RandomAccess & access) {
+    auto * current = &access;
+    for (; auto const * const region = exactly<RegionAccess>(*current); current = region->source().get())
+      offset += region->offset();
+    file = exactly<FileAccess>(*current);
+  }
+
+  FileAccess * file = nullptr; ///< null if it reads something else
+  uint64_t offset = 0;
+};
+
 /// What is read, and what becomes of it.
 struct Reading {
   RandomAccess & access;
+  FilePart part;
   DataType type;
   uint64_t componentCount;
   ValueConversion const & conversion;
@@ -231,7 +248,6 @@ struct Reading {
 
 void readBlocks(Reading const & reading, Walk const & walk, size_t merged, Blocks const & blocks, Scratch & scratch,
                 void * destination) {
-  auto * const memory = scratch.atLeast(blocks.size);
   Requests requests(reading.access);
   forEachBlock(
       walk.size, blocks.extents, VectorXu64(walk.rank()), [&](VectorXu64 const & first, VectorXu64 const & size) {
@@ -239,19 +255,21 @@ void readBlocks(Reading const & reading, Walk const & walk, size_t merged, Block
           throw Error("another part of the region could not be read");
         Block const block(walk, first, walk.memory);
         auto const run = walk.span(size, merged);
-        forEachRun(walk, size, merged, blocks.strides,
-                   [&](uint64_t offset, uint64_t place) { requests.add(block.offset + offset, memory + place, run); });
-        requests.read();
-        readMemory(Indexer(size, reading.type, blocks.strides), memory, wholeBlock(size, 0, reading.componentCount),
+        auto const look = reading.part.file != nullptr && run >= LOOK_BYTES && walk.span(size, walk.rank()) == run
+                              ? reading.part.file->look(reading.part.offset + block.offset, run)
+                              : std::nullopt;
+        auto const * source = look ? look->data() : nullptr;
+        if (source == nullptr) {
+          auto * const memory = scratch.atLeast(blocks.size);
+          forEachRun(walk, size, merged, blocks.strides, [&](uint64_t offset, uint64_t place) {
+            requests.add(block.offset + offset, memory + place, run);
+          });
+          requests.read();
+          source = memory;
+        }
+        readMemory(Indexer(size, reading.type, blocks.strides), source, wholeBlock(size, 0, reading.componentCount),
                    reading.conversion, moved(destination, block.place), walk.memory);
       });
-}
-
-bool isFile(RandomAccess const & access) {
-  auto const * current = &access;
-  while (auto const * const region = exactly<RegionAccess>(*current))
-    current = region->source().get();
-  return exactly<FileAccess>(*current) != nullptr;
 }
 
 /// Reads slices of a file by threads that each have a block of their own. Slices are long: threads that touch the same
@@ -275,7 +293,9 @@ void readSlices(Reading & reading, Walk const & walk, size_t merged, void * dest
       slice.size[last] = std::min(extent, walk.size[last] - first);
       slice.offset += first * walk.strides[last];
       Scratch scratch;
-      readBlocks(reading, slice, merged, Blocks(slice, merged, FILE_BLOCK_BYTES), scratch,
+      // Short runs are collected until they fill a block.
+      auto const axes = slice.span(slice.size, merged) < LOOK_BYTES ? slice.rank() : merged;
+      readBlocks(reading, slice, merged, Blocks(slice, merged, axes, FILE_BLOCK_BYTES), scratch,
                  moved(destination, first * walk.memory.byteStrides[last]));
     });
   });
@@ -287,8 +307,8 @@ void readSlices(Reading & reading, Walk const & walk, size_t merged, void * dest
 void readRuns(RandomAccess & access, Indexer const & indexer, SampleRegion const & region,
               ValueConversion const & conversion, void * destination, SampleStrides const & strides) {
   Walk const walk(indexer, region, strides, false);
-  bool const fromFile = isFile(access);
-  auto const merged = walk.mergedAxes(fromFile), matching = walk.matchingAxes();
+  FilePart const part(access);
+  auto const merged = walk.mergedAxes(part.file != nullptr), matching = walk.matchingAxes();
   if (isDirect(walk, conversion, region.componentCount, matching, merged)) {
     Requests requests(access);
     auto const run = walk.span(walk.size, matching);
@@ -297,11 +317,11 @@ void readRuns(RandomAccess & access, Indexer const & indexer, SampleRegion const
     });
     return requests.read();
   }
-  Reading reading{access, indexer.dtype(), region.componentCount, conversion};
-  if (fromFile)
+  Reading reading{access, part, indexer.dtype(), region.componentCount, conversion};
+  if (part.file != nullptr)
     return readSlices(reading, walk, merged, destination);
   Scratch scratch;
-  readBlocks(reading, walk, merged, Blocks(walk, merged), scratch, destination);
+  readBlocks(reading, walk, merged, Blocks(walk, merged, walk.rank(), BLOCK_BYTES), scratch, destination);
 }
 
 bool readsToWrite(RandomAccess & access, DataType type, SampleRegion const & region) {
@@ -320,7 +340,7 @@ void writeRuns(RandomAccess & access, Indexer const & indexer, SampleRegion cons
     });
     return;
   }
-  Blocks const blocks(walk, contiguous);
+  Blocks const blocks(walk, contiguous, walk.rank(), BLOCK_BYTES);
   auto const scratch = allocateBlock(blocks.size);
   Requests requests(access);
   forEachBlock(

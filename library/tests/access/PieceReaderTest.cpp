@@ -140,6 +140,38 @@ TEST(PieceReader, SeesWhatIsWrittenAndWhatIsCut) {
   EXPECT_EQ(pieces.memory[210][0], 0);
 }
 
+TEST(PieceReader, LooksAtLargePartsThatAreConverted) {
+  constexpr size_t x = 1000, y = 700, z = 3, header = 1; // samples that are not aligned
+  auto const path = scratchFile(content(header + 2 * x * y * z));
+  auto const file = RandomAccessFactory::openFileRead(path);
+  auto const samples = RandomAccessFactory::extractRegion(file, header, file->size() - header);
+  auto image = ImageViewFactory::fromRandomAccess(samples, {x, y, z}, DataTypeId::UINT16);
+  image = ImageViewFactory::adaptDataType(ImageViewFactory::flip(ImageViewFactory::subSample(image, 2), 0),
+                                          DataTypeId::FLOAT);
+  auto const shape = image->shape();
+  std::vector<float> values(shape[0] * shape[1] * shape[2]);
+  RegionXu64 const whole(VectorXu64(3), shape);
+  auto const expectRead = [&] {
+    image->readRegion(whole, values.data());
+    for (size_t n = 0; n < values.size(); ++n) {
+      auto const sx = 2 * (shape[0] - 1 - n % shape[0]), sy = 2 * (n / shape[0] % shape[1]);
+      auto const at = header + 2 * (sx + x * (sy + y * 2 * (n / shape[0] / shape[1])));
+      ASSERT_EQ(values[n], byteAt(at) + 256 * byteAt(at + 1)) << "value " << n;
+    }
+  };
+  auto const isMapped = areMapped();
+  auto const before = PieceReader::bytesRead();
+  expectRead();
+  EXPECT_EQ(PieceReader::bytesRead() - before > sizeof(uint16_t) * values.size(), isMapped);
+
+  auto const other = RandomAccessFactory::openFile(path);
+  auto const end = content(file->size());
+  other->resize(end.size() / 2);
+  EXPECT_THROW(image->readRegion(whole, values.data()), Error);
+  other->write(0, end.data(), end.size());
+  expectRead();
+}
+
 TEST(PieceReader, KeepsToCallsWhereTheAddressSpaceIsLimited) {
   rlimit before{};
   ASSERT_EQ(::getrlimit(RLIMIT_AS, &before), 0);
