@@ -4,6 +4,7 @@ import io
 import pickle
 import shutil
 import struct
+import time
 import zipfile
 from pathlib import Path
 
@@ -185,6 +186,15 @@ def test_large_chunks_of_hdf5_and_what_is_written_meanwhile(userblock):
                 numpy.testing.assert_array_equal(image[key], file[name][()][key], name)
             assert image.to_memory().equals(file[name][()]), name
     del image
+    time.sleep(0.03)  # a file that was changed just now shares no tiles
+    with h5py.File("b.h5", "w") as file:
+        for name, options in (("piece", {}), ("chunks", {"chunks": (32, 32, 32)}), ("gzip", {"compression": "gzip"})):
+            file.create_dataset(name, data=numpy.zeros((64, 64, 64), "u1"), **options)
+            file["link to " + name] = h5py.ExternalLink("a.h5", name if name != "gzip" else "sparse")
+    for name in ("piece", "chunks", "gzip"):
+        linked = zarnik.open("b.h5", dataset="link to " + name)
+        assert linked.equals(zarnik.open("a.h5", dataset=name if name != "gzip" else "sparse"))
+    del linked
     with h5py.File("a.h5", "r+") as file:
         for name in ("chunks", "piece"):
             file[name][40, 40] = 5

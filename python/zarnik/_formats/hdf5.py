@@ -55,18 +55,20 @@ class HDF5(Format):
 
         file = _opened(source)
         # What somebody in this process writes is in the file when the library thinks fit.
-        is_still = file.get_intent() == h5py.h5f.ACC_RDONLY
+        is_in_file = file.get_intent() == h5py.h5f.ACC_RDONLY
         if dataset is not None:
             found = h5py.Group(file).get(dataset)
             if not isinstance(found, h5py.Dataset):
                 there = ", ".join(_identifiers(file)) or "none"
                 raise _classes.InvalidArgument(f"there is no dataset {dataset!r} in {source.name!r}, but {there}")
+            # Behind a link to another file it is there.
+            is_in_file = is_in_file and h5py.h5f.get_name(found.id) == h5py.h5f.get_name(file)
             one = _Dataset(dataset, found.id)
             if one.problem:
                 raise _classes.Error(f"dataset {dataset!r} of {source.name!r} {one.problem}")
-            return [_series(source, one, axes, is_still)]
+            return [_series(source, one, axes, is_in_file)]
         every = (_Dataset(name, one) for name, one in _identifiers(file).items())
-        return [_series(source, one, axes, is_still) for one in every if not one.problem]
+        return [_series(source, one, axes, is_in_file) for one in every if not one.problem]
 
     def save(  # type: ignore[override]
         self,
@@ -217,10 +219,10 @@ def _problem(dtype: Any, shape: Any) -> str | None:
     return None
 
 
-def _series(source: Source, dataset: _Dataset, axes: Any, is_still: bool) -> Series:
+def _series(source: Source, dataset: _Dataset, axes: Any, is_in_file: bool) -> Series:
     def make() -> Any:
         letters, told = _told(dataset, axes)
-        return image_of(_array(source, dataset, is_still), letters, **told)
+        return image_of(_array(source, dataset, is_in_file), letters, **told)
 
     compression = None
     if dataset.filters:
@@ -230,11 +232,11 @@ def _series(source: Source, dataset: _Dataset, axes: Any, is_still: bool) -> Ser
     return Series(dataset.name, [make], {"chunks": dataset.chunks, "compression": compression})
 
 
-def _array(source: Source, dataset: _Dataset, is_still: bool) -> Any:
+def _array(source: Source, dataset: _Dataset, is_in_file: bool) -> Any:
     if dataset.filters:
-        identity = _elements.identity_of(source, dataset.path)
+        identity = _elements.identity_of(source, dataset.path) if is_in_file else None
         return TiledArray(dataset.shape, dataset.dtype, dataset.chunks, _Chunks(dataset), identity=identity)
-    if source.path is not None and is_still and dataset.is_plain and dataset.dtype.kind != "c":
+    if source.path is not None and is_in_file and dataset.is_plain and dataset.dtype.kind != "c":
         if dataset.offset is not None:
             return _elements.elements(source, dataset.offset, dataset.shape, dataset.dtype, "")
         if dataset.chunks and _Mapped.is_worth_it(dataset):
