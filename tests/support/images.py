@@ -8,18 +8,8 @@ import numpy
 
 import _zarnik
 import zarnik
+from support.values import type_id
 from zarnik import _classes
-
-DATA_TYPES = {
-    "uint8": _zarnik.DataTypeId_UINT8,
-    "int8": _zarnik.DataTypeId_INT8,
-    "uint16": _zarnik.DataTypeId_UINT16,
-    "int16": _zarnik.DataTypeId_INT16,
-    "uint32": _zarnik.DataTypeId_UINT32,
-    "int32": _zarnik.DataTypeId_INT32,
-    "float32": _zarnik.DataTypeId_FLOAT,
-    "float64": _zarnik.DataTypeId_DOUBLE,
-}
 
 
 def whole(shape: Any) -> Any:
@@ -33,7 +23,7 @@ def shape_of(view: Any) -> list[int]:
 def image_of(array: numpy.ndarray, data_type: int | None = None) -> Any:
     """An image in memory with the samples of an array: first axis first; a vector type takes the array's last axis."""
     shape = array.shape if data_type is None else array.shape[:-1]
-    made = _zarnik.ImageViewFactory_allocate(shape, DATA_TYPES[array.dtype.name] if data_type is None else data_type)
+    made = _zarnik.ImageViewFactory_allocate(shape, type_id(array.dtype) if data_type is None else data_type)
     _zarnik.ImageView___write_region(made, whole(shape), bytes_of(array, len(shape)))
     return made
 

@@ -22,6 +22,12 @@ ELEMENTS = {
 }
 
 
+def type_id(dtype: Any, prefix: str = "") -> int:
+    """The identifier of the data type of elements of a dtype, or of vectors of it that a prefix such as VEC3_ tells."""
+    name = numpy.dtype(dtype).name.upper()
+    return getattr(_zarnik, f"DataTypeId_{prefix}" + {"FLOAT32": "FLOAT", "FLOAT64": "DOUBLE"}.get(name, name))
+
+
 def call(name: str, method: str, *arguments: Any) -> Any:
     """A method of a class, as a flat function."""
     return getattr(_zarnik, f"{name}_{method}")(*arguments)

@@ -13,6 +13,7 @@ from support.expect import fails
 from support.fake_numpy import run_with_numpy, table
 from support.shared_types import READ, CountingView
 from support.strided import SHARED_DTYPES
+from support.values import type_id
 from zarnik import _classes
 
 COLUMN, ROW, SLICE, CHANNEL, SEQUENCE = range(5)
@@ -56,9 +57,8 @@ def test_axes_come_in_the_order_of_numpy(name):
 @pytest.mark.parametrize("dtype", SHARED_DTYPES, ids=str)
 def test_data_types(dtype):
     expected = numpy.dtype(dtype.name)
-    name = {"float32": "FLOAT", "float64": "DOUBLE"}.get(dtype.name, dtype.name.upper())
     for components in ("", "VEC2_", "VEC4_"):
-        found = to_array(CountingView((2, 3), getattr(_zarnik, f"DataTypeId_{components}{name}"))).dtype
+        found = to_array(CountingView((2, 3), type_id(dtype, components))).dtype
         assert (found.num, found) == (expected.num, expected)
 
 
