@@ -32,6 +32,10 @@ def test_streams_and_random_accessors():
     access = stream(b"hello world")
     assert type(access) is _classes.StreamAccess
     assert _zarnik.StreamAccess_support(access, _classes.StreamAccessCapabilitySet(7)) is True
+    assert _zarnik.StreamAccess_peek(access) == ord("h")
+    assert read(access, 20) == b"hello world"
+    states = _zarnik.StreamAccess_get_good, _zarnik.StreamAccess_get_eof, _zarnik.StreamAccess_get_fail
+    assert [state(access) for state in states] == [False, True, False]
     _zarnik.StreamAccess_seek(access, 0, END)
     refused("no byte to peek at", _zarnik.StreamAccess_peek, access)
     _zarnik.StreamAccess_seek(access, 3, BEGIN)
@@ -42,6 +46,7 @@ def test_streams_and_random_accessors():
     assert "memory of 11 bytes" in _zarnik.StreamAccess_to_string(access)
     access = _zarnik.RandomAccessFactory_allocate(4)
     assert type(access) is _classes.RandomAccess
+    assert _zarnik.RandomAccess_capabilities(access).value() == 15
     assert _zarnik.RandomAccess_support(access, _classes.RandomAccessCapabilitySet(15)) is True
     refused("cannot allocate", _zarnik.RandomAccess_resize, access, 2**63)
 

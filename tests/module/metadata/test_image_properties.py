@@ -68,18 +68,15 @@ def test_calibration_defaults_and_setters_agree_with_constructors(count):
 
 
 def test_image_information():
-    full = new_info(VOLUME, CMYK, True, 12, (0, 4095))
-    assert get(full, "ImageInfoProperty", "axes_interpretation") == VOLUME
-    assert _zarnik.ImageInfoProperty__get_interpretation(full) == CMYK
-    assert get(full, "ImageInfoProperty", "alpha") is True
-    assert get(full, "ImageInfoProperty", "bit_depth") == 12
-    assert numbers(get(full, "ImageInfoProperty", "value_range")) == (0, 4095)
-
-    unknown, typed = new_info(UINT16), new_info(VOLUME, _classes.DataType(UINT16))
-    assert get(unknown, "ImageInfoProperty", "axes_interpretation") == _zarnik.cvar.ImageTypeId_UNKNOWN
-    assert _zarnik.ImageInfoProperty__get_interpretation(unknown) == _zarnik.ImageInterpretation_UNKNOWN
-    assert numbers(get(unknown, "ImageInfoProperty", "value_range")) == (0, 65535)
-    assert get(unknown, "ImageInfoProperty", "alpha") is False
+    full, unknown = new_info(VOLUME, CMYK, True, 12, (0, 4095)), new_info(UINT16)
+    for info, interpretation, *others in (
+        (full, CMYK, VOLUME, True, 12, (0, 4095)),
+        (unknown, _zarnik.ImageInterpretation_UNKNOWN, _zarnik.cvar.ImageTypeId_UNKNOWN, False, 16, (0, 65535)),
+    ):
+        assert _zarnik.ImageInfoProperty__get_interpretation(info) == interpretation
+        names = ("axes_interpretation", "alpha", "bit_depth", "value_range")
+        assert [get(info, "ImageInfoProperty", name) for name in names] == others
+    typed = new_info(VOLUME, _classes.DataType(UINT16))
     changed = set_(typed, "ImageInfoProperty", interpretation=CMYK, alpha=True, bit_depth=12, value_range=(0, 4095))
     assert _zarnik.ImageInfoProperty___eq__(changed, full)
     assert not _zarnik.ImageInfoProperty___eq__(new_info(VOLUME, CMYK, True, UINT16), full)
