@@ -10,6 +10,7 @@ import signal
 import sys
 import threading
 import time
+import types
 import zipfile
 from pathlib import Path
 
@@ -182,6 +183,12 @@ def test_exceptions_of_files_are_the_cause():
 
     # Which is no error of the library.
     raises(KeyboardInterrupt, "", zarnik.open_stream(Interrupted()).read, 3)
+
+
+def test_streams_that_cannot_seek_are_read_in_pieces(monkeypatch):
+    monkeypatch.setattr("zarnik._access._PIECE", 1000)
+    stream = zarnik.open_stream(types.SimpleNamespace(read=io.BytesIO(CONTENT).read))
+    assert not stream.seekable() and stream.read() == CONTENT
 
 
 def test_buffers_are_kept_and_pinned():

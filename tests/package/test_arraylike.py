@@ -155,6 +155,7 @@ def test_nan_is_equal_and_shapes_differ():
     assert image.equals(zarnik.from_numpy(numpy.array([[1, numpy.nan]])))
     assert not image.equals(zarnik.from_numpy(numpy.array([[1, 2.0]])))
     assert not image.equals(zarnik.from_numpy(numpy.array([[1, numpy.nan]]), "YT"))
+    assert not zarnik.zeros((2, 2), axes="YX").equals(zarnik.zeros((2, 2), axes="ZX"))
     assert not image.equals("text")
     assert bool(zarnik.zeros((0, 3))) is True
 

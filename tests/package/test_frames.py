@@ -111,7 +111,7 @@ def test_assignments_that_change_nothing(frame, name, values, error, message):
 
 def test_rows(frame):
     assert [row["count"] for row in frame.rows(-2, -1)] == [2]
-    frame.append({"area": 9, "label": "one", "count": 4})
+    frame.insert(3, {"area": 9, "label": "one", "count": 4})
     frame.insert(1, {"area": [7, 8], "label": ["p", "q"], "count": [5, 6]})
     expected = {
         "area": [1.5, 7, 8, 2.5, 3.5, 9],
@@ -186,9 +186,9 @@ def test_dictionaries_are_copies(frame):
 
 
 def test_representations():
-    frame = make({"<a>": numpy.arange(12), "text": ["<b>&"] * 12}, {"<a>": "<mm>"})
+    frame = make({"<a>": numpy.arange(12), "text": ["<b>&"] * 12}, {"<a>": "<mm>", "text": "in"})
     text = repr(frame)
-    assert "12 rows x 2 columns" in text and "<a> [<mm>]" in text and text.endswith("...")
+    assert "12 rows x 2 columns" in text and "<a> [<mm>]" in text and "text [in]" in text and text.endswith("...")
     shown = frame._repr_html_()
     assert "<th>&lt;a&gt;<br>[&lt;mm&gt;]</th>" in shown
     assert "<td>&lt;b&gt;&amp;</td>" in shown and "<b>" not in shown

@@ -212,6 +212,7 @@ def test_uniform_and_properties():
     assert image.shape == (2**20, 2**20, 3)
     assert image.view_origin().data_origin() is zarnik.ViewDataOrigin.GENERATED
     assert image[2**20 - 1, 0].tolist() == [7, 7, 7]
+    assert zarnik.uniform((2, 3, 4), 1, axes="CXY").shape == (4, 3, 2)
     changed = image.with_properties(spacing=[1.0, 2.0, 3.0], unit="mm", metadata={"scan": {"a": 1}})
     assert (list(changed.get_spatial_spacing()), changed.get_spatial_unit()) == ([1, 2, 3], "mm")
     assert image.get_spatial_unit() == ""
