@@ -165,7 +165,8 @@ def test_memory_and_threads_of_random_accessors(kind, tmp_path):
             assert array[4] == ord("M")
             array[4] = CONTENT[4]
         if capabilities & RESIZE:
-            _zarnik.RandomAccess_resize(access, 1_000_000)
+            for size in (5, 200, 1_000_000):
+                _zarnik.RandomAccess_resize(access, size)
             access.write(1_999_000, bytes(1000))
         # The memory that was shared outlives all that becomes of the accessor.
         del access

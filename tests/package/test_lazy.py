@@ -168,6 +168,7 @@ def test_channels_and_stacks():
     stacked = zarnik.stack(images, axis="T", threads=2)
     assert stacked.axes == "TYX"
     shows(stacked, numpy.stack(frames))
+    shows(stacked.crop(t=slice(None, None, -2)), numpy.stack(frames)[::-2])
     shows(stacked.frames("T")[1], frames[1])
     shows(stacked.frames("Y")[4], numpy.stack(frames)[:, 4])
     colours = zarnik.stack(images, axis="C")

@@ -12,6 +12,25 @@
 namespace zarnik::test {
 namespace {
 
+/// A stream of which the library knows nothing.
+class ForeignStream : public StreamAccess {
+public:
+  explicit ForeignStream(std::shared_ptr<StreamAccess> stream) : stream_(std::move(stream)) {}
+  StreamAccessCapabilitySet capabilities() const override { return StreamAccessCapability::READ_SEEK; }
+  bool eof() const override { return stream_->eof(); }
+  bool fail() const override { return stream_->fail(); }
+  std::string toString() const override { return "foreign stream"; }
+  uint8_t peek() override { return stream_->peek(); }
+  void flush() override {}
+  size_t tell() override { return stream_->tell(); }
+  void seek(int64_t offset, SeekOrigin origin) override { stream_->seek(offset, origin); }
+  size_t read(void * destination, size_t size) override { return stream_->read(destination, size); }
+  size_t write(void const *, size_t) override { return 0; }
+
+private:
+  std::shared_ptr<StreamAccess> stream_;
+};
+
 TEST(Access, RefusesWhatIsNull) {
   EXPECT_THROW(RandomAccessFactory::extractRegion(nullptr, 0), InvalidArgument);
   EXPECT_THROW(RandomAccessFactory::extractRegion(nullptr, 0, 0), InvalidArgument);
@@ -28,6 +47,9 @@ TEST(Access, KeepsRegionsInside) {
   EXPECT_THROW(RandomAccessFactory::extractRegion(memory, 1, SIZE_MAX), InvalidArgument);
   EXPECT_THROW(RandomAccessFactory::extractRegion(memory, SIZE_MAX, 2), InvalidArgument);
 
+  uint8_t byte = 0;
+  RandomAccess::ReadRequest const behind{3, &byte, 1};
+  EXPECT_THROW(RandomAccessFactory::extractRegion(memory, 0, 3)->readMany({&behind, 1}), Error);
   auto const region = RandomAccessFactory::extractRegion(memory, 4, 6);
   memory->resize(5);
   EXPECT_EQ(region->buffer(), nullptr) << "the region's memory is no longer there";
@@ -42,7 +64,7 @@ TEST(Access, IsReadByThreadsWhateverStandsBehindIt) {
        {RandomAccessFactory::copyInMemory(file), file, RandomAccessFactory::openFileRead(path),
         RandomAccessFactory::mapFile(path),
         RandomAccessFactory::extractRegion(RandomAccessFactory::extractRegion(file, 3, 190), 2, 180),
-        RandomAccessFactory::fromStream(StreamAccessFactory::openFile(path))}) {
+        RandomAccessFactory::fromStream(std::make_shared<ForeignStream>(StreamAccessFactory::openFile(path)))}) {
     auto const content = readAll(*access);
     std::atomic<size_t> wrong = 0;
     onThreads(4, [&](size_t thread) {

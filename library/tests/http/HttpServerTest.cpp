@@ -99,17 +99,6 @@ int HttpServer::tlsPort_ = 0;
 std::string HttpServer::certificate_;
 std::string HttpServer::root_;
 
-TEST_F(HttpServer, IsReadOverKeptConnections) {
-  for (auto const * const path : {"content.bin", "moved/content.bin", "content.bin?query=1#fragment"}) {
-    auto const access = openHttpRead(uri(path), "GET", {});
-    EXPECT_TRUE(readAll(*access) == content_) << path;
-    EXPECT_EQ(access->resourceId().find('#'), std::string::npos);
-  }
-  EXPECT_EQ(openHttpRead(uri("empty.bin"), "GET", {})->size(), 0u);
-  EXPECT_THROW(openHttpRead(uri("missing.bin"), "GET", {}), Error);
-  EXPECT_THROW(openHttpRead(uri(""), "GET", {}), Error); // a folder
-}
-
 TEST_F(HttpServer, IsReadOverTlsByThoseWhoTrustIt) {
   for (auto const * const name : {"SSL_CERT_FILE", "CURL_CA_BUNDLE"}) {
     EnvironmentVariable const nobody("SSL_CERT_FILE", nullptr);

@@ -7,12 +7,10 @@
 #include "zarnik/metadata/VariantDataValueConverter.h"
 #include "zarnik/metadata/VariantDataValueFactory.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <gmock/gmock.h>
 #include <limits>
-#include <random>
 #include <vector>
 
 using namespace zarnik;
@@ -82,29 +80,6 @@ TEST(MetadataNode, DeferredChildrenAreMadeOnceForAllCopies) {
 
 using Factory = VariantDataValueFactory;
 using Converter = VariantDataValueConverter;
-
-template <typename T> class NumericVariantValue : public testing::Test {};
-using Numbers = testing::Types<uint8_t, uint16_t, uint32_t, uint64_t, int8_t, int16_t, int32_t, int64_t, float, double>;
-TYPED_TEST_SUITE(NumericVariantValue, Numbers);
-
-TYPED_TEST(NumericVariantValue, OwnsAlignedCopiesOfTheElements) {
-  using Limits = std::numeric_limits<TypeParam>;
-  std::vector<TypeParam> const expected{Limits::lowest(), 0, 1, Limits::max()};
-  auto source = expected;
-  std::shared_ptr<VariantDataValue> copy;
-  {
-    auto const value = Factory::create(source.data(), source.size());
-    source.assign(4, TypeParam{7});
-    copy = value->clone();
-    EXPECT_NE(copy->raw(), value->raw());
-  }
-  EXPECT_EQ(copy->type(), DataType(dataTypeIdOf<TypeParam>));
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(copy->raw()) % alignof(TypeParam), 0u);
-  auto const * elements = static_cast<TypeParam const *>(copy->raw());
-  EXPECT_EQ(std::vector<TypeParam>(elements, elements + copy->count()), expected);
-  for (size_t i = 0; i < expected.size(); ++i)
-    EXPECT_EQ(Converter::toDouble(*copy, i), static_cast<double>(expected[i]));
-}
 
 TEST(VariantDataValue, StringsOfAllWidthsAreCopiedAndReadAsUtf8) {
   char const * const expected = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
