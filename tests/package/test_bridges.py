@@ -232,7 +232,8 @@ def test_nibabel_kinds(tmp_path):
     scaled = nibabel.Nifti1Image(numpy.arange(24, dtype="f8").reshape(2, 3, 4) / 3, matrix_of(numpy.eye(3)))
     scaled.set_data_dtype("int16")
     other = nibabel.MGHImage(scaled.get_fdata().astype("f4"), scaled.affine)
-    for name, written in (("a.nii", scaled), ("a.nii.gz", scaled), ("a.mgz", other)):
+    plain = nibabel.Nifti1Image(numpy.arange(24, dtype="i2").reshape(2, 3, 4), scaled.affine)
+    for name, written in (("a.nii", scaled), ("a.nii.gz", scaled), ("plain.nii", plain), ("a.mgz", other)):
         nibabel.save(written, tmp_path / name)
         read = zarnik.from_nibabel(nibabel.load(tmp_path / name))
         numpy.testing.assert_array_equal(read.to_numpy("XYZ"), nibabel.load(tmp_path / name).get_fdata())
