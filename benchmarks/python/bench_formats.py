@@ -141,6 +141,12 @@ def hdf5(folder: Path, array: Any) -> Iterator[Ratio]:
         with h5py.File(path) as file:
             return file["image"][key]
 
+    def described(key: Any) -> Any:
+        with h5py.File(path) as file:
+            dataset = file["image"]
+            told = [axis.label for axis in dataset.dims], dataset.attrs["affine"], dataset.attrs["unit"]
+            return dataset[key], told
+
     for name, options in (
         ("one piece", {"chunks": None}),
         ("chunks", {"chunks": (64, 64, 64)}),
@@ -151,6 +157,8 @@ def hdf5(folder: Path, array: Any) -> Iterator[Ratio]:
             numpy.testing.assert_array_equal(alone(key), array[key])
             times = medians(lambda key=key: zarnik.open(path)[key], lambda key=key: alone(key))
             yield Ratio(f"HDF5 {name}, open, {what}", "h5py", *times, AIM)
+            times = medians(lambda key=key: zarnik.open(path)[key], lambda key=key: described(key))
+            yield Ratio(f"HDF5 {name}, open, {what}", "h5py, and where it lies", *times, AIM)
 
 
 def dicom(folder: Path, array: Any) -> Iterator[Ratio]:

@@ -392,10 +392,13 @@ class _Level:
         """Where the first page is and how far the next ones are apart, if each is one piece and the steps are equal."""
         if not self.keyframe.is_contiguous or len(pages) != math.prod(self._lead):
             return None, None
-        pieces = [(page.dataoffsets, page.databytecounts) for page in pages if page is not None]
-        if len(pieces) < len(pages) or not all(len(at) == len(of) == 1 or _is_one_piece(at, of) for at, of in pieces):
+        if None in pages:
             return None, None
-        offsets = [at[0] for at, _ in pieces]
+        starts, counts = [page.dataoffsets for page in pages], [page.databytecounts for page in pages]
+        has_one = set(map(len, starts)) == set(map(len, counts)) == {1}
+        if not has_one and not all(map(_is_one_piece, starts, counts)):
+            return None, None
+        offsets = [start[0] for start in starts]
         step = offsets[1] - offsets[0] if len(offsets) > 1 else 0
         if step < 0 or offsets != [offsets[0] + place * step for place in range(len(offsets))]:
             return None, None
@@ -495,9 +498,9 @@ def _entity_of(source: Source) -> Any:
 
 def _is_one_piece(offsets: Sequence[int], counts: Sequence[int]) -> bool:
     """Whether segments at some offsets, of so many bytes, follow each other."""
-    return len(offsets) > 1 and all(
+    return len(offsets) == len(counts) > 0 and all(
         offset + count == after for offset, count, after in zip(offsets, counts, offsets[1:])
-    )  # fmt: skip
+    )
 
 
 class _Picked:
