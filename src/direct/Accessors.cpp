@@ -493,7 +493,7 @@ PyMethodDef methods[] = {
     {"http_version", versionOverHttp, METH_O, "What tells versions of a resource over HTTP apart, None for any other."},
     {"http_counters", httpCounters, METH_O, "What an access over HTTP has done so far, None for any other."},
     {"bytes_from_mappings", bytesFromMappings, METH_NOARGS,
-     "How many bytes of files were copied from mappings, which the system does not count as read."},
+     "How many bytes of files were read from mappings, which the system does not count as read."},
     {}};
 DirectFunctions const registered(methods);
 

@@ -108,8 +108,9 @@ public:
 
   /// Open a file for reading; its regions are read in place, without a cursor.
   /// Many small pieces that lie close together (readMany) are copied from a mapping, of which at most 128 MiB are
-  /// resident, where the file is on a drive of this machine and RLIMIT_AS is not set. Whether the file still has them
-  /// is looked at just before; that it is cut in between, or the drive fails, ends the process by SIGBUS there.
+  /// resident, and images over the file convert large parts there, where the file is on a drive of this machine and
+  /// RLIMIT_AS is not set. Whether the file still has them is looked at just before; that it is cut in between, or the
+  /// drive fails under small pieces, ends the process by SIGBUS there.
   ///
   /// \throws Error if the file can not be opened
   static std::shared_ptr<RandomAccess> openFileRead(std::string const & path);
@@ -118,7 +119,7 @@ public:
   /// \throws Error if the file can not be opened
   static std::shared_ptr<RandomAccess> openFile(std::string const & path);
 
-  /// Return how many bytes of files this process has copied from mappings, which the system does not count as read.
+  /// Return how many bytes of files this process has read from mappings, which the system does not count as read.
   static uint64_t bytesFromMappings();
 #endif
 };
