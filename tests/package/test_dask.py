@@ -14,6 +14,7 @@ import pytest
 
 import zarnik
 from support import elsewhere
+from support.expect import raises
 
 ARRAY = numpy.arange(6 * 50 * 70, dtype="uint16").reshape(6, 50, 70)
 
@@ -63,8 +64,7 @@ def test_chunks_are_tiles():
             assert image.to_dask().numblocks == blocks
     assert image.to_dask({"Z": 2, 1: 25}).chunks == ((2, 2, 2), (25, 25), (70,))
     assert image.to_dask((3, -1, 35)).numblocks == (2, 1, 2)
-    with pytest.raises(ValueError, match="axis 'T' is none of the axes 'ZYX'"):
-        image.to_dask({"T": 1})
+    raises(ValueError, "axis 'T' is none of the axes 'ZYX'", image.to_dask, {"T": 1})
 
 
 def test_a_slice_reads_no_more_than_it_shows():
@@ -101,10 +101,8 @@ def test_an_image_of_a_dask_array():
     for again in (image, pickle.loads(pickle.dumps(image))):
         numpy.testing.assert_array_equal(again.to_numpy(), ARRAY * 2)
     assert image.to_dask("tiles").chunks == array.chunks
-    with pytest.raises(ValueError, match="chunks of unknown size"):
-        zarnik.from_dask(array[array > 5])
-    with pytest.raises(TypeError, match="from_array takes others"):
-        zarnik.from_dask(ARRAY)
+    raises(ValueError, "chunks of unknown size", zarnik.from_dask, array[array > 5])
+    raises(TypeError, "from_array takes others", zarnik.from_dask, ARRAY)
     with pytest.raises(zarnik.Error, match="division"):
         zarnik.from_dask(array.map_blocks(lambda block: 1 // 0, dtype="i4", meta=numpy.zeros((0, 0, 0), "i4")))[0]
 

@@ -10,7 +10,7 @@ import pytest
 from numpy.testing import assert_array_equal
 
 import zarnik
-from support.expect import run_python
+from support.expect import raises, run_python
 from support.shared_types import GatedView, ThrowingView
 from zarnik import _direct
 
@@ -50,8 +50,7 @@ def test_a_buffer_stays_where_it_is_while_it_is_written(far_away):
     buffer = bytearray(64 * 64)
     thread = in_thread(_direct.write_buffer, far_away, (0, 0), (64, 64), buffer)
     wait_until(lambda: GatedView.waiting() == 1)
-    with pytest.raises(BufferError):
-        buffer.append(1)
+    raises(BufferError, "", buffer.append, 1)
     GatedView.open(True)
     thread.join()
     buffer.append(1)
@@ -104,8 +103,7 @@ def test_a_large_image_is_written_from_read_only_memory():
         _direct.write_buffer(image, (0, 0), (256, 512), source)
         assert_array_equal(image.read(), values)
     for refused in (values.T, values[:, ::2], "text", 5):
-        with pytest.raises((TypeError, ValueError)):
-            _direct.write_buffer(image, (0, 0), (256, 512), refused)
+        raises((TypeError, ValueError), "", _direct.write_buffer, image, (0, 0), (256, 512), refused)
     with pytest.raises(TypeError, match="fill_buffer needs a contiguous buffer"):
         _direct.fill_buffer(image, (0, 0), (256, 512), values.tobytes())
 

@@ -143,10 +143,8 @@ def test_folders_take_the_place_of_folders(tmp_path):
     write("1")
     write("2")
     raises(zarnik.Error, "nothing of this format", write, "3", allowed=False)
-    with pytest.raises(KeyboardInterrupt):
-        write("4", error=KeyboardInterrupt())
-    with pytest.raises(zarnik.Error, match="No space left"):
-        write("5", error=OSError(28, os.strerror(28)))
+    raises(KeyboardInterrupt, "", write, "4", error=KeyboardInterrupt())
+    raises(zarnik.Error, "No space left", write, "5", error=OSError(28, os.strerror(28)))
     assert os.listdir(tmp_path) == ["data.folder"] and (path / "a" / "b" / "file").read_text() == "2"
     (tmp_path / "more").mkdir()
     for _ in range(2):

@@ -76,8 +76,7 @@ def test_mrc_that_we_write(axes, shape):
     again = zarnik.open("a.mrc")
     assert (again.shape[-len(shape) :] if len(shape) > 2 else again.shape[1:]) == shape
     numpy.testing.assert_allclose(again.origin, (10, 20, 30))
-    with pytest.raises(zarnik.InvalidArgument, match="astype"):
-        zarnik.save("b.mrc", image.astype("float64"))
+    raises(zarnik.InvalidArgument, "astype", zarnik.save, "b.mrc", image.astype("float64"))
 
 
 # ---- HDF5 ------------------------------------------------------------------------------------------------------------

@@ -42,8 +42,7 @@ def test_tables_pass_through_the_interface(frame):
     back["f8"] = 7
     assert_array_equal(frame["f8"], [1, 2, 100])
     assert back["f8"].flags.writeable
-    with pytest.raises(TypeError, match="__arrow_c_stream__ is needed, got list"):
-        zarnik.DataFrameView.from_arrow([1])
+    raises(TypeError, "__arrow_c_stream__ is needed, got list", zarnik.DataFrameView.from_arrow, [1])
 
 
 def test_a_stream_is_taken_once(frame):
@@ -59,8 +58,7 @@ def test_a_stream_is_taken_once(frame):
     assert_same(back, expected)
     assert back["f8"].ctypes.data == address
     Once.stream = 5
-    with pytest.raises(ValueError, match="PyCapsule"):
-        zarnik.DataFrameView.from_arrow(Once())
+    raises(ValueError, "PyCapsule", zarnik.DataFrameView.from_arrow, Once())
 
 
 def test_tables_without_rows_or_columns_and_some_that_cannot_pass(frame):

@@ -57,8 +57,7 @@ def test_flat_functions_open_uris(web: Nginx) -> None:
         zarnik.RandomAccessFactory.open_http_read(zarnik.Uri(web.url("content.bin")), "GET", headers),
     ):
         assert access.read(0, 100) == BODY[:100]
-    with pytest.raises(zarnik.Error, match="status 404"):
-        zarnik.RandomAccessFactory.open_uri_read(zarnik.Uri(web.url("missing")))
+    raises(zarnik.Error, "status 404", zarnik.RandomAccessFactory.open_uri_read, zarnik.Uri(web.url("missing")))
     with pytest.raises(zarnik.Error, match="status 405"):
         stream = zarnik.StreamAccessFactory.open_uri_write(zarnik.Uri(web.url("content.bin")))
         for _ in range(100):

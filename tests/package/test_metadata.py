@@ -111,8 +111,7 @@ def test_values_convert_and_compare():
     assert variant(5).type() == zarnik.DataTypeId.INT32
     assert variant(2**31).type() == zarnik.DataTypeId.INT64
     assert repr(variant(list(range(20)))).endswith("[0, 1, 2, 3, 4, 5, 6, 7, ... 20 in all]>")
-    with pytest.raises(TypeError, match="value of one element"):
-        int(variant([1, 2]))
+    raises(TypeError, "value of one element", int, variant([1, 2]))
     with pytest.raises(IndexError):
         variant([1, 2])[2]
 

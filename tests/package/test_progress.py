@@ -9,7 +9,7 @@ import numpy
 import pytest
 
 import zarnik
-from support.expect import run_python
+from support.expect import raises, run_python
 
 SHAPE = 40, 1000, 500
 
@@ -46,8 +46,7 @@ def test_progress_ends_with_everything_done_or_an_exception(copy, call, tmp_path
         raise KeyError("enough")
 
     def ended():
-        with pytest.raises(KeyError, match=r"^'enough'$"):
-            copy(tmp_path, enough)
+        raises(KeyError, r"^'enough'$", copy, tmp_path, enough)
         return list(tmp_path.iterdir())
 
     assert call(ended) == []
@@ -80,8 +79,7 @@ def test_ctrl_c_ends_the_work(copy, tmp_path):
         os.kill(os.getpid(), signal.SIGINT)
         time.sleep(0.01)
 
-    with pytest.raises(KeyboardInterrupt):
-        copy(tmp_path, interrupt, 1 << 33)
+    raises(KeyboardInterrupt, "", copy, tmp_path, interrupt, 1 << 33)
     assert list(tmp_path.iterdir()) == []
 
 
@@ -110,8 +108,7 @@ def test_a_table_tells_the_cells_that_are_saved(tmp_path):
     def enough(done, total):
         raise KeyError("enough")
 
-    with pytest.raises(KeyError, match="enough"):
-        zarnik.save(tmp_path / "a.zrn", frame, progress=enough)
+    raises(KeyError, "enough", zarnik.save, tmp_path / "a.zrn", frame, progress=enough)
     again = zarnik.open(tmp_path / "a.zrn")
     assert (again["text"], dict(again.units)) == (texts, dict(frame.units))
     numpy.testing.assert_array_equal(again["number"], frame["number"])

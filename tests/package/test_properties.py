@@ -10,6 +10,7 @@ import pytest
 
 import _zarnik
 import zarnik
+from support.expect import raises
 from support.twins import twins
 from zarnik import ImageInfoProperty, ImageInterpretation, ImageProperties, SpatialDirections
 from zarnik import SpatialCalibrationProperty as Calibration
@@ -34,10 +35,8 @@ def test_keywords_set_what_they_name_and_leave_the_rest():
     assert ImageProperties(dtype="u2") == ImageProperties.from_data_type("u2")
     assert PROPERTIES.is_compatible_with((2, 3, 4), "u2")
     assert not PROPERTIES.is_compatible_with((2, 3), "u2")
-    with pytest.raises(TypeError, match="needs dtype, or both bit_depth and value_range"):
-        ImageInfoProperty(bit_depth=3)
-    with pytest.raises(TypeError, match="needs image_info or dtype"):
-        ImageProperties()
+    raises(TypeError, "needs dtype, or both bit_depth and value_range", ImageInfoProperty, bit_depth=3)
+    raises(TypeError, "needs image_info or dtype", ImageProperties)
 
 
 @pytest.mark.parametrize("value", [DIRECTIONS, CALIBRATION, INFO, PROPERTIES], ids=lambda value: type(value).__name__)

@@ -101,8 +101,7 @@ except zarnik.Error as error:
     run = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, check=True)
     assert run.stdout == "refused True\n"
     assert path.read_bytes() == before
-    with pytest.raises(zarnik.Error, match="No such file"):
-        zarnik.save(tmp_path / "missing" / "image.zrn", described())
+    raises(zarnik.Error, "No such file", zarnik.save, tmp_path / "missing" / "image.zrn", described())
     raises(TypeError, "an ImageView or a DataFrameView", zarnik.save, path, numpy.zeros(3))
     assert os.listdir(tmp_path) == ["image.zrn"]
 

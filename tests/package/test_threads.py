@@ -11,7 +11,7 @@ import pytest
 from numpy.testing import assert_array_equal
 
 import zarnik
-from support.expect import run_python
+from support.expect import raises, run_python
 
 PRINT_COUNT = "import zarnik; print(zarnik.thread_count())"
 
@@ -36,10 +36,8 @@ def test_all_processors_and_no_fewer_than_one(threads):
     threads(0)
     assert zarnik.thread_count() == len(os.sched_getaffinity(0))
     for count in (-1, 2**64):
-        with pytest.raises(ValueError, match=f"0 or above, got {count}"):
-            threads(count)
-    with pytest.raises(TypeError):
-        threads(1.5)
+        raises(ValueError, f"0 or above, got {count}", threads, count)
+    raises(TypeError, "", threads, 1.5)
 
 
 @pytest.mark.parametrize(("variable", "expected"), [("3", 3), ("0", None), ("many", 1), ("", 1)])

@@ -49,8 +49,7 @@ def test_vectors_are_sequences_of_their_components(name, size, dtype):
         assert_array_equal(2 * vector, values * values.dtype.type(2))
     with pytest.raises(IndexError, match=f"index {len(vector)} is out of range for {name}"):
         vector[len(vector)]
-    with pytest.raises(TypeError, match=f"{name} is made of"):
-        cls(["1"] * len(vector))
+    raises(TypeError, f"{name} is made of", cls, ["1"] * len(vector))
     if size != "X":
         raises(ValueError, f"{name} has {size} components, got 1", cls, [1])
     if dtype[0] != "f":

@@ -209,8 +209,7 @@ def test_single_elements_convert_as_in_an_array():
 )
 def test_what_does_not_fit_is_refused_and_changes_nothing(use, error, text):
     array = numpy.ones((3, 4), "u1")
-    with pytest.raises(error, match=text):
-        use(zarnik.from_numpy(array))
+    raises(error, text, use, zarnik.from_numpy(array))
     assert numpy.all(array == 1)
 
 

@@ -298,8 +298,7 @@ def test_servers(tmp_path):
                 again[22, 12, 31:80]
                 assert server.requests() - before == 2
             assert_array_equal(again[...], content)
-        with pytest.raises(zarnik.Error, match="404"):
-            zarnik.open(server.url("nothing.zarr"))
+        raises(zarnik.Error, "404", zarnik.open, server.url("nothing.zarr"))
 
     class Quiet(http.server.SimpleHTTPRequestHandler):  # which sends no parts
         def log_message(self, *_):
