@@ -91,6 +91,7 @@ def same_for_others(name, image, options):
         assert_array_equal(elements, image.to_numpy(order))
         assert_allclose(loaded.affine, image.affine, atol=1e-5)
         assert loaded.header.get_xyzt_units()[0] == "micron"
+        assert loaded.header.get_intent()[0] == ("label" if image.interpretation.name == "LABEL" else "none")
     elif name == "a.nrrd" and array.dtype.kind != "c":
         elements, header = nrrd.read(name, index_order="C")
         assert_array_equal(elements, image.to_numpy("C" * ("C" in axes) + axes.rstrip("C")))
