@@ -9,7 +9,7 @@ import pytest
 
 import zarnik
 from support.expect import raises, run_python
-from support.images import oblique_affine
+from support.images import Traced, oblique_affine
 
 nibabel = pytest.importorskip("nibabel")
 sitk = pytest.importorskip("SimpleITK")
@@ -83,28 +83,20 @@ def test_xarray_coordinates_are_positions():
 
 
 def test_xarray_reads_what_is_asked_for():
-    read = []
-
-    class Traced:
-        shape, dtype = (30, 40, 50), numpy.dtype("u1")
-
-        def __getitem__(self, key):
-            read.append(tuple((place.start, place.stop) for place in key))
-            return numpy.zeros([place.stop - place.start for place in key], "u1")
-
-    image = zarnik.from_array(Traced(), "ZYX")
+    traced = Traced(numpy.zeros((30, 40, 50), "u1"))
+    image = zarnik.from_array(traced, "ZYX")
     given = image.to_xarray()
     part = given.sel(Z=slice(3, 5)).isel(Y=7, X=slice(None, None, 2))
     volume = image.to_nibabel()
     (layer, _, _) = image.to_napari()
     again = zarnik.from_xarray(given[4:6])
-    assert read == []
+    assert traced.keys == []
     assert part.values.shape == (3, 25)
     assert layer[1, 5:7].shape == (2, 50)
     assert again[1, 2].shape == (50,)
     assert volume.slicer[10:20, :, 3:4].shape == (10, 40, 1)
-    assert [place[0] for place in read] == [(3, 6), (1, 2), (5, 6), (3, 4)]
-    assert read[0][1] == (7, 8)
+    assert [key[0] for key in traced.keys] == [(3, 6), (1, 2), (5, 6), (3, 4)]
+    assert traced.keys[0][1] == (7, 8)
 
 
 def test_xarray_units_are_those_of_pint():

@@ -12,6 +12,18 @@ from support.values import type_id
 from zarnik import _classes
 
 
+class Traced:
+    """An array in chunks that tells what was read of it: the first and the end along each axis."""
+
+    def __init__(self, array: numpy.ndarray, chunks: Any = None) -> None:
+        self.array, self.shape, self.dtype, self.chunks = array, array.shape, array.dtype, chunks
+        self.keys: list[Any] = []
+
+    def __getitem__(self, key: Any) -> numpy.ndarray:
+        self.keys.append(tuple((place.start, place.stop) for place in key))
+        return self.array[key]
+
+
 def whole(shape: Any) -> Any:
     return _classes.RegionXu64([0] * len(shape), list(shape))
 
