@@ -5,6 +5,7 @@ from __future__ import annotations
 import copy
 import gc
 import inspect
+import operator
 import os
 import pickle
 import pydoc
@@ -20,9 +21,10 @@ from numpy.testing import assert_array_equal
 
 import zarnik
 from support.expect import raises
+from support.images import values
 from support.shared_types import TiledView
 from support.strided import axes_for, strided_arrays
-from zarnik import DataTypeId, RegionXu64
+from zarnik import DataTypeId, RegionXu64, _classes
 
 
 @given(array=strided_arrays(), data=st.data())
@@ -30,22 +32,19 @@ def test_images_measure_what_their_arrays_do(array, data):
     axes = data.draw(axes_for(array.ndim))
     image = zarnik.from_numpy(array, axes)
     shown = image.to_numpy()
-    assert (len(image), image.size, image.nbytes, image.itemsize) == (
-        *(len(shown), shown.size, shown.nbytes, shown.itemsize),
-    )
+    for measure in (len, *map(operator.attrgetter, ("size", "nbytes", "itemsize"))):
+        assert measure(image) == measure(shown)
     for part, expected in zip(image, shown):
         assert_array_equal(part, expected)
+    assert image.equals(image.to_numpy(copy=True))
+    assert image.equals(zarnik.from_numpy(array.copy(), axes))
+    assert not image.equals(shown[..., None])
     if array.size:
-        assert shown.max() in image
-        assert 252 not in image
+        assert shown.max() in image and 252 not in image
         interface = image.__array_interface__
         assert interface["data"] == shown.__array_interface__["data"]
         assert (interface["shape"], interface["strides"]) == (shown.shape, shown.strides)
-    assert image.equals(image.to_numpy(copy=True))
-    assert image.equals(zarnik.from_numpy(array.copy(), axes))
-    if array.size:
         assert not image.equals(zarnik.from_numpy(array + array.dtype.type(1), axes))
-    assert not image.equals(shown[..., None])
 
 
 def test_images_without_memory_to_share_are_arrays_by_copies():
@@ -165,7 +164,7 @@ def test_parts_are_named_by_axes():
     image = zarnik.from_numpy(array, "TZYX")
     assert_array_equal(image.isel(Z=1, t=0), array[0, 1])
     assert_array_equal(image.isel(X=slice(None, None, -2), Y=-1), array[:, :, -1, ::-2])
-    assert_array_equal(zarnik.zeros((2, 3, 4), axes="YXC").isel(C=0).shape, (2, 3))
+    assert zarnik.zeros((2, 3, 4), axes="YXC").isel(C=0).shape == (2, 3)
     raises(ValueError, "no axis 'C', its axes are 'TZYX'", image.isel, C=0)
     raises(IndexError, "out of bounds", image.isel, Z=3)
 
@@ -201,34 +200,30 @@ def test_slices_become_regions():
     assert region not in [RegionXu64((0,), (1,)), ((0, 0, 0), (1, 1, 1)), ((0,), (1, 1)), "ab", None, zarnik.Vector2d()]
 
 
-def picture(*shape: int) -> zarnik.ImageView:
-    return zarnik.from_numpy(
-        (numpy.arange(numpy.prod(shape)) * 37 % 256).astype("u1").reshape(shape), "YXC"[: len(shape)]
-    )
-
-
 def by_tifffile(image, folder):
     tifffile = pytest.importorskip("tifffile")
     tifffile.imwrite(folder / "image.tif", image)
     return tifffile.imread(folder / "image.tif")
 
 
-def figure():
-    return pytest.importorskip("matplotlib.figure").Figure()
+def by_matplotlib(image, folder):
+    return pytest.importorskip("matplotlib.figure").Figure().gca().imshow(image).get_array()
 
 
 TAKERS = {
     "Pillow": lambda image, folder: pytest.importorskip("PIL.Image").fromarray(image),
     "tifffile": by_tifffile,
-    "matplotlib": lambda image, folder: figure().gca().imshow(image).get_array(),
+    "matplotlib": by_matplotlib,
     "SciPy": lambda image, folder: pytest.importorskip("scipy.ndimage").zoom(image, 1, order=0),
 }
 
 
 @pytest.mark.parametrize("take", TAKERS.values(), ids=TAKERS)
 def test_other_libraries_take_images_as_they_are(take, tmp_path):
-    for image in (picture(20, 30), picture(20, 30, 3), zarnik.from_numpy(picture(20, 30).to_numpy()[::-1, ::2])):
-        assert_array_equal(numpy.asarray(take(image, tmp_path)), image.to_numpy())
+    plane, colours = values((20, 30), "uint8"), values((20, 30, 3), "uint8")
+    for array in (plane, colours, plane[::-1, ::2]):
+        image = zarnik.from_numpy(array, "YXC"[: array.ndim])
+        assert_array_equal(numpy.asarray(take(image, tmp_path)), array)
 
 
 def test_the_names_are_those_that_a_person_uses():
@@ -237,8 +232,6 @@ def test_the_names_are_those_that_a_person_uses():
     assert {"from_numpy", "zeros", "ImageView", "MetadataNode", "RegionXu64", "ImageDimension"} <= set(names)
     assert not {"ImageDimension_ROW", "Vector3u8", "SwigPyIterator", "NotImplemented", "annotations"} & set(names)
     assert zarnik.__all__ == [name for name in names if name != "open"]  # which would hide Python's own
-    from zarnik import _classes
-
     everything = {name for name, value in vars(_classes).items() if isinstance(value, (type, int)) and name[0] != "_"}
     assert everything <= set(vars(zarnik))
     assert zarnik.__version__ == zarnik.Versioning.version_string()
@@ -251,28 +244,21 @@ def test_the_names_are_those_that_a_person_uses():
 REFUSED = (TypeError, ValueError, OverflowError, AttributeError, zarnik.Error)
 
 
-def generated_classes() -> list[type]:
-    from zarnik import _classes
-
-    return [value for name, value in vars(_classes).items() if isinstance(value, type) and name[0] != "_"]
+GENERATED = [value for name, value in vars(_classes).items() if isinstance(value, type) and name[0] != "_"]
 
 
 def test_attributes_that_do_not_exist_are_refused():
-    for cls in generated_classes():
+    for cls in GENERATED:
         if not issubclass(cls, Exception):
             instance = object.__new__(cls)
-            with pytest.raises(AttributeError):
-                instance.no_such_name = 5
+            raises(AttributeError, "", setattr, instance, "no_such_name", 5)
             assert not hasattr(instance, "__dict__")
 
 
-SPOKEN_BY_CPP = ("::", "std", "C++", "in method", "SWIG", "Swig", "_t'", "overload", "without setting")
-SPOKEN_BY_CPP += ("with an exception",)
+SPOKEN_BY_CPP = "::", "std", "C++", "in method", "SWIG", "Swig", "_t'", "overload", "without setting", "an exception"
 
 
-@pytest.mark.parametrize(
-    "cls", [cls for cls in generated_classes() if cls.__name__ not in ("SwigPyIterator", "Logger")]
-)
+@pytest.mark.parametrize("cls", [cls for cls in GENERATED if cls.__name__ not in ("SwigPyIterator", "Logger")])
 def test_wrong_arguments_are_refused_in_the_words_of_python(cls):
     """Each method, and the constructor, with an object and with a string where something else is expected."""
     instance = example_of(cls)
@@ -323,7 +309,6 @@ def test_errors_say_what_was_expected():
     assert zarnik.DataType.extract_scalar_type(DataTypeId.MATRIX2_DOUBLE) == DataTypeId.DOUBLE
     assert issubclass(zarnik.InvalidArgument, ValueError)
     assert issubclass(zarnik.NotImplemented, NotImplementedError)
-    assert hash(zarnik.DataType("u1")) == hash(numpy.dtype("u1"))
     assert {numpy.dtype("u1"): 5}[zarnik.DataType("u1")] == 5
 
 

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import gc
+import itertools
 import os
 import pickle
 import sys
@@ -17,15 +18,10 @@ from numpy.testing import assert_array_equal
 import zarnik
 from support.expect import raises
 from support.strided import axes_for, strided_arrays
-from zarnik import DataTypeId, ImageDimension, ImageType, VectorXu64
+from zarnik import DataTypeId, ImageDimension, ImageType
 
 NUMPY_ORDER = "TZYXC"
 LIBRARY_ORDER = "XYZCT"
-
-
-def same_memory(left: numpy.ndarray, right: numpy.ndarray) -> bool:
-    interfaces = [array.__array_interface__ for array in (left, right)]
-    return interfaces[0]["data"] == interfaces[1]["data"] and left.strides == right.strides
 
 
 @given(array=strided_arrays(), data=st.data())
@@ -43,7 +39,7 @@ def test_an_array_comes_back_with_its_memory_whatever_its_strides_and_axes(array
     assert_array_equal(back, array)
     assert back.dtype == array.dtype
     if array.size:
-        assert same_memory(back, array)
+        assert (back.ctypes.data, back.strides) == (array.ctypes.data, array.strides)
     expected = array.transpose([axes.index(letter) for letter in image.axes])
     assert_array_equal(image.to_numpy(), expected)
     assert_array_equal(numpy.asarray(image), expected)
@@ -64,8 +60,7 @@ def test_an_array_comes_back_with_its_memory_whatever_its_strides_and_axes(array
 )
 def test_axes_can_be_given_in_each_way(axes, expected):
     image = zarnik.from_numpy(numpy.zeros((2, 3, 4)), axes=axes)
-    assert image.axes == expected
-    assert image.get_axes_interpretation() == ImageType(expected)
+    assert (image.axes, image.get_axes_interpretation()) == (expected, ImageType(expected))
     for ndim, default in enumerate(("X", "YX", "ZYX", "TZYX"), 1):
         assert zarnik.from_numpy(numpy.zeros((1,) * ndim)).axes == default
 
@@ -112,21 +107,19 @@ def test_every_number_of_an_element_type_is_shared(dtype):
     assert array[1, 2] == 5
 
 
-ALL_KNOWN_AXES = [
-    "".join(letter for letter in LIBRARY_ORDER if bits >> LIBRARY_ORDER.index(letter) & 1) for bits in range(1, 32)
-]
+ALL_KNOWN_AXES = ["".join(axes) for count in range(1, 6) for axes in itertools.combinations(LIBRARY_ORDER, count)]
 
 
 @pytest.mark.parametrize("data_type", [DataTypeId.UINT16, DataTypeId.VEC3_FLOAT, DataTypeId.COMPLEX_DOUBLE])
 @pytest.mark.parametrize("axes", ALL_KNOWN_AXES)
 def test_order_is_right_for_every_image(axes, data_type):
     """A number is written to each element through the library's index and found at its place in the array."""
-    sizes = dict(zip(LIBRARY_ORDER, (2, 3, 4, 5, 2)))
-    image = zarnik.ImageViewFactory.allocate([sizes[letter] for letter in axes], zarnik.DataType(data_type))
+    sizes = [(2, 3, 4, 5, 2)[LIBRARY_ORDER.index(letter)] for letter in axes]
+    image = zarnik.ImageViewFactory.allocate(sizes, zarnik.DataType(data_type))
     image.set_axes_interpretation(axes)
     element = zarnik.DataType(data_type).dtype
-    expected = numpy.zeros([*(sizes[letter] for letter in axes), *element.shape], element.base)
-    for number, place in enumerate(numpy.ndindex(*(sizes[letter] for letter in axes))):
+    expected = numpy.zeros([*sizes, *element.shape], element.base)
+    for number, place in enumerate(numpy.ndindex(*sizes)):
         expected[place] = numpy.array([number, 1, 2]) if element.shape else number
         image.write(place, expected[place])
     order = [axes.index(letter) for letter in NUMPY_ORDER if letter in axes]
@@ -189,8 +182,6 @@ def test_a_million_round_trips_leave_nothing_behind():
         for _ in range(count):
             to_numpy(from_numpy(array, dimensions, 0, False))
 
-    for _ in range(1000):
-        zarnik.from_numpy(array).to_numpy()
     rounds(10_000)
     gc.collect()
     references, memory = sys.getrefcount(array), process.memory_info().rss
@@ -218,15 +209,12 @@ def test_indexers_place_elements_as_strides_of_numpy_do():
 def test_data_types_and_dtypes_convert_and_compare():
     for name in ("u1", "i8", "f4", "f8", "c8", "c16"):
         data_type = zarnik.DataType(numpy.dtype(name))
-        assert data_type == numpy.dtype(name)
-        assert numpy.dtype(data_type) == numpy.dtype(name)
-        assert pickle.loads(pickle.dumps(data_type)) == data_type
-        assert eval(repr(data_type), vars(zarnik)) == data_type
+        assert data_type == numpy.dtype(name) == numpy.dtype(data_type)
+        assert pickle.loads(pickle.dumps(data_type)) == data_type == eval(repr(data_type), vars(zarnik))
     assert zarnik.DataType(("u2", (3,))) == DataTypeId.VEC3_UINT16
     assert zarnik.DataType(DataTypeId.VEC3_UINT16).dtype == numpy.dtype(("u2", (3,)))
     assert zarnik.DataType("u2") == numpy.uint16 != zarnik.DataType("u4")
     assert zarnik.DataType(DataTypeId.MATRIX3_FLOAT).dtype.shape == (9,)
-    assert {zarnik.DataType("u2"): 1}[zarnik.DataType(numpy.uint16)] == 1
     assert zarnik.DataType("u2") != "uint16"
     assert zarnik.DataType("f8").get_primitive_type() is zarnik.PrimitiveTypeId.FLOATING_POINT
     for unshared in (DataTypeId.UTF8_STRING, DataTypeId.UNKNOWN, 0x1010C):
@@ -243,10 +231,8 @@ def test_image_types_are_sets_of_dimensions():
     assert list(volume) == [ImageDimension.COLUMN, ImageDimension.ROW, ImageDimension.SLICE]
     assert ImageDimension.COLUMN | ImageDimension.ROW | ImageDimension.SLICE == volume == zarnik.ImageTypeId.VOLUME
     assert volume | ImageDimension.SEQUENCE == volume | ImageType("T") == ImageType("TZYX")
-    assert ImageDimension.SLICE in volume
-    assert ImageDimension.CHANNEL not in volume
+    assert ImageDimension.SLICE in volume and ImageDimension.CHANNEL not in volume
     assert (volume[0], volume[-1], len(volume), volume.dimension(1)) == (0, ImageDimension.SLICE, 3, 1)
     assert eval(repr(volume), vars(zarnik)) == pickle.loads(pickle.dumps(volume)) == volume
     zarnik.ImageTypeId.VOLUME.add(ImageDimension.CHANNEL)
     assert volume == zarnik.ImageTypeId.VOLUME
-    assert isinstance(VectorXu64([1]), VectorXu64)
