@@ -31,30 +31,25 @@ def test_vectors_are_sequences_of_their_components(name, size, dtype):
     values = numpy.array(numbers(dtype, 3 if size == "X" else int(size)), dtype)
     components = values.tolist()
     vector = cls(components)
-    assert list(vector) == components
-    assert [vector[i] for i in range(-len(vector), len(vector))] == components * 2
+    assert [vector[i] for i in range(-len(vector), len(vector))] == list(vector) * 2 == components * 2
     assert vector[1:] == tuple(components[1:])
     for same in (components, tuple(components), values, cls(values), cls(vector)):
-        assert vector == same
-        assert (vector != same) is False
+        assert vector == same and (vector != same) is False
     for other in (components[:-1], [*components[:-1], 3], "abc", None, 5, {}):
         assert vector != other
-    array = numpy.asarray(vector)
-    assert array.dtype == values.dtype
-    assert_array_equal(array, values)
+    assert_array_equal(numpy.asarray(vector), values, strict=True)
     for twin in twins(vector):
         twin[0] = 1
         assert twin[0] == 1 != vector[0]
     with numpy.errstate(over="ignore"):
         assert_array_equal(2 * vector, values * values.dtype.type(2))
-    with pytest.raises(IndexError, match=f"index {len(vector)} is out of range for {name}"):
-        vector[len(vector)]
+    raises(IndexError, f"index {len(vector)} is out of range for {name}", vector.__getitem__, len(vector))
     raises(TypeError, f"{name} is made of", cls, ["1"] * len(vector))
     if size != "X":
         raises(ValueError, f"{name} has {size} components, got 1", cls, [1])
     if dtype[0] != "f":
-        with pytest.raises(OverflowError, match=f"out of the range of {values.dtype}"):
-            cls([*components[:-1], int(numpy.iinfo(dtype).max) + 1])
+        too_large = [*components[:-1], int(numpy.iinfo(dtype).max) + 1]
+        raises(OverflowError, f"out of the range of {values.dtype}", cls, too_large)
 
 
 @pytest.mark.parametrize(("cls", "dtype"), [(VectorXu64, "u8"), (VectorXi64, "i8")])
@@ -93,11 +88,8 @@ def test_regions_are_pairs_of_origin_and_size():
         origin, size = region
         assert (origin, size) == ((1, 2, 2**40), (3, 4, 5)) == (region.origin, region.size)
         assert region == ((1, 2, 2**40), (3, 4, 5)) == (region[0], region[-1])
-        assert region != ((1, 2, 0), (3, 4, 5))
-        assert region != ((1, 2), (3, 4))
-        assert region != 5
-        assert region.contains((3, 5, 2**40 + 4))
-        assert (0, 0, 0) not in region
+        assert all(region != other for other in (((1, 2, 0), (3, 4, 5)), ((1, 2), (3, 4)), 5))
+        assert region.contains((3, 5, 2**40 + 4)) and (0, 0, 0) not in region
         assert cls(region) == region
         assert_array_equal(numpy.asarray(region), [[1, 2, 2**40], [3, 4, 5]])
         assert len(list(twins(region))) == 4
@@ -115,10 +107,9 @@ def test_matrices_have_rows_first_as_arrays_have(name):
     assert matrix[1, 2] == matrix.at(2, 1) == array[1, 2]
     assert_array_equal(matrix[:, 1], array[:, 1])
     assert matrix == array.tolist() == cls(array.tolist())
-    assert matrix != array.T
-    assert matrix != 5
-    numpy.testing.assert_allclose(numpy.asarray(matrix @ matrix), array @ array, rtol=1e-4, atol=1e-6)
+    assert matrix != array.T and matrix != 5
     close = {"rtol": 1e-4, "atol": 1e-6}
+    numpy.testing.assert_allclose(numpy.asarray(matrix @ matrix), array @ array, **close)
     for dtype in ("f4", "f8", "i8"):
         row = numpy.arange(len(matrix), dtype=dtype)
         for factor in (row, row.tolist(), array.astype(dtype)):
@@ -133,8 +124,7 @@ def test_matrices_have_rows_first_as_arrays_have(name):
         twin[0, 1] = 9
         assert twin != matrix
     raises(ValueError, f"{name} has {size} rows", cls, [[1, 2], [3, 4]])
-    with pytest.raises(IndexError):
-        matrix[0, size]
+    raises(IndexError, "", matrix.__getitem__, (0, size))
 
 
 @pytest.mark.parametrize("suffix", DTYPES)
@@ -143,8 +133,7 @@ def test_arrays_share_their_memory_with_numpy(suffix):
     source = numpy.arange(24).astype(DTYPES[suffix]).reshape(2, 3, 4)
     for given in (source, source.T, source[:, ::2], source[::-1], numpy.asfortranarray(source)):
         array = cls.from_numpy(given)
-        assert_array_equal(numpy.asarray(array), given)
-        assert numpy.asarray(array).dtype == given.dtype
+        assert_array_equal(numpy.asarray(array), given, strict=True)
         assert array == given.tolist() == cls.from_sequence(given.tolist())
         for twin in twins(array):
             twin[0, -1, 0] = 99
