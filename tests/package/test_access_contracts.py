@@ -40,12 +40,9 @@ def inside(access):
 
 def filled(made, content):
     made.write(*[0] * isinstance(made, zarnik.RandomAccess), content)
+    if isinstance(made, zarnik.StreamAccess):
+        made.seek(0)
     return made
-
-
-def at_its_beginning(stream):
-    stream.seek(0)
-    return stream
 
 
 def stored(content, path, name="some file"):
@@ -57,47 +54,33 @@ def of_storage(path, mode):
     return zarnik.open_stream(path).get_storage().open_random_access("some file", mode)
 
 
+def over_a_stream(content):
+    return zarnik.open_random(Foreign(content), mode="r+")
+
+
 RANDOM = {
-    "memory": (15, lambda content, path: filled(Randoms.allocate(len(content)), content)),
-    "buffer": (11, lambda content, path: Randoms.from_buffer(bytearray(content))),
-    "read-only buffer": (9, lambda content, path: zarnik.open_random(content)),
-    "file to read": (
-        1,
-        lambda content, path: Randoms.open_uri_read(zarnik.Uri(f"file://{stored(content, path, 'x')}")),
-    ),
-    "file": (7, lambda content, path: of_storage(stored(content, path), 3)),
-    "file to write": (6, lambda content, path: filled(of_storage(stored(b"", path), 2), content)),
-    "mapping": (11, lambda content, path: Randoms.map_file(stored(content, path))),
-    "region of memory": (11, lambda content, path: inside(Randoms.from_buffer(bytearray(framed(content))))),
-    "region of region of file": (
-        3,
-        lambda content, path: inside(inside(of_storage(stored(framed(framed(content)), path), 3))),
-    ),
-    "over a stream": (3, lambda content, path: zarnik.open_random(Foreign(content), mode="r+")),
+    "memory": (15, lambda data, path: filled(Randoms.allocate(len(data)), data)),
+    "buffer": (11, lambda data, path: Randoms.from_buffer(bytearray(data))),
+    "read-only buffer": (9, lambda data, path: zarnik.open_random(data)),
+    "file to read": (1, lambda data, path: Randoms.open_uri_read(zarnik.Uri(f"file://{stored(data, path, 'x')}"))),
+    "file": (7, lambda data, path: of_storage(stored(data, path), 3)),
+    "file to write": (6, lambda data, path: filled(of_storage(stored(b"", path), 2), data)),
+    "mapping": (11, lambda data, path: Randoms.map_file(stored(data, path))),
+    "region of memory": (11, lambda data, path: inside(Randoms.from_buffer(bytearray(framed(data))))),
+    "region of region": (3, lambda data, path: inside(inside(of_storage(stored(framed(framed(data)), path), 3)))),
+    "over a stream": (3, lambda data, path: over_a_stream(data)),
 }
 
 STREAMS = {
-    "memory": (15, True, lambda content, path: at_its_beginning(filled(Streams.allocate(), content))),
-    "memory of fixed size": (
-        15,
-        False,
-        lambda content, path: at_its_beginning(filled(Streams.allocate(len(content)), content)),
-    ),
-    "copy in memory": (15, True, lambda content, path: Streams.copy_in_memory(zarnik.open_stream(io.BytesIO(content)))),
-    "file to read": (5, False, lambda content, path: Streams.open_file_read(stored(content, path))),
-    "file to write": (
-        6,
-        True,
-        lambda content, path: at_its_beginning(filled(Streams.open_file_write(stored(b"x", path)), content)),
-    ),
-    "file": (7, True, lambda content, path: Streams.open_file(stored(content, path))),
-    "over an accessor": (
-        7,
-        False,
-        lambda content, path: Streams.from_random_access(RANDOM["over a stream"][1](content, path)),
-    ),
-    "over a buffer": (13, False, lambda content, path: Streams.from_random_access(zarnik.open_random(content))),
-    "file of Python in order": (1, False, lambda content, path: zarnik.open_stream(InOrder(content))),
+    "memory": (15, True, lambda data, path: filled(Streams.allocate(), data)),
+    "memory of fixed size": (15, False, lambda data, path: filled(Streams.allocate(len(data)), data)),
+    "copy in memory": (15, True, lambda data, path: Streams.copy_in_memory(zarnik.open_stream(io.BytesIO(data)))),
+    "file to read": (5, False, lambda data, path: Streams.open_file_read(stored(data, path))),
+    "file to write": (6, True, lambda data, path: filled(Streams.open_file_write(stored(b"x", path)), data)),
+    "file": (7, True, lambda data, path: Streams.open_file(stored(data, path))),
+    "over an accessor": (7, False, lambda data, path: Streams.from_random_access(over_a_stream(data))),
+    "over a buffer": (13, False, lambda data, path: Streams.from_random_access(zarnik.open_random(data))),
+    "file of Python in order": (1, False, lambda data, path: zarnik.open_stream(InOrder(data))),
 }
 
 
