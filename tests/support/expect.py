@@ -8,6 +8,7 @@ from collections.abc import Callable
 
 import pytest
 
+import _zarnik
 from zarnik import _classes
 
 
@@ -57,10 +58,12 @@ def raises(
         function(*arguments, **options)
 
 
-def no_overload(name: str, *prototypes: str) -> str:
-    """The text of a call that fits none of the overloads."""
-    lines = ["  Possible C/C++ prototypes are:", *(f"    {prototype}" for prototype in prototypes), ""]
-    return f"Wrong number or type of arguments for overloaded function '{name}'.\n" + "\n".join(lines)
+def told(name: str, *arguments: object) -> str:
+    """What a flat function returns, or the class and the text of its error."""
+    try:
+        return repr(getattr(_zarnik, name)(*arguments))
+    except Exception as error:
+        return f"{type(error).__name__}: {error}"
 
 
 def run_python(program: str, *arguments: str) -> subprocess.CompletedProcess[str]:

@@ -77,12 +77,6 @@ def test_no_error_tells_credentials():
     assert "secret" not in str(caught.value)
 
 
-def test_operands():
-    # Nothing in Python is an output stream.
-    for left in (1, "x", _zarnik.new_Uri("x")):
-        assert _zarnik.__lshift__(left, _zarnik.new_Uri("x")) is NotImplemented
-
-
 def test_headers_keep_their_order():
     headers = _zarnik.new_HTTPHeaders()
     assert _zarnik.HTTPHeaders_size(headers) == 0
@@ -99,13 +93,7 @@ def test_headers_keep_their_order():
     refused("index 1 is out of range", _zarnik.HTTPHeaders_at, one, 1)
     null_reference(_zarnik.new_HTTPHeaders, 1, "zarnik::HTTPHeaders::Entry const *", None, 2)
     fails(ValueError, "in method 'new_HTTPHeaders', argument 2 must be 0 or 1", _zarnik.new_HTTPHeaders, entry, 2)
-    for name, value in (
-        ("A B", "x"),
-        ("", "x"),
-        ("A\r\nB", "x"),
-        ("A", "x\n"),
-        ("A", "x\r\nB: y"),
-        ("A", "\0"),
-        ("A:", "x"),
-    ):
-        refused("header", _zarnik.HTTPHeaders_add, one, name, value)
+    for name in ("A B", "", "A\r\nB", "A:"):
+        refused("header", _zarnik.HTTPHeaders_add, one, name, "x")
+    for value in ("x\n", "x\r\nB: y", "\0"):
+        refused("header", _zarnik.HTTPHeaders_add, one, "A", value)

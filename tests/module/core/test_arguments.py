@@ -6,6 +6,7 @@ import re
 import numpy
 
 import _zarnik
+from support.expect import told
 from support.flat_names import class_names, functions_of
 from support.images import image_of, ramp
 from support.shared_types import OddFrame, StringWriter, TiledView
@@ -44,13 +45,6 @@ def documented():
             if types and "*Overload" not in text and not name.startswith("new_"):
                 count = re.search(r"expected (\d+) arg", told(name))
                 yield name, [owner, *types] if count and int(count[1]) > len(types) else types
-
-
-def told(name, *arguments):
-    try:
-        return repr(getattr(_zarnik, name)(*arguments))
-    except Exception as error:
-        return f"{type(error).__name__}: {error}"
 
 
 # The texts for what is of another type. An argument that is two in C++ moves the positions of those behind it.

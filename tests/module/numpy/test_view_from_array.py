@@ -15,7 +15,7 @@ from support.values import type_id
 from zarnik import _classes
 
 COLUMN, ROW, SLICE, CHANNEL, SEQUENCE = range(5)
-UNKNOWN, GRAYSCALE, RGB = 0, 1, 33
+UNKNOWN, RGB = 0, 33
 WRONG_DIMENSIONS = "Given dimensions list is not compatible with array shape"
 
 
@@ -126,6 +126,9 @@ def test_properties():
     assert _zarnik.ImageView_get_bit_depth(view) == 8
     assert list(_zarnik.ImageView_get_value_range(view)) == [0, 255]
     assert str(_zarnik.ImageView_get_capabilities(view)) == "READ | WRITE | MEMORY_ACCESS"
+    assert _zarnik.ViewOriginExtension_data_origin(_zarnik.View_view_origin(view)) == 1
+    assert _zarnik.ParallelAccessExtension_support(_zarnik.ImageView_parallel_access(view), 8 | 16)
+    assert _zarnik.ImageView___get_metadata(view) is None
     refused("RESHAPE", _zarnik.ImageView_reshape, view, [1, 2, 3], _zarnik.DataTypeId_UINT8)
     # The size of the buffer is that of the elements, not of the memory that they span.
     spread = numpy.zeros((10, 10), numpy.float64)[::3, ::2]
@@ -160,20 +163,3 @@ def test_a_refused_array_is_released():
         for _ in range(10):
             refused("compatible|Unsupported", from_array, array, axes)
         assert sys.getrefcount(array) == before
-
-
-def test_properties_and_metadata_are_copies():
-    view, other = (from_array(numpy.zeros((2, 3, 4), numpy.uint8), "VOLUME", GRAYSCALE) for _ in range(2))
-    node = _classes.MetadataNode("patient")
-    _zarnik.ImageView_set_metadata(view, node)
-    node["age"] = 5
-    kept = _zarnik.ImageView___get_metadata(view)
-    assert (kept.get_key(), kept.get_child_count()) == ("patient", 0)
-    _zarnik.ImageView_set_metadata(view, None)
-    assert _zarnik.ImageView___get_metadata(view) is None
-    _zarnik.ImageView_set_spatial_spacing(other, [1, 2, 3])
-    _zarnik.ImageView_set_properties(view, _zarnik.ImageView___get_properties(other))
-    _zarnik.ImageView_set_spatial_spacing(other, [4, 5, 6])
-    assert list(_zarnik.ImageView_get_spatial_spacing(view)) == [1, 2, 3]
-    flat = from_array(numpy.zeros((2, 3), numpy.uint8), "IMAGE", GRAYSCALE)
-    refused("3", _zarnik.ImageView_set_properties, view, _zarnik.ImageView___get_properties(flat))
