@@ -30,9 +30,8 @@ VARIABLES += [f"ImageTypeId_{name}" for name in IMAGE_TYPES.split()]
 
 def members(family):
     names = list(getattr(_enumerations, family).__members__)
-    if (
-        family == "DataTypeId"
-    ):  # the module has the vectors by the width of their components, those without a sign first
+    # The module has the vectors by the width of their components, those without a sign first.
+    if family == "DataTypeId":
         first, last = names.index("VEC2_UINT8"), names.index("COMPLEX_FLOAT")
         width = {name: int("".join(filter(str.isdigit, name[5:])) or 99) for name in names[first:last]}
         names[first:last] = sorted(width, key=lambda name: (name[:4], width[name]))

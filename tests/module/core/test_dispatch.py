@@ -5,7 +5,7 @@ import re
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, null_reference, told
+from support.expect import bad_argument, fails, null_reference, raises, told
 from support.flat_names import OPERATORS, all_functions
 from zarnik import _classes
 
@@ -30,8 +30,7 @@ def test_number_of_arguments():
 
 def test_registration_takes_one_class():
     for arguments in ((), (1, 2)):
-        with pytest.raises(TypeError, match="takes exactly one argument"):
-            _zarnik.Logger_swigregister(*arguments)
+        raises(TypeError, "takes exactly one argument", _zarnik.Logger_swigregister, *arguments)
         text = f"swigregister expected 1 arguments, got {len(arguments)}"
         fails(TypeError, text, _zarnik.Logger_swigregister, arguments)
 

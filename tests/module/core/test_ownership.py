@@ -58,8 +58,7 @@ def test_self_stays_for_the_time_of_the_call(way, name, items, method, others, e
 
     assert getattr(_zarnik, f"{name}_{method}")(wrapped, Meddling(others, destroy)) == expected
     if way == "destructor":
-        with pytest.raises(ValueError, match="invalid null reference in method"):
-            getattr(_zarnik, f"{name}_size")(wrapped)
+        raises(ValueError, "invalid null reference in method", getattr(_zarnik, f"{name}_size"), wrapped)
 
 
 def test_other_arguments_stay_for_the_time_of_the_call():

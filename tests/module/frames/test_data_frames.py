@@ -7,7 +7,7 @@ import pytest
 
 import _typetable
 import _zarnik
-from support.expect import bad_argument, fails, fails_late, refused
+from support.expect import bad_argument, fails, fails_late, raises, refused
 from support.shared_types import OddFrame
 from support.values import ELEMENTS, type_id
 from zarnik import _classes
@@ -170,10 +170,8 @@ def test_cells_of_texts(frame):
     flat("_set_at")(frame, 1, 2, "before\0behind")
     assert flat("_at")(frame, 1, 2) == "before"
     assert texts(frame)[2] == "before\0behind"
-    with pytest.raises(TypeError):
-        flat("_set_at")(frame, 1, 2, 5)
-    with pytest.raises(UnicodeEncodeError):
-        flat("_set_at")(frame, 1, 2, "\udc80")
+    raises(TypeError, "", flat("_set_at"), frame, 1, 2, 5)
+    raises(UnicodeEncodeError, "", flat("_set_at"), frame, 1, 2, "\udc80")
     assert texts(frame)[2] == "before\0behind"
 
 

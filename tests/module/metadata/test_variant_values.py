@@ -69,10 +69,9 @@ def test_objects_that_make_no_value(kind, text, values):
 
 
 def test_lone_surrogates_and_failing_sequences_keep_their_errors():
-    with pytest.raises(UnicodeEncodeError):
-        create("\ud800")
-    with pytest.raises(ZeroDivisionError):
-        create(type("Fails", (UserList,), {"__getitem__": lambda _, i: 1 if i == 0 else 1 // 0})([1, 2]))
+    raises(UnicodeEncodeError, "", create, "\ud800")
+    failing = type("Failing", (UserList,), {"__getitem__": lambda _, i: 1 if i == 0 else 1 // 0})
+    raises(ZeroDivisionError, "", create, failing([1, 2]))
 
 
 # Integers come out as the signed number of their lower 32 bits, floats as they are.

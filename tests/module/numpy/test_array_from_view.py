@@ -9,7 +9,7 @@ import pytest
 
 import _typetable
 import _zarnik
-from support.expect import fails
+from support.expect import fails, raises
 from support.fake_numpy import run_with_numpy, table
 from support.shared_types import READ, CountingView
 from support.strided import SHARED_DTYPES
@@ -145,18 +145,14 @@ def test_components_and_a_sequence_shift_the_axes(order, shape, strides):
 
 
 INVALID, INCOMPLETE = (f"Input dimensions list is {what}" for what in ("not valid", "incomplete"))
+EXISTING = "CHANNEL dimension already exists - vectorial data cannot be converted"
 
 
 @pytest.mark.parametrize(
     "axes, dtype, orders, text",
     [
         ("UNKNOWN", "UINT8", [[0, 1, 2]], "ImageView has no axes interpretation - Dimensions are unknown"),
-        (
-            "MULTISPECTRAL_IMAGE",
-            "VEC2_UINT8",
-            [[0, 1, 3]],
-            "CHANNEL dimension already exists - vectorial data cannot be converted",
-        ),
+        ("MULTISPECTRAL_IMAGE", "VEC2_UINT8", [[0, 1, 3]], EXISTING),
         ("VOLUME", "UINT8", [[0, 1], [], [0, 1, 2, 3]], INVALID),
         ("VOLUME", "VEC3_UINT8", [[0, 1, 2]], INVALID),
         ("VOLUME", "UINT8", [[0, 1, 3], [0, 1, 1], [0, 1, 7]], INCOMPLETE),
@@ -212,7 +208,6 @@ def test_an_array_that_numpy_cannot_make(tmp_path, functions, lines):
 
 def test_more_dimensions_than_numpy_knows(capfd):
     for view in (CountingView([1] * 65), _zarnik.ImageViewFactory_allocate([1] * 65, _zarnik.DataTypeId_UINT8)):
-        with pytest.raises(ValueError, match="dimension"):
-            to_array(view)
+        raises(ValueError, "dimension", to_array, view)
         assert capfd.readouterr().out == "error when creating array\n"
     assert to_array(CountingView([1] * 32)).ndim == 32

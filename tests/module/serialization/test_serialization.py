@@ -6,6 +6,7 @@ import numpy
 import pytest
 
 import _zarnik
+import zarnik
 from support import stored
 from support.expect import fails, refused
 from support.values import ELEMENTS, VECTORS
@@ -16,26 +17,15 @@ def spelled(suffix):
     return suffix if suffix[1:] in ("", "8") else f"{suffix[0]}_{suffix[1:]}"
 
 
-def stream_of(data=b""):
-    stream = _zarnik.StreamAccessFactory_allocate()
-    if data:
-        _zarnik.StreamAccess_write(stream, data)
-        _zarnik.StreamAccess_seek(stream, 0, _zarnik.SeekOrigin_BEGIN)
-    return stream
-
-
 def encoded(kind, value):
-    stream = stream_of()
+    stream = _classes.StreamAccessFactory.allocate()
     assert getattr(_zarnik, f"Serialization_encode_{kind}")(value, stream) is None
-    size = _zarnik.StreamAccess_tell(stream)
-    _zarnik.StreamAccess_seek(stream, 0, _zarnik.SeekOrigin_BEGIN)
-    data = bytearray(size)
-    assert _zarnik.StreamAccess___read(stream, data) == size
-    return bytes(data)
+    stream.seek(0)
+    return stream.read()
 
 
 def decoded(kind, data):
-    return getattr(_zarnik, f"Serialization_decode_{kind}")(stream_of(data))
+    return getattr(_zarnik, f"Serialization_decode_{kind}")(zarnik.open_stream(data))
 
 
 @pytest.mark.parametrize("family", VECTORS, ids=lambda family: family.name)
@@ -101,12 +91,12 @@ def test_other_kinds_types_and_streams_are_refused():
 
 def test_arguments():
     encode = _zarnik.Serialization_encode_image_view
-    image = _zarnik.ImageViewFactory_allocate((1,), _zarnik.DataTypeId_UINT8)
-    fails(ValueError, "input sequence has invalid length", _zarnik.Serialization_encode_vector_2d, [1], stream_of())
-    refused("there is no image to encode", encode, None, stream_of())
+    stream, image = zarnik.open_stream(bytearray(9)), _zarnik.ImageViewFactory_allocate((1,), _zarnik.DataTypeId_UINT8)
+    fails(ValueError, "input sequence has invalid length", _zarnik.Serialization_encode_vector_2d, [1], stream)
+    refused("there is no image to encode", encode, None, stream)
     refused("there is no stream", encode, image, None)
     refused("there is no stream to decode a Vector from", _zarnik.Serialization_decode_vector_2d, None)
-    refused("there is no data frame", _zarnik.Serialization_encode_data_frame_view, None, stream_of())
+    refused("there is no data frame", _zarnik.Serialization_encode_data_frame_view, None, stream)
 
 
 def described_image():
@@ -161,8 +151,7 @@ def test_every_damaged_byte_and_every_missing_end_is_an_error():
             damaged = bytearray(data)
             damaged[position] ^= 0x41
             for wrong in [bytes(damaged), *[data[:position]] * (position % 7 == 0)]:
-                with pytest.raises(_classes.Error):
-                    decoded(kind, wrong)
+                refused("", decoded, kind, wrong)
 
 
 def image_parts(shape=(2,), samples=b"ab", metadata=None):

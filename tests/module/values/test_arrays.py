@@ -7,9 +7,8 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import fails, fails_late, null_reference, refused
+from support.expect import fails, fails_late, null_reference, raises, refused
 from support.values import ELEMENTS, call, components, vector
-from zarnik import _classes
 
 NAMES = {f"ArrayX{suffix}": element for suffix, element in ELEMENTS.items()}
 ALL = pytest.mark.parametrize("name", NAMES)
@@ -98,8 +97,7 @@ def test_from_numpy_refuses(name):
     for array in (numpy.zeros(3, bool), numpy.zeros(3, complex), numpy.zeros(3, "U1"), numpy.zeros(3, "q"), swapped):
         refused("^Unsupported numpy data type$", from_numpy, array)
     for value in ([1, 2], None, 5, b"ab"):
-        with pytest.raises(TypeError, match="a numpy array is needed, not <class"):
-            from_numpy(value)
+        raises(TypeError, "a numpy array is needed, not <class", from_numpy, value)
 
 
 def test_a_strided_layout_is_shown_as_it_is():
@@ -132,10 +130,9 @@ def test_construction(name):
     assert numpy.array_equal(call(name, "_to_numpy", array, array), numpy.zeros((2, 3)))
     assert layout_of(name, array) == [0, 1]
     call(name, "set_at", array, [1, 1], 1)
-    for same in (new(array), getattr(_classes, name)(array)):
-        assert call(name, "__eq__", array, same) is True
-    assert call(name, "__eq__", array, new([3, 2])) is False
     copy = new(array)
+    assert call(name, "__eq__", array, copy) is True
+    assert call(name, "__eq__", array, new([3, 2])) is False
     call(name, "set_at", array, [1, 1], 0)
     assert call(name, "at", copy, [1, 1]) == 1
     assert array.own() and copy.own()

@@ -7,7 +7,7 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, null_reference, refused
+from support.expect import fails, null_reference, refused
 from support.values import VECTORS, vector
 from zarnik import _classes
 
@@ -157,8 +157,6 @@ def test_access(family):
     text = f"component index {beyond} is out of range, allowed are 0 to"
     refused(text, at, vector, beyond)
     refused(text, set_at, vector, beyond, 1)
-    bad_argument(TypeError, at, 1, f"{family.cpp} const *", 5, 0)
-    bad_argument(TypeError, set_at, 3, f"{family.cpp}::ValueType", vector, 0, "1")
 
 
 @FAMILIES

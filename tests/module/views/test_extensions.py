@@ -1,9 +1,9 @@
-"""Extensions of views, usable after their view is gone; common ancestors of views; writers."""
+"""Extensions of views, usable after their view is gone; writers."""
 
 import pytest
 
 import _zarnik
-from support.expect import fails, refused
+from support.expect import refused
 from support.shared_types import StringWriter, TiledView
 from support.values import components
 from zarnik import _classes
@@ -73,15 +73,6 @@ def test_tiles_are_numbered_along_the_first_dimension_first():
     tiling = TiledView((10, 7), _zarnik.DataTypeId_UINT8, (4, 3)).tiling_info()
     assert (tiling.tile_count(), tiling.tile_region(5)) == (9, _classes.RegionXu64((8, 3), (2, 3)))
     assert (components("VectorXu64", tiling.max_tile_size()), tiling.tiling_grid().at((2, 1))) == ([4, 3], 5)
-
-
-def test_common_ancestors():
-    ask = _zarnik.DependencyGraph__has_common_ancestor
-    first, second = (_zarnik.ImageViewFactory_allocate([2, 2], _zarnik.DataTypeId_UINT8) for _ in range(2))
-    derived = _zarnik.ImageViewProvider_to_read_only(first)
-    assert ask(first, second) == _zarnik.CommonAncestorStatus_SHARE_NO_ANCESTOR
-    assert ask(first, derived) == ask(first, first) == _zarnik.CommonAncestorStatus_SHARE_ANCESTOR
-    fails(_classes.Error, "there is no view whose ancestors could be looked for", ask, None, first)
 
 
 def test_writing_in_phases():

@@ -4,7 +4,7 @@ import numpy
 import pytest
 
 import _zarnik
-from support.expect import bad_argument, fails, refused
+from support.expect import bad_argument, fails, raises, refused
 from support.images import array_of, capabilities_of, image_of, ramp, shape_of, whole
 from support.values import vector
 from zarnik import _classes
@@ -23,11 +23,8 @@ def flat(name):
 
 def described(data_type=UINT8, unit="mm", key="root"):
     """Properties with a unit, and metadata with a key."""
-    made = _classes.ImageProperties.from_data_type(data_type)
-    calibration = made.get_calibration()
-    calibration.set_unit(unit)
-    made.set_calibration(calibration)
-    return made, _classes.MetadataNode(key, None)
+    calibration = _classes.SpatialCalibrationProperty(unit=unit)
+    return _classes.ImageProperties(dtype=data_type, calibration=calibration), _classes.MetadataNode(key, None)
 
 
 def description(view):
@@ -62,8 +59,7 @@ def test_allocate():
     assert _zarnik.ImageView_get_spatial_unit(allocate([4], UINT8, None, None)) == ""
     for arguments in ((5, UINT8), (None, UINT8), (5, UINT8, None, None)):
         fails(ValueError, "input must be a sequence", allocate, *arguments)
-    with pytest.raises(TypeError, match="expected at most 4 arguments, got 5"):
-        allocate((4,), UINT8, None, None, None)
+    raises(TypeError, "expected at most 4 arguments, got 5", allocate, (4,), UINT8, None, None, None)
 
 
 def test_uniform_and_buffer_count_the_buffer_twice():
@@ -71,8 +67,7 @@ def test_uniform_and_buffer_count_the_buffer_twice():
         make = flat(name)
         bad_argument(TypeError, make, 6, metadata_type, (4,), UINT8, buffer, None, 5)
         fails(ValueError, "input must be a sequence", make, 5, UINT8, buffer, None, None)
-        with pytest.raises(TypeError, match=f"{name} expected 5 arguments, got 4"):
-            make((4,), UINT8, buffer, None)
+        raises(TypeError, f"{name} expected 5 arguments, got 4", make, (4,), UINT8, buffer, None)
 
 
 # ---- sources ---------------------------------------------------------------------------------------------------------
@@ -119,10 +114,7 @@ def test_images_on_disk(tmp_path, monkeypatch):
     del view
     assert list(tmp_path.iterdir()) == []
 
-    wrong, _ = described()
-    info = wrong.get_image_info()
-    info.set_bit_depth(99)
-    wrong.set_image_info(info)
+    wrong = _classes.ImageProperties(image_info=_classes.ImageInfoProperty(dtype=UINT8, bit_depth=99))
     refused("does not exist", create, str(tmp_path / "missing"), (4, 3), UINT8)
     refused("bit depth", create, folder, (4, 3), UINT8, wrong, None)
     refused("2305843009213693952", create, folder, vector("VectorXu64", [2**61]), UINT8)
