@@ -122,12 +122,16 @@ SwigPyIterator: value incr decr distance equal copy next __next__ previous advan
 """)
 
 
+def spelled(suffix: str) -> str:
+    """A type of elements as the functions that store vectors name it."""
+    return suffix if suffix[1:] in ("", "8") else f"{suffix[0]}_{suffix[1:]}"
+
+
 def serialization() -> list[str]:
     """One encoder and one decoder for each type, named less evenly than the types are."""
-    vectors = [suffix if suffix[1:] in ("", "8") else f"{suffix[0]}_{suffix[1:]}" for suffix in ELEMENTS]
     kinds = ["image_view", "data_frame_view"]
     kinds += [f"arrayx{element}" for element in ELEMENTS]
-    kinds += [f"vector_{size}{element}" for size in "234x" for element in vectors]
+    kinds += [f"vector_{size}{spelled(element)}" for size in "234x" for element in ELEMENTS]
     kinds += [f"matrix_{size}{element}" for size in "34" for element in "fd"]
     return [f"Serialization_{verb}_{kind}" for verb in ("encode", "decode") for kind in kinds]
 

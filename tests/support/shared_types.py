@@ -51,17 +51,11 @@ class ThrowingView(Shared, _classes.ImageView):
 
 
 class OddFrame(Shared, _classes.DataFrameView):
-    """A table of two rows and one column of any type, whose texts are no UTF-8."""
-
-    def writes(self):
-        return _typetable.OddFrame_writes(self)
+    """A table of two rows and one column of any type, whose texts are no UTF-8; OddFrame.writes(frame) counts."""
 
 
 class StringWriter(Shared, _classes.Writer):
-    """Writes two blocks into a string, which `written` tells."""
-
-    def written(self):
-        return _typetable.StringWriter_written(self)
+    """Writes two blocks into a string, which StringWriter.written(writer) tells."""
 
 
 class CountingValue(Shared, _classes.VariantDataValue):

@@ -15,12 +15,11 @@ KINDS = {
     "runtime_error": (RuntimeError, "thrown as runtime_error"),
     "foreign": (RuntimeError, "unknown C++ exception"),
 }
-GETTERS = [name for name in dir(_zarnik) if name.startswith(("ImageView_get_", "ImageView_spatial"))]
-CALLS = ["ImageView_capabilities", "ImageView_get_shape", "ImageView_get_data_type", "NumpyInterop_to_numpy_array"]
+CALLS = ["NumpyInterop_to_numpy_array", *(name for name in dir(_zarnik) if name.startswith("ImageView_get_"))]
 
 
 @pytest.mark.parametrize("kind", KINDS)
-@pytest.mark.parametrize("name", sorted({*GETTERS, *CALLS} & set(dir(_zarnik))))
+@pytest.mark.parametrize("name", CALLS)
 def test_every_kind_of_exception_comes_back_as_an_error(name, kind):
     function = getattr(_zarnik, name)
     view = ThrowingView(kind)

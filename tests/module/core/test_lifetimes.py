@@ -81,9 +81,13 @@ class Fleeting:
 def test_objects_that_only_look_wrapped():
     looping = type("Looping", (), {})()
     looping.this = looping
-    for odd in (Endless(), Fleeting(), looping):
-        bad_argument(TypeError, _zarnik.Vector3d_size, 1, "zarnik::Vector< double,3 > const *", odd)
     vector = _zarnik.new_Vector3d()
+    impostor = type("SwigPyObject", (), {"__slots__": ("a", "b", "c", "d"), "own": type(vector).__dict__["own"]})()
+    wrapping = type("Wrapping", (), {"this": impostor})()
+    for odd in (Endless(), Fleeting(), looping, impostor, wrapping):
+        bad_argument(TypeError, _zarnik.Vector3d_size, 1, "zarnik::Vector< double,3 > const *", odd)
+    for odd in (impostor, wrapping):
+        raises(TypeError, "", vector.append, odd)
     _zarnik.Vector3d_swiginit(vector, vector)
     assert vector.next() is None
 

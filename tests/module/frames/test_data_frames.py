@@ -44,34 +44,18 @@ def texts(frame, column=1):
     return cells
 
 
-def all_of(frame):
-    columns = range(flat("get_shape")(frame).at(0))
-    told = [[str(flat(name)(frame, i)) for i in columns] for name in ("column_name", "unit", "column_data_type")]
-    return told, numbers(frame), texts(frame)
-
-
-def test_columns(frame):
-    assert flat("get_capabilities")(frame).value() == 7
-    assert flat("get_shape")(frame) == (2, 3)
-    assert flat("column_name")(frame, 1) == "text"
-    assert flat("column_index")(frame, "text") == 1
-    assert flat("column_data_type")(frame, 1) == UTF8
+def test_units(frame):
     flat("set_unit")(frame, 0, "µm")
     units = _zarnik.ColumnUnitExtension_cast(_zarnik.View__extension(frame, _zarnik.ColumnUnitExtension_EXTENSION_ID))
     assert _zarnik.ColumnUnitExtension_unit(units, 0) == "µm"
     _zarnik.ColumnUnitExtension_set_unit(units, 0, "mm")
     assert flat("unit")(frame, 0) == "mm"
     assert "n: INT32 [mm]" in flat("to_string")(frame)
-    flat("add_column")(frame, "more", DOUBLE)
-    flat("add_rows")(frame, 3, 1)
-    flat("remove_rows")(frame, 0, 2)
-    flat("remove_column")(frame, 0)
-    assert flat("get_shape")(frame) == (2, 2)
-    assert texts(frame, 0) == [TEXTS[2], ""]
+    assert flat("get_capabilities")(frame).value() == 7
 
 
 def test_arguments_and_library_errors(frame):
-    before = all_of(frame)
+    before = repr(frame)
     for name, arguments in (("column_name", ()), ("column_data_type", ()), ("unit", ()), ("set_unit", ("m",))):
         refused("^column index 2 is out of range, allowed are 0 to 1$", flat(name), frame, 2, *arguments)
     refused('^no column is named "x"$', flat("column_index"), frame, "x")
@@ -82,12 +66,11 @@ def test_arguments_and_library_errors(frame):
     refused("allowed are 0 to 3", flat("add_rows"), frame, 4, 1)
     for first, count in ((0, 2**63), (0, 2**64 - 1), (2, 2**63)):
         refused("64 bits|cannot allocate", flat("add_rows"), frame, first, count)
-    for first, count in ((2, 2), (1, 2**64 - 1)):
+    for first, count in ((2, 2), (1, 2**64 - 1), (4, 0)):
         refused("exceeds", flat("remove_rows"), frame, first, count)
         refused("exceeds", flat("_read_bytes"), frame, 0, first, count, bytearray(8))
-    refused("exceeds", flat("_read_bytes"), frame, 0, 4, 0, bytearray(8))
     refused("out of range", flat("remove_column"), frame, 2)
-    assert all_of(frame) == before
+    assert repr(frame) == before
     # A name is a text like others: it may have a zero character in it.
     flat("add_column")(frame, "n\0", INT32)
     assert flat("column_index")(frame, "n\0") == 2
@@ -225,7 +208,6 @@ def test_shapes_names_and_types(frame):
         refused("^2 columns need as many data types, got 1$", make, [2, 1], names, [UTF8])
         refused("neither may be 0", make, [0, 1], [], [])
         refused("neither may be 0", make, [1, 0], ["a"], [UTF8])
-        refused("named", make, [2, 1], ["a", "a"], [UTF8, UTF8])
         refused("empty", make, [2, 1], ["a", None], [UTF8, UTF8])
         refused("not supported", make, [1, 1], ["a"], [2**40])
         vast = _classes.Vector2u64([1, 2**30]) * _classes.Vector2u64([1, 2**30])
@@ -257,7 +239,7 @@ def test_tables_of_other_makers():
     assert cells == ["a\udcff", "x"]
     utf16 = OddFrame(_zarnik.DataTypeId_UTF16_STRING, 3)
     assert flat("_set_at")(utf16, 0, 0, "x") is None
-    assert utf16.writes() == 0
+    assert OddFrame.writes(utf16) == 0
     for dtype in ("UTF16_STRING", "VEC3_UINT8", "UNKNOWN"):
         other = OddFrame(getattr(_zarnik, f"DataTypeId_{dtype}"), 3)
         refused("^unsupported column data type for cell access$", flat("_at"), other, 0, 0)

@@ -9,12 +9,9 @@ import _zarnik
 import zarnik
 from support import stored
 from support.expect import fails, refused
+from support.flat_names import spelled
 from support.values import ELEMENTS, VECTORS
 from zarnik import _classes
-
-
-def spelled(suffix):
-    return suffix if suffix[1:] in ("", "8") else f"{suffix[0]}_{suffix[1:]}"
 
 
 def encoded(kind, value):

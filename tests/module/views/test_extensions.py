@@ -39,16 +39,14 @@ def test_cast_gives_the_same_object_or_none(kind):
 
 def test_origin_tells_how_a_view_was_made():
     source = image()
-    shown = _zarnik.ImageViewProvider_to_read_only(source)
-    source_uid = _zarnik.View_view_origin(source).uid()
-    origin = _zarnik.View_view_origin(shown)
-    uid = _zarnik.View_view_origin(shown).uid()
-    del source, shown
-    assert _zarnik.ViewOriginExtension_uid(origin) == uid != source_uid
+    origin = _zarnik.View_view_origin(_zarnik.ImageViewProvider_to_read_only(source))
+    uid = _zarnik.View_view_origin(source).uid()
+    del source
+    assert _zarnik.ViewOriginExtension_uid(origin) != uid
     assert _zarnik.ViewOriginExtension_parent_count(origin) == 1
     parent = _zarnik.ViewOriginExtension_parent(origin, 0)
     assert type(parent) is _classes.ViewOriginExtension
-    assert (parent.uid(), parent.parent_count()) == (source_uid, 0)
+    assert (parent.uid(), parent.parent_count()) == (uid, 0)
     assert _zarnik.ViewOriginExtension_data_origin(origin) == _zarnik.ViewDataOrigin_CPU_MEMORY
     assert _zarnik.ViewOriginExtension_display_name(origin) == "read-only view of image in memory"
     assert "read-only view of image in memory" in _zarnik.ViewOriginExtension_to_string(origin)
@@ -64,8 +62,7 @@ def test_parallel_access():
     assert _zarnik.ParallelAccessExtension_support(parallel, _zarnik.ParallelAccessCapability_THREAD_SAFE) is False
     text = "ParallelAccessExtension(PARALLEL_READ | PARALLEL_WRITE)"
     assert _zarnik.ParallelAccessExtension_to_string(parallel) == text
-    shown = _zarnik.ImageViewProvider_to_read_only(view)
-    assert _zarnik.ImageView_parallel_access(shown).get_capabilities().value() == 8
+
     assert _zarnik.ImageView_tiling_info(view) is None
 
 
@@ -91,11 +88,11 @@ def test_writing_in_phases():
     refused("^data is missing, 0 of 2 blocks are written$", _zarnik.Writer_write_finish, writer)
     _zarnik.Writer_write_data(writer)
     _zarnik.Writer_write_finish(writer)
-    assert writer.written() == "<01!"
+    assert StringWriter.written(writer) == "<01!"
     assert _zarnik.Writer_to_string(writer) == "Writer(string 2.0, finished)"
     for again in (_zarnik.Writer_write_data, _zarnik.Writer_write_finish):
         refused("is finished", again, writer)
-    assert writer.written() == "<01!"
+    assert StringWriter.written(writer) == "<01!"
     at_once = StringWriter()
     _zarnik.Writer_write_all(at_once)
-    assert at_once.written() == "<01>"
+    assert StringWriter.written(at_once) == "<01>"

@@ -55,27 +55,7 @@ def test_shape_type_and_capabilities():
 
     refused("not numeric", allocate, [2, 2], _zarnik.DataTypeId_UTF8_STRING)
     assert tuple(_zarnik.ImageView_get_shape(image)) == (2, 2, 2)
-
-
-def test_property_shortcuts(image):
-    for name, value in (
-        ("spatial_origin", (1, 2.5, -3)),
-        ("spatial_spacing", (0.5, 0.25, 2)),
-        ("spatial_unit", "µm"),
-        ("spatial_directions", _classes.SpatialDirections((0, 1, 0), (1, 0, 0))),
-        ("bit_depth", 7),
-        ("value_range", (0, 100)),
-        ("axes_interpretation", _zarnik.__or__(0, 2)),
-    ):
-        getattr(_zarnik, f"ImageView_set_{name}")(image, value)
-        got = getattr(_zarnik, f"ImageView_get_{name}")(image)
-        assert tuple(got) == value if isinstance(value, tuple) else got == value
-    _zarnik.ImageView_set_image_interpretation(image, _zarnik.ImageInterpretation_LABEL)
-    assert _zarnik.ImageView__get_image_interpretation(image) == _zarnik.ImageInterpretation_LABEL
     refused("99 is no image interpretation", _zarnik.ImageView_set_image_interpretation, image, 99)
-    assert _zarnik.ImageView_get_has_alpha(image) is False
-    _zarnik.ImageView_set_alpha(image, True)
-    assert _zarnik.ImageView_get_has_alpha(image) is True
 
 
 def test_restricted_views(image):
