@@ -4,6 +4,7 @@ import concurrent.futures
 import os
 import subprocess
 import sys
+from pathlib import Path
 
 import numpy
 import pytest
@@ -11,6 +12,7 @@ import pytest
 import zarnik
 from support.expect import raises
 from zarnik import _atomic
+from zarnik.plugins import image_of, plain
 
 PLUGIN = """
 import numpy
@@ -132,11 +134,11 @@ def test_folders_take_the_place_of_folders(tmp_path):
     path = tmp_path / "data.folder"
 
     def write(content, allowed=True, error=None):
-        with _atomic.replaced(str(path), ".folder", lambda: allowed) as part:
-            assert part.endswith(".part.folder") and os.path.dirname(part) == str(tmp_path)
-            os.makedirs(os.path.join(part, "a", "b"))
-            with open(os.path.join(part, "a", "b", "file"), "w") as file:
-                file.write(content)
+        with _atomic.replaced(str(path), ".folder", lambda: allowed) as name:
+            part = Path(name)
+            assert part.name.endswith(".part.folder") and part.parent == tmp_path
+            (part / "a" / "b").mkdir(parents=True)
+            (part / "a" / "b" / "file").write_text(content)
             if error:
                 raise error
 
@@ -149,15 +151,13 @@ def test_folders_take_the_place_of_folders(tmp_path):
     (tmp_path / "more").mkdir()
     for _ in range(2):
         with _atomic.replaced(str(path), ".folder", lambda: True) as part:
-            open(part, "w").close()
+            Path(part).touch()
     assert path.is_file()
     write("6")
     assert (path / "a" / "b" / "file").read_text() == "6"
 
 
 def test_images_of_arrays_that_numpy_cannot_share():
-    from zarnik.plugins import image_of, plain
-
     values = numpy.arange(-12, 12).reshape(2, 3, 4)
     for dtype, expected in ((">i2", "int16"), ("bool", "uint8"), ("float16", "float32"), (">f8", "float64")):
         array = values.astype(dtype)
@@ -184,8 +184,6 @@ def test_images_of_arrays_that_numpy_cannot_share():
 
 
 def test_metadata_are_made_when_they_are_asked_for():
-    from zarnik.plugins import image_of
-
     calls = []
 
     def header():

@@ -1,5 +1,6 @@
 """OME-Zarr and plain Zarr: equal to what zarr reads, and read by it when we write."""
 
+import concurrent.futures
 import functools
 import http.server
 import json
@@ -72,18 +73,11 @@ def hierarchy(path, form=3, **told):
         {"name": "c", "type": "channel"}, {"name": "z", "type": "space", "unit": "nanometer"},
         {"name": "y", "type": "space", "unit": "micrometer"}, {"name": "x", "type": "space", "unit": "micrometer"},
     ]  # fmt: skip
-    datasets = [
-        {
-            "path": str(level),
-            "coordinateTransformations": [
-                {"type": "scale", "scale": [1, 500, 0.2 * by, 0.1 * by]},
-                {"type": "translation", "translation": [0, 1000, 3, 4]},
-            ],
-        }
-        for level, by in ((0, 1), (1, 2))
-    ]
+    moved = {"type": "translation", "translation": [0, 1000, 3, 4]}
+    steps = [{"type": "scale", "scale": scale} for scale in ([1, 500, 0.2, 0.1], [1, 500, 0.4, 0.2], [1, 2, 2, 2])]
+    datasets = [{"path": path, "coordinateTransformations": [step, moved]} for path, step in zip("01", steps)]
     scales = {"version": "0.4", "name": "cells", "axes": axes, "datasets": datasets}
-    scales["coordinateTransformations"] = [{"type": "scale", "scale": [1, 2, 2, 2]}]
+    scales["coordinateTransformations"] = steps[2:]
     omero = {"channels": [{"label": name, "window": {"min": 0, "max": 4095, "start": 1, "end": 9}} for name in "ab"]}
     told = {"multiscales": [{**scales, **told}], "omero": omero}
     group.attrs.update(told if form == 2 else {"ome": {"version": "0.5", **told}})
@@ -191,10 +185,8 @@ def test_archives(tmp_path):
     with zipfile.ZipFile(tmp_path / "papers.zip", "w") as archive:
         archive.writestr("thesis.txt", "years of work")
     raises(zarnik.Error, "no known format", zarnik.open, tmp_path / "papers.zip")
-    bomb = zipfile.ZipInfo(".zgroup")
-    bomb.compress_type = zipfile.ZIP_DEFLATED
     with zipfile.ZipFile(tmp_path / "bomb.zip", "w") as archive:
-        archive.writestr(bomb, "{}" + " " * (1 << 27))
+        archive.writestr(".zgroup", "{}" + " " * (1 << 27), zipfile.ZIP_DEFLATED)
         archive.writestr(".zattrs", "{")
     raises(zarnik.Error, "no JSON", zarnik.open, tmp_path / "bomb.zip")
 
@@ -242,13 +234,8 @@ def test_processes_write_regions_of_one_image(options, tmp_path):
     zarnik.save(path, like, empty=True, levels=2, chunks={"z": 10, "y": 20, "x": 25}, **options)
     watching = zarnik.open(path)
     assert not watching[...].any()
-    context = multiprocessing.get_context("spawn")
-    writers = [context.Process(target=_write_parts, args=(path, numbers)) for numbers in ((0, 3, 5), (1, 4), (2,))]
-    for writer in writers:
-        writer.start()
-    for writer in writers:
-        writer.join()
-        assert writer.exitcode == 0
+    with concurrent.futures.ProcessPoolExecutor(3, multiprocessing.get_context("spawn")) as executor:
+        list(executor.map(_write_parts, [path] * 3, ((0, 3, 5), (1, 4), (2,))))
     expected = numpy.concatenate([values((10, 40, 50), seed=number) for number in range(6)])
     image = zarnik.open(path)
     assert_array_equal(image[...], expected)
@@ -259,8 +246,7 @@ def test_processes_write_regions_of_one_image(options, tmp_path):
 
     target = zarnik.open(path, mode="r+")
     for cut in ((slice(5, 10),), (slice(0, 10), slice(0, 33)), (slice(52, 60),)):
-        with pytest.raises(zarnik.Error, match="others may write the rest"):
-            target[cut] = 1
+        raises(zarnik.Error, "others may write the rest", target.__setitem__, cut, 1)
     alone = zarnik.open(path, mode="r+", whole_chunks=False)
     alone[5:7, 3] = 1234
     expected[5:7, 3] = 1234
@@ -290,10 +276,8 @@ def test_servers(tmp_path):
             assert (again.spacing, again.unit) == ((1, 2, 3), "mm")
             before = server.requests()
             assert_array_equal(again[25:30, 10:20, 30:90], content[25:30, 10:20, 30:90])
-            if name == "a.zarr":
-                assert server.requests() - before == 2  # one for each chunk
-                again[22, 12, 31:80]
-                assert server.requests() - before == 2
+            again[28, 12, 31:80]
+            assert name != "a.zarr" or server.requests() - before == 2  # one for each chunk
             assert_array_equal(again[...], content)
         raises(zarnik.Error, "404", zarnik.open, server.url("nothing.zarr"))
 

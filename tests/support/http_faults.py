@@ -105,17 +105,9 @@ class Handler(BaseHTTPRequestHandler):
         """The right answer to what was asked for, for faults to be put in."""
         first, last = self.wanted(len(body))
         data = body[first : last + 1]
-        headers = {
-            "Content-Range": f"bytes {first}-{last}/{len(body)}",
-            "Content-Length": str(len(data)),
-            "ETag": '"one"',
-        }
-        for name, value in changes.items():
-            name = name.replace("_", "-")
-            headers.pop(name, None)
-            if value is not None:
-                headers[name] = value
-        return headers, data
+        told = {"Content-Range": f"bytes {first}-{last}/{len(body)}", "Content-Length": str(len(data)), "ETag": '"one"'}
+        told |= {name.replace("_", "-"): value for name, value in changes.items()}
+        return {name: value for name, value in told.items() if value is not None}, data
 
     def serve(self, body: bytes = BODY, **changes: str | None) -> None:
         headers, data = self.part(body, **changes)
@@ -356,9 +348,9 @@ class Handler(BaseHTTPRequestHandler):
         """Slow, but alive: never silent for half a second."""
         headers, data = self.part()
         self.send(206, headers)
-        for begin in range(0, len(data), max(len(data) // 10, 1)):
-            self.wfile.write(data[begin : begin + max(len(data) // 10, 1)])
-            self.wfile.flush()
+        size = max(len(data) // 10, 1)
+        for begin in range(0, len(data), size):
+            self.wfile.write(data[begin : begin + size])
             time.sleep(0.2)
 
     fault_empty = partialmethod(fixed, 416, b"", Content_Range="bytes */0")
@@ -394,10 +386,8 @@ class Handler(BaseHTTPRequestHandler):
 
     def chunks(self) -> Any:
         while size := int(self.rfile.readline().split(b";")[0] or b"-1", 16):
-            if size < 0:
-                raise ConnectionError("the body broke off")
-            data = self.rfile.read(size)
-            if len(data) < size:
+            data = self.rfile.read(max(size, 0))
+            if len(data) != size:
                 raise ConnectionError("the body broke off")
             self.rfile.readline()
             yield data
@@ -406,13 +396,7 @@ class Handler(BaseHTTPRequestHandler):
 
     def upload(self) -> None:
         name = self.path.strip("/").split("/")[0]
-        record = {
-            "method": self.command,
-            "headers": list(self.headers.items()),
-            "bytes": 0,
-            "sum": 0,
-            "complete": False,
-        }
+        record = {"method": self.command, "headers": [*self.headers.items()], "bytes": 0, "sum": 0, "complete": False}
         self.server.uploads[self.path] = record
         getattr(self, "upload_" + name, self.upload_missing)(record)
 
