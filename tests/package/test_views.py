@@ -334,7 +334,7 @@ def test_an_assignment_that_is_refused_leaves_nothing_written(monkeypatch):
 @pytest.mark.parametrize("capabilities", [READ | WRITE | MEMORY_ACCESS, READ])
 def test_a_foreign_image_without_properties_is_refused_wherever_they_are_needed(capabilities, tmp_path):
     image = CountingView((4, 3, 2), capabilities=capabilities)
-    image.forget_properties()
+    CountingView.forgetProperties(image)
     factory, provider = zarnik.ImageViewFactory, zarnik.ImageViewProvider
     for attempt in (
         lambda: image.properties,

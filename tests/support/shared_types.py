@@ -28,9 +28,6 @@ class CountingView(Shared, _classes.ImageView):
     def __init__(self, shape, dtype=_zarnik.DataTypeId_UINT8, axes=None, capabilities=READ | WRITE | MEMORY_ACCESS):
         super().__init__(_classes.VectorXu64(shape), dtype, 0 if axes is None else axes.value(), capabilities)
 
-    def forget_properties(self):
-        self.forgetProperties(self)
-
 
 class TiledView(Shared, _classes.ImageView):
     """An image in tiles, without shared memory; TiledView.touched() tells how many elements were read and written."""

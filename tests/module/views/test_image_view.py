@@ -33,8 +33,7 @@ def test_positions(image):
             fails(ValueError, "input must be a sequence", transfer, image, bad, data)
         for bad in ([1, -1], [1, 2**64], [1, "a"], [1.0, 1]):
             fails(TypeError, "invalid item in sequence - expected long value", transfer, image, bad, data)
-        for outside in ([4, 0], [0, 3], [2**64 - 1, 0], [0], [0, 0, 0], []):
-            refused(r"^index \(.*shape \(4, 3\)$|index and shape differ", transfer, image, outside, data)
+
     assert buffer == b"\0"
 
 

@@ -29,8 +29,7 @@
 // Objects that the library does not have, for the tests to hand to _zarnik through the shared type table.
 namespace zarnik::testing {
 
-/// An image in memory of any type and capabilities, which counts how many of its kind are alive. One of more than
-/// 1 GiB has no memory, only its geometry.
+/// An image in memory of any type and capabilities, which counts how many of its kind are alive.
 class CountingView : public ImageView {
 public:
   static int alive() { return count_; }
@@ -38,10 +37,8 @@ public:
   /// \param axes the value of an image type, 0 for unknown axes
   CountingView(zarnik::VectorX<uint64_t> const & shape, uint64_t dataType, uint64_t axes, uint64_t capabilities)
       : shape_(shape), dataType_(dataType), properties_(ImageProperties::fromDataType(dataType_)),
-        capabilities_(capabilities), indexer_(shape_, dataType_) {
+        capabilities_(capabilities), indexer_(shape_, dataType_), memory_(indexer_.byteCount()) {
     properties_->imageInfo().setAxesInterpretation(ImageType(axes));
-    if (indexer_.byteCount() <= 1u << 30)
-      memory_.resize(indexer_.byteCount());
     ++count_;
   }
   ~CountingView() override { --count_; }
