@@ -28,6 +28,11 @@ def type_id(dtype: Any, prefix: str = "") -> int:
     return getattr(_zarnik, f"DataTypeId_{prefix}" + {"FLOAT32": "FLOAT", "FLOAT64": "DOUBLE"}.get(name, name))
 
 
+def image_type(name: str) -> Any:
+    """One of the axes interpretations that the library names."""
+    return getattr(_zarnik.cvar, f"ImageTypeId_{name}")
+
+
 def call(name: str, method: str, *arguments: Any) -> Any:
     """A method of a class, as a flat function."""
     return getattr(_zarnik, f"{name}_{method}")(*arguments)

@@ -65,13 +65,9 @@ def test_accessors_convert_into_each_other():
 
     assert _zarnik.DataAccess_get_storage(random) is None
     assert _zarnik.DataAccess_get_resource_id(over) == ""
-    for function in (
-        _zarnik.StreamAccessFactory_copy_in_memory,
-        _zarnik.StreamAccessFactory_from_random_access,
-        _zarnik.RandomAccessFactory_copy_in_memory,
-        _zarnik.RandomAccessFactory_from_stream,
-    ):
-        refused("must not be null", function, None)
+    streams, randoms = _classes.StreamAccessFactory, _classes.RandomAccessFactory
+    for convert in (streams.copy_in_memory, streams.from_random_access, randoms.copy_in_memory, randoms.from_stream):
+        refused("must not be null", convert, None)
 
 
 def test_a_buffer_is_shared_and_not_kept():

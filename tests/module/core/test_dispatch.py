@@ -71,10 +71,8 @@ SHAPE, TYPE, TEXT = "zarnik::VectorXu64 const &", "zarnik::DataType", "std::stri
 VIEW, IMAGES, ACCESS = (
     f"std::shared_ptr< zarnik::{name} >" for name in ("ImageView", "MultiImageView", "RandomAccess")
 )
-TOLD, DIRECTION = (
-    "std::shared_ptr< zarnik::ImageProperties >,std::shared_ptr< zarnik::MetadataNode",
-    "zarnik::Vector3d const &",
-)
+TOLD = "std::shared_ptr< zarnik::ImageProperties >,std::shared_ptr< zarnik::MetadataNode"
+DIRECTION = "zarnik::Vector3d const &"
 ELEMENTS = ("uint8_t", "uint16_t", "uint32_t", "uint64_t", "int8_t", "int16_t", "int32_t", "int64_t", "float", "double")
 FACTORY = "ImageViewFactory::"
 

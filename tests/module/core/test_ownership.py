@@ -248,9 +248,6 @@ def test_views_over_arrays_go_on_any_thread():
     assert gone() is None
 
 
-# ---- the rest --------------------------------------------------------------------------------------------------------
-
-
 def test_more_dimensions_than_there_are():
     view = CountingView((2, 3), axes=_classes.ImageType("YX"))
     array = numpy.zeros((2, 3), "u1")

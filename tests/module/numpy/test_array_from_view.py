@@ -13,17 +13,13 @@ from support.expect import fails, raises
 from support.fake_numpy import run_with_numpy, table
 from support.shared_types import READ, CountingView
 from support.strided import SHARED_DTYPES
-from support.values import type_id
+from support.values import image_type, type_id
 from zarnik import _classes
 
 COLUMN, ROW, SLICE, CHANNEL, SEQUENCE = range(5)
 NOT_A_VIEW = "Numpy array can only be built from ImageView instances"
 to_array = _zarnik.NumpyInterop_to_numpy_array
 to_ordered = _zarnik.NumpyInterop_order_to_numpy_array
-
-
-def image_type(name):
-    return getattr(_zarnik.cvar, f"ImageTypeId_{name}")
 
 
 def dense(sizes, dtype, components=1):

@@ -11,16 +11,12 @@ import _typetable
 import _zarnik
 from support.expect import fails, refused
 from support.strided import SHARED_DTYPES
-from support.values import type_id
+from support.values import image_type, type_id
 from zarnik import _classes
 
 COLUMN, ROW, SLICE, CHANNEL, SEQUENCE = range(5)
 UNKNOWN, RGB = 0, 33
 WRONG_DIMENSIONS = "Given dimensions list is not compatible with array shape"
-
-
-def image_type(name):
-    return getattr(_zarnik.cvar, f"ImageTypeId_{name}")
 
 
 def from_array(array, axes="VOLUME", interpretation=UNKNOWN, alpha=False):

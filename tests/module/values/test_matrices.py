@@ -24,9 +24,8 @@ def make(name, rows):
 
 def array(name, matrix):
     size, dtype, _ = MATRICES[name]
-    return numpy.array(
-        [[call(name, "at", matrix, column, row) for column in range(size)] for row in range(size)], dtype
-    )
+    rows = [[call(name, "at", matrix, column, row) for column in range(size)] for row in range(size)]
+    return numpy.array(rows, dtype)
 
 
 @ALL
