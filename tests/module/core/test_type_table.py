@@ -2,7 +2,7 @@
 
 import _typetable
 import _zarnik
-from support.expect import prints, raises
+from support.expect import prints
 from support.shared_types import CountingView
 from zarnik import _classes
 
@@ -57,4 +57,3 @@ def test_classes_derived_elsewhere_are_taken_for_their_base():
     for _ in range(10):
         assert _zarnik.ImageView_get_shape(view).at(0) == 4
         assert _typetable.useCount(view) == 1
-    raises(TypeError, "", _zarnik.VersionInfo_major_get, view)
