@@ -6,7 +6,7 @@ import os
 
 import numpy
 import pytest
-from numpy.testing import assert_array_equal
+from numpy.testing import assert_allclose, assert_array_equal
 
 import zarnik
 from support.shared_types import TiledView
@@ -39,6 +39,9 @@ class Chain:
             has_pixels = False
         self.values = random.integers(0, 200, shape).astype(random.choice(DTYPES))
         self.source = self.image = source_of(kind, self.values, axes, has_pixels)
+        if kind == "memory":
+            self.source.spacing, self.source.origin = (0.5, -2, 1.5), (1, -2, 3)
+            self.source.directions = (0.6, 0.8, 0), (-0.8, 0.6, 0)
         self.source_rank = rank
         self.cells = numpy.arange(self.values.size).reshape(shape)
         self.has_pixels, self.conversions = has_pixels, []
@@ -54,7 +57,8 @@ class Chain:
         step = random.integers(0, 7 + 2 * self.may_convert)
         if step < 2:
             keys = [self.key(extent) for extent in self.cells.shape[: len(moving)]]
-            keys[random.integers(len(keys))] = slice(None)
+            every = int(random.choice([1, 1, 2, -1, -3]))
+            keys[random.integers(len(keys))] = slice(None, None, every)
             self.image, self.cells = image.crop(*keys), self.cells[tuple(keys)]
         elif step == 2:
             axis = random.integers(len(moving))
@@ -147,6 +151,19 @@ def test_chains_over_memory_are_shared(kind):
             chain.source[...] = changed = chain.random.integers(0, 100, chain.values.shape)
             assert_array_equal(array, changed.ravel()[chain.cells], f"{seed} {chain.image}")
     assert (shared > 10) == (kind in ("memory", "strided"))
+
+
+def test_elements_stay_where_they_are_in_space():
+    def world(image, index):
+        places = dict(zip(image.axes, index))
+        return image.index_to_world([places.get(letter, 0) for letter in "XYZ"])
+
+    for seed, chain in chains("memory", 500):
+        if chain.cells.size and chain.source.axes in "ZYX":  # others may become axes of space
+            index = chain.random.integers(0, chain.cells.shape)
+            of_source = numpy.unravel_index(chain.cells[tuple(index)], chain.values.shape)
+            expected = world(chain.source, of_source)
+            assert_allclose(world(chain.image, index), expected, atol=1e-9, err_msg=f"{seed} {chain.image}")
 
 
 def test_reading_asks_the_source_for_no_more_than_it_needs():

@@ -42,50 +42,6 @@ def test_crop_is_indexing(keys):
         shows(kept.crop(*keys), array[tuple(keys)])
 
 
-def world(image, index):
-    """Where the element at an index, in the order of an array, is in space: by origin, spacing and directions."""
-    turned, spacing = image.get_spatial_directions(), image.get_spatial_spacing()
-    along = [turned.get_column_direction(), turned.get_row_direction(), turned.get_slice_direction()]
-    position = numpy.array(list(image.get_spatial_origin()))
-    for axis, place in zip(image.axes, index):
-        dimension = "XYZ".index(axis)
-        position += numpy.array(list(along[dimension])) * (spacing[dimension] * place)
-    return position
-
-
-SPATIAL_STEPS = st.one_of(
-    st.tuples(st.just("crop"), st.sampled_from("XYZ"), SLICES | st.integers(0, 3)),
-    st.tuples(st.just("flip"), st.sampled_from("XYZ")),
-    st.tuples(st.just("subsample"), st.integers(1, 3)),
-    st.tuples(st.just("astype"), st.sampled_from(["float32", "float64", "uint32"])),
-    st.tuples(st.just("transpose")),
-)
-
-
-@given(steps=st.lists(SPATIAL_STEPS, max_size=8), angle=st.floats(-3, 3), data=st.data())
-def test_elements_stay_where_they_are_in_space(steps, angle, data):
-    """Each element holds its own number, which tells where it was."""
-    image, array = volume((4, 5, 6), "uint16", origin=(1, -2, 3), spacing=(0.5, -2, 1.5))
-    turned = [numpy.cos(angle), numpy.sin(angle), 0], [-numpy.sin(angle), numpy.cos(angle), 0]
-    image.set_spatial_directions(zarnik.SpatialDirections(*map(zarnik.Vector3d, turned)))
-    view = image
-    for name, *arguments in steps:
-        if name in ("crop", "flip") and arguments[0] not in view.axes:
-            continue
-        if name != "crop":
-            view = getattr(view, name)(*arguments)
-            continue
-        axis, place = arguments
-        extent = view.shape[view.axes.index(axis)]
-        if isinstance(place, slice) and range(*place.indices(extent)):
-            view = view.crop(**{axis: place})
-        elif isinstance(place, int) and view.ndim > 1:
-            view = view.crop(**{axis: place % extent})
-    index = tuple(data.draw(st.integers(0, size - 1)) for size in view.shape)
-    before = numpy.unravel_index(int(view[index]), array.shape)
-    numpy.testing.assert_allclose(world(view, index), world(image, before), atol=1e-9)
-
-
 @pytest.mark.skipif("ZARNIK_SANITIZED" in os.environ, reason="sanitizers need memory of their own")
 def test_reading_a_chain_takes_little_memory():
     run = run_python(
