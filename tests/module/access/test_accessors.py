@@ -54,7 +54,6 @@ def test_destinations_are_writable_buffers(refused_buffer):
 def test_accessors_convert_into_each_other():
     random = _zarnik.RandomAccessFactory_allocate(3)
     over = _zarnik.StreamAccessFactory_from_random_access(random)
-
     assert _zarnik.StreamAccessProvider_is_stream_access(over) is True
     assert _zarnik.StreamAccessProvider_is_stream_access(random) is False
     assert _zarnik.RandomAccessProvider_is_random_access(over) is False
@@ -62,7 +61,6 @@ def test_accessors_convert_into_each_other():
     assert type(_zarnik.RandomAccessProvider_to_random(random)) is _classes.RandomAccess
     assert type(_zarnik.StreamAccessProvider_to_stream(over)) is _classes.StreamAccess
     assert _zarnik.StreamAccessProvider_to_stream(None) is None
-
     assert _zarnik.DataAccess_get_storage(random) is None
     assert _zarnik.DataAccess_get_resource_id(over) == ""
     streams, randoms = _classes.StreamAccessFactory, _classes.RandomAccessFactory
@@ -96,9 +94,7 @@ def test_files(tmp_path):
     refused("cannot open .*for writing: No such", _zarnik.StreamAccessFactory_open_file_write, f"{path}/below/none")
     writer = _zarnik.StreamAccessFactory_open_file_write(path)
     _zarnik.StreamAccess_write(writer, b"0123456789")
-
     both, reader = _zarnik.StreamAccessFactory_open_file(path), _zarnik.StreamAccessFactory_open_file_read(path)
-
     mapped = _zarnik.RandomAccessFactory_map_file(path)
     assert _zarnik.RandomAccess_write(mapped, 8, b"xyz") == 2
     assert read(both, 20) == b"01234567xy"

@@ -52,5 +52,4 @@ def test_copying_an_error_leaves_it_as_it_was():
     copy = _zarnik.new_Error(error)
     assert (error.own(), copy.own()) == (True, True)
     assert _zarnik.Error___str__(error) == _zarnik.Error___str__(copy) == "message"
-
     null_reference(_zarnik.new_Error, 1, "std::string const &", None)

@@ -71,7 +71,6 @@ def test_errors_of_the_tree():
     node = tree("a")
     for view in (node, Readonly(node)):
         refused("^metadata node 'root' has no child 'b' among its 1$", view.child, "b")
-
     refused("empty child", node.add_child, None)
     refused("needs a node", Readonly, None)
 

@@ -166,7 +166,6 @@ def test_operands_that_are_none(family):
     for name in BINARY:
         for operand in ("x" * length, ["a"] * length, [None] * length):
             assert family.call(f"__{name}__", vector, operand) is NotImplemented
-
         for count in (0, 1, 3):
             assert family.call(f"__{name}__", *[vector] * count) is NotImplemented
         null_reference(getattr(_zarnik, f"{family.name}___{name}__"), 1, f"{family.cpp} const *", None, vector)

@@ -62,7 +62,6 @@ def test_parallel_access():
     assert _zarnik.ParallelAccessExtension_support(parallel, _zarnik.ParallelAccessCapability_THREAD_SAFE) is False
     text = "ParallelAccessExtension(PARALLEL_READ | PARALLEL_WRITE)"
     assert _zarnik.ParallelAccessExtension_to_string(parallel) == text
-
     assert _zarnik.ImageView_tiling_info(view) is None
 
 

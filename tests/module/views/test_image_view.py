@@ -33,7 +33,6 @@ def test_positions(image):
             fails(ValueError, "input must be a sequence", transfer, image, bad, data)
         for bad in ([1, -1], [1, 2**64], [1, "a"], [1.0, 1]):
             fails(TypeError, "invalid item in sequence - expected long value", transfer, image, bad, data)
-
     assert buffer == b"\0"
 
 
@@ -50,7 +49,6 @@ def test_shape_type_and_capabilities():
     _zarnik.ImageView_reshape(image, [2, 2, 2], _zarnik.DataTypeId_FLOAT)
     assert (tuple(shape), tuple(_zarnik.ImageView_get_shape(image))) == ((4, 3), (2, 2, 2))
     refused("1125899906842624 bytes", allocate, _classes.VectorXu64.create_uniform(1, 2**50), _zarnik.DataTypeId_UINT8)
-
     refused("not numeric", allocate, [2, 2], _zarnik.DataTypeId_UTF8_STRING)
     refused("99 is no image interpretation", _zarnik.ImageView_set_image_interpretation, image, 99)
 
