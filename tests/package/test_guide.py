@@ -26,62 +26,40 @@ def series_of_dicom(folder):
     import pydicom
     import pydicom.data
 
-    folder.mkdir()
-    slices = [pydicom.dcmread(pydicom.data.get_testdata_file("CT_small.dcm")) for _ in range(6)]
-    for place, one in enumerate(slices):
+    (folder / "Thorax").mkdir(parents=True)
+    for place in range(6):
+        one = pydicom.dcmread(pydicom.data.get_testdata_file("CT_small.dcm"))
         one.SeriesDescription = ("Thorax 1.0", "Scout")[place // 3]
         one.SeriesInstanceUID = f"1.2.3.{place // 3}"
         one.InstanceNumber = place
         one.ImagePositionPatient = [0, 0, place]
-        one.save_as(folder / f"{place}.dcm")
-    (folder / "Thorax").mkdir()
-    for place in range(3):
-        (folder / f"{place}.dcm").rename(folder / "Thorax" / f"{place}.dcm")
+        one.save_as(folder / ("Thorax", "")[place // 3] / f"{place}.dcm")
     return folder / "Thorax"
 
 
 def of_cells(folder):
     cells = zarnik.from_numpy(numpy.zeros((20, 2100, 16), "uint16"), "ZYX", spacing=(0.5, 0.5, 2), unit="µm")
-    zarnik.save(folder / "cells.ome.tif", cells)
-    zarnik.save(folder / "cells.ome.zarr", cells)
-    zarnik.save(folder / "plate.ome.zarr", cells)
-    zarnik.save(folder / "from_a_stranger.h5", cells)
-    return {
-        "image": cells,
-        "subprocess": subprocess,
-        "n": 0,
-        "computed": 7,
-        "folder": series_of_dicom(folder / "study"),
-    }
+    for name in ("cells.ome.tif", "cells.ome.zarr", "plate.ome.zarr", "from_a_stranger.h5"):
+        zarnik.save(folder / name, cells)
+    series = series_of_dicom(folder / "study")
+    return {"image": cells, "subprocess": subprocess, "n": 0, "computed": 7, "folder": series}
 
 
 def of_a_raw_file(folder):
     with open(folder / "scan.raw", "wb") as file:
         file.truncate(2560 * 2048 * 2048 * 2)  # a hole
     fsspec = pytest.importorskip("fsspec")
-    return {
-        "fsspec": fsspec,
-        "some_bytes": bytes(20_000_000),
-        "offset": 8,
-        "size": 4,
-        "buffer": bytearray(4),
-        "data": b"end",
-    }
+    memory = {"some_bytes": bytes(20_000_000), "buffer": bytearray(4), "data": b"end"}
+    return {"fsspec": fsspec, "offset": 8, "size": 4, **memory}
 
 
 def of_arrays(folder):
     nibabel = pytest.importorskip("nibabel")
     voxels = numpy.zeros((30, 40, 20), "int16")
-    image = zarnik.from_numpy(voxels)
-    return {
-        "image": image,
-        "array": voxels,
-        "picture": voxels[..., :3],
-        "plane": voxels[0],
-        "voxels": voxels,
-        "scan": nibabel.Nifti1Image(voxels, numpy.diag((2.0, 2, 3, 1))),
-        "positions": numpy.zeros((5, 3)),
-    }
+    scan = nibabel.Nifti1Image(voxels, numpy.diag((2.0, 2, 3, 1)))
+    image, positions = zarnik.from_numpy(voxels), numpy.zeros((5, 3))
+    arrays = {"array": voxels, "picture": voxels[..., :3], "plane": voxels[0], "voxels": voxels}
+    return {**arrays, "image": image, "scan": scan, "positions": positions}
 
 
 def of_tables(folder):

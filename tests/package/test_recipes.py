@@ -71,9 +71,7 @@ REFERENCES = {
     "raw, the other way round": lambda folder: raw(folder, axes="TZYX", order="F"),
     "accessor": lambda folder: zarnik.open(zarnik.open_random(folder / "image.zrn")),
     "address": lambda folder: zarnik.open((folder / "image.zrn").as_uri()),
-    "chain": lambda folder: (
-        stored(folder).crop(t=1, y=slice(None, None, -2)).flip("Z").astype("f4").rescale(None, [0, 1])
-    ),
+    "chain": lambda folder: stored(folder).crop(t=1, y=slice(None, None, -2)).astype("f4").rescale(None, [0, 1]),
     "other axes": lambda folder: stored(folder).transpose("TXYZ").rename_axes(["T", "Z", "Y", "X"]).subsample(2),
     "relabelled": lambda folder: stored(folder).with_properties(unit="um", metadata={"b": "c"}).thread_safe(),
     "frame": lambda folder: stored(folder).frames("T")[1].frames("Z")[-1],
@@ -131,10 +129,8 @@ def test_changed_and_missing_files_are_errors(tmp_path):
 def test_what_is_changed_of_one_is_not_changed_of_others(folder):
     image = raw(folder, mode="r+")
     one, other = pickle.loads(pickle.dumps((image, image.crop(0))))
-    one.unit = "mm"
-    one.metadata = {"x": 1}
-    again = pickle.loads(pickle.dumps(image))
-    assert (image.unit, other.unit, again.unit) == ("", "", "")
+    one.unit, one.metadata = "mm", {"x": 1}
+    assert (image.unit, other.unit, pickle.loads(pickle.dumps(image)).unit) == ("", "", "")
     again = pickle.loads(pickle.dumps(one))
     assert (again.unit, again.metadata.to_dict()) == ("mm", {"x": 1})
 
@@ -142,17 +138,12 @@ def test_what_is_changed_of_one_is_not_changed_of_others(folder):
 def test_memory_goes_by_the_smaller_of_two():
     large, small = zarnik.zeros((100, 100), "uint8"), zarnik.zeros((10, 10), "uint8")
     large.unit = "mm"
-    for image, most in (
-        (large.crop(slice(2), slice(5)), 1000),
-        (large.astype("float64"), 11000),
-        (zarnik.stack([large, large]), 11000),
-        (zarnik.multi_image([small, large.crop(slice(3))]), 2500),
-    ):
-        assert len(pickle.dumps(image)) < most
-        again = pickle.loads(pickle.dumps(image))
-        if isinstance(image, zarnik.ImageView):
-            assert again.equals(image)
-            assert again.unit == "mm"
+    part, wider, stack = large.crop(slice(2), slice(5)), large.astype("float64"), zarnik.stack([large, large])
+    for image, most in ((part, 1000), (wider, 11000), (stack, 11000)):
+        data = pickle.dumps(image)
+        again = pickle.loads(data)
+        assert len(data) < most and again.equals(image) and again.unit == "mm"
+    assert len(pickle.dumps(zarnik.multi_image([small, large.crop(slice(3))]))) < 2500
     buffers = []
     data = pickle.dumps(large.flip("X").astype("float32"), 5, buffer_callback=buffers.append)
     assert [numpy.shares_memory(numpy.frombuffer(buffer), large.to_numpy()) for buffer in buffers] == [True]
@@ -163,8 +154,7 @@ def test_memory_goes_by_the_smaller_of_two():
 
 def test_copies(folder):
     image = stored(folder).crop(0)
-    assert copy.copy(image) is image
-    assert copy.deepcopy([image])[0] is image
+    assert copy.copy(image) is image and copy.deepcopy([image])[0] is image
     for changeable in (raw(folder, mode="r+").crop(1), zarnik.zeros((3, 3)).astype("float32"), zarnik.zeros((3, 3))):
         before = changeable.to_numpy(copy=True)
         again = copy.deepcopy(changeable)
