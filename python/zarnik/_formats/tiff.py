@@ -31,6 +31,8 @@ _UNITS_IN_MM = {2: 25.4, 3: 10.0}  # ResolutionUnit: inch, centimetre
 _INTERPRETATIONS = {2: "RGB", 5: "CMYK", 6: "YCC", 8: "CIE_LAB"}
 _SAMPLES = {2: 3, 5: 4, 6: 3, 8: 3}
 _MOST_SPLIT = 1000
+# Of each of thousands of pages.
+_OFFSETS_OF, _COUNTS_OF = map(operator.attrgetter, ("dataoffsets", "databytecounts"))
 _BYTE_ORDERS: dict[str, Any] = {"<": "little", ">": "big"}
 
 
@@ -174,13 +176,14 @@ class _File:
         described = self._calibration(place, axes, level)
         if metadata is None:
             described.pop("channel_names", None)
-        ratios = {letter: _ratio(one, other) for letter, one, other in zip(named, finest.shape, level.shape)}
-        coarser = [ratios.get(letter, 1.0) for letter in "XYZ"]
-        spacing = described.pop("spacing", None) or (1.0, 1.0, 1.0)
-        origin = described.pop("origin", None) or (0.0, 0.0, 0.0)
-        # The centre of an element is that of the finer ones which it stands for.
-        described["origin"] = [first + (by - 1) / 2 * step for first, by, step in zip(origin, coarser, spacing)]
-        described["spacing"] = [by * step for by, step in zip(coarser, spacing)]
+        if level is not finest:
+            ratios = {letter: _ratio(one, other) for letter, one, other in zip(named, finest.shape, level.shape)}
+            coarser = [ratios.get(letter, 1.0) for letter in "XYZ"]
+            spacing = described.pop("spacing", None) or (1.0, 1.0, 1.0)
+            origin = described.pop("origin", None) or (0.0, 0.0, 0.0)
+            # The centre of an element is that of the finer ones which it stands for.
+            described["origin"] = [first + (by - 1) / 2 * step for first, by, step in zip(origin, coarser, spacing)]
+            described["spacing"] = [by * step for by, step in zip(coarser, spacing)]
         return image_of(array, axes, metadata=metadata, **described)
 
     def _calibration(self, place: int, axes: str, level: _Level) -> dict[str, Any]:
@@ -390,19 +393,15 @@ class _Level:
 
     def _page_offsets(self, pages: Sequence[Any]) -> tuple[int | None, int | None]:
         """Where the first page is and how far the next ones are apart, if each is one piece and the steps are equal."""
-        if not self.keyframe.is_contiguous or len(pages) != math.prod(self._lead):
+        if not self.keyframe.is_contiguous or len(pages) != math.prod(self._lead) or None in pages:
             return None, None
-        if None in pages:
-            return None, None
-        starts, counts = [page.dataoffsets for page in pages], [page.databytecounts for page in pages]
+        starts, counts = list(map(_OFFSETS_OF, pages)), list(map(_COUNTS_OF, pages))
         has_one = set(map(len, starts)) == set(map(len, counts)) == {1}
         if not has_one and not all(map(_is_one_piece, starts, counts)):
             return None, None
         offsets = [start[0] for start in starts]
-        step = offsets[1] - offsets[0] if len(offsets) > 1 else 0
-        if step < 0 or offsets != [offsets[0] + place * step for place in range(len(offsets))]:
-            return None, None
-        return offsets[0], step
+        steps = set(map(operator.sub, offsets[1:], offsets)) or {0}
+        return (offsets[0], steps.pop()) if len(steps) == 1 and min(steps) >= 0 else (None, None)
 
     # ---- by decoding -------------------------------------------------------------------------------------------------
 
