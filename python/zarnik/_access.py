@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import io
+import itertools
 import operator
 import os
 from collections.abc import Iterable, Mapping
@@ -27,6 +28,14 @@ _PIECE = 1 << 20
 
 # Python's origins of a seek by their numbers; the library's are enumerators, or numbers one higher.
 _ORIGINS = {io.SEEK_SET: SeekOrigin.BEGIN, io.SEEK_CUR: SeekOrigin.CURRENT, io.SEEK_END: SeekOrigin.END}
+
+
+def views_of_parts(access: Any, parts: list[tuple[int, int]]) -> list[memoryview]:
+    """Read several parts of an accessor, pairs of offset and size, at once; each view keeps the memory of all."""
+    ends = list(itertools.accumulate(size for _, size in parts))
+    view = memoryview(bytearray(ends[-1] if ends else 0))
+    _direct.read_many(access, parts, view)
+    return [view[end - size : end] for (_, size), end in zip(parts, ends)]
 
 
 def _origin(whence: int) -> int:
@@ -344,17 +353,10 @@ class _RandomAccess:
         """
         pairs = [(_as_size(offset, "offset"), _as_size(size, "size")) for offset, size in parts]
         total = self.get_size()
-        ends = []
-        end = 0
         for offset, size in pairs:
             if offset + size > total:
                 raise _classes.Error(f"part of {size} bytes at offset {offset} exceeds the {total} bytes there are")
-            end += size
-            ends.append(end)
-        buffer = bytearray(end)
-        _direct.read_many(self, pairs, buffer)
-        view = memoryview(buffer)
-        return [bytes(view[end - size : end]) for (_, size), end in zip(pairs, ends)]
+        return list(map(bytes, views_of_parts(self, pairs)))
 
     def write(self, offset: int, data: Buffer) -> int:
         """Write bytes at an offset; return their number, fewer only where an accessor of fixed size ends."""

@@ -51,55 +51,67 @@ class _Cache:
         self._pending: dict[Hashable, threading.Lock] = {}
         self._bytes = self._hits = self._misses = 0
 
-    def get(
+    def each(
         self,
         owner: Owner,
-        index: tuple[int, ...],
-        make: Callable[[tuple[int, ...]], Array],
-        stamp: Hashable = None,
-    ) -> Array:
-        """Return a tile. Of several threads that want one at the same time, one makes it and the others wait.
+        indices: Sequence[tuple[int, ...]],
+        make: Callable[[list[int]], Iterator[Array]],
+        use: Callable[[int, Array], None],
+        stamps: Sequence[Hashable] | None = None,
+    ) -> None:
+        """Hand on several tiles: those that are kept, then new ones, then those that other threads are making.
 
-        :param make: Called with the index.
-        :param stamp: What is another one when the tile has changed where it is stored.
+        Of several threads that want a tile at the same time, one makes it and the others wait.
+
+        :param make: Called with the places, in the indices, of tiles that are not there; gives those one by one.
+        :param use: Called with the place of a tile and the tile.
+        :param stamps: For each tile what is another one when it has changed where it is stored.
         """
-        key = owner, index
-        while True:
-            with self._lock:
-                found = self._tiles.get(key)
-                if found is not None and found[1] == stamp:
-                    self._tiles.move_to_end(key)
-                    self._hits += 1
-                    return found[0]
-                waiting = self._pending.get(key)
-                if waiting is None:
-                    mine = self._begin(key)
-                    break
-            with waiting:
-                pass
-            with self._lock:
-                # Where it was too large to be kept, or failed, each makes its own.
-                found = self._tiles.get(key)
-                if (found is None or found[1] != stamp) and key not in self._pending:
-                    mine = self._begin(key)
-                    break
-        tile = None
-        try:
-            tile = _apart(make(index))
-            return tile
-        finally:
-            with self._lock:
-                if tile is not None and tile.nbytes <= self.limit:
-                    self._keep(key, tile, stamp)
-                if self._pending.get(key) is mine:
-                    del self._pending[key]
-            mine.release()
-
-    def _begin(self, key: Hashable) -> threading.Lock:
-        mine = self._pending[key] = threading.Lock()
-        mine.acquire()
-        self._misses += 1
-        return mine
+        keys = [(owner, index) for index in indices]
+        marks = stamps or itertools.repeat(None, len(keys))
+        left = list(zip(range(len(keys)), keys, marks))
+        while left:
+            kept: list[tuple[int, Array]] = []
+            others: list[Any] = []
+            mine: list[Any] = []
+            made: list[Array] = []
+            pending = threading.Lock()
+            pending.acquire()
+            try:
+                with self._lock:
+                    for task in left:
+                        place, key, stamp = task
+                        found = self._tiles.get(key)
+                        if found is not None and found[1] == stamp:
+                            self._tiles.move_to_end(key)
+                            kept.append((place, found[0]))
+                        elif key in self._pending:
+                            others.append((self._pending[key], task))
+                        else:
+                            mine.append(task)
+                            self._pending[key] = pending
+                    self._hits += len(kept)
+                    self._misses += len(mine)
+                for place, tile in kept:
+                    use(place, tile)
+                for (place, _, _), new in zip(mine, make([place for place, _, _ in mine])):
+                    tile = _apart(new)
+                    made.append(tile)
+                    use(place, tile)
+            finally:
+                with self._lock:
+                    for (_, key, stamp), tile in zip(mine, made):
+                        if tile.nbytes <= self.limit:
+                            self._keep(key, tile, stamp)
+                    for _, key, _ in mine:
+                        if self._pending.get(key) is pending:
+                            del self._pending[key]
+                pending.release()
+            # Where one was too large to be kept, or failed, each makes its own.
+            for waiting in {id(other): other for other, _ in others}.values():
+                with waiting:
+                    pass
+            left = [task for _, task in others]
 
     def has(self, owner: Owner, index: tuple[int, ...]) -> bool:
         return (owner, index) in self._tiles
@@ -336,35 +348,37 @@ class TiledArray:
         if out.size == 0:
             return
         fetched: dict[tuple[int, ...], Any] = {}
-        owner, get, stamp_of_tile = self._owner, CACHE.get, self._stamp
+        owner, stamp_of_tile = self._owner, self._stamp
 
-        def make(index: tuple[int, ...]) -> Array:
-            return self._decoded(index, fetched.pop(index, None))
+        def stamp_of(index: tuple[int, ...]) -> Hashable:
+            stamp = stamp_of_tile(index) if stamp_of_tile is not None else None
+            return next(_unique) if stamp is None else stamp
 
-        def place(task: _Task) -> None:
-            index, source, target = task
-            stamp: Hashable = None
-            if stamp_of_tile is not None:
-                stamp = stamp_of_tile(index)
-                stamp = next(_unique) if stamp is None else stamp
-            out[target] = get(owner, index, make, stamp)[source]
-
-        def fetch(tasks: Sequence[_Task]) -> None:
-            missing = [index for index, _, _ in tasks if not CACHE.has(owner, index)]
+        def fetch(missing: list[tuple[int, ...]]) -> None:
             if missing and self._fetch is not None:
                 fetched.update(self._fetch(missing))
 
         def place_run(tasks: Sequence[_Task]) -> None:
-            if not self._is_far:
-                fetch(tasks)
-            for task in tasks:
-                place(task)
+            indices = [index for index, _, _ in tasks]
+
+            def make(places: list[int]) -> Iterator[Array]:
+                if not self._is_far:
+                    fetch([indices[place] for place in places])
+                for place in places:
+                    yield self._decoded(indices[place], fetched.pop(indices[place], None))
+
+            def use(place: int, tile: Array) -> None:
+                _, source, target = tasks[place]
+                out[target] = tile[source]
+
+            stamps = None if stamp_of_tile is None else list(map(stamp_of, indices))
+            CACHE.each(owner, indices, make, use, stamps)
 
         threads = _MOST_THREADS // 2 if self._waits else 1 if out.nbytes < _SMALL else thread_count()
         waiting = self._tasks(origin, out.shape)
         while batch := list(itertools.islice(waiting, self._batch)):
             if self._is_far:
-                fetch(batch)
+                fetch([index for index, _, _ in batch if not CACHE.has(owner, index)])
             step = 1 if self._fetch is None or self._is_far else max(1, _RUN_BYTES // self._tile_bytes)
             runs = [batch[first : first + step] for first in range(0, len(batch), step)]
             if threads == 2 and self._tile_bytes < _SMALL_TILE and self._is_quick(place_run, runs.pop(0)):

@@ -15,7 +15,7 @@ import numpy
 
 import zarnik._classes as _classes
 from zarnik import _direct
-from zarnik._access import open_random
+from zarnik._access import open_random, views_of_parts
 from zarnik._formats import _elements, ome
 from zarnik._tiles import TiledArray, stamp_of
 from zarnik.plugins import Format, Series, Source, image_of
@@ -418,45 +418,46 @@ class _Level:
         pages = [math.prod(self._lead[axis + 1 :]) for axis in range(len(self._lead))]
         return pages, [0] * len(pages) + [within[axis] for axis in self._page_axes]
 
-    def _segments(self, index: tuple[int, ...]) -> tuple[Any, Sequence[int]]:
-        """The page that a tile is in, None if it is left out, and the numbers of its segments there."""
-        number = sum(map(operator.mul, index, self._page_steps))
-        first = sum(map(operator.mul, index, self._segment_steps))
-        pages = self._series._pages
-        page = pages[number] if number < len(pages) else None
-        if self._strips == 1:
-            return page, (first,)
-        strips = math.ceil(self._page_shape[2] / self._rows)
-        return page, range(first, min(first + self._strips, (first // strips + 1) * strips))
-
-    def _parts_of(self, page: Any, size: int, segments: Sequence[int]) -> list[tuple[int, int]]:
-        """Offset and bytes of each segment, which are in the file of a size."""
-        offsets, counts = page.dataoffsets, page.databytecounts
-        if segments and segments[-1] >= min(len(offsets), len(counts)):
-            raise _classes.Error(f"segment {segments[-1]} is missing, the page has {len(offsets)}")
-        parts = [(offsets[segment], counts[segment]) for segment in segments]
-        for offset, count in parts:
-            if offset < 0 or count < 0 or offset + count > size:
-                raise _classes.Error(f"{count} bytes at {offset} exceed the {size} bytes of the file")
-        return parts
+    def _segments(self, indices: list[tuple[int, ...]]) -> Iterator[tuple[tuple[int, ...], Any, Sequence[int]]]:
+        """Each tile that the file does not leave out: its index, the page that it is in, its segments there."""
+        pages, together = self._series._pages, self._strips
+        for index in indices:
+            number = sum(map(operator.mul, index, self._page_steps))
+            page = pages[number] if number < len(pages) else None
+            if page is None:
+                continue
+            first = sum(map(operator.mul, index, self._segment_steps))
+            if together == 1:
+                yield index, page, (first,)
+            else:
+                strips = math.ceil(self._page_shape[2] / self._rows)
+                yield index, page, range(first, min(first + together, (first // strips + 1) * strips))
 
     def _fetched(self, indices: list[tuple[int, ...]]) -> dict[tuple[int, ...], Any]:
         """For each tile that the file does not leave out its page, its segments there, and the bytes of those."""
-        wanted: dict[Any, list[tuple[int, int]]] = {}
-        places = []
-        for index in indices:
-            page, segments = self._segments(index)
-            if page is None:
-                continue
-            access, size = self._file.access(page)
-            parts = self._parts_of(page, size, segments)
-            asked = wanted.setdefault(access, [])
-            places.append((index, page, segments, access, len(asked)))
-            asked += parts
-        got = {access: access.read_many(parts) for access, parts in wanted.items()}
+        wanted: dict[Any, list[Any]] = {}
+        asked: list[Any] = []
+        found = []
+        file, size = None, 0
+        for index, page, segments in self._segments(indices):
+            if page.parent is not file:
+                file = page.parent
+                access, size = self._file.access(page)
+                asked = wanted.setdefault(access, [])
+            offsets, counts = page.dataoffsets, page.databytecounts
+            if segments[-1] >= min(len(offsets), len(counts)):
+                raise _classes.Error(f"segment {segments[-1]} is missing, the page has {len(offsets)}")
+            found.append((index, page, segments, asked, len(asked)))
+            for segment in segments:
+                offset, count = offsets[segment], counts[segment]
+                if offset < 0 or count < 0 or offset + count > size:
+                    raise _classes.Error(f"{count} bytes at {offset} exceed the {size} bytes of the file")
+                asked.append((offset, count))
+        for access, parts in wanted.items():
+            parts[:] = views_of_parts(access, parts)
         return {
-            index: (page, segments, got[access][first : first + len(segments)])
-            for index, page, segments, access, first in places
+            index: (page, segments, parts[first : first + len(segments)])
+            for index, page, segments, parts, first in found
         }
 
     def _decoded(self, index: tuple[int, ...], fetched: Any) -> Any:
@@ -469,14 +470,17 @@ class _Level:
         if self._is_jpeg:
             options |= {"jpegtables": page.jpegtables, "jpegheader": self.keyframe.jpegheader}
         decode = self._decode
-        pieces = [decode(data or None, segment, **options)[0] for data, segment in zip(stored, segments)]
-        if all(piece is None for piece in pieces):
+        if len(segments) == 1:
+            whole = decode(stored[0] or None, segments[0], **options)[0]
+        else:
+            pieces = [decode(data or None, segment, **options)[0] for data, segment in zip(stored, segments)]
+            has_some = any(piece is not None for piece in pieces)
+            whole = numpy.concatenate(list(self._completed(pieces, segments)), axis=1) if has_some else None
+        if whole is None:
             return None
-        whole = pieces[0] if len(pieces) == 1 else numpy.concatenate(list(self._completed(pieces, segments)), axis=1)
         # depth, length, width, samples: those axes of them that the array has
-        full = whole[None]
-        kept = [full.shape[axis] for axis in self._page_axes]
-        return full.reshape((1,) * len(self._lead) + tuple(kept))
+        kept = [whole.shape[axis - 1] if axis else 1 for axis in self._page_axes]
+        return whole.reshape((1,) * len(self._lead) + tuple(kept))
 
     def _completed(self, pieces: Sequence[Any], segments: Sequence[int]) -> Iterator[Any]:
         """Strips of a page, those that the file leaves out too."""
