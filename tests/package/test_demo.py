@@ -29,11 +29,9 @@ def test_the_demonstration_tells_its_story_and_draws_a_picture(tmp_path):
     image = pytest.importorskip("matplotlib.image")
     done = run("-m", "zarnik.demo", "--output", "picture.png", cwd=tmp_path)
     assert done.returncode == 0, done.stderr
-    assert "the same memory" in done.stdout
-    assert "now has 1000 to 1000 there" in done.stdout
-    assert "NOT the same" not in done.stdout
-    assert "the same as on disk: a scan of (128, 96, 24, 2) voxels" in done.stdout
-    assert len(done.stdout.splitlines()) <= 18
+    on_disk = "the same as on disk: a scan of (128, 96, 24, 2) voxels"
+    assert all(text in done.stdout for text in ("the same memory", "now has 1000 to 1000 there", on_disk))
+    assert "NOT the same" not in done.stdout and len(done.stdout.splitlines()) <= 18
     picture = image.imread(tmp_path / "picture.png")
     # Black around gray slices on white paper, not an empty page.
     assert min(picture.shape[:2]) > 400
@@ -74,9 +72,8 @@ def test_a_missing_extra_is_named_with_what_installs_it(tmp_path, missing):
     (tmp_path / f"{missing}.py").write_text(f"raise ModuleNotFoundError('no', name='{missing}')")
     paths = os.pathsep.join([str(tmp_path), *filter(None, sys.path)])
     done = run("-m", "zarnik.demo", cwd=tmp_path, PYTHONPATH=paths)
-    assert done.returncode != 0
+    assert done.returncode != 0 and "Traceback" not in done.stderr
     assert f"needs {missing}, which is not installed: pip install 'zarnik[demo]'" in done.stderr
-    assert "Traceback" not in done.stderr
 
 
 PROGRAMS = [*sorted((ROOT / "examples").glob("*.py")), ROOT / "tests" / "typing" / "everything.py"]

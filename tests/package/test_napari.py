@@ -52,9 +52,7 @@ def test_channels_labels_and_colours():
     numpy.testing.assert_array_equal(numpy.take(data, [2, 0], axis=0 + 3), array[..., [2, 0]])
     image.interpretation = "RGB"
     assert image.to_napari()[1]["rgb"]
-    labels = zarnik.zeros((4, 5), "uint8")
-    labels.interpretation = "LABEL"
-    assert labels.to_napari()[2] == "labels"
+    assert zarnik.zeros((4, 5), "uint8", interpretation="LABEL").to_napari()[2] == "labels"
 
 
 def test_the_engine_finds_the_reader(manager, tmp_path):
