@@ -6,8 +6,6 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace zarnik::test {
 

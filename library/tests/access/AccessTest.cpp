@@ -2,11 +2,9 @@
 #include "access/AccessSupport.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccessFactory.h"
-#include "zarnik/access/Uri.h"
 
 #include <algorithm>
 #include <atomic>
-#include <gtest/gtest.h>
 #include <sstream>
 
 namespace zarnik::test {

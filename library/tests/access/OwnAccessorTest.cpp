@@ -2,7 +2,6 @@
 #include "access/AccessSupport.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccessFactory.h"
-#include "zarnik/core/Error.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>

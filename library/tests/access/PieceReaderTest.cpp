@@ -2,7 +2,6 @@
 #include "platform/PieceReader.h"
 #include "access/AccessSupport.h"
 #include "zarnik/access/RandomAccessFactory.h"
-#include "zarnik/core/Error.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
 

@@ -1,12 +1,10 @@
 #include "views/ForeignImage.h"
 #include "views/Samples.h"
-#include "zarnik/metadata/SpatialCalibrationProperty.h"
 #include "zarnik/views/ImageViewProvider.h"
 #include "zarnik/views/LinearValues.h"
 #include "zarnik/views/MultiImageView.h"
 #include "zarnik/views/MultiImageViewFactory.h"
 
-#include <algorithm>
 #include <gmock/gmock.h>
 #include <limits>
 

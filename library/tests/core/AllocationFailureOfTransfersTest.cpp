@@ -2,12 +2,8 @@
 #include "core/FailingAllocations.h"
 #include "views/Samples.h"
 #include "zarnik/access/DataStorage.h"
-#include "zarnik/access/HTTPHeaders.h"
-#include "zarnik/access/RandomAccess.h"
 #include "zarnik/access/RandomAccessFactory.h"
-#include "zarnik/access/StreamAccess.h"
 #include "zarnik/access/StreamAccessFactory.h"
-#include "zarnik/access/Uri.h"
 #include "zarnik/frames/DataFrameView.h"
 #include "zarnik/frames/DataFrameViewFactory.h"
 #include "zarnik/metadata/ImageProperties.h"
@@ -15,7 +11,6 @@
 #include "zarnik/serialization/ImageWriter.h"
 #include "zarnik/serialization/Serialization.h"
 #include "zarnik/serialization/StoredImage.h"
-#include "zarnik/values/ArrayX.h"
 #include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/LodImageView.h"
 #include "zarnik/views/LodImageViewFactory.h"
@@ -26,9 +21,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <numeric>
-#include <string>
-#include <vector>
 
 namespace zarnik::test {
 

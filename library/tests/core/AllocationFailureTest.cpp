@@ -5,22 +5,17 @@
 #include "zarnik/layout/RegionConverter.h"
 #include "zarnik/layout/RegionCopier.h"
 #include "zarnik/metadata/ImageProperties.h"
-#include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/metadata/MetadataNodeFactory.h"
 #include "zarnik/metadata/MetadataNodeHelper.h"
 #include "zarnik/metadata/VariantDataValueFactory.h"
 #include "zarnik/values/ArrayX.h"
-#include "zarnik/values/ImageType.h"
 #include "zarnik/values/Matrix.h"
-#include "zarnik/values/RegionX.h"
 #include "zarnik/views/ImageView.h"
 #include "zarnik/views/ImageViewFactory.h"
 #include "zarnik/views/ImageViewProvider.h"
 
 #include <algorithm>
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace zarnik::test {
 
@@ -61,9 +56,8 @@ TEST_F(Pool, DoesWithoutTheThreadsThatItCannotStart) {
 
 std::shared_ptr<MetadataNode> family() {
   auto const root = MetadataNodeFactory::create("the root of a tree of some nodes", nullptr);
-  for (int child = 0; child < 12; ++child) {
+  for (int child = 0; child < 12; ++child)
     root->addChild(MetadataNodeFactory::create("a child whose key needs memory " + std::to_string(child), nullptr));
-  }
   root->addChild(root->begin()->clone());
   return root;
 }

@@ -2,7 +2,6 @@
 #include "core/Support.h"
 #include "zarnik/access/RandomAccessCapability.h"
 #include "zarnik/access/StreamAccessCapability.h"
-#include "zarnik/core/Error.h"
 #include "zarnik/core/UidGenerator.h"
 #include "zarnik/frames/DataFrameCapability.h"
 #include "zarnik/views/ImageCapability.h"
@@ -12,7 +11,6 @@
 #include <gtest/gtest.h>
 #include <regex>
 #include <unordered_set>
-#include <vector>
 
 namespace zarnik {
 namespace {

@@ -9,18 +9,16 @@ namespace {
 thread_local int untilFailure = 0;
 
 void * allocate(std::size_t bytes) noexcept {
-  if (untilFailure > 0 && --untilFailure == 0) {
+  if (untilFailure > 0 && --untilFailure == 0)
     return nullptr;
-  }
   return std::malloc(bytes == 0 ? 1 : bytes);
 }
 
 } // namespace
 
 void * operator new(std::size_t bytes) {
-  if (void * const memory = allocate(bytes)) {
+  if (void * const memory = allocate(bytes))
     return memory;
-  }
   throw std::bad_alloc();
 }
 

@@ -2,28 +2,21 @@
 
 #include "core/Support.h"
 #include "fuzz/Repair.h"
-#include "http/HttpFields.h"
-#include "http/HttpTarget.h"
 #include "http/MultipartReader.h"
 #include "zarnik/access/FolderStorage.h"
 #include "zarnik/access/RandomAccessFactory.h"
 #include "zarnik/access/StreamAccessFactory.h"
-#include "zarnik/core/Error.h"
 #include "zarnik/frames/DataFrameView.h"
 #include "zarnik/serialization/Serialization.h"
 #include "zarnik/serialization/StoredImage.h"
-#include "zarnik/values/RegionX.h"
 #include "zarnik/views/ImageView.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
 namespace zarnik::test {
 namespace {

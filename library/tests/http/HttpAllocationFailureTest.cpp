@@ -3,12 +3,10 @@
 #include "http/TestServers.h"
 #include "zarnik/access/StreamCompletion.h"
 #include "zarnik/http/HttpAccess.h"
-#include "zarnik/http/HttpOptions.h"
 #include "zarnik/http/HttpStatistics.h"
 
 #include <algorithm>
 #include <span>
-#include <vector>
 
 namespace zarnik::test {
 

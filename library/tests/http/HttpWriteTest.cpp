@@ -6,9 +6,6 @@
 
 #include <chrono>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <numeric>
-#include <thread>
 
 namespace zarnik {
 

@@ -2,7 +2,6 @@
 
 #include "core/Support.h"
 #include "layout/StridedCases.h"
-#include "zarnik/core/Error.h"
 
 #include <gmock/gmock.h>
 
@@ -35,16 +34,14 @@ void copyAllSmallShapes(size_t highestRank) {
   size_t round = 0;
   for (size_t rank = 0; rank <= highestRank; ++rank) {
     uint64_t shapes = 1;
-    for (size_t n = 0; n < rank; ++n) {
+    for (size_t n = 0; n < rank; ++n)
       shapes *= 6;
-    }
     for (uint64_t shape = 0; shape < shapes; ++shape) {
       std::vector<uint64_t> size(rank);
-      for (uint64_t n = 0, rest = shape; n < rank; ++n, rest /= 6) {
+      for (uint64_t n = 0, rest = shape; n < rank; ++n, rest /= 6)
         size[n] = rest % 6;
-      }
       auto order = canonical(rank);
-      do {
+      do
         for (unsigned reversed = 0; reversed < 1U << rank; ++reversed) {
           ++round;
           size_t const elementBytes = elementSizes[round % std::size(elementSizes)];
@@ -53,7 +50,7 @@ void copyAllSmallShapes(size_t highestRank) {
                                            round / 5 % 4 == 0 ? round % 7 : 0, elementBytes);
           ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
         }
-      } while (std::next_permutation(order.begin(), order.end()));
+      while (std::next_permutation(order.begin(), order.end()));
     }
   }
 }
@@ -68,9 +65,8 @@ struct CutCopies : WithThreads {
 TEST_F(CutCopies, AllSmallShapesOrdersAndSigns) {
   // While the pool is busy with this, it is this thread that copies all pieces: no time goes in waking others.
   layout::runParts(2, [](size_t part) {
-    if (part == 0) {
+    if (part == 0)
       copyAllSmallShapes(4);
-    }
   });
 }
 
@@ -79,9 +75,8 @@ TEST_F(CutCopies, ManyShortAxes) {
   for (int round = 0; round < 300; ++round) {
     size_t const elementBytes = std::vector<size_t>{1, 2, 4}[random() % 3];
     std::vector<uint64_t> size(5 + random() % 5);
-    for (auto & extent : size) {
+    for (auto & extent : size)
       extent = round % 2 == 0 ? 4 : 1 + random() % 4;
-    }
     auto order = canonical(size.size());
     std::shuffle(order.begin(), order.end(), random);
     auto const source = arrange(size, order, static_cast<unsigned>(random() & random() & random()), 0, elementBytes);
@@ -96,36 +91,29 @@ INSTANTIATE_TEST_SUITE_P(Units, CopyKernels, testing::ValuesIn(EachVectorUnit::a
                          [](auto const & unit) { return unit.param; });
 
 TEST_P(CopyKernels, EveryKernelWidthAndTail) {
-  for (size_t const elementBytes : {1, 2, 3, 4, 6, 8, 12, 16, 32, 1024}) {
-    for (uint64_t const rows : {1, 2, 3, 4, 5, 8, 15, 16, 17, 33, 64, 65, 130}) {
+  for (size_t const elementBytes : {1, 2, 3, 4, 6, 8, 12, 16, 32, 1024})
+    for (uint64_t const rows : {1, 2, 3, 4, 5, 8, 15, 16, 17, 33, 64, 65, 130})
       for (uint64_t columns = 1; columns * rows * elementBytes <= 70000 && columns <= 150;
-           columns += columns < 70 ? 1 : 29) {
-        std::vector<uint64_t> const size{columns, rows};
+           columns += columns < 70 ? 1 : 29)
         for (unsigned variant = 0; variant < 12; ++variant) {
+          std::vector<uint64_t> const size{columns, rows};
           auto const source = arrange(size, variant % 2 == 0 ? canonical(2) : std::vector<size_t>{1, 0},
                                       variant / 2 % 4, variant == 10 ? 3 : 0, elementBytes);
           auto const destination =
               arrange(size, canonical(2), variant / 4 == 2 ? 2 : 0, variant == 11 ? 1 : 0, elementBytes);
           ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
         }
-      }
-    }
-  }
 }
 
 TEST_P(CopyKernels, EveryNthElementInBothDirections) {
-  for (size_t const elementBytes : {1, 2, 4, 8}) {
-    for (uint64_t const n : {2, 3, 4, 5}) {
-      for (uint64_t columns = 2; columns <= 300; columns += columns < 140 ? 1 : 53) {
-        std::vector<uint64_t> const size{columns, 3};
+  for (size_t const elementBytes : {1, 2, 4, 8})
+    for (uint64_t const n : {2, 3, 4, 5})
+      for (uint64_t columns = 2; columns <= 300; columns += columns < 140 ? 1 : 53)
         for (bool const downwards : {false, true}) {
-          auto const source = everyNth(size, n, downwards, elementBytes);
+          std::vector<uint64_t> const size{columns, 3};
           auto const destination = arrange(size, canonical(2), 0, 0, elementBytes);
-          ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
+          ASSERT_TRUE(copiesLikeReference(size, everyNth(size, n, downwards, elementBytes), destination, elementBytes));
         }
-      }
-    }
-  }
 }
 
 TEST_P(CopyKernels, RandomLargeRegions) {
@@ -146,9 +134,8 @@ TEST_P(CopyKernels, RandomLargeRegions) {
     std::shuffle(order.begin(), order.end(), random);
     auto const destination =
         arrange(size, order, static_cast<unsigned>(random() & random()), random() % 4 == 0, elementBytes);
-    if (source.bytes > pattern().size()) {
+    if (source.bytes > pattern().size())
       continue;
-    }
     ASSERT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
   }
 }
@@ -159,9 +146,7 @@ TEST_P(CopyKernels, StreamingWritesTheSame) {
   static auto const from = noise(bytes, 1);
   std::vector<std::byte> to(bytes + 2);
   for (uint64_t const e : {1, 2, 3, 4, 8, 12}) {
-    uint64_t const columns = 3000;
-    uint64_t const rows = bytes / (e * columns);
-    uint64_t const third = rows * columns / 3;
+    uint64_t const columns = 3000, rows = bytes / (e * columns), third = rows * columns / 3;
     struct {
       std::vector<uint64_t> size, source, destination;
       uint64_t origin;
@@ -178,8 +163,7 @@ TEST_P(CopyKernels, StreamingWritesTheSame) {
       copyStrided(c.size, c.source, c.destination, e, from.data() + c.origin, to.data() + 1);
       bool same = to.front() == std::byte{0x11} && to.back() == std::byte{0x11};
       for (uint64_t n = 0; n < c.size[0] * c.size[1] && same; n += 1 + n % 89) {
-        uint64_t const i = n % c.size[0];
-        uint64_t const j = n / c.size[0];
+        uint64_t const i = n % c.size[0], j = n / c.size[0];
         same = std::memcmp(&to[1 + i * c.destination[0] + j * c.destination[1]],
                            &from[c.origin + i * c.source[0] + j * c.source[1]], e) == 0;
       }
@@ -189,19 +173,15 @@ TEST_P(CopyKernels, StreamingWritesTheSame) {
 }
 
 TEST(CopyPlan, SourceStrideZeroRepeats) {
-  for (size_t const elementBytes : {1, 2, 3, 4, 8, 16, 40}) {
-    std::vector<uint64_t> const size{70, 3, 20};
+  std::vector<uint64_t> const size{70, 3, 20};
+  for (size_t const elementBytes : {1, 2, 3, 4, 8, 16, 40})
     for (unsigned zeros = 1; zeros < 8; ++zeros) {
       auto source = arrange(size, {0, 1, 2}, 0, 0, elementBytes);
-      for (size_t axis = 0; axis < 3; ++axis) {
-        source.strides[axis] = (zeros >> axis & 1) != 0 ? 0 : source.strides[axis];
-      }
-      for (auto const & order : {std::vector<size_t>{0, 1, 2}, {2, 0, 1}}) {
-        auto const destination = arrange(size, order, zeros, 0, elementBytes);
-        EXPECT_TRUE(copiesLikeReference(size, source, destination, elementBytes));
-      }
+      for (size_t axis = 0; axis < 3; ++axis)
+        source.strides[axis] *= ~zeros >> axis & 1;
+      for (auto const & order : {std::vector<size_t>{0, 1, 2}, {2, 0, 1}})
+        EXPECT_TRUE(copiesLikeReference(size, source, arrange(size, order, zeros, 0, elementBytes), elementBytes));
     }
-  }
 }
 
 TEST(CopyPlan, OverlapIsAsIfTheSourceWereReadFirst) {

@@ -5,8 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <vector>
-
 namespace zarnik {
 
 namespace {
@@ -49,9 +47,8 @@ TEST(RegionConverter, KnowsTheTenScalarTypes) {
   DataTypeId const ids[] = {DataTypeId::UINT8,  DataTypeId::INT8,  DataTypeId::UINT16, DataTypeId::INT16,
                             DataTypeId::UINT32, DataTypeId::INT32, DataTypeId::UINT64, DataTypeId::INT64,
                             DataTypeId::FLOAT,  DataTypeId::DOUBLE};
-  for (size_t n = 0; n < 10; ++n) {
+  for (size_t n = 0; n < 10; ++n)
     EXPECT_EQ(scalarTypeOf(ids[n]), static_cast<ScalarType>(n));
-  }
   for (auto const & other : {DataType(), DataType(PrimitiveTypeId::UNSIGNED_INTEGER, 12, 1),
                              DataType(PrimitiveTypeId::FLOATING_POINT, 16, 1)})
     EXPECT_THROW(scalarTypeOf(other), InvalidArgument);

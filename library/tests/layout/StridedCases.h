@@ -54,8 +54,7 @@ inline Geometry arrange(std::vector<uint64_t> const & size, std::vector<size_t> 
 
 /// Rows of every nth element of a buffer that ends with the last of them; `downwards` takes each row from its end.
 inline Geometry everyNth(std::vector<uint64_t> const & size, uint64_t n, bool downwards, size_t elementBytes) {
-  uint64_t const step = n * elementBytes;
-  uint64_t const row = size[0] * step;
+  uint64_t const step = n * elementBytes, row = size[0] * step;
   return {
       {downwards ? uint64_t{0} - step : step, row}, downwards ? row - step : 0, size[1] * row - (n - 1) * elementBytes};
 }
@@ -68,10 +67,9 @@ template <typename Visit> void visitElements(std::vector<uint64_t> const & size,
     visit(source.origin + from, destination.origin + to);
     return;
   }
-  for (uint64_t i = 0; i < size[axis]; ++i) {
+  for (uint64_t i = 0; i < size[axis]; ++i)
     visitElements(size, source, destination, visit, axis + 1, from + i * source.strides[axis],
                   to + i * destination.strides[axis]);
-  }
 }
 
 /// The seed of the random tests, printed with each failure; set ZARNIK_TEST_SEED to repeat one.
@@ -111,9 +109,8 @@ testing::AssertionResult movesLikeReference(std::vector<std::byte> const & from,
 inline std::vector<std::byte> noise(size_t bytes, uint64_t seed) {
   std::mt19937_64 random(seed);
   std::vector<std::byte> result(bytes);
-  for (auto & byte : result) {
+  for (auto & byte : result)
     byte = static_cast<std::byte>(random());
-  }
   return result;
 }
 

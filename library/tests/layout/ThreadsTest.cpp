@@ -59,9 +59,8 @@ TEST_F(Threads, ManyCallersAtOnce) {
       results[number] = copied({2048, 2048}, {2048, 1}, {1, 2048}, 1, from, 0);
   });
   EXPECT_EQ(from[5 * 2048 + 7], results[0][7 * 2048 + 5]);
-  for (auto const & result : results) {
+  for (auto const & result : results)
     EXPECT_TRUE(result == results[0]);
-  }
 }
 
 TEST_F(Threads, AForkedProcessCopiesAndEnds) {
@@ -70,9 +69,8 @@ TEST_F(Threads, AForkedProcessCopiesAndEnds) {
   auto const expected = copied({2048, 2048}, {2048, 1}, {1, 2048}, 1, from, 0);
   pid_t const child = fork();
   ASSERT_NE(child, -1);
-  if (child == 0) {
+  if (child == 0)
     _exit(copied({2048, 2048}, {2048, 1}, {1, 2048}, 1, from, 0) == expected ? 0 : 1);
-  }
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;

@@ -1,9 +1,6 @@
 #include "core/Support.h"
-#include "zarnik/core/Error.h"
-#include "zarnik/metadata/MetadataNode.h"
 #include "zarnik/metadata/MetadataNodeFactory.h"
 #include "zarnik/metadata/MetadataNodeHelper.h"
-#include "zarnik/metadata/VariantDataValue.h"
 #include "zarnik/metadata/VariantDataValueConverter.h"
 #include "zarnik/metadata/VariantDataValueFactory.h"
 
@@ -11,7 +8,6 @@
 #include <cmath>
 #include <gmock/gmock.h>
 #include <limits>
-#include <vector>
 
 using namespace zarnik;
 using testing::ElementsAre;

@@ -1,8 +1,6 @@
 #include "serialization/Hash.h"
 #include "layout/CacheSize.h"
-#include "zarnik/access/RandomAccess.h"
 #include "zarnik/access/RandomAccessFactory.h"
-#include "zarnik/access/StreamAccess.h"
 #include "zarnik/access/StreamAccessFactory.h"
 #include "zarnik/core/Error.h"
 #include "zarnik/layout/Threads.h"

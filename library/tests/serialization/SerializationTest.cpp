@@ -8,11 +8,7 @@
 #include "zarnik/serialization/ImageWriter.h"
 #include "zarnik/views/Writer.h"
 
-#include <algorithm>
-#include <cstring>
 #include <gmock/gmock.h>
-#include <numeric>
-#include <vector>
 
 namespace zarnik::test {
 namespace {

@@ -1,10 +1,8 @@
 // What C++ alone reaches of values; their arithmetic is tried through Python, against NumPy.
 #include "zarnik/core/Error.h"
 #include "zarnik/values/ArrayX.h"
-#include "zarnik/values/DataType.h"
 #include "zarnik/values/ImageType.h"
 #include "zarnik/values/RegionX.h"
-#include "zarnik/values/VectorX.h"
 
 #include <array>
 #include <gmock/gmock.h>

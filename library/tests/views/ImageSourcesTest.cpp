@@ -5,7 +5,6 @@
 
 #include <array>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <random>

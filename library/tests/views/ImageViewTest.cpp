@@ -4,7 +4,6 @@
 #include "zarnik/views/ImageViewProvider.h"
 #include "zarnik/views/SharedSamples.h"
 
-#include <cstring>
 #include <gmock/gmock.h>
 
 // A request that cannot be met is an error of the library, also under the address sanitizer.

@@ -15,11 +15,7 @@
 #include "zarnik/views/TypedTransfer.h"
 
 #include <atomic>
-#include <functional>
 #include <gmock/gmock.h>
-#include <span>
-#include <thread>
-#include <vector>
 
 namespace zarnik::test {
 namespace {

@@ -2,13 +2,10 @@
 
 #include "core/Support.h"
 #include "zarnik/values/Indexer.h"
-#include "zarnik/values/RegionX.h"
 #include "zarnik/views/ImageView.h"
 
 #include <functional>
 #include <memory>
-#include <numeric>
-#include <vector>
 
 namespace zarnik::test {
 
