@@ -209,6 +209,7 @@ def test_new_shapes(frame):
     assert zarnik.DataFrameViewFactory.allocate(2, {"a": "f4", "b": str}).dtypes == frame.dtypes
     assert zarnik.DataFrameViewFactory.allocate(0, {"a": "f4"}).shape == (0, 1)
     assert zarnik.DataFrameViewFactory.allocate(2**33, {"a": "u1"}).shape == (2**33, 1)
+    assert zarnik.DataFrameViewFactory.allocate(10**8, {"a": "u1", "t": str}).at("t", 10**8 - 1) == ""
     for dtype in ("c8", ("u1", (3,))):
         raises((TypeError, zarnik.Error), "", frame.reshape, 2, {"a": dtype})
     raises(zarnik.Error, "neither may be 0", frame.reshape, 0, {"a": "f4"})

@@ -64,12 +64,9 @@ bool areMapped() {
   return PieceReader::residentBytes() != before;
 }
 
-#define SKIP_UNLESS_MAPPED()                                                                                           \
-  if (!areMapped())                                                                                                    \
-  GTEST_SKIP() << "the file system or the process has no mappings"
-
 TEST(PieceReader, MapsAWindowOnceEnoughOfItWasWanted) {
-  SKIP_UNLESS_MAPPED();
+  if (!areMapped())
+    GTEST_SKIP() << "the file system or the process has no mappings";
   auto const file = RandomAccessFactory::openFileRead(scratchFile(content(4 * WINDOW)));
   auto const before = PieceReader::residentBytes();
   auto const grown = [&](size_t first, size_t count, size_t size) {
@@ -187,7 +184,8 @@ TEST(PieceReader, KeepsToCallsWhereTheAddressSpaceIsLimited) {
 }
 
 TEST(PieceReader, KeepsLittleInMemoryWhateverIsRead) {
-  SKIP_UNLESS_MAPPED();
+  if (!areMapped())
+    GTEST_SKIP() << "the file system or the process has no mappings";
   auto const path = scratchFile({});
   constexpr size_t windows = 3 * PieceReader::RESIDENT_BYTES / WINDOW;
   RandomAccessFactory::openFile(path)->resize(windows * WINDOW);

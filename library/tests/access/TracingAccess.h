@@ -17,11 +17,9 @@ class TracingAccess : public RandomAccess {
 public:
   using Range = std::pair<size_t, size_t>; // offset and size
 
-  explicit TracingAccess(std::vector<uint8_t> initial,
-                         RandomAccessCapabilitySet offered = RandomAccessCapability::READ_WRITE)
-      : bytes(std::move(initial)), offered_(offered) {}
+  explicit TracingAccess(std::vector<uint8_t> initial) : bytes(std::move(initial)) {}
 
-  RandomAccessCapabilitySet capabilities() const override { return offered_; }
+  RandomAccessCapabilitySet capabilities() const override { return RandomAccessCapability::READ_WRITE; }
   size_t size() const override { return bytes.size(); }
   std::string toString() const override { return "traced bytes"; }
 
@@ -73,7 +71,6 @@ private:
     return count;
   }
 
-  RandomAccessCapabilitySet offered_;
   std::mutex mutex_;
 };
 

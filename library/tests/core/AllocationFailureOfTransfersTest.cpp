@@ -1,4 +1,5 @@
 // What is left when memory runs out while bytes, samples and tables are opened, adapted, moved and stored.
+#include "access/AccessSupport.h"
 #include "core/FailingAllocations.h"
 #include "views/Samples.h"
 #include "zarnik/access/DataStorage.h"
@@ -18,7 +19,6 @@
 #include "zarnik/views/MultiImageViewFactory.h"
 #include "zarnik/views/Writer.h"
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -78,43 +78,36 @@ TEST(AllocationFailure, OfTransfersThroughAdapters) {
 }
 
 TEST(AllocationFailure, OfFilesWhereOthersWereLeftBehind) {
-  namespace files = std::filesystem;
-  auto const folder = files::temp_directory_path() / "zarnik-allocation-failure-folder";
-  files::create_directory(folder);
+  auto const folder = scratchFolder();
   auto const leaveOneBehind = [&] {
     std::ofstream const left(folder / "zarnik-00000000000000ab.raw");
     return left.is_open();
   };
   auto const openFiles = [](bool) {
-    return std::distance(files::directory_iterator("/proc/self/fd"), files::directory_iterator());
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
   };
   auto const name = folder.string();
   VectorXu64 const shape{6, 5};
   withEachAllocationFailing(
       "on disk", leaveOneBehind, [&](bool) { Factory::createOnDisk(name, shape, DataTypeId::UINT8); }, openFiles);
-  files::remove_all(folder);
 }
 
 TEST(AllocationFailure, OfAccess) {
-  withEachAllocationFailing("memory", [] {
+  auto const path = scratchFile({});
+  withEachAllocationFailing("opened", [&] {
     auto const access = RandomAccessFactory::allocate(100);
     RandomAccessFactory::extractRegion(access, 10, 20);
     StreamAccessFactory::fromRandomAccess(access);
     RandomAccessFactory::copyInMemory(access);
-  });
-  auto const path = (std::filesystem::temp_directory_path() / "zarnik-allocation-failure").string();
-  withEachAllocationFailing("file", [&] {
     StreamAccessFactory::openFileWrite(path)->write("a few bytes", 11);
     RandomAccessFactory::openFileRead(path);
     RandomAccessFactory::mapFile(path);
   });
-  std::filesystem::remove(path);
 }
 
 TEST(AllocationFailure, OfWhatAccessorsTell) {
   using Access = std::shared_ptr<RandomAccess>;
-  auto const path = (std::filesystem::temp_directory_path() / "zarnik-allocation-failure-of-what-is-told").string();
-  ASSERT_TRUE(std::ofstream(path) << "a few bytes");
+  auto const path = scratchFile(ramp(11));
   auto const storage = RandomAccessFactory::openFileRead(path)->storage();
   auto const tell = [&](char const * name, auto make) {
     withEachAllocationFailing(
@@ -161,7 +154,6 @@ TEST(AllocationFailure, OfWhatAccessorsTell) {
     auto const written = StreamAccessFactory::openFileWrite(path);
     EXPECT_THROW(written->read(nullptr, 1), Error);
   });
-  std::filesystem::remove(path);
 }
 
 TEST(AllocationFailure, OfAddresses) {
@@ -227,55 +219,43 @@ TEST(AllocationFailure, OfLevels) {
                             [](auto const & levels) { return bytesOf(levels->resolution(2)); });
 }
 
-// Stores something and loads it again.
-template <typename Encode, typename Decode> void storeEachWay(char const * name, Encode encode, Decode decode) {
-  withEachAllocationFailing(name, [&] {
-    auto const stream = StreamAccessFactory::allocate();
-    encode(stream);
-    stream->seek(0, SeekOrigin::BEGIN);
-    decode(stream);
-  });
-}
-
 TEST(AllocationFailure, OfStoring) {
-  using Stream = std::shared_ptr<StreamAccess>;
   auto const stored = image();
-  storeEachWay(
-      "image", [&](Stream const & stream) { Serialization::encodeImageView(stored, stream); },
-      [](Stream const & stream) { Serialization::decodeImageView(stream); });
   std::string const names[] = {"a column", "another column"};
   DataType const types[] = {DataTypeId::DOUBLE, DataTypeId::UTF8_STRING};
   auto const frame = DataFrameViewFactory::allocate({2, 3}, names, types);
-  storeEachWay(
-      "frame", [&](Stream const & stream) { Serialization::encodeDataFrameView(frame, stream); },
-      [](Stream const & stream) { Serialization::decodeDataFrameView(stream); });
+  withEachAllocationFailing("views", [&] {
+    auto const stream = StreamAccessFactory::allocate();
+    Serialization::encodeImageView(stored, stream);
+    Serialization::encodeDataFrameView(frame, stream);
+    stream->seek(0, SeekOrigin::BEGIN);
+    Serialization::decodeImageView(stream);
+    Serialization::decodeDataFrameView(stream);
+  });
   ArrayXf const array(Indexer({3, 4}, DataTypeId::FLOAT, MemoryLayout::C));
-  storeEachWay(
-      "array", [&](Stream const & stream) { Serialization::encodeArrayXf(array, stream); },
-      [](Stream const & stream) { Serialization::decodeArrayXf(stream); });
   auto const vector = VectorXd::createUniform(100, 0.5);
-  storeEachWay(
-      "vectors",
-      [&](Stream const & stream) {
-        Serialization::encodeVectorXd(vector, stream);
-        Serialization::encodeVector3d({1, 2, 3}, stream);
-        Serialization::encodeMatrix4d(Matrix4d::identity(), stream);
-      },
-      [](Stream const & stream) {
-        Serialization::decodeVectorXd(stream);
-        Serialization::decodeVector3d(stream);
-        Serialization::decodeMatrix4d(stream);
-      });
-  storeEachWay(
-      "writer",
-      [&](Stream const & stream) {
-        auto const writer = makeImageWriter(stored, stream);
-        uint64_t const blockBytes = 4096;
-        writer->setOption("block_bytes", VariantDataValueFactory::create(&blockBytes, 1));
-        (void)writer->toString();
-        writer->writeAll();
-      },
-      [](Stream const & stream) { openImageView(RandomAccessFactory::fromStream(stream)); });
+  withEachAllocationFailing("values", [&] {
+    auto const stream = StreamAccessFactory::allocate();
+    Serialization::encodeArrayXf(array, stream);
+    Serialization::encodeVectorXd(vector, stream);
+    Serialization::encodeVector3d({1, 2, 3}, stream);
+    Serialization::encodeMatrix4d(Matrix4d::identity(), stream);
+    stream->seek(0, SeekOrigin::BEGIN);
+    Serialization::decodeArrayXf(stream);
+    Serialization::decodeVectorXd(stream);
+    Serialization::decodeVector3d(stream);
+    Serialization::decodeMatrix4d(stream);
+  });
+  withEachAllocationFailing("writer", [&] {
+    auto const stream = StreamAccessFactory::allocate();
+    auto const writer = makeImageWriter(stored, stream);
+    uint64_t const blockBytes = 4096;
+    writer->setOption("block_bytes", VariantDataValueFactory::create(&blockBytes, 1));
+    (void)writer->toString();
+    writer->writeAll();
+    stream->seek(0, SeekOrigin::BEGIN);
+    openImageView(RandomAccessFactory::fromStream(stream));
+  });
 }
 
 } // namespace

@@ -40,16 +40,6 @@ TEST(Log, WritesOneLineForWhatItsLevelIncludes) {
                                   R"((\[\d\d:\d\d:\d\d\.\d{3}\]) \[zarnik\] \[error\] lost\n)")));
 }
 
-TEST(Error, KeepsMessageAndKindThroughCopies) {
-  try {
-    throw InvalidArgument("size 0 is not allowed");
-  } catch (Error const & caught) {
-    Error const copy = caught;
-    EXPECT_STREQ(copy.what(), "size 0 is not allowed");
-    EXPECT_NE(dynamic_cast<InvalidArgument const *>(&caught), nullptr);
-  }
-}
-
 template <typename Flag> class FlagSetOf : public testing::Test {};
 using Flags = testing::Types<ImageCapability, MultiImageCapability, DataFrameCapability, StreamAccessCapability,
                              RandomAccessCapability, ParallelAccessCapability>;

@@ -13,12 +13,6 @@ using testing::HasSubstr;
 using Numbers = std::vector<int32_t>;
 using Texts = std::vector<std::string>;
 
-Numbers numbersOf(DataFrameView const & frame, size_t column = 0) {
-  Numbers cells(frame.shape()[1]);
-  frame.read(column, 0, cells.size(), cells.data());
-  return cells;
-}
-
 /// A column n of numbers, and a column t of texts that are all empty.
 std::shared_ptr<DataFrameView> inMemory(Numbers const & numbers, std::string const & unit = "") {
   std::string const names[] = {"n", "t"};
@@ -59,51 +53,6 @@ TEST(DataFrame, HoldsNothingButUtf8AndKeepsAllWhenAWriteFails) {
   frame->read(0, 2, 0, nullptr); // an empty part may stand at the end, and needs no memory
   frame->writeText(1, 0, 2, rising.data(), "???abc???");
   EXPECT_EQ(frame->readText(1, 0, 2).bytes, "abc");
-}
-
-TEST(DataFrameMemory, IsTheColumnsAndOutlivesChangesAndTheTable) {
-  auto frame = inMemory({1, 2, 3});
-  auto const memory = frame->columnMemory(0);
-  ASSERT_TRUE(memory.writable);
-  auto * const cells = static_cast<int32_t *>(memory.cells.get());
-  cells[1] = 20;
-  EXPECT_EQ(numbersOf(*frame), (Numbers{1, 20, 3}));
-  EXPECT_FALSE(frame->columnMemory(1).cells);
-
-  // Whatever becomes of the column, its holders see the rows that there were.
-  frame->removeRows(2, 1);
-  frame->addRows(0, 2);
-  frame->addRows(4, 1000);
-  EXPECT_THAT(std::vector(cells, cells + 3), testing::ElementsAre(1, 20, 3));
-  frame->removeColumn(0);
-  frame.reset();
-  EXPECT_THAT(std::vector(cells, cells + 3), testing::ElementsAre(1, 20, 3));
-}
-
-TEST(DataFrameMemory, OfOthersIsNeitherCopiedNorChanged) {
-  auto const numbers = std::make_shared<Numbers>(Numbers{1, 2, 3});
-  auto const frame = DataFrameViewFactory::create(3, {{"n", DataTypeId::INT32, "mm", {numbers, numbers->data()}}});
-  EXPECT_EQ(frame->columnMemory(0).cells.get(), numbers->data());
-  EXPECT_FALSE(frame->columnMemory(0).writable);
-  EXPECT_EQ(numbers.use_count(), 2);
-  int32_t const value = 9;
-  frame->write(0, 1, 1, &value);
-  EXPECT_EQ(numbersOf(*frame), (Numbers{1, 9, 3}));
-  EXPECT_EQ(*numbers, (Numbers{1, 2, 3}));
-  EXPECT_EQ(numbers.use_count(), 1);
-  EXPECT_TRUE(frame->columnMemory(0).writable);
-}
-
-// A table that nobody filled costs no memory, whatever its size.
-TEST(DataFrame, HasRowsForTheAsking) {
-  auto const frame = DataFrameViewFactory::allocate();
-  frame->addColumn("n", DataTypeId::UINT8);
-  frame->addColumn("t", DataTypeId::UTF8_STRING);
-  uint64_t const rows = 100'000'000;
-  frame->addRows(0, rows);
-  std::string text = "x";
-  frame->read(1, rows - 1, 1, &text);
-  EXPECT_EQ(text, "");
 }
 
 TEST(Arrow, LetsChildrenMoveAway) {

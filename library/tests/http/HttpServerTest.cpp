@@ -23,6 +23,7 @@ namespace zarnik {
 namespace {
 
 using test::Bytes;
+using test::isServed;
 using test::messageOf;
 using test::readAll;
 using test::servedContent;
@@ -69,6 +70,20 @@ protected:
 
   static Uri uri(std::string const & path) { return Uri(server_->url(path)); }
   static Uri secureUri(std::string const & path) { return Uri(fmt::format("https://127.0.0.1:{}/{}", tlsPort_, path)); }
+  /// Reads so many bytes every so many, all at once.
+  static void readParts(RandomAccess & access, size_t distance, size_t size) {
+    std::vector<RandomAccess::ReadRequest> requests;
+    Bytes bytes(access.size());
+    for (size_t offset = 0; offset + distance <= bytes.size(); offset += distance)
+      requests.push_back({offset, &bytes[offset], size - offset / distance % 3});
+    access.readMany(requests);
+    for (auto const & request : requests)
+      EXPECT_TRUE(isServed({&bytes[request.offset], request.size}, request.offset)) << request.offset;
+  }
+  static void storeFile(std::string const & path, Bytes const & content) {
+    std::ofstream(root_ + "/" + path, std::ios::binary)
+        .write(reinterpret_cast<char const *>(content.data()), static_cast<std::streamsize>(content.size()));
+  }
   static std::string fileContents(std::string const & path) {
     std::ifstream file(root_ + "/" + path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -76,38 +91,21 @@ protected:
 
   /// The same resource over HTTP/1.1, and over TLS with HTTP/2.
   static std::array<Uri, 2> bothWays(std::string const & path) { return {uri(path), secureUri(path)}; }
-  static void expectPart(size_t offset, uint8_t const * bytes, size_t size) {
-    EXPECT_TRUE(std::equal(bytes, bytes + size, &content_[offset])) << offset;
-  }
 
   EnvironmentVariable const trust_{"SSL_CERT_FILE", certificate_.c_str()};
-  static inline Bytes const content_ = servedContent();
-  static HttpOptions const before_;
-  static std::unique_ptr<test::ServerProcess> server_;
-  static int tlsPort_;
-  static std::string certificate_;
-  static std::string root_;
+  static inline HttpOptions const before_ = defaultHttpOptions();
+  static inline std::unique_ptr<test::ServerProcess> server_;
+  static inline int tlsPort_ = 0;
+  static inline std::string certificate_, root_;
 };
-
-HttpOptions const HttpServer::before_ = defaultHttpOptions();
-std::unique_ptr<test::ServerProcess> HttpServer::server_;
-int HttpServer::tlsPort_ = 0;
-std::string HttpServer::certificate_;
-std::string HttpServer::root_;
 
 TEST_F(HttpServer, IsReadOverTlsByThoseWhoTrustIt) {
   for (auto const * const name : {"SSL_CERT_FILE", "CURL_CA_BUNDLE"}) {
     EnvironmentVariable const nobody("SSL_CERT_FILE", nullptr);
     EnvironmentVariable const trust(name, certificate_.c_str());
     auto const access = openHttpRead(secureUri("content.bin"), "GET", {}, blocksOf(1000));
-    std::vector<RandomAccess::ReadRequest> requests;
-    Bytes bytes(access->size());
-    for (size_t offset = 0; offset + 3000 <= bytes.size(); offset += 3000)
-      requests.push_back({offset, &bytes[offset], 1000});
-    access->readMany(requests); // a hundred requests, many at a time
-    for (auto const & request : requests)
-      expectPart(request.offset, &bytes[request.offset], request.size);
-    EXPECT_EQ(httpStatistics(*access)->requests, requests.size()); // the first block came with the opening
+    readParts(*access, 3000, 1000);                     // a hundred requests, many at a time
+    EXPECT_EQ(httpStatistics(*access)->requests, 100u); // the first block came with the opening
   }
   EnvironmentVariable const noFile("SSL_CERT_FILE", nullptr);
   EnvironmentVariable const noBundle("CURL_CA_BUNDLE", nullptr);
@@ -117,8 +115,7 @@ TEST_F(HttpServer, IsReadOverTlsByThoseWhoTrustIt) {
 
 TEST_F(HttpServer, SendsMuchThatIsReadInOrderInOneAnswer) {
   auto const content = servedContent(8'000'000);
-  std::ofstream(root_ + "/large.bin", std::ios::binary)
-      .write(reinterpret_cast<char const *>(content.data()), static_cast<std::streamsize>(content.size()));
+  storeFile("large.bin", content);
   for (auto const & target : bothWays("large.bin")) {
     auto options = blocksOf(1000);
     options.cacheBytes = 100'000;
@@ -142,24 +139,13 @@ TEST_F(HttpServer, SendsMuchThatIsReadInOrderInOneAnswer) {
 }
 
 TEST_F(HttpServer, SendsMoreThanTheCachesOfAProcessorHold) {
-  std::vector<uint8_t> period(999'983); // no multiple of anything that bytes are moved in
-  std::mt19937 random(5);
-  std::generate(period.begin(), period.end(), [&] { return static_cast<uint8_t>(random()); });
-  {
-    std::ofstream file(root_ + "/huge.bin", std::ios::binary);
-    for (int i = 0; i < 130; ++i)
-      file.write(reinterpret_cast<char const *>(period.data()), static_cast<std::streamsize>(period.size()));
-  }
+  auto const content = servedContent(130'000'000);
+  storeFile("huge.bin", content);
   auto const access = openHttpRead(uri("huge.bin"), "GET", {});
   size_t const offset = 12'345;
-  std::vector<uint8_t> bytes(access->size() - 2 * offset);
+  Bytes bytes(content.size() - 2 * offset);
   ASSERT_EQ(access->read(offset, bytes.data(), bytes.size()), bytes.size());
-  for (size_t done = 0; done < bytes.size();) {
-    auto const begin = (offset + done) % period.size();
-    auto const size = std::min(period.size() - begin, bytes.size() - done);
-    ASSERT_EQ(std::memcmp(&bytes[done], &period[begin], size), 0) << done;
-    done += size;
-  }
+  EXPECT_EQ(std::memcmp(bytes.data(), &content[offset], bytes.size()), 0);
   EXPECT_LT(httpStatistics(*access)->requests, 30u);
   std::filesystem::remove(root_ + "/huge.bin");
 }
@@ -167,13 +153,7 @@ TEST_F(HttpServer, SendsMoreThanTheCachesOfAProcessorHold) {
 TEST_F(HttpServer, SendsManySmallPartsInFewAnswers) {
   for (auto const & target : bothWays("content.bin")) {
     auto const access = openHttpRead(target, "GET", {}, blocksOf(4096));
-    std::vector<RandomAccess::ReadRequest> requests;
-    Bytes bytes(access->size());
-    for (size_t offset = 0; offset + 1000 < bytes.size(); offset += 1000)
-      requests.push_back({offset, &bytes[offset], 1 + offset / 1000 % 20});
-    access->readMany(requests);
-    for (auto const & [offset, destination, size] : requests)
-      expectPart(offset, &bytes[offset], size);
+    readParts(*access, 1000, 20);
     auto const done = *httpStatistics(*access);
     EXPECT_LE(done.requests, 4u);
     EXPECT_LT(done.bytesReceived, 80'000u);
@@ -194,15 +174,6 @@ TEST_F(HttpServer, TakesWhatIsWritten) {
     EXPECT_TRUE(std::equal(stored.begin(), stored.end(), content.begin(), content.end(),
                            [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; }));
   }
-  auto const upload = [&] {
-    auto const refused = openHttpWrite(secureUri("content.bin"), "POST", {});
-    for (int i = 0; i < 100; ++i) {
-      refused->write(content.data(), content.size());
-      refused->flush();
-    }
-    dynamic_cast<StreamCompletion &>(*refused).close();
-  };
-  EXPECT_THAT(messageOf(upload), HasSubstr("status 405"));
 }
 
 TEST_F(HttpServer, BrokenOffUploadsAreNotStored) {
@@ -213,6 +184,7 @@ TEST_F(HttpServer, BrokenOffUploadsAreNotStored) {
     dynamic_cast<StreamCompletion &>(*stream).abort();
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_FALSE(std::ifstream(root_ + target.path())) << target.toString();
+    EXPECT_THROW(stream->write("x", 1), Error);
   }
 }
 
@@ -228,9 +200,9 @@ TEST_F(HttpServer, ForkedProcessesHaveConnectionsOfTheirOwn) {
       std::mt19937 random(seed);
       Bytes bytes(500);
       for (int i = 0; i < 100; ++i) {
-        auto const offset = random() % (content_.size() - bytes.size());
+        auto const offset = random() % (access->size() - bytes.size());
         access->read(offset, bytes.data(), bytes.size());
-        if (!std::equal(bytes.begin(), bytes.end(), &content_[offset]))
+        if (!isServed(bytes, offset))
           return false;
       }
       return true;
@@ -239,7 +211,7 @@ TEST_F(HttpServer, ForkedProcessesHaveConnectionsOfTheirOwn) {
       Bytes bytes(to - from);
       for (size_t done = 0; done < bytes.size(); done += 500)
         access->read(from + done, &bytes[done], 500);
-      return std::equal(bytes.begin(), bytes.end(), &content_[from]);
+      return isServed(bytes, from);
     };
     EXPECT_TRUE(readInOrder(0, 50'000));
     auto const child = fork();

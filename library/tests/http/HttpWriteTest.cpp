@@ -91,16 +91,6 @@ TEST(HttpWrite, TheReleaseOfTheLastHolderEndsTheBody) {
   EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("status 422"));
 }
 
-TEST(HttpWrite, BreakingOffLeavesAPart) {
-  auto const stream = openUpload("accept/aborted");
-  stream->write("abcd", 4);
-  stream->flush();
-  dynamic_cast<StreamCompletion &>(*stream).abort();
-  EXPECT_THROW(stream->write("x", 1), Error);
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  EXPECT_THAT(received("accept/aborted"), HasSubstr("\"complete\": false"));
-}
-
 TEST(HttpWrite, RefusalsSurfaceAtTheWriteOrFlushThatMeetsThem) {
   for (auto const * const path : {"missing/early", "too_large/early", "breaks/early", "early_ok/early"}) {
     std::shared_ptr<StreamAccess> stream;

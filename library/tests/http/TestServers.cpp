@@ -1,5 +1,6 @@
 #include "http/TestServers.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fcntl.h>
@@ -9,23 +10,18 @@
 
 namespace zarnik::test {
 
-ServerProcess::ServerProcess(std::string const & script, std::vector<std::string> const & arguments) {
+ServerProcess::ServerProcess(std::string const & script) {
   std::array<int, 2> in{};
   std::array<int, 2> out{};
   // Not to be inherited by other servers, which would keep this one's input open.
   if (pipe2(in.data(), O_CLOEXEC) != 0 || pipe2(out.data(), O_CLOEXEC) != 0)
     throw std::runtime_error("no pipe to a server");
-  std::vector<std::string> words = {"python3", std::string(ZARNIK_TEST_SUPPORT) + "/" + script};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  std::vector<char *> command;
-  for (auto & word : words)
-    command.push_back(word.data());
-  command.push_back(nullptr);
+  auto const path = std::string(ZARNIK_TEST_SUPPORT) + "/" + script;
   process_ = fork();
   if (process_ == 0) {
     dup2(in[0], STDIN_FILENO);
     dup2(out[1], STDOUT_FILENO);
-    execvp(command[0], command.data());
+    execlp("python3", "python3", path.c_str(), nullptr);
     _exit(127);
   }
   close(in[0]);
@@ -60,6 +56,13 @@ std::vector<uint8_t> servedContent(size_t size, uint32_t salt) {
   for (size_t i = 0; i < size; ++i)
     bytes[i] = static_cast<uint8_t>(((static_cast<uint32_t>(i / 4)) ^ salt) >> (8 * (i % 4)));
   return bytes;
+}
+
+// Made before any allocation may fail.
+static auto const content = servedContent();
+
+bool isServed(std::span<uint8_t const> bytes, size_t offset) {
+  return std::ranges::equal(bytes, std::span(content).subspan(offset, bytes.size()));
 }
 
 } // namespace zarnik::test

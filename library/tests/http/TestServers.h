@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <fmt/format.h>
+#include <span>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -12,7 +13,7 @@ namespace zarnik::test {
 class ServerProcess {
 public:
   /// \param script of tests/support
-  explicit ServerProcess(std::string const & script, std::vector<std::string> const & arguments = {});
+  explicit ServerProcess(std::string const & script);
   ~ServerProcess();
   ServerProcess(ServerProcess const &) = delete;
   ServerProcess & operator=(ServerProcess const &) = delete;
@@ -34,5 +35,6 @@ ServerProcess & faultyServer();
 
 /// The bytes that it serves: 32-bit words that count, exclusive-ored with a salt.
 std::vector<uint8_t> servedContent(size_t size = 300000, uint32_t salt = 0);
+bool isServed(std::span<uint8_t const> bytes, size_t offset);
 
 } // namespace zarnik::test

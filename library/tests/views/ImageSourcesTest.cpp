@@ -5,6 +5,7 @@
 
 #include <array>
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <random>
@@ -16,7 +17,6 @@ namespace {
 
 using Ranges = std::vector<TracingAccess::Range>;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Le;
 using testing::SizeIs;
@@ -24,19 +24,6 @@ namespace fs = std::filesystem;
 
 std::vector<fs::path> filesIn(fs::path const & folder) {
   return {fs::directory_iterator(folder), fs::directory_iterator()};
-}
-
-/// The dense samples in the order of a layout, or back.
-Bytes reordered(VectorXu64 const & shape, DataType dataType, MemoryLayout layout, Bytes const & from, bool back) {
-  Indexer const fortran(shape, dataType), other(shape, dataType, layout);
-  Bytes to(from.size());
-  auto const bytes = dataType.byteCount();
-  for (uint64_t position = 0; position < fortran.elementCount(); ++position) {
-    auto const index = indexOf(position, shape);
-    auto const here = fortran.byteOffset(index), there = other.byteOffset(index);
-    std::copy_n(&from[back ? there : here], bytes, &to[back ? here : there]);
-  }
-  return to;
 }
 
 // ---- views over an accessor ----------------------------------------------------------------------------------------
@@ -96,13 +83,18 @@ TEST(ImageOverAccess, LargeRegionsGoThroughBlocks) {
   VectorXu64 const shape{700, 900, 3};
   Traced traced(shape, DataTypeId::UINT16, MemoryLayout::C);
   auto const all = traced.read(RegionXu64::createFullRegion(shape)); // transposed
-  EXPECT_EQ(all, reordered(shape, DataTypeId::UINT16, MemoryLayout::C, traced.access->bytes, true));
+  auto const stored = traced.access->bytes;
+  Indexer const here(shape, DataTypeId::UINT16), there(shape, DataTypeId::UINT16, MemoryLayout::C);
+  for (uint64_t position = 0; position < here.elementCount(); ++position) {
+    auto const index = indexOf(position, shape);
+    ASSERT_EQ(std::memcmp(&all[here.byteOffset(index)], &stored[there.byteOffset(index)], 2), 0) << index.toString();
+  }
   EXPECT_EQ(TracingAccess::total(traced.access->reads), all.size());
   for (auto const & [offset, size] : traced.access->reads)
     EXPECT_THAT(size, Le(1u << 20));
   traced.access->bytes.assign(traced.access->bytes.size(), 0);
   traced.image->writeRegion(RegionXu64::createFullRegion(shape), all.data());
-  EXPECT_EQ(traced.access->bytes, reordered(shape, DataTypeId::UINT16, MemoryLayout::C, all, false));
+  EXPECT_EQ(traced.access->bytes, stored);
 }
 
 TEST(ImageOverAccess, RefusesWhatDoesNotFitAndGoesOnAfterAFailure) {
@@ -110,7 +102,6 @@ TEST(ImageOverAccess, RefusesWhatDoesNotFitAndGoesOnAfterAFailure) {
   auto const make = [&](VectorXu64 const & shape, DataType type) {
     return ImageViewFactory::fromRandomAccess(access, MemoryLayout::C, shape, type);
   };
-  EXPECT_THAT(messageOf([&] { make({4, 3}, DataTypeId::UINT16); }), HasSubstr("24 bytes"));
   EXPECT_THROW(make({uint64_t{1} << 40, uint64_t{1} << 40}, DataTypeId::UINT8), Error);
   EXPECT_THROW(make({4}, DataTypeId::UTF8_STRING), InvalidArgument);
   auto const image = make({4, 5}, DataTypeId::UINT8);

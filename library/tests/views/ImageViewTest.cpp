@@ -17,11 +17,6 @@ using enum ImageCapability;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
-Bytes memoryOf(ImageView const & image) {
-  auto const * const first = static_cast<uint8_t const *>(image.buffer());
-  return {first, first + image.bufferSize()};
-}
-
 TEST(MemoryImage, StartsZeroedWithCopiesOfWhatItIsGiven) {
   auto const properties = ImageProperties::fromDataType(DataTypeId::UINT16);
   properties->calibration().setUnit("um");
@@ -31,7 +26,7 @@ TEST(MemoryImage, StartsZeroedWithCopiesOfWhatItIsGiven) {
   metadata->addChild(std::make_shared<MetadataNode>("late", nullptr));
   EXPECT_EQ(image->spatialUnit(), "um");
   EXPECT_EQ(image->metadata()->childCount(), 0u);
-  EXPECT_EQ(memoryOf(*image), Bytes(12, 0));
+  EXPECT_EQ(valuesOf(*image), Bytes(12, 0));
   EXPECT_EQ(ImageViewFactory::allocate({2, 0, 5}, DataTypeId::UINT8)->bufferSize(), 0u);
   EXPECT_EQ(ImageViewFactory::allocate({1, 2, 1, 2, 1, 2}, DataTypeId::UINT8)->axesInterpretation(), ImageType());
 }
@@ -48,15 +43,10 @@ TEST(MemoryImage, SharedSamplesAreThoseOfOneMoment) {
   EXPECT_TRUE(owner.expired());
 }
 
-TEST(ImageViewProvider, RestrictionsAddUpOverOneMemoryAndDoNotPileUp) {
+TEST(ImageViewProvider, RestrictionsAddUpAndDoNotPileUp) {
   EXPECT_THROW(ImageViewProvider::toWriteOnly(nullptr), InvalidArgument);
-  auto const image = ImageViewFactory::allocate({2}, DataTypeId::UINT8);
-  auto const readOnly = ImageViewProvider::toReadOnly(image);
-  EXPECT_EQ(std::as_const(*readOnly).buffer(), image->buffer());
-  EXPECT_EQ(readOnly->indexer(), image->indexer());
-  EXPECT_EQ(readOnly->bufferSize(), 2u);
-  EXPECT_EQ(ImageViewProvider::toReadOnly(readOnly), readOnly);
-  auto view = image;
+  auto view = ImageViewProvider::toReadOnly(ImageViewFactory::allocate({2}, DataTypeId::UINT8));
+  EXPECT_EQ(ImageViewProvider::toReadOnly(view), view);
   for (int n = 0; n < 200000; ++n)
     view = n % 2 == 0 ? ImageViewProvider::toReadOnly(view) : ImageViewProvider::toWriteOnly(view);
   EXPECT_EQ(view->shape(), VectorXu64{2});

@@ -45,13 +45,7 @@ TEST_F(Levels, AreComputedAsFarAsTheyAreMissing) {
   auto const stop = [](uint64_t done, uint64_t) { return done < 100'000; };
   EXPECT_THAT([&] { LodImageViewFactory::computeLevels(*lod, stop); }, ThrowsMessage<Error>(HasSubstr("cancelled")));
   auto const partly = bytesRead();
-  std::pair<uint64_t, uint64_t> told;
-  LodImageViewFactory::computeLevels(*lod, [&](uint64_t done, uint64_t total) {
-    told = {done, total};
-    return true;
-  });
-  uint64_t const total = 500 * 500 + 250 * 250 + 125 * 125 + 63 * 63;
-  EXPECT_EQ(told, std::pair(total, total));
+  LodImageViewFactory::computeLevels(*lod);
   auto const once = bytesRead();
   access->forget();
   LodImageViewFactory::computeLevels(*LodImageViewFactory::createLevels(image, LevelMethod::MEAN, 100));
