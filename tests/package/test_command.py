@@ -177,6 +177,9 @@ def test_colours_channels_labels():
     channels[:10, :, 0] = channels[5:, :, 1] = 1000
     shown = Plan(zarnik.from_numpy(channels, "YXC"), 30).picture()
     assert [tuple(shown[row, 0]) for row in (0, 7, 15)] == [(0, 255, 0), (255, 255, 255), (255, 0, 255)]
+    steps = numpy.arange(180, dtype="uint16").repeat(6).reshape(6, 30, 6)  # together brighter than white
+    shown = Plan(zarnik.from_numpy(steps, "YXC"), 30).picture().astype(int)
+    assert (numpy.diff(shown, axis=1) >= 0).all()
     labels = zarnik.from_numpy(numpy.repeat(numpy.arange(4, dtype="uint16"), 10).reshape(4, 10))
     labels.interpretation = "LABEL"
     shown = Plan(labels, 10).picture()

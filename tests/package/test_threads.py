@@ -12,6 +12,7 @@ from numpy.testing import assert_array_equal
 
 import zarnik
 from support.expect import raises, run_python
+from zarnik._tiles import in_threads
 
 PRINT_COUNT = "import zarnik; print(zarnik.thread_count())"
 
@@ -45,6 +46,16 @@ def test_what_a_process_begins_with(variable, expected):
     one_processor = "import os; os.sched_setaffinity(0, {min(os.sched_getaffinity(0))}); " if expected == 1 else ""
     run = run_python(f"import os; os.environ['ZARNIK_NUM_THREADS'] = '{variable}'; {one_processor}{PRINT_COUNT}")
     assert int(run.stdout) == (expected or len(os.sched_getaffinity(0)))
+
+
+def test_an_error_of_another_thread_is_raised():
+    both = threading.Barrier(2)
+
+    def fail_elsewhere(_):
+        both.wait(60)
+        assert threading.current_thread() is threading.main_thread()
+
+    raises(AssertionError, "", in_threads, fail_elsewhere, range(2), 2)
 
 
 FACTORY = zarnik.ImageViewFactory
