@@ -1,7 +1,5 @@
 """Streams and random accessors as a Python user has them."""
 
-from __future__ import annotations
-
 import gc
 import gzip
 import io

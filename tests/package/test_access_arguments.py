@@ -1,7 +1,5 @@
 """Every argument of what opens, reads and writes bytes, given what it cannot take: an error, and all goes on."""
 
-from __future__ import annotations
-
 import errno
 import io
 import os

@@ -1,7 +1,5 @@
 """Arrays as images and back, over one memory."""
 
-from __future__ import annotations
-
 import gc
 import itertools
 import os

@@ -1,7 +1,5 @@
 """Random chains of lazy images, against an array that tells of each element which one of the source it is."""
 
-from __future__ import annotations
-
 import os
 
 import numpy

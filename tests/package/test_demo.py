@@ -1,7 +1,5 @@
 """The demonstration and the examples run as a newcomer would run them."""
 
-from __future__ import annotations
-
 import os
 import re
 import subprocess

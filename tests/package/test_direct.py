@@ -1,7 +1,5 @@
 """Transfers by the package's own extension module: the lock given up, interruptions, kinds of errors, buffers."""
 
-from __future__ import annotations
-
 import threading
 import time
 

@@ -1,7 +1,5 @@
 """Resources of web servers: a real one, and one that misbehaves on purpose."""
 
-from __future__ import annotations
-
 import hashlib
 import random
 import signal

@@ -1,7 +1,5 @@
 """What every image does, whatever stands behind it; what chains of adapters move is tried with chains."""
 
-from __future__ import annotations
-
 import numpy
 import pytest
 from numpy.testing import assert_array_equal

@@ -1,7 +1,5 @@
 """Metadata nodes as trees, and metadata values as Python values."""
 
-from __future__ import annotations
-
 import copy
 import ctypes
 import json

@@ -1,7 +1,5 @@
 """Where images lie in space, against matrices of NumPy and the scans of nibabel."""
 
-from __future__ import annotations
-
 from itertools import product
 
 import numpy

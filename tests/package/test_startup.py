@@ -6,21 +6,17 @@ import pytest
 
 from support.expect import prints, run_python
 
-LOADED = """
-import sys
-def mapped(*libraries):
-    files = open("/proc/self/maps").read()
-    return [name for name in libraries if f"/{name}." in files]
-"""
-
 
 @pytest.mark.skipif(sys.platform != "linux", reason="looks into /proc")
 def test_an_import_loads_no_library_that_takes_time():
     prints(
         "[]\n[]\n['libcurl']\n",
-        LOADED
-        + """
+        """
+import sys
 import numpy
+def mapped(*libraries):
+    files = open("/proc/self/maps").read()
+    return [name for name in libraries if f"/{name}." in files]
 before = set(sys.modules)
 import zarnik
 print(mapped("libcurl", "libssl", "libcrypto", "libhwy"))

@@ -1,7 +1,5 @@
 """Threads: how many a transfer takes, and what may be done to images on several at once."""
 
-from __future__ import annotations
-
 import contextlib
 import os
 import threading

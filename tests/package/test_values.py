@@ -1,7 +1,5 @@
 """Vectors, regions, matrices and arrays as Python values, all instances of each family."""
 
-from __future__ import annotations
-
 import operator
 
 import numpy

@@ -1,7 +1,5 @@
 """Image views: reading and writing by index, region and key, against the same on an array."""
 
-from __future__ import annotations
-
 import pickle
 
 import numpy

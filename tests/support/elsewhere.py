@@ -1,7 +1,5 @@
 """What the tests let other processes do; these import it by its name."""
 
-from __future__ import annotations
-
 import os
 import pickle
 from typing import Any

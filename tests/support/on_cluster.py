@@ -1,7 +1,5 @@
 """What the tests let workers of a cluster do."""
 
-from __future__ import annotations
-
 import re
 import resource
 import time

@@ -1,7 +1,5 @@
 """Copies of a value by each way that Python has."""
 
-from __future__ import annotations
-
 import copy
 import pickle
 from collections.abc import Iterator
