@@ -57,6 +57,7 @@ def test_columns_of_numbers_are_the_tables_memory(frame):
     assert area[2] == 30
     assert numpy.shares_memory(area, frame["area"])
     # Rows that come and go, and the end of the table, leave the array its memory.
+    frame.remove_rows(0, 1)
     frame.insert(0, {"area": 7, "label": "x", "count": 0})
     frame.append({"area": numpy.arange(1000.0), "label": ["x"] * 1000, "count": 0})
     frame.remove_rows(1, 2)

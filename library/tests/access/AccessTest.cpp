@@ -70,7 +70,7 @@ TEST(Access, IsReadByThreadsWhateverStandsBehindIt) {
 }
 
 TEST(Access, GrowsBySharingNoMemory) {
-  auto expected = ramp(80'000);
+  auto expected = ramp(3'000'000);
   auto const size = expected.size();
   auto const access = RandomAccessFactory::allocate(0);
   ASSERT_EQ(access->write(0, expected.data(), size), size);
