@@ -122,13 +122,18 @@ public:
       isWritten = capabilities == AccessCapabilities::WRITE_ONLY;
       if (isWritten)
         access->write(0, "written", 7);
-      else
-        require(textFrom(*access) == "inside", "something outside of the folder was opened");
+      else {
+        char text[8] = {};
+        access->read(0, text, 7);
+        require(text == std::string_view("inside"), "something outside of the folder was opened");
+      }
       require(access->resourceId() == id, "a resource has another name");
       require(id.find('\0') == std::string::npos, "a name with a null character was taken");
     } catch (Error const &) {
     }
-    require(textOfFile(root_ / "outside") == "outside", "something outside of the folder was written");
+    std::ifstream outside(root_ / "outside");
+    require(std::string(std::istreambuf_iterator<char>(outside), {}) == "outside",
+            "something outside of the folder was written");
     auto const entries = std::distance(std::filesystem::directory_iterator(root_), {});
     require(entries == 2, "something was made outside of the folder");
     if (isWritten)
@@ -146,16 +151,6 @@ private:
     std::filesystem::create_symlink("../outside", root_ / "in" / "o");
     std::filesystem::create_symlink("..", root_ / "in" / "u");
     std::filesystem::create_symlink(root_, root_ / "in" / "sub" / "r");
-  }
-
-  static std::string textFrom(RandomAccess & access) {
-    std::string text(16, '\0');
-    text.resize(access.read(0, text.data(), text.size()));
-    return text;
-  }
-  static std::string textOfFile(std::filesystem::path const & path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
   }
 
   std::filesystem::path root_;

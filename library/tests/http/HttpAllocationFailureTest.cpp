@@ -15,13 +15,7 @@ HTTPHeaders const HEADERS{{"X-Name-That-Needs-Memory", "a value that needs memor
 
 // One request at a time: a right to make one that is lost in a failure would be waited for ever after.
 HttpOptions frugalOptions() {
-  HttpOptions options;
-  options.blockBytes = 4096;
-  options.cacheBytes = 0;
-  options.gapBytes = 0;
-  options.readAheadBytes = 4 * options.blockBytes;
-  options.parallelRequests = 1;
-  return options;
+  return {.cacheBytes = 0, .blockBytes = 4096, .gapBytes = 0, .readAheadBytes = 4 * 4096, .parallelRequests = 1};
 }
 
 TEST(AllocationFailure, OfOpeningOverHttp) {

@@ -26,19 +26,17 @@ using testing::Not;
 
 // Small blocks, so that a small resource has many, and little patience, so that tests end.
 HttpOptions smallOptions() {
-  HttpOptions options;
-  options.blockBytes = 4096;
-  options.cacheBytes = 64 * options.blockBytes;
-  options.gapBytes = 0;
-  options.requestBytes = 64 << 10;
-  options.readAheadBytes = 0;
-  options.stallSeconds = 0.5;
-  options.connectSeconds = 2;
-  options.retries = 5;
-  options.retrySeconds = 5;
-  options.backOffSeconds = 0.01;
-  options.redirects = 4;
-  return options;
+  return {.cacheBytes = 64 * 4096,
+          .blockBytes = 4096,
+          .gapBytes = 0,
+          .requestBytes = 64 << 10,
+          .readAheadBytes = 0,
+          .redirects = 4,
+          .connectSeconds = 2,
+          .stallSeconds = 0.5,
+          .retries = 5,
+          .retrySeconds = 5,
+          .backOffSeconds = 0.01};
 }
 
 std::shared_ptr<RandomAccess> openFault(std::string const & path, HttpOptions const & options = smallOptions()) {

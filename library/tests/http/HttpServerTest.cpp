@@ -170,9 +170,7 @@ TEST_F(HttpServer, TakesWhatIsWritten) {
         stream->flush();
     }
     dynamic_cast<StreamCompletion &>(*stream).close();
-    auto const stored = fileContents(target.path().substr(1));
-    EXPECT_TRUE(std::equal(stored.begin(), stored.end(), content.begin(), content.end(),
-                           [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; }));
+    EXPECT_TRUE(fileContents(target.path().substr(1)) == std::string(content.begin(), content.end()));
   }
 }
 

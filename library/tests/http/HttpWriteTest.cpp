@@ -15,17 +15,10 @@ using test::faultyServer;
 using test::messageOf;
 using testing::HasSubstr;
 
-HttpOptions patience() {
-  HttpOptions options;
-  options.connectSeconds = 1;
-  options.stallSeconds = 1;
-  options.answerSeconds = 1;
-  return options;
-}
-
 std::shared_ptr<StreamAccess> openUpload(std::string const & path, std::string const & method = "POST",
                                          HTTPHeaders const & headers = {}) {
-  return openHttpWrite(Uri(faultyServer().url(path)), method, headers, patience());
+  return openHttpWrite(Uri(faultyServer().url(path)), method, headers,
+                       {.connectSeconds = 1, .stallSeconds = 1, .answerSeconds = 1});
 }
 
 void close(StreamAccess & stream) { dynamic_cast<StreamCompletion &>(stream).close(); }

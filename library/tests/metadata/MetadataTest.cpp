@@ -90,12 +90,6 @@ TEST(VariantDataValue, StringsOfAllWidthsAreCopiedAndReadAsUtf8) {
 
   char16_t const unpaired[] = {0xDC00, u'x', 0xD83D, 0};
   EXPECT_EQ(Converter::toText(*Factory::create(unpaired)), "\xEF\xBF\xBDx\xEF\xBF\xBD");
-
-  char const * texts[] = {"one", "", "three"};
-  auto const list = Factory::create(texts, 3)->clone();
-  EXPECT_EQ(list->count(), 3u);
-  EXPECT_STREQ(static_cast<char const * const *>(list->raw())[2], "three");
-  EXPECT_EQ(Converter::toText(*list, 1), "");
 }
 
 TEST(VariantDataValue, IntegersAreReadWholeOrRefused) {
