@@ -67,10 +67,17 @@ def tiff(folder: Path, array: Any) -> Iterator[Ratio]:
         with tifffile.TiffFile(path) as file:
             return file.series[0].pages[100].asarray()
 
+    def block() -> Any:
+        pages = tifffile.imread(path, key=range(BLOCK[0].start, BLOCK[0].stop))
+        return pages[:, BLOCK[1], BLOCK[2]]
+
     for name, options in (("plain", {}), ("zlib tiles", {"compression": "zlib", "tile": 128})):
         zarnik.save(path, image, **options)
         ours, theirs = medians(lambda: zarnik.open(path).to_numpy().sum(), lambda: tifffile.imread(path).sum())
         yield Ratio(f"TIFF {name}, open and sum all", "tifffile.imread", ours, theirs, AIM)
+        numpy.testing.assert_array_equal(zarnik.open(path)[BLOCK], block())
+        ours, theirs = medians(lambda: zarnik.open(path)[BLOCK], block)
+        yield Ratio(f"TIFF {name}, open, a block", "pages of tifffile.imread", ours, theirs, AIM)
         ours, theirs = medians(lambda: zarnik.open(path)[100], plane)
         yield Ratio(f"TIFF {name}, open, a plane", "page of a series of tifffile", ours, theirs, AIM)
 
