@@ -65,6 +65,8 @@ def finished(text: str) -> Iterator[str]:
             yield f"{indent}except _REFUSALS as _refused:"
             given = f"({arguments},)" if arguments else "()"
             yield f'{indent}    raise _explained(_refused, "{call["function"]}", {given}) from None'
+        elif line.startswith('        raise AttributeError("No constructor'):
+            yield f'        raise AttributeError("{name} is not made by calling its class")'
         else:
             yield line
         if line == "import _zarnik" and not is_imported:

@@ -17,6 +17,7 @@ from __future__ import annotations
 
 import itertools
 import operator
+import reprlib
 from collections.abc import Iterable
 from functools import lru_cache
 from typing import Union
@@ -83,7 +84,7 @@ def _dimensions_of_letters(axes: str) -> tuple[ImageDimension, ...]:
 
 def _different(dimensions: list[ImageDimension]) -> list[ImageDimension]:
     if len(set(dimensions)) != len(dimensions):
-        raise ValueError(f"axes {letters(dimensions)!r} name an axis twice")
+        raise ValueError(f"axes {reprlib.repr(letters(dimensions))} name an axis twice")
     return dimensions
 
 
@@ -107,7 +108,7 @@ def extents_of(shape: int | Iterable[int]) -> tuple[int, ...]:
             raise TypeError(f"a shape is an integer or a sequence of integers, got {shape!r}") from None
     extents = tuple(operator.index(extent) for extent in itertools.islice(shape, len(ImageDimension) + 1))
     if len(extents) > len(ImageDimension):
-        raise ValueError(f"an image has 1 to {len(ImageDimension)} axes, the shape has more: {shape!r}")
+        raise ValueError(f"an image has 1 to {len(ImageDimension)} axes, the shape has more: {reprlib.repr(shape)}")
     return extents
 
 

@@ -19,7 +19,7 @@ REFUSALS = (TypeError, ValueError, OverflowError, SystemError, AttributeError)
 # Compiled when a first error is told: each costs an import a fifth of a millisecond.
 _ARGUMENT = r"(?s)in method '(\w+)', argument (\d+) of type '(.*)'"
 _OVERLOADED = r"Wrong number or type of arguments for overloaded function '(\w+)'"
-_COUNT = r"^(\w+) expected (at least |at most )?(\d+) arguments?, got (\d+)"
+_COUNT = r"^(?:_zarnik\.)?(\w+)(?: expected (at least |at most )?\d+ arguments?, got |\(\) takes no arguments )\(?\d+"
 _ITEMS = {
     "input must be a sequence": "a sequence of numbers",
     "input sequence has invalid length": "as many numbers as there are components",
@@ -58,14 +58,14 @@ def explained(error: Exception, function: str, arguments: tuple[Any, ...]) -> Ex
     text = str(error)
     # A SystemError comes from a conversion that failed without the function's notice.
     if re.search(_OVERLOADED, text) or isinstance(error, SystemError):
-        return TypeError(f"{_spoken(function)}() does not take {_listed(function, arguments)}")
+        return _refusal(function, arguments)
     if text in _ITEMS:
         return type(error)(f"{_spoken(function)}() needs {_ITEMS[text]}, got {_listed(function, arguments)}")
     found = re.search(_ARGUMENT, text)
     if not found:
         counted = re.match(_COUNT, text)
         if counted and counted.group(1) == function:
-            return TypeError(f"{_spoken(function)}() does not take {_listed(function, arguments)}")
+            return _refusal(function, arguments)
         return error
     place, wanted = int(found.group(2)), _in_python(found.group(3))
     given = arguments[place - 1] if 0 < place <= len(arguments) else None
@@ -87,6 +87,13 @@ def _spoken(function: str) -> str:
         return function[4:]
     owner, _, method = function.partition("_")
     return f"{owner}.{method}"
+
+
+def _refusal(function: str, arguments: tuple[Any, ...]) -> TypeError:
+    listed = _listed(function, arguments)
+    if listed == "no arguments":
+        return TypeError(f"{_spoken(function)}() needs arguments")
+    return TypeError(f"{_spoken(function)}() does not take {listed}")
 
 
 def _listed(function: str, arguments: tuple[Any, ...]) -> str:

@@ -61,17 +61,23 @@ def zeros_like(image: Any, dtype: Any = None) -> ImageView:
 
 def empty_like(image: Any, dtype: Any = None) -> ImageView:
     """Make an image in memory as `zeros_like` does, whose elements may be anything."""
-    return _like(image, numpy.empty(image.shape, _dtype(image.dtype if dtype is None else dtype)))
+    shape, dtype = _geometry(image, dtype)
+    return _like(image, numpy.empty(shape, dtype))
 
 
 def full_like(image: Any, fill_value: Any, dtype: Any = None) -> ImageView:
     """Make an image in memory as `zeros_like` does, with all elements of one value."""
-    return _like(image, numpy.full(image.shape, fill_value, _dtype(image.dtype if dtype is None else dtype)))
+    shape, dtype = _geometry(image, dtype)
+    return _like(image, numpy.full(shape, fill_value, dtype))
+
+
+def _geometry(image: Any, dtype: Any) -> tuple[Any, Any]:
+    if not isinstance(image, _classes.ImageView):
+        raise TypeError(f"an ImageView is needed, got {type(image).__name__}")
+    return image.shape, _dtype(image.dtype if dtype is None else dtype)
 
 
 def _like(image: Any, array: Any) -> ImageView:
-    if not isinstance(image, _classes.ImageView):
-        raise TypeError(f"an ImageView is needed, got {type(image).__name__}")
     axes = image.axes
     if axes is None:
         raise ValueError("the axes of this image are unknown: set_axes_interpretation names them")

@@ -552,6 +552,8 @@ class _DataFrameViewFactory:
         :param columns: The name and the dtype, `str` for texts, of each column.
         :raises Error: if a name or a type is refused, or there is not enough memory.
         """
+        if columns is not None and not isinstance(columns, Mapping):
+            raise TypeError(f"columns are a dict of names and dtypes, got {type(columns).__name__}")
         if row_count and columns:
             return _zarnik.DataFrameViewFactory__allocate(*_layout(row_count, columns))
         frame: DataFrameView = _zarnik.DataFrameViewFactory__allocate_empty()

@@ -189,6 +189,8 @@ class _LazyImage:
         """
         view: Any = self
         own = flat.ImageView___get_properties(view) if properties is None else properties
+        if not hasattr(own, "get_calibration"):
+            raise TypeError(f"ImageProperties are needed, got {type(own).__name__}")
         calibration, info = own.get_calibration(), own.get_image_info()
         calibration = _classes.SpatialCalibrationProperty(
             calibration.get_origin(), calibration.get_spacing(), calibration.get_directions(), calibration.get_unit()

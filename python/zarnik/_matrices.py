@@ -83,7 +83,8 @@ class _Matrix(Value):
 
     def __matmul__(self, other: Any) -> Any:
         """Multiply with a matrix, or a vector of as many components, or arrays and sequences of either."""
-        return NotImplemented if isinstance(other, (int, float, numpy.number)) else self * other
+        scalar = isinstance(other, (int, float, complex, numpy.number))
+        return NotImplemented if scalar or items_of(other) is None else self * other
 
     def __rmatmul__(self, other: Any) -> Any:
         return numpy.asarray(other) @ numpy.asarray(self)

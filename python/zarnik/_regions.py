@@ -37,7 +37,9 @@ def _extent(entry: Any, length: int | None) -> tuple[int, int]:
         index = operator.index(entry)
         if length is not None and -length <= index < length:
             return index % length, 1
-        if index < 0 or length is not None:
+        if length is None and index < 0:
+            raise IndexError(f"{index} counts from the end: the shape of the array is needed")
+        if length is not None:
             raise IndexError(f"index {index} is outside of an axis of length {length}")
         return index, 1
     if entry.step not in (None, 1):

@@ -38,6 +38,7 @@ What is not finite is NaN, Infinity and -Infinity, as Python's `json` has it.
 
 from __future__ import annotations
 
+import operator
 from collections.abc import Callable, Iterator, Mapping
 from types import ModuleType
 from typing import Any
@@ -355,6 +356,8 @@ def is_marked(node: Any, *kinds: str) -> bool:
 
 def json_of(root: Any, indent: int | None) -> str:
     """Return a tree as JSON: that of the dict, or of what the root is marked as."""
+    if indent is not None and not isinstance(indent, str):
+        indent = operator.index(indent)
     value = python_of(root) if is_marked(root) else dict_of(root)
     if is_marked(root, "dict") and root.get_child_count() == 1:
         return _json().dumps({MARK: "dict", "dict": value}, indent=indent)

@@ -296,12 +296,22 @@ def test_errors_say_what_was_expected():
         (lambda: matrix.__setitem__((0, 0), "a"), "^a number is needed, got 'a'$"),
         (lambda: zarnik.ArrayXd([2]).at("a"), r"^ArrayXd.at\(\) needs a sequence of integers, got \('a'\)$"),
         (lambda: image.set_alpha("no"), "^alpha is True or False, got 'no'$"),
+        (lambda: zarnik.MetadataNode(), r"^MetadataNode\(\) needs arguments$"),
+        (lambda: zarnik.Matrix3d(None, None), r"^Matrix3d\(\) does not take \(None, None\)$"),
+        (lambda: zarnik.zeros_like([1]), "^an ImageView is needed, got list$"),
+        (lambda: image.with_properties("mm"), "^ImageProperties are needed, got str$"),
+        (lambda: image.metadata.to_json([]), "'list' object cannot be interpreted as an integer"),
+        (lambda: matrix @ None, "unsupported operand type.* @: 'Matrix3d' and 'NoneType'"),
+        (lambda: zarnik.DataFrameViewFactory.allocate(1, ["a"]), "^columns are a dict of names and dtypes, got list$"),
         (lambda: setattr(image, "interpretation", None), "^an interpretation is an ImageInterpretation or the name"),
         (lambda: setattr(frame, "units", 5), "^units are a mapping from the names of columns"),
         (lambda: frame.read("a", "x"), "'str' object cannot be interpreted as an integer"),
         (lambda: zarnik.DataFrameView.from_dict(5), "^from_dict takes a mapping from names to columns, got 5$"),
     ):
         raises(TypeError, text, attempt)
+    raises(IndexError, "^-1 counts from the end: the shape of the array is needed$", zarnik.RegionXu64.from_slices, -1)
+    raises(ValueError, "^axes '.{,40}' name an axis twice$", zarnik.ImageType, [0] * 2**20)
+    raises(AttributeError, "^ImageView is not made by calling its class$", zarnik.ImageView)
     assert zarnik.DataType("u1").is_convertible_to(DataTypeId.MATRIX2_FLOAT) is False
     assert zarnik.DataType("u1").is_convertible_to("f4") is True
     assert zarnik.DataType.extract_scalar_type(DataTypeId.MATRIX2_DOUBLE) == DataTypeId.DOUBLE
