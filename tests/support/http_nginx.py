@@ -69,14 +69,6 @@ class Nginx(NamedTuple):
         return len((self.certificate.parent / "access.log").read_text().splitlines())
 
 
-def free_ports(count: int) -> list[int]:
-    sockets = [socket.create_server(("127.0.0.1", 0)) for _ in range(count)]
-    ports = [one.getsockname()[1] for one in sockets]
-    for one in sockets:
-        one.close()
-    return ports
-
-
 def make_certificate(folder: pathlib.Path) -> None:
     command = "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 -subj /CN=localhost"
     names = ["-addext", "subjectAltName=IP:127.0.0.1,DNS:localhost"]
@@ -107,7 +99,8 @@ def nginx(root: pathlib.Path | None = None) -> Iterator[Nginx]:
         make_certificate(work)
         # Somebody else may take a port between the look and the start.
         for _ in range(5):
-            port, tls_port = free_ports(2)
+            with socket.create_server(("127.0.0.1", 0)) as one, socket.create_server(("127.0.0.1", 0)) as other:
+                port, tls_port = one.getsockname()[1], other.getsockname()[1]
             text = CONFIGURATION.format(work=work, root=root, port=port, tls_port=tls_port)
             (work / "nginx.conf").write_text(text)
             command = [program, "-p", str(work), "-e", str(work / "error.log"), "-c", str(work / "nginx.conf")]
