@@ -192,29 +192,38 @@ def small_cache():
     zarnik.set_cache_size(limit)
 
 
-def test_the_cache_is_bounded_and_shared_by_threads(small_cache):
+@pytest.mark.parametrize("options", [{}, {"fetch": lambda indices: {index: bytes(index) for index in indices}}])
+def test_the_cache_is_bounded_and_shared_by_threads(options, small_cache):
     made = []
+    damaged = set()
 
     def decode(index, fetched):
+        assert fetched == (bytes(index) if options else None)
+        if index in damaged:
+            raise OSError("the disk is gone")
         made.append(index)
         return numpy.full((10, 10), index[0] * 10 + index[1], "uint8")
 
-    array = TiledArray((100, 95), "uint8", (10, 10), decode)
-    small_cache(1000)
-    image = zarnik.from_array(array)
+    image = zarnik.from_array(TiledArray((100, 95), "uint8", (10, 10), decode, is_far=False, **options))
     expected = numpy.repeat(numpy.repeat(numpy.arange(100).reshape(10, 10), 10, 0), 10, 1)[:, :95]
-    in_threads(lambda _: assert_array_equal(image.to_numpy(), expected), range(8), 8)
+
+    def read(place):
+        # Some begin with tiles that others end with.
+        for first in (70, 10 * place):
+            assert_array_equal(image[first : first + 30], expected[first : first + 30])
+
+    small_cache(1000)
+    in_threads(read, range(8), 8)
     assert zarnik.cache_info()["bytes"] <= 1000
+    small_cache(0)
     small_cache(1 << 20)
     made.clear()
-    in_threads(lambda _: assert_array_equal(image.to_numpy(), expected), range(8), 8)
-    assert len(made) <= 100  # what one thread makes, the others wait for
+    damaged.add((4, 5))
+    with pytest.raises(zarnik.Error, match="the disk is gone"):
+        image.to_numpy()
+    damaged.clear()
+    in_threads(read, range(8), 8)
+    assert sorted(made) == sorted(set(made))  # what one thread makes, the others wait for, and what is made is kept
     small_cache(0)
     assert zarnik.cache_info()["tiles"] == 0 and image[5, 5] == 0
     raises(ValueError, "0 or more bytes, got -1", zarnik.set_cache_size, -1)
-
-    def fail(index, fetched):
-        raise OSError("the disk is gone")
-
-    with pytest.raises(zarnik.Error, match="the disk is gone"):
-        zarnik.from_array(TiledArray((100, 95), "uint8", (10, 10), fail)).to_numpy()
