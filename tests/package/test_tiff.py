@@ -201,6 +201,7 @@ def test_the_cache_is_bounded_and_shared_by_threads(options, small_cache):
         assert fetched == (bytes(index) if options else None)
         if index in damaged:
             raise OSError("the disk is gone")
+        time.sleep(1e-4)  # so that others come in between
         made.append(index)
         return numpy.full((10, 10), index[0] * 10 + index[1], "uint8")
 
