@@ -13,6 +13,7 @@ import numpy
 import pytest
 
 import zarnik
+from support.expect import raises
 
 CONTENT = bytes(range(256)) * 4
 
@@ -174,11 +175,9 @@ def test_a_full_disk_is_an_error_of_the_write(tmp_path: Path) -> None:
     resource.setrlimit(resource.RLIMIT_FSIZE, (10_000, limits[1]))
     try:
         for write in (lambda: stream.write(zeros), lambda: access.write(9_000, zeros), lambda: access.resize(20_000)):
-            with pytest.raises(zarnik.Error, match=f"{tmp_path}.*{reason}"):
-                write()
+            raises(zarnik.Error, f"{tmp_path}.*{reason}", write)
         image[9_999] = 7
-        with pytest.raises(zarnik.Error, match=f"{tmp_path}.*{reason}"):
-            image[10_000] = 7
+        raises(zarnik.Error, f"{tmp_path}.*{reason}", image.__setitem__, 10_000, 7)
         assert stream.tell() == 0
     finally:
         resource.setrlimit(resource.RLIMIT_FSIZE, limits)

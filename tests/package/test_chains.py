@@ -7,6 +7,7 @@ import pytest
 from numpy.testing import assert_allclose, assert_array_equal
 
 import zarnik
+from support.expect import raises
 from support.shared_types import TiledView
 from support.sources import TILE, source_of
 from zarnik import ImageCapability
@@ -135,8 +136,7 @@ def test_chains_read_and_write_what_numpy_does(kind):
             numpy.put(chain.values, chain.cells[part], chain.stored(written))
             assert_array_equal(chain.source.to_numpy(), chain.values, f"{seed} {image}")
         elif written.size:
-            with pytest.raises(zarnik.NotImplemented):
-                image[part] = written
+            raises(zarnik.NotImplemented, "", image.__setitem__, part, written)
 
 
 @pytest.mark.parametrize("kind", SOURCES)
@@ -198,5 +198,4 @@ def test_tiles_are_the_parts_of_the_sources_tiles():
         # All elements once, and no tile of the source in two of the view's.
         assert covered == chain.cells.size
         assert len(set(of_source)) == len(of_source) == tiling.tiling_grid().indexer().element_count()
-        with pytest.raises(zarnik.Error):
-            tiling.tile_region(tiling.tile_count())
+        raises(zarnik.Error, "", tiling.tile_region, tiling.tile_count())

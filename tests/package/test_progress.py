@@ -1,8 +1,8 @@
 """How operations that take a while tell how far they are, and how they are broken off."""
 
+import concurrent.futures
 import os
 import signal
-import threading
 import time
 
 import numpy
@@ -20,11 +20,8 @@ def lazy(size=None):
 
 
 def in_thread(function):
-    result = []
-    thread = threading.Thread(target=lambda: result.append(function()))
-    thread.start()
-    thread.join()
-    return result[0]
+    with concurrent.futures.ThreadPoolExecutor(1) as executor:
+        return executor.submit(function).result()
 
 
 def saved(folder, progress, size=None):
