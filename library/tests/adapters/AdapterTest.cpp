@@ -6,7 +6,6 @@
 #include "zarnik/views/MultiImageViewFactory.h"
 
 #include <gmock/gmock.h>
-#include <limits>
 
 namespace zarnik::test {
 namespace {

@@ -1,6 +1,5 @@
 #include "../../src/http/HttpFields.h"
 
-#include <array>
 #include <gtest/gtest.h>
 #include <random>
 #include <regex>

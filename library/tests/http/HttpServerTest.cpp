@@ -24,26 +24,7 @@ namespace {
 
 using test::Bytes;
 using test::isServed;
-using test::messageOf;
-using test::readAll;
 using test::servedContent;
-using testing::HasSubstr;
-
-class EnvironmentVariable {
-public:
-  EnvironmentVariable(char const * name, char const * value) : name_(name) {
-    if (auto const * const before = std::getenv(name))
-      before_ = before;
-    value ? setenv(name, value, 1) : unsetenv(name);
-  }
-  ~EnvironmentVariable() { before_.empty() ? unsetenv(name_) : setenv(name_, before_.c_str(), 1); }
-  EnvironmentVariable(EnvironmentVariable const &) = delete;
-  EnvironmentVariable & operator=(EnvironmentVariable const &) = delete;
-
-private:
-  char const * name_;
-  std::string before_;
-};
 
 HttpOptions blocksOf(size_t bytes) {
   auto options = defaultHttpOptions();
@@ -64,8 +45,15 @@ protected:
     setDefaultHttpOptions(patient);
   }
   static void TearDownTestSuite() {
+    trustIn("SSL_CERT_FILE", nullptr);
     setDefaultHttpOptions(before_);
     server_.reset();
+  }
+  void SetUp() override { trustIn("SSL_CERT_FILE", certificate_.c_str()); }
+
+  /// What OpenSSL and libcurl take for the certificates to trust; nullptr is nobody's.
+  static void trustIn(char const * variable, char const * file) {
+    file ? setenv(variable, file, 1) : unsetenv(variable);
   }
 
   static Uri uri(std::string const & path) { return Uri(server_->url(path)); }
@@ -92,7 +80,6 @@ protected:
   /// The same resource over HTTP/1.1, and over TLS with HTTP/2.
   static std::array<Uri, 2> bothWays(std::string const & path) { return {uri(path), secureUri(path)}; }
 
-  EnvironmentVariable const trust_{"SSL_CERT_FILE", certificate_.c_str()};
   static inline HttpOptions const before_ = defaultHttpOptions();
   static inline std::unique_ptr<test::ServerProcess> server_;
   static inline int tlsPort_ = 0;
@@ -100,15 +87,14 @@ protected:
 };
 
 TEST_F(HttpServer, IsReadOverTlsByThoseWhoTrustIt) {
+  trustIn("SSL_CERT_FILE", nullptr);
   for (auto const * const name : {"SSL_CERT_FILE", "CURL_CA_BUNDLE"}) {
-    EnvironmentVariable const nobody("SSL_CERT_FILE", nullptr);
-    EnvironmentVariable const trust(name, certificate_.c_str());
+    trustIn(name, certificate_.c_str());
     auto const access = openHttpRead(secureUri("content.bin"), "GET", {}, blocksOf(1000));
     readParts(*access, 3000, 1000);                     // a hundred requests, many at a time
     EXPECT_EQ(httpStatistics(*access)->requests, 100u); // the first block came with the opening
+    trustIn(name, nullptr);
   }
-  EnvironmentVariable const noFile("SSL_CERT_FILE", nullptr);
-  EnvironmentVariable const noBundle("CURL_CA_BUNDLE", nullptr);
   EXPECT_THROW(openHttpRead(secureUri("content.bin"), "GET", {}), Error);
   EXPECT_THROW(openHttpWrite(secureUri("put/x"), "PUT", {}), Error);
 }

@@ -51,10 +51,10 @@ ServerProcess & faultyServer() {
   return server;
 }
 
-std::vector<uint8_t> servedContent(size_t size, uint32_t salt) {
+std::vector<uint8_t> servedContent(size_t size) {
   std::vector<uint8_t> bytes(size);
   for (size_t i = 0; i < size; ++i)
-    bytes[i] = static_cast<uint8_t>(((static_cast<uint32_t>(i / 4)) ^ salt) >> (8 * (i % 4)));
+    bytes[i] = static_cast<uint8_t>(i / 4 >> (8 * (i % 4)));
   return bytes;
 }
 

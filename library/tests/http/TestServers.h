@@ -33,8 +33,8 @@ private:
 /// The server that misbehaves, one for all tests.
 ServerProcess & faultyServer();
 
-/// The bytes that it serves: 32-bit words that count, exclusive-ored with a salt.
-std::vector<uint8_t> servedContent(size_t size = 300000, uint32_t salt = 0);
+/// The bytes that it serves: 32-bit words that count.
+std::vector<uint8_t> servedContent(size_t size = 300000);
 bool isServed(std::span<uint8_t const> bytes, size_t offset);
 
 } // namespace zarnik::test

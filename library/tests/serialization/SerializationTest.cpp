@@ -35,12 +35,10 @@ public:
     size = std::min({size, atOnce_, room_ - bytes.size()});
     auto const * const first = static_cast<uint8_t const *>(source);
     bytes.insert(bytes.end(), first, first + size);
-    largestWrite = std::max(largestWrite, size);
     return size;
   }
 
   Bytes bytes;
-  size_t largestWrite = 0;
 
 private:
   size_t position_ = 0;

@@ -15,14 +15,6 @@ inline uint64_t elementCount(VectorXu64 const & shape) {
   return std::accumulate(shape.begin(), shape.end(), uint64_t{1}, std::multiplies<>());
 }
 
-/// The index of a position in the dense order, the first dimension fastest.
-inline VectorXu64 indexOf(uint64_t position, VectorXu64 const & shape) {
-  VectorXu64 index(shape.size());
-  for (size_t axis = 0; axis < index.size(); position /= shape[axis], ++axis)
-    index[axis] = position % shape[axis];
-  return index;
-}
-
 inline RegionXu64 whole(ImageView const & image) { return RegionXu64::createFullRegion(image.shape()); }
 
 /// All components of all samples, dense, the first dimension fastest.
