@@ -419,6 +419,12 @@ class _HTTPHeaders:
     def __len__(self) -> int:
         return int(_zarnik.HTTPHeaders_size(self))
 
+    def __copy__(self) -> Any:
+        return _classes.HTTPHeaders(self)
+
+    def __deepcopy__(self, memo: dict[int, Any]) -> Any:
+        return _classes.HTTPHeaders(self)
+
 
 @extends(_classes.RandomAccessFactory)
 class _RandomAccessFactory:

@@ -1,5 +1,6 @@
 """Streams and random accessors as a Python user has them."""
 
+import copy
 import gc
 import gzip
 import io
@@ -235,6 +236,9 @@ def test_uris_and_headers():
     headers = zarnik.HTTPHeaders()
     headers.add("A", "b")
     assert len(headers) == 1
+    for twin in (copy.copy(headers), copy.deepcopy(headers)):
+        twin.add("Only", "here")
+        assert len(twin) == len(headers) + 1
     assert zarnik.open_random(b"x").http_counters() is None
 
 

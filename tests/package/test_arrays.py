@@ -1,5 +1,6 @@
 """Arrays as images and back, over one memory."""
 
+import copy
 import gc
 import itertools
 import os
@@ -196,6 +197,8 @@ def test_a_million_round_trips_leave_nothing_behind():
 
 def test_indexers_place_elements_as_strides_of_numpy_do():
     indexer = zarnik.Indexer((4, 5, 3), "f4", [20, 2**64 - 4, 80])
+    for same in (indexer, zarnik.Indexer()):
+        assert copy.deepcopy(same) == pickle.loads(pickle.dumps(same)) == same
     assert indexer.byte_offset((2, 3, 1)) == 2 * 20 - 3 * 4 + 80
     assert repr(indexer) == "<zarnik.Indexer of shape (4, 5, 3), byte strides (20, -4, 80), FLOAT>"
     far = 2**33  # integers of lists have all their bits
