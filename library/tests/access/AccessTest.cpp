@@ -59,7 +59,7 @@ TEST(Access, IsReadByThreadsWhateverStandsBehindIt) {
     auto const content = readAll(*access);
     std::atomic<size_t> wrong = 0;
     onThreads(4, [&](size_t thread) {
-      for (size_t round = 0; round < 50; ++round) {
+      for (size_t round = 0; round < 2000; ++round) {
         auto const offset = (thread * 37 + round * 11) % 170;
         uint8_t out[10] = {};
         wrong += access->read(offset, out, 10) != 10 || !std::equal(out, out + 10, &content[offset]);

@@ -202,13 +202,11 @@ TEST(AllocationFailure, OfTables) {
 
 TEST(AllocationFailure, OfLevels) {
   auto const make = [] { return LodImageViewFactory::createLevels(image(), LevelMethod::MEAN, 2); };
-  withEachAllocationFailing(
-      "existing",
-      [] {
-        return std::vector{image(), image()};
-      },
-      [](auto & levels) { (void)LodImageViewFactory::createFromLevels(std::move(levels), 0)->toString(); },
-      [](auto const &) { return 0; });
+  auto const two = [] { return std::vector{image(), image()}; };
+  auto const combine = [](auto & levels) {
+    (void)LodImageViewFactory::createFromLevels(std::move(levels), 0)->toString();
+  };
+  withEachAllocationFailing("existing", two, combine, [](auto const &) { return 0; });
   withEachAllocationFailing("made", [&] { make(); });
   Bytes samples(3 * 3 * 2);
   auto const compute = [&](auto const & levels) {

@@ -82,16 +82,12 @@ TEST(AllocationFailure, OfMetadata) {
 }
 
 TEST(AllocationFailure, OfProperties) {
-  auto const change = [](char const * name, auto act) {
-    withEachAllocationFailing(
-        name,
-        [] {
-          auto const properties = ImageProperties::fromDataType(DataTypeId::UINT8);
-          properties->calibration().setUnit("a unit of many letters");
-          return properties;
-        },
-        act, told);
+  auto const make = [] {
+    auto const properties = ImageProperties::fromDataType(DataTypeId::UINT8);
+    properties->calibration().setUnit("a unit of many letters");
+    return properties;
   };
+  auto const change = [&](char const * name, auto act) { withEachAllocationFailing(name, make, act, told); };
   change("all", [](auto & properties) {
     properties->clone();
     (void)properties->toString();

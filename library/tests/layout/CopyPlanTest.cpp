@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace zarnik {
 
@@ -33,9 +34,7 @@ void copyAllSmallShapes(size_t highestRank) {
   constexpr size_t elementSizes[] = {1, 2, 3, 4, 5, 6, 8, 12, 16, 24, 40};
   size_t round = 0;
   for (size_t rank = 0; rank <= highestRank; ++rank) {
-    uint64_t shapes = 1;
-    for (size_t n = 0; n < rank; ++n)
-      shapes *= 6;
+    auto const shapes = static_cast<uint64_t>(std::pow(6, rank));
     for (uint64_t shape = 0; shape < shapes; ++shape) {
       std::vector<uint64_t> size(rank);
       for (uint64_t n = 0, rest = shape; n < rank; ++n, rest /= 6)
