@@ -43,8 +43,6 @@ def source_of(kind: str, values: numpy.ndarray[Any, Any], axes: str, has_pixels:
     image.set_axes_interpretation("".join(letters))
     image[...] = values
     image = image.to_disk() if kind == "disk" else image
-    restrict = {
-        "read-only": zarnik.ImageViewProvider.to_read_only,
-        "write-only": zarnik.ImageViewProvider.to_write_only,
-    }
+    provider = zarnik.ImageViewProvider
+    restrict = {"read-only": provider.to_read_only, "write-only": provider.to_write_only}
     return restrict[kind](image) if kind in restrict else image
