@@ -318,8 +318,10 @@ def thumbnail(image):
 @pytest.mark.parametrize("axes", ["YX", "ZYX", "TZYX", "YXC"])
 def test_thumbnails(axes):
     shape = [{"T": 2, "Z": 9, "Y": 40, "X": 50, "C": 3}[letter] for letter in axes]
-    picture = thumbnail(zarnik.from_numpy(values(shape, "uint8"), axes)).convert()
+    array = values(shape, "uint8")
+    picture = thumbnail(zarnik.from_numpy(array, axes)).convert()
     assert (picture.size, picture.mode) == ((50, 40), "RGB" if axes == "YXC" else "L")
+    assert axes != "YXC" or (numpy.asarray(picture) == array).all()
 
 
 def test_thumbnails_have_the_proportions_of_space():

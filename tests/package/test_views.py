@@ -268,7 +268,7 @@ def test_capabilities_are_printed_and_enforced():
     assert numpy.all(image.read() == 4)
 
 
-@pytest.mark.parametrize("block_bytes", [64, 2**24])
+@pytest.mark.parametrize("block_bytes", [64, 800, 2**24])
 @pytest.mark.parametrize("copied_bytes", [0, 2**14])
 def test_values_in_the_memory_of_the_image_are_written_as_they_were(monkeypatch, block_bytes, copied_bytes):
     monkeypatch.setattr("zarnik._transfer._BLOCK_BYTES", block_bytes)
