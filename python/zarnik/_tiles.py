@@ -168,9 +168,14 @@ _owners: weakref.WeakValueDictionary[Hashable, Owner] = weakref.WeakValueDiction
 
 
 def _apart(tile: Array) -> Array:
-    """A tile without much else that it would keep: the memory of an array goes as a whole."""
+    """A tile without much else that it would keep: the memory of an array or a buffer goes as a whole."""
     owner = tile.base
-    return tile.copy() if isinstance(owner, numpy.ndarray) and owner.nbytes > 2 * tile.nbytes else tile
+    while isinstance(owner, numpy.ndarray) and owner.base is not None:
+        owner = owner.base
+    if isinstance(owner, memoryview) and owner.obj is not None:
+        owner = memoryview(owner.obj)
+    is_large = isinstance(owner, (numpy.ndarray, memoryview)) and owner.nbytes > 2 * tile.nbytes
+    return tile.copy() if is_large else tile
 
 
 def _cost(tile: Array) -> int:

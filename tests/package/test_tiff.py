@@ -5,6 +5,7 @@ import os
 import subprocess
 import sys
 import time
+import tracemalloc
 
 import numpy
 import pytest
@@ -203,7 +204,10 @@ def test_the_cache_is_bounded_and_shared_by_threads(options, small_cache):
             raise OSError("the disk is gone")
         time.sleep(1e-4)  # so that others come in between
         made.append(index)
-        return numpy.full((10, 10), index[0] * 10 + index[1], "uint8")
+        # A part of something large, as what is not compressed comes out of the file.
+        tile = numpy.frombuffer(memoryview(bytearray(1 << 20))[:100], "uint8").reshape(10, 10)
+        tile[...] = index[0] * 10 + index[1]
+        return tile
 
     image = zarnik.from_array(TiledArray((100, 95), "uint8", (10, 10), decode, is_far=False, **options))
     expected = numpy.repeat(numpy.repeat(numpy.arange(100).reshape(10, 10), 10, 0), 10, 1)[:, :95]
@@ -223,7 +227,10 @@ def test_the_cache_is_bounded_and_shared_by_threads(options, small_cache):
     with pytest.raises(zarnik.Error, match="the disk is gone"):
         image.to_numpy()
     damaged.clear()
+    tracemalloc.start()
     in_threads(read, range(8), 8)
+    assert tracemalloc.get_traced_memory()[0] < 1 << 20
+    tracemalloc.stop()
     assert sorted(made) == sorted(set(made))  # what one thread makes, the others wait for, and what is made is kept
     small_cache(0)
     assert zarnik.cache_info()["tiles"] == 0 and image[5, 5] == 0
