@@ -184,6 +184,39 @@ def dicom(folder: Path, array: Any) -> Iterator[Ratio]:
     yield Ratio("dcm, open, a plane", "pydicom", *times, AIM)
 
 
+def nrrd(folder: Path, array: Any) -> Iterator[Ratio]:
+    import nrrd
+
+    image = zarnik.from_numpy(array, "ZYX")
+    path = folder / "b.nrrd"
+
+    def alone() -> Any:
+        return nrrd.read(str(path), index_order="C")[0][BLOCK]
+
+    for encoding in ("raw", "gzip"):
+        zarnik.save(path, image, encoding=encoding)
+        numpy.testing.assert_array_equal(zarnik.open(path)[BLOCK], alone())
+        times = medians(lambda: zarnik.open(path)[BLOCK], alone)
+        yield Ratio(f"NRRD {encoding}, open, a block", "pynrrd", *times, AIM)
+
+
+def pictures(folder: Path, array: Any) -> Iterator[Ratio]:
+    from PIL import Image
+
+    # As large as those that cameras make.
+    pixels = numpy.tile((array[100] >> 3).astype("uint8"), (8, 8))
+    for name in ("b.png", "b.jpg"):
+        path = folder / name
+        Image.fromarray(pixels).save(path)
+
+        def alone(path: Path = path) -> Any:
+            return numpy.asarray(Image.open(path))
+
+        numpy.testing.assert_array_equal(zarnik.open(path).to_numpy(), alone())
+        times = medians(lambda path=path: zarnik.open(path).to_numpy(), alone)
+        yield Ratio(f"{name[2:]} of {pixels.size >> 20} Mi pixels, open and read", "Pillow", *times, AIM)
+
+
 def ome_zarr(folder: Path, array: Any) -> Iterator[Ratio]:
     import zarr
 
@@ -242,6 +275,8 @@ def run() -> Iterator[Ratio]:
         yield from medical(folder, array)
         yield from hdf5(folder, array)
         yield from dicom(folder, array)
+        yield from nrrd(folder, array)
+        yield from pictures(folder, array)
         yield from as_usual(folder, array)
         yield from from_afar(folder, array)
     finally:
