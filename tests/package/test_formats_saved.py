@@ -30,7 +30,7 @@ sitk = pytest.importorskip("SimpleITK")
 
 KINDS = {
     "line": ((9,), "X", "complex64", "UNKNOWN"),
-    "plane": ((70, 91), "YX", "float32", "UNKNOWN"),
+    "plane": ((70, 91), "YX", "float64", "UNKNOWN"),
     "complex plane": ((5, 6), "YX", "complex64", "UNKNOWN"),
     "volume": ((5, 33, 70), "ZYX", "int16", "UNKNOWN"),
     "labels": ((21, 33, 70), "ZYX", "uint32", "LABEL"),
@@ -188,6 +188,7 @@ REFUSED = [
     ("a.zarr", PLANE, {"chunks": (16, 16), "shards": (20, 32)}, WRONG, "no multiples"),
     ("a.zarr", PLANE, {"version": "0.4", "shards": (20, 32)}, WRONG, "has no shards"),
     ("a.zarr", PLANE, {"compression": "xyz"}, WRONG, "'xyz' is none of zstd, blosc, gzip"),
+    ("a.zarr", zarnik.from_numpy(numpy.ones((3, 4), "complex64")), {}, UNABLE, "no elements of complex64"),
     ("a.zarr", PLANE, {"method": "median"}, ValueError, "'median' is neither"),
     ("a.tif", PLANE.astype("int64"), {}, UNABLE, "no elements of int64"),
     ("a.tif", zarnik.zeros(4), {}, UNABLE, "axes Y and X"),

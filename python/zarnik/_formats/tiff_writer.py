@@ -96,14 +96,14 @@ def write(
                 coarser = on_exit.enter_context(_Scratch(os.path.dirname(path), shapes[level + 1], stack.dtype))
             blocks = _Blocks(source, shape, stack, size, coarser, nearest, report)
             if level == 0:
-                options["subifds"] = len(shapes) - 1
+                options["subifds"] = len(shapes) - 1 or None
             else:
                 options |= {"subifds": None, "subfiletype": 1}
                 metadata = None
             rows = None if size else blocks.rows
             file.write(
                 iter(blocks), shape=shape, rowsperstrip=rows, metadata=metadata,
-                **{name: value for name, value in options.items() if value not in (None, 0)},
+                **{name: value for name, value in options.items() if value is not None},
             )  # fmt: skip
             if coarser is not None:
                 source = coarser.array.__getitem__

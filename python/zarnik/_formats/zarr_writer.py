@@ -82,6 +82,8 @@ class _Writer:
             raise _classes.NotImplemented("the axes of the image are unknown: rename_axes names them")
         if "X" not in axes or "Y" not in axes:
             raise _classes.NotImplemented(f"OME-Zarr has axes Y and X, the image has {axes!r}")
+        if image.dtype.kind == "c":
+            raise _classes.NotImplemented(f"OME-Zarr holds no elements of {image.dtype}")
         self._axes = "".join(letter for letter in _ORDER if letter in axes)
         self._places = [axes.index(letter) for letter in self._axes]
         self._shapes = _pyramid.shapes([image.shape[place] for place in self._places], self._axes, "ZYX", levels)
