@@ -218,7 +218,7 @@ def test_attributes_of_hdf5_of_any_kind(attributes, told):
 @pytest.mark.parametrize("array", (ARRAY, ARRAY.T, ARRAY.astype(">i2"), ARRAY > 100, ARRAY.astype("c16"), ARRAY[0]))
 def test_files_of_numpy(array):
     numpy.save("a.npy", array)
-    numpy.savez("a.npz", first=array, second=ARRAY)
+    numpy.savez("a.npz", first=array, second=ARRAY, names=["a"], scale=0.5)
     numpy.savez_compressed("b.npz", array)
     images = [zarnik.open("a.npy"), zarnik.open("a.npz")["first"], zarnik.open("b.npz")]
     for image in images:

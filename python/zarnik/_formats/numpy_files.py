@@ -85,11 +85,16 @@ class NumPyArchive(Format):
             members = {one.filename[:-4]: one for one in archive.infolist() if one.filename.endswith(".npy")}
             if _ARRAY in members and _elements.DESCRIPTION in members:
                 return [_described(source, archive, members)]
-            found = []
+            found, failed = [], []
             for name, member in members.items():
-                array, letters = _member(source, archive, member, axes)
-                if array is not None:
-                    found.append(Series(name, [_made(array, letters)]))
+                try:
+                    made = _made(*_member(source, archive, member, axes))
+                except (_classes.Error, ValueError) as error:
+                    failed.append(error)
+                    made = _failing(error)
+                found.append(Series(name, [made]))
+            if failed and len(failed) == len(found):
+                raise failed[0]
             return found
 
     def save(  # type: ignore[override]
@@ -119,6 +124,13 @@ def _short(data: bytes, at: int) -> int:
 
 def _made(array: Any, letters: str, **told: Any) -> Any:
     return lambda: image_of(array, letters, **told)
+
+
+def _failing(error: Exception) -> Any:
+    def fail() -> Any:
+        raise _classes.Error(str(error)) from error
+
+    return fail
 
 
 def _header(file: Any, name: str) -> tuple[tuple[int, ...], numpy.dtype[Any], bool]:
