@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+import math
 import os
 import re
 import sys
@@ -269,6 +270,10 @@ def _show(given: Any) -> None:
     image = _open(given, given.file, is_first=True)
     if 0 in image.shape:
         raise zarnik.Error(f"{given.file!r} has no elements to show, its shape is {image.shape}")
+    if os.path.exists(given.output) and os.path.exists(given.file) and os.path.samefile(given.file, given.output):
+        raise zarnik.Error(f"{given.output!r} is the image itself, which a picture shall not replace")
+    if given.range is not None and not all(map(math.isfinite, given.range)):
+        raise zarnik.Error(f"black {given.range[0]} and white {given.range[1]} are not finite")
     plan = _rendering.Plan(image, given.size, _crops(given))
     pixels = plan.picture(None if given.range is None else tuple(given.range))
     for letter in given.flip.upper():

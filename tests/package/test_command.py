@@ -93,6 +93,8 @@ def test_what_cannot_be_done(run, volume, tmp_path):
         (("convert", "a.zrn", "b.zrn", "--option", "no=1"), "has no option 'no'"),
         (("convert", "a.zrn", "b.zrn", "--series", "3"), "series 3 is out of range"),
         (("show", "a.zrn", "-o", "a.png", "--flip", "Z"), "none of those of the picture, Y and X"),
+        (("show", "a.zrn", "-o", "a.zrn"), "is the image itself"),
+        (("show", "a.zrn", "-o", "a.png", "--range", "nan", "1"), "black nan and white 1.0 are not finite"),
         (("show", "a.zrn", "-o", "none/a.png"), "cannot write 'none/a.png'"),
     ):
         assert text in run(*arguments, expect=1)
