@@ -1,6 +1,8 @@
 """What is saved in each format: read by the format's own library, and the same image again when it is opened."""
 
 import os
+import subprocess
+import sys
 import time
 import warnings
 
@@ -237,3 +239,24 @@ def test_regions_decode_the_tiles_that_they_need_and_once(name, options, tmp_pat
     again = zarnik.cache_info()
     assert (again["misses"] - now["misses"], again["hits"] - now["hits"]) == (3, 1)
     assert again["bytes"] - before["bytes"] == 5 * 64 * 64 * 2
+
+
+FULL_DISK = """
+import resource, signal, sys
+import numpy, zarnik
+
+signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 20, 1 << 20))
+try:
+    zarnik.save(sys.argv[1], zarnik.zeros((16, 256, 256), "uint16"))
+except zarnik.Error as error:
+    print(error)
+"""
+
+
+@pytest.mark.parametrize("name", ("a.h5", "a.ome.tif", "a.nii", "a.npz"))
+def test_a_full_disk_leaves_the_old_file_and_the_process(name, tmp_path):
+    (tmp_path / name).write_bytes(b"old")
+    done = subprocess.run([sys.executable, "-c", FULL_DISK, name], cwd=tmp_path, capture_output=True, text=True)
+    assert (done.returncode, done.stderr) == (0, "") and "File too large" in done.stdout
+    assert os.listdir(tmp_path) == [name] and (tmp_path / name).read_bytes() == b"old"

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import io
 import math
 import operator
 import os
@@ -93,7 +94,7 @@ class HDF5(Format):
         shape = tuple(image.shape)
         if chunks is not None and chunks is not True and chunks is not False:
             chunks = tuple(min(int(chunk), size) for chunk, size in zip(chunks, shape))
-        with h5py.File(path, "w") as file:
+        with _Output(path) as output, h5py.File(output, "w") as file:
             made = file.create_dataset(dataset, shape, image.dtype, chunks=chunks or None, compression=compression)
             for axis, letter in enumerate(axes):
                 made.dims[axis].label = letter.lower()
@@ -112,8 +113,46 @@ class HDF5(Format):
             for place in _parts(shape, made.chunks, image.dtype.itemsize):
                 block = numpy.ascontiguousarray(image[place])
                 made[place] = block
+                output.check()
                 done += block.nbytes
                 progress(done, image.nbytes)
+
+
+class _Output(io.FileIO):
+    """A file that seems to take all that is written, and tells at its end what it could not take.
+
+    HDF5's library cannot close a file whose disk is full, and would end the process later.
+    """
+
+    def __init__(self, path: str) -> None:
+        super().__init__(path, "w+")
+        self._problem: OSError | None = None
+
+    def write(self, data: Any) -> int:
+        rest = memoryview(data).cast("B")
+        size = len(rest)
+        try:
+            while self._problem is None and rest:
+                rest = rest[super().write(rest) :]
+        except OSError as problem:
+            self._problem = problem
+        return size
+
+    def truncate(self, size: int | None = None) -> int:
+        try:
+            return super().truncate(size)
+        except OSError as problem:
+            self._problem = problem
+        return self.tell() if size is None else size
+
+    def check(self) -> None:
+        """:raises OSError: if not all was written."""
+        if self._problem is not None:
+            raise self._problem
+
+    def __exit__(self, kind: Any, error: Any, trace: Any) -> None:
+        super().__exit__(kind, error, trace)
+        self.check()
 
 
 # How h5py opens files: what it has set for one is told with others, which takes half of the time.
